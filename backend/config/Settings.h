@@ -1,0 +1,82 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "kozav_backend_export.h"
+
+#include <QString>
+
+#include <vector>
+
+namespace KOZAV::Backend {
+
+/// The configuration file as a value. Paths are absolute once loaded; cache paths end in a separator.
+struct DatabaseSettings
+{
+    QString driver = QStringLiteral("QSQLITE"); ///< "QSQLITE" or "QMYSQL"
+    QString file;                               ///< SQLite database file
+    QString host;
+    int port = 3306;
+    QString name;
+    QString user;
+    QString passwordFile; ///< file whose first line is the password
+    int connectTimeoutSeconds = 3;
+    int readTimeoutSeconds = 30;
+    int writeTimeoutSeconds = 30;
+    int busyTimeoutMs = 2000; ///< SQLite: longest wait for another writer
+    QString tlsCaFile;
+    bool allowPlaintext = false;
+
+    bool operator==(const DatabaseSettings& other) const;
+};
+
+struct DocumentStoreSettings
+{
+    QString kind = QStringLiteral("local"); ///< "local" or "mongodb"
+    QString root;                           ///< local: directory of the store
+    QString uri;                            ///< mongodb: connection URI
+    QString database;                       ///< mongoDbName
+    QString fileStore;                      ///< mongoFsName
+    bool allowPlaintext = false;
+
+    bool operator==(const DocumentStoreSettings& other) const;
+};
+
+struct Settings
+{
+    DatabaseSettings database;
+    DocumentStoreSettings documentStore;
+    QString uploadCache;   ///< uploadCacheDir, with its separator
+    QString downloadCache; ///< downloadCacheDir, with its separator
+    QString robotHost;
+    int robotPort = 0;
+    int userId = 0;
+    QString userName;
+    QString userLogin;
+};
+
+/// One key of the configuration file, for `zav_admin config`.
+struct SettingKey
+{
+    const char* key;      ///< "section/key"
+    const char* accepted; ///< what it takes, in words, for messages and the manual
+};
+
+/// Every key that a configuration file may hold, in the order of the file.
+KOZAV_BACKEND_EXPORT const std::vector<SettingKey>& settingKeys();
+
+/// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG, then the XDG configuration folder.
+KOZAV_BACKEND_EXPORT QString configurationPath(const QString& explicitPath);
+
+/// Reads and checks a configuration file. A failure names file, key and what is accepted.
+KOZAV_BACKEND_EXPORT Result<Settings> loadSettings(const QString& path);
+
+/// Writes a configuration file with working defaults (mode 0600), data under the XDG data folder, or under
+/// dataRoot where that is not empty. Refuses to replace an existing file.
+KOZAV_BACKEND_EXPORT Status createDefaultSettings(const QString& path, const QString& dataRoot = {});
+
+/// Reads, or checks and writes, a single key ("section/key") of a configuration file. A value that would make the
+/// file unusable is refused, and the file stays as it was.
+KOZAV_BACKEND_EXPORT Result<QString> readSetting(const QString& path, const QString& key);
+KOZAV_BACKEND_EXPORT Status writeSetting(const QString& path, const QString& key, const QString& value);
+
+} // namespace KOZAV::Backend

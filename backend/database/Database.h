@@ -1,0 +1,61 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/config/Settings.h"
+#include "kozav_backend_export.h"
+
+#include <QSqlQuery>
+#include <QVariant>
+
+#include <functional>
+#include <memory>
+
+namespace KOZAV::Backend {
+
+class Dialect;
+
+/// When a write must have reached the disk.
+enum class Durability {
+    Deferred, ///< with the next durable write, in order: nothing later survives a crash without it
+    Immediate ///< before the call returns
+};
+
+/// One connection to the rows of a site: owns the connection, its dialect and the schema's version.
+///
+/// SQL texts are constants of the callers; values are always bound. Not thread-safe: one object a thread.
+class KOZAV_BACKEND_EXPORT Database final
+{
+public:
+    /// Opens, checks and migrates. A newer schema than this program knows is refused and left as it is.
+    static Result<std::unique_ptr<Database>> open(const DatabaseSettings& settings);
+    ~Database();
+    Q_DISABLE_COPY(Database)
+
+    /// Runs a query; visit is called for each row and may return false to end.
+    using RowVisitor = std::function<bool(const QSqlQuery& row)>;
+    Status query(const char* sql, const QVariantList& values, const RowVisitor& visit);
+
+    /// Runs a write of one statement. @return the number of rows changed
+    Result<int> change(const char* sql, const QVariantList& values, Durability durability);
+
+    /// Runs an insert of one row. @return the number of the new row
+    Result<qint64> insert(const char* sql, const QVariantList& values, Durability durability);
+
+    /// Runs work in one transaction: committed if work returns success, otherwise rolled back.
+    Status transaction(const std::function<Status()>& work, Durability durability = Durability::Immediate);
+
+    /// Schema version of the open database.
+    Result<int> schemaVersion();
+    /// Engine and version in words, for status lines and `zav_admin ping`.
+    Result<QString> engineVersion();
+
+private:
+    Database();
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
+/// The current time as the rows hold it: ISO 8601 in UTC with milliseconds and a trailing "Z".
+KOZAV_BACKEND_EXPORT QString rowTime();
+
+} // namespace KOZAV::Backend

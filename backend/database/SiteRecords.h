@@ -1,0 +1,95 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "kozav_backend_export.h"
+
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+class Database;
+
+/// Companies and listings beyond what the service operations offer: for administration and for the client's tables.
+
+struct CompanyRecord
+{
+    int companyId = 0;
+    QString code;
+    QString name;
+    int jobCount = 0;
+    int batchNumber = 0;
+    QString createdTime;
+    QString updatedTime;
+};
+
+/// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to 255
+/// characters without control characters. Both unique: AlreadyExists names the one that is taken.
+KOZAV_BACKEND_EXPORT Result<CompanyRecord> addCompany(Database& database, const QString& code, const QString& name);
+/// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.
+KOZAV_BACKEND_EXPORT Status renameCompany(Database& database, const QString& code, const QString& newName);
+/// In the order in which they were made.
+KOZAV_BACKEND_EXPORT Result<std::vector<CompanyRecord>> listCompanies(Database& database);
+
+/// One imported job: its flow row with what is linked to it. Absent parts are empty texts or 0.
+struct JobRecord
+{
+    int jobId = 0;
+    QString flowGuid;
+    QString generatedName;
+    QString jobName;
+    QString flowNo;
+    int state = 0;
+    int subState = 0;
+    int batchNumber = 0;
+    int userId = 0;
+    QString createdTime;
+    QString origFileGuid;
+    QString companyCode;
+    QString companyName;
+    QString storedName;
+    QString suffix;
+    QString fileStore;
+    QString resource;
+    QString customer2;
+    QString customer3;
+    bool complete = false; ///< the job-compress row exists: the import is durable
+};
+
+/// All given conditions must hold.
+struct JobFilter
+{
+    std::optional<QString> companyCode;
+    std::optional<QString> companyName;
+    std::optional<QString> generatedName;
+    std::optional<QString> flowGuid;
+    std::optional<int> state;
+    std::optional<int> subState;
+    std::optional<int> batchNumber;
+};
+
+/// Oldest first.
+KOZAV_BACKEND_EXPORT Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
+
+/// One original-file row with its company and the state of its flow; flow parts are absent where it has none.
+struct OrigFileRecord
+{
+    int id = 0;
+    QString guid;
+    QString companyCode;
+    QString companyName;
+    QString jobName;
+    QString generatedName;
+    QString storedName;
+    QString suffix;
+    QString createdTime;
+    std::optional<int> state;
+    std::optional<int> subState;
+};
+
+/// Newest first; at most limit rows (0: all).
+KOZAV_BACKEND_EXPORT Result<std::vector<OrigFileRecord>> listOrigFiles(Database& database, int limit = 0);
+
+} // namespace KOZAV::Backend

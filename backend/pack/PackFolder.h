@@ -1,0 +1,29 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "kozav_backend_export.h"
+
+#include <string>
+
+namespace KOZAV::Backend {
+
+struct PackRequest
+{
+    std::string folder; ///< folder to pack, local 8-bit
+    std::string target; ///< archive to write, local 8-bit; must not exist
+    int threads = 0;    ///< compressing threads; 0: one for each core
+    int level = 6;      ///< deflate level, 1 (fast) to 9 (small)
+};
+
+struct PackResult
+{
+    qint64 files = 0;
+    qint64 folders = 0;
+    qint64 inputBytes = 0;
+    qint64 archiveBytes = 0;
+};
+
+/// Packs a folder into a zip archive (docs/zip-layout.md). On failure no target remains.
+KOZAV_BACKEND_EXPORT Result<PackResult> packFolder(const PackRequest& request);
+
+} // namespace KOZAV::Backend

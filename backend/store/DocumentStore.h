@@ -1,0 +1,69 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/config/Settings.h"
+#include "kozav_backend_export.h"
+
+#include <QByteArray>
+#include <QDateTime>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+/// Where a file store lies: the two location texts of the service operations. UTF-8.
+struct StoreLocation
+{
+    std::string database;
+    std::string fileStore;
+};
+
+/// What a store knows of one file.
+struct StoredFile
+{
+    std::string name; ///< UTF-8, byte for byte as it was given
+    qint64 length = 0;
+    QByteArray sha256; ///< lower-case hexadecimal
+    QDateTime storedAt; ///< UTC
+};
+
+/// A store of whole files by name. Local paths are in the local 8-bit code page.
+///
+/// All implementations: a put or adopt that succeeds is durable; one that fails leaves nothing under the name that
+/// was not there before; a name is never given other content; a get checks length and SHA-256 and replaces its target
+/// as a whole. Names and locations that could leave their place ("", ".", "..", "/", NUL) are InvalidArgument.
+class KOZAV_BACKEND_EXPORT DocumentStore
+{
+public:
+    virtual ~DocumentStore();
+    DocumentStore() = default;
+    Q_DISABLE_COPY(DocumentStore)
+
+    /// Stores a copy of the file at localPath. The same content under the name already is a success.
+    virtual Result<StoredFile> put(const StoreLocation& location, const std::string& name,
+                                   const std::string& localPath) = 0;
+
+    /// Stores the file at localPath and removes it; moves it where that is cheaper than copying.
+    /// On failure the file is still there.
+    virtual Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
+                                     const std::string& localPath) = 0;
+
+    /// Writes the stored file to localPath.
+    virtual Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) = 0;
+
+    /// What is stored under the name; NotFound where nothing is.
+    virtual Result<StoredFile> find(const StoreLocation& location, const std::string& name) = 0;
+
+    /// All stored files of the location, by name.
+    virtual Result<std::vector<StoredFile>> list(const StoreLocation& location) = 0;
+
+    /// Removes a stored file; NotFound where nothing is.
+    virtual Status remove(const StoreLocation& location, const std::string& name) = 0;
+};
+
+/// Makes the store that the settings choose.
+KOZAV_BACKEND_EXPORT Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSettings& settings);
+
+} // namespace KOZAV::Backend
