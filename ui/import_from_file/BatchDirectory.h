@@ -7,15 +7,15 @@
 
 namespace KOZAV::UI {
 
-/// The two levels of a batch directory, as the batch import walks them. One definition for the panel's driver and for
-/// hosts that show what a batch holds.
+/// The two levels of a batch directory, as the batch import walks them. One definition for the panel's driver
+/// and for hosts that show what a batch holds.
 
-/// The company directories of a batch directory, in the order of the import: by name, case ignored. Files and hidden
-/// directories are left out.
+/// The company directories of a batch directory, in the order of the import: by name, case ignored. Files and
+/// hidden directories are left out.
 ZAV_IMPORT_EXPORT QFileInfoList batchCompanies(const QString& batchDirectory);
 
-/// The entries of a company directory, in the order of the import: job folders and files of any name. Hidden entries
-/// are left out.
+/// The entries of a company directory, in the order of the import: job folders and files of any name. Hidden
+/// entries are left out.
 ZAV_IMPORT_EXPORT QFileInfoList batchJobs(const QString& companyPath);
 
 /// What the import does with an entry of a company directory.

@@ -9,6 +9,7 @@
 #include <string>
 
 class QComboBox;
+class QFileInfo;
 class QGroupBox;
 class QHBoxLayout;
 class QLabel;
@@ -20,11 +21,11 @@ class QVBoxLayout;
 
 namespace KOZAV::UI {
 
-/// The file import panel: brings job folders and job archives from disk into the document store and the database,
-/// a whole batch directory at once or one job at a time.
+/// The file import panel: brings job folders and job archives from disk into the document store and the
+/// database, a whole batch directory at once or one job at a time.
 ///
-/// Everything runs synchronously on the GUI thread. The panel reports through modal message boxes and keeps no log;
-/// the services log their failures.
+/// Everything runs synchronously on the GUI thread. The panel reports through modal message boxes and keeps
+/// no log; the services log their failures.
 class ZAV_IMPORT_EXPORT ZAV_ImportFromFile_Widget : public QWidget
 {
     Q_OBJECT
@@ -37,7 +38,8 @@ public:
     /// @param companyName  name of the customer company
     /// @param jobName      the folder's own name
     /// @param folderPath   the folder's full path
-    /// @return 0 when the job-compress row has been requested; 1, after a message, when the company was not found or
+    /// @return 0 when the job-compress row has been requested; 1, after a message, when the company was not
+    /// found or
     ///         its counter could not be written (the folder is packed and stored all the same)
     int l2Folders(QString companyName, QString jobName, QString folderPath, int batchNumber);
 
@@ -47,11 +49,13 @@ public:
 
     /// Imports one job archive of a batch (".zip", ".rar", ".tgz", ".kos", exactly so written).
     /// @param fileName  accepted and not used: the job name is generated
-    /// @return 0 when the archive was imported; 1 when its suffix is not accepted (silently), or, after a message,
+    /// @return 0 when the archive was imported; 1 when its suffix is not accepted (silently), or, after a
+    /// message,
     ///         when the company was not found or its counter could not be written
     int l2rartgzzip(QString companyName, QString fileName, QString filePath, int batchNum);
 
-    /// Imports one job archive for the company chosen in the combo box; an unaccepted suffix ends the call silently.
+    /// Imports one job archive for the company chosen in the combo box; an unaccepted suffix ends the call
+    /// silently.
     /// @param nameText  accepted and not used
     void l2rartgzzipSingleImport(QString nameText, QString filePath);
 
@@ -91,6 +95,7 @@ private:
     void initSingleImportBox();
     void initConnections();
     void fillCompanyList();
+    void importBatchCompany(const QFileInfo& company, int& batchNumber);
     void showCompanyNotFound(const QString& companyName);
 
     QGroupBox* m_pMultiImportGB;
