@@ -1,0 +1,147 @@
+#include "host/BatchRun.h"
+
+#include "backend/text/TextTable.h"
+#include "host/DialogOperator.h"
+#include "host/MainWindow.h"
+#include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QPixmap>
+#include <QProgressBar>
+#include <QPushButton>
+
+namespace KOZAV::Host {
+
+namespace {
+
+QGroupBox* batchBox(const QWidget& panel)
+{
+    for (auto* box : panel.findChildren<QGroupBox*>()) {
+        if (box->title() == QStringLiteral("批量导入"))
+            return box;
+    }
+    return nullptr;
+}
+
+QPushButton* button(const QWidget& box, const QString& text)
+{
+    for (auto* candidate : box.findChildren<QPushButton*>()) {
+        if (candidate->text() == text)
+            return candidate;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+BatchRun::BatchRun(MainWindow& window, SiteAccess& site, const QString& directory, const QString& screenshots,
+                   QTextStream& out)
+    : m_window(window)
+    , m_site(site)
+    , m_directory(directory)
+    , m_screenshots(screenshots)
+    , m_out(out)
+    , m_operator(std::make_unique<DialogOperator>())
+{
+    connect(m_operator.get(), &DialogOperator::messageRead, this,
+            [this](const QString& title, const QString& text) {
+                m_out << "message: " << title << ": " << text << '\n';
+                m_out.flush();
+            });
+}
+
+BatchRun::~BatchRun() = default;
+
+int BatchRun::run()
+{
+    if (!QFileInfo(m_directory).isDir()) {
+        m_out << "error: " << m_directory << " is not a directory\n";
+        m_out.flush();
+        return 2;
+    }
+    screenshot(QStringLiteral("idle"));
+    m_report = std::make_unique<BatchReport>(m_site, m_directory);
+    if (!chooseDirectory()) {
+        m_out << "error: the panel's dialog did not accept " << m_directory << '\n';
+        m_out.flush();
+        return 2;
+    }
+    importDirectory();
+    m_report->finish();
+    QApplication::processEvents();
+    screenshot(QStringLiteral("done"));
+    printReport();
+    return m_report->allImported() ? 0 : 1;
+}
+
+bool BatchRun::chooseDirectory()
+{
+    const QGroupBox* box = batchBox(*m_window.importPanel());
+    m_operator->chooseDirectory(m_directory);
+    button(*box, QStringLiteral("打开"))->click();
+    return QDir(box->findChild<QLineEdit*>()->text()) == QDir(m_directory);
+}
+
+void BatchRun::importDirectory()
+{
+    const QGroupBox* box = batchBox(*m_window.importPanel());
+    connect(box->findChild<QProgressBar*>(), &QProgressBar::valueChanged, this, &BatchRun::showProgress);
+    connect(&m_site, &SiteAccess::serviceCalled, this, &BatchRun::showCall);
+    m_report->start();
+    button(*box, QStringLiteral("导入"))->click();
+    disconnect(&m_site, &SiteAccess::serviceCalled, this, &BatchRun::showCall);
+}
+
+void BatchRun::showProgress(int companiesDone)
+{
+    const auto* bar = m_window.importPanel()->findChild<QProgressBar*>();
+    m_out << "progress: " << companiesDone << " of " << bar->maximum() << " companies, " << m_imported
+          << " jobs imported\n";
+    m_out.flush();
+    if (!m_runningShown)
+        screenshot(QStringLiteral("running"));
+    m_runningShown = true;
+}
+
+void BatchRun::showCall(const ServiceCall& call)
+{
+    m_report->serviceCalled(call);
+    if (call.operation.startsWith(QLatin1String("inputJobCompress")) && call.failure.isEmpty())
+        ++m_imported;
+}
+
+void BatchRun::printReport()
+{
+    Backend::TextTable imported({QStringLiteral("company"), QStringLiteral("job"),
+                                 QStringLiteral("generated name"), QStringLiteral("stored name"),
+                                 QStringLiteral("bytes"), QStringLiteral("seconds")});
+    imported.alignRight({4, 5});
+    Backend::TextTable refused(
+        {QStringLiteral("company"), QStringLiteral("entry"), QStringLiteral("why not")});
+    for (const BatchReportRow& row : m_report->rows()) {
+        if (row.imported())
+            imported.addRow({row.company, row.entry, row.generatedName, row.storedName,
+                             QString::number(row.bytes), QString::number(row.seconds, 'f', 3)});
+        else
+            refused.addRow({row.company, row.entry, row.reason});
+    }
+    m_out << "\nImported: " << imported.rowCount() << '\n' << imported.toString();
+    m_out << "\nNot imported: " << refused.rowCount() << '\n' << refused.toString();
+    for (const QString& remark : m_report->remarks())
+        m_out << "remark: " << remark << '\n';
+    m_out.flush();
+}
+
+void BatchRun::screenshot(const QString& name)
+{
+    if (m_screenshots.isEmpty())
+        return;
+    const QString file = m_screenshots + QStringLiteral("/panel-") + name + QStringLiteral(".png");
+    if (!m_window.grab().save(file))
+        m_out << "warning: the picture " << file << " could not be written\n";
+}
+
+} // namespace KOZAV::Host

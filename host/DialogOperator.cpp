@@ -1,0 +1,59 @@
+#include "host/DialogOperator.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace KOZAV::Host {
+
+DialogOperator::DialogOperator(QObject* parent)
+    : QObject(parent)
+{
+    // A modal dialog runs an event loop of its own, in which the timer goes on.
+    m_timer.setInterval(5);
+    connect(&m_timer, &QTimer::timeout, this, &DialogOperator::answerDialog);
+    m_timer.start();
+}
+
+void DialogOperator::chooseDirectory(const QString& directory)
+{
+    m_directory = directory;
+}
+
+void DialogOperator::answerDialog()
+{
+    QWidget* modal = QApplication::activeModalWidget();
+    if (auto* box = qobject_cast<QMessageBox*>(modal))
+        answer(*box);
+    else if (auto* dialog = qobject_cast<QFileDialog*>(modal))
+        answer(*dialog);
+}
+
+void DialogOperator::answer(QFileDialog& dialog)
+{
+    auto* name = dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+    auto* buttons = dialog.findChild<QDialogButtonBox*>();
+    QPushButton* choose = buttons ? buttons->button(QDialogButtonBox::Open) : nullptr;
+    if (!name || !choose || m_directory.isEmpty()) {
+        dialog.reject();
+        return;
+    }
+    name->setText(m_directory);
+    m_directory.clear();
+    choose->click();
+}
+
+void DialogOperator::answer(QMessageBox& box)
+{
+    Q_EMIT messageRead(box.windowTitle(), box.text());
+    if (QAbstractButton* ok = box.button(QMessageBox::Ok))
+        ok->click();
+    else
+        box.reject();
+}
+
+} // namespace KOZAV::Host

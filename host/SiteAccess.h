@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace KOZAV::Host {
+
+/// State pair of a job flow.
+using FlowState = std::pair<int, int>;
+
+/// One row of the client's table of original files.
+struct OrigFileRow
+{
+    QString company;
+    QString jobName;       ///< name the job came with
+    QString generatedName; ///< the system's name; empty where the job has no flow
+    QString storedName;
+    QDateTime importedAt; ///< local time
+    std::optional<FlowState> state;
+};
+
+/// What an import left of one job.
+struct ImportedJob
+{
+    QString generatedName;
+    QString storedName;
+    bool complete = false; ///< the last row of the import was written
+};
+
+/// One finished call of a service operation.
+struct ServiceCall
+{
+    QString operation;
+    QString subject;
+    QString result;
+    QString failure; ///< why it failed; empty on success
+    qint64 startedMs = 0;
+    qint64 endedMs = 0;
+};
+
+/// The client's door to the embedded services beyond their public operations: which site is open, its tables,
+/// and what the services do while a panel works. The only part of the client that knows how the services are
+/// made.
+class SiteAccess final : public QObject
+{
+    Q_OBJECT
+public:
+    /// @param configuration  configuration file; empty: the usual places
+    explicit SiteAccess(const QString& configuration, QObject* parent = nullptr);
+    ~SiteAccess() override;
+
+    /// Opens configuration, database and store. @return why that is not possible; empty on success
+    [[nodiscard]] QString open();
+
+    /// Configuration, database and store in words.
+    [[nodiscard]] QString description() const;
+
+    /// Newest first. A failure gives no rows; lastError() says why.
+    [[nodiscard]] std::vector<OrigFileRow> origFiles();
+    [[nodiscard]] std::optional<ImportedJob> importedJob(const QString& flowKey);
+    /// Length of a stored file in bytes; -1 where there is none.
+    [[nodiscard]] qint64 storedBytes(const QString& storedName);
+    /// The names in a directory as they are on disk, whatever their encoding; without "." and "..".
+    [[nodiscard]] std::vector<QByteArray> entryNames(const QString& directory);
+    [[nodiscard]] QString lastError() const { return m_lastError; }
+
+Q_SIGNALS:
+    void serviceCalled(const KOZAV::Host::ServiceCall& call);
+
+private:
+    QString m_lastError;
+};
+
+} // namespace KOZAV::Host

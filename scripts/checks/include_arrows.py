@@ -1,0 +1,98 @@
+#!/usr/bin/env python3
+"""Fails on an #include that runs against the arrows between the folders (docs: ARCHITECTURE.md)."""
+
+import re
+from pathlib import Path, PurePosixPath
+
+import house
+from house import Finding
+
+PANEL_HEADER = r"ui/[^/]+/ZAV_\w+_Widget\.h"
+PANEL_EXPORT = r"zav_import_export\.h"
+
+# For the files that match the first pattern: what of ours they may include besides their own folder, and the rule
+# in words. The first match counts.
+ARROWS = (
+    (r"services/.*", (), "services include nothing of ours but services"),
+    (
+        r"robot/.*\.cpp",
+        (r"services/.*", PANEL_HEADER, PANEL_EXPORT),
+        "robot includes services, and from a source that holds members of a panel that panel's header",
+    ),
+    (r"robot/.*", (r"services/.*", PANEL_EXPORT), "a header of robot includes services only"),
+    (
+        r"import/.*\.cpp",
+        (r"services/.*", r"robot/.*", PANEL_HEADER, PANEL_EXPORT),
+        "import includes services, robot, and from a source that holds members of a panel that panel's header",
+    ),
+    (r"import/.*", (r"services/.*", r"robot/.*", PANEL_EXPORT), "a header of import includes services and robot only"),
+    (
+        r"ui/import_from_file/.*\.cpp",
+        (r"services/.*", r"import/.*", r"robot/.*", PANEL_EXPORT),
+        "a source of the file import panel includes services, and import and robot for what it calls",
+    ),
+    (r"ui/import_from_file/.*", (r"services/.*", PANEL_EXPORT), "a header of the file import panel includes services only"),
+    (
+        r"ui/import_list/.*\.cpp",
+        (r"services/.*", r"import/.*", r"robot/.*", r"ui/import_from_file/StyleSheets\.h", PANEL_EXPORT),
+        "a source of the job list panel includes services, the style sheets, and import and robot for what it calls",
+    ),
+    (
+        r"ui/import_list/.*",
+        (r"services/.*", r"ui/import_from_file/StyleSheets\.h", PANEL_EXPORT),
+        "a header of the job list panel includes services and the style sheets only",
+    ),
+    (r"backend/.*", (r"services/.*", r"kozav_backend_export\.h"), "backend includes services only"),
+    (
+        r"host/(main\.cpp|Site\w*\.(cpp|h))",
+        (r"ui/.*", r"services/.*", r"backend/.*"),
+        "host includes ui, services, and for the start-up backend",
+    ),
+    (r"host/.*", (r"ui/.*", r"services/.*"), "host includes ui and services; backend only from main.cpp and Site*"),
+    (r"admin/.*", (r"services/.*", r"backend/.*"), "admin includes services and backend"),
+    (r"robot_server/.*", (r"robot/\w+\.h",), "robot_server includes nothing of ours but robot's document definition"),
+    (r"samples/.*", (), "samples include nothing of ours but samples"),
+)
+
+GENERATED = re.compile(r"\w+_export\.h")
+MOC_OUTPUT = re.compile(r"(moc_\w+\.cpp|\w+\.moc)")
+
+
+def folder_of(path):
+    """The folder that counts as one's own: the top one, except that each panel in ui is its own."""
+    parts = PurePosixPath(path).parts
+    return "/".join(parts[:2] if parts[0] == "ui" else parts[:1]) + "/"
+
+
+def resolve(root, source, name):
+    """The included file as a path from root; None where it is not one of ours."""
+    for candidate in (root / name, (root / source.path).parent / name):
+        if candidate.is_file() and candidate.resolve().is_relative_to(root):
+            return candidate.resolve().relative_to(root).as_posix()
+    return name if GENERATED.fullmatch(name) else None
+
+
+def broken_rule(root, source, name, quoted):
+    """The rule that an #include breaks; None where it may stand."""
+    path = source.path.as_posix()
+    target = resolve(root, source, name)
+    if target is None:
+        return f'"{name}" is no file of ours' if quoted and not MOC_OUTPUT.fullmatch(name) else None
+    if target.startswith(folder_of(path)):
+        return None
+    allowed, rule = next(((a, r) for pattern, a, r in ARROWS if re.fullmatch(pattern, path)))
+    if any(re.fullmatch(pattern, target) for pattern in allowed):
+        return None
+    return f"includes {target}: {rule}"
+
+
+def check(root):
+    for source in house.sources(root, house.PRODUCT_FOLDERS):
+        for line, name, quoted in source.includes:
+            rule = broken_rule(root, source, name, quoted)
+            if rule:
+                yield Finding(source.path, line, rule)
+
+
+if __name__ == "__main__":
+    house.main(__doc__, check)
