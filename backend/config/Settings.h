@@ -64,7 +64,8 @@ struct SettingKey
 /// Every key that a configuration file may hold, in the order of the file.
 KOZAV_BACKEND_EXPORT const std::vector<SettingKey>& settingKeys();
 
-/// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG, then the XDG configuration folder.
+/// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG, then the XDG configuration
+/// folder.
 KOZAV_BACKEND_EXPORT QString configurationPath(const QString& explicitPath);
 
 /// Reads and checks a configuration file. A failure names file, key and what is accepted.
@@ -74,8 +75,13 @@ KOZAV_BACKEND_EXPORT Result<Settings> loadSettings(const QString& path);
 /// dataRoot where that is not empty. Refuses to replace an existing file.
 KOZAV_BACKEND_EXPORT Status createDefaultSettings(const QString& path, const QString& dataRoot = {});
 
-/// Reads, or checks and writes, a single key ("section/key") of a configuration file. A value that would make the
-/// file unusable is refused, and the file stays as it was.
+/// Makes the folders that the settings speak of where they are missing, mode 0700: the two caches and, with a local
+/// store, its root. (The database makes its own.)
+KOZAV_BACKEND_EXPORT Status makeFolders(const Settings& settings);
+
+/// Reads, or checks and writes, a single key ("section/key") of a configuration file. Reading gives what is
+/// in force: paths absolute, the default where the key is absent. A value that would make the file unusable
+/// is refused (InvalidArgument), and the file stays as it was; comments and other lines are kept.
 KOZAV_BACKEND_EXPORT Result<QString> readSetting(const QString& path, const QString& key);
 KOZAV_BACKEND_EXPORT Status writeSetting(const QString& path, const QString& key, const QString& value);
 

@@ -22,7 +22,11 @@ enum class Durability {
 
 /// One connection to the rows of a site: owns the connection, its dialect and the schema's version.
 ///
-/// SQL texts are constants of the callers; values are always bound. Not thread-safe: one object a thread.
+/// SQL texts are constants of the callers; values are always bound. An invalid QVariant is bound as NULL, a
+/// null QString as an empty text. A text with a NUL or with a byte order mark at its beginning is
+/// InvalidArgument, since an engine would not keep it as it is. Other failures: Unavailable (locked beyond
+/// the time-out, no server), AlreadyExists (unique key), NotFound (reference to no row), NoSpace,
+/// NotPermitted, Corrupt, Io. Not thread-safe: one object a thread.
 class KOZAV_BACKEND_EXPORT Database final
 {
 public:
@@ -41,16 +45,21 @@ public:
     /// Runs an insert of one row. @return the number of the new row
     Result<qint64> insert(const char* sql, const QVariantList& values, Durability durability);
 
-    /// Runs work in one transaction: committed if work returns success, otherwise rolled back.
+    /// Runs work in one transaction: committed if work returns success, otherwise rolled back. The writes in
+    /// it take the transaction's durability, whatever theirs. Transactions do not nest: Internal.
     Status transaction(const std::function<Status()>& work, Durability durability = Durability::Immediate);
 
     /// Schema version of the open database.
     Result<int> schemaVersion();
     /// Engine and version in words, for status lines and `zav_admin ping`.
     Result<QString> engineVersion();
+    /// Reads the whole database through and checks every reference between rows; Corrupt names what is wrong.
+    /// Slow where there are many rows: open() does the same only for a small database.
+    Status checkIntegrity();
 
 private:
     Database();
+    Status start(const DatabaseSettings& settings);
     struct Private;
     std::unique_ptr<Private> d;
 };

@@ -6,13 +6,15 @@
 #include <QString>
 
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace KOZAV::Backend {
 
 class Database;
 
-/// Companies and listings beyond what the service operations offer: for administration and for the client's tables.
+/// Companies and listings beyond what the service operations offer: for administration and for the client's
+/// tables.
 
 struct CompanyRecord
 {
@@ -25,9 +27,10 @@ struct CompanyRecord
     QString updatedTime;
 };
 
-/// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to 255
-/// characters without control characters. Both unique: AlreadyExists names the one that is taken.
-KOZAV_BACKEND_EXPORT Result<CompanyRecord> addCompany(Database& database, const QString& code, const QString& name);
+/// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to
+/// 255 characters without control characters. Both unique: AlreadyExists names the one that is taken.
+KOZAV_BACKEND_EXPORT Result<CompanyRecord> addCompany(Database& database, const QString& code,
+                                                      const QString& name);
 /// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.
 KOZAV_BACKEND_EXPORT Status renameCompany(Database& database, const QString& code, const QString& newName);
 /// In the order in which they were made.
@@ -91,5 +94,34 @@ struct OrigFileRecord
 
 /// Newest first; at most limit rows (0: all).
 KOZAV_BACKEND_EXPORT Result<std::vector<OrigFileRecord>> listOrigFiles(Database& database, int limit = 0);
+
+/// One pre-processed file of a job.
+struct PreFileRecord
+{
+    QString guid;
+    QString flowGuid;
+    QString jobName;
+    QString firstText;
+    QString secondText;
+    QString thirdText;
+    int userId = 0;
+    QString userName;
+    QString createdTime;
+};
+
+/// The pre-processed files of a job, oldest first.
+KOZAV_BACKEND_EXPORT Result<std::vector<PreFileRecord>> listPreFiles(Database& database,
+                                                                     const QString& flowGuid);
+
+/// One job that waits for import: the key of its flow, the number of the row, its generated name. UTF-8.
+struct WaitingJob
+{
+    std::string flowGuid;
+    int jobId = 0;
+    std::string generatedName;
+};
+
+/// The job flows in state (0, 0), oldest first.
+KOZAV_BACKEND_EXPORT Result<std::vector<WaitingJob>> listWaitingJobs(Database& database);
 
 } // namespace KOZAV::Backend

@@ -12,7 +12,7 @@ struct PackRequest
     std::string folder; ///< folder to pack, local 8-bit
     std::string target; ///< archive to write, local 8-bit; must not exist
     int threads = 0;    ///< compressing threads; 0: one for each core
-    int level = 6;      ///< deflate level, 1 (fast) to 9 (small)
+    int level = 5; ///< deflate level, 1 (fast) to 9 (small); 5 packs as small as the usual 6 of other packers
 };
 
 struct PackResult

@@ -25,15 +25,16 @@ struct StoredFile
 {
     std::string name; ///< UTF-8, byte for byte as it was given
     qint64 length = 0;
-    QByteArray sha256; ///< lower-case hexadecimal
+    QByteArray sha256;  ///< lower-case hexadecimal
     QDateTime storedAt; ///< UTC
 };
 
 /// A store of whole files by name. Local paths are in the local 8-bit code page.
 ///
-/// All implementations: a put or adopt that succeeds is durable; one that fails leaves nothing under the name that
-/// was not there before; a name is never given other content; a get checks length and SHA-256 and replaces its target
-/// as a whole. Names and locations that could leave their place ("", ".", "..", "/", NUL) are InvalidArgument.
+/// All implementations: a put or adopt that succeeds is durable; one that fails leaves nothing under the name
+/// that was not there before; a name is never given other content; a get checks length and SHA-256 and
+/// replaces its target as a whole. Names and locations that could leave their place ("", ".", "..", "/", NUL)
+/// are InvalidArgument.
 class KOZAV_BACKEND_EXPORT DocumentStore
 {
 public:
@@ -51,7 +52,8 @@ public:
                                      const std::string& localPath) = 0;
 
     /// Writes the stored file to localPath.
-    virtual Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) = 0;
+    virtual Status get(const StoreLocation& location, const std::string& name,
+                       const std::string& localPath) = 0;
 
     /// What is stored under the name; NotFound where nothing is.
     virtual Result<StoredFile> find(const StoreLocation& location, const std::string& name) = 0;
@@ -64,6 +66,7 @@ public:
 };
 
 /// Makes the store that the settings choose.
-KOZAV_BACKEND_EXPORT Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSettings& settings);
+KOZAV_BACKEND_EXPORT Result<std::unique_ptr<DocumentStore>>
+openDocumentStore(const DocumentStoreSettings& settings);
 
 } // namespace KOZAV::Backend

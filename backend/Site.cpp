@@ -1,0 +1,238 @@
+#include "backend/Site.h"
+
+#include "backend/Operation.h"
+#include "backend/config/Redaction.h"
+#include "backend/database/Database.h"
+#include "backend/io/FileStamp.h"
+#include "backend/store/DocumentStore.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QThreadStorage>
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+/// What one thread holds of the site. It keeps the store that it was last given alive while others open a new
+/// one.
+struct ThreadPart
+{
+    std::unique_ptr<Database> database;
+    DatabaseSettings databaseSettings;
+    std::shared_ptr<DocumentStore> store;
+    quint64 epoch = 0;
+};
+
+} // namespace
+
+struct Site::Private
+{
+    // The configuration, guarded by mutex.
+    std::mutex mutex;
+    QString path;
+    QByteArray nativePath;
+    FileStamp stamp;
+    std::optional<Result<Settings>> current; ///< what the file with that stamp says
+    bool reliable = false;                   ///< whether any later change of the file shows in its stamp
+    QString logged;                          ///< the failure last logged, until the file is usable again
+
+    // The store, guarded by storeMutex.
+    std::mutex storeMutex;
+    std::shared_ptr<DocumentStore> store;
+    DocumentStoreSettings storeSettings;
+
+    std::atomic<quint64> epoch{
+        1}; ///< another one: whatever a thread has open belongs to an earlier configuration
+    QThreadStorage<ThreadPart*> threads;
+
+    const QString& resolvedPath();
+    Result<Settings> settings();
+    Result<Settings> load(const FileStamp& found);
+    Result<Settings> loadMissing(const Status& why);
+    Result<Settings> failed(const QString& message);
+    void welcome(const Settings& settings, const FileStamp& found);
+    ThreadPart& threadPart();
+};
+
+const QString& Site::Private::resolvedPath()
+{
+    if (path.isEmpty()) {
+        path = Backend::configurationPath({});
+        nativePath = QFile::encodeName(path);
+    }
+    return path;
+}
+
+Result<Settings> Site::Private::settings()
+{
+    resolvedPath();
+    const Result<FileStamp> found = fileStamp(nativePath.constData());
+    if (!found.ok())
+        return loadMissing(found.status());
+    if (current && reliable && found.value() == stamp)
+        return *current;
+    return load(found.value());
+}
+
+Result<Settings> Site::Private::load(const FileStamp& found)
+{
+    const bool changed = !current || !(found == stamp);
+    if (changed)
+        logged.clear();
+    stamp = found;
+    reliable = found.isSettled();
+    current = loadSettings(path);
+    if (!current->ok())
+        return failed(current->message());
+    logged.clear();
+    if (changed)
+        welcome(current->value(), found);
+    return *current;
+}
+
+/// A file that was there and is gone is a failure: defaults in its place would be another, empty site.
+Result<Settings> Site::Private::loadMissing(const Status& why)
+{
+    if (why.code() != ErrorCode::NotFound)
+        return failed(
+            QStringLiteral("configuration file \"%1\" cannot be read: %2").arg(path, why.message()));
+    if (current)
+        return failed(QStringLiteral("configuration file \"%1\" has been removed").arg(path));
+    const Status made = createDefaultSettings(path);
+    // Another process may have made it meanwhile, which is as good.
+    if (!made.ok() && made.code() != ErrorCode::AlreadyExists)
+        return failed(
+            QStringLiteral("configuration file \"%1\" cannot be made: %2").arg(path, made.message()));
+    if (made.ok())
+        qCInfo(logConfig).noquote()
+            << QStringLiteral("made the configuration file \"%1\" with defaults").arg(path);
+    const Result<FileStamp> found = fileStamp(nativePath.constData());
+    return found.ok() ? load(found.value()) : failed(found.message());
+}
+
+Result<Settings> Site::Private::failed(const QString& message)
+{
+    if (message != logged)
+        qCCritical(logConfig).noquote() << message;
+    logged = message;
+    return Status(ErrorCode::Configuration, message);
+}
+
+void Site::Private::welcome(const Settings& settings, const FileStamp& found)
+{
+    if (found.othersMayRead && holdsPassword(settings.documentStore.uri))
+        qCWarning(logConfig).noquote()
+            << QStringLiteral("configuration file \"%1\" holds a password and other users may read it")
+                   .arg(path);
+    const DocumentStoreSettings& documents = settings.documentStore;
+    const bool newStore = documents.kind == QLatin1String("local") && !QFileInfo::exists(documents.root);
+    const Status folders = makeFolders(settings);
+    if (!folders.ok())
+        qCCritical(logConfig).noquote() << folders.message();
+    else if (newStore) // To be seen in the log where the disk of a store is not mounted.
+        qCInfo(logConfig).noquote()
+            << QStringLiteral("made an empty document store \"%1\"").arg(documents.root);
+}
+
+ThreadPart& Site::Private::threadPart()
+{
+    if (!threads.hasLocalData())
+        threads.setLocalData(new ThreadPart);
+    ThreadPart& part = *threads.localData();
+    const quint64 now = epoch.load();
+    if (part.epoch != now) {
+        part.database.reset();
+        part.store.reset();
+        part.epoch = now;
+    }
+    return part;
+}
+
+Site& Site::current()
+{
+    static Site site;
+    return site;
+}
+
+Site::Site()
+    : d(std::make_unique<Private>())
+{
+}
+
+Site::~Site() = default;
+
+void Site::setConfigurationPath(const QString& path)
+{
+    {
+        const std::lock_guard<std::mutex> lock(d->mutex);
+        d->path = Backend::configurationPath(path);
+        d->nativePath = QFile::encodeName(d->path);
+        d->current.reset();
+        d->logged.clear();
+    }
+    ++d->epoch;
+    close();
+}
+
+QString Site::configurationPath() const
+{
+    const std::lock_guard<std::mutex> lock(d->mutex);
+    return d->resolvedPath();
+}
+
+Result<Settings> Site::settings()
+{
+    const std::lock_guard<std::mutex> lock(d->mutex);
+    return d->settings();
+}
+
+Result<Database*> Site::database()
+{
+    const Result<Settings> now = settings();
+    if (!now.ok())
+        return now.status();
+    ThreadPart& part = d->threadPart();
+    if (part.database && part.databaseSettings == now->database)
+        return part.database.get();
+    part.database.reset();
+    Result<std::unique_ptr<Database>> opened = Database::open(now->database);
+    if (!opened.ok())
+        return opened.status();
+    part.database = std::move(opened.value());
+    part.databaseSettings = now->database;
+    return part.database.get();
+}
+
+Result<DocumentStore*> Site::documentStore()
+{
+    const Result<Settings> now = settings();
+    if (!now.ok())
+        return now.status();
+    const std::lock_guard<std::mutex> lock(d->storeMutex);
+    ThreadPart& part = d->threadPart();
+    if (!d->store || !(d->storeSettings == now->documentStore)) {
+        d->store.reset();
+        Result<std::unique_ptr<DocumentStore>> opened = openDocumentStore(now->documentStore);
+        if (!opened.ok())
+            return opened.status();
+        d->store = std::move(opened.value());
+        d->storeSettings = now->documentStore;
+    }
+    part.store = d->store;
+    return part.store.get();
+}
+
+void Site::close()
+{
+    d->threadPart().database.reset();
+    d->threadPart().store.reset();
+    const std::lock_guard<std::mutex> lock(d->storeMutex);
+    d->store.reset();
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,29 @@
+#include "backend/config/Redaction.h"
+
+#include <QRegularExpression>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+/// "scheme://user:password@": up to the last "@" before the path, as a password may hold one unescaped.
+const QRegularExpression& passwordPattern()
+{
+    static const QRegularExpression pattern(QStringLiteral("(://[^:/@\\s]*:)([^/\\s]*)(@)"));
+    return pattern;
+}
+
+} // namespace
+
+QString withoutPassword(const QString& text)
+{
+    QString shown = text;
+    return shown.replace(passwordPattern(), QStringLiteral("\\1***\\3"));
+}
+
+bool holdsPassword(const QString& text)
+{
+    return passwordPattern().match(text).hasMatch();
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,264 @@
+#include "backend/config/Settings.h"
+
+#include "backend/config/IniDocument.h"
+#include "backend/config/Redaction.h"
+#include "backend/config/SettingRules.h"
+#include "backend/config/SettingsTemplate.h"
+#include "backend/io/FileAccess.h"
+#include "backend/io/LoginName.h"
+#include "backend/io/PrivateFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+#include <algorithm>
+#include <tuple>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+constexpr qint64 maxFileBytes = 1024 * 1024;
+
+QString inHome(QStandardPaths::StandardLocation location)
+{
+    return QStandardPaths::writableLocation(location) + QStringLiteral("/zav_import");
+}
+
+const SettingRule* findRule(const QString& key)
+{
+    const auto& rules = settingRules();
+    const auto same = [&key](const SettingRule& rule) { return key == QLatin1String(rule.name.key); };
+    const auto found = std::find_if(rules.cbegin(), rules.cend(), same);
+    return found == rules.cend() ? nullptr : &*found;
+}
+
+/// The keys of the section of key, or of the whole file where there is no such section.
+QString keysNear(const QString& key)
+{
+    const QString section = key.section(QLatin1Char('/'), 0, 0) + QLatin1Char('/');
+    QStringList near;
+    QStringList all;
+    for (const SettingRule& rule : settingRules()) {
+        all << QLatin1String(rule.name.key);
+        if (all.last().startsWith(section))
+            near << all.last();
+    }
+    return (near.isEmpty() ? all : near).join(QStringLiteral(", "));
+}
+
+Status unknownKey(ErrorCode code, const QString& key)
+{
+    return {code, QStringLiteral("%1 is not a known key; accepted are %2").arg(key, keysNear(key))};
+}
+
+Status broken(const QString& problem)
+{
+    return {ErrorCode::Configuration, problem};
+}
+
+bool holdsControlCharacter(const QString& value)
+{
+    return std::any_of(value.cbegin(), value.cend(), [](QChar c) {
+        return c.category() == QChar::Other_Control || c.category() == QChar::Separator_Line ||
+               c.category() == QChar::Separator_Paragraph;
+    });
+}
+
+/// Empty if the value has been taken over.
+QString problemOf(const SettingRule& rule, const QString& value, const QDir& folder, Settings& settings)
+{
+    if (value.isEmpty())
+        return QStringLiteral("is empty");
+    if (holdsControlCharacter(value) || !value.isValidUtf16())
+        return QStringLiteral("holds a control character or half of a character");
+    if (!rule.take(settings, value, folder))
+        return QStringLiteral("is \"%1\"").arg(withoutPassword(value));
+    return {};
+}
+
+Status takeEntry(const IniDocument::Entry& entry, const QDir& folder, Settings& settings)
+{
+    const auto at = [&entry](const QString& problem) {
+        return broken(QStringLiteral("line %1: %2").arg(entry.line).arg(problem));
+    };
+    const SettingRule* rule = findRule(entry.key);
+    if (rule == nullptr)
+        return at(unknownKey(ErrorCode::Configuration, entry.key).message());
+    const QString problem = problemOf(*rule, entry.value, folder, settings);
+    if (problem.isEmpty())
+        return {};
+    return at(QStringLiteral("%1 %2; accepted is %3")
+                  .arg(entry.key, problem, QString::fromLatin1(rule->name.accepted)));
+}
+
+bool isThisMachine(const QString& host)
+{
+    static const QRegularExpression loopback(QStringLiteral("^(localhost|::1|127(\\.[0-9]{1,3}){3})$"));
+    return loopback.match(host).hasMatch();
+}
+
+Status checkWhole(const IniDocument& document, const Settings& settings)
+{
+    for (const SettingRule& rule : settingRules()) {
+        const auto same = [&rule](const auto& entry) { return entry.key == QLatin1String(rule.name.key); };
+        const auto& entries = document.entries();
+        if (rule.required(settings) && std::none_of(entries.cbegin(), entries.cend(), same))
+            return broken(QStringLiteral("%1 is missing; accepted is %2")
+                              .arg(QLatin1String(rule.name.key), QLatin1String(rule.name.accepted)));
+    }
+    const DatabaseSettings& database = settings.database;
+    if (database.driver == QLatin1String("QMYSQL") && !isThisMachine(database.host) &&
+        database.tlsCaFile.isEmpty() && !database.allowPlaintext)
+        return broken(
+            QStringLiteral("database/tls_ca is missing; the server \"%1\" is not on this machine and needs "
+                           "it, or database/allow_plaintext = true")
+                .arg(database.host));
+    return {};
+}
+
+Result<Settings> interpret(const IniDocument& document, const QDir& folder)
+{
+    Settings settings;
+    for (const IniDocument::Entry& entry : document.entries()) {
+        const Status status = takeEntry(entry, folder, settings);
+        if (!status.ok())
+            return status;
+    }
+    const Status whole = checkWhole(document, settings);
+    if (!whole.ok())
+        return whole;
+    return settings;
+}
+
+Result<Settings> parseSettings(const QByteArray& bytes, const QString& path)
+{
+    const Result<IniDocument> document = IniDocument::parse(bytes);
+    const QDir folder(QFileInfo(path).absolutePath());
+    const Result<Settings> settings =
+        document.ok() ? interpret(document.value(), folder) : Result<Settings>(document.status());
+    if (settings.ok())
+        return settings;
+    return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, settings.message()));
+}
+
+Result<QByteArray> readText(const QString& path)
+{
+    const Result<std::string> bytes = readSmallFile(QFile::encodeName(path).toStdString(), maxFileBytes);
+    if (bytes.ok())
+        return QByteArray::fromStdString(bytes.value());
+    return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, bytes.message()));
+}
+
+} // namespace
+
+bool DatabaseSettings::operator==(const DatabaseSettings& other) const
+{
+    const auto fields = [](const DatabaseSettings& s) {
+        return std::tie(s.driver, s.file, s.host, s.port, s.name, s.user, s.passwordFile,
+                        s.connectTimeoutSeconds, s.readTimeoutSeconds, s.writeTimeoutSeconds, s.busyTimeoutMs,
+                        s.tlsCaFile, s.allowPlaintext);
+    };
+    return fields(*this) == fields(other);
+}
+
+bool DocumentStoreSettings::operator==(const DocumentStoreSettings& other) const
+{
+    const auto fields = [](const DocumentStoreSettings& s) {
+        return std::tie(s.kind, s.root, s.uri, s.database, s.fileStore, s.allowPlaintext);
+    };
+    return fields(*this) == fields(other);
+}
+
+const std::vector<SettingKey>& settingKeys()
+{
+    static const std::vector<SettingKey> keys = [] {
+        std::vector<SettingKey> names;
+        for (const SettingRule& rule : settingRules())
+            names.push_back(rule.name);
+        return names;
+    }();
+    return keys;
+}
+
+QString configurationPath(const QString& explicitPath)
+{
+    if (!explicitPath.isEmpty())
+        return QFileInfo(explicitPath).absoluteFilePath();
+    const QString named = qEnvironmentVariable("ZAV_CONFIG");
+    if (!named.isEmpty())
+        return QFileInfo(named).absoluteFilePath();
+    return inHome(QStandardPaths::GenericConfigLocation) + QStringLiteral("/zav.ini");
+}
+
+Result<Settings> loadSettings(const QString& path)
+{
+    const Result<QByteArray> bytes = readText(path);
+    if (!bytes.ok())
+        return bytes.status();
+    return parseSettings(bytes.value(), path);
+}
+
+Status createDefaultSettings(const QString& path, const QString& dataRoot)
+{
+    const QString root = dataRoot.isEmpty() ? inHome(QStandardPaths::GenericDataLocation)
+                                            : QDir::cleanPath(QFileInfo(dataRoot).absoluteFilePath());
+    const QByteArray text = defaultSettingsText(root, loginName());
+    const Result<Settings> settings = parseSettings(text, path);
+    if (!settings.ok())
+        return {ErrorCode::InvalidArgument, settings.message()};
+    const Result<bool> folder = makePrivateFolder(QFileInfo(path).absolutePath());
+    if (!folder.ok())
+        return folder.status();
+    return writePrivateFile(path, text, ExistingTarget::Keep);
+}
+
+Status makeFolders(const Settings& settings)
+{
+    QStringList folders = {settings.uploadCache, settings.downloadCache};
+    if (settings.documentStore.kind == QLatin1String("local"))
+        folders << settings.documentStore.root;
+    for (const QString& folder : qAsConst(folders)) {
+        const Result<bool> made = makePrivateFolder(folder);
+        if (!made.ok())
+            return made.status();
+    }
+    return {};
+}
+
+Result<QString> readSetting(const QString& path, const QString& key)
+{
+    const SettingRule* rule = findRule(key);
+    if (rule == nullptr)
+        return unknownKey(ErrorCode::InvalidArgument, key);
+    const Result<Settings> settings = loadSettings(path);
+    if (!settings.ok())
+        return settings.status();
+    return rule->show(settings.value());
+}
+
+Status writeSetting(const QString& path, const QString& key, const QString& value)
+{
+    if (findRule(key) == nullptr)
+        return unknownKey(ErrorCode::InvalidArgument, key);
+    const Result<QByteArray> before = readText(path);
+    if (!before.ok())
+        return before.status();
+    Result<IniDocument> document = IniDocument::parse(before.value());
+    if (!document.ok())
+        return parseSettings(before.value(), path).status();
+
+    document->setValue(key, value);
+    const QByteArray after = document->toBytes();
+    const Result<Settings> settings = parseSettings(after, path);
+    if (settings.ok())
+        return writePrivateFile(path, after, ExistingTarget::Replace);
+    const bool wasBroken = !parseSettings(before.value(), path).ok();
+    return {wasBroken ? ErrorCode::Configuration : ErrorCode::InvalidArgument,
+            QStringLiteral("%1 is not set: %2").arg(key, settings.message())};
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/config/Settings.h"
+#include "backend/database/Database.h"
+#include "backend/database/Migrations.h"
+
+#include <QSqlDatabase>
+#include <QSqlError>
+
+#include <memory>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+/// Everything in which one database engine differs from another: how it is reached and set up, the text of
+/// its tables, when its writes are durable, and what its error numbers mean.
+class Dialect
+{
+public:
+    /// The dialect of a Qt SQL driver; Configuration where the driver is not one of ours or not installed.
+    static Result<std::unique_ptr<Dialect>> forDriver(const QString& driver);
+
+    virtual ~Dialect();
+    Dialect() = default;
+    Q_DISABLE_COPY(Dialect)
+
+    /// The database in words for messages; holds no password.
+    [[nodiscard]] virtual QString describe(const DatabaseSettings& settings) const = 0;
+
+    /// Checks what the settings name before anything is opened, and makes what an engine needs to begin with.
+    virtual Status prepare(const DatabaseSettings& settings) const = 0;
+
+    /// Puts the settings into a connection that is not open yet.
+    virtual Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const = 0;
+
+    /// Refuses a database that is not one of this system's. Changes nothing.
+    [[nodiscard]] virtual Status identify(const QSqlDatabase& connection) const = 0;
+
+    /// Sets the session up; to be called once after every open, before the first write.
+    virtual Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const = 0;
+
+    /// Thorough check of the stored data, for administration; slow on a large database.
+    [[nodiscard]] virtual Status checkIntegrity(const QSqlDatabase& connection) const = 0;
+
+    [[nodiscard]] virtual const std::vector<MigrationStep>& migrations() const = 0;
+
+    /// Begins a transaction that may write: one that cannot fail later because another writer was faster.
+    [[nodiscard]] virtual const char* beginSql() const = 0;
+
+    /// Statement to run outside a transaction before writes of that durability; null where none is needed.
+    [[nodiscard]] virtual const char* durabilitySql(Durability durability) const = 0;
+
+    /// Counts the tables named schema_version: 0 or 1.
+    [[nodiscard]] virtual const char* versionTableSql() const = 0;
+
+    /// Selects name and version of the engine as one text.
+    [[nodiscard]] virtual const char* engineVersionSql() const = 0;
+
+    [[nodiscard]] virtual ErrorCode classify(const QSqlError& error) const = 0;
+
+protected:
+    /// Runs one statement without the statement cache: for settings that an engine takes while it prepares.
+    Status run(const QSqlDatabase& connection, const char* sql) const;
+
+    /// The first column of the first row; an invalid value where there is no row.
+    [[nodiscard]] Result<QVariant> scalar(const QSqlDatabase& connection, const char* sql) const;
+
+private:
+    friend class Database;
+};
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,28 @@
+#include "backend/database/FlowWrites.h"
+
+#include "backend/Site.h"
+
+#include <utility>
+
+namespace KOZAV::Backend {
+
+Status changeFlow(const char* sql, RowValues values, const std::string& flowGuid, Durability durability)
+{
+    if (flowGuid.empty())
+        return Status(ErrorCode::InvalidArgument, QStringLiteral("the flow key is empty"));
+    values.text("flow key", flowGuid);
+    if (!values.status().ok())
+        return values.status();
+    const Result<Database*> database = Site::current().database();
+    if (!database.ok())
+        return database.status();
+    const Result<int> changed = database.value()->change(sql, values.list(), durability);
+    if (changed.ok() && changed.value() == 0)
+        return Status(ErrorCode::NotFound, QStringLiteral("there is no job flow with that key"));
+    if (changed.code() == ErrorCode::NotFound)
+        return Status(ErrorCode::NotFound,
+                      QStringLiteral("the original file does not exist: ") + changed.message());
+    return changed.status();
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,57 @@
+#include "backend/database/Migrations.h"
+
+#include "backend/database/Database.h"
+
+namespace KOZAV::Backend {
+
+namespace {
+
+Status runStep(Database& database, const MigrationStep& step)
+{
+    for (const char* statement : step.statements)
+        if (const Result<int> done = database.change(statement, {}, Durability::Immediate); !done.ok())
+            return done.status();
+    const Result<int> noted =
+        database.change("UPDATE schema_version SET version = ?", {step.version}, Durability::Immediate);
+    if (noted.ok() && noted.value() != 1)
+        return Status(ErrorCode::Corrupt, QStringLiteral("the table schema_version does not hold one row"));
+    return noted.status();
+}
+
+Status runMissingSteps(Database& database, const std::vector<MigrationStep>& steps)
+{
+    if (Status status = refuseNewerSchema(database, steps); !status.ok())
+        return status;
+    const Result<int> version = database.schemaVersion();
+    if (!version.ok())
+        return version.status();
+    for (const MigrationStep& step : steps)
+        if (step.version > version.value())
+            if (Status status = runStep(database, step); !status.ok())
+                return status;
+    return {};
+}
+
+} // namespace
+
+Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& steps)
+{
+    const Result<int> version = database.schemaVersion();
+    if (!version.ok())
+        return version.status();
+    const int known = steps.empty() ? 0 : steps.back().version;
+    if (version.value() <= known)
+        return {};
+    return Status(ErrorCode::Configuration,
+                  QStringLiteral("the database has schema version %1, this program knows up to %2: "
+                                 "a newer program has written it, use that one")
+                      .arg(version.value())
+                      .arg(known));
+}
+
+Status migrate(Database& database, const std::vector<MigrationStep>& steps)
+{
+    return database.transaction([&] { return runMissingSteps(database, steps); });
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "kozav_backend_export.h"
+
+#include <vector>
+
+namespace KOZAV::Backend {
+
+class Database;
+
+/// The statements that lead from the schema before to this version. The first step makes the table
+/// schema_version with its one row.
+struct MigrationStep
+{
+    int version;
+    std::vector<const char*> statements;
+};
+
+/// Fails with Configuration where the database has a newer schema than the last step. Changes nothing.
+KOZAV_BACKEND_EXPORT Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& steps);
+
+/// Runs the steps that the database does not have yet, all of them or none. Takes the write lock in any case,
+/// and so proves that the database can be written.
+KOZAV_BACKEND_EXPORT Status migrate(Database& database, const std::vector<MigrationStep>& steps);
+
+} // namespace KOZAV::Backend

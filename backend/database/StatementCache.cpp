@@ -1,0 +1,37 @@
+#include "backend/database/StatementCache.h"
+
+#include <utility>
+
+namespace KOZAV::Backend {
+
+StatementCache::Use::Use(StatementCache& cache, const char* sql)
+    : m_cache(cache)
+    , m_sql(sql)
+{
+    const auto known = cache.m_statements.find(m_sql);
+    if (known == cache.m_statements.end())
+        return;
+    m_query = std::move(known->second);
+    m_prepared = true;
+    cache.m_statements.erase(known);
+}
+
+StatementCache::Use::~Use()
+{
+    if (!m_prepared)
+        return;
+    m_query.finish();
+    m_cache.m_statements.insert_or_assign(std::move(m_sql), std::move(m_query));
+}
+
+bool StatementCache::Use::prepare(const QSqlDatabase& connection)
+{
+    if (m_prepared)
+        return true;
+    m_query = QSqlQuery(connection);
+    m_query.setForwardOnly(true);
+    m_prepared = m_query.prepare(QString::fromStdString(m_sql));
+    return m_prepared;
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,138 @@
+#include "backend/io/FileCopy.h"
+
+#include "backend/io/FileAccess.h"
+#include "backend/io/FileInfo.h"
+#include "backend/io/Sha256.h"
+#include "backend/io/SystemError.h"
+
+#include <algorithm>
+#include <array>
+#include <future>
+#include <memory>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+constexpr qint64 blockSize = 1 << 20;
+
+struct Target
+{
+    const FileDescriptor* file = nullptr;
+    const std::string* path = nullptr;
+};
+
+Status changedWhileRead(const std::string& path)
+{
+    return Status(ErrorCode::ChangedWhileRead,
+                  QStringLiteral("Cannot read %1: it was changed while it was read").arg(displayPath(path)));
+}
+
+/// One pass over a file. While one block is hashed on a second thread, it is written and the next one is
+/// read.
+class CopyPass final
+{
+public:
+    CopyPass(const FileDescriptor& source, const std::string& sourcePath, Target target)
+        : m_source(source)
+        , m_sourcePath(sourcePath)
+        , m_target(target)
+    {
+    }
+
+    Result<ContentDigest> run();
+
+private:
+    using Buffer = std::unique_ptr<char[]>;
+
+    Status transfer();
+    Status write(const char* block, qint64 size);
+    void hash(const char* block, qint64 size);
+
+    const FileDescriptor& m_source;
+    const std::string& m_sourcePath;
+    Target m_target;
+    Sha256 m_sha256;
+    std::array<Buffer, 2> m_buffers;
+    qint64 m_expectedLength = 0;
+    qint64 m_length = 0;
+    std::future<void> m_hashing; // last: its destructor waits for the thread that uses the others
+};
+
+Result<ContentDigest> CopyPass::run()
+{
+    const auto before = fileInfo(m_source, m_sourcePath);
+    if (!before.ok())
+        return before.status();
+    m_expectedLength = before->length;
+    if (Status transferred = transfer(); !transferred.ok())
+        return transferred;
+    const auto after = fileInfo(m_source, m_sourcePath);
+    if (!after.ok())
+        return after.status();
+    if (!after->isSameState(before.value()) || m_length != m_expectedLength)
+        return changedWhileRead(m_sourcePath);
+    const ContentDigest digest{m_length, m_sha256.result()};
+    if (digest.sha256.isEmpty())
+        return Status(ErrorCode::Internal,
+                      QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_sourcePath)));
+    return digest;
+}
+
+Status CopyPass::transfer()
+{
+    const auto bufferSize = static_cast<size_t>(std::min(blockSize, m_expectedLength + 1));
+    for (size_t turn = 0;; turn = 1 - turn) {
+        if (!m_buffers[turn])
+            m_buffers[turn].reset(new char[bufferSize]); // NOLINT(modernize-make-unique): left unset
+        char* const block = m_buffers[turn].get();
+        const auto size = readFully(m_source, block, static_cast<qint64>(bufferSize), m_sourcePath);
+        if (!size.ok())
+            return size.status();
+        hash(block, size.value());
+        if (Status written = write(block, size.value()); !written.ok())
+            return written;
+        m_length += size.value();
+        // A file that grows without end is noticed at the first byte too many.
+        if (size.value() < static_cast<qint64>(bufferSize) || m_length > m_expectedLength)
+            break;
+    }
+    if (m_hashing.valid())
+        m_hashing.get();
+    return {};
+}
+
+void CopyPass::hash(const char* block, qint64 size)
+{
+    if (m_hashing.valid())
+        m_hashing.get();
+    if (size < blockSize)
+        m_sha256.add(block, size);
+    else
+        m_hashing = std::async(std::launch::async, [this, block, size] { m_sha256.add(block, size); });
+}
+
+Status CopyPass::write(const char* block, qint64 size)
+{
+    if (!m_target.file)
+        return {};
+    Status written = writeFully(*m_target.file, block, size, *m_target.path, m_expectedLength);
+    if (written.ok() && size == blockSize)
+        startWriting(*m_target.file, m_length, size);
+    return written;
+}
+
+} // namespace
+
+Result<ContentDigest> digestFile(const FileDescriptor& source, const std::string& sourcePath)
+{
+    return CopyPass(source, sourcePath, {}).run();
+}
+
+Result<ContentDigest> copyFile(const FileDescriptor& source, const std::string& sourcePath,
+                               const FileDescriptor& target, const std::string& targetPath)
+{
+    return CopyPass(source, sourcePath, {&target, &targetPath}).run();
+}
+
+} // namespace KOZAV::Backend

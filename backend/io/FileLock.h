@@ -1,0 +1,28 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/io/FileDescriptor.h"
+#include "kozav_backend_export.h"
+
+#include <string>
+
+namespace KOZAV::Backend {
+
+/// Keeps other threads and processes out of the same section while it lives. The system releases it with the
+/// process.
+class KOZAV_BACKEND_EXPORT FileLock final
+{
+public:
+    /// Waits until the lock file at path, made where there is none, is ours.
+    static Result<FileLock> acquire(const std::string& path);
+
+private:
+    explicit FileLock(FileDescriptor file)
+        : m_file(std::move(file))
+    {
+    }
+
+    FileDescriptor m_file;
+};
+
+} // namespace KOZAV::Backend

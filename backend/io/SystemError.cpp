@@ -1,0 +1,123 @@
+#include "backend/io/SystemError.h"
+
+#include "backend/io/FilePath.h"
+
+#include <sys/statvfs.h>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+struct FreeResources
+{
+    qint64 bytes = 0;
+    bool inodesExhausted = false;
+};
+
+std::optional<FreeResources> freeResources(const std::string& path)
+{
+    struct statvfs fileSystem = {};
+    if (::statvfs(path.c_str(), &fileSystem) != 0 && ::statvfs(parentFolder(path).c_str(), &fileSystem) != 0)
+        return std::nullopt;
+    FreeResources resources;
+    resources.bytes = static_cast<qint64>(fileSystem.f_bavail) * static_cast<qint64>(fileSystem.f_frsize);
+    resources.inodesExhausted = fileSystem.f_files != 0 && fileSystem.f_favail == 0;
+    return resources;
+}
+
+QString noSpaceReason(int systemError, const std::string& path, qint64 neededBytes)
+{
+    if (systemError == EDQUOT)
+        return QStringLiteral("the disk quota is used up");
+    const auto resources = freeResources(path);
+    if (resources && resources->inodesExhausted)
+        return QStringLiteral("no space left on the disk (no free inodes)");
+    const QString free =
+        resources ? QString::number(resources->bytes) : QStringLiteral("an unknown number of");
+    if (neededBytes < 0)
+        return QStringLiteral("no space left on the disk (%1 bytes free)").arg(free);
+    return QStringLiteral("no space left on the disk (%1 bytes needed, %2 bytes free)")
+        .arg(neededBytes)
+        .arg(free);
+}
+
+QString escapedByte(char byte)
+{
+    const auto value = static_cast<unsigned char>(byte);
+    return QStringLiteral("\\x%1").arg(QString::number(value, 16).toUpper(), 2, QLatin1Char('0'));
+}
+
+bool isControl(char byte)
+{
+    const auto value = static_cast<unsigned char>(byte);
+    return value < 0x20 || value == 0x7f;
+}
+
+} // namespace
+
+QString displayPath(const std::string& path)
+{
+    QString text;
+    size_t at = 0;
+    while (at < path.size()) {
+        const size_t length = utf8SequenceLength(path, at);
+        if (length == 0 || isControl(path[at])) {
+            text += escapedByte(path[at]);
+            ++at;
+            continue;
+        }
+        text += QString::fromUtf8(path.data() + at, static_cast<int>(length));
+        at += length;
+    }
+    return text;
+}
+
+ErrorCode errorCodeOf(int systemError)
+{
+    switch (systemError) {
+    case 0:
+        return ErrorCode::None;
+    case ENOENT:
+    case ENOTDIR:
+        return ErrorCode::NotFound;
+    case EEXIST:
+    case ENOTEMPTY:
+        return ErrorCode::AlreadyExists;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return ErrorCode::NotPermitted;
+    case ENOSPC:
+    case EDQUOT:
+        return ErrorCode::NoSpace;
+    case EINVAL:
+    case EISDIR:
+    case ELOOP:
+    case ENAMETOOLONG:
+        return ErrorCode::InvalidArgument;
+    case ENOMEM:
+        return ErrorCode::Internal;
+    default:
+        return ErrorCode::Io;
+    }
+}
+
+Status systemFailure(int systemError, const QString& action, const std::string& path, qint64 neededBytes)
+{
+    const ErrorCode code = errorCodeOf(systemError);
+    const QString reason = code == ErrorCode::NoSpace ? noSpaceReason(systemError, path, neededBytes)
+                                                      : QString::fromLocal8Bit(std::strerror(systemError));
+    return Status(code, QStringLiteral("Cannot %1 %2: %3").arg(action, displayPath(path), reason));
+}
+
+qint64 freeSpace(const std::string& path)
+{
+    const auto resources = freeResources(path);
+    return resources ? resources->bytes : -1;
+}
+
+} // namespace KOZAV::Backend

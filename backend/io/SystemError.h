@@ -1,0 +1,27 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "kozav_backend_export.h"
+
+#include <QString>
+
+#include <string>
+
+namespace KOZAV::Backend {
+
+/// A path or name of local 8-bit bytes as text for messages: bytes that are not valid UTF-8 and control
+/// characters are shown as "\xE9".
+KOZAV_BACKEND_EXPORT QString displayPath(const std::string& path);
+
+/// What an error number of the operating system means.
+KOZAV_BACKEND_EXPORT ErrorCode errorCodeOf(int systemError);
+
+/// Failure of a system call: "Cannot <action> <path>: <reason>". For an exhausted disk the reason tells what
+/// was needed (where neededBytes is given) and what is free.
+KOZAV_BACKEND_EXPORT Status systemFailure(int systemError, const QString& action, const std::string& path,
+                                          qint64 neededBytes = -1);
+
+/// Bytes that a program of this user may still write where path lies; -1 where that is not known.
+KOZAV_BACKEND_EXPORT qint64 freeSpace(const std::string& path);
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,124 @@
+#include "backend/pack/ArchiveFile.h"
+
+#include "backend/io/FileAccess.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+constexpr qint64 bufferSize = 1 << 20;
+
+} // namespace
+
+ArchiveFile::ArchiveFile(const TempFile& file)
+    : m_file(file)
+    , m_error()
+    , m_buffer(bufferSize)
+{
+    zip_error_init(&m_error);
+}
+
+zip_source_t* ArchiveFile::create(zip_error_t* error)
+{
+    return zip_source_function_create(call, this, error);
+}
+
+zip_int64_t ArchiveFile::call(void* self, void* data, zip_uint64_t length, zip_source_cmd_t command)
+{
+    return static_cast<ArchiveFile*>(self)->answer(data, length, command);
+}
+
+zip_int64_t ArchiveFile::answer(void* data, zip_uint64_t length, zip_source_cmd_t command)
+{
+    switch (command) {
+    case ZIP_SOURCE_SUPPORTS:
+        return ZIP_SOURCE_SUPPORTS_WRITABLE;
+    case ZIP_SOURCE_STAT:
+        return failed(ZIP_ER_READ, ENOENT); // there is no archive yet
+    case ZIP_SOURCE_ERROR:
+        return zip_error_to_data(&m_error, data, length);
+    case ZIP_SOURCE_WRITE:
+        return write(static_cast<const char*>(data), static_cast<qint64>(length));
+    case ZIP_SOURCE_SEEK_WRITE:
+        return seek(data, length);
+    case ZIP_SOURCE_TELL_WRITE:
+        return m_position;
+    case ZIP_SOURCE_COMMIT_WRITE:
+        m_failure = flush();
+        return m_failure.ok() ? 0 : failed(ZIP_ER_WRITE, EIO);
+    case ZIP_SOURCE_BEGIN_WRITE:
+    case ZIP_SOURCE_ROLLBACK_WRITE:
+    case ZIP_SOURCE_FREE:
+        return 0;
+    default:
+        return failed(ZIP_ER_OPNOTSUPP, 0);
+    }
+}
+
+zip_int64_t ArchiveFile::write(const char* bytes, qint64 size)
+{
+    for (qint64 done = 0; done < size;) {
+        const auto written = writeSome(bytes + done, size - done);
+        if (!written.ok()) {
+            m_failure = written.status();
+            return failed(ZIP_ER_WRITE, EIO);
+        }
+        done += written.value();
+        m_position += written.value();
+    }
+    m_length = std::max(m_length, m_position);
+    return size;
+}
+
+/// Writes as much as lies in one place: before the buffer, or in it.
+Result<qint64> ArchiveFile::writeSome(const char* bytes, qint64 size)
+{
+    if (m_position < m_bufferStart) {
+        const qint64 count = std::min(size, m_bufferStart - m_position);
+        Status written = writeFullyAt(m_file.descriptor(), bytes, count, m_position, m_file.path());
+        return written.ok() ? Result(count) : written;
+    }
+    if (m_position > m_bufferStart + m_buffered || m_position == m_bufferStart + bufferSize) {
+        if (Status flushed = flush(); !flushed.ok())
+            return flushed;
+        m_bufferStart = m_position;
+    }
+    const qint64 at = m_position - m_bufferStart;
+    const qint64 count = std::min(size, bufferSize - at);
+    std::memcpy(m_buffer.data() + at, bytes, static_cast<std::size_t>(count));
+    m_buffered = std::max(m_buffered, at + count);
+    return count;
+}
+
+Status ArchiveFile::flush()
+{
+    const Status written =
+        writeFullyAt(m_file.descriptor(), m_buffer.data(), m_buffered, m_bufferStart, m_file.path());
+    if (written.ok())
+        startWriting(m_file.descriptor(), m_bufferStart, m_buffered);
+    m_bufferStart += m_buffered;
+    m_buffered = 0;
+    return written;
+}
+
+zip_int64_t ArchiveFile::seek(void* data, zip_uint64_t length)
+{
+    const zip_int64_t target = zip_source_seek_compute_offset(
+        static_cast<zip_uint64_t>(m_position), static_cast<zip_uint64_t>(m_length), data, length, &m_error);
+    if (target < 0)
+        return -1;
+    m_position = target;
+    return 0;
+}
+
+zip_int64_t ArchiveFile::failed(int zipError, int systemError)
+{
+    zip_error_set(&m_error, zipError, systemError);
+    return -1;
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,172 @@
+#include "backend/pack/FolderListing.h"
+
+#include "backend/io/FilePath.h"
+#include "backend/io/SystemError.h"
+#include "backend/pack/LinkRule.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+Status refused(const std::string& path, const QString& reason)
+{
+    return Status(ErrorCode::InvalidArgument,
+                  QStringLiteral("Cannot pack %1: %2").arg(displayPath(path), reason));
+}
+
+/// Control characters other than these cannot be told from another code page in a zip archive.
+bool isUnusualControl(char c)
+{
+    return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r';
+}
+
+Status checkName(const std::string& name, const std::string& path)
+{
+    if (!isValidUtf8(name))
+        return refused(path, QStringLiteral("its name is not valid UTF-8"));
+    if (std::any_of(name.begin(), name.end(), isUnusualControl))
+        return refused(path, QStringLiteral("its name has control characters"));
+    return {};
+}
+
+std::string withoutSlash(const std::string& entryName)
+{
+    const bool isFolder = !entryName.empty() && entryName.back() == '/';
+    return isFolder ? entryName.substr(0, entryName.size() - 1) : entryName;
+}
+
+class Lister final
+{
+public:
+    explicit Lister(FolderListing* listing)
+        : m_listing(*listing)
+    {
+    }
+
+    Status run();
+
+private:
+    Status listSubfolder(const std::string& relativePath);
+    Status add(const Folder& folder, const std::string& name, const std::string& relativePath);
+    Status checkLinks() const;
+
+    FolderListing& m_listing;
+    std::vector<std::string> m_pending; ///< folders found but not listed yet; "" is the packed folder itself
+};
+
+Status Lister::run()
+{
+    m_pending.emplace_back();
+    while (!m_pending.empty()) {
+        const std::string relativePath = std::move(m_pending.back());
+        m_pending.pop_back();
+        if (Status listed = listSubfolder(relativePath); !listed.ok())
+            return listed;
+    }
+    std::sort(m_listing.entries.begin(), m_listing.entries.end(),
+              [](const FolderEntry& left, const FolderEntry& right) { return left.name < right.name; });
+    return checkLinks();
+}
+
+Status Lister::listSubfolder(const std::string& relativePath)
+{
+    const auto folder = openFolderIn(m_listing.root, relativePath.empty() ? "." : relativePath);
+    if (!folder.ok())
+        return folder.status();
+    const auto names = namesIn(folder.value());
+    if (!names.ok())
+        return names.status();
+    for (const std::string& name : names.value()) {
+        if (Status added = add(folder.value(), name, joinPath(relativePath, name)); !added.ok())
+            return added;
+    }
+    return {};
+}
+
+Status Lister::add(const Folder& folder, const std::string& name, const std::string& relativePath)
+{
+    const std::string path = joinPath(m_listing.root.path, relativePath);
+    if (Status named = checkName(name, path); !named.ok())
+        return named;
+    const auto info = fileInfoIn(folder, name);
+    if (!info.ok())
+        return info.code() == ErrorCode::NotFound ? changedWhilePacked(path) : info.status();
+    FolderEntry entry{relativePath, info.value(), {}};
+    switch (info->kind) {
+    case FileKind::Regular:
+        break;
+    case FileKind::Directory:
+        m_pending.push_back(relativePath);
+        entry.name += '/';
+        break;
+    case FileKind::SymbolicLink: {
+        auto target = linkTargetIn(folder, name);
+        if (!target.ok())
+            return target.status();
+        entry.linkTarget = std::move(target.value());
+        break;
+    }
+    default:
+        return refused(path, QStringLiteral("it is %1").arg(kindText(info->kind)));
+    }
+    m_listing.entries.push_back(std::move(entry));
+    return {};
+}
+
+Status Lister::checkLinks() const
+{
+    const LinkRule rule(m_listing.entries);
+    for (const FolderEntry& entry : m_listing.entries) {
+        if (entry.info.kind == FileKind::SymbolicLink && !rule.staysInside(entry))
+            return refused(m_listing.pathOf(entry),
+                           QStringLiteral("the symbolic link to %1 leads out of the folder")
+                               .arg(displayPath(entry.linkTarget)));
+    }
+    return {};
+}
+
+} // namespace
+
+std::string FolderListing::pathOf(const FolderEntry& entry) const
+{
+    return joinPath(root.path, withoutSlash(entry.name));
+}
+
+Result<FolderListing> listFolder(const std::string& path)
+{
+    auto root = openFolder(path);
+    if (!root.ok())
+        return root.status();
+    const auto rootInfo = fileInfo(root->descriptor, path);
+    if (!rootInfo.ok())
+        return rootInfo.status();
+    FolderListing listing{std::move(root.value()), rootInfo.value(), {}};
+    if (Status listed = Lister(&listing).run(); !listed.ok())
+        return listed;
+    return listing;
+}
+
+Status verifyUnchanged(const FolderListing& listing)
+{
+    const auto rootInfo = fileInfo(listing.root.descriptor, listing.root.path);
+    if (!rootInfo.ok() || !rootInfo->isSameState(listing.rootInfo))
+        return changedWhilePacked(listing.root.path);
+    for (const FolderEntry& entry : listing.entries) {
+        const auto info = fileInfoIn(listing.root, withoutSlash(entry.name));
+        if (!info.ok() || !info->isSameState(entry.info))
+            return changedWhilePacked(listing.pathOf(entry));
+    }
+    return {};
+}
+
+Status changedWhilePacked(const std::string& path)
+{
+    return Status(
+        ErrorCode::ChangedWhileRead,
+        QStringLiteral("Cannot pack %1: it was changed or removed meanwhile").arg(displayPath(path)));
+}
+
+} // namespace KOZAV::Backend

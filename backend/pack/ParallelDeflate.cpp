@@ -1,0 +1,207 @@
+#include "backend/pack/ParallelDeflate.h"
+
+#include "backend/io/CallGuard.h"
+#include "backend/io/FileAccess.h"
+#include "backend/pack/FolderListing.h"
+#include "backend/pack/PieceCompressor.h"
+
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <exception>
+#include <memory>
+#include <utility>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+constexpr qint64 mebibyte = 1 << 20;
+
+/// A file up to this length is one piece; a longer one is cut.
+constexpr qint64 longestWholeFile = 8 * mebibyte;
+constexpr qint64 pieceSize = 1 * mebibyte;
+
+constexpr qint64 windowPerThread = 2 * longestWholeFile;
+constexpr qint64 smallestWindow = 4 * longestWholeFile;
+
+/// What a piece takes of the window besides its content.
+constexpr qint64 pieceOverhead = 4096;
+
+int threadCount(int requested)
+{
+    if (requested > 0)
+        return requested;
+    return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+}
+
+/// One thread's means to read and compress pieces.
+class PieceWorker final
+{
+public:
+    PieceWorker(const FolderListing& listing, int level)
+        : m_listing(listing)
+        , m_compressor(level)
+    {
+    }
+
+    Status compress(const FolderEntry& entry, qint64 offset, DeflatedPiece* piece);
+
+private:
+    Status read(const FolderEntry& entry, qint64 offset, qint64 size);
+
+    const FolderListing& m_listing;
+    PieceCompressor m_compressor;
+    std::vector<unsigned char> m_content;
+};
+
+Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, DeflatedPiece* piece)
+{
+    if (Status contentRead = read(entry, offset, piece->uncompressedSize); !contentRead.ok())
+        return contentRead;
+    const auto size = static_cast<std::size_t>(piece->uncompressedSize);
+    piece->crc = libdeflate_crc32(0, m_content.data(), size);
+    return m_compressor.compress(m_content.data(), size, piece->isLast, &piece->bytes);
+}
+
+/// Reads a part of a file that, before and after, is as it was listed.
+Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size)
+{
+    const std::string path = m_listing.pathOf(entry);
+    const auto isAsListed = [&](const FileDescriptor& file) {
+        const auto info = fileInfo(file, path);
+        return info.ok() && info->isSameState(entry.info);
+    };
+    const auto file = openForReadingIn(m_listing.root, entry.name);
+    if (!file.ok())
+        return file.code() == ErrorCode::NotPermitted || file.code() == ErrorCode::Io
+                   ? file.status()
+                   : changedWhilePacked(path);
+    if (!isAsListed(file.value()))
+        return changedWhilePacked(path);
+    m_content.resize(std::max(m_content.size(), static_cast<std::size_t>(size)));
+    const auto length =
+        readFullyAt(file.value(), reinterpret_cast<char*>(m_content.data()), size, offset, path);
+    if (!length.ok())
+        return length.status();
+    return length.value() == size && isAsListed(file.value()) ? Status() : changedWhilePacked(path);
+}
+
+} // namespace
+
+ParallelDeflate::ParallelDeflate(const FolderListing& listing, int threads, int level)
+    : m_listing(listing)
+    , m_windowLimit(std::max(smallestWindow, threadCount(threads) * windowPerThread))
+{
+    startThreads(threadCount(threads), level);
+}
+
+ParallelDeflate::~ParallelDeflate()
+{
+    stop();
+}
+
+void ParallelDeflate::startThreads(int threads, int level)
+{
+    m_threads.reserve(static_cast<std::size_t>(threads));
+    try {
+        while (m_threads.size() < static_cast<std::size_t>(threads))
+            m_threads.emplace_back([this, level] { work(level); });
+    } catch (const std::exception&) {
+        // Fewer threads than wanted do the same, only slower.
+        if (m_threads.empty())
+            throw;
+    }
+}
+
+void ParallelDeflate::stop()
+{
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_stopping = true;
+    }
+    m_roomMade.notify_all();
+    for (std::thread& thread : m_threads)
+        thread.join();
+}
+
+DeflatedPiece ParallelDeflate::take()
+{
+    DeflatedPiece piece;
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_firstDone.wait(lock, [this] { return !m_window.empty() && m_window.front().done; });
+        piece = std::move(m_window.front().piece);
+        m_windowBytes -= piece.uncompressedSize + pieceOverhead;
+        m_window.pop_front();
+    }
+    m_roomMade.notify_all();
+    return piece;
+}
+
+void ParallelDeflate::work(int level)
+{
+    std::unique_ptr<PieceWorker> worker;
+    while (Slot* slot = claim()) {
+        DeflatedPiece piece;
+        piece.uncompressedSize = slot->job.size;
+        piece.isLast = slot->job.isLast;
+        piece.status = guardedCall("compress a file", [&] {
+            if (!worker)
+                worker = std::make_unique<PieceWorker>(m_listing, level);
+            return worker->compress(m_listing.entries[slot->job.entry], slot->job.offset, &piece);
+        });
+        finish(slot, std::move(piece));
+    }
+}
+
+/// The next job of the listing, once there is room for it; nullptr at the end.
+ParallelDeflate::Slot* ParallelDeflate::claim()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_roomMade.wait(lock, [this] { return m_stopping || hasRoom(); });
+    skipToFile();
+    if (m_stopping || m_nextEntry == m_listing.entries.size())
+        return nullptr;
+    const qint64 length = m_listing.entries[m_nextEntry].info.length;
+    Job job;
+    job.entry = m_nextEntry;
+    job.offset = m_nextOffset;
+    job.size = length <= longestWholeFile ? length : std::min(pieceSize, length - m_nextOffset);
+    job.isLast = job.offset + job.size == length;
+    m_nextEntry += job.isLast ? 1 : 0;
+    m_nextOffset = job.isLast ? 0 : job.offset + job.size;
+    m_windowBytes += job.size + pieceOverhead;
+    m_window.push_back({job, {}, false});
+    return &m_window.back();
+}
+
+void ParallelDeflate::skipToFile()
+{
+    const auto& entries = m_listing.entries;
+    const auto hasContent = [](const FolderEntry& entry) {
+        return entry.info.kind == FileKind::Regular && entry.info.length > 0;
+    };
+    while (m_nextEntry < entries.size() && !hasContent(entries[m_nextEntry]))
+        ++m_nextEntry;
+}
+
+bool ParallelDeflate::hasRoom() const
+{
+    return m_windowBytes < m_windowLimit;
+}
+
+void ParallelDeflate::finish(Slot* slot, DeflatedPiece piece)
+{
+    bool isFirst = false;
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        slot->piece = std::move(piece);
+        slot->done = true;
+        isFirst = slot == &m_window.front();
+    }
+    if (isFirst)
+        m_firstDone.notify_one();
+}
+
+} // namespace KOZAV::Backend

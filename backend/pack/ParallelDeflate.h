@@ -1,0 +1,82 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "kozav_backend_export.h"
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+struct FolderListing;
+
+/// A compressed part of a file.
+struct DeflatedPiece
+{
+    Status status;
+    std::vector<unsigned char> bytes; ///< of the file's raw deflate stream
+    quint32 crc = 0;                  ///< CRC-32 of what was compressed
+    qint64 uncompressedSize = 0;
+    bool isLast = false; ///< of its file
+};
+
+/// Reads and compresses the files of a listing on several threads, ahead of whoever takes the pieces. How far
+/// ahead is bounded by bytes, so memory does not depend on the sizes of the files. The pieces do not depend
+/// on the number of threads.
+class KOZAV_BACKEND_EXPORT ParallelDeflate final
+{
+public:
+    /// threads: 0 stands for one for each core. The listing must outlive this object.
+    ParallelDeflate(const FolderListing& listing, int threads, int level);
+    ~ParallelDeflate();
+    Q_DISABLE_COPY(ParallelDeflate)
+
+    /// The next piece: those of the first file that is not empty, then those of the second, and so on. Waits
+    /// until it is there. A piece with a failed status is the last one to take.
+    DeflatedPiece take();
+
+private:
+    /// What is to be compressed, in the order of the pieces.
+    struct Job
+    {
+        std::size_t entry = 0;
+        qint64 offset = 0;
+        qint64 size = 0;
+        bool isLast = false;
+    };
+
+    struct Slot
+    {
+        Job job;
+        DeflatedPiece piece;
+        bool done = false;
+    };
+
+    void startThreads(int threads, int level);
+    void stop();
+    void work(int level);
+    Slot* claim();
+    void skipToFile();
+    [[nodiscard]] bool hasRoom() const;
+    void finish(Slot* slot, DeflatedPiece piece);
+
+    const FolderListing& m_listing;
+    const qint64 m_windowLimit;
+
+    std::mutex m_mutex; ///< guards everything below
+    std::condition_variable m_roomMade;
+    std::condition_variable m_firstDone;
+    std::deque<Slot> m_window; ///< claimed and not taken yet
+    qint64 m_windowBytes = 0;
+    std::size_t m_nextEntry = 0;
+    qint64 m_nextOffset = 0;
+    bool m_stopping = false;
+
+    std::vector<std::thread> m_threads;
+};
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "kozav_backend_export.h"
+
+namespace KOZAV::Backend {
+
+class TempFile;
+struct FolderListing;
+
+struct ZipOptions
+{
+    int threads = 0; ///< compressing threads; 0: one for each core
+    int level = 5;   ///< deflate level, 1 to 9
+};
+
+/// Writes the listed folder as a zip archive (docs/zip-layout.md) into the empty file; returns its length.
+KOZAV_BACKEND_EXPORT Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options,
+                                             const TempFile& file);
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,57 @@
+#include "backend/store/DocumentStore.h"
+
+#include "backend/io/CallGuard.h"
+#include "backend/store/LocalDocumentStore.h"
+
+#include <QFile>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+using OpenedStore = Result<std::unique_ptr<DocumentStore>>;
+
+OpenedStore openLocal(const DocumentStoreSettings& settings)
+{
+    if (settings.root.isEmpty())
+        return Status(ErrorCode::Configuration,
+                      QStringLiteral("The document store has no directory: document_store/root is empty"));
+    return LocalDocumentStore::open(QFile::encodeName(settings.root).toStdString());
+}
+
+OpenedStore openMongoDb(const DocumentStoreSettings&)
+{
+    return Status(
+        ErrorCode::Configuration,
+        QStringLiteral("document_store/kind is \"mongodb\", but this build has no MongoDB support"));
+}
+
+struct StoreKind
+{
+    QLatin1String name;
+    OpenedStore (*open)(const DocumentStoreSettings&);
+};
+
+const StoreKind storeKinds[] = {
+    {QLatin1String("local"), openLocal},
+    {QLatin1String("mongodb"), openMongoDb},
+};
+
+} // namespace
+
+DocumentStore::~DocumentStore() = default;
+
+Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSettings& settings)
+{
+    return guardedCall("open the document store", [&]() -> OpenedStore {
+        for (const StoreKind& kind : storeKinds) {
+            if (settings.kind == kind.name)
+                return kind.open(settings);
+        }
+        return Status(ErrorCode::Configuration,
+                      QStringLiteral("document_store/kind is \"%1\": \"local\" and \"mongodb\" are accepted")
+                          .arg(settings.kind));
+    });
+}
+
+} // namespace KOZAV::Backend

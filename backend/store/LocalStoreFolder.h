@@ -1,0 +1,78 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/io/FileLock.h"
+#include "backend/store/DocumentStore.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+struct ContentDigest;
+
+/// The three folders of one location of a local store (docs/store-layout.md) and the steps that change them.
+class LocalStoreFolder final
+{
+public:
+    LocalStoreFolder(const std::string& root, StoreLocation location);
+
+    /// Makes the folders where they are missing.
+    Status prepare() const;
+
+    [[nodiscard]] std::string dataPath(const std::string& name) const;
+    [[nodiscard]] const std::string& tempFolder() const { return m_temps; }
+
+    /// What is stored under the name, if anything. Corrupt where length and sum do not fit.
+    Result<std::optional<StoredFile>> stored(const std::string& name) const;
+
+    /// Everything that is stored, by name, damaged files included: those keep what their sum says.
+    Result<std::vector<StoredFile>> storedFiles() const;
+
+    /// Corrupt where the digest is not that of the stored file.
+    [[nodiscard]] Status checkDigest(const StoredFile& file, const ContentDigest& digest) const;
+
+    struct Addition
+    {
+        StoredFile file;
+        bool isNew = false; ///< false: the same content was stored already
+    };
+
+    /// Steps that move the data from and to its place in the store.
+    struct DataMove
+    {
+        std::function<Status(const std::string& dataPath)> enter;
+        std::function<void(const std::string& dataPath)> undo;
+    };
+
+    /// Stores a complete content under the name, durably: writes its sum, then has move bring in the data.
+    Result<Addition> add(const std::string& name, const ContentDigest& digest, const DataMove& move) const;
+
+    /// Takes the content that is stored under the name already for the one with this digest, if it is the
+    /// same.
+    Result<Addition> acceptSame(const StoredFile& existing, const ContentDigest& digest) const;
+
+    /// Removes what is stored under the name; false where nothing is.
+    Result<bool> remove(const std::string& name) const;
+
+private:
+    [[nodiscard]] std::string sumPath(const std::string& name) const;
+    [[nodiscard]] Result<FileLock> lock() const;
+    [[nodiscard]] Status corrupt(const std::string& name, const QString& reason) const;
+    Result<Addition> addLocked(const StoredFile& file, const DataMove& move) const;
+    Status enter(const StoredFile& file, const DataMove& move) const;
+    Status verify(const StoredFile& file) const;
+    Status removeLocked(const std::string& name) const;
+    Status writeSum(const StoredFile& file) const;
+    Status sync() const;
+
+    StoreLocation m_location;
+    std::string m_base;
+    std::string m_files;
+    std::string m_sums;
+    std::string m_temps;
+};
+
+} // namespace KOZAV::Backend
