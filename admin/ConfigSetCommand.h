@@ -1,0 +1,17 @@
+#pragma once
+
+#include "admin/Command.h"
+
+namespace KOZAV::Admin {
+
+/// Changes one key of the configuration.
+class ConfigSetCommand final : public Command
+{
+public:
+    [[nodiscard]] QString verb() const override { return QStringLiteral("config set"); }
+    [[nodiscard]] QString summary() const override;
+    [[nodiscard]] std::vector<Operand> operands() const override;
+    Backend::Result<Report> run(const CommandLine& line, Workplace& workplace) const override;
+};
+
+} // namespace KOZAV::Admin

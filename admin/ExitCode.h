@@ -1,0 +1,28 @@
+#pragma once
+
+#include "backend/Status.h"
+
+#include <QString>
+
+namespace KOZAV::Admin {
+
+/// Exit codes of zav_admin. Scripts rely on them: a number once given keeps its meaning.
+enum class ExitCode {
+    Success = 0,
+    Failure = 1,
+    Usage = 2,
+    NotFound = 3,
+    AlreadyExists = 4,
+    Configuration = 5,
+    Unavailable = 6,
+    NotPermitted = 7,
+    NoSpace = 8,
+    Corrupt = 9
+};
+
+ExitCode exitCodeOf(Backend::ErrorCode code);
+
+/// The table of exit codes for the help, a line each.
+QString exitCodeHelp();
+
+} // namespace KOZAV::Admin

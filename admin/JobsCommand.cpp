@@ -1,0 +1,172 @@
+#include "admin/JobsCommand.h"
+
+#include "admin/Workplace.h"
+#include "backend/database/SiteRecords.h"
+#include "backend/text/TextTable.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+
+#include <algorithm>
+
+namespace KOZAV::Admin {
+
+using namespace Backend;
+
+namespace {
+
+Status refusedOption(const char* option, const QString& value, const char* accepted)
+{
+    return {ErrorCode::InvalidArgument, QStringLiteral("--%1 is \"%2\"; accepted is %3")
+                                            .arg(QLatin1String(option), value, QLatin1String(accepted))};
+}
+
+/// What the options ask for: a filter of the rows, and whether only imports that did not end are wanted.
+struct JobQuestion
+{
+    JobFilter filter;
+    bool onlyFailed = false;
+};
+
+Status askForCompany(const QString& company, Database& database, JobQuestion& question)
+{
+    const Result<std::vector<CompanyRecord>> companies = listCompanies(database);
+    if (!companies.ok())
+        return companies.status();
+    const auto& list = companies.value();
+    auto found = std::find_if(list.cbegin(), list.cend(), [&](const auto& c) { return c.code == company; });
+    if (found == list.cend())
+        found = std::find_if(list.cbegin(), list.cend(), [&](const auto& c) { return c.name == company; });
+    if (found == list.cend())
+        return {ErrorCode::NotFound,
+                QStringLiteral("there is no company with the code or name \"%1\"").arg(company)};
+    question.filter.companyCode = found->code;
+    return {};
+}
+
+Status askForState(const QString& state, JobQuestion& question)
+{
+    static const QRegularExpression numbers(QStringLiteral("^(\\d{1,9})(?:,(\\d{1,9}))?$"));
+    if (state == QLatin1String("failed")) {
+        question.onlyFailed = true;
+        return {};
+    }
+    const QString pair = state == QLatin1String("waiting") ? QStringLiteral("0,0") : state;
+    const QRegularExpressionMatch match = numbers.match(pair);
+    if (!match.hasMatch())
+        return refusedOption("state", state, "a state N, a state pair N,M, waiting or failed");
+    question.filter.state = match.captured(1).toInt();
+    if (!match.captured(2).isEmpty())
+        question.filter.subState = match.captured(2).toInt();
+    return {};
+}
+
+Status askForBatch(const QString& batch, JobQuestion& question)
+{
+    bool ok = false;
+    question.filter.batchNumber = batch.toInt(&ok);
+    if (!ok || *question.filter.batchNumber < 0)
+        return refusedOption("batch", batch, "a batch number, 0 for jobs imported one by one");
+    return {};
+}
+
+Result<JobQuestion> questionOf(const CommandLine& line, Database& database)
+{
+    JobQuestion question;
+    Status status;
+    if (const auto state = line.value(QStringLiteral("state")))
+        status = askForState(*state, question);
+    const auto batch = line.value(QStringLiteral("batch"));
+    if (status.ok() && batch)
+        status = askForBatch(*batch, question);
+    const auto company = line.value(QStringLiteral("company"));
+    if (status.ok() && company)
+        status = askForCompany(*company, database, question);
+    if (!status.ok())
+        return status;
+    return question;
+}
+
+QJsonObject jobJson(const JobRecord& job)
+{
+    return {{QStringLiteral("id"), job.jobId},
+            {QStringLiteral("generated_name"), job.generatedName},
+            {QStringLiteral("job_name"), job.jobName},
+            {QStringLiteral("company_code"), job.companyCode},
+            {QStringLiteral("company_name"), job.companyName},
+            {QStringLiteral("state"), job.state},
+            {QStringLiteral("sub_state"), job.subState},
+            {QStringLiteral("batch_number"), job.batchNumber},
+            {QStringLiteral("user_id"), job.userId},
+            {QStringLiteral("created"), job.createdTime},
+            {QStringLiteral("complete"), job.complete},
+            {QStringLiteral("stored_name"), job.storedName},
+            {QStringLiteral("file_store"), job.fileStore},
+            {QStringLiteral("suffix"), job.suffix},
+            {QStringLiteral("flow_no"), job.flowNo},
+            {QStringLiteral("flow_guid"), job.flowGuid},
+            {QStringLiteral("orig_file_guid"), job.origFileGuid},
+            {QStringLiteral("resource"), job.resource},
+            {QStringLiteral("customer2"), job.customer2},
+            {QStringLiteral("customer3"), job.customer3}};
+}
+
+QStringList jobRow(const JobRecord& job)
+{
+    return {job.generatedName,
+            job.jobName,
+            job.companyName,
+            QStringLiteral("%1,%2").arg(job.state).arg(job.subState),
+            job.batchNumber == 0 ? QStringLiteral("-") : QString::number(job.batchNumber),
+            job.complete ? QStringLiteral("complete") : QStringLiteral("failed"),
+            job.createdTime,
+            job.storedName};
+}
+
+Report reportOf(const std::vector<JobRecord>& jobs, bool onlyFailed)
+{
+    TextTable table({QStringLiteral("JOB"), QStringLiteral("NAME"), QStringLiteral("COMPANY"),
+                     QStringLiteral("STATE"), QStringLiteral("BATCH"), QStringLiteral("IMPORT"),
+                     QStringLiteral("CREATED"), QStringLiteral("STORED FILE")});
+    table.alignRight({4});
+    QJsonArray list;
+    for (const JobRecord& job : jobs) {
+        if (onlyFailed && job.complete)
+            continue;
+        table.addRow(jobRow(job));
+        list.append(jobJson(job));
+    }
+    return {{{QStringLiteral("jobs"), list}}, table.toString()};
+}
+
+} // namespace
+
+QString JobsCommand::summary() const
+{
+    return QStringLiteral("list the imported jobs, oldest first");
+}
+
+std::vector<CommandOption> JobsCommand::options() const
+{
+    return {
+        {QStringLiteral("company"), QStringLiteral("CODE-or-NAME"), QStringLiteral("jobs of this company")},
+        {QStringLiteral("state"), QStringLiteral("N|N,M|waiting|failed"),
+         QStringLiteral("jobs in this state; waiting: 0,0; failed: the import did not end")},
+        {QStringLiteral("batch"), QStringLiteral("N"), QStringLiteral("jobs of this batch number")}};
+}
+
+Result<Report> JobsCommand::run(const CommandLine& line, Workplace& workplace) const
+{
+    const Result<Database*> database = workplace.database();
+    if (!database.ok())
+        return database.status();
+    const Result<JobQuestion> question = questionOf(line, *database.value());
+    if (!question.ok())
+        return question.status();
+    const Result<std::vector<JobRecord>> jobs = listJobs(*database.value(), question->filter);
+    if (!jobs.ok())
+        return jobs.status();
+    return reportOf(jobs.value(), question->onlyFailed);
+}
+
+} // namespace KOZAV::Admin
