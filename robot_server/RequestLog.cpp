@@ -1,0 +1,96 @@
+#include "robot_server/RequestLog.h"
+
+#include "robot_server/PrintableText.h"
+
+#include <QFileDevice>
+#include <QJsonArray>
+#include <QJsonObject>
+
+namespace KOZAV::Robot {
+
+namespace {
+
+QString timeText(const QDateTime& time)
+{
+    return time.toUTC().toString(Qt::ISODateWithMs);
+}
+
+QString lineOf(const ReceivedRequest& request)
+{
+    if (!request.check.valid())
+        return QStringLiteral("jobname=- fromWeb=- invalid: ") + printableLine(request.check.whyNot);
+    return QStringLiteral("jobname=%1 fromWeb=%2 valid")
+        .arg(printableText(request.check.jobName),
+             request.check.fromWeb ? QStringLiteral("true") : QStringLiteral("false"));
+}
+
+QJsonValue valueOf(const QJsonDocument& document)
+{
+    return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
+}
+
+QJsonObject recordOf(const ReceivedRequest& request)
+{
+    QJsonObject record{{QStringLiteral("event"), QStringLiteral("request")},
+                       {QStringLiteral("bytes"), request.bytes},
+                       {QStringLiteral("document"), valueOf(request.document)},
+                       {QStringLiteral("valid"), request.check.valid()}};
+    if (request.check.valid()) {
+        record.insert(QStringLiteral("jobname"), request.check.jobName);
+        record.insert(QStringLiteral("fromWeb"), request.check.fromWeb);
+    } else {
+        record.insert(QStringLiteral("reason"), request.check.whyNot);
+    }
+    return record;
+}
+
+} // namespace
+
+bool RequestLog::openFile(const QString& name)
+{
+    m_file.setFileName(name);
+    const bool open = m_file.open(QIODevice::WriteOnly | QIODevice::Append);
+    if (!open)
+        m_error = QStringLiteral("the log %1 cannot be opened: %2").arg(name, m_file.errorString());
+    return open;
+}
+
+bool RequestLog::write(const ReceivedRequest& request)
+{
+    QJsonObject record = recordOf(request);
+    record.insert(QStringLiteral("time"), timeText(request.time));
+    record.insert(QStringLiteral("peer"), request.peer);
+    return write(QStringLiteral("%1 %2 ").arg(timeText(request.time), request.peer) + lineOf(request),
+                 record);
+}
+
+bool RequestLog::write(const DroppedConnection& connection)
+{
+    const QString time = timeText(connection.time);
+    const QString line = QStringLiteral("%1 %2 ").arg(time, connection.peer);
+    return write(line + QStringLiteral("dropped: ") + printableLine(connection.reason),
+                 {{QStringLiteral("event"), QStringLiteral("dropped")},
+                  {QStringLiteral("time"), time},
+                  {QStringLiteral("peer"), connection.peer},
+                  {QStringLiteral("reason"), connection.reason}});
+}
+
+// The file first: it is what is kept.
+bool RequestLog::write(const QString& line, const QJsonObject& record)
+{
+    if (m_file.isOpen() &&
+        !append(m_file, QJsonDocument(record).toJson(QJsonDocument::Compact) + '\n', m_file.fileName()))
+        return false;
+    return append(m_print, line.toUtf8() + '\n', QStringLiteral("the standard output"));
+}
+
+bool RequestLog::append(QIODevice& device, const QByteArray& line, const QString& name)
+{
+    auto* const file = qobject_cast<QFileDevice*>(&device);
+    if (device.write(line) == line.size() && (!file || file->flush()))
+        return true;
+    m_error = QStringLiteral("%1 cannot be written to: %2").arg(name, device.errorString());
+    return false;
+}
+
+} // namespace KOZAV::Robot

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "robot_server/JsonSplitter.h"
+#include "robot_server/RobotEvents.h"
+#include "robot_server/RobotServerOptions.h"
+
+#include <QByteArray>
+#include <QDeadlineTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <deque>
+
+class QTcpSocket;
+
+namespace KOZAV::Robot {
+
+/// One peer: reads its documents and answers them, within the limits of the options. What it holds in memory
+/// is bounded whatever the peer sends and however little it reads.
+class RobotConnection final : public QObject
+{
+    Q_OBJECT
+public:
+    /// Takes over a connected socket.
+    RobotConnection(QTcpSocket* socket, const RobotServerOptions& options, QObject* parent);
+
+    /// Takes no more documents, answers those that it took, and closes.
+    void finish();
+
+Q_SIGNALS:
+    void requestReceived(const KOZAV::Robot::ReceivedRequest& request);
+    void dropped(const KOZAV::Robot::DroppedConnection& connection);
+    /// The last signal.
+    void closed();
+
+private:
+    enum class State { Open, Finishing, Closing };
+
+    struct Reply
+    {
+        QByteArray text;
+        QDeadlineTimer due;
+    };
+
+    void readPacket();
+    void feed(const QByteArray& packet);
+    [[nodiscard]] bool isHeldUp() const;
+    [[nodiscard]] bool isCongested() const;
+    void takeDocuments();
+    void takeDocument(const SplitDocument& document);
+    void proceed();
+    void restartTimers(bool documentsCame);
+    void idleTimeOut();
+    void documentTimeOut();
+    void onBytesWritten();
+    void answer(const CheckedRequest& check);
+    void sendDueReplies();
+    void closeWhenAnswered();
+    void drop(const QString& reason);
+    void close();
+    void drain();
+    void onDisconnected();
+
+    const RobotServerOptions m_options;
+    QTcpSocket* const m_socket;
+    const QString m_peer;
+    JsonSplitter m_splitter;
+    std::deque<SplitDocument> m_documents; ///< of the last packet, still to be taken
+    std::deque<Reply> m_replies;           ///< that wait for their time
+    QTimer m_idleTimer;                    ///< when closing: the time that is left to write what is pending
+    QTimer m_documentTimer;
+    QTimer m_replyTimer;
+    State m_state = State::Open;
+};
+
+} // namespace KOZAV::Robot

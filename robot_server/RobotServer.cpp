@@ -1,0 +1,138 @@
+#include "robot_server/RobotServer.h"
+
+#include "robot_server/PeerName.h"
+#include "robot_server/RobotConnection.h"
+
+#include <algorithm>
+
+namespace KOZAV::Robot {
+
+RobotServer::RobotServer(QObject* parent)
+    : QObject(parent)
+{
+    qRegisterMetaType<ReceivedRequest>();
+    qRegisterMetaType<DroppedConnection>();
+    connect(&m_server, &QTcpServer::newConnection, this, &RobotServer::acceptPending);
+    connect(&m_server, &QTcpServer::acceptError, this, &RobotServer::onAcceptError);
+    connect(&m_resumeTimer, &QTimer::timeout, &m_server, &QTcpServer::resumeAccepting);
+    m_resumeTimer.setSingleShot(true);
+}
+
+quint16 RobotServer::start(const RobotServerOptions& options)
+{
+    m_options = options;
+    const bool reserves = options.reception == Reception::Refuse;
+    if (!(reserves ? reservePort() : listen()))
+        return 0;
+    return reserves ? m_reservation.localPort() : m_server.serverPort();
+}
+
+bool RobotServer::reservePort()
+{
+    const bool bound =
+        m_reservation.bind(m_options.address, m_options.port, QAbstractSocket::DontShareAddress);
+    m_error = m_reservation.errorString();
+    return bound;
+}
+
+bool RobotServer::listen()
+{
+    const bool listening = m_server.listen(m_options.address, m_options.port);
+    m_error = m_server.errorString();
+    if (listening && m_options.reception == Reception::NeverAccept)
+        m_server.pauseAccepting();
+    return listening;
+}
+
+void RobotServer::acceptPending()
+{
+    while (QTcpSocket* const socket = m_server.nextPendingConnection())
+        admit(socket);
+}
+
+void RobotServer::admit(QTcpSocket* socket)
+{
+    const QString reason = whyNotAdmitted(*socket);
+    if (!reason.isEmpty()) {
+        const QString peer = peerName(*socket);
+        socket->abort();
+        socket->deleteLater();
+        Q_EMIT connectionDropped({QDateTime::currentDateTimeUtc(), peer, reason});
+        return;
+    }
+    auto* const connection = new RobotConnection(socket, m_options, this);
+    m_connections.push_back(connection);
+    connect(connection, &RobotConnection::requestReceived, this, &RobotServer::onRequest);
+    connect(connection, &RobotConnection::dropped, this, &RobotServer::connectionDropped);
+    connect(connection, &RobotConnection::closed, this, [this, connection] { onClosed(connection); });
+}
+
+// Without file descriptors, for one, nobody can be accepted until others have gone; those who wait stay in
+// the queue.
+void RobotServer::onAcceptError()
+{
+    constexpr int pauseMs = 1000;
+    m_resumeTimer.start(pauseMs);
+    const QString reason = QStringLiteral("a connection cannot be accepted: %1").arg(m_server.errorString());
+    Q_EMIT connectionDropped({QDateTime::currentDateTimeUtc(), QStringLiteral("-"), reason});
+}
+
+QString RobotServer::whyNotAdmitted(const QTcpSocket& socket) const
+{
+    if (m_options.reception == Reception::HangUp)
+        return QStringLiteral("every connection is hung up");
+    if (!isAllowed(socket))
+        return QStringLiteral("the peer's address is not allowed");
+    if (m_stopping)
+        return QStringLiteral("the server is ending");
+    if (connectionCount() >= m_options.maxConnections)
+        return QStringLiteral("%1 connections are open").arg(connectionCount());
+    return {};
+}
+
+bool RobotServer::isAllowed(const QTcpSocket& socket) const
+{
+    const QHostAddress address = peerAddress(socket);
+    const auto& allowed = m_options.allowedPeers;
+    return allowed.empty() || std::any_of(allowed.begin(), allowed.end(),
+                                          [&](const Subnet& subnet) { return address.isInSubnet(subnet); });
+}
+
+void RobotServer::onRequest(const ReceivedRequest& request)
+{
+    ++m_requests;
+    Q_EMIT requestReceived(request);
+    if (m_options.maxRequests > 0 && m_requests == m_options.maxRequests)
+        stop();
+}
+
+void RobotServer::stop()
+{
+    if (m_stopping)
+        return;
+    m_stopping = true;
+    m_server.close();
+    m_resumeTimer.stop();
+    m_reservation.abort();
+    for (RobotConnection* connection : m_connections)
+        connection->finish();
+    QMetaObject::invokeMethod(this, &RobotServer::finishWhenAlone, Qt::QueuedConnection);
+}
+
+void RobotServer::onClosed(RobotConnection* connection)
+{
+    m_connections.erase(std::remove(m_connections.begin(), m_connections.end(), connection),
+                        m_connections.end());
+    connection->deleteLater();
+    finishWhenAlone();
+}
+
+void RobotServer::finishWhenAlone()
+{
+    if (!m_stopping || m_finished || !m_connections.empty())
+        return;
+    m_finished = true;
+    Q_EMIT finished();
+}
+
+} // namespace KOZAV::Robot
