@@ -50,10 +50,13 @@ void DialogOperator::answer(QFileDialog& dialog)
 void DialogOperator::answer(QMessageBox& box)
 {
     Q_EMIT messageRead(box.windowTitle(), box.text());
-    if (QAbstractButton* ok = box.button(QMessageBox::Ok))
-        ok->click();
-    else
-        box.reject();
+    for (const auto agreeing : {QMessageBox::Yes, QMessageBox::Ok}) {
+        if (QAbstractButton* button = box.button(agreeing)) {
+            button->click();
+            return;
+        }
+    }
+    box.reject();
 }
 
 } // namespace KOZAV::Host

@@ -10,7 +10,7 @@ class QMessageBox;
 namespace KOZAV::Host {
 
 /// Answers the modal dialogs of the panels as an operator would, while the program runs unattended: types the
-/// directory into a directory chooser and accepts it, reads message boxes and presses their Ok button.
+/// directory into a directory chooser and accepts it, reads message boxes and agrees (Yes or Ok).
 ///
 /// The dialogs must be Qt's own (Qt::AA_DontUseNativeDialogs).
 class DialogOperator final : public QObject
@@ -23,7 +23,7 @@ public:
     void chooseDirectory(const QString& directory);
 
 Q_SIGNALS:
-    /// A message box was read, and is then answered with Ok.
+    /// A message box was read, and is then agreed to.
     void messageRead(const QString& title, const QString& text);
 
 private:

@@ -1,49 +1,60 @@
 #include "host/MainWindow.h"
 
+#include "host/CamImport.h"
+#include "host/JobListDock.h"
+#include "host/JobView.h"
 #include "host/OrigFileModel.h"
+#include "host/RobotProbe.h"
+#include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
+#include "host/SiteStatusBar.h"
+#include "host/TableLook.h"
+#include "host/WaitingJobsView.h"
 #include "services/ui/ZAV_UICommon.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
-#include <QEvent>
-#include <QHeaderView>
+#include <QAction>
+#include <QCloseEvent>
+#include <QDockWidget>
+#include <QFileInfo>
 #include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
 #include <QProgressBar>
-#include <QSplitter>
-#include <QStatusBar>
+#include <QSettings>
 #include <QTableView>
 #include <QVBoxLayout>
 
 namespace KOZAV::Host {
 
-MainWindow::MainWindow(SiteAccess& site, QWidget* parent)
+namespace {
+
+/// Layout version of the remembered state: one of another version is not restored.
+constexpr int stateVersion = 1;
+
+} // namespace
+
+MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     : QMainWindow(parent)
     , m_site(site)
+    , m_log(log)
     , m_importPanel(new UI::ZAV_ImportFromFile_Widget(this))
     , m_files(new OrigFileModel(site, this))
-    , m_fileTable(nullptr)
+    , m_camImport(new CamImport(site, *m_importPanel, this))
+    , m_status(new SiteStatusBar(site, this))
+    , m_robotProbe(new RobotProbe(this))
 {
     setWindowTitle(QStringLiteral("料号数据管理"));
-    resize(1180, 820);
-
-    auto* splitter = new QSplitter(Qt::Vertical, this);
-    splitter->addWidget(m_importPanel);
-    splitter->addWidget(buildFileTable());
-    splitter->setStretchFactor(1, 1);
-    splitter->setChildrenCollapsible(false);
-    setCentralWidget(splitter);
-
-    m_importPanel->setAccessibleName(QStringLiteral("原始数据导入"));
-    if (auto* bar = m_importPanel->findChild<QProgressBar*>())
-        bar->installEventFilter(this);
-    auto* siteLabel = new QLabel(site.description(), this);
-    siteLabel->setTextFormat(Qt::PlainText);
-    statusBar()->addWidget(siteLabel);
-
-    connect(UI::ZAV_UICommon::interface(), &UI::ZAV_UICommon::origFileTableRefreshRequested, this,
-            &MainWindow::reloadFiles);
+    resize(1440, 900);
+    setStatusBar(m_status);
+    setCentralWidget(buildFileTable());
+    buildDocks();
+    buildMenu();
+    connectParts();
     reloadFiles();
 }
+
+MainWindow::~MainWindow() = default;
 
 QWidget* MainWindow::buildFileTable()
 {
@@ -51,40 +62,132 @@ QWidget* MainWindow::buildFileTable()
     auto* layout = new QVBoxLayout(box);
     auto* title = new QLabel(QStringLiteral("原始文件"), box);
     title->setObjectName(QStringLiteral("sectionTitle"));
-    layout->addWidget(title);
-
     m_fileTable = new QTableView(box);
     m_fileTable->setModel(m_files);
     m_fileTable->setAccessibleName(QStringLiteral("原始文件"));
-    m_fileTable->setAlternatingRowColors(true);
-    m_fileTable->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_fileTable->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_fileTable->setWordWrap(false);
-    m_fileTable->verticalHeader()->hide();
-    m_fileTable->verticalHeader()->setDefaultSectionSize(28);
-    QHeaderView* header = m_fileTable->horizontalHeader();
-    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    header->setSectionResizeMode(QHeaderView::Interactive);
-    header->setStretchLastSection(true);
-    const int widths[] = {190, 190, 130, 310, 90, 160, 90};
-    for (int column = 0; column < OrigFileModel::ColumnCount; ++column)
-        header->resizeSection(column, widths[column]);
+    applyTableLook(*m_fileTable, {150, 150, 110, 150, 90, 150, 90});
+    layout->addWidget(title);
     layout->addWidget(m_fileTable);
     return box;
+}
+
+QDockWidget* MainWindow::addDock(const QString& objectName, const QString& title, QWidget* content,
+                                 Qt::DockWidgetArea area)
+{
+    auto* dock = new QDockWidget(title, this);
+    dock->setObjectName(objectName);
+    dock->setWidget(content);
+    addDockWidget(area, dock);
+    return dock;
+}
+
+QWidget* MainWindow::buildMessages()
+{
+    auto* messages = new QTableView(this);
+    messages->setModel(&m_log);
+    messages->setAccessibleName(QStringLiteral("消息"));
+    applyTableLook(*messages, {110, 190});
+    connect(&m_log, &QAbstractItemModel::rowsInserted, messages, &QTableView::scrollToBottom);
+    return messages;
+}
+
+void MainWindow::buildDocks()
+{
+    setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
+    setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
+    m_importPanel->setAccessibleName(QStringLiteral("原始数据导入"));
+    addDock(QStringLiteral("importDock"), QStringLiteral("原始数据导入"), m_importPanel,
+            Qt::LeftDockWidgetArea);
+    m_waitingJobs = new WaitingJobsView(this);
+    addDock(QStringLiteral("waitingDock"), QStringLiteral("等待导入"), m_waitingJobs, Qt::LeftDockWidgetArea);
+    m_jobListDock = new JobListDock(this);
+    addDockWidget(Qt::RightDockWidgetArea, m_jobListDock);
+    m_jobListDock->hide();
+    addDock(QStringLiteral("jobDock"), QStringLiteral("料号叠层"), new JobView(*m_camImport, this),
+            Qt::RightDockWidgetArea);
+    addDock(QStringLiteral("messageDock"), QStringLiteral("消息"), buildMessages(), Qt::BottomDockWidgetArea);
+}
+
+void MainWindow::buildMenu()
+{
+    QMenu* view = menuBar()->addMenu(QStringLiteral("视图(&V)"));
+    for (QDockWidget* dock : findChildren<QDockWidget*>())
+        view->addAction(dock->toggleViewAction());
+    QMenu* file = menuBar()->addMenu(QStringLiteral("文件(&F)"));
+    QAction* reload = file->addAction(QStringLiteral("刷新(&R)"), this, &MainWindow::reloadFiles);
+    reload->setShortcut(QKeySequence::Refresh);
+    QAction* quit = file->addAction(QStringLiteral("退出(&Q)"), this, &QWidget::close);
+    quit->setShortcut(QKeySequence::Quit);
+    menuBar()->insertMenu(view->menuAction(), file);
+}
+
+void MainWindow::connectParts()
+{
+    // A batch import blocks the event loop: see eventFilter().
+    if (auto* bar = m_importPanel->findChild<QProgressBar*>())
+        bar->installEventFilter(this);
+    const auto* notifications = UI::ZAV_UICommon::interface();
+    connect(notifications, &UI::ZAV_UICommon::origFileTableRefreshRequested, this, &MainWindow::reloadFiles);
+    connect(m_waitingJobs, &WaitingJobsView::openRequested, this, &MainWindow::openJob);
+    connect(m_jobListDock, &JobListDock::requestSent, this, [this](const QString& jobName) {
+        m_log.add(QtInfoMsg, QStringLiteral("client"), QStringLiteral("%1 已提交机器人").arg(jobName));
+        reloadFiles();
+    });
+    connect(m_camImport, &CamImport::failed, this, [this](const QString& jobName, const QString& reason) {
+        m_log.add(QtWarningMsg, QStringLiteral("client"),
+                  QStringLiteral("%1 无法打开：%2").arg(jobName, reason));
+    });
+    connect(m_robotProbe, &RobotProbe::probed, m_status, &SiteStatusBar::showRobot);
+}
+
+void MainWindow::watchRobot()
+{
+    m_robotProbe->start();
 }
 
 void MainWindow::reloadFiles()
 {
     m_files->reload();
-    statusBar()->showMessage(QStringLiteral("共 %1 个原始文件").arg(m_files->rowCount()), 5000);
+    m_waitingJobs->reload();
+    m_status->showMessage(QStringLiteral("共 %1 个原始文件").arg(m_files->rowCount()), 5000);
+}
+
+void MainWindow::openJob(const DataLib::Model::Odbpp_Job_C& job)
+{
+    if (const auto imported = m_site.importedJob(QString::fromStdString(job.flowId)))
+        m_jobListDock->open(*imported, -1);
+    else
+        m_log.add(QtWarningMsg, QStringLiteral("client"),
+                  QStringLiteral("%1 已不在数据库中").arg(QString::fromStdString(job.jobName)));
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    // A batch import blocks the event loop from here on: paint its request not to close the program now.
-    if (event->type() == QEvent::Show && watched->parent() != nullptr)
+    // Paint the panel's request not to close the program now: no event is handled until the batch is done.
+    if (event->type() == QEvent::Show &&
+        watched->parent() == m_importPanel->findChild<QProgressBar*>()->parent())
         repaint();
     return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::rememberState()
+{
+    m_stateFile = QFileInfo(m_site.configurationPath()).absolutePath() + QStringLiteral("/zav_client.ini");
+    const QSettings state(m_stateFile, QSettings::IniFormat);
+    restoreGeometry(state.value(QStringLiteral("window/geometry")).toByteArray());
+    restoreState(state.value(QStringLiteral("window/state")).toByteArray(), stateVersion);
+    // The job list panel is opened for a job, not left open.
+    m_jobListDock->hide();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (!m_stateFile.isEmpty()) {
+        QSettings state(m_stateFile, QSettings::IniFormat);
+        state.setValue(QStringLiteral("window/geometry"), saveGeometry());
+        state.setValue(QStringLiteral("window/state"), saveState(stateVersion));
+    }
+    QMainWindow::closeEvent(event);
 }
 
 } // namespace KOZAV::Host

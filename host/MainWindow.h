@@ -4,35 +4,72 @@
 
 class QTableView;
 
-namespace KOZAV::UI {
-class ZAV_ImportFromFile_Widget;
+namespace KOZAV::DataLib::Model {
+struct Odbpp_Job_C;
 }
+
+namespace KOZAV::UI {
+class ZAV_Import_Widget;
+class ZAV_ImportFromFile_Widget;
+} // namespace KOZAV::UI
 
 namespace KOZAV::Host {
 
+class CamImport;
+class JobListDock;
 class OrigFileModel;
+class RobotProbe;
+class ServiceLog;
 class SiteAccess;
+class SiteStatusBar;
+class WaitingJobsView;
 
-/// The client's window: the file import panel and the table of original files, which reloads when the panel
-/// asks.
+/// The client's window: both panels, the table of original files, the waiting jobs, the opened job and the
+/// messages.
 class MainWindow final : public QMainWindow
 {
     Q_OBJECT
 public:
-    explicit MainWindow(SiteAccess& site, QWidget* parent = nullptr);
+    MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent = nullptr);
+    ~MainWindow() override;
 
     [[nodiscard]] UI::ZAV_ImportFromFile_Widget* importPanel() const { return m_importPanel; }
+    [[nodiscard]] CamImport& camImport() const { return *m_camImport; }
+    [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
+
+    /// Has sizes and places of this window kept in the configuration's folder from now on, and those of the
+    /// last time restored.
+    void rememberState();
+    /// Looks for the robot now and in intervals.
+    void watchRobot();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     QWidget* buildFileTable();
+    QDockWidget* addDock(const QString& objectName, const QString& title, QWidget* content,
+                         Qt::DockWidgetArea area);
+    void buildDocks();
+    void buildMenu();
+    void connectParts();
+    QWidget* buildMessages();
     void reloadFiles();
+    void openJob(const DataLib::Model::Odbpp_Job_C& job);
 
     SiteAccess& m_site;
+    ServiceLog& m_log;
     UI::ZAV_ImportFromFile_Widget* m_importPanel;
     OrigFileModel* m_files;
-    QTableView* m_fileTable;
+    QTableView* m_fileTable = nullptr;
+    CamImport* m_camImport;
+    WaitingJobsView* m_waitingJobs = nullptr;
+    JobListDock* m_jobListDock = nullptr;
+    SiteStatusBar* m_status;
+    RobotProbe* m_robotProbe;
+    QString m_stateFile;
 };
 
 } // namespace KOZAV::Host

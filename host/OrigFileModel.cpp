@@ -86,10 +86,10 @@ QString OrigFileModel::text(const OrigFileRow& row, int column) const
 
 QString OrigFileModel::sizeText(const QString& storedName) const
 {
-    auto found = m_sizes.constFind(storedName);
-    if (found == m_sizes.constEnd())
-        found = m_sizes.insert(storedName, m_site.storedBytes(storedName));
-    return *found < 0 ? QStringLiteral("—") : QLocale(QLocale::Chinese).formattedDataSize(*found);
+    if (!m_sizes.contains(storedName))
+        m_sizes.insert(storedName, m_site.storedBytes(storedName));
+    const qint64 size = m_sizes.value(storedName);
+    return size < 0 ? QStringLiteral("—") : QLocale(QLocale::Chinese).formattedDataSize(size);
 }
 
 QString stateText(const std::optional<FlowState>& state)

@@ -4,10 +4,13 @@
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/database/SiteRecords.h"
-#include "backend/io/Directory.h"
+#include "backend/io/Folder.h"
 #include "backend/store/DocumentStore.h"
 
+#include <QDir>
 #include <QFile>
+
+#include <algorithm>
 
 namespace KOZAV::Host {
 
@@ -59,13 +62,42 @@ QString SiteAccess::open()
     return store.ok() ? QString() : store.message();
 }
 
-QString SiteAccess::description() const
+QString SiteAccess::databaseDescription() const
 {
     const auto settings = Site::current().settings();
     if (!settings.ok())
         return settings.message();
-    return QStringLiteral("%1 · %2 · %3")
-        .arg(Site::current().configurationPath(), settings->database.file, settings->documentStore.root);
+    const auto& database = settings->database;
+    if (database.driver == QLatin1String("QSQLITE"))
+        return QStringLiteral("SQLite ") + database.file;
+    return QStringLiteral("%1@%2:%3/%4")
+        .arg(database.user, database.host)
+        .arg(database.port)
+        .arg(database.name);
+}
+
+QString SiteAccess::storeDescription() const
+{
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return settings.message();
+    const auto& store = settings->documentStore;
+    const QString place = store.kind == QLatin1String("local") ? store.root : store.kind;
+    return QStringLiteral("%1 (%2/%3)").arg(place, store.database, store.fileStore);
+}
+
+QString SiteAccess::configurationPath() const
+{
+    return Site::current().configurationPath();
+}
+
+QString SiteAccess::workDirectory() const
+{
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return {};
+    const QString directory = settings->downloadCache + QStringLiteral("work");
+    return QDir().mkpath(directory) ? directory : QString();
 }
 
 std::vector<OrigFileRow> SiteAccess::origFiles()
@@ -89,16 +121,30 @@ std::vector<OrigFileRow> SiteAccess::origFiles()
 
 std::optional<ImportedJob> SiteAccess::importedJob(const QString& flowKey)
 {
+    return findJob(flowKey, QString());
+}
+
+std::optional<ImportedJob> SiteAccess::jobNamed(const QString& generatedName)
+{
+    return findJob(QString(), generatedName);
+}
+
+std::optional<ImportedJob> SiteAccess::findJob(const QString& flowKey, const QString& generatedName)
+{
     const auto database = Site::current().database();
     if (!database.ok())
         return std::nullopt;
     Backend::JobFilter filter;
-    filter.flowGuid = flowKey;
+    if (flowKey.isEmpty())
+        filter.generatedName = generatedName;
+    else
+        filter.flowGuid = flowKey;
     const auto jobs = Backend::listJobs(*database.value(), filter);
     if (!jobs.ok() || jobs->empty())
         return std::nullopt;
     const Backend::JobRecord& job = jobs->front();
-    return ImportedJob{job.generatedName, job.storedName, job.complete};
+    return ImportedJob{job.flowGuid,    job.generatedName, job.jobName,
+                       job.companyName, job.storedName,    job.complete};
 }
 
 qint64 SiteAccess::storedBytes(const QString& storedName)
@@ -109,6 +155,20 @@ qint64 SiteAccess::storedBytes(const QString& storedName)
         return -1;
     const auto file = store.value()->find(storeLocation(settings.value()), storedName.toStdString());
     return file.ok() ? file->length : -1;
+}
+
+std::vector<QByteArray> SiteAccess::entryNames(const QString& directory)
+{
+    const auto names = Backend::namesIn(QFile::encodeName(directory).toStdString());
+    if (!names.ok()) {
+        m_lastError = names.message();
+        return {};
+    }
+    std::vector<QByteArray> entries;
+    for (const std::string& name : names.value())
+        entries.push_back(QByteArray::fromStdString(name));
+    std::sort(entries.begin(), entries.end());
+    return entries;
 }
 
 } // namespace KOZAV::Host

@@ -28,7 +28,10 @@ struct OrigFileRow
 /// What an import left of one job.
 struct ImportedJob
 {
+    QString flowKey;
     QString generatedName;
+    QString jobName; ///< name the job came with
+    QString company;
     QString storedName;
     bool complete = false; ///< the last row of the import was written
 };
@@ -58,12 +61,17 @@ public:
     /// Opens configuration, database and store. @return why that is not possible; empty on success
     [[nodiscard]] QString open();
 
-    /// Configuration, database and store in words.
-    [[nodiscard]] QString description() const;
+    /// The site in words: where its rows and its stored files lie.
+    [[nodiscard]] QString databaseDescription() const;
+    [[nodiscard]] QString storeDescription() const;
+    [[nodiscard]] QString configurationPath() const;
+    /// A directory of this machine for work files of any size; empty where it cannot be made.
+    [[nodiscard]] QString workDirectory() const;
 
     /// Newest first. A failure gives no rows; lastError() says why.
     [[nodiscard]] std::vector<OrigFileRow> origFiles();
     [[nodiscard]] std::optional<ImportedJob> importedJob(const QString& flowKey);
+    [[nodiscard]] std::optional<ImportedJob> jobNamed(const QString& generatedName);
     /// Length of a stored file in bytes; -1 where there is none.
     [[nodiscard]] qint64 storedBytes(const QString& storedName);
     /// The names in a directory as they are on disk, whatever their encoding; without "." and "..".
@@ -74,6 +82,8 @@ Q_SIGNALS:
     void serviceCalled(const KOZAV::Host::ServiceCall& call);
 
 private:
+    [[nodiscard]] std::optional<ImportedJob> findJob(const QString& flowKey, const QString& generatedName);
+
     QString m_lastError;
 };
 

@@ -1,7 +1,10 @@
 // zav_client: both panels in one window, on the site that the configuration names.
 
 #include "host/BatchRun.h"
+#include "host/EmbeddedRobot.h"
+#include "host/ImportRun.h"
 #include "host/MainWindow.h"
+#include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
 #include "host/Theme.h"
 
@@ -14,14 +17,23 @@
 #include <QTextStream>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
+
+using namespace KOZAV::Host;
+
+constexpr int notStarted = 2;
 
 struct Options
 {
     QString configuration;
     QString batchDirectory;
+    QString importJob;
+    int mode = -1;
     QString screenshots;
+    bool robot = false;
+    [[nodiscard]] bool unattended() const { return !batchDirectory.isEmpty() || !importJob.isEmpty(); }
 };
 
 QString absolute(const QString& path)
@@ -29,48 +41,84 @@ QString absolute(const QString& path)
     return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
 }
 
+QCommandLineOption valueOption(const char* name, const char* description, const char* valueName)
+{
+    return {QString::fromLatin1(name), QString::fromLatin1(description), QString::fromLatin1(valueName)};
+}
+
 Options readOptions(const QApplication& application)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Desktop client: imports jobs and shows what is imported."));
+    parser.setApplicationDescription(QStringLiteral("Desktop client: imports jobs, lists and opens them."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption configuration(QStringLiteral("config"), QStringLiteral("Configuration file."),
-                                           QStringLiteral("FILE"));
-    const QCommandLineOption batch(
-        QStringLiteral("batch"),
-        QStringLiteral(
-            "Import a batch directory through the panel, print what became of every entry, and end. Exit "
-            "code: 0 all imported, 1 not all, 2 not started."),
-        QStringLiteral("DIR"));
-    const QCommandLineOption screenshots(QStringLiteral("screenshots"),
-                                         QStringLiteral("With --batch: write pictures of the window to DIR."),
-                                         QStringLiteral("DIR"));
-    parser.addOptions({configuration, batch, screenshots});
+    const auto configuration = valueOption("config", "Configuration file.", "FILE");
+    const auto batch =
+        valueOption("batch",
+                    "Import a batch directory through the panel, print what became of every entry, and "
+                    "end. Exit code: 0 all imported, 1 not all, 2 not started.",
+                    "DIR");
+    const auto importJob =
+        valueOption("import",
+                    "Import a waiting job through the job list panel and send it to the robot, and "
+                    "end. Exit code: 0 sent, 1 not sent, 2 not started.",
+                    "JOB");
+    const auto mode = valueOption("mode", "With --import: the panel's mode (default -1).", "N");
+    const auto screenshots =
+        valueOption("screenshots", "With --batch or --import: write pictures of the window to DIR.", "DIR");
+    const QCommandLineOption robot(
+        QStringLiteral("robot"),
+        QStringLiteral("Start a stand-in of the CAM robot inside, where the configuration "
+                       "says that the robot is."));
+    parser.addOptions({configuration, batch, importJob, mode, screenshots, robot});
     parser.process(application);
-    return {absolute(parser.value(configuration)), absolute(parser.value(batch)),
-            absolute(parser.value(screenshots))};
+
+    Options options;
+    options.configuration = absolute(parser.value(configuration));
+    options.batchDirectory = absolute(parser.value(batch));
+    options.importJob = parser.value(importJob);
+    options.screenshots = absolute(parser.value(screenshots));
+    options.robot = parser.isSet(robot);
+    bool isNumber = true;
+    if (parser.isSet(mode))
+        options.mode = parser.value(mode).toInt(&isNumber);
+    if (!isNumber) {
+        QTextStream(stderr) << "zav_client: --mode takes a whole number\n";
+        std::exit(notStarted);
+    }
+    return options;
 }
 
-int runBatch(KOZAV::Host::SiteAccess& site, const Options& options, QTextStream& out)
+int runUnattended(MainWindow& window, SiteAccess& site, const Options& options, QTextStream& out)
 {
     if (!options.screenshots.isEmpty() && !QDir().mkpath(options.screenshots)) {
         out << "error: the directory " << options.screenshots << " cannot be made\n";
-        return 2;
+        return notStarted;
     }
-    KOZAV::Host::MainWindow window(site);
     window.show();
     QApplication::processEvents();
-    KOZAV::Host::BatchRun batch(window, site, options.batchDirectory, options.screenshots, out);
-    return batch.run();
+    if (!options.batchDirectory.isEmpty())
+        return BatchRun(window, site, options.batchDirectory, options.screenshots, out).run();
+    return ImportRun(window, site, options.importJob, options.mode, options.screenshots, out).run();
+}
+
+int refuse(const QString& reason, const Options& options, QTextStream& out)
+{
+    out << "error: " << reason << '\n';
+    out.flush();
+    if (!options.unattended()) {
+        QMessageBox box(QMessageBox::Critical, QStringLiteral("料号数据管理"), reason);
+        box.setTextFormat(Qt::PlainText);
+        box.exec();
+    }
+    return notStarted;
 }
 
 } // namespace
 
 int main(int argc, char* argv[])
 {
-    // The batch run answers the panels' dialogs, which it can only where they are Qt's own.
+    // An unattended run answers the panels' dialogs, which it can only where they are Qt's own.
     for (int i = 1; i < argc; ++i) {
         if (QByteArray(argv[i]).startsWith("--batch"))
             QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
@@ -78,7 +126,7 @@ int main(int argc, char* argv[])
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("zav_client"));
     QApplication::setApplicationVersion(QStringLiteral(ZAV_VERSION));
-    KOZAV::Host::applyTheme(application);
+    applyTheme(application);
     const Options options = readOptions(application);
     QTextStream out(stdout);
     out.setCodec("UTF-8");
@@ -88,18 +136,23 @@ int main(int argc, char* argv[])
     const QTemporaryDir emptyDirectory;
     QDir::setCurrent(emptyDirectory.path());
 
-    KOZAV::Host::SiteAccess site(options.configuration);
-    if (const QString failure = site.open(); !failure.isEmpty()) {
-        out << "error: " << failure << '\n';
-        out.flush();
-        if (options.batchDirectory.isEmpty())
-            QMessageBox::critical(nullptr, QStringLiteral("料号数据管理"), failure.toHtmlEscaped());
-        return 2;
+    SiteAccess site(options.configuration);
+    if (const QString failure = site.open(); !failure.isEmpty())
+        return refuse(failure, options, out);
+    ServiceLog log;
+    EmbeddedRobot robot;
+    QObject::connect(&robot, &EmbeddedRobot::requestReceived, &log,
+                     [&log](const QString& text) { log.add(QtInfoMsg, QStringLiteral("robot"), text); });
+    if (options.robot) {
+        if (const QString failure = robot.start(); !failure.isEmpty())
+            return refuse(failure, options, out);
     }
-    if (!options.batchDirectory.isEmpty())
-        return runBatch(site, options, out);
 
-    KOZAV::Host::MainWindow window(site);
+    MainWindow window(site, log);
+    if (options.unattended())
+        return runUnattended(window, site, options, out);
+    window.rememberState();
+    window.watchRobot();
     window.show();
     return QApplication::exec();
 }

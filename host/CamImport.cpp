@@ -1,0 +1,118 @@
+#include "host/CamImport.h"
+
+#include "host/JobAnnouncement.h"
+#include "host/SiteAccess.h"
+#include "host/odb/JobUnpacker.h"
+#include "services/common/Common.h"
+#include "services/ui/ZAV_UICommon.h"
+#include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QtConcurrent>
+
+namespace KOZAV::Host {
+
+CamImport::CamImport(SiteAccess& site, UI::ZAV_ImportFromFile_Widget& panel, QObject* parent)
+    : QObject(parent)
+    , m_site(site)
+    , m_panel(panel)
+{
+    connect(UI::ZAV_UICommon::interface(), &UI::ZAV_UICommon::emitCAMImportJobInfo, this,
+            &CamImport::announced);
+    connect(&m_watcher, &QFutureWatcherBase::finished, this, &CamImport::finished);
+}
+
+CamImport::~CamImport()
+{
+    cancel();
+    m_watcher.waitForFinished();
+}
+
+void CamImport::cancel()
+{
+    m_cancelled = true;
+}
+
+void CamImport::announced(const QString& jobInformation)
+{
+    const auto announcement = readAnnouncement(jobInformation);
+    if (!announcement)
+        Q_EMIT failed(jobInformation, QStringLiteral("料号信息无法识别"));
+    else if (isRunning())
+        Q_EMIT failed(announcement->jobName, QStringLiteral("%1 正在导入，请稍候").arg(m_jobName));
+    else
+        start(announcement->jobName);
+}
+
+void CamImport::start(const QString& jobName)
+{
+    const auto job = m_site.jobNamed(jobName);
+    if (!job || job->storedName.isEmpty()) {
+        Q_EMIT failed(jobName, QStringLiteral("数据库中没有该料号的存储文件"));
+        return;
+    }
+    m_jobName = jobName;
+    m_cancelled = false;
+    m_workFolder = std::make_unique<QTemporaryDir>(m_site.workDirectory() + QStringLiteral("/job-XXXXXX"));
+    if (!m_workFolder->isValid()) {
+        Q_EMIT failed(jobName, m_workFolder->errorString());
+        return;
+    }
+    Q_EMIT started(jobName);
+    m_watcher.setFuture(QtConcurrent::run(this, &CamImport::importStoredFile, job->storedName,
+                                          m_site.storedBytes(job->storedName),
+                                          m_workFolder->filePath(QStringLiteral("job"))));
+}
+
+CamImport::Outcome CamImport::importStoredFile(const QString& storedName, qint64 storedBytes,
+                                               const QString& workFolder)
+{
+    Q_EMIT progressed(-1, storedBytes);
+    const QString archive = fetch(storedName);
+    if (archive.isEmpty())
+        return {{}, QStringLiteral("存储文件 %1 取不回来").arg(storedName)};
+
+    UnpackRequest request;
+    request.archive = archive;
+    request.folder = workFolder;
+    request.cancelled = &m_cancelled;
+    request.progress = [this, storedBytes](qint64 done) { Q_EMIT progressed(done, storedBytes); };
+    const UnpackResult unpacked = unpackJob(request);
+    QFile::remove(archive);
+    if (unpacked.cancelled)
+        return {{}, QStringLiteral("已取消")};
+    if (!unpacked.ok())
+        return {{}, unpacked.error};
+    OdbJob job = openOdbJob(workFolder);
+    const QString error = job.error;
+    return {std::move(job), error};
+}
+
+QString CamImport::fetch(const QString& storedName)
+{
+    const QFileInfo name(storedName);
+    const QString local =
+        QStringLiteral("cam-") + QString::fromStdString(Common::commonInterface()->getGUID());
+    m_panel.getFilesFrommogodbUuidTypeOriginName(local, name.completeBaseName(), name.suffix());
+    const auto config = Common::commonInterface()->getConfig();
+    const QString path =
+        QString::fromStdString(config.downloadCacheDir) + local + QLatin1Char('.') + name.suffix();
+    return QFile::exists(path) ? path : QString();
+}
+
+void CamImport::finished()
+{
+    const Outcome outcome = m_watcher.result();
+    if (!outcome.error.isEmpty()) {
+        m_workFolder.reset();
+        Q_EMIT failed(m_jobName, outcome.error);
+    } else {
+        Q_EMIT opened(m_jobName, outcome.job);
+        Q_EMIT UI::ZAV_UICommon::interface()->hasImportSuccess();
+    }
+    Q_EMIT ended();
+}
+
+} // namespace KOZAV::Host

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "host/odb/OdbJob.h"
+
+#include <QFutureWatcher>
+#include <QObject>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <atomic>
+#include <memory>
+
+namespace KOZAV::UI {
+class ZAV_ImportFromFile_Widget;
+}
+
+namespace KOZAV::Host {
+
+class SiteAccess;
+
+/// The CAM import of this client: fetches the stored file of an announced job back, unpacks it into a work
+/// folder, opens it as an ODB++ job, and only then reports success to the panels
+/// (ZAV_UICommon::hasImportSuccess()).
+///
+/// Fetching and unpacking run on a thread of their own; one import at a time.
+class CamImport final : public QObject
+{
+    Q_OBJECT
+public:
+    /// @param panel  fetches the stored file; outlives this object
+    CamImport(SiteAccess& site, UI::ZAV_ImportFromFile_Widget& panel, QObject* parent = nullptr);
+    /// Waits for a running import to end.
+    ~CamImport() override;
+
+    [[nodiscard]] bool isRunning() const { return m_watcher.isRunning(); }
+    /// Ends the running import as soon as it can; failed() follows.
+    void cancel();
+
+Q_SIGNALS:
+    void started(const QString& jobName);
+    /// Bytes of the stored file that are done with, of all that there are; -1: fetching, how far is not
+    /// known.
+    void progressed(qint64 done, qint64 total);
+    void opened(const QString& jobName, const KOZAV::Host::OdbJob& job);
+    void failed(const QString& jobName, const QString& reason);
+    /// A started import is over, and the panels have done what follows from it.
+    void ended();
+
+private:
+    /// What the thread hands back.
+    struct Outcome
+    {
+        OdbJob job;
+        QString error;
+    };
+
+    void announced(const QString& jobInformation);
+    void start(const QString& jobName);
+    [[nodiscard]] Outcome importStoredFile(const QString& storedName, qint64 storedBytes,
+                                           const QString& workFolder);
+    [[nodiscard]] QString fetch(const QString& storedName);
+    void finished();
+
+    SiteAccess& m_site;
+    UI::ZAV_ImportFromFile_Widget& m_panel;
+    QFutureWatcher<Outcome> m_watcher;
+    std::atomic<bool> m_cancelled{false};
+    QString m_jobName;
+    std::unique_ptr<QTemporaryDir> m_workFolder; ///< of the job that is shown
+};
+
+} // namespace KOZAV::Host

@@ -1,0 +1,119 @@
+#include "host/ImportRun.h"
+
+#include "host/CamImport.h"
+#include "host/DialogOperator.h"
+#include "host/JobListDock.h"
+#include "host/MainWindow.h"
+#include "host/SiteAccess.h"
+#include "ui/import_list/ZAV_Import_Widget.h"
+
+#include <QApplication>
+#include <QPixmap>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QTimer>
+
+namespace KOZAV::Host {
+
+namespace {
+
+/// The request lies in the panel's socket when the panel says that it is sent; the event loop brings it out.
+constexpr int flushMs = 300;
+
+QPushButton* importButton(const QWidget& panel)
+{
+    for (auto* button : panel.findChildren<QPushButton*>()) {
+        if (button->text() == QStringLiteral("导入"))
+            return button;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+ImportRun::ImportRun(MainWindow& window, SiteAccess& site, const QString& jobName, int mode,
+                     const QString& screenshots, QTextStream& out)
+    : m_window(window)
+    , m_site(site)
+    , m_jobName(jobName)
+    , m_mode(mode)
+    , m_screenshots(screenshots)
+    , m_out(out)
+{
+}
+
+int ImportRun::run()
+{
+    const auto job = m_site.jobNamed(m_jobName);
+    if (!job) {
+        say(QStringLiteral("error: the site has no job %1").arg(m_jobName));
+        return 2;
+    }
+    DialogOperator dialogs;
+    UI::ZAV_Import_Widget* panel = m_window.jobListDock().open(*job, m_mode);
+    if (!pickRow(*panel)) {
+        say(QStringLiteral("error: %1 does not wait for import").arg(m_jobName));
+        return 2;
+    }
+    watch(panel, dialogs);
+    QApplication::processEvents();
+    screenshot(QStringLiteral("list"));
+    importButton(*panel)->click();
+    if (m_window.camImport().isRunning())
+        m_loop.exec();
+    QApplication::processEvents();
+    screenshot(QStringLiteral("opened"));
+    if (m_sent)
+        say(QStringLiteral("sent: %1").arg(m_jobName));
+    return m_sent ? 0 : 1;
+}
+
+bool ImportRun::pickRow(const UI::ZAV_Import_Widget& panel)
+{
+    auto* table = panel.findChild<QTableWidget*>();
+    for (int row = 0; row < table->rowCount(); ++row) {
+        if (table->item(row, 2)->text() == m_jobName) {
+            table->setCurrentCell(row, 2);
+            return true;
+        }
+    }
+    return false;
+}
+
+void ImportRun::watch(UI::ZAV_Import_Widget* panel, DialogOperator& dialogs)
+{
+    connect(&dialogs, &DialogOperator::messageRead, this, [this](const QString& title, const QString& text) {
+        say(QStringLiteral("message: %1: %2").arg(title, text));
+    });
+    connect(panel, &UI::ZAV_Import_Widget::webJobHaveSent, this, [this] { m_sent = true; });
+    const CamImport* camImport = &m_window.camImport();
+    connect(camImport, &CamImport::opened, this, [this](const QString& name, const OdbJob& job) {
+        say(QStringLiteral("opened: %1: %2 steps, %3 layers")
+                .arg(name)
+                .arg(job.matrix.steps.size())
+                .arg(job.matrix.layers.size()));
+    });
+    // ended() comes after the panel has done its part, or after a failure.
+    connect(camImport, &CamImport::failed, this, [this](const QString& name, const QString& reason) {
+        say(QStringLiteral("failed: %1: %2").arg(name, reason));
+    });
+    connect(camImport, &CamImport::ended, this,
+            [this] { QTimer::singleShot(flushMs, &m_loop, &QEventLoop::quit); });
+}
+
+void ImportRun::say(const QString& text)
+{
+    m_out << text << '\n';
+    m_out.flush();
+}
+
+void ImportRun::screenshot(const QString& name)
+{
+    if (m_screenshots.isEmpty())
+        return;
+    const QString file = m_screenshots + QStringLiteral("/client-") + name + QStringLiteral(".png");
+    if (!m_window.grab().save(file))
+        say(QStringLiteral("warning: the picture %1 could not be written").arg(file));
+}
+
+} // namespace KOZAV::Host

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QDockWidget>
+
+namespace KOZAV::UI {
+class ZAV_Import_Widget;
+}
+
+namespace KOZAV::Host {
+
+struct ImportedJob;
+
+/// Holds the job list panel while it is open for a job; closes with it.
+class JobListDock final : public QDockWidget
+{
+    Q_OBJECT
+public:
+    explicit JobListDock(QWidget* parent = nullptr);
+
+    /// Opens the panel for a job, in place of one that is open. @return the panel, owned by the dock
+    UI::ZAV_Import_Widget* open(const ImportedJob& job, int mode);
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+Q_SIGNALS:
+    /// The robot request of the job was written.
+    void requestSent(const QString& jobName);
+
+private:
+    UI::ZAV_Import_Widget* m_panel = nullptr;
+};
+
+} // namespace KOZAV::Host

@@ -1,0 +1,53 @@
+#include "host/RobotProbe.h"
+
+#include "services/common/Common.h"
+
+namespace KOZAV::Host {
+
+namespace {
+
+constexpr int intervalMs = 15000;
+constexpr int timeoutMs = 3000;
+
+} // namespace
+
+RobotProbe::RobotProbe(QObject* parent)
+    : QObject(parent)
+{
+    m_interval.setInterval(intervalMs);
+    m_timeout.setInterval(timeoutMs);
+    m_timeout.setSingleShot(true);
+    connect(&m_interval, &QTimer::timeout, this, &RobotProbe::probe);
+    connect(&m_timeout, &QTimer::timeout, this, [this] { answer(false); });
+    connect(&m_socket, &QTcpSocket::connected, this, [this] { answer(true); });
+    connect(&m_socket, &QTcpSocket::errorOccurred, this, [this] { answer(false); });
+}
+
+void RobotProbe::start()
+{
+    m_interval.start();
+    probe();
+}
+
+void RobotProbe::probe()
+{
+    if (m_timeout.isActive())
+        return;
+    const auto config = Common::commonInterface()->getConfig();
+    const QString host = QString::fromStdString(config.robotHost);
+    const auto port = static_cast<quint16>(config.robotPort);
+    m_robot = QStringLiteral("%1:%2").arg(host).arg(port);
+    m_timeout.start();
+    m_socket.connectToHost(host, port);
+}
+
+void RobotProbe::answer(bool reachable)
+{
+    if (!m_timeout.isActive() && m_socket.state() == QAbstractSocket::UnconnectedState && reachable)
+        return;
+    m_timeout.stop();
+    m_socket.abort();
+    Q_EMIT probed(m_robot, reachable);
+}
+
+} // namespace KOZAV::Host
