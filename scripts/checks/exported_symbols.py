@@ -14,19 +14,36 @@ _MADE_FOR = re.compile(
 _LINKER = {"__bss_start", "_edata", "_end", "_init", "_fini"}
 _INSTRUMENTATION = re.compile(r"_*(?:asan|odr_asan|ubsan|sanitizer|gcov|llvm)_")
 # Instantiations of the standard library are weak and visible in every C++ library, whatever its options.
-_STANDARD_LIBRARY = re.compile(r"(?:.*\s)?[&*]*(?:std|__gnu_cxx)::")
+_STANDARD_LIBRARY = ("std::", "__gnu_cxx::")
+
+
+def _without_template_arguments(name):
+    before = None
+    while name != before:
+        before, name = name, re.sub(r"<[^<>]*>", "", name)
+    return name
+
+
+def qualified_name(symbol):
+    """The name alone, without return type, template arguments and parameters; None for the type of a function."""
+    name = re.sub(r"\boperator\b.*", "operator", _MADE_FOR.sub("", symbol))
+    name = _without_template_arguments(name)
+    if symbol.startswith("typeinfo ") and "(" in name:
+        return None
+    return name.split("(")[0].split()[-1].lstrip("&*")
 
 
 def symbols(listing):
-    """(kind, demangled name) of the lines of nm -D --defined-only -C."""
+    """(kind, qualified name) of the lines of nm -D --defined-only -C."""
     for line in listing.splitlines():
         parts = line.split(None, 2)
-        if len(parts) == 3:
-            yield parts[1], _MADE_FOR.sub("", parts[2])
+        name = qualified_name(parts[2]) if len(parts) == 3 else None
+        if name:
+            yield parts[1], name
 
 
 def _belongs(name, prefixes):
-    return any(name.startswith(prefix) for prefix in prefixes)
+    return name.startswith(tuple(prefixes))
 
 
 def unexpected(listing, allowed, denied=()):
@@ -34,7 +51,7 @@ def unexpected(listing, allowed, denied=()):
     for kind, name in symbols(listing):
         if name in _LINKER or _INSTRUMENTATION.match(name):
             continue
-        if kind in "WVu" and _STANDARD_LIBRARY.match(name.split("(")[0]):
+        if kind in "WVu" and _belongs(name, _STANDARD_LIBRARY):
             continue
         if not _belongs(name, allowed) or _belongs(name, denied):
             yield name

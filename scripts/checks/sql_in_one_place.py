@@ -18,7 +18,9 @@ _IS_SQL = re.compile(
            | update\s+\w+\s+set\s
            | (?:create|drop|alter)\s+(?:temp\s+|temporary\s+|unique\s+)*(?:table|index|view|trigger)\s
            | pragma\s+\w )
-      | (?:BEGIN|COMMIT|ROLLBACK|SAVEPOINT|RELEASE|VACUUM|ATTACH|WITH)\b(?=[A-Z\s;]*$|\s+\w+\s+AS\b|\s+')
+      | (?:BEGIN(?:\s+(?:IMMEDIATE|EXCLUSIVE|DEFERRED|TRANSACTION))* | COMMIT | ROLLBACK(?:\s+TO\s+\w+)?
+           | (?:SAVEPOINT|RELEASE)\s+\w+ | VACUUM) \s*;?\s*$
+      | VACUUM\s+INTO\s | ATTACH\s+DATABASE\s | WITH\s+(?:RECURSIVE\s+)?\w+\s*(?:\([\w,\s]*\)\s*)?AS\s*\(
     )""",
     re.X,
 )

@@ -2,6 +2,7 @@
 """Fails when a library or program below the panels needs a library of Qt's graphical side."""
 
 import argparse
+import os
 import re
 import subprocess
 import sys
@@ -25,8 +26,13 @@ def main():
     arguments = parser.parse_args()
     failed = False
     for file in arguments.files:
-        command = [arguments.readelf, "-d", "-W", file]
-        section = subprocess.run(command, check=True, capture_output=True, text=True, env={"LC_ALL": "C"}).stdout
+        section = subprocess.run(
+            [arguments.readelf, "-d", "-W", file],
+            check=True,
+            stdout=subprocess.PIPE,
+            text=True,
+            env={**os.environ, "LC_ALL": "C"},
+        ).stdout
         for name in graphical_libraries(section):
             print(f"{file}: needs {name}")
             failed = True

@@ -1,0 +1,268 @@
+"""Proves the checks: each passes a good tree or listing and finds what is wrong in a bad one."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+import exported_symbols
+import house
+import include_arrows
+import no_bare_waits
+import portable_panels
+import sql_in_one_place
+import widget_free_backend
+
+CHECKS_DIR = Path(__file__).resolve().parent
+
+
+class TreeTest(unittest.TestCase):
+    """A scratch tree of files given as {path: text}."""
+
+    def tree(self, files):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        root = Path(folder.name).resolve()
+        for path, text in files.items():
+            (root / path).parent.mkdir(parents=True, exist_ok=True)
+            (root / path).write_text(text, encoding="utf-8")
+        return root
+
+    def places(self, check, files):
+        return [f"{finding.path}:{finding.line}" for finding in check(self.tree(files))]
+
+    def assert_bad(self, check, path, text, others=()):
+        files = {**{other: "" for other in others}, path: "\n" + text}
+        self.assertEqual(self.places(check, files), [f"{path}:2"], text)
+
+    def assert_good(self, check, path, text, others=()):
+        files = {**{other: "" for other in others}, path: "\n" + text}
+        self.assertEqual(self.places(check, files), [], text)
+
+
+class SourceTest(TreeTest):
+    def source(self, text):
+        return house.Source(root := self.tree({"import/A.cpp": text}), root / "import/A.cpp")
+
+    def test_comments_and_literals_are_no_code(self):
+        source = self.source("a(); // sleep(1)\n/* sleep(2)\n*/ b(\"sleep(3)\", R\"x(sleep(4))x\", '\"', 1'000'000); c();")
+        self.assertNotIn("sleep", source.code)
+        self.assertIn("1'000'000", source.code)
+        self.assertEqual(source.line_of(source.code.index("c()")), 3)
+
+    def test_adjacent_literals_are_one(self):
+        texts = [literal.text for literal in self.source('a("SELECT a "\n  // why\n  "FROM b", "c");').literals]
+        self.assertEqual(texts, ["SELECT a FROM b", "c"])
+
+
+class IncludeArrowsTest(TreeTest):
+    PANEL = "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
+    SHEETS = "ui/import_from_file/StyleSheets.h"
+    AGAINST = (
+        ("services/bll/B.h", "backend/Site.h"),
+        ("services/bll/B.h", PANEL),
+        ("robot/R.cpp", "import/Rules.h"),
+        ("robot/R.cpp", SHEETS),
+        ("robot/R.h", PANEL),
+        ("import/I.h", PANEL),
+        ("import/I.cpp", SHEETS),
+        ("import/I.cpp", "backend/Site.h"),
+        ("ui/import_from_file/P.h", "import/Rules.h"),
+        ("ui/import_from_file/P.cpp", "ui/import_list/ZAV_Import_Widget.h"),
+        ("ui/import_from_file/P.cpp", "backend/Site.h"),
+        ("ui/import_list/L.cpp", PANEL),
+        ("ui/import_list/L.h", "robot/Request.h"),
+        ("backend/store/S.cpp", "import/Rules.h"),
+        ("host/Window.cpp", "backend/Site.h"),
+        ("host/main.cpp", "import/Rules.h"),
+        ("admin/Verb.cpp", "ui/import_from_file/StyleSheets.h"),
+        ("robot_server/Server.cpp", "services/common/Common.h"),
+        ("samples/Job.cpp", "import/Rules.h"),
+        ("backend/store/S.cpp", "tests/support/Double.h"),
+    )
+    ALONG = (
+        ("services/bll/B.h", "services/model/M.h"),
+        ("robot/R.cpp", PANEL),
+        ("import/I.cpp", PANEL),
+        ("import/I.cpp", "robot/Request.h"),
+        ("ui/import_from_file/P.cpp", "import/Rules.h"),
+        ("ui/import_list/L.cpp", SHEETS),
+        ("ui/import_list/L.cpp", "robot/Request.h"),
+        ("backend/store/S.cpp", "services/common/Common.h"),
+        ("host/Window.cpp", PANEL),
+        ("host/SiteAccess.cpp", "backend/Site.h"),
+        ("host/main.cpp", "backend/Site.h"),
+        ("admin/Verb.cpp", "backend/Site.h"),
+        ("robot_server/Server.cpp", "robot/Request.h"),
+        ("tests/unit/TestSite.cpp", "backend/Site.h"),
+        ("bench/Packing.cpp", "backend/Site.h"),
+    )
+
+    def test_against_the_arrows(self):
+        for path, target in self.AGAINST:
+            self.assert_bad(include_arrows.check, path, f'#include "{target}"', [target])
+            self.assert_bad(include_arrows.check, path, f"#include <{target}>", [target])
+
+    def test_along_the_arrows(self):
+        for path, target in self.ALONG:
+            self.assert_good(include_arrows.check, path, f'#include "{target}"', [target])
+
+    def test_relative_path_is_no_way_round(self):
+        self.assert_bad(include_arrows.check, "import/I.cpp", '#include "../backend/Site.h"', ["backend/Site.h"])
+
+    def test_export_headers_have_owners(self):
+        self.assert_good(include_arrows.check, "import/I.h", '#include "zav_import_export.h"')
+        self.assert_bad(include_arrows.check, "host/Window.h", '#include "kozav_backend_export.h"')
+
+    def test_quotes_are_for_files_of_ours(self):
+        self.assert_bad(include_arrows.check, "import/I.cpp", '#include "zlib.h"')
+        self.assert_good(include_arrows.check, "import/I.cpp", '#include <QString>\n#include "I.moc"')
+
+    def test_commented_out_include_is_none(self):
+        self.assert_good(include_arrows.check, "import/I.cpp", '// #include "backend/Site.h"', ["backend/Site.h"])
+
+
+class NoBareWaitsTest(TreeTest):
+    def test_waits_for_time(self):
+        for wait in ("QThread::msleep(5)", "std::this_thread::sleep_for(1s)", "::usleep(10)", "sleep(1)", "Sleep(1)"):
+            self.assert_bad(no_bare_waits.check, "tests/unit/T.cpp", f"{wait};")
+            self.assert_bad(no_bare_waits.check, "backend/T.cpp", f"{wait};")
+        for wait in ("QTest::qSleep(5)", "QTest::qWait(5)"):
+            self.assert_bad(no_bare_waits.check, "tests/unit/T.cpp", f"{wait};")
+
+    def test_waits_for_conditions(self):
+        for wait in ("QTest::qWaitFor([] { return done; })", "QTRY_VERIFY(done)", "clock.sleep(1)", "oversleep(1)"):
+            self.assert_good(no_bare_waits.check, "tests/unit/T.cpp", f"{wait};")
+        self.assert_good(no_bare_waits.check, "tests/unit/T.cpp", '// no sleep(1)\nf("sleep(1)");')
+
+
+class SqlInOnePlaceTest(TreeTest):
+    STATEMENTS = (
+        "SELECT a FROM b",
+        "select * from b",
+        "INSERT INTO b VALUES (?)",
+        "insert or ignore into b values (?)",
+        "UPDATE b SET a = ?",
+        "DELETE FROM b",
+        "CREATE UNIQUE INDEX i ON b (a)",
+        "PRAGMA user_version",
+        "BEGIN IMMEDIATE",
+        "COMMIT",
+        "ROLLBACK TO here;",
+        "VACUUM INTO ?",
+        "WITH c AS (SELECT 1)",
+    )
+
+    def test_statements_belong_home(self):
+        for statement in self.STATEMENTS:
+            self.assert_bad(sql_in_one_place.check, "admin/Verb.cpp", f'run("{statement}");')
+            self.assert_good(sql_in_one_place.check, "backend/database/Rows.cpp", f'run("{statement}");')
+            self.assert_good(sql_in_one_place.check, "tests/unit/T.cpp", f'run("{statement}");')
+
+    def test_messages_are_no_statements(self):
+        for message in (
+            "Select a job from the list",
+            "cannot delete from the store",
+            "Update failed",
+            "Delete from the list",
+            "BEGIN CERTIFICATE",
+            "COMMITTED",
+        ):
+            self.assert_good(sql_in_one_place.check, "admin/Verb.cpp", f'say("{message}");')
+
+    def test_values_are_bound(self):
+        for spliced in (
+            'QStringLiteral("SELECT a FROM b WHERE c = ") + name',
+            'QString("UPDATE b SET a = %1").arg(name)',
+            '"DELETE FROM b WHERE c = "\n    "1" + QString::number(key)',
+            'std::string("INSERT INTO b VALUES (") + text',
+        ):
+            self.assert_bad(sql_in_one_place.check, "backend/database/Rows.cpp", f"f({spliced});")
+        self.assert_good(sql_in_one_place.check, "backend/database/Rows.cpp", 'f("SELECT a FROM b WHERE c = ?", {x + y});')
+
+
+class PortablePanelsTest(TreeTest):
+    def test_platform_headers(self):
+        for header in ("unistd.h", "sys/stat.h", "fcntl.h", "dirent.h", "windows.h"):
+            self.assert_bad(portable_panels.check, "import/I.cpp", f"#include <{header}>")
+            self.assert_bad(portable_panels.check, "backend/store/S.cpp", f"#include <{header}>")
+            self.assert_good(portable_panels.check, "backend/io/File.cpp", f"#include <{header}>")
+
+    def test_portable_headers(self):
+        for header in ("QFile", "cstdio", "zip.h", "memory", "openssl/evp.h"):
+            self.assert_good(portable_panels.check, "backend/store/S.cpp", f"#include <{header}>")
+
+
+class WidgetFreeBackendTest(unittest.TestCase):
+    LINE = " 0x0000000000000001 (NEEDED)             Shared library: [{}]\n"
+
+    def section(self, *names):
+        return "".join(self.LINE.format(name) for name in names)
+
+    def test_graphical_libraries(self):
+        section = self.section("libQt5Core.so.5", "libQt5Widgets.so.5", "libQt5Gui.so.5", "libc.so.6")
+        self.assertEqual(widget_free_backend.graphical_libraries(section), ["libQt5Widgets.so.5", "libQt5Gui.so.5"])
+        self.assertEqual(widget_free_backend.graphical_libraries(self.section("libQt5Sql.so.5")), [])
+
+    def test_file_without_dependencies_is_a_mistake(self):
+        with self.assertRaises(ValueError):
+            widget_free_backend.graphical_libraries("There is no dynamic section in this file.")
+
+
+class ExportedSymbolsTest(unittest.TestCase):
+    GOOD = """\
+0000000000010360 T KOZAV::UI::batchCompanies(QString const&)
+000000000001a520 V vtable for KOZAV::UI::Panel
+0000000000013140 T non-virtual thunk to KOZAV::UI::Panel::~Panel()
+0000000000013141 W std::map<int, KOZAV::Robot::Request> KOZAV::UI::Panel::all<int>(KOZAV::Robot::Request)
+000000000000dcd0 W std::_Rb_tree<std::pair<int, KOZAV::Robot::Request> >::_M_insert(int)
+000000000000dcd4 W void std::vector<KOZAV::Robot::Request>::_M_realloc_insert<int>(int)
+0000000000013142 T KOZAV::UI::Panel::operator<(KOZAV::UI::Panel const&) const
+0000000000096828 V typeinfo for bool (QString const&)
+00000000000968d8 V typeinfo name for bool (*)(QString const&)
+000000000001b010 B __bss_start
+"""
+
+    def names(self, listing, denied=()):
+        return list(exported_symbols.unexpected(listing, ["KOZAV::UI::"], denied))
+
+    def test_own_names_pass(self):
+        self.assertEqual(self.names(self.GOOD), [])
+
+    def test_other_names_are_found(self):
+        for line, name in (
+            ("1 T KOZAV::Robot::robotRequest(QString const&, bool)", "KOZAV::Robot::robotRequest"),
+            ("1 W KOZAV::Robot::each<std::string>(std::string)", "KOZAV::Robot::each"),
+            ("1 V typeinfo for KOZAV::Robot::Request", "KOZAV::Robot::Request"),
+            ("1 T qInitResources_icons()", "qInitResources_icons"),
+            ("1 T std::strong()", "std::strong"),
+        ):
+            self.assertEqual(self.names(self.GOOD + line), [name])
+
+    def test_denied_names_are_found(self):
+        self.assertEqual(self.names("1 T KOZAV::UI::State::get()", ["KOZAV::UI::State"]), ["KOZAV::UI::State::get"])
+
+
+class ProgramTest(TreeTest):
+    """The checks as ctest runs them."""
+
+    def run_check(self, name, root):
+        command = [sys.executable, str(CHECKS_DIR / f"{name}.py"), str(root)]
+        return subprocess.run(command, capture_output=True, text=True, env={**os.environ, "LC_ALL": "C"}, check=False)
+
+    def test_exit_code_and_report(self):
+        root = self.tree({"import/I.cpp": '#include "backend/Site.h"\n', "backend/Site.h": "// 批量\n"})
+        result = self.run_check("include_arrows", root)
+        self.assertEqual(result.returncode, 1)
+        self.assertTrue(result.stdout.startswith("import/I.cpp:1: includes backend/Site.h: import includes services"))
+        (root / "import/I.cpp").write_text("")
+        self.assertEqual(self.run_check("include_arrows", root).returncode, 0)
+
+    def test_wrong_root_is_an_error(self):
+        self.assertEqual(self.run_check("no_bare_waits", self.tree({"a/b.cpp": ""})).returncode, 2)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,151 @@
+#include "tests/contract/ContractSite.h"
+
+#include "backend/Site.h"
+#include "backend/config/Settings.h"
+#include "backend/database/Database.h"
+#include "backend/database/SiteRecords.h"
+#include "backend/store/DocumentStore.h"
+
+#include <QFile>
+#include <QTest>
+
+namespace KOZAV::Test {
+
+using namespace Backend;
+
+namespace {
+
+QString combination()
+{
+    return QString::fromLatin1(qgetenv("ZAV_CONTRACT_SITE"));
+}
+
+void require(const Status& status)
+{
+    if (!status.ok())
+        qFatal("%s", qPrintable(status.message()));
+}
+
+template <typename T>
+T take(Result<T> result)
+{
+    require(result.status());
+    return std::move(result.value());
+}
+
+QString field(const char* name, const QString& value)
+{
+    return QLatin1String(name) + QLatin1Char('=') + value;
+}
+
+QString field(const char* name, int value)
+{
+    return field(name, QString::number(value));
+}
+
+} // namespace
+
+bool ContractSite::isAvailable(QString& reason)
+{
+    if (combination().isEmpty() || combination() == QLatin1String("sqlite/local"))
+        return true;
+    reason = QStringLiteral("this program cannot make a site \"%1\"").arg(combination());
+    return false;
+}
+
+ContractSite::ContractSite()
+{
+    require(createDefaultSettings(configuration(), folder() + QStringLiteral("/data")));
+    configure(QStringLiteral("user/id"), QStringLiteral("7"));
+    join(configuration());
+}
+
+ContractSite::~ContractSite()
+{
+    close();
+}
+
+void ContractSite::join(const QString& configuration)
+{
+    Site::current().setConfigurationPath(configuration);
+}
+
+QString ContractSite::configuration() const
+{
+    return path(QStringLiteral("config/zav.ini"));
+}
+
+std::string ContractSite::writeFile(const QString& name, const QByteArray& content) const
+{
+    QFile file(path(name));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.flush())
+        qFatal("%s", qPrintable(file.errorString()));
+    return QFile::encodeName(file.fileName()).toStdString();
+}
+
+void ContractSite::close()
+{
+    Site::current().close();
+}
+
+void ContractSite::configure(const QString& key, const QString& value) const
+{
+    require(writeSetting(configuration(), key, value));
+}
+
+int ContractSite::addCompany(const char* code, const std::string& name)
+{
+    Database& database = *take(Site::current().database());
+    return take(Backend::addCompany(database, QString::fromUtf8(code), QString::fromStdString(name)))
+        .companyId;
+}
+
+std::vector<std::string> ContractSite::storedNames()
+{
+    const Settings settings = take(Site::current().settings());
+    DocumentStore& store = *take(Site::current().documentStore());
+    const StoreLocation location{settings.documentStore.database.toStdString(),
+                                 settings.documentStore.fileStore.toStdString()};
+    std::vector<std::string> names;
+    for (const StoredFile& file : take(store.list(location)))
+        names.push_back(file.name);
+    return names;
+}
+
+QStringList ContractSite::job(const std::string& generatedName)
+{
+    JobFilter filter;
+    filter.generatedName = QString::fromStdString(generatedName);
+    QStringList fields;
+    for (const JobRecord& job : take(listJobs(*take(Site::current().database()), filter)))
+        fields << field("jobName", job.jobName) << field("flowNo", job.flowNo) << field("state", job.state)
+               << field("subState", job.subState) << field("batch", job.batchNumber)
+               << field("user", job.userId) << field("company", job.companyCode)
+               << field("stored", job.storedName) << field("suffix", job.suffix)
+               << field("fileStore", job.fileStore) << field("resource", job.resource)
+               << field("customer2", job.customer2) << field("customer3", job.customer3)
+               << field("complete", job.complete ? 1 : 0);
+    return fields;
+}
+
+QStringList ContractSite::preFiles(const std::string& flowGuid)
+{
+    QStringList fields;
+    for (const PreFileRecord& file :
+         take(listPreFiles(*take(Site::current().database()), QString::fromStdString(flowGuid))))
+        fields << field("guid", file.guid) << field("jobName", file.jobName) << field("first", file.firstText)
+               << field("second", file.secondText) << field("third", file.thirdText)
+               << field("user", file.userId) << field("userName", file.userName);
+    return fields;
+}
+
+QStringList ContractSite::origFiles()
+{
+    QStringList files;
+    for (const OrigFileRecord& file : take(listOrigFiles(*take(Site::current().database()))))
+        files << QStringList({file.guid, file.generatedName, file.storedName, file.suffix, file.companyCode})
+                     .join(QLatin1Char(' '));
+    return files;
+}
+
+} // namespace KOZAV::Test

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "tests/contract/ContractSite.h"
+
+#include <QObject>
+
+#include <memory>
+
+namespace KOZAV::Test {
+
+/// The operator, the list of waiting jobs and the notifications.
+class UiServicesContract final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init() { m_site = std::make_unique<ContractSite>(); }
+    void cleanup() { m_site.reset(); }
+
+    void interfacesAreOneObjectEach();
+    void currentUserIsTheConfiguredOne();
+    void emptySiteHasNoWaitingJobs();
+    void waitingJobsAreOldestFirst();
+    void stateTakesAJobOffTheList_data();
+    void stateTakesAJobOffTheList();
+    void aJobCanComeBackToTheList();
+    void refreshingIsAnnounced();
+    void jobInformationIsAnnounced_data();
+    void jobInformationIsAnnounced();
+
+private:
+    std::unique_ptr<ContractSite> m_site;
+};
+
+} // namespace KOZAV::Test

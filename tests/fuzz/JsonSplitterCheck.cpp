@@ -1,0 +1,126 @@
+#include "tests/fuzz/JsonSplitterCheck.h"
+
+#include "robot_server/JsonSplitter.h"
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+namespace KOZAV::Test {
+
+namespace {
+
+using Robot::JsonFault;
+using Robot::JsonSplitter;
+using Robot::SplitDocument;
+
+constexpr int seedBytes = 4;
+constexpr Robot::JsonLimits limits{512, 8};
+
+/// What a splitter makes of a stream.
+struct Outcome
+{
+    std::vector<SplitDocument> documents;
+    JsonFault fault = JsonFault::None;
+    qint64 faultPosition = 0;
+    QString message;
+    qint64 work = 0;
+};
+
+template <typename PacketSize>
+Outcome outcomeOf(const QByteArray& stream, PacketSize packetSize)
+{
+    JsonSplitter splitter(limits);
+    Outcome outcome;
+    for (int at = 0; at < stream.size();) {
+        const int size = packetSize();
+        const auto documents = splitter.feed(stream.mid(at, size));
+        outcome.documents.insert(outcome.documents.end(), documents.begin(), documents.end());
+        at += size;
+    }
+    outcome.fault = splitter.fault();
+    outcome.faultPosition = splitter.faultPosition();
+    outcome.message = splitter.faultMessage();
+    outcome.work = splitter.work();
+    return outcome;
+}
+
+bool equal(const Outcome& one, const Outcome& other)
+{
+    const auto sameDocument = [](const SplitDocument& a, const SplitDocument& b) {
+        return a.json == b.json && a.bytes == b.bytes;
+    };
+    return one.fault == other.fault && one.message == other.message
+           && std::equal(one.documents.begin(), one.documents.end(), other.documents.begin(), other.documents.end(),
+                         sameDocument);
+}
+
+QString boundsViolation(const Outcome& outcome, const QByteArray& stream)
+{
+    qint64 bytes = 0;
+    for (const SplitDocument& document : outcome.documents) {
+        bytes += document.bytes;
+        if (document.bytes < 2 || document.bytes > limits.maxBytes || document.json.isNull())
+            return QStringLiteral("a document of %1 bytes").arg(document.bytes);
+    }
+    const bool failed = outcome.fault != JsonFault::None;
+    if (failed && (outcome.faultPosition < bytes || outcome.faultPosition >= stream.size()))
+        return QStringLiteral("a fault at byte %1").arg(outcome.faultPosition);
+    if (failed == outcome.message.isEmpty() || outcome.fault == JsonFault::Unreadable)
+        return QStringLiteral("the fault's message is '%1'").arg(outcome.message);
+    if (bytes > stream.size() || outcome.work > 4 * qint64(stream.size()))
+        return QStringLiteral("%1 bytes touched for %2").arg(outcome.work).arg(stream.size());
+    return {};
+}
+
+/// A document that is written out again is the same document to the splitter.
+QString rewritingViolation(const SplitDocument& document)
+{
+    const QByteArray bytes = document.json.toJson(QJsonDocument::Compact);
+    const Outcome again = outcomeOf(bytes, [&] { return bytes.size(); });
+    // Written in full, a number can be longer, and an integer that came with a fraction has none.
+    if (again.fault == JsonFault::TooLong || again.fault == JsonFault::InexactInteger)
+        return {};
+    if (again.fault != JsonFault::None || again.documents.size() != 1 || again.documents.front().json != document.json)
+        return QStringLiteral("rewritten as %1: %2").arg(QString::fromUtf8(bytes), again.message);
+    return {};
+}
+
+/// Where Qt's reader takes a whole stream for one document, the splitter finds no fault in its grammar.
+QString strictnessViolation(const Outcome& outcome, const QByteArray& stream)
+{
+    const bool grammarFault = outcome.fault == JsonFault::UnexpectedByte || outcome.fault == JsonFault::WrongBracket;
+    if (!grammarFault || QJsonDocument::fromJson(stream).isNull())
+        return {};
+    return QStringLiteral("Qt reads a document where there is said to be: %1").arg(outcome.message);
+}
+
+quint32 seedOf(const QByteArray& input)
+{
+    quint32 seed = 0;
+    for (const char byte : input.left(seedBytes))
+        seed = seed << 8 | static_cast<unsigned char>(byte);
+    return seed;
+}
+
+} // namespace
+
+QString splitterViolation(const QByteArray& input)
+{
+    const QByteArray stream = input.mid(seedBytes);
+    const Outcome whole = outcomeOf(stream, [&] { return stream.size(); });
+    std::minstd_rand random(seedOf(input));
+    const Outcome cut = outcomeOf(stream, [&] { return static_cast<int>(1 + random() % 7); });
+    if (!equal(whole, cut))
+        return QStringLiteral("cut, there is '%1' instead of '%2'").arg(cut.message, whole.message);
+    QString violation = boundsViolation(whole, stream);
+    if (violation.isEmpty())
+        violation = boundsViolation(cut, stream);
+    if (violation.isEmpty())
+        violation = strictnessViolation(whole, stream);
+    for (auto document = whole.documents.begin(); document != whole.documents.end() && violation.isEmpty(); ++document)
+        violation = rewritingViolation(*document);
+    return violation;
+}
+
+} // namespace KOZAV::Test

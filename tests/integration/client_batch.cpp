@@ -1,0 +1,160 @@
+// The client's batch run, as a script starts it.
+
+#include "tests/support/EmbeddedSite.h"
+
+#include <QDir>
+#include <QImage>
+#include <QProcess>
+#include <QTest>
+
+#include <algorithm>
+#include <cstdio>
+
+using namespace KOZAV;
+using namespace KOZAV::Test;
+
+namespace {
+
+struct ClientRun
+{
+    int exitCode = -1;
+    QString output;
+};
+
+ClientRun runClient(const EmbeddedSite& site, const QStringList& arguments)
+{
+    QProcess client;
+    client.setProcessChannelMode(QProcess::MergedChannels);
+    client.start(QStringLiteral(ZAV_CLIENT),
+                 QStringList({QStringLiteral("--config"), site.configuration()}) + arguments);
+    if (!client.waitForFinished(120000))
+        qFatal("the client did not end");
+    return {client.exitCode(), QString::fromUtf8(client.readAllStandardOutput())};
+}
+
+void writeFile(const QString& path, const QByteArray& content)
+{
+    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+} // namespace
+
+class ClientBatch : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void allImportedEndsWithZero();
+    void everyEntryThatIsNotImportedIsToldWithItsReason();
+    void picturesOfTheWindow();
+    void notADirectory();
+    void brokenConfiguration();
+};
+
+void ClientBatch::allImportedEndsWithZero()
+{
+    const EmbeddedSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("甲公司"));
+    writeFile(site.path(QStringLiteral("batch/甲公司/one.tgz")), "one");
+    writeFile(site.path(QStringLiteral("batch/甲公司/two/file")), "two");
+
+    const ClientRun client = runClient(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch"))});
+    QVERIFY2(client.exitCode == 0, qPrintable(client.output));
+    QVERIFY2(client.output.contains(QStringLiteral("message: Information: 原始数据导入完成")),
+             qPrintable(client.output));
+    QVERIFY(client.output.contains(QStringLiteral("message: Information: 当前批号：1")));
+    QVERIFY(client.output.contains(QStringLiteral("progress: 1 of 1 companies, 2 jobs imported")));
+    QVERIFY(client.output.contains(QStringLiteral("Imported: 2")));
+    QVERIFY(client.output.contains(QStringLiteral("Not imported: 0")));
+    QVERIFY(client.output.contains(QStringLiteral("AB000001")));
+    QCOMPARE(int(site.jobs().size()), 2);
+    for (const auto& job : site.jobs())
+        QVERIFY(client.output.contains(job.storedName));
+}
+
+void ClientBatch::everyEntryThatIsNotImportedIsToldWithItsReason()
+{
+    const EmbeddedSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
+    const QString batch = site.path(QStringLiteral("batch"));
+    writeFile(batch + QStringLiteral("/甲/good.tgz"), "good");
+    writeFile(batch + QStringLiteral("/甲/upper.ZIP"), "refused");
+    writeFile(batch + QStringLiteral("/甲/notes.txt"), "refused");
+    writeFile(batch + QStringLiteral("/甲/.hidden.tgz"), "hidden");
+    writeFile(batch + QStringLiteral("/甲/broken/file"), "packed");
+    QVERIFY(QFile::link(QStringLiteral("/etc/hostname"), batch + QStringLiteral("/甲/broken/out")));
+    writeFile(batch + QStringLiteral("/乙/job.zip"), "nobody's");
+    writeFile(batch + QStringLiteral("/beside.tgz"), "beside");
+    QFile undecodable(batch + QStringLiteral("/甲/x"));
+    QVERIFY(undecodable.open(QIODevice::WriteOnly));
+    QVERIFY(::rename(QFile::encodeName(undecodable.fileName()).constData(),
+                     QFile::encodeName(batch + QStringLiteral("/甲/")).append("caf\xe9.tgz").constData()) ==
+            0);
+
+    const ClientRun client = runClient(site, {QStringLiteral("--batch"), batch});
+    QVERIFY2(client.exitCode == 1, qPrintable(client.output));
+    QVERIFY2(client.output.contains(QStringLiteral("Imported: 1")), qPrintable(client.output));
+    QVERIFY2(client.output.contains(QStringLiteral("Not imported: 7")), qPrintable(client.output));
+    const QMap<QString, QString> reasons{
+        {QStringLiteral("upper.ZIP"), QStringLiteral("not a job archive")},
+        {QStringLiteral("notes.txt"), QStringLiteral("not a job archive")},
+        {QStringLiteral(".hidden.tgz"), QStringLiteral("hidden")},
+        {QStringLiteral("broken"), QStringLiteral("out")},
+        {QStringLiteral("job.zip"), QStringLiteral("no company named")},
+        {QStringLiteral("beside.tgz"), QStringLiteral("beside the company folders")},
+        {QStringLiteral("caf"), QStringLiteral("not valid UTF-8")},
+    };
+    const QStringList lines =
+        client.output.mid(client.output.indexOf(QStringLiteral("Not imported"))).split(QLatin1Char('\n'));
+    for (auto reason = reasons.begin(); reason != reasons.end(); ++reason) {
+        const bool told = std::any_of(lines.begin(), lines.end(), [&](const QString& line) {
+            return line.contains(reason.key()) && line.contains(reason.value());
+        });
+        QVERIFY2(told, qPrintable(reason.key() + QLatin1Char('\n') + client.output));
+    }
+}
+
+void ClientBatch::picturesOfTheWindow()
+{
+    const EmbeddedSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
+    writeFile(site.path(QStringLiteral("batch/甲/good.tgz")), "good");
+    const QString pictures = site.path(QStringLiteral("pictures"));
+
+    const ClientRun client = runClient(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch")),
+                                              QStringLiteral("--screenshots"), pictures});
+    QVERIFY2(client.exitCode == 0, qPrintable(client.output));
+    QImage idle(pictures + QStringLiteral("/panel-idle.png"));
+    QImage running(pictures + QStringLiteral("/panel-running.png"));
+    QImage done(pictures + QStringLiteral("/panel-done.png"));
+    QVERIFY(!idle.isNull() && !running.isNull() && !done.isNull());
+    QVERIFY(idle != running);
+    QVERIFY(running != done);
+}
+
+void ClientBatch::notADirectory()
+{
+    const EmbeddedSite site;
+    const ClientRun client =
+        runClient(site, {QStringLiteral("--batch"), site.path(QStringLiteral("absent"))});
+    QCOMPARE(client.exitCode, 2);
+    QVERIFY2(client.output.contains(QStringLiteral("is not a directory")), qPrintable(client.output));
+}
+
+void ClientBatch::brokenConfiguration()
+{
+    const EmbeddedSite site;
+    QFile file(site.configuration());
+    QVERIFY(file.open(QIODevice::Append));
+    QVERIFY(file.write("\n[robot]\nport = many\n") > 0);
+    file.close();
+    const ClientRun client = runClient(site, {QStringLiteral("--batch"), site.path(QString())});
+    QCOMPARE(client.exitCode, 2);
+    QVERIFY2(client.output.contains(QStringLiteral("robot/port")), qPrintable(client.output));
+}
+
+QTEST_MAIN(ClientBatch)
+#include "client_batch.moc"

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "backend/database/SiteRecords.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <vector>
+
+namespace KOZAV::Test {
+
+/// A fresh site in a directory of its own (SQLite, local store), which the services of this process work on
+/// until the object ends. Ends the test program where the site cannot be made.
+class EmbeddedSite final
+{
+public:
+    EmbeddedSite();
+    ~EmbeddedSite();
+    EmbeddedSite(const EmbeddedSite&) = delete;
+    EmbeddedSite& operator=(const EmbeddedSite&) = delete;
+
+    /// A path below the site's directory, for what a test makes itself.
+    [[nodiscard]] QString path(const QString& name) const { return m_directory.filePath(name); }
+    [[nodiscard]] QString configuration() const;
+
+    void addCompany(const QString& code, const QString& name) const;
+    void configure(const QString& key, const QString& value) const;
+
+    [[nodiscard]] std::vector<Backend::JobRecord> jobs() const;
+    [[nodiscard]] std::vector<Backend::OrigFileRecord> origFiles() const;
+    [[nodiscard]] Backend::CompanyRecord company(const QString& code) const;
+
+    /// Fetches the stored file through the service. @return its local path; empty where the service fails
+    [[nodiscard]] QString fetch(const Backend::JobRecord& job) const;
+    /// The names that the store holds.
+    [[nodiscard]] QStringList storedNames() const;
+
+private:
+    QTemporaryDir m_directory;
+};
+
+/// The content of a file; ends the test program where it cannot be read.
+QByteArray contentOf(const QString& path);
+
+} // namespace KOZAV::Test

@@ -1,0 +1,12 @@
+# A fresh site on the real backend.
+add_library(zav_site_test_support STATIC EmbeddedSite.cpp FolderTree.cpp)
+zav_compile_options(zav_site_test_support)
+target_link_libraries(zav_site_test_support PUBLIC kozav_backend Qt5::Core PRIVATE Qt5::Sql)
+
+if(ZAV_BUILD_PANELS)
+  # The file import panel over whatever services the program is linked with.
+  add_library(zav_operated_panel STATIC OperatedPanel.cpp PanelView.cpp)
+  zav_compile_options(zav_operated_panel)
+  target_include_directories(zav_operated_panel PUBLIC "${PROJECT_BINARY_DIR}/generated")
+  target_link_libraries(zav_operated_panel PUBLIC zav_ui_test_support ZavImport::services Qt5::Widgets)
+endif()

@@ -1,0 +1,21 @@
+if(ZAV_BUILD_PANELS)
+  # The recording double of the system services.
+  add_library(zav_recording_services STATIC JournalText.cpp RecordingServices.cpp RecordingCommon.cpp
+              RecordingDataAccess.cpp "${PROJECT_SOURCE_DIR}/services/ui/ZAV_UICommon.h")
+  zav_compile_options(zav_recording_services)
+  set_target_properties(zav_recording_services PROPERTIES AUTOMOC ON)
+  target_compile_definitions(zav_recording_services PUBLIC KOZAV_SERVICES_STATIC)
+  target_link_libraries(zav_recording_services PUBLIC ZavImport::services Qt5::Core)
+
+  # Answers modal dialogs; a robot server to send requests to.
+  add_library(zav_ui_test_support STATIC DialogDriver.cpp MarkingTranslator.cpp RobotPeer.cpp)
+  zav_compile_options(zav_ui_test_support)
+  set_target_properties(zav_ui_test_support PROPERTIES AUTOMOC ON)
+  target_link_libraries(zav_ui_test_support PUBLIC Qt5::Widgets Qt5::Network Qt5::Test)
+
+  # The file import panel over the double. Whoever links this links zav_import_objects too.
+  add_library(zav_panel_test_support STATIC PanelHarness.cpp PanelView.cpp)
+  zav_compile_options(zav_panel_test_support)
+  target_include_directories(zav_panel_test_support PUBLIC "${PROJECT_BINARY_DIR}/generated")
+  target_link_libraries(zav_panel_test_support PUBLIC zav_recording_services zav_ui_test_support)
+endif()
