@@ -71,8 +71,8 @@ void JobView::showJob(const QString& jobName, const OdbJob& job)
     for (const MatrixStep& step : job.matrix.steps)
         steps << step.name;
     m_title->setText(jobName);
-    m_details->setText(QStringLiteral("ODB++ %1 · Step: %2 · %3 层")
-                           .arg(job.name, steps.join(QStringLiteral(", ")))
+    m_details->setText(QStringLiteral("ODB++ · Step: %1 · %2 层")
+                           .arg(steps.join(QStringLiteral(", ")))
                            .arg(job.matrix.layers.size()));
     m_stack->setMatrix(job.matrix);
     endProgress();

@@ -10,12 +10,13 @@ namespace KOZAV::Host {
 namespace {
 
 constexpr int margin = 24;
-constexpr int sheetWidth = 250;
+constexpr int sheetWidth = 190;
 constexpr int sheetDepth = 46; ///< how far a sheet reaches down the picture
-constexpr int sheetSkew = 78;
+constexpr int sheetSkew = 60;
 constexpr int sheetStep = 30; ///< from one sheet to the next
 constexpr int labelGap = 26;
-constexpr int labelWidth = 330;
+constexpr int nameWidth = 120;
+constexpr int typeWidth = 104;
 constexpr int textLine = 22;
 
 bool isType(const MatrixLayer& layer, const char* type)
@@ -89,9 +90,11 @@ void LayerStackView::clear()
 
 QSize LayerStackView::sizeHint() const
 {
+    if (m_sheets.empty() && m_others.isEmpty())
+        return {260, 120};
     const int sheets = static_cast<int>(m_sheets.size());
     const int others = m_others.isEmpty() ? 0 : textLine * (m_others.size() + 2);
-    return {2 * margin + sheetWidth + sheetSkew + labelGap + labelWidth,
+    return {2 * margin + sheetWidth + sheetSkew + labelGap + nameWidth + typeWidth,
             2 * margin + sheets * sheetStep + sheetDepth + static_cast<int>(m_barrels.size()) * textLine +
                 others};
 }
@@ -119,7 +122,6 @@ void LayerStackView::paintEvent(QPaintEvent*)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     if (m_sheets.empty() && m_others.isEmpty()) {
-        painter.drawText(rect(), Qt::AlignCenter, QStringLiteral("没有打开的料号"));
         return;
     }
     for (int index = static_cast<int>(m_sheets.size()) - 1; index >= 0; --index)
@@ -144,8 +146,8 @@ void LayerStackView::paintSheet(QPainter& painter, int index) const
     const qreal labelMiddle = shape[1].y() + sheetStep / 2.0;
     painter.setPen(QPen(palette().color(QPalette::Disabled, QPalette::Text), 1));
     painter.drawLine(edge, QPointF(labelLeft - 6, labelMiddle));
-    const QRectF nameBox(labelLeft, labelMiddle - textLine / 2.0, 180, textLine);
-    const QRectF typeBox(labelLeft + 186, labelMiddle - textLine / 2.0, labelWidth - 186, textLine);
+    const QRectF nameBox(labelLeft, labelMiddle - textLine / 2.0, nameWidth - 6, textLine);
+    const QRectF typeBox(labelLeft + nameWidth, labelMiddle - textLine / 2.0, typeWidth, textLine);
     painter.drawText(typeBox, Qt::AlignVCenter, layer.type.toLower());
     painter.setPen(palette().color(QPalette::Text));
     const QString name = painter.fontMetrics().elidedText(layer.name, Qt::ElideMiddle, int(nameBox.width()));

@@ -45,7 +45,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_robotProbe(new RobotProbe(this))
 {
     setWindowTitle(QStringLiteral("料号数据管理"));
-    resize(1440, 900);
+    resize(1680, 960);
     setStatusBar(m_status);
     setCentralWidget(buildFileTable());
     buildDocks();
@@ -65,7 +65,7 @@ QWidget* MainWindow::buildFileTable()
     m_fileTable = new QTableView(box);
     m_fileTable->setModel(m_files);
     m_fileTable->setAccessibleName(QStringLiteral("原始文件"));
-    applyTableLook(*m_fileTable, {150, 150, 110, 150, 90, 150, 90});
+    applyTableLook(*m_fileTable, {140, 150, 90, 110, 84, 140, 70});
     layout->addWidget(title);
     layout->addWidget(m_fileTable);
     return box;
@@ -106,6 +106,10 @@ void MainWindow::buildDocks()
     addDock(QStringLiteral("jobDock"), QStringLiteral("料号叠层"), new JobView(*m_camImport, this),
             Qt::RightDockWidgetArea);
     addDock(QStringLiteral("messageDock"), QStringLiteral("消息"), buildMessages(), Qt::BottomDockWidgetArea);
+    const auto dock = [this](const char* name) { return findChild<QDockWidget*>(QString::fromLatin1(name)); };
+    resizeDocks({dock("importDock"), dock("jobDock")}, {400, 560}, Qt::Horizontal);
+    resizeDocks({dock("importDock"), dock("waitingDock")}, {480, 300}, Qt::Vertical);
+    resizeDocks({dock("messageDock")}, {170}, Qt::Vertical);
 }
 
 void MainWindow::buildMenu()

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFont>
+#include <QFontDatabase>
 #include <QPalette>
 #include <QStyleFactory>
 
@@ -40,8 +41,27 @@ QPalette darkPalette()
     return palette;
 }
 
+/// A family that holds Chinese and Latin alike, where there is one: fallback glyphs stand higher than the
+/// line that the first family asks for, and are cut off.
+QFont clientFont()
+{
+    QFont font = QApplication::font();
+    const QStringList installed = QFontDatabase().families();
+    for (const char* family :
+         {"Microsoft YaHei", "Noto Sans CJK SC", "Source Han Sans SC", "WenQuanYi Micro Hei"}) {
+        if (installed.contains(QLatin1String(family))) {
+            font.setFamily(QLatin1String(family));
+            break;
+        }
+    }
+    font.setPixelSize(14);
+    return font;
+}
+
 const char* const clientStyle = R"(
-QPushButton { padding: 5px 14px; border-radius: 3px; }
+QPushButton { padding: 5px 14px; border-radius: 3px; background: #5e5e5e; border: 1px solid #6e6e6e; }
+QPushButton:hover { background: #6b6b6b; }
+QPushButton:disabled { color: #8d929a; background: #484848; border-color: #525252; }
 QPushButton:focus { border: 1px solid #9cc4ff; }
 QLineEdit, QComboBox { padding: 3px 6px; min-height: 20px; }
 QGroupBox { font-size: 14px; font-weight: bold; }
@@ -50,6 +70,13 @@ QTableView { gridline-color: #5e5e5e; selection-background-color: #277ae7; }
 QHeaderView::section { background: #5e5e5e; color: #dcdcdc; padding: 4px 8px; border: 0;
                        border-right: 1px solid #242424; border-bottom: 1px solid #242424; }
 QTableCornerButton::section { background: #5e5e5e; }
+QDockWidget::title { background: #333333; padding: 3px 8px; border-left: 3px solid #277ae7; }
+QMainWindow::separator { background: #333333; width: 5px; height: 5px; }
+QMainWindow::separator:hover { background: #277ae7; }
+QMenuBar, QMenu { background: #333333; }
+QMenuBar::item:selected, QMenu::item:selected { background: #277ae7; }
+QStatusBar { background: #333333; }
+QStatusBar::item { border: 0; }
 QStatusBar { color: #c9d1dc; }
 QToolTip { color: #eff4ff; background: #444444; border: 1px solid #277ae7; }
 )";
@@ -60,9 +87,7 @@ void applyTheme(QApplication& application)
 {
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
     QApplication::setPalette(darkPalette());
-    QFont font = QApplication::font();
-    font.setPixelSize(14);
-    QApplication::setFont(font);
+    QApplication::setFont(clientFont());
     application.setStyleSheet(QString::fromLatin1(clientStyle));
 }
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Sets up, builds (release), and runs the main job on an embedded site of its own in build/run: a sample batch
-# directory goes through the file import panel, and stored files are fetched back and compared with their sources.
+# Sets up, builds (release), and walks the whole road on an embedded site of its own in build/run: a sample batch
+# directory goes through the file import panel, stored files are fetched back and compared with their sources, and one
+# job is confirmed on the job list panel, opened, and sent to a running stand-in of the CAM robot.
 # Leaves pictures of the window in build/run/pictures. With a display it then opens the client on that site.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,6 +13,7 @@ bin=$root/build/release/bin
 config=$run/site/zav.ini
 
 say() { printf '\n== %s\n' "$*"; }
+client() { QT_QPA_PLATFORM=offscreen "$bin/zav_client" --config "$config" --screenshots "$run/pictures" "$@"; }
 
 say "Setting up"
 scripts/setup.sh build
@@ -33,10 +35,17 @@ done
 # Importing consumes the manifests of the job folders: keep the sources as they were delivered.
 cp -a "$run/batch" "$run/delivered"
 
-say "Importing the batch through the panel"
+say "Starting a robot"
+"$bin/zav_robot" --port 0 >"$run/robot.txt" &
+robot=$!
+trap 'kill "$robot" 2>/dev/null || true' EXIT
+until grep -q . "$run/robot.txt"; do kill -0 "$robot"; sleep 0.05; done
+head -n 1 "$run/robot.txt"
+"$bin/zav_admin" --config "$config" config set robot/port "$(grep -o '[0-9]*$' <(head -n 1 "$run/robot.txt"))"
+
+say "Importing the batch through the file import panel"
 code=0
-QT_QPA_PLATFORM=offscreen "$bin/zav_client" --config "$config" --batch "$run/batch" --screenshots "$run/pictures" ||
-  code=$?
+client --batch "$run/batch" || code=$?
 # The batch holds entries that are to be refused: 1 is what is expected.
 [ "$code" -le 1 ] || exit "$code"
 
@@ -44,12 +53,20 @@ say "Checking what was imported against what was delivered"
 "$bin/zav_admin" --config "$config" jobs
 python3 scripts/sample_batch.py check "$run/batch.json" "$run/delivered" "$bin/zav_admin" "$config" "$run/fetched"
 
+say "Confirming one job on the job list panel"
+client --import HX000001
+
+say "What the robot received"
+cat "$run/robot.txt"
+kill "$robot"
+wait "$robot" || true
+
 say "Pictures of the window: build/run/pictures"
 ls "$run/pictures"
 
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && [ -z "${CI:-}" ]; then
   say "Opening the client"
-  exec "$bin/zav_client" --config "$config"
+  exec "$bin/zav_client" --config "$config" --robot
 fi
 echo
-echo "To open the client on this site: build/release/bin/zav_client --config $config"
+echo "To open the client on this site: build/release/bin/zav_client --config $config --robot"

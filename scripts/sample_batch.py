@@ -25,8 +25,8 @@ def print_companies(batch_file):
 
 
 def source_of(job, delivered):
-    name = job["jobName"] + ("." + job["suffix"] if job["suffix"] else "")
-    return os.path.join(delivered, job["companyName"], name)
+    name = job["job_name"] + ("." + job["suffix"] if job["suffix"] else "")
+    return os.path.join(delivered, job["company_name"], name)
 
 
 def folder_files(folder):
@@ -59,13 +59,13 @@ def check(batch_file, delivered, admin, config, fetched):
     os.makedirs(fetched, exist_ok=True)
     wrong = 0
     for job in jobs:
-        target = os.path.join(fetched, job["storedName"])
-        subprocess.run([admin, "--config", config, "get", job["generatedName"], target], check=True,
+        target = os.path.join(fetched, job["stored_name"])
+        subprocess.run([admin, "--config", config, "get", job["generated_name"], target], check=True,
                        stdout=subprocess.DEVNULL)
         source = source_of(job, delivered)
         same = same_folder(target, source) if os.path.isdir(source) else filecmp.cmp(source, target, shallow=False)
         if not same:
-            print(f"DIFFERENT {job['generatedName']} {source}")
+            print(f"DIFFERENT {job['generated_name']} {source}")
             wrong += 1
     print(f"{len(jobs)} of {expected} jobs imported, {len(jobs) - wrong} equal to their sources byte for byte")
     return 0 if wrong == 0 and len(jobs) == expected else 1
