@@ -32,7 +32,8 @@ void setOperationObserver(OperationObserver observer)
     observerSlot() = std::move(observer);
 }
 
-Operation::Operation(Category category, const char* name, QString subject) : m_category(category)
+Operation::Operation(Category category, const char* name, QString subject)
+    : m_category(category)
 {
     m_event.operation = QString::fromLatin1(name);
     m_event.subject = std::move(subject);
@@ -44,9 +45,8 @@ Operation::~Operation()
 {
     m_event.endedMs = monotonicMs();
     if (!m_event.status.ok())
-        qCWarning(m_category).noquote()
-            << m_event.operation + QLatin1Char(' ') + m_event.subject + QStringLiteral(": ")
-                   + m_event.status.message();
+        qCWarning(m_category).noquote() << m_event.operation + QLatin1Char(' ') + m_event.subject +
+                                               QStringLiteral(": ") + m_event.status.message();
     if (observerSlot())
         observerSlot()(m_event);
 }

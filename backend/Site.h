@@ -24,8 +24,9 @@ public:
     void setConfigurationPath(const QString& path);
     [[nodiscard]] QString configurationPath() const;
 
-    /// The settings as the file now says. Makes the file with defaults where there is none at the default place or
-    /// the given one. A file that has become unreadable is an error, never silently replaced by what was read before.
+    /// The settings as the file now says. Makes the file with defaults where there is none at the default
+    /// place or the given one. A file that has become unreadable is an error, never silently replaced by what
+    /// was read before.
     Result<Settings> settings();
 
     /// The database of the calling thread, open and migrated. Owned by the site.

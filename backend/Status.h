@@ -12,24 +12,29 @@ enum class ErrorCode {
     None,
     InvalidArgument, ///< a name, value or location that cannot be accepted
     NotFound,
-    AlreadyExists,  ///< taken by other content
-    NotPermitted,   ///< the operating system or the server refuses access
-    NoSpace,        ///< disk, quota or inodes exhausted
-    Io,             ///< reading or writing failed
+    AlreadyExists,    ///< taken by other content
+    NotPermitted,     ///< the operating system or the server refuses access
+    NoSpace,          ///< disk, quota or inodes exhausted
+    Io,               ///< reading or writing failed
     ChangedWhileRead, ///< a source file was changed, replaced or removed while it was read
-    Corrupt,        ///< stored data is not what was stored
-    Configuration,  ///< the configuration is missing, broken or not usable
-    Unavailable,    ///< a server or a locked database cannot be reached in time
-    OutcomeUnknown, ///< the connection was lost before the answer: the change may have been made
+    Corrupt,          ///< stored data is not what was stored
+    Configuration,    ///< the configuration is missing, broken or not usable
+    Unavailable,      ///< a server or a locked database cannot be reached in time
+    OutcomeUnknown,   ///< the connection was lost before the answer: the change may have been made
     Internal
 };
 
-/// Result of an operation: success, or a code and one clear sentence that names what was tried and why it failed.
+/// Result of an operation: success, or a code and one clear sentence that names what was tried and why it
+/// failed.
 class [[nodiscard]] Status
 {
 public:
     Status() = default;
-    Status(ErrorCode code, QString message) : m_code(code), m_message(std::move(message)) {}
+    Status(ErrorCode code, QString message)
+        : m_code(code)
+        , m_message(std::move(message))
+    {
+    }
 
     [[nodiscard]] bool ok() const { return m_code == ErrorCode::None; }
     [[nodiscard]] ErrorCode code() const { return m_code; }
@@ -45,8 +50,14 @@ template <typename T>
 class [[nodiscard]] Result
 {
 public:
-    Result(T value) : m_value(std::move(value)) {}             // NOLINT(google-explicit-constructor)
-    Result(Status failure) : m_status(std::move(failure)) {}   // NOLINT(google-explicit-constructor)
+    Result(T value)
+        : m_value(std::move(value))
+    {
+    } // NOLINT(google-explicit-constructor)
+    Result(Status failure)
+        : m_status(std::move(failure))
+    {
+    } // NOLINT(google-explicit-constructor)
 
     [[nodiscard]] bool ok() const { return m_value.has_value(); }
     [[nodiscard]] const Status& status() const { return m_status; }

@@ -50,7 +50,8 @@ void JsonSplitter::keep(const QByteArray& packet, int end)
     m_work += end - m_start;
 }
 
-// Member names are compared first: Qt's reader (seen in 5.15.8) leaks an object or array whose name comes twice.
+// Member names are compared first: Qt's reader (seen in 5.15.8) leaks an object or array whose name comes
+// twice.
 void JsonSplitter::complete(qint64 position, std::vector<SplitDocument>& documents)
 {
     const QByteArray bytes = std::exchange(m_pending, QByteArray());

@@ -87,7 +87,8 @@ void Packer::setFormat()
     archive* handle = m_archive.get();
     if (m_request.kind == ArchiveKind::Zip) {
         check(archive_write_set_format_zip(handle));
-        check(archive_write_set_options(handle, "zip:compression=deflate,zip:hdrcharset=UTF-8"));
+        check(archive_write_set_options(
+            handle, "zip:compression=deflate,zip:compression-level=1,zip:hdrcharset=UTF-8"));
         return;
     }
     // Of the tar formats this one takes long names as they are, in every locale of the process.
@@ -96,7 +97,7 @@ void Packer::setFormat()
         return;
     check(archive_write_add_filter_gzip(handle));
     // Without this option the gzip header tells the time of packing.
-    check(archive_write_set_options(handle, "gzip:!timestamp"));
+    check(archive_write_set_options(handle, "gzip:compression-level=1,gzip:!timestamp"));
 }
 
 void Packer::addAll()

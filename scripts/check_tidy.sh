@@ -5,8 +5,9 @@ cd "$(dirname "$0")/.."
 
 usage() {
   cat >&2 <<'TEXT'
-Usage: scripts/check_tidy.sh BUILD_DIR [--changed [REF] | FILE...]
+Usage: scripts/check_tidy.sh BUILD_DIR [--product] [--changed [REF] | FILE...]
   BUILD_DIR   a build tree that has been built: its compile_commands.json and generated files are read
+  --product   without tests and benchmarks
   --changed   only what differs from REF (default HEAD) or is new; for a header, the sources that include it
   FILE...     only these sources
 TEXT

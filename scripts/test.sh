@@ -37,7 +37,7 @@ run_stage() { # STAGE
     tidy)
       cmake --preset ci >build/tidy-configure.log 2>&1 || { cat build/tidy-configure.log; return 1; }
       cmake --build --preset ci -j "$jobs"
-      scripts/check_tidy.sh build/ci
+      scripts/check_tidy.sh build/ci --product
       ;;
     *)
       echo "test: unknown stage $1 (setup, format, no-panels, tidy, asan-ubsan, ci)" >&2

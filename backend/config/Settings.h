@@ -75,8 +75,8 @@ KOZAV_BACKEND_EXPORT Result<Settings> loadSettings(const QString& path);
 /// dataRoot where that is not empty. Refuses to replace an existing file.
 KOZAV_BACKEND_EXPORT Status createDefaultSettings(const QString& path, const QString& dataRoot = {});
 
-/// Makes the folders that the settings speak of where they are missing, mode 0700: the two caches and, with a local
-/// store, its root. (The database makes its own.)
+/// Makes the folders that the settings speak of where they are missing, mode 0700: the two caches and, with a
+/// local store, its root. (The database makes its own.)
 KOZAV_BACKEND_EXPORT Status makeFolders(const Settings& settings);
 
 /// Reads, or checks and writes, a single key ("section/key") of a configuration file. Reading gives what is

@@ -59,15 +59,12 @@ public:
 
     [[nodiscard]] virtual ErrorCode classify(const QSqlError& error) const = 0;
 
-protected:
     /// Runs one statement without the statement cache: for settings that an engine takes while it prepares.
     Status run(const QSqlDatabase& connection, const char* sql) const;
 
+protected:
     /// The first column of the first row; an invalid value where there is no row.
     [[nodiscard]] Result<QVariant> scalar(const QSqlDatabase& connection, const char* sql) const;
-
-private:
-    friend class Database;
 };
 
 } // namespace KOZAV::Backend

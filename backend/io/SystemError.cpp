@@ -3,6 +3,7 @@
 #include "backend/io/FilePath.h"
 
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -24,7 +25,8 @@ std::optional<FreeResources> freeResources(const std::string& path)
     if (::statvfs(path.c_str(), &fileSystem) != 0 && ::statvfs(parentFolder(path).c_str(), &fileSystem) != 0)
         return std::nullopt;
     FreeResources resources;
-    resources.bytes = static_cast<qint64>(fileSystem.f_bavail) * static_cast<qint64>(fileSystem.f_frsize);
+    const auto blocks = ::geteuid() == 0 ? fileSystem.f_bfree : fileSystem.f_bavail; // some are kept for root
+    resources.bytes = static_cast<qint64>(blocks) * static_cast<qint64>(fileSystem.f_frsize);
     resources.inodesExhausted = fileSystem.f_files != 0 && fileSystem.f_favail == 0;
     return resources;
 }
@@ -114,10 +116,12 @@ Status systemFailure(int systemError, const QString& action, const std::string& 
     return Status(code, QStringLiteral("Cannot %1 %2: %3").arg(action, displayPath(path), reason));
 }
 
-qint64 freeSpace(const std::string& path)
+Status requireFreeSpace(const std::string& folder, qint64 neededBytes)
 {
-    const auto resources = freeResources(path);
-    return resources ? resources->bytes : -1;
+    const auto resources = freeResources(folder);
+    if (!resources || resources->bytes >= neededBytes)
+        return {};
+    return systemFailure(ENOSPC, QStringLiteral("write into"), folder, neededBytes);
 }
 
 } // namespace KOZAV::Backend

@@ -21,7 +21,7 @@ KOZAV_BACKEND_EXPORT ErrorCode errorCodeOf(int systemError);
 KOZAV_BACKEND_EXPORT Status systemFailure(int systemError, const QString& action, const std::string& path,
                                           qint64 neededBytes = -1);
 
-/// Bytes that a program of this user may still write where path lies; -1 where that is not known.
-KOZAV_BACKEND_EXPORT qint64 freeSpace(const std::string& path);
+/// Fails with NoSpace where fewer bytes are free in a folder than are needed. Success does not reserve them.
+KOZAV_BACKEND_EXPORT Status requireFreeSpace(const std::string& folder, qint64 neededBytes);
 
 } // namespace KOZAV::Backend

@@ -25,13 +25,25 @@ Status notStored(const StoreLocation& location, const std::string& name)
                   QStringLiteral("%1 has no file named %2").arg(locationText(location), displayPath(name)));
 }
 
+/// A place for a copy of the source in the folder, if there is room for it.
+Result<TempFile> tempFileFor(const FileDescriptor& source, const std::string& sourcePath,
+                             const std::string& folder, TempFile::Access access)
+{
+    const auto info = fileInfo(source, sourcePath);
+    if (!info.ok())
+        return info.status();
+    if (Status roomy = requireFreeSpace(folder, info->length); !roomy.ok())
+        return roomy;
+    return TempFile::create(folder, access);
+}
+
 Result<Addition> addCopy(const LocalStoreFolder& folder, const std::string& name,
                          const FileDescriptor& source, const std::string& sourcePath)
 {
-    auto temp = TempFile::create(folder.tempFolder());
+    auto temp = tempFileFor(source, sourcePath, folder.tempFolder(), TempFile::Access::ThisUser);
     if (!temp.ok())
         return temp.status();
-    const auto digest = copyFile(source, sourcePath, temp->descriptor(), temp->path());
+    const auto digest = copyFile(source, sourcePath, temp->descriptor(), folder.dataPath(name));
     if (!digest.ok())
         return digest.status();
     if (Status completed = temp->complete(digest->length); !completed.ok())
@@ -101,16 +113,28 @@ Result<Addition> addByMoving(const LocalStoreFolder& folder, const std::string& 
     return folder.add(name, digest.value(), move);
 }
 
-Status copyChecked(const LocalStoreFolder& folder, const StoredFile& file, const TempFile& temp)
+/// Copies a stored file to localPath, which gets the content as a whole or stays as it is.
+Status copyOut(const LocalStoreFolder& folder, const StoredFile& file, const std::string& localPath)
 {
-    const std::string path = folder.dataPath(file.name);
-    const auto data = openForReading(path);
+    const std::string dataPath = folder.dataPath(file.name);
+    const auto data = openForReading(dataPath);
     if (!data.ok())
         return data.status();
-    const auto digest = copyFile(data.value(), path, temp.descriptor(), temp.path());
+    const std::string targetFolder = parentFolder(localPath);
+    auto temp = tempFileFor(data.value(), dataPath, targetFolder, TempFile::Access::AsUserDefault);
+    // NotFound says that the store has no such file; a missing target folder is another matter.
+    if (!temp.ok())
+        return temp.code() == ErrorCode::NotFound ? Status(ErrorCode::InvalidArgument, temp.message())
+                                                  : temp.status();
+    const auto digest = copyFile(data.value(), dataPath, temp->descriptor(), localPath);
     if (!digest.ok())
         return digest.status();
-    return folder.checkDigest(file, digest.value());
+    if (Status same = folder.checkDigest(file, digest.value()); !same.ok())
+        return same;
+    if (Status completed = temp->complete(file.length); !completed.ok())
+        return completed;
+    const Status replaced = temp->replace(localPath);
+    return replaced.ok() ? syncFolder(targetFolder) : replaced;
 }
 
 } // namespace
@@ -168,22 +192,8 @@ Status LocalDocumentStore::get(const StoreLocation& location, const std::string&
 {
     return guardedCall("fetch a stored file", [&]() -> Status {
         const auto file = find(location, name);
-        if (!file.ok())
-            return file.status();
-        const std::string targetFolder = parentFolder(localPath);
-        auto temp = TempFile::create(targetFolder, TempFile::Access::AsUserDefault);
-        // NotFound says that the store has no such file; a missing target folder is another matter.
-        if (temp.code() == ErrorCode::NotFound)
-            return Status(ErrorCode::InvalidArgument, temp.message());
-        if (!temp.ok())
-            return temp.status();
-        if (Status copied = copyChecked(LocalStoreFolder(m_root, location), file.value(), temp.value());
-            !copied.ok())
-            return copied;
-        if (Status completed = temp->complete(file->length); !completed.ok())
-            return completed;
-        const Status replaced = temp->replace(localPath);
-        return replaced.ok() ? syncFolder(targetFolder) : replaced;
+        return file.ok() ? copyOut(LocalStoreFolder(m_root, location), file.value(), localPath)
+                         : file.status();
     });
 }
 

@@ -194,7 +194,7 @@ Status LocalStoreFolder::writeSum(const StoredFile& file) const
         return temp.status();
     const std::string line = formatSumLine(file);
     const auto length = static_cast<qint64>(line.size());
-    if (Status written = writeFully(temp->descriptor(), line.data(), length, temp->path(), length);
+    if (Status written = writeFully(temp->descriptor(), line.data(), length, sumPath(file.name), length);
         !written.ok())
         return written;
     const Status completed = temp->complete(length);

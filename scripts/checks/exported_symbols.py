@@ -3,8 +3,9 @@
 
 import argparse
 import re
-import subprocess
 import sys
+
+import house
 
 # What the compiler makes for a class is the class's.
 _MADE_FOR = re.compile(
@@ -64,8 +65,7 @@ def main():
     parser.add_argument("--deny", nargs="+", default=[], metavar="PREFIX", help="exceptions to --allow")
     parser.add_argument("library")
     arguments = parser.parse_args()
-    command = [arguments.nm, "-D", "--defined-only", "-C", arguments.library]
-    listing = subprocess.run(command, check=True, capture_output=True, text=True).stdout
+    listing = house.output_of(arguments.nm, "-D", "--defined-only", "-C", arguments.library)
     exported = [name for _, name in symbols(listing) if _belongs(name, arguments.allow)]
     if not exported:
         sys.exit(f"{arguments.library}: exports nothing of {' '.join(arguments.allow)}")

@@ -1,7 +1,9 @@
-"""What the checks of the sources share: finding C++ files, reading them, reporting."""
+"""What the checks share: finding C++ files, reading them, calling tools, reporting."""
 
 import argparse
+import os
 import re
+import subprocess
 import sys
 from dataclasses import dataclass
 from functools import cached_property
@@ -92,6 +94,14 @@ def sources(root, folders):
         for path in sorted((root / folder).rglob("*")):
             if path.suffix in (".cpp", ".h") and path.is_file():
                 yield Source(root, path)
+
+
+def output_of(*command):
+    """What a tool prints; a failure of the tool ends the check, the tool has said why."""
+    result = subprocess.run(command, stdout=subprocess.PIPE, text=True, env={**os.environ, "LC_ALL": "C"}, check=False)
+    if result.returncode != 0:
+        sys.exit(f"{' '.join(command)} ended with {result.returncode}")
+    return result.stdout
 
 
 def main(description, check):

@@ -51,7 +51,16 @@ ARROWS = (
         (r"ui/.*", r"services/.*", r"backend/.*"),
         "host includes ui, services, and for the start-up backend",
     ),
-    (r"host/.*", (r"ui/.*", r"services/.*"), "host includes ui and services; backend only from main.cpp and Site*"),
+    (
+        r"host/EmbeddedRobot\.cpp",
+        (r"services/.*", r"robot_server/RobotServer\.h"),
+        "the robot inside the client includes services and the robot's server",
+    ),
+    (
+        r"host/.*",
+        (r"ui/.*", r"services/.*", r"backend/text/.*"),
+        "host includes ui, services and backend/text; other parts of backend only from main.cpp and Site*",
+    ),
     (r"admin/.*", (r"services/.*", r"backend/.*"), "admin includes services and backend"),
     (r"robot_server/.*", (r"robot/\w+\.h",), "robot_server includes nothing of ours but robot's document definition"),
     (r"samples/.*", (), "samples include nothing of ours but samples"),

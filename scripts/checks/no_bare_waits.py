@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Fails on a wait for mere time to pass: a test waits for a condition, a product program for an event."""
+"""Fails on a wait for mere time to pass: a test waits for a condition, a product program for an event.
+
+Left out is the backend's database: an engine that refuses to wait for a lock by itself is asked again after a pause.
+"""
 
 import house
 from house import Finding
@@ -10,6 +13,7 @@ SLEEPS = (
     r"|(?<![\w.>:])(?:::\s*)?(?:u|nano|clock_nano)?sleep\s*\("
     r"|(?<![\w.>:])(?:::\s*)?Sleep\s*\("
 )
+LEFT_OUT = "backend/database/"
 TEST_SLEEPS = SLEEPS + r"|\bQTest\s*::\s*q(?:Sleep|Wait)\b|(?<![\w.>:])q(?:Sleep|Wait)\s*\("
 
 
@@ -19,6 +23,8 @@ def check(root):
         (house.PRODUCT_FOLDERS, SLEEPS, "wait for an event, or use a time-out of what is waited for"),
     ):
         for source in house.sources(root, folders):
+            if str(source.path).startswith(LEFT_OUT):
+                continue
             for line, text in source.matches(pattern):
                 yield Finding(source.path, line, f"bare wait '{text.strip()}': {instead}")
 

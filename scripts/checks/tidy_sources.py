@@ -6,12 +6,12 @@ Generated sources are left out. See scripts/check_tidy.sh for the restrictions t
 
 import argparse
 import json
-import subprocess
 from pathlib import Path
 
 import house
 
-FOLDERS = house.PRODUCT_FOLDERS + ("tests", "bench")
+TEST_FOLDERS = ("tests", "bench")
+FOLDERS = house.PRODUCT_FOLDERS + TEST_FOLDERS
 
 
 def compiled_sources(root, build):
@@ -25,10 +25,9 @@ def compiled_sources(root, build):
 
 def changed_paths(root, ref):
     """Paths that differ from ref, and new ones that git does not ignore."""
-    commands = (["git", "diff", "--name-only", ref, "--"], ["git", "ls-files", "--others", "--exclude-standard"])
-    for command in commands:
-        listing = subprocess.run(command, cwd=root, check=True, stdout=subprocess.PIPE, text=True).stdout
-        yield from map(Path, listing.splitlines())
+    git = ("git", "-C", str(root))
+    for command in (("diff", "--name-only", ref, "--"), ("ls-files", "--others", "--exclude-standard")):
+        yield from map(Path, house.output_of(*git, *command).splitlines())
 
 
 def touched_by(root, sources, changed):
@@ -44,6 +43,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("build", type=Path)
     parser.add_argument("--changed", nargs="?", const="HEAD", metavar="REF")
+    parser.add_argument("--product", action="store_true", help="leave out tests and benchmarks")
     parser.add_argument("files", nargs="*", type=Path)
     arguments = parser.parse_args()
 
@@ -54,6 +54,8 @@ def main():
         if wanted - chosen:
             parser.error(f"not compiled in {arguments.build}: {' '.join(map(str, sorted(wanted - chosen)))}")
         chosen = wanted
+    if arguments.product:
+        chosen = {path for path in chosen if path.parts[0] not in TEST_FOLDERS}
     if arguments.changed:
         chosen = set(touched_by(root, chosen, set(changed_paths(root, arguments.changed))))
     for path in sorted(chosen, key=lambda path: (-(root / path).stat().st_size, path)):

@@ -2,10 +2,10 @@
 """Fails when a library or program below the panels needs a library of Qt's graphical side."""
 
 import argparse
-import os
 import re
-import subprocess
 import sys
+
+import house
 
 GRAPHICAL = re.compile(r"libQt\d*(?:Widgets|Gui|PrintSupport|OpenGL|Quick|Qml)\w*\.so")
 NEEDED = re.compile(r"\(NEEDED\).*\[(.+)\]")
@@ -26,14 +26,7 @@ def main():
     arguments = parser.parse_args()
     failed = False
     for file in arguments.files:
-        section = subprocess.run(
-            [arguments.readelf, "-d", "-W", file],
-            check=True,
-            stdout=subprocess.PIPE,
-            text=True,
-            env={**os.environ, "LC_ALL": "C"},
-        ).stdout
-        for name in graphical_libraries(section):
+        for name in graphical_libraries(house.output_of(arguments.readelf, "-d", "-W", file)):
             print(f"{file}: needs {name}")
             failed = True
     sys.exit(1 if failed else 0)

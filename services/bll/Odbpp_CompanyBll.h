@@ -22,7 +22,8 @@ public:
     /// @param companies  emptied, then filled
     /// @return false, with companies empty, on a failure or a column that is not in the list
     bool select(const std::map<std::string, std::string>& textConditions,
-                const std::map<std::string, int>& intConditions, std::vector<Model::Odbpp_Company>& companies);
+                const std::map<std::string, int>& intConditions,
+                std::vector<Model::Odbpp_Company>& companies);
 
     /// Writes the company's new job count.
     /// @return false when there is no such company, or when its stored count is already at or past jobCount:

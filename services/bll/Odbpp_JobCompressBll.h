@@ -27,9 +27,10 @@ public:
     /// @param jobNumber   the number in the generated job name
     /// @return false, with a logged reason, on a failure, an empty or unknown flow key, or when the store
     ///         holds no file of that name
-    bool inputJobCompress(std::string companyName, std::string companyCode, int companyId, std::string jobName,
-                          std::string flowGuid, std::string storedName, std::string suffix, std::string remark,
-                          std::string fsName, int userId, int jobNumber);
+    bool inputJobCompress(std::string companyName, std::string companyCode, int companyId,
+                          std::string jobName, std::string flowGuid, std::string storedName,
+                          std::string suffix, std::string remark, std::string fsName, int userId,
+                          int jobNumber);
 
     /// Adds the row of a job folder of a batch: the same, with the three texts of the job manifest.
     bool inputJobCompressByFolder(std::string companyName, std::string companyCode, int companyId,

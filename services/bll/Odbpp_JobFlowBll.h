@@ -17,7 +17,8 @@ public:
     Odbpp_JobFlowBll();
     ~Odbpp_JobFlowBll();
 
-    /// Finds job flows, oldest first. Columns: "KoSerialName", "FlowGuid"; otherwise as Odbpp_CompanyBll::select.
+    /// Finds job flows, oldest first. Columns: "KoSerialName", "FlowGuid"; otherwise as
+    /// Odbpp_CompanyBll::select.
     bool select(const std::map<std::string, std::string>& textConditions,
                 const std::map<std::string, int>& intConditions, std::vector<Model::Odbpp_JobFlow>& flows);
 
@@ -32,7 +33,8 @@ public:
     /// Links the row to its original-file row. False also where there is no such original file.
     bool UpdateOrigFileGuid(std::string origFileGuid, std::string flowGuid);
 
-    /// Records the original-file row of the last ODB++ import. False also where there is no such original file.
+    /// Records the original-file row of the last ODB++ import. False also where there is no such original
+    /// file.
     bool UpdateLastOdbppImportMongoFsGuid(std::string origFileGuid, std::string flowGuid);
 
     /// Sets the state pair; (1, 2) takes the flow off the list of waiting jobs.

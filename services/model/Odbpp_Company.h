@@ -12,7 +12,8 @@ struct Odbpp_Company
     std::string createdTime;
     /// Identifier of the row.
     std::int32_t companyId = 0;
-    /// Short code, the prefix of every generated job name. The code "web" marks the pseudo-company of web uploads.
+    /// Short code, the prefix of every generated job name. The code "web" marks the pseudo-company of web
+    /// uploads.
     std::string companyCode;
     /// Name as the user sees it; the value that the condition column "CompanyName" matches.
     std::string companyLabel;

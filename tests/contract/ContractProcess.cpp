@@ -132,6 +132,7 @@ ContractProcess::runTogether(const std::vector<std::unique_ptr<ContractProcess>>
     for (const auto& process : processes)
         process->release();
     std::vector<QStringList> written;
+    written.reserve(processes.size());
     for (const auto& process : processes)
         written.push_back(process->finish());
     return written;

@@ -50,9 +50,9 @@ bool equal(const Outcome& one, const Outcome& other)
     const auto sameDocument = [](const SplitDocument& a, const SplitDocument& b) {
         return a.json == b.json && a.bytes == b.bytes;
     };
-    return one.fault == other.fault && one.message == other.message
-           && std::equal(one.documents.begin(), one.documents.end(), other.documents.begin(), other.documents.end(),
-                         sameDocument);
+    return one.fault == other.fault && one.message == other.message &&
+           std::equal(one.documents.begin(), one.documents.end(), other.documents.begin(),
+                      other.documents.end(), sameDocument);
 }
 
 QString boundsViolation(const Outcome& outcome, const QByteArray& stream)
@@ -81,7 +81,8 @@ QString rewritingViolation(const SplitDocument& document)
     // Written in full, a number can be longer, and an integer that came with a fraction has none.
     if (again.fault == JsonFault::TooLong || again.fault == JsonFault::InexactInteger)
         return {};
-    if (again.fault != JsonFault::None || again.documents.size() != 1 || again.documents.front().json != document.json)
+    if (again.fault != JsonFault::None || again.documents.size() != 1 ||
+        again.documents.front().json != document.json)
         return QStringLiteral("rewritten as %1: %2").arg(QString::fromUtf8(bytes), again.message);
     return {};
 }
@@ -89,7 +90,8 @@ QString rewritingViolation(const SplitDocument& document)
 /// Where Qt's reader takes a whole stream for one document, the splitter finds no fault in its grammar.
 QString strictnessViolation(const Outcome& outcome, const QByteArray& stream)
 {
-    const bool grammarFault = outcome.fault == JsonFault::UnexpectedByte || outcome.fault == JsonFault::WrongBracket;
+    const bool grammarFault =
+        outcome.fault == JsonFault::UnexpectedByte || outcome.fault == JsonFault::WrongBracket;
     if (!grammarFault || QJsonDocument::fromJson(stream).isNull())
         return {};
     return QStringLiteral("Qt reads a document where there is said to be: %1").arg(outcome.message);
@@ -118,7 +120,8 @@ QString splitterViolation(const QByteArray& input)
         violation = boundsViolation(cut, stream);
     if (violation.isEmpty())
         violation = strictnessViolation(whole, stream);
-    for (auto document = whole.documents.begin(); document != whole.documents.end() && violation.isEmpty(); ++document)
+    for (auto document = whole.documents.begin(); document != whole.documents.end() && violation.isEmpty();
+         ++document)
         violation = rewritingViolation(*document);
     return violation;
 }

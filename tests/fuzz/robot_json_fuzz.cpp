@@ -27,10 +27,23 @@ private:
 
 namespace {
 
-const QByteArray tokens[] = {"{",  "}",    "[",     "]",    "\"",     ":",        ",",    "\\",   "\\u00", "\\ud83d",
-                             "1",  "-",    ".5",    "e+9",  "0",      "true",     "null", "false", " ",    "\n",
-                             "{}", "[]",   "\"a\"", "\"a\":", "{\"a\":1", "[[[[[[", "]]]]", "\xe7\x94\xb2", "\xf0\x9f",
-                             "9007199254740993", "1e999", QByteArray(1, '\0'), "\"jobname\"", "\"msgParams\""};
+const QByteArray tokens[] = {"{",           "}",
+                             "[",           "]",
+                             "\"",          ":",
+                             ",",           "\\",
+                             "\\u00",       "\\ud83d",
+                             "1",           "-",
+                             ".5",          "e+9",
+                             "0",           "true",
+                             "null",        "false",
+                             " ",           "\n",
+                             "{}",          "[]",
+                             "\"a\"",       "\"a\":",
+                             "{\"a\":1",    "[[[[[[",
+                             "]]]]",        "\xe7\x94\xb2",
+                             "\xf0\x9f",    "9007199254740993",
+                             "1e999",       QByteArray(1, '\0'),
+                             "\"jobname\"", "\"msgParams\""};
 
 int below(std::mt19937& random, int limit)
 {
@@ -99,8 +112,9 @@ void RobotJsonFuzzTest::mutatedCorpus()
     for (int round = 0; round < 50'000; ++round) {
         const QByteArray input = mutated(random);
         const QString violation = KOZAV::Test::splitterViolation(input);
-        QVERIFY2(violation.isEmpty(), qPrintable(violation + QStringLiteral(" for ")
-                                                 + QString::fromLatin1(input.toPercentEncoding("{}[]\":, \\"))));
+        QVERIFY2(violation.isEmpty(),
+                 qPrintable(violation + QStringLiteral(" for ") +
+                            QString::fromLatin1(input.toPercentEncoding("{}[]\":, \\"))));
     }
 }
 

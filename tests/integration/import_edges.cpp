@@ -78,10 +78,11 @@ void ImportEdges::namesComeBack()
     QCOMPARE(int(jobs.size()), 1);
     QVERIFY(jobs.front().complete);
     QCOMPARE(jobs.front().jobName, name);
+    // Unpacked by a reader that takes names as they are; others turn a backslash into a slash.
     const QString unpacked = site.path(QStringLiteral("unpacked"));
-    QVERIFY(QDir().mkpath(unpacked));
-    run(QStringLiteral("bsdtar"),
-        {QStringLiteral("-xf"), site.fetch(jobs.front()), QStringLiteral("-C"), unpacked});
+    const QString script =
+        QStringLiteral("import sys, zipfile; zipfile.ZipFile(sys.argv[1]).extractall(sys.argv[2])");
+    run(QStringLiteral("python3"), {QStringLiteral("-c"), script, site.fetch(jobs.front()), unpacked});
     QCOMPARE(filesOf(unpacked), files);
 }
 

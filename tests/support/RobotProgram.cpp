@@ -10,9 +10,15 @@ constexpr int waitMs = 20'000;
 
 } // namespace
 
-RobotProgram::RobotProgram(const QStringList& arguments)
+RobotProgram::RobotProgram(const QStringList& arguments, int openFiles)
 {
-    m_process.start(QStringLiteral(ZAV_ROBOT_PROGRAM), arguments);
+    const QString program = QStringLiteral(ZAV_ROBOT_PROGRAM);
+    const QString limited = QStringLiteral("ulimit -n %1 && exec \"$0\" \"$@\"").arg(openFiles);
+    if (openFiles > 0)
+        m_process.start(QStringLiteral("/bin/sh"),
+                        QStringList{QStringLiteral("-c"), limited, program} + arguments);
+    else
+        m_process.start(program, arguments);
     m_process.waitForStarted(waitMs);
 }
 

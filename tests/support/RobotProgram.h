@@ -10,7 +10,8 @@ namespace KOZAV::Test {
 class RobotProgram final
 {
 public:
-    explicit RobotProgram(const QStringList& arguments);
+    /// @param openFiles  limit of the program's open files; 0: the usual one
+    explicit RobotProgram(const QStringList& arguments, int openFiles = 0);
     /// Ends a program that still runs.
     ~RobotProgram();
     RobotProgram(const RobotProgram&) = delete;

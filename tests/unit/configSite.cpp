@@ -103,7 +103,7 @@ void ConfigSiteTest::changesAreSeen()
     const ConfigurationFile file;
     file.write(ConfigurationFile::smallestText());
     useSite(file);
-    for (int user = 1; user <= 300; ++user) {
+    for (int user = 1; user <= 100; ++user) {
         file.writeWith("id = 7", "id = " + QByteArray::number(user));
         QCOMPARE(userNow(), user);
     }

@@ -24,8 +24,8 @@ namespace {
 
 CommandLine parse(const QString& arguments)
 {
-    return parseCommandLine(QStringList{QStringLiteral("zav_robot")}
-                            + arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    return parseCommandLine(QStringList{QStringLiteral("zav_robot")} +
+                            arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
 }
 
 } // namespace
@@ -53,10 +53,10 @@ void RobotCommandLineTest::defaults()
 
 void RobotCommandLineTest::everyOption()
 {
-    const CommandLine line =
-        parse(QStringLiteral("--port 8123 --listen ::1 --allow 10.0.0.0/8 --allow ::1 --log a.log --reply 完 --delay 5 "
-                             "--max-requests 6 --max-connections 7 --max-bytes 8 --max-depth 9 --idle-timeout 10 "
-                             "--document-timeout 11"));
+    const CommandLine line = parse(QStringLiteral(
+        "--port 8123 --listen ::1 --allow 10.0.0.0/8 --allow ::1 --log a.log --reply 完 --delay 5 "
+        "--max-requests 6 --max-connections 7 --max-bytes 8 --max-depth 9 --idle-timeout 10 "
+        "--document-timeout 11"));
     QCOMPARE(line.failure, QString());
     QCOMPARE(line.server.port, quint16(8123));
     QCOMPARE(line.server.address, QHostAddress(QHostAddress::LocalHostIPv6));
@@ -132,9 +132,9 @@ void RobotCommandLineTest::helpNamesEveryOptionAndDefault()
     QCOMPARE(line.failure, QString());
     const QString help = line.information.simplified();
     for (const char* text :
-         {"--port <N>", "--listen <ADDRESS>", "--allow <ADDRESS[/BITS]>", "--log <FILE>", "--reply <TEXT>", "--silent",
-          "--delay <MS>", "--refuse", "--hang-up", "--never-accept", "--max-requests <N>", "Default: 127.0.0.1.",
-          "Default: 32.", "Default: 1048576.", "Default: 300000.", "Default: 10000."})
+         {"--port <N>", "--listen <ADDRESS>", "--allow <ADDRESS[/BITS]>", "--log <FILE>", "--reply <TEXT>",
+          "--silent", "--delay <MS>", "--refuse", "--hang-up", "--never-accept", "--max-requests <N>",
+          "Default: 127.0.0.1.", "Default: 32.", "Default: 1048576.", "Default: 300000.", "Default: 10000."})
         QVERIFY2(help.contains(QLatin1String(text)), text);
 }
 

@@ -179,7 +179,8 @@ void RobotJsonFaultsTest::noFault_data()
     good("every escape", R"(["\"\\\/\b\f\n\r\t\u0000\uABcd"])");
     good("pair of surrogate escapes", R"(["\ud83d\udda8"])");
     good("half of a pair, which names can hold", R"(["\ud83d"])");
-    good("UTF-8 of every length", "[\"\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xf0\x90\x80\x80\xf4\x8f\xbf\xbf\"]");
+    good("UTF-8 of every length",
+         "[\"\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xf0\x90\x80\x80\xf4\x8f\xbf\xbf\"]");
     good("name with escapes", R"({"\"":1,"\\":2,"\\\"":3})");
     good("numbers", "[0,-0,1,10,-1,0.5,-0.0e0,1E+2,1e-2,9007199254740992,-9007199254740992,1.5e300]");
     good("long fraction", "[0.12345678901234567890123]");

@@ -9,8 +9,10 @@ using namespace KOZAV::Robot;
 
 namespace {
 
-const QByteArray compact = R"({"module":"robot","msgParams":{"fromWeb":true,"jobname":"Job {[\"\\]} 甲🖨é"},"msgType":1})";
-const QByteArray indented = "{\n    \"module\": \"robot\",\n    \"n\": [-1.5e+3, true, null, \"\\ud83d\\udda8\"]\n}\n";
+const QByteArray compact =
+    R"({"module":"robot","msgParams":{"fromWeb":true,"jobname":"Job {[\"\\]} 甲🖨é"},"msgType":1})";
+const QByteArray indented =
+    "{\n    \"module\": \"robot\",\n    \"n\": [-1.5e+3, true, null, \"\\ud83d\\udda8\"]\n}\n";
 const QByteArray third = " \t[{\"a\":{\"a\":[]}}, 0 , \"\"]";
 const QByteArray stream = compact + indented + third;
 

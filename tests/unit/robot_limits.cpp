@@ -252,9 +252,9 @@ void RobotLimitsTest::manyDocuments_data()
     QTest::addColumn<int>("documents");
     QTest::addColumn<int>("delay");
     QTest::addColumn<int>("replyBytes");
-    QTest::newRow("delayed answers") << 20'000 << 1 << 1;
-    QTest::newRow("short answers") << 50'000 << 0 << 50;
-    QTest::newRow("long answers") << 2'000 << 0 << 100'000;
+    QTest::newRow("delayed answers") << 10'000 << 1 << 1;
+    QTest::newRow("short answers") << 20'000 << 0 << 50;
+    QTest::newRow("long answers") << 500 << 0 << 100'000;
 }
 
 void RobotLimitsTest::manyDocuments()

@@ -10,6 +10,8 @@
 #include <QTest>
 
 #include <csignal>
+#include <memory>
+#include <vector>
 
 using KOZAV::Test::compactRequest;
 using KOZAV::Test::indentedRequest;
@@ -34,14 +36,16 @@ private Q_SLOTS:
     void refuses();
     void hangsUp();
     void neverAccepts();
+    void withoutFreeFilesPeersWait();
     void wrongOptionIsAFailure();
     void helpAndVersion();
 };
 
 namespace {
 
-const QRegularExpression requestLine(QStringLiteral(
-    "^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z 127\\.0\\.0\\.1:\\d+ jobname=(.*) fromWeb=(\\S+) (.*)$"));
+const QRegularExpression
+    requestLine(QStringLiteral("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z 127\\.0\\.0\\.1:\\d+ "
+                               "jobname=(.*) fromWeb=(\\S+) (.*)$"));
 
 /// jobname, fromWeb and the verdict of a printed line.
 QStringList parts(const QByteArray& line)
@@ -57,10 +61,9 @@ QStringList listeningAddresses(quint16 port)
         QFile table(QString::fromLatin1(name));
         if (!table.open(QIODevice::ReadOnly))
             continue;
-        const QRegularExpression row(QStringLiteral("^ *\\d+: ([0-9A-F]+):%1 [0-9A-F]+:0000 0A ")
-                                         .arg(port, 4, 16, QLatin1Char('0')),
-                                     QRegularExpression::CaseInsensitiveOption
-                                         | QRegularExpression::MultilineOption);
+        const QRegularExpression row(
+            QStringLiteral("^ *\\d+: ([0-9A-F]+):%1 [0-9A-F]+:0000 0A ").arg(port, 4, 16, QLatin1Char('0')),
+            QRegularExpression::CaseInsensitiveOption | QRegularExpression::MultilineOption);
         auto match = row.globalMatch(QString::fromLatin1(table.readAll()));
         while (match.hasNext())
             addresses << match.next().captured(1);
@@ -113,11 +116,12 @@ void RobotProgramTest::printsALineForEachDocument()
 {
     RobotProgram program({QStringLiteral("--reply"), QStringLiteral("ok")});
     RobotClient client(program.port());
-    client.send(compactRequest(QStringLiteral("Job\u001b 甲"), true) + indentedRequest(QStringLiteral("job")) + "{}");
+    client.send(compactRequest(QStringLiteral("Job\u001b 甲"), true) +
+                indentedRequest(QStringLiteral("job")) + "{}");
     QTRY_COMPARE(client.answers(), QByteArray("okokok"));
     QTRY_COMPARE(program.lines().size(), 3);
-    QCOMPARE(parts(program.lines().at(0)),
-             (QStringList{QStringLiteral("\"Job\\u{001b} 甲\""), QStringLiteral("true"), QStringLiteral("valid")}));
+    QCOMPARE(parts(program.lines().at(0)), (QStringList{QStringLiteral("\"Job\\u{001b} 甲\""),
+                                                        QStringLiteral("true"), QStringLiteral("valid")}));
     QCOMPARE(parts(program.lines().at(1)),
              (QStringList{QStringLiteral("\"job\""), QStringLiteral("false"), QStringLiteral("valid")}));
     QCOMPARE(parts(program.lines().at(2)), (QStringList{QStringLiteral("-"), QStringLiteral("-"),
@@ -131,7 +135,8 @@ void RobotProgramTest::logHoldsALineForEachDocument()
 {
     const QTemporaryDir directory;
     const QString name = directory.filePath(QStringLiteral("robot.log"));
-    RobotProgram program({QStringLiteral("--log"), name, QStringLiteral("--max-requests"), QStringLiteral("2")});
+    RobotProgram program(
+        {QStringLiteral("--log"), name, QStringLiteral("--max-requests"), QStringLiteral("2")});
     RobotClient client(program.port());
     const QByteArray first = indentedRequest(QStringLiteral("ab00042"));
     client.send(first + "[1, 2]");
@@ -165,7 +170,8 @@ void RobotProgramTest::logOnAFullDisk()
     RobotClient client(program.port());
     client.send(compactRequest(QStringLiteral("job")));
     QCOMPARE(program.exitCode(), 1);
-    QVERIFY(program.complaint().endsWith("zav_robot: /dev/full cannot be written to: No space left on device\n"));
+    QVERIFY(
+        program.complaint().endsWith("zav_robot: /dev/full cannot be written to: No space left on device\n"));
 }
 
 void RobotProgramTest::endsAfterTheLastRequest()
@@ -234,11 +240,29 @@ void RobotProgramTest::neverAccepts()
     QCOMPARE(client.answers(), QByteArray());
 }
 
+void RobotProgramTest::withoutFreeFilesPeersWait()
+{
+    RobotProgram program({}, 16);
+    const quint16 port = program.port();
+    QVERIFY(port > 0);
+    std::vector<std::unique_ptr<RobotClient>> clients;
+    for (int i = 0; i < 16; ++i)
+        clients.push_back(std::make_unique<RobotClient>(port));
+    QTRY_VERIFY(program.lines().size() > 0);
+    QVERIFY2(program.lines().at(0).contains(" - dropped: a connection cannot be accepted: "),
+             program.lines().at(0).constData());
+    RobotClient waiting(port);
+    waiting.send(compactRequest(QStringLiteral("patient")));
+    clients.clear();
+    QTRY_COMPARE(waiting.answers(), QByteArray("{\"accepted\":true}\n"));
+}
+
 void RobotProgramTest::wrongOptionIsAFailure()
 {
     RobotProgram program({QStringLiteral("--port"), QStringLiteral("many")});
     QCOMPARE(program.exitCode(), 2);
-    QCOMPARE(program.complaint(), QByteArray("zav_robot: --port needs a number from 0 to 65535, not 'many'\n"));
+    QCOMPARE(program.complaint(),
+             QByteArray("zav_robot: --port needs a number from 0 to 65535, not 'many'\n"));
 }
 
 void RobotProgramTest::helpAndVersion()

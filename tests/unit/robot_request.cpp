@@ -98,13 +98,17 @@ void RobotRequestTest::otherDocumentsAreInvalid_data()
     };
     row("empty", R"({})", R"("module" is missing)");
     row("no module", R"({"msgParams":{"fromWeb":true,"jobname":"a"},"msgType":1})", R"("module" is missing)");
-    row("no type", R"({"module":"robot","msgParams":{"fromWeb":true,"jobname":"a"}})", R"("msgType" is missing)");
+    row("no type", R"({"module":"robot","msgParams":{"fromWeb":true,"jobname":"a"}})",
+        R"("msgType" is missing)");
     row("no parameters", R"({"module":"robot","msgType":1})", R"("msgParams" is missing)");
-    row("no name", R"({"module":"robot","msgType":1,"msgParams":{"fromWeb":true}})", R"("jobname" is missing)");
-    row("no origin", R"({"module":"robot","msgType":1,"msgParams":{"jobname":"a"}})", R"("fromWeb" is missing)");
+    row("no name", R"({"module":"robot","msgType":1,"msgParams":{"fromWeb":true}})",
+        R"("jobname" is missing)");
+    row("no origin", R"({"module":"robot","msgType":1,"msgParams":{"jobname":"a"}})",
+        R"("fromWeb" is missing)");
     row("name in other case", R"({"module":"robot","msgType":1,"msgParams":{"fromWeb":true,"jobName":"a"}})",
         R"("jobname" is missing)");
-    row("another member", R"({"id":7,"module":"robot","msgParams":{"fromWeb":true,"jobname":"a"},"msgType":1})",
+    row("another member",
+        R"({"id":7,"module":"robot","msgParams":{"fromWeb":true,"jobname":"a"},"msgType":1})",
         R"("id" is unknown)");
     row("another parameter",
         R"({"module":"robot","msgParams":{"fromWeb":true,"jobname":"a","path":"/"},"msgType":1})",
@@ -141,7 +145,8 @@ void RobotRequestTest::otherDocumentsAreInvalid_data()
         R"("jobname" is an object, not a string)");
     const QByteArray longName(1000, 'x');
     QTest::newRow("very long unknown member")
-        << "{\"module\":\"robot\",\"msgParams\":{\"fromWeb\":true,\"jobname\":\"a\"},\"msgType\":1,\"" + longName + "\":0}"
+        << "{\"module\":\"robot\",\"msgParams\":{\"fromWeb\":true,\"jobname\":\"a\"},\"msgType\":1,\"" +
+               longName + "\":0}"
         << QStringLiteral("\"%1\" is unknown").arg(QString(64, QLatin1Char('x')));
 }
 

@@ -37,7 +37,8 @@ ReceivedRequest receivedRequest(const QByteArray& bytes)
 {
     const QJsonDocument document = QJsonDocument::fromJson(bytes);
     const QDateTime time(QDate(2024, 2, 29), QTime(23, 59, 58, 7), Qt::UTC);
-    return {time, QStringLiteral("127.0.0.1:40123"), bytes.size(), document, checkRobotRequest(document.object())};
+    return {time, QStringLiteral("127.0.0.1:40123"), bytes.size(), document,
+            checkRobotRequest(document.object())};
 }
 
 } // namespace
@@ -98,8 +99,10 @@ void RobotRequestLogTest::validRequest()
     const QByteArray bytes =
         R"({"module": "robot","msgType":1, "msgParams":{"fromWeb":true,"jobname":"a\n\"甲"}})";
     QVERIFY(log.write(receivedRequest(bytes)));
-    QCOMPARE(QString::fromUtf8(out.data()),
-             QStringLiteral("2024-02-29T23:59:58.007Z 127.0.0.1:40123 jobname=\"a\\u{000a}\\\"甲\" fromWeb=true valid\n"));
+    QCOMPARE(
+        QString::fromUtf8(out.data()),
+        QStringLiteral(
+            "2024-02-29T23:59:58.007Z 127.0.0.1:40123 jobname=\"a\\u{000a}\\\"甲\" fromWeb=true valid\n"));
 
     QCOMPARE(records().size(), 1);
     QJsonObject record = records().first();
@@ -138,10 +141,11 @@ void RobotRequestLogTest::droppedConnection()
     const QDateTime time(QDate(2024, 2, 29), QTime(1, 2, 3), Qt::UTC);
     QVERIFY(log.write(DroppedConnection{time, QStringLiteral("[::1]:7"), QStringLiteral("byte 1: \"\n\"")}));
     QCOMPARE(out.data(), QByteArray("2024-02-29T01:02:03.000Z [::1]:7 dropped: byte 1: \"\\u{000a}\"\n"));
-    QCOMPARE(records().last(), (QJsonObject{{QStringLiteral("event"), QStringLiteral("dropped")},
-                                            {QStringLiteral("time"), QStringLiteral("2024-02-29T01:02:03.000Z")},
-                                            {QStringLiteral("peer"), QStringLiteral("[::1]:7")},
-                                            {QStringLiteral("reason"), QStringLiteral("byte 1: \"\n\"")}}));
+    QCOMPARE(records().last(),
+             (QJsonObject{{QStringLiteral("event"), QStringLiteral("dropped")},
+                          {QStringLiteral("time"), QStringLiteral("2024-02-29T01:02:03.000Z")},
+                          {QStringLiteral("peer"), QStringLiteral("[::1]:7")},
+                          {QStringLiteral("reason"), QStringLiteral("byte 1: \"\n\"")}}));
 }
 
 void RobotRequestLogTest::linesAreAppended()
@@ -175,7 +179,8 @@ void RobotRequestLogTest::fullDiskIsAFailure()
     QVERIFY(out.open(QIODevice::WriteOnly));
     RequestLog log(out);
     // Qt's remark on appending to a device.
-    QTest::ignoreMessage(QtWarningMsg, "QIODevice::seek (QFile, \"/dev/full\"): Cannot call seek on a sequential device");
+    QTest::ignoreMessage(QtWarningMsg,
+                         "QIODevice::seek (QFile, \"/dev/full\"): Cannot call seek on a sequential device");
     QVERIFY(log.openFile(full));
     QVERIFY(!log.write(receivedRequest("{}")));
     QCOMPARE(log.errorString(), QStringLiteral("/dev/full cannot be written to: No space left on device"));

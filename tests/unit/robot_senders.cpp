@@ -68,7 +68,8 @@ void RobotSendersTest::requestOfTheJobListPanel_data()
 {
     QTest::addColumn<QString>("fileName");
     QTest::addColumn<QByteArray>("verdict");
-    QTest::newRow("from the web") << QStringLiteral("up.tgz") << QByteArray(" jobname=\"AB000042\" fromWeb=true valid");
+    QTest::newRow("from the web") << QStringLiteral("up.tgz")
+                                  << QByteArray(" jobname=\"AB000042\" fromWeb=true valid");
     QTest::newRow("not from the web") << QString() << QByteArray(" jobname=\"AB000042\" fromWeb=false valid");
 }
 
@@ -96,7 +97,8 @@ void RobotSendersTest::secondRequestOfTheSamePanel()
     QTRY_COMPARE(robot.lines().size(), 1);
     send(harness, QString());
     QTRY_COMPARE(robot.lines().size(), 2);
-    QVERIFY2(says(robot.lines().at(1), " jobname=\"AB000042\" fromWeb=false valid"), robot.lines().at(1).constData());
+    QVERIFY2(says(robot.lines().at(1), " jobname=\"AB000042\" fromWeb=false valid"),
+             robot.lines().at(1).constData());
     QCOMPARE(robot.lines().at(0).split(' ').at(1), robot.lines().at(1).split(' ').at(1));
 }
 

@@ -116,8 +116,10 @@ void RobotServerTest::bothFormsAreRequests_data()
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("jobName");
     QTest::addColumn<bool>("fromWeb");
-    QTest::newRow("compact") << compactRequest(QStringLiteral("Job-甲"), true) << QStringLiteral("Job-甲") << true;
-    QTest::newRow("indented") << indentedRequest(QStringLiteral("ab00042")) << QStringLiteral("ab00042") << false;
+    QTest::newRow("compact") << compactRequest(QStringLiteral("Job-甲"), true) << QStringLiteral("Job-甲")
+                             << true;
+    QTest::newRow("indented") << indentedRequest(QStringLiteral("ab00042")) << QStringLiteral("ab00042")
+                              << false;
 }
 
 void RobotServerTest::bothFormsAreRequests()
@@ -159,8 +161,8 @@ void RobotServerTest::manyDocumentsInOnePacket()
 {
     start();
     RobotClient client(m_port);
-    client.send(compactRequest(QStringLiteral("one")) + indentedRequest(QStringLiteral("two"))
-                + compactRequest(QStringLiteral("three")));
+    client.send(compactRequest(QStringLiteral("one")) + indentedRequest(QStringLiteral("two")) +
+                compactRequest(QStringLiteral("three")));
     QTRY_COMPARE(m_requests->count(), 3);
     QCOMPARE(request(0).check.jobName, QStringLiteral("one"));
     QCOMPARE(request(1).check.jobName, QStringLiteral("two"));
@@ -173,7 +175,8 @@ void RobotServerTest::invalidDocumentIsAnsweredAndTheConnectionGoesOn()
     start();
     RobotClient client(m_port);
     client.send("{\"module\":\"robot\",\"msgType\":2,\"msgParams\":{}}");
-    QTRY_COMPARE(client.answers(), QByteArray("{\"accepted\":false,\"reason\":\"\\\"msgType\\\" is not 1\"}\n"));
+    QTRY_COMPARE(client.answers(),
+                 QByteArray("{\"accepted\":false,\"reason\":\"\\\"msgType\\\" is not 1\"}\n"));
     QVERIFY(!request(0).check.valid());
     client.send(compactRequest(QStringLiteral("next")));
     QTRY_COMPARE(m_requests->count(), 2);

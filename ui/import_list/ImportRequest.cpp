@@ -23,9 +23,10 @@ void ZAV_Import_Widget::on_m_pImportPB_Clicked()
         showInformation(QStringLiteral("请选择相同料号！"));
         return;
     }
-    const auto answer = QMessageBox::information(
-        this, tr("Information"), QStringLiteral("确认导入job:") + jobName + QStringLiteral("到ZAV系统吗?"),
-        QMessageBox::Yes | QMessageBox::Cancel);
+    const auto answer =
+        QMessageBox::information(this, QObject::tr("Information"),
+                                 QStringLiteral("确认导入job:") + jobName + QStringLiteral("到ZAV系统吗?"),
+                                 QMessageBox::Yes | QMessageBox::Cancel);
     if (answer != QMessageBox::Yes)
         return;
     ZAV_UICommon::interface()->sendemitCAMImportJobInfo(jobInformation(m_mode, m_importInfo, jobName));

@@ -104,7 +104,7 @@ void ZAV_Import_Widget::InitImportTableWidget()
 
 void ZAV_Import_Widget::showInformation(const QString& text)
 {
-    QMessageBox::information(this, tr("Information"), text, QMessageBox::Ok);
+    QMessageBox::information(this, QObject::tr("Information"), text, QMessageBox::Ok);
 }
 
 } // namespace KOZAV::UI

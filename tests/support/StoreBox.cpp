@@ -1,0 +1,107 @@
+#include "tests/support/StoreBox.h"
+
+#include "tests/support/TestFiles.h"
+
+#include <QFile>
+
+namespace KOZAV::Test {
+
+using namespace Backend;
+
+namespace {
+
+DocumentStoreSettings localSettings(const QString& root)
+{
+    DocumentStoreSettings settings;
+    settings.root = root;
+    return settings;
+}
+
+std::string locationPath(const std::string& root)
+{
+    return root + '/' + testLocation().database + '/' + testLocation().fileStore;
+}
+
+} // namespace
+
+const StoreLocation& testLocation()
+{
+    static const StoreLocation location{"jobs", "archives"};
+    return location;
+}
+
+std::unique_ptr<DocumentStore> openLocalStore(const std::string& root)
+{
+    auto opened = openDocumentStore(localSettings(QFile::decodeName(QByteArray::fromStdString(root))));
+    if (!opened.ok())
+        qFatal("%s", qPrintable(opened.message()));
+    return std::move(opened.value());
+}
+
+StoreBox::StoreBox()
+{
+    makeFolder(root());
+    makeFolder(beside("x").substr(0, beside("x").size() - 2));
+    reopen();
+}
+
+void StoreBox::reopen()
+{
+    m_store = openLocalStore(root());
+}
+
+std::string StoreBox::root() const
+{
+    return local(m_folder.filePath(QStringLiteral("store")));
+}
+
+std::string StoreBox::beside(const std::string& name) const
+{
+    return local(m_folder.filePath(QStringLiteral("beside"))) + '/' + name;
+}
+
+std::string StoreBox::data(const std::string& name) const
+{
+    return locationPath(root()) + "/files/" + name;
+}
+
+std::string StoreBox::sum(const std::string& name) const
+{
+    return locationPath(root()) + "/sums/" + name;
+}
+
+std::string StoreBox::temps() const
+{
+    return locationPath(root()) + "/tmp";
+}
+
+Result<StoredFile> StoreBox::put(const std::string& name, const QByteArray& content)
+{
+    writeFile(beside("source"), content);
+    return m_store->put(testLocation(), name, beside("source"));
+}
+
+QByteArray StoreBox::get(const std::string& name)
+{
+    const std::string target = beside("fetched");
+    QFile::remove(QString::fromStdString(target));
+    return m_store->get(testLocation(), name, target).ok() ? readFile(target) : QByteArray();
+}
+
+int runStoreRole(const QStringList& arguments)
+{
+    const QString verb = arguments.at(2);
+    const std::string name = local(arguments.at(4));
+    const std::string path = local(arguments.at(5));
+    const auto opened = openDocumentStore(localSettings(arguments.at(3)));
+    if (!opened.ok())
+        return reportRole(opened.status());
+    DocumentStore& store = *opened.value();
+    if (verb == QLatin1String("put"))
+        return reportRole(store.put(testLocation(), name, path).status());
+    if (verb == QLatin1String("adopt"))
+        return reportRole(store.adopt(testLocation(), name, path).status());
+    return reportRole(store.get(testLocation(), name, path));
+}
+
+} // namespace KOZAV::Test

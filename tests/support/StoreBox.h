@@ -1,0 +1,47 @@
+#pragma once
+
+#include "backend/store/DocumentStore.h"
+
+#include <QTemporaryDir>
+
+namespace KOZAV::Test {
+
+/// An empty local store in a folder of its own, and a folder beside it for what goes in and comes out.
+class StoreBox final
+{
+public:
+    StoreBox();
+
+    [[nodiscard]] Backend::DocumentStore& store() const { return *m_store; }
+
+    /// Closes the store and opens it again, as the next start of a program does.
+    void reopen();
+
+    [[nodiscard]] std::string root() const;
+    /// A path beside the store; its folder exists.
+    [[nodiscard]] std::string beside(const std::string& name) const;
+    /// Where the store keeps data and sum of a name.
+    [[nodiscard]] std::string data(const std::string& name) const;
+    [[nodiscard]] std::string sum(const std::string& name) const;
+    [[nodiscard]] std::string temps() const;
+
+    /// Writes content to a file beside the store and puts that.
+    Backend::Result<Backend::StoredFile> put(const std::string& name, const QByteArray& content);
+    /// What a get brings; null where it fails.
+    QByteArray get(const std::string& name);
+
+private:
+    QTemporaryDir m_folder;
+    std::unique_ptr<Backend::DocumentStore> m_store;
+};
+
+/// The location that a StoreBox works on.
+const Backend::StoreLocation& testLocation();
+
+/// Opens the local store in root; ends the test program where that fails.
+std::unique_ptr<Backend::DocumentStore> openLocalStore(const std::string& root);
+
+/// Role of another process: "--store put|adopt|get <root> <name> <path>".
+int runStoreRole(const QStringList& arguments);
+
+} // namespace KOZAV::Test
