@@ -52,9 +52,10 @@ private:
     void finishWhenAlone();
 
     RobotServerOptions m_options;
-    QTcpServer m_server;
-    QTimer m_resumeTimer;
-    QTcpSocket m_reservation;                    ///< holds the port that is not listened on
+    // Children, so that they go along to another thread.
+    QTcpServer m_server{this};
+    QTimer m_resumeTimer{this};
+    QTcpSocket m_reservation{this};              ///< holds the port that is not listened on
     std::vector<RobotConnection*> m_connections; ///< children
     QString m_error;
     int m_requests = 0;

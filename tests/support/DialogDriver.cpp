@@ -103,6 +103,16 @@ void DialogDriver::expectCancelledFileDialog()
     expectFileDialog({});
 }
 
+ShownDialog DialogDriver::shownAt(std::size_t index) const
+{
+    return index < m_shown.size() ? m_shown[index] : ShownDialog();
+}
+
+ShownDialog DialogDriver::lastShown() const
+{
+    return m_shown.empty() ? ShownDialog() : m_shown.back();
+}
+
 QString DialogDriver::complaint() const
 {
     QStringList problems = m_problems;

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <vector>
@@ -34,6 +35,9 @@ public:
     std::function<void(const ShownDialog&)> observer;
 
     [[nodiscard]] const std::vector<ShownDialog>& shown() const { return m_shown; }
+    /// One of them, counted from 0, or the last one; an empty record where there was none.
+    [[nodiscard]] ShownDialog shownAt(std::size_t index) const;
+    [[nodiscard]] ShownDialog lastShown() const;
     /// What went otherwise than expected, expected dialogs that never came included; empty when all is well.
     [[nodiscard]] QString complaint() const;
 

@@ -28,6 +28,8 @@ public:
 
     /// The entries so far, as call() makes them.
     [[nodiscard]] const QStringList& journal() const { return m_journal; }
+    /// The last entry; empty where there is none.
+    [[nodiscard]] QString lastEntry() const { return m_journal.value(m_journal.size() - 1); }
     /// The entries so far; the journal is empty afterwards.
     [[nodiscard]] QStringList takeJournal();
     /// Adds an entry of the test's own, such as a message box, among the calls.

@@ -33,6 +33,13 @@ void RobotClient::send(const QByteArray& bytes)
     m_socket.flush();
 }
 
+QByteArray RobotClient::waitForAnswer()
+{
+    constexpr int answerMs = 5000;
+    m_socket.waitForReadyRead(answerMs);
+    return answers();
+}
+
 QByteArray RobotClient::answers()
 {
     m_answers += m_socket.readAll();

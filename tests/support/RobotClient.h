@@ -26,6 +26,8 @@ public:
     [[nodiscard]] QByteArray answers();
     /// What has been answered since the last call.
     [[nodiscard]] QByteArray takeAnswers() { return m_socket.readAll(); }
+    /// Waits for an answer without an event loop. @return what has come
+    [[nodiscard]] QByteArray waitForAnswer();
     [[nodiscard]] bool isConnected() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     [[nodiscard]] QAbstractSocket::SocketError error() const { return m_socket.error(); }
     /// address:port, as the server names this peer.

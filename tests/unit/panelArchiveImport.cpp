@@ -304,7 +304,7 @@ void PanelArchiveImportTest::companyMessageIsExact()
         services().results.companies.clear();
     m_harness->dialogs.expectMessage();
     importFile(make(QStringLiteral("job.zip")));
-    const ShownDialog& box = m_harness->dialogs.shown().at(0);
+    const ShownDialog box = m_harness->dialogs.shownAt(0);
     QCOMPARE(box.kind, ShownDialog::Kind::Message);
     QCOMPARE(box.title, QStringLiteral("公司名不存在"));
     QCOMPARE(box.text, QStringLiteral("公司名 甲公司 不存在"));
@@ -335,7 +335,7 @@ void PanelArchiveImportTest::firstOfTwoEqualCompaniesCounts()
     services().results.companies = {company(20, "S", "甲公司", 1, 30), company(10, "F", "甲公司", 2, 40)};
     importFile(make(QStringLiteral("job.zip")));
     QCOMPARE(services().callsOf("inputCompanies"), QStringList{call("inputCompanies", "甲公司", 5, 2)});
-    QVERIFY(services().journal().last().startsWith(QStringLiteral(R"(inputJobCompress("甲公司", "S", 20,)")));
+    QVERIFY(services().lastEntry().startsWith(QStringLiteral(R"(inputJobCompress("甲公司", "S", 20,)")));
 }
 
 void PanelArchiveImportTest::companyNameOfTheRowGoesIntoTheCompressRow()
@@ -343,7 +343,7 @@ void PanelArchiveImportTest::companyNameOfTheRowGoesIntoTheCompressRow()
     services().results.nextCompanies = {{company(7, "AB", "name in the row", 41, 4)}};
     QCOMPARE(importFile(make(QStringLiteral("job.zip"))), 0);
     QCOMPARE(services().callsOf("inputCompanies"), QStringList{call("inputCompanies", "甲公司", 5, 42)});
-    QVERIFY(services().journal().last().startsWith(
+    QVERIFY(services().lastEntry().startsWith(
         QStringLiteral(R"(inputJobCompress("name in the row", "AB", 7, "job",)")));
 }
 
@@ -353,7 +353,7 @@ void PanelArchiveImportTest::sevenDigitJobNumber()
     importFile(make(QStringLiteral("job.zip")));
     QCOMPARE(services().callsOf("insertflowbeforeorigfile"),
              QStringList{call("insertflowbeforeorigfile", "job", 5, "F20240102030405678", "AB1000000")});
-    QVERIFY(services().journal().last().endsWith(QStringLiteral("5, 1000000)")));
+    QVERIFY(services().lastEntry().endsWith(QStringLiteral("5, 1000000)")));
 }
 
 void PanelArchiveImportTest::twoArchivesGetConsecutiveJobNumbers()
@@ -388,7 +388,7 @@ void PanelArchiveImportTest::configurationIsFetchedAfreshForTheCompressRow()
         services().results.config.mongoFsName = "moved_fs";
     };
     importFile(make(QStringLiteral("job.zip")));
-    QVERIFY(services().journal().last().contains(QStringLiteral("\"moved_fs\"")));
+    QVERIFY(services().lastEntry().contains(QStringLiteral("\"moved_fs\"")));
 }
 
 void PanelArchiveImportTest::kosArchiveSendsOneRequestBeforeTheCompressRow()

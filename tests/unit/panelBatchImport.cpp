@@ -112,7 +112,7 @@ void PanelBatchImportTest::threeJobsOfOneCompanyAndNoneOfAnother()
     QCOMPARE(services().count("inputJobCompress"), 1);
     QCOMPARE(services().callsOf("UpdateBatchNumber"),
              (QStringList{call("UpdateBatchNumber", 5, 7), call("UpdateBatchNumber", 11, 8)}));
-    QCOMPARE(m_harness->dialogs.shown().back().text, QStringLiteral("当前批号：11"));
+    QCOMPARE(m_harness->dialogs.lastShown().text, QStringLiteral("当前批号：11"));
 }
 
 void PanelBatchImportTest::wholeJournalOfOneFolderAndOneArchive()
@@ -160,7 +160,7 @@ void PanelBatchImportTest::folderGoesToTheFolderImportAndEveryFileToTheArchiveIm
                 .first()
                 .contains(QStringLiteral("A/folder.tgz/\"")));
     QCOMPARE(services().count("MongodbPut"), 1);
-    QVERIFY(services().callsOf("inputOrigFile").at(1).contains(QStringLiteral("\"x\"")));
+    QVERIFY(services().callsOf("inputOrigFile").value(1).contains(QStringLiteral("\"x\"")));
 }
 
 void PanelBatchImportTest::filesBesideTheCompaniesAreNeverImported()
@@ -310,8 +310,8 @@ void PanelBatchImportTest::unknownCompanyIsNotWrittenAndEachJobHasABox()
     QCOMPARE(services().count("inputCompanies"), 0);
     QCOMPARE(services().count("inputOrigFile"), 0);
     for (std::size_t box = 1; box <= 3; ++box) {
-        QCOMPARE(m_harness->dialogs.shown().at(box).title, QStringLiteral("公司名不存在"));
-        QCOMPARE(m_harness->dialogs.shown().at(box).text, QStringLiteral("公司名 nobody 不存在"));
+        QCOMPARE(m_harness->dialogs.shownAt(box).title, QStringLiteral("公司名不存在"));
+        QCOMPARE(m_harness->dialogs.shownAt(box).text, QStringLiteral("公司名 nobody 不存在"));
     }
 }
 
@@ -330,7 +330,7 @@ void PanelBatchImportTest::unknownCompanyAtTheEndKeepsTheLastBatchNumber()
     makeJobs({QStringLiteral("A/"), QStringLiteral("nobody/")});
     chooseBatch();
     m_harness->importBatch();
-    QCOMPARE(m_harness->dialogs.shown().back().text, QStringLiteral("当前批号：5"));
+    QCOMPARE(m_harness->dialogs.lastShown().text, QStringLiteral("当前批号：5"));
 }
 
 void PanelBatchImportTest::unknownCompanyAloneShowsBatchNumberZero()
@@ -338,7 +338,7 @@ void PanelBatchImportTest::unknownCompanyAloneShowsBatchNumberZero()
     makeJobs({QStringLiteral("nobody/")});
     chooseBatch();
     m_harness->importBatch();
-    QCOMPARE(m_harness->dialogs.shown().back().text, QStringLiteral("当前批号：0"));
+    QCOMPARE(m_harness->dialogs.lastShown().text, QStringLiteral("当前批号：0"));
 }
 
 void PanelBatchImportTest::failedJobDoesNotStopTheLoop()
@@ -388,8 +388,8 @@ void PanelBatchImportTest::closingMessageTitleIsTranslatedWithoutThePanel()
     makeJobs({QStringLiteral("A/")});
     chooseBatch();
     m_harness->importBatch();
-    QCOMPARE(m_harness->dialogs.shown().at(1).title, QStringLiteral("translated"));
-    QCOMPARE(m_harness->dialogs.shown().at(2).title, QStringLiteral("translated"));
+    QCOMPARE(m_harness->dialogs.shownAt(1).title, QStringLiteral("translated"));
+    QCOMPARE(m_harness->dialogs.shownAt(2).title, QStringLiteral("translated"));
 }
 
 void PanelBatchImportTest::lastBatchNumberIsThatOfTheLastCompany()
@@ -398,7 +398,7 @@ void PanelBatchImportTest::lastBatchNumberIsThatOfTheLastCompany()
     makeJobs({QStringLiteral("A/"), QStringLiteral("B/")});
     chooseBatch();
     m_harness->importBatch();
-    QCOMPARE(m_harness->dialogs.shown().back().text, QStringLiteral("当前批号：3"));
+    QCOMPARE(m_harness->dialogs.lastShown().text, QStringLiteral("当前批号：3"));
 }
 
 void PanelBatchImportTest::hostTableIsRefreshedOnceAtTheEnd()
@@ -474,9 +474,10 @@ void PanelBatchImportTest::tenThousandEntries()
     m_harness->importBatch();
     const QStringList flows = services().callsOf("insertflowbeforeorigfile");
     QCOMPARE(flows.size(), entries);
-    QCOMPARE(flows.first(),
+    QCOMPARE(flows.value(0),
              call("insertflowbeforeorigfile", "job00000", 5, "F20240102030405678", "AA000042"));
-    QCOMPARE(flows.last(), call("insertflowbeforeorigfile", "job09999", 5, "F20240102030405678", "AA010041"));
+    QCOMPARE(flows.value(entries - 1),
+             call("insertflowbeforeorigfile", "job09999", 5, "F20240102030405678", "AA010041"));
     QCOMPARE(services().count("inputJobCompressByFolder"), entries);
     QCOMPARE(services().callsOf("UpdateBatchNumber"), QStringList{call("UpdateBatchNumber", 5, 7)});
 }

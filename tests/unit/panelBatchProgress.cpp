@@ -238,7 +238,7 @@ void PanelBatchProgressTest::runIsSynchronous()
 {
     chooseBatch({QStringLiteral("A/job")});
     m_harness->importBatch();
-    QCOMPARE(services().journal().last(), Test::call("refreshOrigFileTable"));
+    QCOMPARE(services().lastEntry(), Test::call("refreshOrigFileTable"));
 }
 
 QTEST_MAIN(PanelBatchProgressTest)

@@ -141,13 +141,13 @@ void PanelFolderImportTest::manifestValuesAreHandedOn()
         QStringLiteral("jobs/job/readme.json"),
         R"({"customer3": "drei", "resource": "quelle Ü", "customer2": "zwei 二", "other": 1})");
     importFolder(m_folder);
-    QVERIFY(services().journal().last().endsWith(QStringLiteral(R"(42, "quelle Ü", "zwei 二", "drei"))")));
+    QVERIFY(services().lastEntry().endsWith(QStringLiteral(R"(42, "quelle Ü", "zwei 二", "drei"))")));
 }
 
 void PanelFolderImportTest::folderWithoutManifestHasEmptyValues()
 {
     QCOMPARE(importFolder(m_folder), 0);
-    QVERIFY(services().journal().last().endsWith(QStringLiteral(R"(42, "", "", ""))")));
+    QVERIFY(services().lastEntry().endsWith(QStringLiteral(R"(42, "", "", ""))")));
 }
 
 void PanelFolderImportTest::manifestIsGoneAtTheTimeOfPacking()
@@ -201,7 +201,7 @@ void PanelFolderImportTest::companyMessageIsExact()
         services().results.companies.clear();
     m_harness->dialogs.expectMessage();
     importFolder(m_folder);
-    const ShownDialog& box = m_harness->dialogs.shown().at(0);
+    const ShownDialog box = m_harness->dialogs.shownAt(0);
     QCOMPARE(box.kind, ShownDialog::Kind::Message);
     QCOMPARE(box.title, QStringLiteral("公司名不存在"));
     QCOMPARE(box.text, QStringLiteral("公司名 甲公司 不存在"));
@@ -223,8 +223,8 @@ void PanelFolderImportTest::firstOfTwoEqualCompaniesCounts()
     services().results.companies = {company(20, "S", "甲公司", 1, 30), company(10, "F", "甲公司", 2, 40)};
     importFolder(m_folder);
     QCOMPARE(services().callsOf("inputCompanies"), QStringList{call("inputCompanies", "甲公司", 5, 2)});
-    QVERIFY(services().journal().last().startsWith(
-        QStringLiteral(R"(inputJobCompressByFolder("甲公司", "S", 20,)")));
+    QVERIFY(
+        services().lastEntry().startsWith(QStringLiteral(R"(inputJobCompressByFolder("甲公司", "S", 20,)")));
 }
 
 void PanelFolderImportTest::companyNameOfTheRowGoesIntoTheCompressRow()
@@ -232,7 +232,7 @@ void PanelFolderImportTest::companyNameOfTheRowGoesIntoTheCompressRow()
     services().results.nextCompanies = {{company(7, "AB", "name in the row", 41, 4)}};
     QCOMPARE(importFolder(m_folder), 0);
     QCOMPARE(services().callsOf("inputCompanies"), QStringList{call("inputCompanies", "甲公司", 5, 42)});
-    QVERIFY(services().journal().last().startsWith(
+    QVERIFY(services().lastEntry().startsWith(
         QStringLiteral(R"(inputJobCompressByFolder("name in the row", "AB", 7, "job",)")));
 }
 
@@ -299,7 +299,7 @@ void PanelFolderImportTest::configurationIsFetchedAfreshForTheCompressRow()
         services().results.config.mongoFsName = "moved_fs";
     };
     importFolder(m_folder);
-    QVERIFY(services().journal().last().contains(QStringLiteral("\"moved_fs\"")));
+    QVERIFY(services().lastEntry().contains(QStringLiteral("\"moved_fs\"")));
 }
 
 void PanelFolderImportTest::jobNameIsTheArgumentNotTheFolder()
@@ -320,7 +320,7 @@ void PanelFolderImportTest::folderKeyIsLocal8Bit()
         folder.toStdString().replace(folder.indexOf(QStringLiteral("öße")), 5, "\xf6\xdf\x65") + '/';
     QCOMPARE(services().callsOf("FoldersCompressSave2MongoDb"),
              QStringList{call("FoldersCompressSave2MongoDb", key, uploadDir())});
-    QVERIFY(services().journal().last().contains(QStringLiteral("\"found\"")));
+    QVERIFY(services().lastEntry().contains(QStringLiteral("\"found\"")));
 }
 
 void PanelFolderImportTest::jobNameIsUtf8WhateverTheCodePage()
@@ -363,7 +363,7 @@ void PanelFolderImportTest::singleBoxIsShownAlthoughTheCompanyExists()
     QVERIFY(journal.indexOf(call("message", "公司名不存在", "公司名  不存在")) <
             journal.indexOf(selectOf("甲公司")));
     QCOMPARE(services().count("inputJobCompress"), 1);
-    const ShownDialog& box = m_harness->dialogs.shown().at(0);
+    const ShownDialog box = m_harness->dialogs.shownAt(0);
     QCOMPARE(box.icon, QMessageBox::Information);
     QCOMPARE(int(box.buttons), int(QMessageBox::Ok));
     QCOMPARE(box.parent, &m_harness->panel());
@@ -373,8 +373,8 @@ void PanelFolderImportTest::singleBoxNamesTheArgument()
 {
     m_harness->dialogs.expectMessage();
     m_harness->panel().l2FoldersSingleImport(QStringLiteral("given"), QStringLiteral("job"), m_folder);
-    QCOMPARE(m_harness->dialogs.shown().at(0).title, QStringLiteral("公司名不存在"));
-    QCOMPARE(m_harness->dialogs.shown().at(0).text, QStringLiteral("公司名 given 不存在"));
+    QCOMPARE(m_harness->dialogs.shownAt(0).title, QStringLiteral("公司名不存在"));
+    QCOMPARE(m_harness->dialogs.shownAt(0).text, QStringLiteral("公司名 given 不存在"));
     QCOMPARE(services().callsOf("Odbpp_CompanyBll::select"), QStringList{selectOf("甲公司")});
 }
 
@@ -385,8 +385,8 @@ void PanelFolderImportTest::singleCompanyIsThatOfTheList()
     m_harness->selectCompany(QStringLiteral("second"));
     importSingleFolder(m_folder);
     QCOMPARE(services().callsOf("Odbpp_CompanyBll::select"), QStringList{selectOf("second")});
-    QVERIFY(services().journal().last().startsWith(
-        QStringLiteral(R"(inputJobCompress("second", "CD", 8, "job",)")));
+    QVERIFY(
+        services().lastEntry().startsWith(QStringLiteral(R"(inputJobCompress("second", "CD", 8, "job",)")));
 }
 
 void PanelFolderImportTest::singleKeepsTheManifestInTheFolder()
@@ -448,7 +448,7 @@ void PanelFolderImportTest::singleConfigurationIsFetchedAfreshForTheCompressRow(
         services().results.config.mongoFsName = "moved_fs";
     };
     importSingleFolder(m_folder);
-    QVERIFY(services().journal().last().contains(QStringLiteral("\"moved_fs\"")));
+    QVERIFY(services().lastEntry().contains(QStringLiteral("\"moved_fs\"")));
 }
 
 void PanelFolderImportTest::singleDataAccessObjectsLiveForOneImport()

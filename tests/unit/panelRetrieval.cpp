@@ -81,7 +81,7 @@ void PanelRetrievalTest::noSeparatorIsInsertedIntoTheLocalPath()
 {
     services().results.config.downloadCacheDir = "/cache/prefix_";
     fetch("local", "stored", "zip");
-    QCOMPARE(services().journal().last(),
+    QCOMPARE(services().lastEntry(),
              call("MongodbGet", "jobs_db", "jobs_fs", "/cache/prefix_local.zip", "stored.zip"));
 }
 
@@ -89,7 +89,7 @@ void PanelRetrievalTest::namesAreNotCheckedOrChanged()
 {
     services().results.config.downloadCacheDir = "/cache/";
     fetch("", "A b", "file");
-    QCOMPARE(services().journal().last(), call("MongodbGet", "jobs_db", "jobs_fs", "/cache/.zip", "A b.zip"));
+    QCOMPARE(services().lastEntry(), call("MongodbGet", "jobs_db", "jobs_fs", "/cache/.zip", "A b.zip"));
 }
 
 void PanelRetrievalTest::configurationIsFetchedAtEachCall()
@@ -99,7 +99,7 @@ void PanelRetrievalTest::configurationIsFetchedAtEachCall()
     services().results.config.mongoFsName = "other_fs";
     services().results.config.downloadCacheDir = "/other/";
     fetch("local", "stored", "zip");
-    QCOMPARE(services().journal().last(),
+    QCOMPARE(services().lastEntry(),
              call("MongodbGet", "other_db", "other_fs", "/other/local.zip", "stored.zip"));
 }
 
@@ -115,7 +115,7 @@ void PanelRetrievalTest::localPathIsLocal8Bit()
     m_codec = std::make_unique<LocaleCodec>("ISO 8859-1");
     services().results.config.downloadCacheDir = "/größe/";
     fetch("local", "stored", "zip");
-    QCOMPARE(services().journal().last(),
+    QCOMPARE(services().lastEntry(),
              call("MongodbGet", "jobs_db", "jobs_fs", "/gr\xf6\xdf\x65/local.zip", "stored.zip"));
 }
 

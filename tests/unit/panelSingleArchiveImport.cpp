@@ -134,8 +134,8 @@ void PanelSingleArchiveImportTest::companyIsThatOfTheList()
     importFile(QStringLiteral("job.zip"));
     QCOMPARE(services().callsOf("Odbpp_CompanyBll::select"), QStringList{selectOf("second")});
     QCOMPARE(services().callsOf("inputCompanies"), QStringList{call("inputCompanies", "second", 5, 10)});
-    QVERIFY(services().journal().last().startsWith(
-        QStringLiteral(R"(inputJobCompress("second", "CD", 8, "job",)")));
+    QVERIFY(
+        services().lastEntry().startsWith(QStringLiteral(R"(inputJobCompress("second", "CD", 8, "job",)")));
 }
 
 void PanelSingleArchiveImportTest::unknownCompanyIsStoredAndNotWritten()
@@ -147,7 +147,7 @@ void PanelSingleArchiveImportTest::unknownCompanyIsStoredAndNotWritten()
                     {call("getGUID"), call("getConfig"), call("getConfig"), call("getConfig"),
                      call("MongodbPut", "jobs_db", "jobs_fs", uploadDir() + "guid-1.zip", "guid-1.zip"),
                      call("getCurrentUser"), selectOf("甲公司")});
-    const auto& box = m_harness->dialogs.shown().at(0);
+    const auto box = m_harness->dialogs.shownAt(0);
     QCOMPARE(box.title, QStringLiteral("公司名不存在"));
     QCOMPARE(box.text, QStringLiteral("公司名 甲公司 不存在"));
     QCOMPARE(box.icon, QMessageBox::Information);
@@ -161,7 +161,7 @@ void PanelSingleArchiveImportTest::emptyCompanyListIsStoredAndNotWritten()
     m_harness->open();
     m_harness->dialogs.expectMessage();
     importFile(QStringLiteral("job.zip"));
-    QCOMPARE(m_harness->dialogs.shown().at(0).text, QStringLiteral("公司名  不存在"));
+    QCOMPARE(m_harness->dialogs.shownAt(0).text, QStringLiteral("公司名  不存在"));
     QCOMPARE(services().count("MongodbPut"), 1);
     QCOMPARE(services().count("inputCompanies"), 0);
 }
@@ -234,7 +234,7 @@ void PanelSingleArchiveImportTest::configurationIsFetchedAfreshForTheCompressRow
         services().results.config.mongoFsName = "moved_fs";
     };
     importFile(QStringLiteral("job.zip"));
-    QVERIFY(services().journal().last().contains(QStringLiteral("\"moved_fs\"")));
+    QVERIFY(services().lastEntry().contains(QStringLiteral("\"moved_fs\"")));
 }
 
 void PanelSingleArchiveImportTest::noDataAccessObjectRemains()

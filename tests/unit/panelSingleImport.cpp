@@ -48,7 +48,7 @@ private Q_SLOTS:
 private:
     [[nodiscard]] Test::RecordingServices& services() const { return m_harness->services; }
     [[nodiscard]] const Test::PanelView& view() const { return m_harness->view(); }
-    [[nodiscard]] const ShownDialog& lastDialog() const { return m_harness->dialogs.shown().back(); }
+    [[nodiscard]] ShownDialog lastDialog() const { return m_harness->dialogs.lastShown(); }
     void chooseArchive(const QString& name)
     {
         m_harness->chooseFile(m_harness->makeFile(QStringLiteral("jobs/") + name));
@@ -94,7 +94,7 @@ void PanelSingleImportTest::folderGivesOneMessageThenOneRefresh()
     QCOMPARE(journal.count(call("message", "单个导入", "导入成功!")), 1);
     QCOMPARE(services().count("refreshOrigFileTable"), 1);
     QCOMPARE(services().count("inputJobCompress"), 1);
-    QVERIFY(journal.at(journal.size() - 3).startsWith(QStringLiteral("inputJobCompress(")));
+    QVERIFY(journal.value(journal.size() - 3).startsWith(QStringLiteral("inputJobCompress(")));
     QCOMPARE(journal.mid(journal.size() - 2),
              (QStringList{call("message", "单个导入", "导入成功!"), call("refreshOrigFileTable")}));
 }
@@ -104,7 +104,7 @@ void PanelSingleImportTest::archiveGivesOneMessageAndNoRefresh()
     chooseArchive(QStringLiteral("abc.tgz"));
     m_harness->importSingle();
     QCOMPARE(services().count("message"), 1);
-    QCOMPARE(services().journal().last(), call("message", "单个导入", "导入成功!"));
+    QCOMPARE(services().lastEntry(), call("message", "单个导入", "导入成功!"));
     QCOMPARE(services().count("refreshOrigFileTable"), 0);
     QCOMPARE(services().count("inputJobCompress"), 1);
 }
@@ -192,7 +192,7 @@ void PanelSingleImportTest::failedServicesAreReportedAsSuccess()
     services().results.inputCompaniesResults = {false};
     chooseArchive(QStringLiteral("abc.zip"));
     m_harness->importSingle();
-    QCOMPARE(services().journal().last(), call("message", "单个导入", "导入成功!"));
+    QCOMPARE(services().lastEntry(), call("message", "单个导入", "导入成功!"));
     QCOMPARE(services().count("inputJobCompress"), 1);
 }
 

@@ -54,9 +54,9 @@ private Q_SLOTS:
 
 private:
     [[nodiscard]] const Test::PanelView& view() const { return m_harness->view(); }
-    [[nodiscard]] const ShownDialog& dialog(std::size_t index = 0) const
+    [[nodiscard]] ShownDialog dialog(std::size_t index = 0) const
     {
-        return m_harness->dialogs.shown().at(index);
+        return m_harness->dialogs.shownAt(index);
     }
     void checkDirectoryChooser() const;
     void checkChooserTranslation(QPushButton* button);

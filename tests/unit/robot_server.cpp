@@ -4,6 +4,7 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
 
 #include <memory>
 
@@ -41,6 +42,7 @@ private Q_SLOTS:
     void connectionThatIsNeverAccepted();
     void endsAfterTheLastRequest();
     void endsAfterTheDelayedAnswer();
+    void worksInAThreadOfItsOwn();
     void stopWithoutAnyone();
     void stopEndsConnectionsOnce();
 
@@ -382,6 +384,26 @@ void RobotServerTest::endsAfterTheDelayedAnswer()
     QTRY_COMPARE(m_finished->count(), 1);
     QTRY_COMPARE(client.answers(), accepted);
     QTRY_VERIFY(!client.isConnected());
+}
+
+void RobotServerTest::worksInAThreadOfItsOwn()
+{
+    QThread thread;
+    auto* const server = new RobotServer;
+    QSignalSpy requests(server, &RobotServer::requestReceived);
+    server->moveToThread(&thread);
+    connect(&thread, &QThread::finished, server, &QObject::deleteLater);
+    thread.start();
+    quint16 port = 0;
+    QMetaObject::invokeMethod(
+        server, [&] { port = server->start({}); }, Qt::BlockingQueuedConnection);
+    RobotClient client(port);
+    client.send(compactRequest(QStringLiteral("job")));
+    // This thread's event loop does not turn, as while a panel sends its request.
+    QCOMPARE(client.waitForAnswer(), accepted);
+    QCOMPARE(requests.count(), 1);
+    thread.quit();
+    QVERIFY(thread.wait());
 }
 
 void RobotServerTest::stopWithoutAnyone()
