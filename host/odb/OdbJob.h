@@ -2,6 +2,7 @@
 
 #include "host/odb/Matrix.h"
 
+#include <QMetaType>
 #include <QString>
 
 namespace KOZAV::Host {
@@ -20,3 +21,5 @@ struct OdbJob
 OdbJob openOdbJob(const QString& folder);
 
 } // namespace KOZAV::Host
+
+Q_DECLARE_METATYPE(KOZAV::Host::OdbJob)

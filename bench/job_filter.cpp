@@ -1,0 +1,128 @@
+// Time from a key press in the filter line of the job list panel to the painted table, the fetch of the list
+// from the database included, beside the same rows put into a bare QTableWidget in bulk. Prints milliseconds
+// and their ratio.
+
+#include "backend/Site.h"
+#include "backend/config/Settings.h"
+#include "services/bll/Odbpp_JobFlowBll.h"
+#include "services/ui/ZAV_StdCommon.h"
+#include "ui/import_list/ZAV_Import_Widget.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextStream>
+
+#include <algorithm>
+#include <vector>
+
+using namespace KOZAV;
+
+namespace {
+
+constexpr int runs = 7;
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+void addJobs(int from, int to)
+{
+    DataLib::BLL::Odbpp_JobFlowBll flows;
+    for (int number = from; number < to; ++number)
+        flows.insertflowbeforeorigfile(
+            "board", 1, "F1", QStringLiteral("AB%1").arg(number, 6, 10, QLatin1Char('0')).toStdString());
+}
+
+/// Paints whatever of the widget waits to be painted.
+void paint(QWidget& widget)
+{
+    widget.repaint();
+    QApplication::sendPostedEvents();
+}
+
+double timePanel(UI::ZAV_Import_Widget& panel)
+{
+    auto* filter = panel.findChild<QLineEdit*>();
+    auto* table = panel.findChild<QTableWidget*>();
+    std::vector<double> times;
+    for (int run = 0; run < runs; ++run) {
+        filter->clear();
+        QElapsedTimer timer;
+        timer.start();
+        QTest::keyClick(filter, 'A'); // every job has it
+        paint(*table->viewport());
+        times.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+    }
+    return median(times);
+}
+
+void fill(QTableWidget& table, const std::vector<DataLib::Model::Odbpp_Job_C>& jobs)
+{
+    table.setRowCount(0);
+    table.setRowCount(static_cast<int>(jobs.size()));
+    for (int row = 0; row < table.rowCount(); ++row) {
+        const auto& job = jobs[static_cast<std::size_t>(row)];
+        table.setItem(row, 0, new QTableWidgetItem(QString::fromStdString(job.flowId)));
+        table.setItem(row, 1, new QTableWidgetItem(QString::number(job.jobId)));
+        table.setItem(row, 2, new QTableWidgetItem(QString::fromStdString(job.jobName)));
+    }
+}
+
+double timeBareTable(const std::vector<DataLib::Model::Odbpp_Job_C>& jobs)
+{
+    QTableWidget table(0, 3);
+    table.setColumnHidden(0, true);
+    table.setColumnHidden(1, true);
+    table.horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+    table.resize(600, 400);
+    table.show();
+    std::vector<double> times;
+    for (int run = 0; run < runs; ++run) {
+        QElapsedTimer timer;
+        timer.start();
+        fill(table, jobs);
+        paint(*table.viewport());
+        times.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+    }
+    return median(times);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    const QTemporaryDir directory;
+    const QString configuration = directory.filePath(QStringLiteral("zav.ini"));
+    const auto made =
+        Backend::createDefaultSettings(configuration, directory.filePath(QStringLiteral("data")));
+    if (!made.ok())
+        qFatal("%s", qUtf8Printable(made.message()));
+    Backend::Site::current().setConfigurationPath(configuration);
+
+    QTextStream out(stdout);
+    out << "rows     panel ms  bare table ms  ratio\n";
+    int filled = 0;
+    for (const int rows : {1000, 10000, 100000}) {
+        addJobs(filled, rows);
+        filled = rows;
+        UI::ZAV_Import_Widget panel(nullptr);
+        panel.resize(600, 400);
+        panel.show();
+        const double ours = timePanel(panel);
+        const double bare = timeBareTable(UI::ZAV_StdCommon::interface()->getInputJobList());
+        out << qSetFieldWidth(9) << Qt::left << rows << qSetFieldWidth(0) << QString::number(ours, 'f', 2)
+            << "   " << QString::number(bare, 'f', 2) << "   " << QString::number(ours / bare, 'f', 2)
+            << Qt::endl;
+    }
+    Backend::Site::current().close();
+    return 0;
+}

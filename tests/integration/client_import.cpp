@@ -1,0 +1,133 @@
+// The client's import of one waiting job, as a script starts it.
+
+#include "samples/JobGenerator.h"
+#include "tests/support/EmbeddedSite.h"
+#include "tests/support/OperatedPanel.h"
+#include "tests/support/RobotPeer.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTest>
+
+using namespace KOZAV;
+using namespace KOZAV::Test;
+
+namespace {
+
+/// A site with one waiting job HX000001.
+class WaitingJob final
+{
+public:
+    WaitingJob()
+    {
+        site.addCompany(QStringLiteral("HX"), QStringLiteral("甲"));
+        Samples::JobRequest request;
+        request.directory = site.path(QStringLiteral("batch/甲"));
+        request.name = QStringLiteral("board");
+        const auto made = Samples::generateJob(request);
+        if (!made.ok())
+            qFatal("%s", qUtf8Printable(made.error));
+        OperatedPanel panel;
+        panel.importBatch(site.path(QStringLiteral("batch")));
+        if (!panel.complaint().isEmpty())
+            qFatal("%s", qUtf8Printable(panel.complaint()));
+    }
+
+    /// @return the exit code
+    int runClient(const QStringList& arguments)
+    {
+        QProcess client;
+        client.setProcessChannelMode(QProcess::MergedChannels);
+        client.start(
+            QStringLiteral(ZAV_CLIENT),
+            QStringList({QStringLiteral("--config"), site.configuration(), QStringLiteral("--import")}) +
+                arguments);
+        if (!client.waitForFinished(120000))
+            qFatal("the client did not end");
+        output = QString::fromUtf8(client.readAllStandardOutput());
+        return client.exitCode();
+    }
+
+    EmbeddedSite site;
+    QString output;
+};
+
+} // namespace
+
+class ClientImport : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sendsTheRequest();
+    void robotMode();
+    void robotThatIsNotThere();
+    void robotInside();
+    void unknownJob();
+    void jobThatNoLongerWaits();
+};
+
+void ClientImport::sendsTheRequest()
+{
+    WaitingJob job;
+    const RobotPeer robot(RobotPeer::Mode::Answer);
+    job.site.configure(QStringLiteral("robot/port"), QString::number(robot.port()));
+    QVERIFY2(job.runClient({QStringLiteral("HX000001")}) == 0, qPrintable(job.output));
+    QVERIFY(job.output.contains(QStringLiteral("message: Information: 确认导入job:HX000001到ZAV系统吗?")));
+    QVERIFY(job.output.contains(QStringLiteral("opened: HX000001: 1 steps")));
+    QVERIFY(job.output.contains(QStringLiteral("sent: HX000001")));
+    QTRY_COMPARE(
+        robot.received().value(0),
+        QByteArray(R"({"module":"robot","msgParams":{"fromWeb":false,"jobname":"HX000001"},"msgType":1})"));
+    QCOMPARE(job.site.jobs().front().state, 1);
+    QCOMPARE(job.site.jobs().front().subState, 2);
+}
+
+void ClientImport::robotMode()
+{
+    WaitingJob job;
+    const RobotPeer robot(RobotPeer::Mode::Answer);
+    job.site.configure(QStringLiteral("robot/port"), QString::number(robot.port()));
+    QVERIFY2(job.runClient({QStringLiteral("HX000001"), QStringLiteral("--mode"), QStringLiteral("1")}) == 0,
+             qPrintable(job.output));
+    QTRY_VERIFY(robot.received().value(0).contains("HX000001"));
+}
+
+void ClientImport::robotThatIsNotThere()
+{
+    WaitingJob job;
+    job.site.configure(QStringLiteral("robot/port"), QString::number(RobotPeer::closedPort()));
+    QCOMPARE(job.runClient({QStringLiteral("HX000001")}), 1);
+    QVERIFY2(job.output.contains(QStringLiteral("message: Information: Server connect failed!")),
+             qPrintable(job.output));
+    QVERIFY(!job.output.contains(QStringLiteral("sent:")));
+}
+
+void ClientImport::robotInside()
+{
+    WaitingJob job;
+    job.site.configure(QStringLiteral("robot/port"), QString::number(RobotPeer::closedPort()));
+    QVERIFY2(job.runClient({QStringLiteral("HX000001"), QStringLiteral("--robot")}) == 0,
+             qPrintable(job.output));
+    QVERIFY(job.output.contains(QStringLiteral("sent: HX000001")));
+}
+
+void ClientImport::unknownJob()
+{
+    WaitingJob job;
+    QCOMPARE(job.runClient({QStringLiteral("HX999999")}), 2);
+    QVERIFY2(job.output.contains(QStringLiteral("the site has no job HX999999")), qPrintable(job.output));
+}
+
+void ClientImport::jobThatNoLongerWaits()
+{
+    WaitingJob job;
+    const RobotPeer robot(RobotPeer::Mode::Answer);
+    job.site.configure(QStringLiteral("robot/port"), QString::number(robot.port()));
+    QVERIFY2(job.runClient({QStringLiteral("HX000001")}) == 0, qPrintable(job.output));
+    QCOMPARE(job.runClient({QStringLiteral("HX000001")}), 2);
+    QVERIFY2(job.output.contains(QStringLiteral("does not wait for import")), qPrintable(job.output));
+}
+
+QTEST_MAIN(ClientImport)
+#include "client_import.moc"
