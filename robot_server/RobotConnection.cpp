@@ -14,7 +14,7 @@ namespace {
 
 constexpr int packetBytes = 64 * 1024;
 constexpr std::size_t maxWaitingReplies = 256;
-constexpr qint64 maxUnsentBytes = 256 * 1024;
+constexpr qint64 maxUnsentBytes = 256LL * 1024;
 constexpr int closingMs = 2000;
 
 CheckedRequest check(const QJsonDocument& document)

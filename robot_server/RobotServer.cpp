@@ -124,6 +124,8 @@ void RobotServer::onClosed(RobotConnection* connection)
     m_connections.erase(std::remove(m_connections.begin(), m_connections.end(), connection),
                         m_connections.end());
     connection->deleteLater();
+    if (m_resumeTimer.isActive())
+        m_resumeTimer.start(0);
     finishWhenAlone();
 }
 

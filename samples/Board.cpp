@@ -62,8 +62,8 @@ Board makeBoard(Random& random)
     Board board;
     board.units = random.percent(50) ? Units::Inch : Units::Millimetre;
     const bool inch = board.units == Units::Inch;
-    board.width = board.fromMils(50 * random.between(60, 320));
-    board.height = board.fromMils(50 * random.between(50, 240));
+    board.width = board.fromMils(qint64{50} * random.between(60, 320));
+    board.height = board.fromMils(qint64{50} * random.between(50, 240));
     board.cornerRadius = inch ? 100000 : 2500000;
     board.margin = inch ? 150000 : 4000000;
     board.padGrid = inch ? 5000 : 50000;

@@ -130,8 +130,8 @@ void FeatureGenerator::appendHoles(RecordBuffer& out, Point corner, qint64 width
 {
     const int count = m_random.between(0, 3);
     for (int i = 0; i < count; ++i) {
-        const Point low{corner.x + width * (3 * i + 1) / (3 * count), corner.y + height * 3 / 8};
-        const Point high{corner.x + width * (3 * i + 2) / (3 * count), corner.y + height * 5 / 8};
+        const Point low{corner.x + width * (3 * i + 1) / (qint64{3} * count), corner.y + height * 3 / 8};
+        const Point high{corner.x + width * (3 * i + 2) / (qint64{3} * count), corner.y + height * 5 / 8};
         out.text("OB");
         appendPoint(out, low);
         out.text(" H\n");

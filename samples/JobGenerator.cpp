@@ -148,11 +148,11 @@ std::optional<QString> invalidSize(const JobRequest& request)
 
 std::optional<QString> invalidJobRequest(const JobRequest& request)
 {
-    if (const auto error = invalidName(request.name))
+    if (auto error = invalidName(request.name))
         return error;
-    if (const auto error = outside("steps", request.steps, kMaximumSteps))
+    if (auto error = outside("steps", request.steps, kMaximumSteps))
         return error;
-    if (const auto error = outside("layers", request.layers, kMaximumLayers))
+    if (auto error = outside("layers", request.layers, kMaximumLayers))
         return error;
     return invalidSize(request);
 }

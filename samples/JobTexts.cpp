@@ -31,8 +31,8 @@ QByteArray letterStrokes(Random& random)
         RecordBuffer line;
         line.text("LINE");
         for (int end = 0; end < 2; ++end) {
-            line.letter(' ').length(100000 * (random.between(0, 2) - 1));
-            line.letter(' ').length(100000 * (random.between(0, 3) - 1));
+            line.letter(' ').length(qint64{100000} * (random.between(0, 2) - 1));
+            line.letter(' ').length(qint64{100000} * (random.between(0, 3) - 1));
         }
         text += line.text(" P R 0.012\n").bytes();
     }

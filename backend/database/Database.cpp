@@ -46,6 +46,7 @@ struct Database::Private
     StatementCache statements;
     std::optional<Durability> durability;
     bool inTransaction = false;
+    quint64 writes = 0; ///< tried by this object, with success or not
 
     Private() = default;
     ~Private();
@@ -211,6 +212,7 @@ Status Database::query(const char* sql, const QVariantList& values, const RowVis
 
 Result<int> Database::change(const char* sql, const QVariantList& values, Durability durability)
 {
+    ++d->writes;
     if (Status status = d->use(durability); !status.ok())
         return status;
     StatementCache::Use statement(d->statements, sql);
@@ -221,6 +223,7 @@ Result<int> Database::change(const char* sql, const QVariantList& values, Durabi
 
 Result<qint64> Database::insert(const char* sql, const QVariantList& values, Durability durability)
 {
+    ++d->writes;
     if (Status status = d->use(durability); !status.ok())
         return status;
     StatementCache::Use statement(d->statements, sql);
@@ -240,6 +243,21 @@ Status Database::transaction(const std::function<Status()>& work, Durability dur
     Private::OpenTransaction open(*d);
     Status outcome = work();
     return outcome.ok() ? open.commit() : outcome;
+}
+
+Result<QString> Database::revision()
+{
+    const char* sql = d->dialect->dataVersionSql();
+    if (!sql || d->inTransaction)
+        return QString();
+    QString others;
+    const Status status = query(sql, {}, [&others](const QSqlQuery& row) {
+        others = row.value(0).toString();
+        return false;
+    });
+    if (!status.ok())
+        return status;
+    return QStringLiteral("%1 %2 %3").arg(d->connectionName, others).arg(d->writes);
 }
 
 Result<int> Database::schemaVersion()

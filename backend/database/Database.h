@@ -49,6 +49,10 @@ public:
     /// it take the transaction's durability, whatever theirs. Transactions do not nest: Internal.
     Status transaction(const std::function<Status()>& work, Durability durability = Durability::Immediate);
 
+    /// A text that differs from one read before if anything in the database may have changed since: by this
+    /// object or by anybody else. Empty where the engine cannot tell. Costs a statement, whatever the size.
+    Result<QString> revision();
+
     /// Schema version of the open database.
     Result<int> schemaVersion();
     /// Engine and version in words, for status lines and `zav_admin ping`.

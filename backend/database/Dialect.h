@@ -57,6 +57,10 @@ public:
     /// Selects name and version of the engine as one text.
     [[nodiscard]] virtual const char* engineVersionSql() const = 0;
 
+    /// Selects a number that changes when another connection has changed the database; null where an engine
+    /// has none.
+    [[nodiscard]] virtual const char* dataVersionSql() const = 0;
+
     [[nodiscard]] virtual ErrorCode classify(const QSqlError& error) const = 0;
 
     /// Runs one statement without the statement cache: for settings that an engine takes while it prepares.

@@ -189,9 +189,9 @@ Result<std::vector<PreFileRecord>> listPreFiles(Database& database, const QStrin
     return files;
 }
 
-Result<std::vector<WaitingJob>> listWaitingJobs(Database& database)
+Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database)
 {
-    std::vector<WaitingJob> jobs;
+    std::vector<DataLib::Model::Odbpp_Job_C> jobs;
     const Status status = database.query(
         "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0 ORDER BY id", {},
         [&](const QSqlQuery& row) {

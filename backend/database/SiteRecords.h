@@ -2,6 +2,7 @@
 
 #include "backend/Status.h"
 #include "kozav_backend_export.h"
+#include "services/model/Odbpp_Job_C.h"
 
 #include <QString>
 
@@ -113,15 +114,7 @@ struct PreFileRecord
 KOZAV_BACKEND_EXPORT Result<std::vector<PreFileRecord>> listPreFiles(Database& database,
                                                                      const QString& flowGuid);
 
-/// One job that waits for import: the key of its flow, the number of the row, its generated name. UTF-8.
-struct WaitingJob
-{
-    std::string flowGuid;
-    int jobId = 0;
-    std::string generatedName;
-};
-
-/// The job flows in state (0, 0), oldest first.
-KOZAV_BACKEND_EXPORT Result<std::vector<WaitingJob>> listWaitingJobs(Database& database);
+/// The job flows in state (0, 0), oldest first, with the generated job name.
+KOZAV_BACKEND_EXPORT Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
 
 } // namespace KOZAV::Backend

@@ -53,15 +53,16 @@ Status SqliteDialect::configure(QSqlDatabase& connection, const DatabaseSettings
 
 Status SqliteDialect::identify(const QSqlDatabase& connection) const
 {
-    const Result<QVariant> application = scalar(connection, "PRAGMA application_id");
-    if (!application.ok())
-        return application.status();
-    if (application.value().toInt() == sqliteApplicationId)
-        return {};
+    // The tables first: another process that makes this database now sets its mark and its tables in one
+    // transaction, and a mark that was read before the tables were there would be taken for a missing one.
     const Result<QVariant> tables = scalar(connection, "SELECT count(*) FROM sqlite_master");
     if (!tables.ok())
         return tables.status();
-    if (application.value().toInt() == 0 && tables.value().toInt() == 0)
+    const Result<QVariant> application = scalar(connection, "PRAGMA application_id");
+    if (!application.ok())
+        return application.status();
+    const int mark = application.value().toInt();
+    if (mark == sqliteApplicationId || (mark == 0 && tables.value().toInt() == 0))
         return {};
     return Status(ErrorCode::Configuration, QStringLiteral("the file is a database of another program"));
 }
@@ -70,7 +71,8 @@ Status SqliteDialect::startSession(const QSqlDatabase& connection, const Databas
 {
     if (Status status = switchToWriteAheadLog(connection, settings.busyTimeoutMs); !status.ok())
         return status;
-    for (const char* setting : {"PRAGMA foreign_keys = ON", "PRAGMA trusted_schema = OFF"})
+    for (const char* setting :
+         {"PRAGMA foreign_keys = ON", "PRAGMA trusted_schema = OFF", "PRAGMA cache_size = -65536"})
         if (Status status = run(connection, setting); !status.ok())
             return status;
     return quickCheck(connection, settings);

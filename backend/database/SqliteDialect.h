@@ -24,6 +24,7 @@ public:
     [[nodiscard]] const char* durabilitySql(Durability durability) const override;
     [[nodiscard]] const char* versionTableSql() const override;
     [[nodiscard]] const char* engineVersionSql() const override;
+    [[nodiscard]] const char* dataVersionSql() const override { return "PRAGMA data_version"; }
     [[nodiscard]] ErrorCode classify(const QSqlError& error) const override;
 
 private:

@@ -99,8 +99,8 @@ const std::vector<MigrationStep>& sqliteMigrations()
         {1,
          {setApplicationId, createSchemaVersion, insertSchemaVersion, createCompany, createOrigFile,
           createJobFlow, createJobCompress, createPreFile,
-          // Rows with equal keys lie in the order of their id, which is the order of the waiting list.
-          "CREATE INDEX job_flow_state ON job_flow (state, sub_state)",
+          // Holds all that the list of waiting jobs shows, in its order: the list is read from here alone.
+          "CREATE INDEX job_flow_state ON job_flow (state, sub_state, id, guid, ko_serial_name)",
           "CREATE INDEX job_flow_upload_batch_number ON job_flow (upload_batch_number)",
           "CREATE INDEX job_flow_orig_file_guid ON job_flow (orig_file_guid)",
           "CREATE INDEX orig_file_company_code ON orig_file (company_code)",

@@ -3,7 +3,10 @@
 #include "backend/Guarded.h"
 #include "backend/Operation.h"
 #include "backend/Site.h"
+#include "backend/database/Database.h"
 #include "backend/database/SiteRecords.h"
+
+#include <utility>
 
 namespace KOZAV::UI {
 
@@ -13,17 +16,30 @@ using DataLib::Model::Odbpp_Job_C;
 
 namespace {
 
+/// The list as it was read last, with the revision of the database that it was read at or after: the list is
+/// asked for at every key press in a filter line, and seldom has anything changed between two.
+struct LastWaitingJobs
+{
+    QString revision;
+    std::vector<Odbpp_Job_C> jobs;
+};
+
 Status readWaitingJobs(std::vector<Odbpp_Job_C>& jobs)
 {
+    static thread_local LastWaitingJobs last;
     const Result<Database*> database = Site::current().database();
     if (!database.ok())
         return database.status();
-    const Result<std::vector<WaitingJob>> waiting = listWaitingJobs(*database.value());
-    if (!waiting.ok())
-        return waiting.status();
-    jobs.reserve(waiting->size());
-    for (const WaitingJob& job : waiting.value())
-        jobs.push_back({job.flowGuid, job.jobId, job.generatedName});
+    const Result<QString> revision = database.value()->revision();
+    if (!revision.ok())
+        return revision.status();
+    if (revision->isEmpty() || revision.value() != last.revision) {
+        Result<std::vector<Odbpp_Job_C>> waiting = listWaitingJobs(*database.value());
+        if (!waiting.ok())
+            return waiting.status();
+        last = {revision.value(), std::move(waiting.value())};
+    }
+    jobs = last.jobs;
     return {};
 }
 

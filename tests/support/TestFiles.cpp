@@ -76,9 +76,12 @@ QByteArray featureLines(int size, quint32 seed)
     QByteArray lines;
     lines.reserve(size + 64);
     while (lines.size() < size) {
-        lines += "L " + QByteArray::number(generator.bounded(400000) / 1000.0, 'f', 3) + ' ' +
-                 QByteArray::number(generator.bounded(400000) / 1000.0, 'f', 3) + " 0 0 " +
-                 QByteArray::number(generator.bounded(40)) + " P 0\n";
+        lines += "L ";
+        for (const int limit : {400'000, 400'000, 40}) {
+            lines += QByteArray::number(generator.bounded(limit));
+            lines += ' ';
+        }
+        lines += "P 0\n";
     }
     lines.truncate(size);
     return lines;

@@ -172,11 +172,11 @@ void DatabaseListingsTest::originalFilesAreLimited()
 
 void DatabaseListingsTest::waitingJobsAreThoseInStateZero()
 {
-    const Result<std::vector<WaitingJob>> jobs = listWaitingJobs(*m_database);
+    const auto jobs = listWaitingJobs(*m_database);
     QCOMPARE(jobs->size(), size_t{2});
-    QCOMPARE(jobs->at(0).generatedName, std::string("A000001"));
-    QCOMPARE(jobs->at(0).flowGuid, std::string("f1"));
-    QCOMPARE(jobs->at(1).generatedName, std::string("B000001"));
+    QCOMPARE(jobs->at(0).jobName, std::string("A000001"));
+    QCOMPARE(jobs->at(0).flowId, std::string("f1"));
+    QCOMPARE(jobs->at(1).jobName, std::string("B000001"));
     QVERIFY(jobs->at(0).jobId < jobs->at(1).jobId);
 }
 

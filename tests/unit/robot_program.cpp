@@ -245,10 +245,10 @@ void RobotProgramTest::withoutFreeFilesPeersWait()
     RobotProgram program({}, 16);
     const quint16 port = program.port();
     QVERIFY(port > 0);
-    std::vector<std::unique_ptr<RobotClient>> clients;
-    for (int i = 0; i < 16; ++i)
-        clients.push_back(std::make_unique<RobotClient>(port));
-    QTRY_VERIFY(program.lines().size() > 0);
+    std::vector<std::unique_ptr<RobotClient>> clients(16);
+    for (auto& client : clients)
+        client = std::make_unique<RobotClient>(port);
+    QTRY_VERIFY(!program.lines().isEmpty());
     QVERIFY2(program.lines().at(0).contains(" - dropped: a connection cannot be accepted: "),
              program.lines().at(0).constData());
     RobotClient waiting(port);

@@ -115,7 +115,7 @@ ArchiveRequest SamplesArchiveTest::packing(const QString& folder, const QString&
 
 QString SamplesArchiveTest::extract(const QString& archive, ArchiveKind kind) const
 {
-    const QString target = path(QStringLiteral("extracted"));
+    QString target = path(QStringLiteral("extracted"));
     QDir().mkpath(target);
     if (kind == ArchiveKind::Zip)
         run(QStringLiteral("unzip"), {QStringLiteral("-q"), archive, QStringLiteral("-d"), target});

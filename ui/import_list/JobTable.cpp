@@ -8,6 +8,8 @@
 #include <QSignalBlocker>
 #include <QTableWidget>
 
+#include <utility>
+
 namespace KOZAV::UI {
 
 using DataLib::Model::Odbpp_Job_C;
@@ -15,10 +17,10 @@ using DataLib::Model::Odbpp_Job_C;
 void ZAV_Import_Widget::FillImportTableWidget()
 {
     const std::vector<Odbpp_Job_C> jobs = ZAV_StdCommon::interface()->getInputJobList();
-    std::vector<const Odbpp_Job_C*> all;
+    std::vector<ListedJob> all;
     all.reserve(jobs.size());
     for (const Odbpp_Job_C& job : jobs)
-        all.push_back(&job);
+        all.push_back({&job, QString::fromStdString(job.jobName)});
     appendJobs(all);
     m_pImportTW->repaint();
 }
@@ -29,17 +31,17 @@ void ZAV_Import_Widget::clearTableData()
     m_pImportTW->setRowCount(0);
 }
 
-void ZAV_Import_Widget::appendJobs(const std::vector<const Odbpp_Job_C*>& jobs)
+void ZAV_Import_Widget::appendJobs(const std::vector<ListedJob>& jobs)
 {
     int row = m_pImportTW->rowCount();
     m_pImportTW->setRowCount(row + static_cast<int>(jobs.size()));
     {
         // One update of the view at the end instead of one for each item.
         const QSignalBlocker quiet(m_pImportTW->model());
-        for (const Odbpp_Job_C* job : jobs) {
+        for (const auto& [job, name] : jobs) {
             m_pImportTW->setItem(row, 0, new QTableWidgetItem(QString::fromStdString(job->flowId)));
             m_pImportTW->setItem(row, 1, new QTableWidgetItem(QString::number(job->jobId)));
-            m_pImportTW->setItem(row, 2, new QTableWidgetItem(QString::fromStdString(job->jobName)));
+            m_pImportTW->setItem(row, 2, new QTableWidgetItem(name));
             ++row;
         }
     }
@@ -63,10 +65,12 @@ void ZAV_Import_Widget::on_m_pFilterLE_textEdited(const QString& text)
     const std::vector<Odbpp_Job_C> jobs = ZAV_StdCommon::interface()->getInputJobList();
     // Only the entry "all", which stands first, is filtered by text.
     const bool byText = m_pFilterCMB->currentIndex() == 0;
-    std::vector<const Odbpp_Job_C*> kept;
+    std::vector<ListedJob> kept;
+    kept.reserve(jobs.size());
     for (const Odbpp_Job_C& job : jobs) {
-        if (!byText || QString::fromStdString(job.jobName).contains(text, Qt::CaseSensitive))
-            kept.push_back(&job);
+        QString name = QString::fromStdString(job.jobName);
+        if (!byText || name.contains(text, Qt::CaseSensitive))
+            kept.push_back({&job, std::move(name)});
     }
     appendJobs(kept);
 }

@@ -64,7 +64,13 @@ private:
     void InitImportTableWidget();
     void FillImportTableWidget();
     void clearTableData();
-    void appendJobs(const std::vector<const DataLib::Model::Odbpp_Job_C*>& jobs);
+    /// A listed job with its name as the table shows it.
+    struct ListedJob
+    {
+        const DataLib::Model::Odbpp_Job_C* job;
+        QString name;
+    };
+    void appendJobs(const std::vector<ListedJob>& jobs);
     void sendMsgToServer();
     void showInformation(const QString& text);
     [[nodiscard]] QString currentJobName() const;
