@@ -65,7 +65,7 @@ QWidget* MainWindow::buildFileTable()
     m_fileTable = new QTableView(box);
     m_fileTable->setModel(m_files);
     m_fileTable->setAccessibleName(QStringLiteral("原始文件"));
-    applyTableLook(*m_fileTable, {140, 150, 90, 110, 84, 140, 70});
+    applyTableLook(*m_fileTable, {110, 130, 84, 90, 80, 144, 70});
     layout->addWidget(title);
     layout->addWidget(m_fileTable);
     return box;
@@ -107,7 +107,7 @@ void MainWindow::buildDocks()
             Qt::RightDockWidgetArea);
     addDock(QStringLiteral("messageDock"), QStringLiteral("消息"), buildMessages(), Qt::BottomDockWidgetArea);
     const auto dock = [this](const char* name) { return findChild<QDockWidget*>(QString::fromLatin1(name)); };
-    resizeDocks({dock("importDock"), dock("jobDock")}, {400, 560}, Qt::Horizontal);
+    resizeDocks({dock("importDock"), dock("jobDock")}, {380, 545}, Qt::Horizontal);
     resizeDocks({dock("importDock"), dock("waitingDock")}, {480, 300}, Qt::Vertical);
     resizeDocks({dock("messageDock")}, {170}, Qt::Vertical);
 }
