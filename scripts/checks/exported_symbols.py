@@ -63,15 +63,15 @@ def main():
     parser.add_argument("--nm", default="nm")
     parser.add_argument("--allow", nargs="+", required=True, metavar="PREFIX", help="what may be exported")
     parser.add_argument("--deny", nargs="+", default=[], metavar="PREFIX", help="exceptions to --allow")
-    parser.add_argument("library")
+    parser.add_argument("built")
     arguments = parser.parse_args()
-    listing = house.output_of(arguments.nm, "-D", "--defined-only", "-C", arguments.library)
+    listing = house.output_of(arguments.nm, "-D", "--defined-only", "-C", arguments.built)
     exported = [name for _, name in symbols(listing) if _belongs(name, arguments.allow)]
     if not exported:
-        sys.exit(f"{arguments.library}: exports nothing of {' '.join(arguments.allow)}")
+        sys.exit(f"{arguments.built}: exports nothing of {' '.join(arguments.allow)}")
     bad = list(unexpected(listing, arguments.allow, arguments.deny))
     for name in bad:
-        print(f"{arguments.library}: exports {name}")
+        print(f"{arguments.built}: exports {name}")
     sys.exit(1 if bad else 0)
 
 

@@ -147,14 +147,14 @@ void RobotLimitsTest::requestsKeepAConnection()
 
 void RobotLimitsTest::connectionWithAnAnswerToCome()
 {
-    m_options.idleTimeoutMs = 30;
-    m_options.replyDelayMs = 150;
+    m_options.idleTimeoutMs = 500;
+    m_options.replyDelayMs = 1300;
     start();
     RobotClient client(m_port);
     client.send(compactRequest(QStringLiteral("job")));
     QTRY_COMPARE(client.answers(), QByteArray("{\"accepted\":true}\n"));
     QTRY_COMPARE(m_dropped->count(), 1);
-    QCOMPARE(reason(0), QStringLiteral("nothing came for 30 ms"));
+    QCOMPARE(reason(0), QStringLiteral("nothing came for 500 ms"));
 }
 
 void RobotLimitsTest::documentThatIsNeverWhole()
