@@ -12,7 +12,7 @@ namespace {
 
 Result<QString> shownValue(const QString& path, const QString& key)
 {
-    const Result<QString> value = readSetting(path, key);
+    Result<QString> value = readSetting(path, key);
     if (!value.ok())
         return value;
     return withoutPassword(value.value());

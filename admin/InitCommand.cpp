@@ -56,7 +56,7 @@ Status provideConfiguration(const QString& dataRoot, Workplace& workplace, SiteP
 {
     const QString& path = workplace.configurationPath();
     const bool present = QFileInfo::exists(path);
-    const Status made = present ? Status() : createDefaultSettings(path, dataRoot);
+    Status made = present ? Status() : createDefaultSettings(path, dataRoot);
     if (!made.ok())
         return made;
     parts.add(QStringLiteral("configuration"), path, !present);
@@ -97,7 +97,7 @@ Status provideData(Workplace& workplace, SiteParts& parts)
         isMissing(settings.documentStore.kind == QLatin1String("local"), settings.documentStore.root);
     const bool uploadMissing = isMissing(true, settings.uploadCache);
     const bool downloadMissing = isMissing(true, settings.downloadCache);
-    const Status folders = makeFolders(settings);
+    Status folders = makeFolders(settings);
     if (!folders.ok())
         return folders;
     const Result<Database*> database = workplace.database();

@@ -158,7 +158,7 @@ QString BatchReport::failureReason(const Entry& entry, const std::vector<Service
         return QStringLiteral("not a job archive: only .zip, .rar, .tgz and .kos, so written, are imported");
     if (calls.empty())
         return QStringLiteral("the import did not come to it");
-    if (const QString failure = firstFailure(calls); !failure.isEmpty())
+    if (QString failure = firstFailure(calls); !failure.isEmpty())
         return failure;
     if (!findCall(calls, QLatin1String("inputCompanies")))
         return QStringLiteral("the site has no company named \"%1\"").arg(entry.company);

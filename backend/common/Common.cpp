@@ -107,7 +107,7 @@ Status packAndStore(const std::string& folder, const std::string& stagingDir, co
     const Result<DocumentStore*> store = Site::current().documentStore();
     if (!store.ok())
         return store.status();
-    const Status staging = makeStagingFolder(stagingDir);
+    Status staging = makeStagingFolder(stagingDir);
     if (!staging.ok())
         return staging;
 

@@ -21,7 +21,7 @@ namespace KOZAV::Backend {
 
 namespace {
 
-constexpr qint64 maxFileBytes = 1024 * 1024;
+constexpr qint64 maxFileBytes = 1024LL * 1024;
 
 QString inHome(QStandardPaths::StandardLocation location)
 {
@@ -138,7 +138,7 @@ Result<Settings> parseSettings(const QByteArray& bytes, const QString& path)
 {
     const Result<IniDocument> document = IniDocument::parse(bytes);
     const QDir folder(QFileInfo(path).absolutePath());
-    const Result<Settings> settings =
+    Result<Settings> settings =
         document.ok() ? interpret(document.value(), folder) : Result<Settings>(document.status());
     if (settings.ok())
         return settings;

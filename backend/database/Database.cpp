@@ -193,7 +193,7 @@ Status Database::start(const DatabaseSettings& settings)
         return status;
     if (Status status = dialect.startSession(d->connection, settings); !status.ok())
         return status;
-    const Status status = migrate(*this, dialect.migrations());
+    Status status = migrate(*this, dialect.migrations());
     d->statements.clear();
     return status;
 }

@@ -13,7 +13,7 @@ namespace {
 
 /// Up to this size a database is read through at every open; a larger one would make each start wait, and is
 /// checked on request instead (checkIntegrity).
-constexpr qint64 quickCheckLimit = 4 * 1024 * 1024;
+constexpr qint64 quickCheckLimit = 4LL * 1024 * 1024;
 
 Status corrupt(const QVariant& report)
 {

@@ -11,7 +11,7 @@ StatementCache::Use::Use(StatementCache& cache, const char* sql)
     const auto known = cache.m_statements.find(m_sql);
     if (known == cache.m_statements.end())
         return;
-    m_query = std::move(known->second);
+    m_query = known->second;
     m_prepared = true;
     cache.m_statements.erase(known);
 }

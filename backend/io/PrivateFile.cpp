@@ -34,11 +34,11 @@ Status writePrivateFile(const QString& path, const QByteArray& content, Existing
     Result<TempFile> file = TempFile::create(folder);
     if (!file.ok())
         return file.status();
-    const Status written =
+    Status written =
         writeFully(file->descriptor(), content.constData(), content.size(), target, content.size());
     if (!written.ok())
         return written;
-    const Status complete = file->complete(content.size());
+    Status complete = file->complete(content.size());
     if (!complete.ok())
         return complete;
     const Status named = existing == ExistingTarget::Replace ? file->replace(target) : file->moveTo(target);
@@ -52,7 +52,7 @@ Result<bool> makePrivateFolder(const QString& path)
         return false;
     const QString parent = QFileInfo(clean).absolutePath();
     if (parent != clean && !QFileInfo(parent).isDir()) {
-        const Result<bool> made = makePrivateFolder(parent);
+        Result<bool> made = makePrivateFolder(parent);
         if (!made.ok())
             return made;
     }

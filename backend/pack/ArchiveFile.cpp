@@ -96,7 +96,7 @@ Result<qint64> ArchiveFile::writeSome(const char* bytes, qint64 size)
 
 Status ArchiveFile::flush()
 {
-    const Status written =
+    Status written =
         writeFullyAt(m_file.descriptor(), m_buffer.data(), m_buffered, m_bufferStart, m_file.path());
     if (written.ok())
         startWriting(m_file.descriptor(), m_bufferStart, m_buffered);

@@ -144,7 +144,7 @@ Result<LocalStoreFolder::Addition> LocalStoreFolder::add(const std::string& name
     file.length = digest.length;
     file.sha256 = digest.sha256;
     file.storedAt = QDateTime::currentDateTimeUtc();
-    const auto added = addLocked(file, move);
+    auto added = addLocked(file, move);
     if (!added.ok() || added->isNew)
         return added;
     return acceptSame(added->file, digest);
@@ -170,7 +170,7 @@ Status LocalStoreFolder::enter(const StoredFile& file, const DataMove& move) con
 {
     const std::string data = dataPath(file.name);
     if (fileInfo(data).ok()) {
-        const Status cleared = removeFile(data); // of an interrupted put
+        Status cleared = removeFile(data); // of an interrupted put
         if (!cleared.ok())
             return cleared;
     }

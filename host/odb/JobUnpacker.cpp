@@ -85,7 +85,7 @@ bool Unpacking::open()
         !m_root.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden))
         return fail(
             QStringLiteral("the work folder %1 cannot be made, or is not empty").arg(m_request.folder));
-    constexpr std::size_t blockSize = 1024 * 1024;
+    constexpr std::size_t blockSize = std::size_t{1024} * 1024;
     if (archive_read_open_filename(reader, QFile::encodeName(m_request.archive).constData(), blockSize) !=
         ARCHIVE_OK)
         return failReading();

@@ -14,7 +14,7 @@ class KOZAV_SERVICES_API Odbpp_CompanyBll
 {
 public:
     Odbpp_CompanyBll();
-    ~Odbpp_CompanyBll();
+    ~Odbpp_CompanyBll(); // NOLINT(performance-trivially-destructible): belongs to the binary interface
 
     /// Finds companies, in the order in which they were made.
     /// @param textConditions, intConditions  column name to required value; all must hold, none selects every

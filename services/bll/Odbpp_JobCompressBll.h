@@ -14,7 +14,7 @@ class KOZAV_SERVICES_API Odbpp_JobCompressBll
 {
 public:
     Odbpp_JobCompressBll();
-    ~Odbpp_JobCompressBll();
+    ~Odbpp_JobCompressBll(); // NOLINT(performance-trivially-destructible): belongs to the binary interface
 
     /// Adds the row of a job archive, or of a job folder imported by hand.
     /// @param companyName, companyCode, companyId  the company's record

@@ -15,7 +15,7 @@ class KOZAV_SERVICES_API Odbpp_JobFlowBll
 {
 public:
     Odbpp_JobFlowBll();
-    ~Odbpp_JobFlowBll();
+    ~Odbpp_JobFlowBll(); // NOLINT(performance-trivially-destructible): belongs to the binary interface
 
     /// Finds job flows, oldest first. Columns: "KoSerialName", "FlowGuid"; otherwise as
     /// Odbpp_CompanyBll::select.

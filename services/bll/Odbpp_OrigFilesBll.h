@@ -11,7 +11,7 @@ class KOZAV_SERVICES_API Odbpp_OrigFilesBll
 {
 public:
     Odbpp_OrigFilesBll();
-    ~Odbpp_OrigFilesBll();
+    ~Odbpp_OrigFilesBll(); // NOLINT(performance-trivially-destructible): belongs to the binary interface
 
     /// Adds an original-file row.
     /// @param origFileGuid  its key; unique
