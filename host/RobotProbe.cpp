@@ -31,8 +31,9 @@ void RobotProbe::start()
 
 void RobotProbe::probe()
 {
-    if (m_timeout.isActive())
+    if (m_probing)
         return;
+    m_probing = true;
     const auto config = Common::commonInterface()->getConfig();
     const QString host = QString::fromStdString(config.robotHost);
     const auto port = static_cast<quint16>(config.robotPort);
@@ -43,8 +44,9 @@ void RobotProbe::probe()
 
 void RobotProbe::answer(bool reachable)
 {
-    if (!m_timeout.isActive() && m_socket.state() == QAbstractSocket::UnconnectedState && reachable)
+    if (!m_probing)
         return;
+    m_probing = false;
     m_timeout.stop();
     m_socket.abort();
     Q_EMIT probed(m_robot, reachable);

@@ -28,6 +28,7 @@ private:
     QTimer m_interval;
     QTimer m_timeout;
     QString m_robot;
+    bool m_probing = false;
 };
 
 } // namespace KOZAV::Host
