@@ -29,6 +29,7 @@ function(zav_compile_options target)
     target_compile_options(${target} PRIVATE -fsanitize=${ZAV_SANITIZE} -fno-sanitize-recover=undefined
                                              -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${ZAV_SANITIZE})
+    target_compile_definitions(${target} PRIVATE ZAV_SANITIZED)
   else()
     target_compile_definitions(${target} PRIVATE $<$<CONFIG:Release,RelWithDebInfo>:_FORTIFY_SOURCE=2>)
   endif()

@@ -242,6 +242,9 @@ void RobotProgramTest::neverAccepts()
 
 void RobotProgramTest::withoutFreeFilesPeersWait()
 {
+#ifdef ZAV_SANITIZED
+    QSKIP("the sanitizer needs free files itself when it looks at an object");
+#endif
     RobotProgram program({}, 16);
     const quint16 port = program.port();
     QVERIFY(port > 0);
