@@ -8,6 +8,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QStringList>
 #include <QThreadStorage>
 
 #include <atomic>
@@ -28,6 +29,12 @@ struct ThreadPart
     quint64 epoch = 0;
 };
 
+/// What has to be made on this machine before the settings can be worked with.
+QStringList foldersOf(const Settings& settings)
+{
+    return {settings.documentStore.root, settings.uploadCache, settings.downloadCache};
+}
+
 } // namespace
 
 struct Site::Private
@@ -39,6 +46,7 @@ struct Site::Private
     FileStamp stamp;
     std::optional<Result<Settings>> current; ///< what the file with that stamp says
     bool reliable = false;                   ///< whether any later change of the file shows in its stamp
+    QStringList welcomed;                    ///< the folders that were last made for a configuration
     QString logged;                          ///< the failure last logged, until the file is usable again
 
     // The store, guarded by storeMutex.
@@ -90,7 +98,8 @@ Result<Settings> Site::Private::load(const FileStamp& found)
     if (!current->ok())
         return failed(current->message());
     logged.clear();
-    if (changed)
+    // The file may have been replaced since its stamp was taken: what counts is what it names now.
+    if (changed || foldersOf(current->value()) != welcomed)
         welcome(current->value(), found);
     return *current;
 }
@@ -129,6 +138,7 @@ void Site::Private::welcome(const Settings& settings, const FileStamp& found)
         qCWarning(logConfig).noquote()
             << QStringLiteral("configuration file \"%1\" holds a password and other users may read it")
                    .arg(path);
+    welcomed = foldersOf(settings);
     const DocumentStoreSettings& documents = settings.documentStore;
     const bool newStore = documents.kind == QLatin1String("local") && !QFileInfo::exists(documents.root);
     const Status folders = makeFolders(settings);
