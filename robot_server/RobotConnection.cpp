@@ -176,6 +176,8 @@ void RobotConnection::sendDueReplies()
         const Reply reply = std::move(m_replies.front());
         m_replies.pop_front();
         m_socket->write(reply.text);
+        // The peer's time to read it begins now.
+        m_idleTimer.start(m_options.idleTimeoutMs);
     }
     if (!m_replies.empty())
         m_replyTimer.start(static_cast<int>(m_replies.front().due.remainingTime()));
