@@ -1,5 +1,6 @@
 #include "robot_server/RobotServer.h"
 
+#include "robot_server/OpenFileLimit.h"
 #include "robot_server/PeerName.h"
 #include "robot_server/RobotConnection.h"
 
@@ -35,8 +36,24 @@ bool RobotServer::reservePort()
     return bound;
 }
 
+// Out of descriptors, QTcpServer (seen in 5.15.8) can spin without saying so: it must not come to that.
+bool RobotServer::hasFilesEnough()
+{
+    constexpr int otherFiles = 24;
+    const qint64 needed = qint64(m_options.maxConnections) + otherFiles;
+    if (needed <= openFileLimit())
+        return true;
+    m_error = QStringLiteral("%1 connections need a limit of %2 open files, and it is %3")
+                  .arg(m_options.maxConnections)
+                  .arg(needed)
+                  .arg(openFileLimit());
+    return false;
+}
+
 bool RobotServer::listen()
 {
+    if (!hasFilesEnough())
+        return false;
     const bool listening = m_server.listen(m_options.address, m_options.port);
     m_error = m_server.errorString();
     if (listening && m_options.reception == Reception::NeverAccept)

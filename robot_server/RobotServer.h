@@ -42,6 +42,7 @@ Q_SIGNALS:
 private:
     bool reservePort();
     bool listen();
+    bool hasFilesEnough();
     void acceptPending();
     void admit(QTcpSocket* socket);
     void onAcceptError();

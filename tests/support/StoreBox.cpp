@@ -90,7 +90,7 @@ QByteArray StoreBox::get(const std::string& name)
 
 int runStoreRole(const QStringList& arguments)
 {
-    const QString verb = arguments.at(2);
+    const QString& verb = arguments.at(2);
     const std::string name = local(arguments.at(4));
     const std::string path = local(arguments.at(5));
     const auto opened = openDocumentStore(localSettings(arguments.at(3)));

@@ -8,6 +8,9 @@
 
 #include <memory>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 using namespace KOZAV::Robot;
 using KOZAV::Test::compactRequest;
 using KOZAV::Test::RobotClient;
@@ -20,6 +23,7 @@ private Q_SLOTS:
 
     void connectionsBeyondTheLimitAreClosed();
     void placeOfAnEndedConnectionIsFree();
+    void peersWaitWhereNobodyCanBeAccepted();
     void connectionThatSendsNothing();
     void whiteSpaceKeepsNoConnection();
     void requestsKeepAConnection();
@@ -50,6 +54,31 @@ private:
     std::unique_ptr<QSignalSpy> m_dropped;
     quint16 m_port = 0;
 };
+
+namespace {
+
+/// As long as it lives, this process gets no further descriptor.
+class NoFreeDescriptors final
+{
+public:
+    NoFreeDescriptors()
+    {
+        ::getrlimit(RLIMIT_NOFILE, &m_usual);
+        const int lowestFree = ::dup(STDIN_FILENO);
+        ::close(lowestFree);
+        rlimit exhausted = m_usual;
+        exhausted.rlim_cur = static_cast<rlim_t>(lowestFree);
+        ::setrlimit(RLIMIT_NOFILE, &exhausted);
+    }
+    ~NoFreeDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_usual); }
+    NoFreeDescriptors(const NoFreeDescriptors&) = delete;
+    NoFreeDescriptors& operator=(const NoFreeDescriptors&) = delete;
+
+private:
+    rlimit m_usual{};
+};
+
+} // namespace
 
 void RobotLimitsTest::init()
 {
@@ -107,6 +136,23 @@ void RobotLimitsTest::placeOfAnEndedConnectionIsFree()
         QTRY_COMPARE(m_server->connectionCount(), 0);
     }
     QCOMPARE(m_dropped->count(), 0);
+}
+
+void RobotLimitsTest::peersWaitWhereNobodyCanBeAccepted()
+{
+#ifdef __SANITIZE_ADDRESS__
+    QSKIP("The check of object types, which is on in the same builds, needs free descriptors itself");
+#endif
+    start();
+    RobotClient client(m_port);
+    client.send(compactRequest(QStringLiteral("patient")));
+    {
+        const NoFreeDescriptors exhausted;
+        QTRY_COMPARE(m_dropped->count(), 1);
+    }
+    QCOMPARE(reason(0), QStringLiteral("a connection cannot be accepted: Out of resources"));
+    QTRY_COMPARE(client.answers(), QByteArray("{\"accepted\":true}\n"));
+    QCOMPARE(m_dropped->count(), 1);
 }
 
 void RobotLimitsTest::connectionThatSendsNothing()

@@ -191,6 +191,7 @@ void StoreContentTest::survivesARaceOfPuts()
         const std::string name = "job" + std::to_string(round);
         ErrorCode codes[racers] = {};
         std::vector<std::thread> threads;
+        threads.reserve(racers);
         for (int racer = 0; racer < racers; ++racer) {
             threads.emplace_back([&, racer] {
                 const auto store = openLocalStore(box.root());

@@ -21,7 +21,7 @@ QByteArray flipped(QByteArray bytes)
 }
 
 /// Gives a file an age of so many hours.
-void age(const std::string& path, int hours)
+void age(const std::string& path, qint64 hours)
 {
     QFile file(QString::fromStdString(path));
     const QDateTime time = QDateTime::currentDateTimeUtc().addSecs(-3600 * hours);
