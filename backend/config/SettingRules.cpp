@@ -202,6 +202,9 @@ std::vector<SettingRule> storeRules()
         text({"document_store/uri", "a URI that begins with mongodb:// or mongodb+srv://, without blanks; "
                                     "needed with the kind mongodb"},
              withMongoDb, store<&S::uri>, isMongoUri),
+        path({"document_store/password_file",
+              "the path of a file whose first line is the password of the URI's user"},
+             never, store<&S::passwordFile>),
         text({"document_store/database", "a name of at most 120 characters, without / and \\, not . or .."},
              always, store<&S::database>, isLocationName),
         text({"document_store/file_store", "a name of at most 120 characters, without / and \\, not . or .."},

@@ -168,7 +168,7 @@ bool DatabaseSettings::operator==(const DatabaseSettings& other) const
 bool DocumentStoreSettings::operator==(const DocumentStoreSettings& other) const
 {
     const auto fields = [](const DocumentStoreSettings& s) {
-        return std::tie(s.kind, s.root, s.uri, s.database, s.fileStore, s.allowPlaintext);
+        return std::tie(s.kind, s.root, s.uri, s.passwordFile, s.database, s.fileStore, s.allowPlaintext);
     };
     return fields(*this) == fields(other);
 }

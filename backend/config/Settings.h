@@ -34,6 +34,7 @@ struct DocumentStoreSettings
     QString kind = QStringLiteral("local"); ///< "local" or "mongodb"
     QString root;                           ///< local: directory of the store
     QString uri;                            ///< mongodb: connection URI
+    QString passwordFile;                   ///< mongodb: file whose first line is the password
     QString database;                       ///< mongoDbName
     QString fileStore;                      ///< mongoFsName
     bool allowPlaintext = false;

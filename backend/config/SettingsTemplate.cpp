@@ -38,6 +38,7 @@ database = zav_import
 file_store = odbpp
 ; With mongodb.
 ;uri = mongodb://127.0.0.1:27017/
+;password_file = document-store.password
 ;allow_plaintext = false
 
 [cache]

@@ -287,6 +287,27 @@ Result<QString> Database::engineVersion()
     return status.ok() ? Result<QString>(version) : Result<QString>(status);
 }
 
+Result<ServiceHealth> Database::health()
+{
+    const Result<QString> engine = engineVersion();
+    if (!engine.ok())
+        return engine.status();
+    const Result<double> latency =
+        fastestAnswerMs([this] { return query("SELECT 1", {}, [](const QSqlQuery&) { return true; }); });
+    if (!latency.ok())
+        return latency.status();
+    ServiceHealth health;
+    health.engine = engine.value();
+    health.place = d->location;
+    health.latencyMs = latency.value();
+    return health;
+}
+
+const QString& Database::place() const
+{
+    return d->location;
+}
+
 Status Database::checkIntegrity()
 {
     return d->located(d->dialect->checkIntegrity(d->connection));

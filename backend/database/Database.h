@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/ServiceHealth.h"
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
 #include "kozav_backend_export.h"
@@ -55,8 +56,12 @@ public:
 
     /// Schema version of the open database.
     Result<int> schemaVersion();
-    /// Engine and version in words, for status lines and `zav_admin ping`.
+    /// Engine and version in words.
     Result<QString> engineVersion();
+    /// Asks the engine for its version, its encryption and how fast it answers.
+    Result<ServiceHealth> health();
+    /// Where the rows lie, in words for messages and status lines; holds no password.
+    [[nodiscard]] const QString& place() const;
     /// Reads the whole database through and checks every reference between rows; Corrupt names what is wrong.
     /// Slow where there are many rows: open() does the same only for a small database.
     Status checkIntegrity();

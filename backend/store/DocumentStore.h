@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/ServiceHealth.h"
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
 #include "kozav_backend_export.h"
@@ -63,6 +64,9 @@ public:
 
     /// Removes a stored file; NotFound where nothing is.
     virtual Status remove(const StoreLocation& location, const std::string& name) = 0;
+
+    /// Asks the engine for its version and how fast it answers.
+    virtual Result<ServiceHealth> health() = 0;
 };
 
 /// Makes the store that the settings choose.

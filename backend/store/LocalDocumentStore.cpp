@@ -232,6 +232,20 @@ Status LocalDocumentStore::remove(const StoreLocation& location, const std::stri
     });
 }
 
+Result<ServiceHealth> LocalDocumentStore::health()
+{
+    return guardedCall("look at the document store", [&]() -> Result<ServiceHealth> {
+        const Result<double> latency = fastestAnswerMs([this] { return requireWritableFolder(m_root); });
+        if (!latency.ok())
+            return latency.status();
+        ServiceHealth health;
+        health.engine = QStringLiteral("local folder");
+        health.place = displayPath(m_root);
+        health.latencyMs = latency.value();
+        return health;
+    });
+}
+
 Result<LocalStoreFolder> LocalDocumentStore::folderFor(const StoreLocation& location,
                                                        const std::string& name) const
 {

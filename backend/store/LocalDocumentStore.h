@@ -26,6 +26,7 @@ public:
     Result<StoredFile> find(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> list(const StoreLocation& location) override;
     Status remove(const StoreLocation& location, const std::string& name) override;
+    Result<ServiceHealth> health() override;
 
 private:
     explicit LocalDocumentStore(std::string root)
