@@ -1,8 +1,8 @@
 #include "backend/Site.h"
 
 #include "backend/Operation.h"
-#include "backend/config/Redaction.h"
 #include "backend/database/Database.h"
+#include "backend/database/ServerPause.h"
 #include "backend/io/FileStamp.h"
 #include "backend/store/DocumentStore.h"
 
@@ -25,6 +25,7 @@ struct ThreadPart
 {
     std::unique_ptr<Database> database;
     DatabaseSettings databaseSettings;
+    ServerPause databasePause; ///< after an attempt to open with these settings
     std::shared_ptr<DocumentStore> store;
     quint64 epoch = 0;
 };
@@ -63,7 +64,7 @@ struct Site::Private
     Result<Settings> load(const FileStamp& found);
     Result<Settings> loadMissing(const Status& why);
     Result<Settings> failed(const QString& message);
-    void welcome(const Settings& settings, const FileStamp& found);
+    void welcome(const Settings& settings);
     ThreadPart& threadPart();
 };
 
@@ -100,7 +101,7 @@ Result<Settings> Site::Private::load(const FileStamp& found)
     logged.clear();
     // The file may have been replaced since its stamp was taken: what counts is what it names now.
     if (changed || foldersOf(current->value()) != welcomed)
-        welcome(current->value(), found);
+        welcome(current->value());
     return *current;
 }
 
@@ -132,12 +133,8 @@ Result<Settings> Site::Private::failed(const QString& message)
     return Status(ErrorCode::Configuration, message);
 }
 
-void Site::Private::welcome(const Settings& settings, const FileStamp& found)
+void Site::Private::welcome(const Settings& settings)
 {
-    if (found.othersMayRead && holdsPassword(settings.documentStore.uri))
-        qCWarning(logConfig).noquote()
-            << QStringLiteral("configuration file \"%1\" holds a password and other users may read it")
-                   .arg(path);
     welcomed = foldersOf(settings);
     const DocumentStoreSettings& documents = settings.documentStore;
     const bool newStore = documents.kind == QLatin1String("local") && !QFileInfo::exists(documents.root);
@@ -157,6 +154,7 @@ ThreadPart& Site::Private::threadPart()
     const quint64 now = epoch.load();
     if (part.epoch != now) {
         part.database.reset();
+        part.databasePause = {};
         part.store.reset();
         part.epoch = now;
     }
@@ -207,15 +205,20 @@ Result<Database*> Site::database()
     if (!now.ok())
         return now.status();
     ThreadPart& part = d->threadPart();
-    if (part.database && part.databaseSettings == now->database)
+    if (!(part.databaseSettings == now->database)) {
+        part.database.reset();
+        part.databasePause = {};
+        part.databaseSettings = now->database;
+    }
+    if (part.database)
         return part.database.get();
-    part.database.reset();
-    Result<std::unique_ptr<Database>> opened = Database::open(now->database);
-    if (!opened.ok())
-        return opened.status();
-    part.database = std::move(opened.value());
-    part.databaseSettings = now->database;
-    return part.database.get();
+    const Status opened = part.databasePause.run([&part] {
+        Result<std::unique_ptr<Database>> database = Database::open(part.databaseSettings);
+        if (database.ok())
+            part.database = std::move(database.value());
+        return database.status();
+    });
+    return opened.ok() ? Result<Database*>(part.database.get()) : Result<Database*>(opened);
 }
 
 Result<DocumentStore*> Site::documentStore()
@@ -240,6 +243,7 @@ Result<DocumentStore*> Site::documentStore()
 void Site::close()
 {
     d->threadPart().database.reset();
+    d->threadPart().databasePause = {};
     d->threadPart().store.reset();
     const std::lock_guard<std::mutex> lock(d->storeMutex);
     d->store.reset();

@@ -13,17 +13,27 @@ const QRegularExpression& passwordPattern()
     return pattern;
 }
 
+/// Options of a URI that are secrets themselves.
+const QRegularExpression& secretOptionPattern()
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("((?:tlsCertificateKeyFilePassword|sslClientCertificateKeyPassword)=)[^&\\s\"]*"),
+        QRegularExpression::CaseInsensitiveOption);
+    return pattern;
+}
+
 } // namespace
 
 QString withoutPassword(const QString& text)
 {
     QString shown = text;
-    return shown.replace(passwordPattern(), QStringLiteral("\\1***\\3"));
+    shown.replace(passwordPattern(), QStringLiteral("\\1***\\3"));
+    return shown.replace(secretOptionPattern(), QStringLiteral("\\1***"));
 }
 
 bool holdsPassword(const QString& text)
 {
-    return passwordPattern().match(text).hasMatch();
+    return passwordPattern().match(text).hasMatch() || secretOptionPattern().match(text).hasMatch();
 }
 
 } // namespace KOZAV::Backend

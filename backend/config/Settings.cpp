@@ -5,6 +5,7 @@
 #include "backend/config/SettingRules.h"
 #include "backend/config/SettingsTemplate.h"
 #include "backend/io/FileAccess.h"
+#include "backend/io/FileStamp.h"
 #include "backend/io/LoginName.h"
 #include "backend/io/PrivateFile.h"
 
@@ -153,6 +154,12 @@ Result<QByteArray> readText(const QString& path)
     return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, bytes.message()));
 }
 
+bool othersMayRead(const QString& path)
+{
+    const Result<FileStamp> stamp = fileStamp(QFile::encodeName(path).constData());
+    return stamp.ok() && stamp->othersMayRead;
+}
+
 } // namespace
 
 bool DatabaseSettings::operator==(const DatabaseSettings& other) const
@@ -199,7 +206,14 @@ Result<Settings> loadSettings(const QString& path)
     const Result<QByteArray> bytes = readText(path);
     if (!bytes.ok())
         return bytes.status();
-    return parseSettings(bytes.value(), path);
+    Result<Settings> settings = parseSettings(bytes.value(), path);
+    if (settings.ok() && holdsPassword(settings->documentStore.uri) && othersMayRead(path))
+        return broken(
+            QStringLiteral("configuration file \"%1\" holds a password and other users may read it: "
+                           "make it readable for its owner alone (chmod 600), or put the password "
+                           "into the file that document_store/password_file names")
+                .arg(path));
+    return settings;
 }
 
 Status createDefaultSettings(const QString& path, const QString& dataRoot)

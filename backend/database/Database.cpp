@@ -1,11 +1,13 @@
 #include "backend/database/Database.h"
 
+#include "backend/database/Connection.h"
 #include "backend/database/Dialect.h"
-#include "backend/database/StatementCache.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QSqlDatabase>
 #include <QSqlError>
+#include <QThread>
 #include <QUuid>
 
 namespace KOZAV::Backend {
@@ -29,137 +31,81 @@ Status checkValues(const QVariantList& values)
     return {};
 }
 
-/// A null QString is an empty text to its callers; what is meant as NULL has no type.
-QVariant bindable(const QVariant& value)
+/// Scope of a transaction: rolled back unless committed.
+class OpenTransaction final
 {
-    return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QStringLiteral("")) : value;
-}
+public:
+    explicit OpenTransaction(Connection& connection)
+        : m_connection(connection)
+    {
+    }
+    ~OpenTransaction()
+    {
+        if (m_connection.inTransaction())
+            m_connection.rollback();
+    }
+    Q_DISABLE_COPY(OpenTransaction)
+
+    Status commit() { return m_connection.commit(); }
+
+private:
+    Connection& m_connection;
+};
 
 } // namespace
 
 struct Database::Private
 {
-    std::unique_ptr<Dialect> dialect;
-    QString location;
-    QString connectionName;
-    QSqlDatabase connection;
-    StatementCache statements;
-    std::optional<Durability> durability;
-    bool inTransaction = false;
+    explicit Private(std::unique_ptr<Dialect> dialect, const DatabaseSettings& settings)
+        : connection(std::move(dialect), settings)
+    {
+    }
+
+    Connection connection;
     quint64 writes = 0; ///< tried by this object, with success or not
 
-    Private() = default;
-    ~Private();
-    Q_DISABLE_COPY(Private)
-
-    class OpenTransaction;
-
-    Status connect(const DatabaseSettings& settings);
-    [[nodiscard]] Status failure(const char* sql, const QSqlError& error) const;
-    [[nodiscard]] Status located(const Status& status) const;
-    Status execute(StatementCache::Use& statement, const char* sql, const QVariantList& values);
-    Status executeOnce(const char* sql);
-    Status use(Durability wanted);
+    Status write(const char* sql, const QVariantList& values, Durability durability,
+                 const Connection::Answer& answer);
+    Status takeSchemaLock(const char* takeSql);
 };
 
-/// Scope of a transaction: rolled back unless committed.
-class Database::Private::OpenTransaction final
+Status Database::Private::write(const char* sql, const QVariantList& values, Durability durability,
+                                const Connection::Answer& answer)
 {
-public:
-    explicit OpenTransaction(Private& database)
-        : m_database(database)
-    {
-        database.inTransaction = true;
-    }
-    ~OpenTransaction();
-    Q_DISABLE_COPY(OpenTransaction)
-
-    Status commit();
-
-private:
-    Private& m_database;
-    bool m_committed = false;
-};
-
-Database::Private::OpenTransaction::~OpenTransaction()
-{
-    // After some failures the engine has rolled back by itself; then this one has nothing to do.
-    if (!m_committed)
-        (void)m_database.executeOnce("ROLLBACK");
-    m_database.inTransaction = false;
-}
-
-Status Database::Private::OpenTransaction::commit()
-{
-    Status status = m_database.executeOnce("COMMIT");
-    m_committed = status.ok();
-    return status;
-}
-
-Database::Private::~Private()
-{
-    statements.clear();
-    connection = QSqlDatabase();
-    QSqlDatabase::removeDatabase(connectionName);
-}
-
-Status Database::Private::connect(const DatabaseSettings& settings)
-{
-    // A name that was in use would close the connection that has it.
-    connectionName = QStringLiteral("kozav-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
-    connection = QSqlDatabase::addDatabase(settings.driver, connectionName);
-    if (Status status = dialect->configure(connection, settings); !status.ok())
+    ++writes;
+    if (Status status = connection.use(durability); !status.ok())
         return status;
-    if (connection.open())
-        return {};
-    return Status(dialect->classify(connection.lastError()), connection.lastError().databaseText());
-}
-
-Status Database::Private::failure(const char* sql, const QSqlError& error) const
-{
-    constexpr int shown = 60;
-    return located(
-        Status(dialect->classify(error),
-               QStringLiteral("%1: %2").arg(QString::fromLatin1(sql).left(shown), error.databaseText())));
-}
-
-Status Database::Private::located(const Status& status) const
-{
-    if (status.ok())
-        return status;
-    return Status(status.code(), QStringLiteral("database %1: %2").arg(location, status.message()));
-}
-
-Status Database::Private::execute(StatementCache::Use& statement, const char* sql, const QVariantList& values)
-{
     if (Status status = checkValues(values); !status.ok())
         return status;
-    if (!statement.prepare(connection))
-        return failure(sql, statement.query().lastError());
-    for (int i = 0; i < values.size(); ++i)
-        statement.query().bindValue(i, bindable(values.at(i)));
-    return statement.query().exec() ? Status() : failure(sql, statement.query().lastError());
+    return connection.execute(sql, values, Connection::Purpose::Write, answer);
 }
 
-Status Database::Private::executeOnce(const char* sql)
+/// Asks again and again instead of waiting in the server: a wait there could outlast the wait for its answer.
+Status Database::Private::takeSchemaLock(const char* takeSql)
 {
-    StatementCache::Use statement(statements, sql);
-    return execute(statement, sql, {});
-}
-
-Status Database::Private::use(Durability wanted)
-{
-    if (inTransaction || durability == wanted)
-        return {};
-    if (const char* sql = dialect->durabilitySql(wanted))
-        if (Status status = dialect->run(connection, sql); !status.ok())
-            return located(status);
-    durability = wanted;
+    constexpr int pauseMs = 20;
+    const QDeadlineTimer deadline(connection.settings().readTimeoutSeconds * 1000);
+    bool taken = false;
+    while (!taken) {
+        const Status asked =
+            connection.execute(takeSql, {}, Connection::Purpose::Read, [&taken](QSqlQuery& query) {
+                taken = query.next() && query.value(0).toInt() == 1;
+                return Status();
+            });
+        if (!asked.ok())
+            return asked;
+        if (!taken && deadline.hasExpired())
+            return connection.located(
+                Status(ErrorCode::Unavailable,
+                       QStringLiteral("another program is changing the tables and does not come to an end")));
+        if (!taken)
+            QThread::msleep(pauseMs);
+    }
     return {};
 }
 
-Database::Database()
-    : d(std::make_unique<Private>())
+Database::Database(std::unique_ptr<Dialect> dialect, const DatabaseSettings& settings)
+    : d(std::make_unique<Private>(std::move(dialect), settings))
 {
 }
 
@@ -170,85 +116,130 @@ Result<std::unique_ptr<Database>> Database::open(const DatabaseSettings& setting
     Result<std::unique_ptr<Dialect>> dialect = Dialect::forDriver(settings.driver);
     if (!dialect.ok())
         return dialect.status();
-    std::unique_ptr<Database> database(new Database);
-    database->d->dialect = std::move(dialect.value());
-    database->d->location = database->d->dialect->describe(settings);
-    if (Status status = database->start(settings); !status.ok())
+    std::unique_ptr<Database> database(new Database(std::move(dialect.value()), settings));
+    if (Status status = database->start(); !status.ok())
         return Status(
             status.code(),
-            QStringLiteral("cannot open the database %1: %2").arg(database->d->location, status.message()));
+            QStringLiteral("cannot open the database %1: %2").arg(database->place(), status.message()));
     return database;
 }
 
-Status Database::start(const DatabaseSettings& settings)
+Result<bool> Database::createOnServer(const DatabaseSettings& settings)
 {
-    const Dialect& dialect = *d->dialect;
-    if (Status status = dialect.prepare(settings); !status.ok())
+    Result<std::unique_ptr<Dialect>> dialect = Dialect::forDriver(settings.driver);
+    if (!dialect.ok())
+        return dialect.status();
+    const Dialect& engine = *dialect.value();
+    const QString name = QStringLiteral("kozav-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    const auto work = [&]() -> Result<bool> {
+        QSqlDatabase connection = QSqlDatabase::addDatabase(settings.driver, name);
+        for (const auto& step : {engine.prepare(settings), engine.configure(connection, settings)})
+            if (!step.ok())
+                return step;
+        return engine.createDatabase(connection, settings);
+    };
+    Result<bool> made = work();
+    QSqlDatabase::removeDatabase(name);
+    if (made.ok())
+        return made;
+    return Status(
+        made.code(),
+        QStringLiteral("cannot make the database %1: %2").arg(engine.describe(settings), made.message()));
+}
+
+Status Database::start()
+{
+    Connection& connection = d->connection;
+    const Dialect& dialect = connection.dialect();
+    if (Status status = dialect.prepare(connection.settings()); !status.ok())
         return status;
-    if (Status status = d->connect(settings); !status.ok())
+    if (Status status = connection.open(); !status.ok())
         return status;
-    if (Status status = dialect.identify(d->connection); !status.ok())
+    if (Status status = dialect.identify(connection.handle()); !status.ok())
         return status;
     if (Status status = refuseNewerSchema(*this, dialect.migrations()); !status.ok())
         return status;
-    if (Status status = dialect.startSession(d->connection, settings); !status.ok())
+    if (Status status = connection.startSession(); !status.ok())
         return status;
     Status status = migrate(*this, dialect.migrations());
-    d->statements.clear();
+    connection.forgetStatements();
     return status;
 }
 
 Status Database::query(const char* sql, const QVariantList& values, const RowVisitor& visit)
 {
-    StatementCache::Use statement(d->statements, sql);
-    if (Status status = d->execute(statement, sql, values); !status.ok())
+    if (Status status = checkValues(values); !status.ok())
         return status;
-    while (statement.query().next())
-        if (!visit(statement.query()))
-            return {};
-    const QSqlError error = statement.query().lastError();
-    return error.type() == QSqlError::NoError ? Status() : d->failure(sql, error);
+    return d->connection.execute(sql, values, Connection::Purpose::Read, [&](QSqlQuery& query) {
+        while (query.next())
+            if (!visit(query))
+                return Status();
+        const QSqlError error = query.lastError();
+        if (error.type() == QSqlError::NoError)
+            return Status();
+        return d->connection.located(Status(d->connection.dialect().classify(error), error.databaseText()));
+    });
 }
 
 Result<int> Database::change(const char* sql, const QVariantList& values, Durability durability)
 {
-    ++d->writes;
-    if (Status status = d->use(durability); !status.ok())
-        return status;
-    StatementCache::Use statement(d->statements, sql);
-    if (Status status = d->execute(statement, sql, values); !status.ok())
-        return status;
-    return statement.query().numRowsAffected();
+    int changed = 0;
+    const Status status = d->write(sql, values, durability, [&changed](QSqlQuery& query) {
+        changed = query.numRowsAffected();
+        return Status();
+    });
+    return status.ok() ? Result<int>(changed) : Result<int>(status);
 }
 
 Result<qint64> Database::insert(const char* sql, const QVariantList& values, Durability durability)
 {
-    ++d->writes;
-    if (Status status = d->use(durability); !status.ok())
-        return status;
-    StatementCache::Use statement(d->statements, sql);
-    if (Status status = d->execute(statement, sql, values); !status.ok())
-        return status;
-    return statement.query().lastInsertId().toLongLong();
+    qint64 number = 0;
+    const Status status = d->write(sql, values, durability, [&number](QSqlQuery& query) {
+        number = query.lastInsertId().toLongLong();
+        return Status();
+    });
+    return status.ok() ? Result<qint64>(number) : Result<qint64>(status);
 }
 
 Status Database::transaction(const std::function<Status()>& work, Durability durability)
 {
-    if (d->inTransaction)
-        return d->located(Status(ErrorCode::Internal, QStringLiteral("a transaction is open already")));
-    if (Status status = d->use(durability); !status.ok())
+    Connection& connection = d->connection;
+    if (connection.inTransaction())
+        return connection.located(
+            Status(ErrorCode::Internal, QStringLiteral("a transaction is open already")));
+    if (Status status = connection.use(durability); !status.ok())
         return status;
-    if (Status status = d->executeOnce(d->dialect->beginSql()); !status.ok())
+    if (Status status = connection.begin(); !status.ok())
         return status;
-    Private::OpenTransaction open(*d);
+    OpenTransaction open(connection);
     Status outcome = work();
     return outcome.ok() ? open.commit() : outcome;
 }
 
+Status Database::changeSchema(const std::function<Status()>& work)
+{
+    const Dialect::SchemaLock lock = d->connection.dialect().schemaLock();
+    if (!lock.takeSql)
+        return transaction(work);
+    const Connection::Hold hold(d->connection);
+    if (Status status = d->takeSchemaLock(lock.takeSql); !status.ok())
+        return status;
+    Status outcome = work();
+    // A lock that cannot be given back ends with the connection.
+    const auto ignored = [](const QSqlQuery&) { return true; };
+    (void)query(lock.giveBackSql, {}, ignored);
+    return outcome;
+}
+
+bool Database::changesSchemaInTransactions() const
+{
+    return d->connection.dialect().schemaLock().takeSql == nullptr;
+}
+
 Result<QString> Database::revision()
 {
-    const char* sql = d->dialect->dataVersionSql();
-    if (!sql || d->inTransaction)
+    const char* sql = d->connection.dialect().dataVersionSql();
+    if (!sql || d->connection.inTransaction())
         return QString();
     QString others;
     const Status status = query(sql, {}, [&others](const QSqlQuery& row) {
@@ -257,13 +248,13 @@ Result<QString> Database::revision()
     });
     if (!status.ok())
         return status;
-    return QStringLiteral("%1 %2 %3").arg(d->connectionName, others).arg(d->writes);
+    return QStringLiteral("%1 %2 %3").arg(d->connection.name(), others).arg(d->writes);
 }
 
 Result<int> Database::schemaVersion()
 {
     int tables = 0;
-    Status status = query(d->dialect->versionTableSql(), {}, [&](const QSqlQuery& row) {
+    Status status = query(d->connection.dialect().versionTableSql(), {}, [&](const QSqlQuery& row) {
         tables = row.value(0).toInt();
         return false;
     });
@@ -280,7 +271,7 @@ Result<int> Database::schemaVersion()
 Result<QString> Database::engineVersion()
 {
     QString version;
-    const Status status = query(d->dialect->engineVersionSql(), {}, [&](const QSqlQuery& row) {
+    const Status status = query(d->connection.dialect().engineVersionSql(), {}, [&](const QSqlQuery& row) {
         version = row.value(0).toString();
         return false;
     });
@@ -298,19 +289,21 @@ Result<ServiceHealth> Database::health()
         return latency.status();
     ServiceHealth health;
     health.engine = engine.value();
-    health.place = d->location;
+    health.place = place();
     health.latencyMs = latency.value();
-    return health;
+    const Status inspected = d->connection.dialect().inspect(d->connection.handle(), health);
+    return inspected.ok() ? Result<ServiceHealth>(health) : Result<ServiceHealth>(inspected);
 }
 
 const QString& Database::place() const
 {
-    return d->location;
+    return d->connection.place();
 }
 
 Status Database::checkIntegrity()
 {
-    return d->located(d->dialect->checkIntegrity(d->connection));
+    const Connection& connection = d->connection;
+    return connection.located(connection.dialect().checkIntegrity(connection.handle()));
 }
 
 QString rowTime()

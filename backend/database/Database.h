@@ -36,6 +36,10 @@ public:
     ~Database();
     Q_DISABLE_COPY(Database)
 
+    /// Makes the database that the settings name on its server, empty, if it is not there. @return whether it
+    /// was made; false for an engine without a server, which needs nothing of the kind
+    static Result<bool> createOnServer(const DatabaseSettings& settings);
+
     /// Runs a query; visit is called for each row and may return false to end.
     using RowVisitor = std::function<bool(const QSqlQuery& row)>;
     Status query(const char* sql, const QVariantList& values, const RowVisitor& visit);
@@ -49,6 +53,12 @@ public:
     /// Runs work in one transaction: committed if work returns success, otherwise rolled back. The writes in
     /// it take the transaction's durability, whatever theirs. Transactions do not nest: Internal.
     Status transaction(const std::function<Status()>& work, Durability durability = Durability::Immediate);
+
+    /// Runs work, which makes or changes tables, while no other program does: in one transaction where the
+    /// engine can undo such changes, otherwise under a lock; work must then be able to run again after it was
+    /// interrupted.
+    Status changeSchema(const std::function<Status()>& work);
+    [[nodiscard]] bool changesSchemaInTransactions() const;
 
     /// A text that differs from one read before if anything in the database may have changed since: by this
     /// object or by anybody else. Empty where the engine cannot tell. Costs a statement, whatever the size.
@@ -67,8 +77,8 @@ public:
     Status checkIntegrity();
 
 private:
-    Database();
-    Status start(const DatabaseSettings& settings);
+    Database(std::unique_ptr<Dialect> dialect, const DatabaseSettings& settings);
+    Status start();
     struct Private;
     std::unique_ptr<Private> d;
 };

@@ -1,5 +1,6 @@
 #include "backend/database/Dialect.h"
 
+#include "backend/database/MariaDbDialect.h"
 #include "backend/database/SqliteDialect.h"
 
 #include <QSqlQuery>
@@ -10,14 +11,39 @@ Dialect::~Dialect() = default;
 
 Result<std::unique_ptr<Dialect>> Dialect::forDriver(const QString& driver)
 {
-    if (driver != QLatin1String("QSQLITE"))
+    std::unique_ptr<Dialect> dialect;
+    if (driver == QLatin1String("QSQLITE"))
+        dialect = std::make_unique<SqliteDialect>();
+    else if (driver == QLatin1String("QMYSQL"))
+        dialect = std::make_unique<MariaDbDialect>();
+    else
         return Status(
             ErrorCode::Configuration,
             QStringLiteral("the database driver \"%1\" is not one that this program knows").arg(driver));
     if (!QSqlDatabase::isDriverAvailable(driver))
         return Status(ErrorCode::Configuration,
                       QStringLiteral("the Qt SQL driver %1 is not installed").arg(driver));
-    return std::unique_ptr<Dialect>(std::make_unique<SqliteDialect>());
+    return dialect;
+}
+
+Status Dialect::checkTransport(const QSqlDatabase& /*connection*/, const DatabaseSettings& /*settings*/) const
+{
+    return {};
+}
+
+Status Dialect::inspect(const QSqlDatabase& /*connection*/, ServiceHealth& /*health*/) const
+{
+    return {};
+}
+
+Result<bool> Dialect::createDatabase(QSqlDatabase& /*connection*/, const DatabaseSettings& /*settings*/) const
+{
+    return false;
+}
+
+Dialect::FailureKind Dialect::kindOf(const QSqlError& /*error*/) const
+{
+    return FailureKind::Definite;
 }
 
 Status Dialect::run(const QSqlDatabase& connection, const char* sql) const

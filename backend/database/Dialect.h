@@ -34,6 +34,10 @@ public:
     /// Puts the settings into a connection that is not open yet.
     virtual Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const = 0;
 
+    /// Refuses a connection that was just opened and is not protected as the settings ask for.
+    [[nodiscard]] virtual Status checkTransport(const QSqlDatabase& connection,
+                                                const DatabaseSettings& settings) const;
+
     /// Refuses a database that is not one of this system's. Changes nothing.
     [[nodiscard]] virtual Status identify(const QSqlDatabase& connection) const = 0;
 
@@ -43,7 +47,23 @@ public:
     /// Thorough check of the stored data, for administration; slow on a large database.
     [[nodiscard]] virtual Status checkIntegrity(const QSqlDatabase& connection) const = 0;
 
+    /// Fills in what the connection tells of the engine: remote, encryption, topology.
+    virtual Status inspect(const QSqlDatabase& connection, ServiceHealth& health) const;
+
+    /// Makes the database that the settings name where a server does not have it; the connection is
+    /// configured and not open. @return whether it was made
+    virtual Result<bool> createDatabase(QSqlDatabase& connection, const DatabaseSettings& settings) const;
+
     [[nodiscard]] virtual const std::vector<MigrationStep>& migrations() const = 0;
+
+    /// Selects that take (1: it is ours) and give back a lock against others who change the schema: for
+    /// engines that commit each such change by itself. Null where a transaction keeps the others out.
+    struct SchemaLock
+    {
+        const char* takeSql;
+        const char* giveBackSql;
+    };
+    [[nodiscard]] virtual SchemaLock schemaLock() const { return {nullptr, nullptr}; }
 
     /// Begins a transaction that may write: one that cannot fail later because another writer was faster.
     [[nodiscard]] virtual const char* beginSql() const = 0;
@@ -61,7 +81,20 @@ public:
     /// has none.
     [[nodiscard]] virtual const char* dataVersionSql() const = 0;
 
+    /// Statement that tells whether a connection that was idle is still there; null where it cannot be lost.
+    [[nodiscard]] virtual const char* idleProbeSql() const { return nullptr; }
+
     [[nodiscard]] virtual ErrorCode classify(const QSqlError& error) const = 0;
+
+    /// What a failure leaves of the statement and of the connection.
+    enum class FailureKind {
+        Definite,      ///< not carried out; trying again would give the same
+        Contended,     ///< not carried out because of others; may be tried again
+        LostUnsent,    ///< the connection is lost, and the server has not seen the statement
+        LostRefused,   ///< the server has refused the statement and ended the connection
+        LostUnanswered ///< the connection is lost; the statement may have been carried out
+    };
+    [[nodiscard]] virtual FailureKind kindOf(const QSqlError& error) const;
 
     /// Runs one statement without the statement cache: for settings that an engine takes while it prepares.
     Status run(const QSqlDatabase& connection, const char* sql) const;

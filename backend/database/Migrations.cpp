@@ -51,7 +51,15 @@ Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& s
 
 Status migrate(Database& database, const std::vector<MigrationStep>& steps)
 {
-    return database.transaction([&] { return runMissingSteps(database, steps); });
+    // Without transactions there is nothing to prove and nothing to keep together where no step is missing.
+    if (!database.changesSchemaInTransactions()) {
+        const Result<int> version = database.schemaVersion();
+        if (!version.ok())
+            return version.status();
+        if (steps.empty() || version.value() == steps.back().version)
+            return {};
+    }
+    return database.changeSchema([&] { return runMissingSteps(database, steps); });
 }
 
 } // namespace KOZAV::Backend

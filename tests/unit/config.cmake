@@ -10,6 +10,7 @@ endfunction()
 
 zav_add_config_test(reading configReading.cpp)
 zav_add_config_test(writing configWriting.cpp)
+zav_add_config_test(passwords configPasswords.cpp)
 zav_add_config_test(site configSite.cpp)
 zav_add_config_test(services configServices.cpp)
 zav_add_c_locale_run(config_writing)

@@ -1,0 +1,43 @@
+#include "backend/config/Password.h"
+
+#include "backend/io/FileAccess.h"
+#include "backend/io/FileStamp.h"
+
+#include <QFile>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+constexpr qint64 longestFile = 4096;
+
+Status unusable(const QString& file, const QString& reason)
+{
+    return {ErrorCode::Configuration,
+            QStringLiteral("the password file \"%1\" cannot be used: %2").arg(file, reason)};
+}
+
+} // namespace
+
+Result<QString> readPassword(const QString& file, const char* variable)
+{
+    if (file.isEmpty())
+        return QString::fromUtf8(qgetenv(variable));
+    const QByteArray path = QFile::encodeName(file);
+    const Result<FileStamp> stamp = fileStamp(path.constData());
+    if (!stamp.ok())
+        return unusable(file, stamp.message());
+    if (stamp->othersMayRead)
+        return unusable(file, QStringLiteral("other users may read it; it must be for its owner alone "
+                                             "(chmod 600)"));
+    const Result<std::string> content = readSmallFile(path.toStdString(), longestFile);
+    if (!content.ok())
+        return unusable(file, content.message());
+    const QString password =
+        QString::fromStdString(content.value().substr(0, content.value().find_first_of("\r\n")));
+    if (password.isEmpty())
+        return unusable(file, QStringLiteral("its first line is empty"));
+    return password;
+}
+
+} // namespace KOZAV::Backend

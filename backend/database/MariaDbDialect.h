@@ -1,0 +1,40 @@
+#pragma once
+
+#include "backend/database/Dialect.h"
+
+namespace KOZAV::Backend {
+
+/// MariaDB, or a MySQL server of version 8.0.17 or later, through QMYSQL.
+///
+/// Every write is durable when its commit is answered, as far as the server syncs its log at each commit
+/// (innodb_flush_log_at_trx_commit = 1, the default); another setting is logged as a warning.
+class MariaDbDialect final : public Dialect
+{
+public:
+    [[nodiscard]] QString describe(const DatabaseSettings& settings) const override;
+    Status prepare(const DatabaseSettings& settings) const override;
+    Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
+    [[nodiscard]] Status checkTransport(const QSqlDatabase& connection,
+                                        const DatabaseSettings& settings) const override;
+    [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;
+    Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const override;
+    [[nodiscard]] Status checkIntegrity(const QSqlDatabase& connection) const override;
+    Status inspect(const QSqlDatabase& connection, ServiceHealth& health) const override;
+    Result<bool> createDatabase(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
+    [[nodiscard]] const std::vector<MigrationStep>& migrations() const override;
+    [[nodiscard]] SchemaLock schemaLock() const override;
+    [[nodiscard]] const char* beginSql() const override { return "START TRANSACTION"; }
+    [[nodiscard]] const char* durabilitySql(Durability durability) const override;
+    [[nodiscard]] const char* versionTableSql() const override;
+    [[nodiscard]] const char* engineVersionSql() const override;
+    [[nodiscard]] const char* dataVersionSql() const override { return nullptr; }
+    [[nodiscard]] const char* idleProbeSql() const override { return "DO 0"; }
+    [[nodiscard]] ErrorCode classify(const QSqlError& error) const override;
+    [[nodiscard]] FailureKind kindOf(const QSqlError& error) const override;
+
+private:
+    [[nodiscard]] Status checkSession(const QSqlDatabase& connection) const;
+    [[nodiscard]] Status checkReferences(const QSqlDatabase& connection) const;
+};
+
+} // namespace KOZAV::Backend
