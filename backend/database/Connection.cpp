@@ -197,12 +197,12 @@ Status Connection::use(Durability wanted)
     return {};
 }
 
-Status Connection::begin()
+Status Connection::begin(const char* sql)
 {
     for (int turn = 1;; ++turn) {
         if (Status ready = refresh(); !ready.ok())
             return located(ready);
-        const Attempt outcome = attemptPlain(m_dialect->beginSql());
+        const Attempt outcome = attemptPlain(sql);
         m_inTransaction = outcome.status.ok();
         if (m_inTransaction || turn == attemptsAtMost || !mayRepeat(outcome, Purpose::Read))
             return located(outcome.status);

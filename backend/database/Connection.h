@@ -54,7 +54,8 @@ public:
         Connection& m_connection;
     };
 
-    Status begin();
+    /// @param sql  one of the two texts that the dialect has for it
+    Status begin(const char* sql);
     Status commit();
     void rollback();
     [[nodiscard]] bool inTransaction() const { return m_inTransaction; }

@@ -209,11 +209,23 @@ Status Database::transaction(const std::function<Status()>& work, Durability dur
             Status(ErrorCode::Internal, QStringLiteral("a transaction is open already")));
     if (Status status = connection.use(durability); !status.ok())
         return status;
-    if (Status status = connection.begin(); !status.ok())
+    if (Status status = connection.begin(connection.dialect().beginSql()); !status.ok())
         return status;
     OpenTransaction open(connection);
     Status outcome = work();
     return outcome.ok() ? open.commit() : outcome;
+}
+
+Status Database::snapshot(const std::function<Status()>& work)
+{
+    Connection& connection = d->connection;
+    if (connection.inTransaction())
+        return connection.located(
+            Status(ErrorCode::Internal, QStringLiteral("a transaction is open already")));
+    if (Status status = connection.begin(connection.dialect().beginReadSql()); !status.ok())
+        return status;
+    const OpenTransaction open(connection);
+    return work();
 }
 
 Status Database::changeSchema(const std::function<Status()>& work)

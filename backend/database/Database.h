@@ -54,6 +54,10 @@ public:
     /// it take the transaction's durability, whatever theirs. Transactions do not nest: Internal.
     Status transaction(const std::function<Status()>& work, Durability durability = Durability::Immediate);
 
+    /// Runs work, which only reads here: it sees the rows as they were at one moment, and others may write
+    /// meanwhile. Does not nest either.
+    Status snapshot(const std::function<Status()>& work);
+
     /// Runs work, which makes or changes tables, while no other program does: in one transaction where the
     /// engine can undo such changes, otherwise under a lock; work must then be able to run again after it was
     /// interrupted.

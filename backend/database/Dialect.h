@@ -68,6 +68,9 @@ public:
     /// Begins a transaction that may write: one that cannot fail later because another writer was faster.
     [[nodiscard]] virtual const char* beginSql() const = 0;
 
+    /// Begins a transaction that only reads: it sees the rows of one moment and keeps nobody from writing.
+    [[nodiscard]] virtual const char* beginReadSql() const { return "START TRANSACTION READ ONLY"; }
+
     /// Statement to run outside a transaction before writes of that durability; null where none is needed.
     [[nodiscard]] virtual const char* durabilitySql(Durability durability) const = 0;
 

@@ -137,6 +137,9 @@ Status MariaDbDialect::startSession(const QSqlDatabase& connection, const Databa
         return status;
     if (Status status = run(connection, sessionSql(settings).toLatin1().constData()); !status.ok())
         return status;
+    if (Status status = run(connection, "SET SESSION TRANSACTION ISOLATION LEVEL REPEATABLE READ");
+        !status.ok())
+        return status;
     return checkSession(connection);
 }
 

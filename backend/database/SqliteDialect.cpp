@@ -134,6 +134,11 @@ const char* SqliteDialect::beginSql() const
     return "BEGIN IMMEDIATE";
 }
 
+const char* SqliteDialect::beginReadSql() const
+{
+    return "BEGIN DEFERRED";
+}
+
 const char* SqliteDialect::durabilitySql(Durability durability) const
 {
     return durability == Durability::Immediate ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL";

@@ -21,6 +21,7 @@ public:
     [[nodiscard]] Status checkIntegrity(const QSqlDatabase& connection) const override;
     [[nodiscard]] const std::vector<MigrationStep>& migrations() const override;
     [[nodiscard]] const char* beginSql() const override;
+    [[nodiscard]] const char* beginReadSql() const override;
     [[nodiscard]] const char* durabilitySql(Durability durability) const override;
     [[nodiscard]] const char* versionTableSql() const override;
     [[nodiscard]] const char* engineVersionSql() const override;
