@@ -272,7 +272,11 @@ Result<int> Database::schemaVersion()
     });
     if (!status.ok() || tables == 0)
         return status.ok() ? Result<int>(0) : Result<int>(status);
-    Result<int> version(Status(ErrorCode::Corrupt, QStringLiteral("the table schema_version is empty")));
+    // Where each step is committed by itself the table is there before its row.
+    Result<int> version =
+        changesSchemaInTransactions()
+            ? Result<int>(Status(ErrorCode::Corrupt, QStringLiteral("the table schema_version is empty")))
+            : Result<int>(0);
     status = query("SELECT version FROM schema_version", {}, [&](const QSqlQuery& row) {
         version = row.value(0).toInt();
         return false;

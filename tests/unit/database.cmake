@@ -16,3 +16,7 @@ zav_add_database_test(durability databaseDurability.cpp)
 zav_add_database_test(full_disk databaseFullDisk.cpp)
 zav_add_database_test(companies databaseCompanies.cpp)
 zav_add_database_test(listings databaseListings.cpp)
+if(TARGET zav_mariadb_test_support)
+  zav_add_test(database_mariadb SOURCES databaseMariaDb.cpp LIBRARIES zav_database_test_support zav_mariadb_test_support
+               LABELS database)
+endif()

@@ -1,0 +1,104 @@
+#include "backend/config/SitePlaces.h"
+
+#include "backend/io/FileStamp.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <algorithm>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+bool isSameFile(const QString& one, const QString& other)
+{
+    const Result<FileStamp> first = fileStamp(QFile::encodeName(one).constData());
+    const Result<FileStamp> second = fileStamp(QFile::encodeName(other).constData());
+    if (!first.ok() || !second.ok())
+        return one == other;
+    return first->device == second->device && first->inode == second->inode;
+}
+
+/// One name for all that lead to this machine.
+QString hostKey(const QString& host)
+{
+    static const QRegularExpression loopback(
+        QStringLiteral("^(localhost|::1|\\[::1\\]|127(\\.[0-9]{1,3}){3})$"));
+    const QString name = host.toLower();
+    return loopback.match(name).hasMatch() ? QStringLiteral("localhost") : name;
+}
+
+/// The servers that a MongoDB URI names, without user and password.
+QStringList serversOf(const QString& uri)
+{
+    const QString behindScheme = uri.section(QStringLiteral("://"), 1);
+    const QString authority =
+        behindScheme.section(QLatin1Char('/'), 0, 0).section(QLatin1Char('?'), 0, 0);
+    // A password may hold an "@", and whatever else if it is not written as a URI asks for.
+    return authority.section(QLatin1Char('@'), -1).split(QLatin1Char(','));
+}
+
+QString serverKey(const QString& server)
+{
+    static const QRegularExpression parts(QStringLiteral("^(\\[[^\\]]*\\]|[^:]*)(?::([0-9]+))?"));
+    const QRegularExpressionMatch match = parts.match(server);
+    const QString port = match.captured(2).isEmpty() ? QStringLiteral("27017") : match.captured(2);
+    return hostKey(match.captured(1)) + QLatin1Char(':') + port;
+}
+
+QStringList serverKeys(const QString& uri)
+{
+    QStringList keys;
+    for (const QString& server : serversOf(uri))
+        keys << serverKey(server);
+    std::sort(keys.begin(), keys.end());
+    return keys;
+}
+
+} // namespace
+
+QString placeOf(const DatabaseSettings& settings)
+{
+    if (settings.driver == QLatin1String("QSQLITE"))
+        return settings.file;
+    return QStringLiteral("%1:%2/%3").arg(settings.host).arg(settings.port).arg(settings.name);
+}
+
+QString placeOf(const DocumentStoreSettings& settings)
+{
+    if (settings.kind == QLatin1String("local"))
+        return settings.root;
+    return serversOf(settings.uri).join(QLatin1Char(',')) + QLatin1Char('/') + settings.database;
+}
+
+bool isSamePlace(const DatabaseSettings& one, const DatabaseSettings& other)
+{
+    if (one.driver != other.driver)
+        return false;
+    if (one.driver == QLatin1String("QSQLITE"))
+        return isSameFile(one.file, other.file);
+    return hostKey(one.host) == hostKey(other.host) && one.port == other.port && one.name == other.name;
+}
+
+bool isSamePlace(const DocumentStoreSettings& one, const DocumentStoreSettings& other)
+{
+    if (one.kind != other.kind || one.database != other.database || one.fileStore != other.fileStore)
+        return false;
+    if (one.kind == QLatin1String("local"))
+        return isSameFile(one.root, other.root);
+    return serverKeys(one.uri) == serverKeys(other.uri);
+}
+
+Status requireDatabaseFile(const DatabaseSettings& settings)
+{
+    if (settings.driver != QLatin1String("QSQLITE") || QFileInfo::exists(settings.file))
+        return {};
+    return Status(ErrorCode::Configuration,
+                  QStringLiteral("there is no database \"%1\"; \"zav_admin init\" makes one")
+                      .arg(settings.file));
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/config/Settings.h"
+#include "kozav_backend_export.h"
+
+#include <QString>
+
+namespace KOZAV::Backend {
+
+/// Where the rows or the stored files of a site lie, in words; holds no password.
+KOZAV_BACKEND_EXPORT QString placeOf(const DatabaseSettings& settings);
+KOZAV_BACKEND_EXPORT QString placeOf(const DocumentStoreSettings& settings);
+
+/// Whether both settings lead to the same rows, or to the same stored files, as far as the settings tell:
+/// links between paths are followed, other names of a server are not looked up.
+KOZAV_BACKEND_EXPORT bool isSamePlace(const DatabaseSettings& one, const DatabaseSettings& other);
+KOZAV_BACKEND_EXPORT bool isSamePlace(const DocumentStoreSettings& one, const DocumentStoreSettings& other);
+
+/// Configuration where the file of an embedded database is missing: opening it would make an empty site in
+/// the place of a wrong path.
+KOZAV_BACKEND_EXPORT Status requireDatabaseFile(const DatabaseSettings& settings);
+
+} // namespace KOZAV::Backend
