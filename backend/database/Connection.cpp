@@ -1,6 +1,7 @@
 #include "backend/database/Connection.h"
 
 #include "backend/Operation.h"
+#include "backend/database/BoundText.h"
 
 #include <QSqlError>
 #include <QUuid>
@@ -85,6 +86,8 @@ Status Connection::execute(const char* sql, const QVariantList& values, Purpose 
 Connection::Attempt Connection::attempt(StatementCache::Use& statement, const char* sql,
                                         const QVariantList& values)
 {
+    if (m_dialect->writesValuesIntoText())
+        return attemptText(statement, sql, values);
     if (!statement.prepare(m_handle)) {
         Attempt unprepared = failed(sql, statement.query().lastError());
         if (unprepared.kind == FailureKind::LostUnanswered)
@@ -94,6 +97,21 @@ Connection::Attempt Connection::attempt(StatementCache::Use& statement, const ch
     for (int i = 0; i < values.size(); ++i)
         statement.query().bindValue(i, bindable(values.at(i)));
     if (!statement.query().exec())
+        return failed(sql, statement.query().lastError());
+    m_sinceUse.start();
+    return {};
+}
+
+Connection::Attempt Connection::attemptText(StatementCache::Use& statement, const char* sql,
+                                            const QVariantList& values)
+{
+    QVariantList bound;
+    for (const QVariant& value : values)
+        bound.append(bindable(value));
+    const Result<QString> text = boundText(*m_handle.driver(), sql, bound);
+    if (!text.ok())
+        return {text.status(), FailureKind::Definite};
+    if (!statement.runText(m_handle, text.value()))
         return failed(sql, statement.query().lastError());
     m_sinceUse.start();
     return {};

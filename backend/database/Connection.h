@@ -85,6 +85,7 @@ private:
     [[nodiscard]] bool isDoubtful() const;
     [[nodiscard]] bool isAlive();
     Attempt attempt(StatementCache::Use& statement, const char* sql, const QVariantList& values);
+    Attempt attemptText(StatementCache::Use& statement, const char* sql, const QVariantList& values);
     Attempt attemptPlain(const char* sql);
     Attempt failed(const char* sql, const QSqlError& error);
     [[nodiscard]] bool mayRepeat(const Attempt& attempt, Purpose purpose) const;

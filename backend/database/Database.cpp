@@ -2,6 +2,7 @@
 
 #include "backend/database/Connection.h"
 #include "backend/database/Dialect.h"
+#include "backend/text/IsoTime.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -324,7 +325,7 @@ Status Database::checkIntegrity()
 
 QString rowTime()
 {
-    return QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    return QString::fromLatin1(isoTime(QDateTime::currentDateTimeUtc()));
 }
 
 } // namespace KOZAV::Backend

@@ -84,6 +84,10 @@ public:
     /// has none.
     [[nodiscard]] virtual const char* dataVersionSql() const = 0;
 
+    /// Whether values travel within the text of a statement, quoted by the driver, and not beside it: for
+    /// drivers that ask the server twice to run a prepared statement.
+    [[nodiscard]] virtual bool writesValuesIntoText() const { return false; }
+
     /// Statement that tells whether a connection that was idle is still there; null where it cannot be lost.
     [[nodiscard]] virtual const char* idleProbeSql() const { return nullptr; }
 

@@ -150,11 +150,14 @@ Status MariaDbDialect::checkSession(const QSqlDatabase& connection) const
                                      " @@GLOBAL.innodb_flush_log_at_trx_commit")) ||
         !session.next())
         return Status(classify(session.lastError()), session.lastError().databaseText());
-    if (!session.value(0).toString().contains(QLatin1String("STRICT_ALL_TABLES")) ||
+    // The driver quotes a backslash with another one; ANSI quotes would not change what it writes.
+    const QString mode = session.value(0).toString();
+    if (!mode.contains(QLatin1String("STRICT_ALL_TABLES")) ||
+        mode.contains(QLatin1String("NO_BACKSLASH_ESCAPES")) ||
         session.value(1).toString() != QLatin1String("utf8mb4"))
         return Status(ErrorCode::Configuration,
-                      QStringLiteral("the server does not keep the strict mode and the character set that a "
-                                     "session asks for, and could store texts that are cut off"));
+                      QStringLiteral("the server does not keep the mode and the character set that a session "
+                                     "asks for, and could store other texts than it is given"));
     if (session.value(2).toString() != QLatin1String("1"))
         warnOfDeferredFlush(session.value(2).toString());
     return {};

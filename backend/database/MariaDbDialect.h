@@ -28,6 +28,7 @@ public:
     [[nodiscard]] const char* versionTableSql() const override;
     [[nodiscard]] const char* engineVersionSql() const override;
     [[nodiscard]] const char* dataVersionSql() const override { return nullptr; }
+    [[nodiscard]] bool writesValuesIntoText() const override { return true; }
     [[nodiscard]] const char* idleProbeSql() const override { return "DO 0"; }
     [[nodiscard]] ErrorCode classify(const QSqlError& error) const override;
     [[nodiscard]] FailureKind kindOf(const QSqlError& error) const override;

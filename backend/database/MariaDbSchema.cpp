@@ -12,7 +12,8 @@ namespace {
 
 // The widest that an index takes beside others: a name of 255 characters, four bytes each.
 #define KEY_TEXT "VARCHAR(255)"
-#define LONG_TEXT "TEXT"
+// Beyond what a statement carries with a server's usual settings.
+#define LONG_TEXT "MEDIUMTEXT"
 #define TIME_TEXT "VARCHAR(32)"
 
 // The first of all, with a comment that marks the database as one of this system's.

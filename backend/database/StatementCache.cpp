@@ -34,4 +34,12 @@ bool StatementCache::Use::prepare(const QSqlDatabase& connection)
     return m_prepared;
 }
 
+bool StatementCache::Use::runText(const QSqlDatabase& connection, const QString& text)
+{
+    // Read to its end at once (not forward only): the connection is free for other statements meanwhile.
+    m_query = QSqlQuery(connection);
+    m_prepared = false;
+    return m_query.exec(text);
+}
+
 } // namespace KOZAV::Backend

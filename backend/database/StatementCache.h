@@ -23,6 +23,8 @@ public:
         Q_DISABLE_COPY(Use)
 
         bool prepare(const QSqlDatabase& connection);
+        /// Runs a text that holds its values; such a statement is not kept.
+        bool runText(const QSqlDatabase& connection, const QString& text);
         QSqlQuery& query() { return m_query; }
 
     private:

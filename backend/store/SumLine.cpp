@@ -1,6 +1,7 @@
 #include "backend/store/SumLine.h"
 
 #include "backend/io/Sha256.h"
+#include "backend/text/IsoTime.h"
 
 #include <QList>
 
@@ -8,8 +9,8 @@ namespace KOZAV::Backend {
 
 std::string formatSumLine(const StoredFile& file)
 {
-    const QByteArray storedAt = file.storedAt.toUTC().toString(Qt::ISODateWithMs).toLatin1();
-    const QByteArray line = file.sha256 + ' ' + QByteArray::number(file.length) + ' ' + storedAt + '\n';
+    const QByteArray line =
+        file.sha256 + ' ' + QByteArray::number(file.length) + ' ' + isoTime(file.storedAt) + '\n';
     return line.toStdString();
 }
 

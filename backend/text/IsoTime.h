@@ -1,0 +1,14 @@
+#pragma once
+
+#include "kozav_backend_export.h"
+
+#include <QByteArray>
+#include <QDateTime>
+
+namespace KOZAV::Backend {
+
+/// A time in UTC as ISO 8601 with milliseconds and a trailing "Z", as QDateTime writes it for the years 0 to
+/// 9999, in a small part of its time: rows and stored files carry many of them. Empty for an invalid time.
+KOZAV_BACKEND_EXPORT QByteArray isoTime(const QDateTime& time);
+
+} // namespace KOZAV::Backend
