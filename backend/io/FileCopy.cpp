@@ -1,8 +1,8 @@
 #include "backend/io/FileCopy.h"
 
 #include "backend/io/FileAccess.h"
-#include "backend/io/FileInfo.h"
 #include "backend/io/Sha256.h"
+#include "backend/io/SourceWatch.h"
 #include "backend/io/SystemError.h"
 
 #include <algorithm>
@@ -21,12 +21,6 @@ struct Target
     const FileDescriptor* file = nullptr;
     const std::string* path = nullptr;
 };
-
-Status changedWhileRead(const std::string& path)
-{
-    return Status(ErrorCode::ChangedWhileRead,
-                  QStringLiteral("Cannot read %1: it was changed while it was read").arg(displayPath(path)));
-}
 
 /// One pass over a file. While one block is hashed on a second thread, it is written and the next one is
 /// read.
@@ -61,17 +55,14 @@ private:
 
 Result<ContentDigest> CopyPass::run()
 {
-    const auto before = fileInfo(m_source, m_sourcePath);
-    if (!before.ok())
-        return before.status();
-    m_expectedLength = before->length;
+    const auto watch = SourceWatch::begin(m_source, m_sourcePath);
+    if (!watch.ok())
+        return watch.status();
+    m_expectedLength = watch->length();
     if (Status transferred = transfer(); !transferred.ok())
         return transferred;
-    const auto after = fileInfo(m_source, m_sourcePath);
-    if (!after.ok())
-        return after.status();
-    if (!after->isSameState(before.value()) || m_length != m_expectedLength)
-        return changedWhileRead(m_sourcePath);
+    if (Status unchanged = watch->end(m_length); !unchanged.ok())
+        return unchanged;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
         return Status(ErrorCode::Internal,

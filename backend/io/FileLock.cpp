@@ -10,17 +10,45 @@
 
 namespace KOZAV::Backend {
 
+namespace {
+
+FileDescriptor openLockFile(const std::string& path)
+{
+    return FileDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+}
+
+/// @return 0 or the error number
+int lockFile(const FileDescriptor& file, int operation)
+{
+    while (::flock(file.get(), operation) != 0)
+        if (errno != EINTR)
+            return errno;
+    return 0;
+}
+
+} // namespace
+
 Result<FileLock> FileLock::acquire(const std::string& path)
 {
-    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    FileDescriptor file = openLockFile(path);
     if (!file.isOpen())
         return systemFailure(errno, QStringLiteral("open"), path);
-    int locked = ::flock(file.get(), LOCK_EX);
-    while (locked != 0 && errno == EINTR)
-        locked = ::flock(file.get(), LOCK_EX);
-    if (locked != 0)
-        return systemFailure(errno, QStringLiteral("lock"), path);
+    if (const int error = lockFile(file, LOCK_EX); error != 0)
+        return systemFailure(error, QStringLiteral("lock"), path);
     return FileLock(std::move(file));
+}
+
+Result<std::optional<FileLock>> FileLock::tryAcquire(const std::string& path)
+{
+    FileDescriptor file = openLockFile(path);
+    if (!file.isOpen())
+        return systemFailure(errno, QStringLiteral("open"), path);
+    const int error = lockFile(file, LOCK_EX | LOCK_NB);
+    if (error == EWOULDBLOCK)
+        return std::optional<FileLock>();
+    if (error != 0)
+        return systemFailure(error, QStringLiteral("lock"), path);
+    return std::optional<FileLock>(FileLock(std::move(file)));
 }
 
 } // namespace KOZAV::Backend

@@ -4,6 +4,7 @@
 #include "backend/io/FileDescriptor.h"
 #include "kozav_backend_export.h"
 
+#include <optional>
 #include <string>
 
 namespace KOZAV::Backend {
@@ -15,6 +16,9 @@ class KOZAV_BACKEND_EXPORT FileLock final
 public:
     /// Waits until the lock file at path, made where there is none, is ours.
     static Result<FileLock> acquire(const std::string& path);
+
+    /// The same without waiting; nothing where somebody else has it.
+    static Result<std::optional<FileLock>> tryAcquire(const std::string& path);
 
 private:
     explicit FileLock(FileDescriptor file)

@@ -2,6 +2,9 @@
 
 #include "backend/io/CallGuard.h"
 #include "backend/store/LocalDocumentStore.h"
+#ifdef ZAV_WITH_MONGODB
+#include "backend/store/gridfs/GridFsDocumentStore.h"
+#endif
 
 #include <QFile>
 
@@ -19,11 +22,16 @@ OpenedStore openLocal(const DocumentStoreSettings& settings)
     return LocalDocumentStore::open(QFile::encodeName(settings.root).toStdString());
 }
 
-OpenedStore openMongoDb(const DocumentStoreSettings&)
+OpenedStore openMongoDb(const DocumentStoreSettings& settings)
 {
+#ifdef ZAV_WITH_MONGODB
+    return GridFsDocumentStore::open(settings);
+#else
+    Q_UNUSED(settings)
     return Status(
         ErrorCode::Configuration,
         QStringLiteral("document_store/kind is \"mongodb\", but this build has no MongoDB support"));
+#endif
 }
 
 struct StoreKind

@@ -9,7 +9,9 @@
 #include "backend/io/Folder.h"
 #include "backend/io/SystemError.h"
 #include "backend/io/TempFile.h"
+#include "backend/store/StoreFailures.h"
 #include "backend/store/StoreNames.h"
+#include "backend/store/TargetFile.h"
 
 #include <utility>
 
@@ -19,28 +21,22 @@ namespace {
 
 using Addition = LocalStoreFolder::Addition;
 
-Status notStored(const StoreLocation& location, const std::string& name)
-{
-    return Status(ErrorCode::NotFound,
-                  QStringLiteral("%1 has no file named %2").arg(locationText(location), displayPath(name)));
-}
-
 /// A place for a copy of the source in the folder, if there is room for it.
 Result<TempFile> tempFileFor(const FileDescriptor& source, const std::string& sourcePath,
-                             const std::string& folder, TempFile::Access access)
+                             const std::string& folder)
 {
     const auto info = fileInfo(source, sourcePath);
     if (!info.ok())
         return info.status();
     if (Status roomy = requireFreeSpace(folder, info->length); !roomy.ok())
         return roomy;
-    return TempFile::create(folder, access);
+    return TempFile::create(folder);
 }
 
 Result<Addition> addCopy(const LocalStoreFolder& folder, const std::string& name,
                          const FileDescriptor& source, const std::string& sourcePath)
 {
-    auto temp = tempFileFor(source, sourcePath, folder.tempFolder(), TempFile::Access::ThisUser);
+    auto temp = tempFileFor(source, sourcePath, folder.tempFolder());
     if (!temp.ok())
         return temp.status();
     const auto digest = copyFile(source, sourcePath, temp->descriptor(), folder.dataPath(name));
@@ -120,21 +116,14 @@ Status copyOut(const LocalStoreFolder& folder, const StoredFile& file, const std
     const auto data = openForReading(dataPath);
     if (!data.ok())
         return data.status();
-    const std::string targetFolder = parentFolder(localPath);
-    auto temp = tempFileFor(data.value(), dataPath, targetFolder, TempFile::Access::AsUserDefault);
-    // NotFound says that the store has no such file; a missing target folder is another matter.
-    if (!temp.ok())
-        return temp.code() == ErrorCode::NotFound ? Status(ErrorCode::InvalidArgument, temp.message())
-                                                  : temp.status();
-    const auto digest = copyFile(data.value(), dataPath, temp->descriptor(), localPath);
+    auto target = TargetFile::create(localPath, file.length);
+    if (!target.ok())
+        return target.status();
+    const auto digest = copyFile(data.value(), dataPath, target->descriptor(), localPath);
     if (!digest.ok())
         return digest.status();
-    if (Status same = folder.checkDigest(file, digest.value()); !same.ok())
-        return same;
-    if (Status completed = temp->complete(file.length); !completed.ok())
-        return completed;
-    const Status replaced = temp->replace(localPath);
-    return replaced.ok() ? syncFolder(targetFolder) : replaced;
+    const Status same = folder.checkDigest(file, digest.value());
+    return same.ok() ? target->finish() : same;
 }
 
 } // namespace

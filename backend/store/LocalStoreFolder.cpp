@@ -6,9 +6,8 @@
 #include "backend/io/FileNames.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
-#include "backend/io/SystemError.h"
 #include "backend/io/TempFile.h"
-#include "backend/store/StoreNames.h"
+#include "backend/store/StoreFailures.h"
 #include "backend/store/SumLine.h"
 
 #include <algorithm>
@@ -54,8 +53,7 @@ Result<FileLock> LocalStoreFolder::lock() const
 
 Status LocalStoreFolder::corrupt(const std::string& name, const QString& reason) const
 {
-    return Status(ErrorCode::Corrupt, QStringLiteral("The stored file %1 of %2 is damaged: %3")
-                                          .arg(displayPath(name), locationText(m_location), reason));
+    return damagedFile(m_location, name, reason);
 }
 
 Result<std::optional<StoredFile>> LocalStoreFolder::stored(const std::string& name) const
@@ -103,8 +101,7 @@ Status LocalStoreFolder::checkDigest(const StoredFile& file, const ContentDigest
 {
     if (digest == ContentDigest{file.length, file.sha256})
         return {};
-    return corrupt(file.name, QStringLiteral("its SHA-256 is %1 instead of %2")
-                                  .arg(QString::fromLatin1(digest.sha256), QString::fromLatin1(file.sha256)));
+    return otherSha256(m_location, file, digest.sha256);
 }
 
 /// Checks that the data is what its sum says, and brings it to the disk: whoever stored it may have been
@@ -128,9 +125,7 @@ Result<LocalStoreFolder::Addition> LocalStoreFolder::acceptSame(const StoredFile
                                                                 const ContentDigest& digest) const
 {
     if (digest != ContentDigest{existing.length, existing.sha256})
-        return Status(ErrorCode::AlreadyExists,
-                      QStringLiteral("%1 already has a file named %2 with other content")
-                          .arg(locationText(m_location), displayPath(existing.name)));
+        return otherContent(m_location, existing.name);
     if (Status verified = verify(existing); !verified.ok())
         return verified;
     return Addition{existing, false};

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/store/DocumentStore.h"
+#include "backend/store/gridfs/Bson.h"
+#include "backend/store/gridfs/BsonView.h"
+#include "backend/store/gridfs/ChunkBatch.h"
+#include "backend/store/gridfs/GridFsFile.h"
+#include "backend/store/gridfs/GridFsServer.h"
+#include "backend/store/gridfs/MongoHandles.h"
+#include "backend/store/gridfs/MongoWrite.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+/// The two collections of one location, over one connection: every request that a store makes of them.
+///
+/// Reads ask the primary. Writes are answered once a majority of the servers has them in its journal. No
+/// request is sent twice but by the library under the protocol's rules for that, and a read whose connection
+/// turns out to be closed at once.
+class GridFsBucket final
+{
+public:
+    GridFsBucket(mongoc_client_t* client, const GridFsServer& server, StoreLocation location);
+
+    [[nodiscard]] const StoreLocation& location() const { return m_location; }
+
+    /// Makes the indexes where they are missing; both collections with them.
+    Status makeIndexes();
+
+    /// The file of a name: the newest revision. Nothing where there is none.
+    Result<std::optional<GridFsFile>> newest(const std::string& name);
+    /// All revisions of a name, oldest first.
+    Result<std::vector<GridFsFile>> revisions(const std::string& name);
+    /// The newest revision of every name, by name.
+    Result<std::vector<StoredFile>> files();
+    /// Whether there is a files document with this identifier.
+    Result<bool> hasFile(const GridFsId& id);
+
+    using Visit = std::function<Status(const BsonView& document)>;
+    /// Calls visit for the chunks of a file, by number, until it fails.
+    /// @param atOnce  chunks that one reply may hold
+    Status visitChunks(const GridFsId& id, int atOnce, const Visit& visit);
+
+    MongoWrite insertChunks(ChunkBatch& batch);
+    /// Refused with AlreadyExists where a file of ours has the name.
+    MongoWrite insertFile(const GridFsFile& file);
+    /// Success where there is none.
+    MongoWrite removeFile(const GridFsId& id);
+    /// Success where there are none.
+    Status removeChunks(const GridFsId& id);
+
+    /// Succeeds when everything that this connection has seen is as durable as a write of ours.
+    Status confirm();
+
+private:
+    using Removal = bool (*)(mongoc_collection_t*, const bson_t*, const bson_t*, bson_t*, bson_error_t*);
+
+    [[nodiscard]] MongoCollection collection(mongoc_client_t* client, const char* suffix) const;
+    [[nodiscard]] Status failure(const QString& action, const bson_error_t& error) const;
+    Status query(const MongoCollection& collection, const Bson& filter, const Bson& options,
+                 const Visit& visit);
+    Status queryOnce(const MongoCollection& collection, const Bson& filter, const Bson& options,
+                     const Visit& visit);
+    Status createIndex(const char* suffix, const Bson& index, bool needed);
+    MongoWrite remove(Removal removal, const MongoCollection& collection, const Bson& filter);
+    [[nodiscard]] MongoWrite inserted(bool success, const Bson& reply, const bson_error_t& error,
+                                      size_t expected) const;
+    [[nodiscard]] MongoWrite ended(bool success, const Bson& reply, const bson_error_t& error,
+                                   const QString& action) const;
+
+    mongoc_client_t* m_client;
+    const GridFsServer* m_server;
+    StoreLocation m_location;
+    MongoWriteConcern m_concern;
+    MongoCollection m_files;
+    MongoCollection m_chunks;
+};
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/store/gridfs/GridFsServer.h"
+#include "backend/store/gridfs/MongoHandles.h"
+
+#include <mutex>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+/// The connections of a store. Each serves one operation of one thread at a time and is kept for the next.
+class GridFsClients final
+{
+public:
+    explicit GridFsClients(GridFsServer server);
+    Q_DISABLE_COPY(GridFsClients)
+
+    /// A connection for one operation; it goes back when this ends.
+    class Lease final
+    {
+    public:
+        Lease(MongoClient client, GridFsClients* home);
+        Lease(Lease&& other) noexcept = default;
+        Lease& operator=(Lease&& other) = delete;
+        ~Lease();
+        Q_DISABLE_COPY(Lease)
+
+        [[nodiscard]] mongoc_client_t* get() const { return m_client.get(); }
+
+    private:
+        MongoClient m_client;
+        GridFsClients* m_home; ///< null: the connection ends with the lease
+    };
+
+    /// No server has to be there: the first request looks for one.
+    Result<Lease> lease();
+
+    /// A new connection with short time-outs, for a look at what a lost one has left behind.
+    [[nodiscard]] Result<Lease> recoveryLease() const;
+
+    [[nodiscard]] const GridFsServer& server() const { return m_server; }
+
+private:
+    [[nodiscard]] Result<MongoClient> connection(const mongoc_uri_t* uri) const;
+    void giveBack(MongoClient client);
+
+    const GridFsServer m_server;
+    std::mutex m_mutex;
+    std::vector<MongoClient> m_free; ///< guarded by m_mutex
+};
+
+} // namespace KOZAV::Backend

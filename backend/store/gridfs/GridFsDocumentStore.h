@@ -1,0 +1,53 @@
+#pragma once
+
+#include "backend/store/DocumentStore.h"
+#include "backend/store/gridfs/GridFsClients.h"
+#include "backend/store/gridfs/GridFsLeftovers.h"
+#include "backend/store/gridfs/GridFsSession.h"
+
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+
+namespace KOZAV::Backend {
+
+/// A document store in MongoDB: every location is a GridFS bucket (docs/store-layout.md). Threads and
+/// processes may use the same location at the same time.
+///
+/// The servers need not be there when it is opened; a call that does not reach them fails with Unavailable
+/// within the time-outs of the URI. A put whose last answer is lost, and cannot be found out, fails with
+/// OutcomeUnknown.
+class GridFsDocumentStore final : public DocumentStore
+{
+public:
+    /// Configuration where the settings cannot be used.
+    static Result<std::unique_ptr<DocumentStore>> open(const DocumentStoreSettings& settings);
+
+    Result<StoredFile> put(const StoreLocation& location, const std::string& name,
+                           const std::string& localPath) override;
+    Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
+                             const std::string& localPath) override;
+    Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) override;
+    Result<StoredFile> find(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<StoredFile>> list(const StoreLocation& location) override;
+    Status remove(const StoreLocation& location, const std::string& name) override;
+    Result<ServiceHealth> health() override;
+
+private:
+    explicit GridFsDocumentStore(GridFsServer server);
+
+    Result<GridFsSession> session(const StoreLocation& location);
+    Result<GridFsSession> sessionFor(const StoreLocation& location, const std::string& name);
+    Status makeIndexesOnce(GridFsBucket& bucket);
+    Result<GridFsFile> usableFile(GridFsBucket& bucket, const std::string& name);
+    Status removeRevision(GridFsBucket& bucket, const GridFsFile& file);
+    Status clarifyRemoval(const StoreLocation& location, const GridFsFile& file, const Status& failure);
+
+    GridFsClients m_clients;
+    GridFsLeftovers m_leftovers;
+    std::mutex m_mutex;
+    std::set<std::pair<std::string, std::string>> m_indexed; ///< locations with indexes; guarded by m_mutex
+};
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,137 @@
+#include "backend/store/gridfs/GridFsDownload.h"
+
+#include "backend/store/StoreFailures.h"
+#include "backend/store/gridfs/GridFsSizes.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+/// Chunks that make about one block, so that one is fetched while another is processed.
+int chunksAtOnce(qint64 chunkSize)
+{
+    return static_cast<int>(std::clamp<qint64>(gridFsFetchBytes / chunkSize, 2, gridFsMostChunksAtOnce));
+}
+
+} // namespace
+
+GridFsDownload::GridFsDownload(GridFsBucket& bucket, const GridFsFile& file, Sink sink)
+    : m_bucket(bucket)
+    , m_file(file)
+    , m_sink(std::move(sink))
+    , m_blockSize(std::clamp<qint64>(file.stored().length, 1, gridFsFetchBytes))
+{
+}
+
+Result<ContentDigest> GridFsDownload::run()
+{
+    if (!m_file.damage().isEmpty())
+        return damaged(m_file.damage());
+    const Status visited = m_bucket.visitChunks(m_file.id(), chunksAtOnce(m_file.chunkSize()),
+                                                [this](const BsonView& chunk) { return takeChunk(chunk); });
+    if (!visited.ok())
+        return visited;
+    if (Status finished = finish(); !finished.ok())
+        return finished;
+    const ContentDigest digest{m_length, m_sha256.result()};
+    if (digest.sha256.isEmpty())
+        return Status(ErrorCode::Internal, QStringLiteral("Cannot calculate a SHA-256"));
+    const QByteArray& expected = m_file.stored().sha256;
+    if (!expected.isEmpty() && digest.sha256 != expected)
+        return otherSha256(m_bucket.location(), m_file.stored(), digest.sha256);
+    return digest;
+}
+
+Status GridFsDownload::takeChunk(const BsonView& chunk)
+{
+    const auto number = chunk.wholeNumber("n");
+    const auto content = chunk.binary("data");
+    if (!number || !content)
+        return damaged(QStringLiteral("chunk %1 has no number or no data").arg(m_chunks));
+    if (content->size == 0 && m_length == m_file.stored().length)
+        return {}; // some programs end a file with an empty chunk
+    if (Status fits = checkChunk(*number, content->size); !fits.ok())
+        return fits;
+    ++m_chunks;
+    return take(content->data, content->size);
+}
+
+Status GridFsDownload::checkChunk(qint64 number, qint64 size) const
+{
+    const qint64 expected = std::min(m_file.chunkSize(), m_file.stored().length - m_length);
+    if (expected == 0)
+        return damaged(QStringLiteral("it has more than its %1 bytes").arg(m_length));
+    if (number > m_chunks)
+        return damaged(QStringLiteral("chunk %1 is missing").arg(m_chunks));
+    if (number < m_chunks)
+        return damaged(QStringLiteral("chunk %1 is there twice").arg(number));
+    if (size != expected)
+        return damaged(QStringLiteral("chunk %1 has %2 bytes instead of %3")
+                           .arg(QString::number(number), QString::number(size), QString::number(expected)));
+    return {};
+}
+
+Status GridFsDownload::take(const char* bytes, qint64 size)
+{
+    m_length += size;
+    while (size > 0) {
+        Block& block = filling();
+        if (!block.bytes)
+            block.bytes.reset(
+                new char[static_cast<size_t>(m_blockSize)]); // NOLINT(modernize-make-unique): left unset
+        const qint64 part = std::min(size, m_blockSize - block.size);
+        std::memcpy(block.bytes.get() + block.size, bytes, static_cast<size_t>(part));
+        block.size += part;
+        bytes += part;
+        size -= part;
+        const bool more = size > 0 || m_length < m_file.stored().length;
+        if (block.size == m_blockSize && more) {
+            if (Status handed = handOver(); !handed.ok())
+                return handed;
+        }
+    }
+    return {};
+}
+
+/// Has the full block processed on a second thread, and turns to the other one.
+Status GridFsDownload::handOver()
+{
+    if (Status before = processed(); !before.ok())
+        return before;
+    m_processing = std::async(std::launch::async, [this, &block = filling()] { return process(block); });
+    m_turn = 1 - m_turn;
+    filling().size = 0;
+    return {};
+}
+
+Status GridFsDownload::finish()
+{
+    if (m_length != m_file.stored().length)
+        return damaged(QStringLiteral("chunk %1 is missing").arg(m_chunks));
+    const Status before = processed();
+    return before.ok() ? process(filling()) : before;
+}
+
+Status GridFsDownload::process(const Block& block)
+{
+    if (block.size == 0)
+        return {};
+    m_sha256.add(block.bytes.get(), block.size);
+    return m_sink(block.bytes.get(), block.size);
+}
+
+Status GridFsDownload::processed()
+{
+    return m_processing.valid() ? m_processing.get() : Status();
+}
+
+Status GridFsDownload::damaged(const QString& reason) const
+{
+    return damagedFile(m_bucket.location(), m_file.stored().name, reason);
+}
+
+} // namespace KOZAV::Backend
