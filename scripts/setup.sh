@@ -7,14 +7,17 @@ set -euo pipefail
 
 build_packages=(
   build-essential cmake ninja-build pkg-config python3
-  qtbase5-dev libqt5sql5-sqlite
-  libzip-dev libdeflate-dev zlib1g-dev libssl-dev libarchive-dev
+  qtbase5-dev libqt5sql5-sqlite libqt5sql5-mysql
+  libzip-dev libdeflate-dev zlib1g-dev libssl-dev libarchive-dev libmongoc-dev
   fonts-noto-cjk unzip
 )
 test_packages=(
   clang-format clang-tidy git
   sqlite3 zip libarchive-tools strace util-linux procps
   xvfb xauth
+  # The servers of the tests. The core packages are the programs alone: installing them starts no server.
+  mariadb-server-core mariadb-client-core libmariadb-dev openssl
+  python3-pymongo python3-gridfs python3-bson python3-mockupdb
 )
 
 wanted=("${build_packages[@]}")

@@ -5,6 +5,7 @@
 #include "backend/database/Database.h"
 #include "backend/database/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
+#include "tests/support/SiteEngines.h"
 
 #include <QFile>
 #include <QTest>
@@ -14,11 +15,6 @@ namespace KOZAV::Test {
 using namespace Backend;
 
 namespace {
-
-QString combination()
-{
-    return QString::fromLatin1(qgetenv("ZAV_CONTRACT_SITE"));
-}
 
 void require(const Status& status)
 {
@@ -47,15 +43,14 @@ QString field(const char* name, int value)
 
 bool ContractSite::isAvailable(QString& reason)
 {
-    if (combination().isEmpty() || combination() == QLatin1String("sqlite/local"))
-        return true;
-    reason = QStringLiteral("this program cannot make a site \"%1\"").arg(combination());
-    return false;
+    reason = SiteEngines::problem();
+    return reason.isEmpty();
 }
 
 ContractSite::ContractSite()
 {
     require(createDefaultSettings(configuration(), folder() + QStringLiteral("/data")));
+    SiteEngines::applyTo(configuration());
     configure(QStringLiteral("user/id"), QStringLiteral("7"));
     join(configuration());
 }

@@ -10,13 +10,12 @@
 
 namespace KOZAV::Test {
 
-/// A fresh site for the services to work on, of the combination of engines that $ZAV_CONTRACT_SITE names
-/// ("sqlite/local" where it names none). Only this class knows how a site is made and looked into; the tests
-/// know the services.
+/// A fresh site for the services to work on, on the engines of this test program (see SiteEngines). Only this
+/// class knows how a site is made and looked into; the tests know the services.
 class ContractSite final
 {
 public:
-    /// Whether this program can make a site of the named combination; otherwise why not.
+    /// Whether this program can make a site on the named engines; otherwise why not.
     static bool isAvailable(QString& reason);
 
     /// Makes the site and has the services of this process work on it.

@@ -1,6 +1,6 @@
 # What the services promise, tested through their headers alone, on every combination of engines.
 zav_add_test(
-  contract_sqlite_local
+  contract SITES
   SOURCES contract.cpp
           ContractSite.cpp
           ContractProcess.cpp
@@ -15,6 +15,5 @@ zav_add_test(
           JobFlowContract.cpp
           PackContract.cpp
           UiServicesContract.cpp
-  LIBRARIES ZavImport::kozav_backend Qt5::Sql
+  LIBRARIES zav_site_test_support Qt5::Sql
   LABELS contract)
-set_property(TEST contract_sqlite_local APPEND PROPERTY ENVIRONMENT "ZAV_CONTRACT_SITE=sqlite/local")

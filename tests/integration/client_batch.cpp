@@ -1,6 +1,6 @@
 // The client's batch run, as a script starts it.
 
-#include "tests/support/EmbeddedSite.h"
+#include "tests/support/FreshSite.h"
 
 #include <QDir>
 #include <QImage>
@@ -21,7 +21,7 @@ struct ClientRun
     QString output;
 };
 
-ClientRun runClient(const EmbeddedSite& site, const QStringList& arguments)
+ClientRun runClient(const FreshSite& site, const QStringList& arguments)
 {
     QProcess client;
     client.setProcessChannelMode(QProcess::MergedChannels);
@@ -56,7 +56,7 @@ private Q_SLOTS:
 
 void ClientBatch::allImportedEndsWithZero()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲公司"));
     writeFile(site.path(QStringLiteral("batch/甲公司/one.tgz")), "one");
     writeFile(site.path(QStringLiteral("batch/甲公司/two/file")), "two");
@@ -77,7 +77,7 @@ void ClientBatch::allImportedEndsWithZero()
 
 void ClientBatch::everyEntryThatIsNotImportedIsToldWithItsReason()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     const QString batch = site.path(QStringLiteral("batch"));
     writeFile(batch + QStringLiteral("/甲/good.tgz"), "good");
@@ -119,7 +119,7 @@ void ClientBatch::everyEntryThatIsNotImportedIsToldWithItsReason()
 
 void ClientBatch::picturesOfTheWindow()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     writeFile(site.path(QStringLiteral("batch/甲/good.tgz")), "good");
     const QString pictures = site.path(QStringLiteral("pictures"));
@@ -137,7 +137,7 @@ void ClientBatch::picturesOfTheWindow()
 
 void ClientBatch::notADirectory()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     const ClientRun client =
         runClient(site, {QStringLiteral("--batch"), site.path(QStringLiteral("absent"))});
     QCOMPARE(client.exitCode, 2);
@@ -146,7 +146,7 @@ void ClientBatch::notADirectory()
 
 void ClientBatch::brokenConfiguration()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     QByteArray text = contentOf(site.configuration());
     const int port = text.indexOf("\nport = ");
     QVERIFY(port > 0);

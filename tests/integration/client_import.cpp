@@ -1,7 +1,7 @@
 // The client's import of one waiting job, as a script starts it.
 
 #include "samples/JobGenerator.h"
-#include "tests/support/EmbeddedSite.h"
+#include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
 #include "tests/support/RobotPeer.h"
 
@@ -48,7 +48,7 @@ public:
         return client.exitCode();
     }
 
-    EmbeddedSite site;
+    FreshSite site;
     QString output;
 };
 

@@ -1,7 +1,7 @@
 // Imports at the edges of what a site meets: names, companies, robots, stores that refuse.
 
-#include "tests/support/EmbeddedSite.h"
 #include "tests/support/FolderTree.h"
+#include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
 #include "tests/support/RobotPeer.h"
 
@@ -63,7 +63,7 @@ void ImportEdges::namesComeBack_data()
 void ImportEdges::namesComeBack()
 {
     QFETCH(QString, name);
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     const QString folder = site.path(QStringLiteral("batch/甲/")) + name;
     writeFile(folder + QLatin1Char('/') + name, "content of a file named like the job");
@@ -99,7 +99,7 @@ void ImportEdges::companyNamesAreOnlyText_data()
 void ImportEdges::companyNamesAreOnlyText()
 {
     QFETCH(QString, name);
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("OTHER"), QStringLiteral("ACME boards"));
     site.addCompany(QStringLiteral("AB"), name);
     writeFile(site.path(QStringLiteral("batch/")) + name + QStringLiteral("/job.tgz"), "archive");
@@ -135,7 +135,7 @@ void ImportEdges::robotThatCannotBeReached()
     QFETCH(int, requests);
     const RobotPeer::Mode peerMode = mode < 0 ? RobotPeer::Mode::Silent : RobotPeer::Mode(mode);
     RobotPeer peer(peerMode);
-    const EmbeddedSite site;
+    const FreshSite site;
     site.configure(QStringLiteral("robot/host"), host);
     site.configure(QStringLiteral("robot/port"),
                    QString::number(mode < 0 ? RobotPeer::closedPort() : peer.port()));
@@ -161,7 +161,7 @@ void ImportEdges::robotThatCannotBeReached()
 
 void ImportEdges::folderThatCannotBePackedLeavesNoWaitingJob()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     const QString folder = site.path(QStringLiteral("batch/甲/job"));
     writeFile(folder + QStringLiteral("/matrix/matrix"), "STEP {}");
@@ -186,7 +186,7 @@ void ImportEdges::folderThatCannotBePackedLeavesNoWaitingJob()
 
 void ImportEdges::emptyFolderIsImported()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     QVERIFY(QDir().mkpath(site.path(QStringLiteral("batch/甲/empty"))));
 
@@ -205,7 +205,7 @@ void ImportEdges::emptyFolderIsImported()
 
 void ImportEdges::unknownCompanyLeavesOnlyStoredFiles()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     writeFile(site.path(QStringLiteral("batch/乙/one.tgz")), "one");
     writeFile(site.path(QStringLiteral("batch/乙/two/file")), "two");

@@ -1,8 +1,8 @@
 // Real jobs through the real panel into a real database and store, and back.
 
 #include "services/common/Common.h"
-#include "tests/support/EmbeddedSite.h"
 #include "tests/support/FolderTree.h"
+#include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
 
 #include <QDir>
@@ -72,7 +72,7 @@ private Q_SLOTS:
 
 void ImportRealJobs::batchOfFoldersAndArchives()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("HX"), company);
     const QString batch = site.path(QStringLiteral("batch"));
     const QString companyPath = batch + QLatin1Char('/') + company;
@@ -148,7 +148,7 @@ void ImportRealJobs::batchOfFoldersAndArchives()
 
 void ImportRealJobs::singleFolderKeepsItsManifest()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("HX"), company);
     const QString folder = unpack(realJobs().constFirst(), site.path(QStringLiteral("jobs")));
     writeManifest(folder);
@@ -180,7 +180,7 @@ void ImportRealJobs::singleArchives_data()
 void ImportRealJobs::singleArchives()
 {
     QFETCH(QString, suffix);
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("HX"), company);
     const QString file = site.path(QStringLiteral("board.rev.2.") + suffix);
     QVERIFY(QFile::copy(realJob(realJobs().constFirst()), file));

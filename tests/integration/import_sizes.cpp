@@ -1,7 +1,7 @@
 // Imports of real sizes: many jobs, many files in a job, one huge file.
 
-#include "tests/support/EmbeddedSite.h"
 #include "tests/support/FolderTree.h"
+#include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
 
 #include <QDir>
@@ -25,7 +25,7 @@ private Q_SLOTS:
 void ImportSizes::tenThousandJobsInACompany()
 {
     constexpr int count = 10000;
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     const QString companyPath = site.path(QStringLiteral("batch/甲/"));
     QVERIFY(QDir().mkpath(companyPath));
@@ -53,7 +53,7 @@ void ImportSizes::tenThousandJobsInACompany()
 void ImportSizes::twentyThousandFilesInAJob()
 {
     constexpr int count = 20000;
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     const QString folder = site.path(QStringLiteral("batch/甲/job"));
     for (int i = 0; i < count; ++i) {
@@ -83,7 +83,7 @@ void ImportSizes::twentyThousandFilesInAJob()
 void ImportSizes::fiveGigabytesInAFile()
 {
     constexpr qint64 size = 5LL * 1024 * 1024 * 1024;
-    const EmbeddedSite site;
+    const FreshSite site;
     site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
     const QString folder = site.path(QStringLiteral("batch/甲/job"));
     QVERIFY(QDir().mkpath(folder));

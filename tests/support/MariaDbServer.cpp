@@ -94,13 +94,12 @@ void MariaDbServer::makeDataFolder() const
 {
     QProcess install;
     install.setProcessChannelMode(QProcess::MergedChannels);
-    install.start(QStringLiteral(ZAV_MARIADB_INSTALL_DB),
-                  {QStringLiteral("--no-defaults"), QStringLiteral("--datadir=") + inFolder("data"),
-                   QStringLiteral("--user=") + systemUser(),
-                   QStringLiteral("--auth-root-authentication-method=socket"),
-                   QStringLiteral("--auth-root-socket-user=") + systemUser(),
-                   QStringLiteral("--skip-test-db"), QStringLiteral("--skip-name-resolve"),
-                   QStringLiteral("--innodb-log-file-size=16M")});
+    install.start(
+        QStringLiteral(ZAV_MARIADB_INSTALL_DB),
+        {QStringLiteral("--no-defaults"), QStringLiteral("--datadir=") + inFolder("data"),
+         QStringLiteral("--user=") + systemUser(), QStringLiteral("--auth-root-authentication-method=socket"),
+         QStringLiteral("--auth-root-socket-user=") + systemUser(), QStringLiteral("--skip-test-db"),
+         QStringLiteral("--skip-name-resolve"), QStringLiteral("--innodb-log-file-size=16M")});
     if (!install.waitForFinished(waitMs) || install.exitCode() != 0)
         qFatal("mariadb-install-db: %s%s", install.readAll().constData(), qPrintable(install.errorString()));
 }
@@ -215,7 +214,8 @@ DatabaseSettings MariaDbServer::makeDatabase()
     for (const QString& sql :
          {QStringLiteral("CREATE DATABASE %1").arg(settings.user),
           QStringLiteral("CREATE USER %1 IDENTIFIED BY '%2'").arg(account, password),
-          QStringLiteral("GRANT SELECT, INSERT, UPDATE, DELETE, CREATE, ALTER, INDEX, REFERENCES ON %1.* TO %2")
+          QStringLiteral(
+              "GRANT SELECT, INSERT, UPDATE, DELETE, CREATE, ALTER, INDEX, REFERENCES ON %1.* TO %2")
               .arg(settings.user, account)})
         if (!run({}, sql))
             qFatal("the server does not carry out: %s", qPrintable(sql.section(QLatin1Char('\''), 0, 0)));
@@ -255,8 +255,9 @@ int MariaDbServer::killConnections() const
         QSqlQuery order(connection);
         for (const QString& id : qAsConst(ids))
             (void)order.exec(QStringLiteral("KILL ") + id); // one that has ended by itself is as good
-        const QString left = QLatin1String(connectionsOfAccounts) +
-                             QStringLiteral(" AND id IN (0%1)").arg(QLatin1Char(',') + ids.join(QLatin1Char(',')));
+        const QString left =
+            QLatin1String(connectionsOfAccounts) +
+            QStringLiteral(" AND id IN (0%1)").arg(QLatin1Char(',') + ids.join(QLatin1Char(',')));
         const QDeadlineTimer deadline(waitMs);
         while (!ids.isEmpty() && open.exec(left) && open.next() && !deadline.hasExpired()) {
         }

@@ -17,9 +17,9 @@ struct MariaDbOptions
     QStringList arguments;
 };
 
-/// A MariaDB server of its own: an empty data folder, reached through a free port of 127.0.0.1 and a socket in
-/// its private folder, ended with this object or with this program. It keeps what it has answered as the server
-/// of a site does. Ends the test program where the server cannot be started.
+/// A MariaDB server of its own: an empty data folder, reached through a free port of 127.0.0.1 and a socket
+/// in its private folder, ended with this object or with this program. It keeps what it has answered as the
+/// server of a site does. Ends the test program where the server cannot be started.
 class MariaDbServer final
 {
 public:
@@ -30,7 +30,8 @@ public:
     [[nodiscard]] quint16 port() const { return m_port; }
     [[nodiscard]] qint64 processId() const { return m_process.processId(); }
 
-    /// Makes an empty database and an account that has the rights there which a site's account needs, no more.
+    /// Makes an empty database and an account that has the rights there which a site's account needs, no
+    /// more.
     Backend::DatabaseSettings makeDatabase();
     /// Has a configuration file name that database.
     static void writeTo(const QString& configuration, const Backend::DatabaseSettings& settings);

@@ -38,9 +38,9 @@ TestAuthority::Identity TestAuthority::server() const
     if (!QFile::exists(identity.certificate))
         makeCertificate(identity.key, identity.certificate,
                         {QStringLiteral("-subj"), QStringLiteral("/CN=localhost"), QStringLiteral("-addext"),
-                         QStringLiteral("subjectAltName=IP:127.0.0.1,DNS:localhost"), QStringLiteral("-addext"),
-                         QStringLiteral("basicConstraints=critical,CA:FALSE"), QStringLiteral("-CA"),
-                         certificate(), QStringLiteral("-CAkey"),
+                         QStringLiteral("subjectAltName=IP:127.0.0.1,DNS:localhost"),
+                         QStringLiteral("-addext"), QStringLiteral("basicConstraints=critical,CA:FALSE"),
+                         QStringLiteral("-CA"), certificate(), QStringLiteral("-CAkey"),
                          m_folder.filePath(QStringLiteral("ca.key"))});
     return identity;
 }

@@ -1,11 +1,14 @@
-#include "tests/support/EmbeddedSite.h"
+#include "tests/support/FreshSite.h"
 
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/store/DocumentStore.h"
 #include "services/common/Common.h"
+#include "tests/support/GridFsPeer.h"
+#include "tests/support/SiteEngines.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 
 namespace KOZAV::Test {
@@ -33,47 +36,71 @@ Backend::Database& database()
     return *valueOf(Site::current().database());
 }
 
+/// The file that a local store keeps a stored file's content in.
+QString dataFileOf(const QString& storedName)
+{
+    const auto settings = valueOf(Site::current().settings());
+    QDirIterator files(settings.documentStore.root, {storedName}, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        if (const QString path = files.next(); path.contains(QStringLiteral("/files/")))
+            return path;
+    }
+    qFatal("the store has no file %s", qUtf8Printable(storedName));
+    return {};
+}
+
+void overwrite(const QString& path)
+{
+    constexpr int behindTheBeginning = 100;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite) || !file.seek(behindTheBeginning) || file.write("damage") < 0)
+        qFatal("%s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
+}
+
 } // namespace
 
-EmbeddedSite::EmbeddedSite()
+FreshSite::FreshSite()
 {
+    if (const QString problem = SiteEngines::problem(); !problem.isEmpty())
+        qFatal("%s", qUtf8Printable(problem));
     require(Backend::createDefaultSettings(configuration(), path(QStringLiteral("data"))));
+    SiteEngines::applyTo(configuration());
     Site::current().setConfigurationPath(configuration());
     database();
     valueOf(Site::current().documentStore());
 }
 
-EmbeddedSite::~EmbeddedSite()
+FreshSite::~FreshSite()
 {
     Site::current().close();
 }
 
-QString EmbeddedSite::configuration() const
+QString FreshSite::configuration() const
 {
     return path(QStringLiteral("zav.ini"));
 }
 
-void EmbeddedSite::addCompany(const QString& code, const QString& name) const
+void FreshSite::addCompany(const QString& code, const QString& name) const
 {
     valueOf(Backend::addCompany(database(), code, name));
 }
 
-void EmbeddedSite::configure(const QString& key, const QString& value) const
+void FreshSite::configure(const QString& key, const QString& value) const
 {
     require(Backend::writeSetting(configuration(), key, value));
 }
 
-std::vector<Backend::JobRecord> EmbeddedSite::jobs() const
+std::vector<Backend::JobRecord> FreshSite::jobs() const
 {
     return valueOf(Backend::listJobs(database(), {}));
 }
 
-std::vector<Backend::OrigFileRecord> EmbeddedSite::origFiles() const
+std::vector<Backend::OrigFileRecord> FreshSite::origFiles() const
 {
     return valueOf(Backend::listOrigFiles(database()));
 }
 
-Backend::CompanyRecord EmbeddedSite::company(const QString& code) const
+Backend::CompanyRecord FreshSite::company(const QString& code) const
 {
     for (const auto& record : valueOf(Backend::listCompanies(database()))) {
         if (record.code == code)
@@ -83,7 +110,7 @@ Backend::CompanyRecord EmbeddedSite::company(const QString& code) const
     return {};
 }
 
-QString EmbeddedSite::fetch(const Backend::JobRecord& job) const
+QString FreshSite::fetch(const Backend::JobRecord& job) const
 {
     QDir().mkpath(path(QStringLiteral("fetched")));
     const QString target = path(QStringLiteral("fetched/")) + job.storedName;
@@ -94,7 +121,7 @@ QString EmbeddedSite::fetch(const Backend::JobRecord& job) const
     return status == 0 ? target : QString();
 }
 
-QStringList EmbeddedSite::storedNames() const
+QStringList FreshSite::storedNames() const
 {
     const auto settings = valueOf(Site::current().settings());
     const Backend::StoreLocation location{settings.documentStore.database.toStdString(),
@@ -103,6 +130,18 @@ QStringList EmbeddedSite::storedNames() const
     for (const auto& file : valueOf(valueOf(Site::current().documentStore())->list(location)))
         names << QString::fromStdString(file.name);
     return names;
+}
+
+QString FreshSite::damage(const QString& storedName)
+{
+    GridFsPeer* server = SiteEngines::fileServer();
+    if (!server)
+        overwrite(dataFileOf(storedName));
+    else if (!server->refusal().isEmpty())
+        return server->refusal();
+    else
+        server->alterChunk(storedName, 0, QStringLiteral("flip"));
+    return {};
 }
 
 QByteArray contentOf(const QString& path)

@@ -11,15 +11,16 @@
 
 namespace KOZAV::Test {
 
-/// A fresh site in a directory of its own (SQLite, local store), which the services of this process work on
-/// until the object ends. Ends the test program where the site cannot be made.
-class EmbeddedSite final
+/// A fresh site on the engines of this test program (see SiteEngines), with a directory of its own, which the
+/// services of this process work on until the object ends. Ends the test program where the site cannot be
+/// made.
+class FreshSite final
 {
 public:
-    EmbeddedSite();
-    ~EmbeddedSite();
-    EmbeddedSite(const EmbeddedSite&) = delete;
-    EmbeddedSite& operator=(const EmbeddedSite&) = delete;
+    FreshSite();
+    ~FreshSite();
+    FreshSite(const FreshSite&) = delete;
+    FreshSite& operator=(const FreshSite&) = delete;
 
     /// A path below the site's directory, for what a test makes itself.
     [[nodiscard]] QString path(const QString& name) const { return m_directory.filePath(name); }
@@ -36,6 +37,9 @@ public:
     [[nodiscard]] QString fetch(const Backend::JobRecord& job) const;
     /// The names that the store holds.
     [[nodiscard]] QStringList storedNames() const;
+    /// Changes the content of a stored file behind the store's back.
+    /// @return why this store's cannot be changed; empty where it was
+    [[nodiscard]] static QString damage(const QString& storedName);
 
 private:
     QTemporaryDir m_directory;

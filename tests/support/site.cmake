@@ -1,7 +1,10 @@
-# A fresh site on the real backend.
-add_library(zav_site_test_support STATIC EmbeddedSite.cpp FolderTree.cpp)
+# A fresh site on the real backend, on any of its engines.
+add_library(zav_site_test_support STATIC FolderTree.cpp FreshSite.cpp ServiceWatch.cpp SiteEngines.cpp)
 zav_compile_options(zav_site_test_support)
-target_link_libraries(zav_site_test_support PUBLIC kozav_backend Qt5::Core PRIVATE Qt5::Sql)
+target_link_libraries(
+  zav_site_test_support
+  PUBLIC kozav_backend zav_gridfs_test_support zav_mariadb_test_support Qt5::Core
+  PRIVATE Qt5::Sql)
 
 if(ZAV_BUILD_PANELS)
   # The file import panel over whatever services the program is linked with.

@@ -1,0 +1,332 @@
+// Service calls while the database server fails, refuses, or is not what the configuration says.
+
+#include "backend/Site.h"
+#include "backend/config/Settings.h"
+#include "backend/database/Database.h"
+#include "services/bll/Odbpp_CompanyBll.h"
+#include "services/bll/Odbpp_JobFlowBll.h"
+#include "services/bll/Odbpp_OrigFilesBll.h"
+#include "services/dbs_api/DBS_API.h"
+#include "services/ui/ZAV_StdCommon.h"
+#include "tests/contract/ImportSteps.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/FreshSite.h"
+#include "tests/support/MariaDbServer.h"
+#include "tests/support/ServiceWatch.h"
+#include "tests/support/SiteEngines.h"
+#include "tests/support/TestAuthority.h"
+
+#include <QFile>
+#include <QTcpServer>
+#include <QTest>
+
+#include <functional>
+#include <future>
+#include <memory>
+
+using namespace KOZAV;
+using namespace KOZAV::Test;
+using namespace KOZAV::DataLib;
+
+namespace {
+
+constexpr int connectSeconds = 1;
+constexpr int readSeconds = 2;
+constexpr int writeSeconds = 2;
+/// What one call may take by the configuration, and the time to do the rest of it on a machine that is busy.
+constexpr qint64 longestCallMs = (connectSeconds + readSeconds + writeSeconds + 2) * 1000;
+
+const std::string companyName = "华兴";
+constexpr const char* fourByteText = "\xF0\x9F\x93\xA6\xF0\xA0\x80\x8B";
+
+MariaDbServer& server()
+{
+    return *SiteEngines::rowServer();
+}
+
+void setTimeouts(const FreshSite& site)
+{
+    site.configure(QStringLiteral("database/connect_timeout"), QString::number(connectSeconds));
+    site.configure(QStringLiteral("database/read_timeout"), QString::number(readSeconds));
+    site.configure(QStringLiteral("database/write_timeout"), QString::number(writeSeconds));
+}
+
+/// Calls of the services, each with what it takes to succeed.
+struct ServiceCall
+{
+    const char* operation;
+    bool writes;
+    std::function<bool(const ImportedJob& job, const std::string& file)> run;
+};
+
+const std::vector<ServiceCall>& serviceCalls()
+{
+    static const std::vector<ServiceCall> calls = {
+        {"Odbpp_CompanyBll::select", false,
+         [](const auto&, const auto&) {
+             std::vector<Model::Odbpp_Company> found;
+             return BLL::Odbpp_CompanyBll().select({}, {}, found) && !found.empty();
+         }},
+        {"Odbpp_JobFlowBll::select", false,
+         [](const auto&, const auto&) {
+             std::vector<Model::Odbpp_JobFlow> found;
+             return BLL::Odbpp_JobFlowBll().select({}, {}, found) && !found.empty();
+         }},
+        {"getInputJobList", false,
+         [](const auto&, const auto&) { return !UI::ZAV_StdCommon::interface()->getInputJobList().empty(); }},
+        {"inputCompanies", true,
+         [](const auto& job, const auto&) {
+             std::string name = job.companyName;
+             return BLL::Odbpp_CompanyBll().inputCompanies(name, 1, job.jobNumber + 1);
+         }},
+        {"UpdateBatchNumber", true,
+         [](const auto& job, const auto&) { return BLL::Odbpp_CompanyBll().UpdateBatchNumber(2, job.companyId); }},
+        {"inputOrigFile", true,
+         [](const auto& job, const auto&) {
+             return BLL::Odbpp_OrigFilesBll().inputOrigFile("another", "board", job.storedName, "tgz",
+                                                            job.companyCode, 0, 1);
+         }},
+        {"insertflowbeforeorigfile", true,
+         [](const auto&, const auto&) {
+             return !BLL::Odbpp_JobFlowBll().insertflowbeforeorigfile("board", 1, "F1", "another").empty();
+         }},
+        {"UpdateOrigFileGuid", true,
+         [](const auto& job, const auto&) {
+             return BLL::Odbpp_JobFlowBll().UpdateOrigFileGuid(job.origFileGuid, job.flowGuid);
+         }},
+        {"UpdateLastOdbppImportMongoFsGuid", true,
+         [](const auto& job, const auto&) {
+             return BLL::Odbpp_JobFlowBll().UpdateLastOdbppImportMongoFsGuid(job.origFileGuid, job.flowGuid);
+         }},
+        {"updateUploadBatchNum", true,
+         [](const auto& job, const auto&) { return BLL::Odbpp_JobFlowBll().updateUploadBatchNum(4, job.flowGuid); }},
+        {"UpdateState", true,
+         [](const auto& job, const auto&) { return BLL::Odbpp_JobFlowBll().UpdateState(1, 1, 2, job.flowGuid); }},
+        {"UpdatePreImportOrCheckTime", true,
+         [](const auto& job, const auto&) {
+             return BLL::Odbpp_JobFlowBll().UpdatePreImportOrCheckTime(job.flowGuid, 1, 0, "", 1, "", 0, "");
+         }},
+        {"inputJobCompress", true, [](const auto& job, const auto&) { return addCompressRow(job); }},
+        {"kozav_upload_prefile2mysql", true,
+         [](const auto& job, const auto&) {
+             return !DBS_API::kozav_upload_prefile2mysql(job.flowGuid, "", "", "", "", 1, "").empty();
+         }},
+        {"kozav_reupload_robot_tgz", true,
+         [](const auto& job, const auto& file) {
+             return DBS_API::kozav_reupload_robot_tgz(file, job.generatedName, 1, "who");
+         }},
+    };
+    return calls;
+}
+
+bool anyCompany()
+{
+    return serviceCalls().front().run({}, {});
+}
+
+/// Everything that has been logged.
+QString logged()
+{
+    QStringList all;
+    for (const QtMsgType type : {QtDebugMsg, QtInfoMsg, QtWarningMsg, QtCriticalMsg})
+        all << CapturedLog::of(type);
+    return all.join(QLatin1Char('\n'));
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(const ServiceCall*)
+
+class MariaDbFaults final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() { qputenv("ZAV_TEST_SITE", "mariadb/local"); }
+    void init();
+    void cleanup();
+
+    void everyCallSucceedsUndisturbed_data() { addCalls(); }
+    void everyCallSucceedsUndisturbed();
+    void serverIsDown_data() { addCalls(); }
+    void serverIsDown();
+    void serverIsHalted_data() { addCalls(); }
+    void serverIsHalted();
+    void connectionIsLost_data() { addCalls(); }
+    void connectionIsLost();
+    void rowsAreLockedByAnother_data() { addCalls(); }
+    void rowsAreLockedByAnother();
+    void connectionIsKilledDuringACall_data() { addCalls(); }
+    void connectionIsKilledDuringACall();
+    void serverIsRestarted();
+    void completeImportOutlivesACrash();
+
+    void nobodyAnswersAtThePort();
+    void nobodyListensAtThePort();
+    void configurationIsWrong_data();
+    void configurationIsWrong();
+    void encryptionThatTheServerDoesNotHave();
+    void encryptionOfAnotherAuthority();
+    void encryptionOfTheRightAuthority();
+
+    void serverIsReadOnly();
+    void serverHasNoRoom();
+    void packetIsTooLarge();
+    void textIsTooLong();
+    void serverHasNoStrictMode();
+    void idleConnectionIsEndedByTheServer();
+
+private:
+    static void addCalls();
+    void mended();
+    [[nodiscard]] QString reasonOf(const char* operation) const;
+    bool refused(const char* operation, const QString& words);
+
+    std::unique_ptr<FreshSite> m_site;
+    std::unique_ptr<CapturedLog> m_log;
+    std::unique_ptr<ServiceWatch> m_watch;
+    std::string m_file;
+    ImportedJob m_whole;     ///< imported before the fault
+    ImportedJob m_unfinished; ///< the same up to its last row
+    QString m_password;
+};
+
+void MariaDbFaults::init()
+{
+    m_site = std::make_unique<FreshSite>();
+    setTimeouts(*m_site);
+    m_site->addCompany(QStringLiteral("HX"), QString::fromStdString(companyName));
+    QFile file(m_site->path(QStringLiteral("board.tgz")));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("not much of a board") > 0);
+    m_file = QFile::encodeName(file.fileName()).toStdString();
+    file.close();
+    m_whole = importArchive(companyName, m_file);
+    QVERIFY(m_whole.complete);
+    m_unfinished = beginJob(companyName);
+    QVERIFY(!m_unfinished.flowGuid.empty());
+    m_unfinished.storedName = m_whole.storedName;
+    m_unfinished.origFileGuid = m_whole.origFileGuid;
+    m_unfinished.suffix = "tgz";
+    const auto passwordFile =
+        Backend::readSetting(m_site->configuration(), QStringLiteral("database/password_file"));
+    m_password = QString::fromUtf8(contentOf(passwordFile.value()));
+    m_log = std::make_unique<CapturedLog>();
+    m_watch = std::make_unique<ServiceWatch>();
+}
+
+void MariaDbFaults::cleanup()
+{
+    const QString log = logged();
+    m_watch.reset();
+    m_log.reset();
+    m_site.reset();
+    QVERIFY(!m_password.isEmpty());
+    QVERIFY2(!log.contains(m_password), "the password is in the log");
+}
+
+void MariaDbFaults::addCalls()
+{
+    QTest::addColumn<const ServiceCall*>("call");
+    for (const ServiceCall& call : serviceCalls())
+        QTest::newRow(call.operation) << &call;
+}
+
+/// Why a call has failed; empty where that was not logged.
+QString MariaDbFaults::reasonOf(const char* operation) const
+{
+    for (const QString& failure : m_watch->failures()) {
+        const QString reason = failure.section(QStringLiteral(": "), 1);
+        if (failure.startsWith(QLatin1String(operation) + QStringLiteral(": ")) && !reason.isEmpty() &&
+            logged().contains(reason))
+            return reason;
+    }
+    return {};
+}
+
+/// Whether a call has failed in time, with a reason in the log that holds the words.
+bool MariaDbFaults::refused(const char* operation, const QString& words)
+{
+    const QString reason = reasonOf(operation);
+    if (!reason.isEmpty() && reason.contains(words) && m_watch->longestCallMs() <= longestCallMs)
+        return true;
+    qWarning("%s failed after %lld ms for: %s", operation, m_watch->longestCallMs(), qUtf8Printable(reason));
+    return false;
+}
+
+/// The fault is over: the next whole import works, and each row refers to what is there.
+void MariaDbFaults::mended()
+{
+    const ImportedJob next = importArchive(companyName, m_file);
+    QVERIFY2(next.complete, qUtf8Printable(m_watch->failures().join(QLatin1Char('\n'))));
+    QCOMPARE(next.jobNumber, m_site->company(QStringLiteral("HX")).jobCount);
+    const Backend::Status rows = Backend::Site::current().database().value()->checkIntegrity();
+    QVERIFY2(rows.ok(), qUtf8Printable(rows.message()));
+    const QStringList stored = m_site->storedNames();
+    for (const auto& file : m_site->origFiles())
+        QVERIFY2(stored.contains(file.storedName), qUtf8Printable(file.storedName));
+    for (const auto& job : m_site->jobs())
+        QVERIFY(!job.complete || contentOf(m_site->fetch(job)) == "not much of a board");
+}
+
+void MariaDbFaults::everyCallSucceedsUndisturbed()
+{
+    QFETCH(const ServiceCall*, call);
+    QVERIFY(call->run(m_unfinished, m_file));
+    QCOMPARE(m_watch->failures(), QStringList());
+    mended();
+}
+
+void MariaDbFaults::serverIsDown()
+{
+    QFETCH(const ServiceCall*, call);
+    server().kill();
+    const bool succeeded = call->run(m_unfinished, m_file);
+    server().restart();
+    QVERIFY(!succeeded);
+    QVERIFY(refused(call->operation, QString()));
+    mended();
+    QVERIFY(call->run(m_unfinished, m_file) || call->writes);
+}
+
+void MariaDbFaults::serverIsHalted()
+{
+    QFETCH(const ServiceCall*, call);
+    server().stop();
+    const bool succeeded = call->run(m_unfinished, m_file);
+    server().resume();
+    QVERIFY(!succeeded);
+    QVERIFY(refused(call->operation, QString()));
+    Backend::Site::current().close(); // The next session does not keep the pause that this one makes.
+    mended();
+}
+
+void MariaDbFaults::connectionIsLost()
+{
+    QFETCH(const ServiceCall*, call);
+    QCOMPARE(server().killConnections(), 1);
+    // A read is asked again. Of a write it is not known whether it was carried out, so it is not repeated.
+    const bool succeeded = call->run(m_unfinished, m_file);
+    if (succeeded)
+        QCOMPARE(m_watch->failures(), QStringList());
+    else
+        QVERIFY(refused(call->operation, QString()));
+    QVERIFY(succeeded || call->writes);
+    mended();
+}
+
+/// Holds the tables for writing, as a backup program does, while it lives.
+class TableLock final
+{
+public:
+    TableLock()
+    {
+        m_holder = std::async(std::launch::async, [this] {
+            server().run(SiteEngines::rowServer()->last(), QStringLiteral("x"));
+        });
+    }
+
+private:
+    std::future<void> m_holder;
+};
+
+QTEST_GUILESS_MAIN(MariaDbFaults)
+#include "mariadb_faults.moc"

@@ -1,0 +1,16 @@
+# What the tests on servers stand on: the servers themselves.
+if(ZAV_MARIADBD)
+  zav_add_test(mariadb_server SOURCES mariadb_server.cpp "${PROJECT_SOURCE_DIR}/tests/support/ConfigurationFile.cpp"
+               LIBRARIES zav_mariadb_test_support Qt5::Network Qt5::Sql)
+endif()
+
+# Many clients at once: a panel in each, so with the panels only.
+if(ZAV_MARIADBD AND ZAV_WITH_MONGODB AND ZAV_BUILD_PANELS)
+  zav_add_test(race_mariadb_gridfs SOURCES races.cpp LIBRARIES zav_client_lib zav_operated_panel zav_site_test_support
+               Qt5::Sql LABELS large TIMEOUT 900)
+  set(environment "ZAV_TEST_SITE=mariadb/gridfs" "QTEST_FUNCTION_TIMEOUT=800000")
+  if(EXISTS /dev/shm)
+    list(APPEND environment "TMPDIR=/dev/shm")
+  endif()
+  set_property(TEST race_mariadb_gridfs APPEND PROPERTY ENVIRONMENT ${environment})
+endif()
