@@ -72,7 +72,7 @@ Status checkOperands(const Command& command, const CommandLine& line)
     return {};
 }
 
-Result<Report> runVerb(CommandLine line)
+Result<Report> runVerb(CommandLine line, QIODevice& err)
 {
     const QString words = line.words.join(QLatin1Char(' '));
     const Command* command = takeCommand(line.words);
@@ -86,11 +86,11 @@ Result<Report> runVerb(CommandLine line)
     const Status operands = checkOperands(*command, line);
     if (!operands.ok())
         return operands;
-    Workplace workplace(configurationPath(line.options.value(QStringLiteral("config"))));
+    Workplace workplace(configurationPath(line.options.value(QStringLiteral("config"))), &err);
     return command->run(line, workplace);
 }
 
-Result<Report> runLine(const QStringList& arguments)
+Result<Report> runLine(const QStringList& arguments, QIODevice& err)
 {
     const Result<CommandLine> line = parseCommandLine(arguments, allOptions());
     if (!line.ok())
@@ -99,13 +99,13 @@ Result<Report> runLine(const QStringList& arguments)
         return versionReport();
     if (line->has(QStringLiteral("help")))
         return helpReport(line->words);
-    return runVerb(line.value());
+    return runVerb(line.value(), err);
 }
 
-Result<Report> runGuarded(const QStringList& arguments)
+Result<Report> runGuarded(const QStringList& arguments, QIODevice& err)
 {
     try {
-        return runLine(arguments);
+        return runLine(arguments, err);
     } catch (const std::exception& exception) {
         return Status(ErrorCode::Internal, QString::fromLocal8Bit(exception.what()));
     }
@@ -150,17 +150,18 @@ bool wantsJson(const QStringList& arguments)
 ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
     const bool json = wantsJson(arguments);
-    const Result<Report> report = runGuarded(arguments);
+    const Result<Report> report = runGuarded(arguments, err);
     if (!report.ok()) {
         writeWhole(err, failureText(report.status(), json));
         return exitCodeOf(report.code());
     }
-    if (writeWhole(out, json ? jsonText(report->json) : report->text.toUtf8()))
-        return ExitCode::Success;
-    const Status lost(ErrorCode::Io,
-                      QStringLiteral("the report cannot be written: %1").arg(out.errorString()));
-    writeWhole(err, failureText(lost, json));
-    return ExitCode::Failure;
+    Status outcome = report->outcome;
+    if (!writeWhole(out, json ? jsonText(report->json) : report->text.toUtf8()))
+        outcome =
+            Status(ErrorCode::Io, QStringLiteral("the report cannot be written: %1").arg(out.errorString()));
+    if (!outcome.ok())
+        writeWhole(err, failureText(outcome, json));
+    return exitCodeOf(outcome.code());
 }
 
 } // namespace KOZAV::Admin

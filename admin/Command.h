@@ -12,11 +12,14 @@ namespace KOZAV::Admin {
 
 class Workplace;
 
-/// What a successful command has to say, in both forms.
+/// What a command has to say, in both forms.
 struct Report
 {
     QJsonObject json;
     QString text; ///< lines, each ended; names in it are printable
+    /// A failure that the report tells of: it is shown all the same, and the exit code is that of the
+    /// failure.
+    Backend::Status outcome = {};
 };
 
 /// A word that a command takes behind its verb.

@@ -8,6 +8,8 @@
 #include "admin/GetCommand.h"
 #include "admin/InitCommand.h"
 #include "admin/JobsCommand.h"
+#include "admin/MigrateCommand.h"
+#include "admin/PingCommand.h"
 
 namespace KOZAV::Admin {
 
@@ -17,6 +19,7 @@ std::vector<std::unique_ptr<Command>> makeCommands()
 {
     std::vector<std::unique_ptr<Command>> all;
     all.push_back(std::make_unique<InitCommand>());
+    all.push_back(std::make_unique<PingCommand>());
     all.push_back(std::make_unique<CompanyAddCommand>());
     all.push_back(std::make_unique<CompanyListCommand>());
     all.push_back(std::make_unique<CompanyRenameCommand>());
@@ -24,6 +27,7 @@ std::vector<std::unique_ptr<Command>> makeCommands()
     all.push_back(std::make_unique<GetCommand>());
     all.push_back(std::make_unique<ConfigGetCommand>());
     all.push_back(std::make_unique<ConfigSetCommand>());
+    all.push_back(std::make_unique<MigrateCommand>());
     return all;
 }
 

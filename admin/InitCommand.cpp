@@ -1,7 +1,12 @@
 #include "admin/InitCommand.h"
 
+#include "admin/NewConfiguration.h"
+#include "admin/ServerOptions.h"
 #include "admin/Workplace.h"
+#include "backend/config/Redaction.h"
+#include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
+#include "backend/store/DocumentStore.h"
 #include "backend/text/TextTable.h"
 
 #include <QDir>
@@ -50,16 +55,10 @@ bool liesUnder(const Settings& settings, const QString& dataRoot)
     return settings.database.file.startsWith(root) && settings.documentStore.root.startsWith(root);
 }
 
-/// Makes the configuration where there is none. One that is there stays, so it must already say what is asked
-/// for.
-Status provideConfiguration(const QString& dataRoot, Workplace& workplace, SiteParts& parts)
+/// A configuration that is there stays, so it must already say what is asked for.
+Status checkPresent(Workplace& workplace, const QString& dataRoot, const SettingValues& values)
 {
     const QString& path = workplace.configurationPath();
-    const bool present = QFileInfo::exists(path);
-    Status made = present ? Status() : createDefaultSettings(path, dataRoot);
-    if (!made.ok())
-        return made;
-    parts.add(QStringLiteral("configuration"), path, !present);
     const Result<Settings> settings = workplace.settings();
     if (!settings.ok())
         return settings.status();
@@ -67,50 +66,90 @@ Status provideConfiguration(const QString& dataRoot, Workplace& workplace, SiteP
         return {ErrorCode::AlreadyExists,
                 QStringLiteral("configuration file \"%1\" is there already and puts the data elsewhere")
                     .arg(path)};
+    for (const auto& [key, value] : values) {
+        const Result<QString> present = readSetting(path, key);
+        if (!present.ok())
+            return present.status();
+        if (present.value() != value)
+            return {ErrorCode::AlreadyExists,
+                    QStringLiteral("configuration file \"%1\" is there already, with %2 = \"%3\"")
+                        .arg(path, key, withoutPassword(present.value()))};
+    }
     return {};
 }
 
-QString shownPlace(const Settings& settings)
-{
-    const bool file = settings.database.driver == QLatin1String("QSQLITE");
-    return file ? settings.database.file : settings.database.host + QLatin1Char('/') + settings.database.name;
-}
-
-QString shownStore(const Settings& settings)
-{
-    const bool local = settings.documentStore.kind == QLatin1String("local");
-    return local ? settings.documentStore.root : settings.documentStore.database;
-}
-
-/// A place on a server counts as present: it has been connected to, not made.
+/// A place on a server is there, or has been made before it is looked at.
 bool isMissing(bool local, const QString& path)
 {
     return local && !QFileInfo::exists(path);
 }
 
+/// Makes the database, on a server or as a file, and its tables. @return whether there was none
+Result<bool> provideDatabase(const Settings& settings, Workplace& workplace)
+{
+    const bool isFile = settings.database.driver == QLatin1String("QSQLITE");
+    Result<bool> made = isMissing(isFile, settings.database.file);
+    if (!isFile)
+        made = Database::createOnServer(settings.database);
+    if (!made.ok())
+        return made;
+    const Result<Database*> opened = workplace.database();
+    return opened.ok() ? made : Result<bool>(opened.status());
+}
+
+/// Opens the store and tries it.
+Status provideStore(Workplace& workplace)
+{
+    const Result<DocumentStore*> store = workplace.documentStore();
+    return store.ok() ? store.value()->health().status() : store.status();
+}
+
 Status provideData(Workplace& workplace, SiteParts& parts)
 {
-    const Settings settings = workplace.settings().value();
-    const bool databaseMissing =
-        isMissing(settings.database.driver == QLatin1String("QSQLITE"), settings.database.file);
+    const Result<Settings> loaded = workplace.settings();
+    if (!loaded.ok())
+        return loaded.status();
+    const Settings& settings = loaded.value();
     const bool storeMissing =
         isMissing(settings.documentStore.kind == QLatin1String("local"), settings.documentStore.root);
     const bool uploadMissing = isMissing(true, settings.uploadCache);
     const bool downloadMissing = isMissing(true, settings.downloadCache);
-    Status folders = makeFolders(settings);
-    if (!folders.ok())
-        return folders;
-    const Result<Database*> database = workplace.database();
+    // What may fail for want of a server comes before what is made on this machine.
+    const Result<bool> database = provideDatabase(settings, workplace);
     if (!database.ok())
         return database.status();
-    const Result<DocumentStore*> store = workplace.documentStore();
-    if (!store.ok())
-        return store.status();
-    parts.add(QStringLiteral("database"), shownPlace(settings), databaseMissing);
-    parts.add(QStringLiteral("document store"), shownStore(settings), storeMissing);
+    if (Status folders = makeFolders(settings); !folders.ok())
+        return folders;
+    if (Status store = provideStore(workplace); !store.ok())
+        return store;
+    parts.add(QStringLiteral("database"), placeOf(settings.database), database.value());
+    parts.add(QStringLiteral("document store"), placeOf(settings.documentStore), storeMissing);
     parts.add(QStringLiteral("upload cache"), settings.uploadCache, uploadMissing);
     parts.add(QStringLiteral("download cache"), settings.downloadCache, downloadMissing);
     return {};
+}
+
+/// Makes what a configuration names that is there already.
+Status completeSite(Workplace& workplace, const QString& dataRoot, const SettingValues& values,
+                    SiteParts& parts)
+{
+    if (Status fits = checkPresent(workplace, dataRoot, values); !fits.ok())
+        return fits;
+    parts.add(QStringLiteral("configuration"), workplace.configurationPath(), false);
+    return provideData(workplace, parts);
+}
+
+/// Makes a site; its configuration is there only once all the rest is.
+Status makeSite(const QString& path, const QString& dataRoot, const SettingValues& values, SiteParts& parts)
+{
+    const auto configuration = NewConfiguration::create(path, dataRoot, values);
+    if (!configuration.ok())
+        return configuration.status();
+    NewConfiguration& file = *configuration.value();
+    Workplace workplace(file.path());
+    parts.add(QStringLiteral("configuration"), path, true);
+    const Status data = provideData(workplace, parts);
+    return data.ok() ? file.keep() : file.named(data);
 }
 
 } // namespace
@@ -122,8 +161,12 @@ QString InitCommand::summary() const
 
 std::vector<CommandOption> InitCommand::options() const
 {
-    return {{QStringLiteral("data-root"), QStringLiteral("DIR"),
-             QStringLiteral("folder for all data of a new site; otherwise in the user's folder")}};
+    std::vector<CommandOption> options = {
+        {QStringLiteral("data-root"), QStringLiteral("DIR"),
+         QStringLiteral("folder for all data of a new site; otherwise in the user's folder")}};
+    for (CommandOption& option : serverOptions())
+        options.push_back(std::move(option));
+    return options;
 }
 
 Result<Report> InitCommand::run(const CommandLine& line, Workplace& workplace) const
@@ -133,13 +176,14 @@ Result<Report> InitCommand::run(const CommandLine& line, Workplace& workplace) c
     if (dataRoot && dataRoot->isEmpty())
         return Status(ErrorCode::InvalidArgument,
                       QStringLiteral("--data-root is empty; accepted is a folder"));
-    const Status configured = provideConfiguration(dataRoot.value_or(QString()), workplace, parts);
-    if (!configured.ok())
-        return configured;
-    const Status data = provideData(workplace, parts);
-    if (!data.ok())
-        return data;
-    return parts.report();
+    const Result<SettingValues> servers = serverSettings(line);
+    if (!servers.ok())
+        return servers.status();
+    const QString& path = workplace.configurationPath();
+    const QString root = dataRoot.value_or(QString());
+    const Status done = QFileInfo::exists(path) ? completeSite(workplace, root, servers.value(), parts)
+                                                : makeSite(path, root, servers.value(), parts);
+    return done.ok() ? Result<Report>(parts.report()) : Result<Report>(done);
 }
 
 } // namespace KOZAV::Admin

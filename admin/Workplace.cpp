@@ -11,8 +11,9 @@ namespace KOZAV::Admin {
 
 using namespace Backend;
 
-Workplace::Workplace(QString configurationPath)
+Workplace::Workplace(QString configurationPath, QIODevice* progress)
     : m_path(std::move(configurationPath))
+    , m_progress(progress)
 {
 }
 

@@ -3,6 +3,7 @@
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
 
+#include <QIODevice>
 #include <QString>
 
 #include <memory>
@@ -20,11 +21,13 @@ namespace KOZAV::Admin {
 class Workplace final
 {
 public:
-    explicit Workplace(QString configurationPath);
+    /// @param progress  where a long command shows how far it has come; may be null
+    explicit Workplace(QString configurationPath, QIODevice* progress = nullptr);
     ~Workplace();
     Q_DISABLE_COPY(Workplace)
 
     [[nodiscard]] const QString& configurationPath() const { return m_path; }
+    [[nodiscard]] QIODevice* progress() const { return m_progress; }
 
     Backend::Result<Backend::Settings> settings();
     Backend::Result<Backend::Database*> database();
@@ -32,6 +35,7 @@ public:
 
 private:
     QString m_path;
+    QIODevice* m_progress;
     std::optional<Backend::Settings> m_settings;
     std::unique_ptr<Backend::Database> m_database;
     std::unique_ptr<Backend::DocumentStore> m_store;

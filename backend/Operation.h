@@ -22,6 +22,7 @@ struct OperationEvent
     QString operation; ///< name of the service operation, such as "MongodbPut"
     QString subject;   ///< what it was called for: a folder, a stored name, a flow key, a job name
     QString result;    ///< what it returned, where that is a text: an archive identifier, a flow key
+    QString category;  ///< logging category of the service
     Status status;
     qint64 startedMs = 0; ///< monotonic clock, milliseconds
     qint64 endedMs = 0;

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "host/SitePart.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QObject>
 #include <QString>
 
+#include <array>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -45,6 +48,8 @@ struct ServiceCall
     QString failure; ///< why it failed; empty on success
     qint64 startedMs = 0;
     qint64 endedMs = 0;
+    std::optional<SitePart> part; ///< whose answer it was, or whose silence; absent where it needed none
+    bool unreachable = false;     ///< it failed because that part could not be reached
 };
 
 /// The client's door to the embedded services beyond their public operations: which site is open, its tables,
@@ -61,9 +66,9 @@ public:
     /// Opens configuration, database and store. @return why that is not possible; empty on success
     [[nodiscard]] QString open();
 
-    /// The site in words: where its rows and its stored files lie.
-    [[nodiscard]] QString databaseDescription() const;
-    [[nodiscard]] QString storeDescription() const;
+    /// What rows and stored files of the site lie on, as found when it was opened, and whether they could be
+    /// reached the last time that something was asked of them.
+    [[nodiscard]] const SitePartState& part(SitePart part) const;
     [[nodiscard]] QString configurationPath() const;
     /// A directory of this machine for work files of any size; empty where it cannot be made.
     [[nodiscard]] QString workDirectory() const;
@@ -80,11 +85,19 @@ public:
 
 Q_SIGNALS:
     void serviceCalled(const KOZAV::Host::ServiceCall& call);
+    void partChanged(KOZAV::Host::SitePart part);
 
 private:
     [[nodiscard]] std::optional<ImportedJob> findJob(const QString& flowKey, const QString& generatedName);
+    void lookAtParts();
+    void noteCall(const ServiceCall& call);
+    void notePart(SitePart part, const QString& failure);
 
     QString m_lastError;
+    QString m_places; ///< the places that the parts were looked at
+    std::array<SitePartState, 2> m_parts;
 };
 
 } // namespace KOZAV::Host
+
+Q_DECLARE_METATYPE(KOZAV::Host::ServiceCall)

@@ -3,33 +3,119 @@
 #include "host/SiteAccess.h"
 
 #include <QLabel>
+#include <QStringList>
 
 namespace KOZAV::Host {
 
-SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
-    : QStatusBar(parent)
+namespace {
+
+constexpr int edge = 8;
+
+QString reachableStyle()
 {
-    setSizeGripEnabled(false);
-    addPart(QStringLiteral("数据库 %1").arg(site.databaseDescription()));
-    addPart(QStringLiteral("文件库 %1").arg(site.storeDescription()));
-    m_robot = addPart(QStringLiteral("机器人 …"));
+    return QStringLiteral("color: #7ddc9a;");
 }
 
-QLabel* SiteStatusBar::addPart(const QString& text)
+QString unreachableStyle()
+{
+    return QStringLiteral("color: #ffb37a;");
+}
+
+QString partName(SitePart part)
+{
+    return part == SitePart::Rows ? QStringLiteral("数据库") : QStringLiteral("文件库");
+}
+
+/// The engine as it is called in short; the tool tip has its version.
+QString engineName(SitePart part, const SitePartState& state)
+{
+    if (part == SitePart::Files)
+        return state.remote ? QStringLiteral("GridFS") : QStringLiteral("本地");
+    return state.engine.section(QLatin1Char(' '), 0, 0);
+}
+
+QString encryptionText(const SitePartState& state)
+{
+    return state.encryption.isEmpty() ? QStringLiteral("未加密") : QStringLiteral("已加密");
+}
+
+QString labelText(SitePart part, const SitePartState& state)
+{
+    QStringList pieces = {partName(part), engineName(part, state), state.place};
+    pieces.removeAll(QString());
+    if (state.remote)
+        pieces << encryptionText(state);
+    if (!state.isReachable())
+        pieces << QStringLiteral("○ 无法连接");
+    return pieces.join(QLatin1Char(' '));
+}
+
+QString connectionText(const SitePartState& state)
+{
+    if (!state.remote)
+        return QStringLiteral("本机");
+    return QStringList({encryptionText(state), state.encryption}).join(QLatin1Char(' ')).trimmed();
+}
+
+QString toolTipText(SitePart part, const SitePartState& state, const QString& configuration)
+{
+    QStringList lines = {partName(part)};
+    const auto add = [&lines](const QString& what, const QString& text) {
+        if (!text.isEmpty())
+            lines << what + QStringLiteral("：") + text;
+    };
+    add(QStringLiteral("引擎"), state.engine);
+    add(QStringLiteral("位置"), state.place);
+    if (!state.engine.isEmpty())
+        add(QStringLiteral("连接"), connectionText(state));
+    add(QStringLiteral("拓扑"), state.topology);
+    add(QStringLiteral("配置"), configuration);
+    add(QStringLiteral("无法连接"), state.lastFailure);
+    return QStringLiteral("<p>%1</p>")
+        .arg(
+            lines.join(QLatin1Char('\n')).toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")));
+}
+
+} // namespace
+
+SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
+    : QStatusBar(parent)
+    , m_site(site)
+    , m_rows(addLabel({}))
+    , m_files(addLabel({}))
+    , m_robot(addLabel(QStringLiteral("机器人 …")))
+{
+    setSizeGripEnabled(false);
+    m_rows->setObjectName(QStringLiteral("siteRows"));
+    m_files->setObjectName(QStringLiteral("siteFiles"));
+    showPart(SitePart::Rows);
+    showPart(SitePart::Files);
+    connect(&site, &SiteAccess::partChanged, this, &SiteStatusBar::showPart);
+}
+
+QLabel* SiteStatusBar::addLabel(const QString& text)
 {
     auto* label = new QLabel(text, this);
     label->setTextFormat(Qt::PlainText);
-    label->setToolTip(text.toHtmlEscaped());
-    label->setContentsMargins(8, 0, 8, 0);
+    label->setContentsMargins(edge, 0, edge, 0);
     addPermanentWidget(label);
     return label;
+}
+
+void SiteStatusBar::showPart(SitePart part)
+{
+    const SitePartState& state = m_site.part(part);
+    QLabel* label = part == SitePart::Rows ? m_rows : m_files;
+    label->setText(labelText(part, state));
+    label->setToolTip(toolTipText(part, state, m_site.configurationPath()));
+    label->setStyleSheet(state.isReachable() ? QString() : unreachableStyle());
 }
 
 void SiteStatusBar::showRobot(const QString& robot, bool reachable)
 {
     m_robot->setText(QStringLiteral("机器人 %1 %2")
                          .arg(robot, reachable ? QStringLiteral("● 在线") : QStringLiteral("○ 离线")));
-    m_robot->setStyleSheet(reachable ? QStringLiteral("color: #7ddc9a;") : QStringLiteral("color: #ffb37a;"));
+    m_robot->setStyleSheet(reachable ? reachableStyle() : unreachableStyle());
 }
 
 } // namespace KOZAV::Host

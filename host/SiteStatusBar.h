@@ -1,5 +1,7 @@
 #pragma once
 
+#include "host/SitePart.h"
+
 #include <QStatusBar>
 
 class QLabel;
@@ -8,7 +10,8 @@ namespace KOZAV::Host {
 
 class SiteAccess;
 
-/// Which site is in use: database, store, and whether the robot can be reached.
+/// Which site is in use: what its rows and its stored files lie on, and whether they and the robot can be
+/// reached.
 class SiteStatusBar final : public QStatusBar
 {
     Q_OBJECT
@@ -18,8 +21,12 @@ public:
     void showRobot(const QString& robot, bool reachable);
 
 private:
-    QLabel* addPart(const QString& text);
+    QLabel* addLabel(const QString& text);
+    void showPart(SitePart part);
 
+    const SiteAccess& m_site;
+    QLabel* m_rows;
+    QLabel* m_files;
     QLabel* m_robot;
 };
 

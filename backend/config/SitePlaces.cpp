@@ -35,9 +35,10 @@ QString hostKey(const QString& host)
 QStringList serversOf(const QString& uri)
 {
     const QString behindScheme = uri.section(QStringLiteral("://"), 1);
-    const QString authority =
-        behindScheme.section(QLatin1Char('/'), 0, 0).section(QLatin1Char('?'), 0, 0);
-    // A password may hold an "@", and whatever else if it is not written as a URI asks for.
+    const QString authority = behindScheme.section(QLatin1Char('/'), 0, 0).section(QLatin1Char('?'), 0, 0);
+    // A password that is not written as a URI asks for may reach beyond: no part of it is to be shown.
+    if (behindScheme.mid(authority.size()).contains(QLatin1Char('@')))
+        return {QStringLiteral("***")};
     return authority.section(QLatin1Char('@'), -1).split(QLatin1Char(','));
 }
 
@@ -51,8 +52,11 @@ QString serverKey(const QString& server)
 
 QStringList serverKeys(const QString& uri)
 {
+    const QStringList servers = serversOf(uri);
+    if (servers.contains(QStringLiteral("***")))
+        return {uri};
     QStringList keys;
-    for (const QString& server : serversOf(uri))
+    for (const QString& server : servers)
         keys << serverKey(server);
     std::sort(keys.begin(), keys.end());
     return keys;
@@ -96,9 +100,9 @@ Status requireDatabaseFile(const DatabaseSettings& settings)
 {
     if (settings.driver != QLatin1String("QSQLITE") || QFileInfo::exists(settings.file))
         return {};
-    return Status(ErrorCode::Configuration,
-                  QStringLiteral("there is no database \"%1\"; \"zav_admin init\" makes one")
-                      .arg(settings.file));
+    return Status(
+        ErrorCode::Configuration,
+        QStringLiteral("there is no database \"%1\"; \"zav_admin init\" makes one").arg(settings.file));
 }
 
 } // namespace KOZAV::Backend

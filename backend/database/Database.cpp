@@ -11,6 +11,8 @@
 #include <QThread>
 #include <QUuid>
 
+#include <chrono>
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -85,14 +87,13 @@ Status Database::Private::write(const char* sql, const QVariantList& values, Dur
 Status Database::Private::takeSchemaLock(const char* takeSql)
 {
     constexpr int pauseMs = 20;
-    const QDeadlineTimer deadline(connection.settings().readTimeoutSeconds * 1000);
+    const QDeadlineTimer deadline(std::chrono::seconds(connection.settings().readTimeoutSeconds));
     bool taken = false;
     while (!taken) {
-        const Status asked =
-            connection.execute(takeSql, {}, Connection::Purpose::Read, [&taken](QSqlQuery& query) {
-                taken = query.next() && query.value(0).toInt() == 1;
-                return Status();
-            });
+        Status asked = connection.execute(takeSql, {}, Connection::Purpose::Read, [&taken](QSqlQuery& query) {
+            taken = query.next() && query.value(0).toInt() == 1;
+            return Status();
+        });
         if (!asked.ok())
             return asked;
         if (!taken && deadline.hasExpired())

@@ -4,6 +4,8 @@
 
 #include <QDeadlineTimer>
 
+#include <chrono>
+
 namespace KOZAV::Backend {
 
 /// Keeps a batch of many jobs from waiting many times for a server that does not answer: after an attempt
@@ -34,7 +36,7 @@ private:
         m_failure = Status(
             failure.code(),
             QStringLiteral("%1; a new try makes sense in %2 seconds").arg(failure.message()).arg(seconds));
-        m_end = QDeadlineTimer(seconds * 1000);
+        m_end = QDeadlineTimer(std::chrono::seconds(seconds));
         return m_failure;
     }
 

@@ -1,7 +1,7 @@
 // Whether the configured robot takes connections.
 
 #include "host/RobotProbe.h"
-#include "tests/support/EmbeddedSite.h"
+#include "tests/support/FreshSite.h"
 #include "tests/support/RobotPeer.h"
 
 #include <QSignalSpy>
@@ -23,7 +23,7 @@ private Q_SLOTS:
 void HostRobotProbe::reachable()
 {
     const RobotPeer peer(RobotPeer::Mode::Silent);
-    const EmbeddedSite site;
+    const FreshSite site;
     site.configure(QStringLiteral("robot/port"), QString::number(peer.port()));
     RobotProbe probe;
     QSignalSpy probed(&probe, &RobotProbe::probed);
@@ -35,7 +35,7 @@ void HostRobotProbe::reachable()
 
 void HostRobotProbe::nobodyListens()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.configure(QStringLiteral("robot/port"), QString::number(RobotPeer::closedPort()));
     RobotProbe probe;
     QSignalSpy probed(&probe, &RobotProbe::probed);
@@ -46,7 +46,7 @@ void HostRobotProbe::nobodyListens()
 
 void HostRobotProbe::hostThatIsNoName()
 {
-    const EmbeddedSite site;
+    const FreshSite site;
     site.configure(QStringLiteral("robot/host"), QStringLiteral("no-such-host.invalid"));
     RobotProbe probe;
     QSignalSpy probed(&probe, &RobotProbe::probed);

@@ -1,0 +1,147 @@
+#include "admin/MigrateCommand.h"
+
+#include "admin/MigrationDisplay.h"
+#include "admin/Workplace.h"
+#include "backend/config/SitePlaces.h"
+#include "backend/migrate/SiteMigration.h"
+#include "backend/text/TextTable.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QLocale>
+
+namespace KOZAV::Admin {
+
+using namespace Backend;
+
+namespace {
+
+QJsonObject siteJson(const Settings& settings)
+{
+    return {{QStringLiteral("rows"), placeOf(settings.database)},
+            {QStringLiteral("files"), placeOf(settings.documentStore)}};
+}
+
+QString siteText(const Settings& settings)
+{
+    return QStringLiteral("rows in %1, files in %2")
+        .arg(printable(placeOf(settings.database)), printable(placeOf(settings.documentStore)));
+}
+
+QJsonObject filesJson(const MigrationReport& report)
+{
+    return {{QStringLiteral("files"), report.files.files},
+            {QStringLiteral("bytes"), report.files.bytes},
+            {QStringLiteral("copied"), report.copiedFiles.files},
+            {QStringLiteral("copied_bytes"), report.copiedFiles.bytes},
+            {QStringLiteral("only_in_target"), report.otherFiles}};
+}
+
+QJsonObject tableJson(const TableCount& count)
+{
+    return {{QStringLiteral("table"), QLatin1String(count.table->name)},
+            {QStringLiteral("rows"), count.rows},
+            {QStringLiteral("copied"), count.missing},
+            {QStringLiteral("updated"), count.outdated},
+            {QStringLiteral("sha256"), QString::fromLatin1(count.sha256)}};
+}
+
+QString countTable(const MigrationReport& report, bool dryRun)
+{
+    TextTable table({QStringLiteral("PART"), QStringLiteral("IN SOURCE"),
+                     dryRun ? QStringLiteral("TO COPY") : QStringLiteral("COPIED"),
+                     dryRun ? QStringLiteral("TO UPDATE") : QStringLiteral("UPDATED"),
+                     QStringLiteral("PRESENT")});
+    table.alignRight({1, 2, 3, 4});
+    const auto add = [&table](const QString& part, qint64 all, qint64 copied, qint64 updated) {
+        table.addRow({part, QString::number(all), QString::number(copied), QString::number(updated),
+                      QString::number(all - copied - updated)});
+    };
+    add(QStringLiteral("stored files"), report.files.files, report.copiedFiles.files, 0);
+    for (const TableCount& count : report.tables)
+        add(QLatin1String(count.table->name), count.rows, count.missing, count.outdated);
+    return table.toString();
+}
+
+QString conclusion(const MigrationReport& report, bool dryRun)
+{
+    const QLocale locale = QLocale::c();
+    QString text = QStringLiteral("stored files: %1, %2 %3\n")
+                       .arg(locale.formattedDataSize(report.files.bytes, 1),
+                            locale.formattedDataSize(report.copiedFiles.bytes, 1),
+                            dryRun ? QStringLiteral("to copy") : QStringLiteral("copied"));
+    if (report.otherFiles > 0)
+        text += QStringLiteral("the target holds %1 stored files that the source does not have\n")
+                    .arg(report.otherFiles);
+    return text + (dryRun ? QStringLiteral("nothing was changed\n")
+                          : QStringLiteral("verified: the target holds every row and every stored file of "
+                                           "the source\n"));
+}
+
+Report reportOf(const MigrationReport& report, const Settings& source, const Settings& target, bool dryRun)
+{
+    QJsonArray tables;
+    for (const TableCount& count : report.tables)
+        tables.append(tableJson(count));
+    Report shown;
+    shown.json = {{QStringLiteral("source"), siteJson(source)}, {QStringLiteral("target"), siteJson(target)},
+                  {QStringLiteral("dry_run"), dryRun},          {QStringLiteral("verified"), !dryRun},
+                  {QStringLiteral("files"), filesJson(report)}, {QStringLiteral("tables"), tables}};
+    shown.text = QStringLiteral("from %1\nto   %2\n").arg(siteText(source), siteText(target)) +
+                 countTable(report, dryRun) + conclusion(report, dryRun);
+    return shown;
+}
+
+/// With JSON the standard error is for a failure's document, unless somebody looks at it.
+QIODevice* progressDevice(const CommandLine& line, Workplace& workplace)
+{
+    const bool json = line.has(QStringLiteral("json"));
+    return json && !ProgressLine::viewOf(workplace.progress()).isTerminal ? nullptr : workplace.progress();
+}
+
+} // namespace
+
+QString MigrateCommand::summary() const
+{
+    return QStringLiteral("copy rows and stored files to another site, verified; run again, it continues");
+}
+
+std::vector<CommandOption> MigrateCommand::options() const
+{
+    return {{QStringLiteral("to"), QStringLiteral("FILE"),
+             QStringLiteral("configuration file of the other site, which \"init\" has made"), true},
+            {QStringLiteral("update"),
+             {},
+             QStringLiteral("bring rows up to date that were copied before and have changed in the source")},
+            {QStringLiteral("dry-run"), {}, QStringLiteral("only tell what would be copied")}};
+}
+
+Result<Report> MigrateCommand::run(const CommandLine& line, Workplace& workplace) const
+{
+    const QString other = line.options.value(QStringLiteral("to"));
+    if (other.isEmpty())
+        return Status(ErrorCode::InvalidArgument,
+                      QStringLiteral("--to is empty; accepted is a configuration file"));
+    const Result<Settings> source = workplace.settings();
+    if (!source.ok())
+        return source.status();
+    const Result<Settings> target = Workplace(configurationPath(other)).settings();
+    if (!target.ok())
+        return target.status();
+
+    MigrationOptions options;
+    options.dryRun = line.has(QStringLiteral("dry-run"));
+    options.outdatedRows = line.has(QStringLiteral("update")) ? OutdatedRows::Update : OutdatedRows::Refuse;
+    QElapsedTimer clock;
+    clock.start();
+    QIODevice* device = progressDevice(line, workplace);
+    MigrationDisplay display(device, ProgressLine::viewOf(device), [&clock] { return clock.elapsed(); });
+    const Result<MigrationReport> report =
+        migrateSite(source.value(), target.value(), options,
+                    [&display](const MigrationProgress& progress) { display.show(progress); });
+    if (!report.ok())
+        return report.status();
+    return reportOf(report.value(), source.value(), target.value(), options.dryRun);
+}
+
+} // namespace KOZAV::Admin

@@ -1,0 +1,116 @@
+#include "admin/MigrationDisplay.h"
+
+#include <QLocale>
+
+#include <algorithm>
+#include <utility>
+
+namespace KOZAV::Admin {
+
+using Backend::MigrationProgress;
+using Phase = MigrationProgress::Phase;
+
+namespace {
+
+constexpr qint64 msPerSecond = 1000;
+/// Before that a rate says nothing.
+constexpr qint64 leastForRateMs = 500;
+
+QString sizeText(qint64 bytes)
+{
+    return QLocale::c().formattedDataSize(bytes, 1);
+}
+
+QString timeText(qint64 seconds)
+{
+    constexpr qint64 sixty = 60;
+    const QString minutesAndSeconds =
+        QStringLiteral("%1:%2").arg(seconds / sixty % sixty).arg(seconds % sixty, 2, 10, QLatin1Char('0'));
+    if (seconds < sixty * sixty)
+        return minutesAndSeconds;
+    return QStringLiteral("%1:%2").arg(seconds / (sixty * sixty)).arg(minutesAndSeconds, 5, QLatin1Char('0'));
+}
+
+QString countText(qint64 done, qint64 total, const char* what)
+{
+    return QStringLiteral("%1 of %2 %3").arg(done).arg(total).arg(QLatin1String(what));
+}
+
+double fractionOf(qint64 done, qint64 total)
+{
+    return total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 1;
+}
+
+/// Bytes make the way; where there are none to be copied, files do, as they are looked at all the same.
+double fileFraction(const MigrationProgress& progress)
+{
+    constexpr double notQuiteAll = 0.999;
+    if (progress.bytesTotal == 0)
+        return fractionOf(progress.files, progress.filesTotal);
+    const double fraction = fractionOf(progress.bytes, progress.bytesTotal);
+    return progress.files < progress.filesTotal ? std::min(fraction, notQuiteAll) : fraction;
+}
+
+QString taskText(Phase phase)
+{
+    switch (phase) {
+    case Phase::Checking:
+        return QStringLiteral("comparing");
+    case Phase::Files:
+        return QStringLiteral("stored files");
+    case Phase::Rows:
+        return QStringLiteral("rows");
+    case Phase::Verifying:
+        break;
+    }
+    return QStringLiteral("verifying");
+}
+
+} // namespace
+
+MigrationDisplay::MigrationDisplay(QIODevice* device, ProgressLine::View view, ProgressLine::Clock clock)
+    : m_clock(clock)
+    , m_line(device, view, std::move(clock))
+    , m_phaseSince(m_clock())
+{
+}
+
+void MigrationDisplay::show(const MigrationProgress& progress)
+{
+    if (progress.phase != m_phase)
+        m_phaseSince = m_clock();
+    m_phase = progress.phase;
+    const QString task = taskText(progress.phase);
+    switch (progress.phase) {
+    case Phase::Checking:
+        m_line.show(task, -1, QStringLiteral("%1 rows").arg(progress.rows));
+        break;
+    case Phase::Files:
+        m_line.show(task, fileFraction(progress), fileDetails(progress));
+        break;
+    case Phase::Rows:
+    case Phase::Verifying:
+        m_line.show(task, fractionOf(progress.rows, progress.rowsTotal),
+                    countText(progress.rows, progress.rowsTotal, "rows"));
+        break;
+    }
+}
+
+QString MigrationDisplay::fileDetails(const MigrationProgress& progress) const
+{
+    QString text = QStringLiteral("%1, %2 of %3")
+                       .arg(countText(progress.files, progress.filesTotal, "files"), sizeText(progress.bytes),
+                            sizeText(progress.bytesTotal));
+    const qint64 elapsedMs = m_clock() - m_phaseSince;
+    if (elapsedMs < leastForRateMs || progress.bytes <= 0)
+        return text;
+    const double perMs = static_cast<double>(progress.bytes) / static_cast<double>(elapsedMs);
+    text += QStringLiteral(", %1/s").arg(sizeText(static_cast<qint64>(perMs * msPerSecond)));
+    const qint64 left = progress.bytesTotal - progress.bytes;
+    if (left > 0)
+        text += QStringLiteral(", %1 left")
+                    .arg(timeText(static_cast<qint64>(static_cast<double>(left) / perMs) / msPerSecond));
+    return text;
+}
+
+} // namespace KOZAV::Admin

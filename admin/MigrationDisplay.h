@@ -1,0 +1,25 @@
+#pragma once
+
+#include "admin/ProgressLine.h"
+#include "backend/migrate/MigrationProgress.h"
+
+namespace KOZAV::Admin {
+
+/// Puts the progress of a migration into words: what is done, how fast, and how long the rest will take.
+class MigrationDisplay final
+{
+public:
+    MigrationDisplay(QIODevice* device, ProgressLine::View view, ProgressLine::Clock clock);
+
+    void show(const Backend::MigrationProgress& progress);
+
+private:
+    [[nodiscard]] QString fileDetails(const Backend::MigrationProgress& progress) const;
+
+    ProgressLine::Clock m_clock;
+    ProgressLine m_line;
+    Backend::MigrationProgress::Phase m_phase = Backend::MigrationProgress::Phase::Checking;
+    qint64 m_phaseSince = 0; ///< by the clock
+};
+
+} // namespace KOZAV::Admin

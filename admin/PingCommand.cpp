@@ -1,0 +1,136 @@
+#include "admin/PingCommand.h"
+
+#include "admin/ExitCode.h"
+#include "admin/Workplace.h"
+#include "backend/config/Redaction.h"
+#include "backend/config/SitePlaces.h"
+#include "backend/database/Database.h"
+#include "backend/store/DocumentStore.h"
+#include "backend/text/TextTable.h"
+
+#include <QJsonArray>
+
+namespace KOZAV::Admin {
+
+using namespace Backend;
+
+namespace {
+
+/// What a look at one service gave.
+struct Look
+{
+    QString service;
+    QString place; ///< by the configuration
+    Result<ServiceHealth> health;
+};
+
+Result<ServiceHealth> lookAtRows(const Settings& settings, Workplace& workplace)
+{
+    if (Status present = requireDatabaseFile(settings.database); !present.ok())
+        return present;
+    const Result<Database*> database = workplace.database();
+    return database.ok() ? database.value()->health() : Result<ServiceHealth>(database.status());
+}
+
+Result<ServiceHealth> lookAtFiles(Workplace& workplace)
+{
+    const Result<DocumentStore*> store = workplace.documentStore();
+    return store.ok() ? store.value()->health() : Result<ServiceHealth>(store.status());
+}
+
+QString encryptionText(const ServiceHealth& health)
+{
+    if (!health.remote)
+        return QStringLiteral("local");
+    return health.encryption.isEmpty() ? QStringLiteral("no") : health.encryption;
+}
+
+QString latencyText(double milliseconds)
+{
+    return QStringLiteral("%1 ms").arg(milliseconds, 0, 'f', milliseconds < 1 ? 3 : 1);
+}
+
+QString orDash(const QString& text)
+{
+    return text.isEmpty() ? QStringLiteral("-") : text;
+}
+
+QStringList tableRow(const Look& look)
+{
+    const QString none = QStringLiteral("-");
+    if (!look.health.ok())
+        return {look.service, QStringLiteral("failed"), none, look.place, none, none, none};
+    const ServiceHealth& health = look.health.value();
+    return {look.service,
+            QStringLiteral("reachable"),
+            health.engine,
+            health.place,
+            encryptionText(health),
+            orDash(health.topology),
+            latencyText(health.latencyMs)};
+}
+
+QJsonObject jsonOf(const Look& look)
+{
+    QJsonObject object{{QStringLiteral("service"), look.service},
+                       {QStringLiteral("reachable"), look.health.ok()}};
+    if (!look.health.ok()) {
+        object.insert(QStringLiteral("place"), look.place);
+        object.insert(QStringLiteral("error"), withoutPassword(look.health.message()));
+        object.insert(QStringLiteral("code"), static_cast<int>(exitCodeOf(look.health.code())));
+        return object;
+    }
+    const ServiceHealth& health = look.health.value();
+    object.insert(QStringLiteral("engine"), health.engine);
+    object.insert(QStringLiteral("place"), withoutPassword(health.place));
+    object.insert(QStringLiteral("remote"), health.remote);
+    object.insert(QStringLiteral("encryption"), health.encryption);
+    object.insert(QStringLiteral("topology"), health.topology);
+    object.insert(QStringLiteral("latency_ms"), health.latencyMs);
+    return object;
+}
+
+Report reportOf(const std::vector<Look>& looks)
+{
+    TextTable table({QStringLiteral("SERVICE"), QStringLiteral("STATE"), QStringLiteral("ENGINE"),
+                     QStringLiteral("PLACE"), QStringLiteral("ENCRYPTED"), QStringLiteral("TOPOLOGY"),
+                     QStringLiteral("LATENCY")});
+    table.alignRight({6});
+    QJsonArray services;
+    QString reasons;
+    Report report;
+    for (const Look& look : looks) {
+        table.addRow(tableRow(look));
+        services.append(jsonOf(look));
+        if (look.health.ok())
+            continue;
+        reasons += QStringLiteral("%1: %2\n").arg(look.service, printable(look.health.message()));
+        if (report.outcome.ok())
+            report.outcome = look.health.status();
+    }
+    report.json.insert(QStringLiteral("services"), services);
+    report.text = withoutPassword(table.toString() + reasons);
+    return report;
+}
+
+} // namespace
+
+QString PingCommand::summary() const
+{
+    return QStringLiteral("look whether rows and stored files can be reached: engine, version, place, "
+                          "encryption, latency");
+}
+
+Result<Report> PingCommand::run(const CommandLine& /*line*/, Workplace& workplace) const
+{
+    const Result<Settings> settings = workplace.settings();
+    if (!settings.ok())
+        return settings.status();
+    // Both are looked at, whatever comes of the first.
+    const std::vector<Look> looks = {
+        {QStringLiteral("rows"), placeOf(settings->database), lookAtRows(settings.value(), workplace)},
+        {QStringLiteral("files"), placeOf(settings->documentStore), lookAtFiles(workplace)}};
+    return reportOf(looks);
+}
+
+} // namespace KOZAV::Admin

@@ -1,0 +1,175 @@
+#include "backend/migrate/FileCopier.h"
+
+#include "backend/io/FileAccess.h"
+#include "backend/io/FileInfo.h"
+#include "backend/io/FileNames.h"
+#include "backend/io/SystemError.h"
+#include "backend/store/StoreNames.h"
+
+#include <utility>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+/// Scope of the file that content passes through: gone at its end.
+class Passage final
+{
+public:
+    explicit Passage(const std::string& path)
+        : m_path(path)
+    {
+    }
+    ~Passage()
+    {
+        if (fileInfo(m_path).ok())
+            (void)removeFile(m_path);
+    }
+    Q_DISABLE_COPY(Passage)
+
+private:
+    const std::string& m_path;
+};
+
+QString quoted(const std::string& name)
+{
+    return QLatin1Char('"') + displayPath(name) + QLatin1Char('"');
+}
+
+Status sourceChanged(const StoreLocation& location, const std::string& name)
+{
+    return Status(ErrorCode::ChangedWhileRead,
+                  QStringLiteral("the source changed while it was copied: the stored file %1 of %2 is gone; "
+                                 "run again")
+                      .arg(quoted(name), locationText(location)));
+}
+
+Status named(const std::string& name, const Status& status)
+{
+    if (status.ok())
+        return {};
+    return Status(status.code(), QStringLiteral("stored file %1: %2").arg(quoted(name), status.message()));
+}
+
+} // namespace
+
+Status targetDiffers(const StoreLocation& target, const std::string& name)
+{
+    return Status(
+        ErrorCode::AlreadyExists,
+        QStringLiteral("the target already has a stored file %1 in %2 with other content than the source")
+            .arg(quoted(name), locationText(target)));
+}
+
+Result<std::unique_ptr<FileCopier>> FileCopier::open(const DocumentStoreSettings& source,
+                                                     const DocumentStoreSettings& target, std::string passage,
+                                                     std::function<void(qint64)> onBytes)
+{
+    std::unique_ptr<FileCopier> copier(
+        new FileCopier({source.database.toStdString(), source.fileStore.toStdString()},
+                       {target.database.toStdString(), target.fileStore.toStdString()}, std::move(passage),
+                       std::move(onBytes)));
+    Result<std::unique_ptr<DocumentStore>> from = openDocumentStore(source);
+    if (!from.ok())
+        return from.status();
+    Result<std::unique_ptr<DocumentStore>> to = openDocumentStore(target);
+    if (!to.ok())
+        return to.status();
+    copier->m_sourceStore = std::move(from.value());
+    copier->m_targetStore = std::move(to.value());
+    return copier;
+}
+
+FileCopier::FileCopier(StoreLocation source, StoreLocation target, std::string passage,
+                       std::function<void(qint64)> onBytes)
+    : m_source(std::move(source))
+    , m_target(std::move(target))
+    , m_passage(std::move(passage))
+    , m_onBytes(std::move(onBytes))
+{
+}
+
+Result<FileCopier::Outcome> FileCopier::bring(const std::string& fileStore, const StoredFile& listed)
+{
+    m_source.fileStore = fileStore;
+    m_target.fileStore = fileStore;
+    const Passage passage(m_passage);
+    const Result<StoredFile> source = m_sourceStore->find(m_source, listed.name);
+    if (source.code() == ErrorCode::NotFound)
+        return sourceChanged(m_source, listed.name);
+    if (!source.ok())
+        return named(listed.name, source.status());
+    const Result<StoredFile> target = m_targetStore->find(m_target, listed.name);
+    if (target.ok())
+        return accept(source.value(), target.value());
+    return target.code() == ErrorCode::NotFound ? copy(source.value()) : named(listed.name, target.status());
+}
+
+Result<FileCopier::Outcome> FileCopier::accept(const StoredFile& source, const StoredFile& target)
+{
+    if (source.length != target.length)
+        return targetDiffers(m_target, target.name);
+    const Result<ContentDigest> expected = contentOf(*m_sourceStore, m_source, source);
+    if (!expected.ok())
+        return expected.status();
+    const Result<ContentDigest> there = contentOf(*m_targetStore, m_target, target);
+    if (!there.ok())
+        return there.status();
+    if (expected.value() != there.value())
+        return targetDiffers(m_target, target.name);
+    return Outcome{expected.value(), false};
+}
+
+Result<FileCopier::Outcome> FileCopier::copy(const StoredFile& source)
+{
+    const Result<ContentDigest> fetched = fetch(*m_sourceStore, m_source, source);
+    if (!fetched.ok())
+        return fetched.status();
+    const qint64 half = source.length / 2;
+    m_onBytes(half);
+    if (const Result<StoredFile> stored = m_targetStore->adopt(m_target, source.name, m_passage);
+        !stored.ok())
+        return named(source.name, stored.status());
+    if (const Status arrived = checkArrived(source.name, fetched.value()); !arrived.ok())
+        return arrived;
+    m_onBytes(source.length - half);
+    return Outcome{fetched.value(), true};
+}
+
+Status FileCopier::checkArrived(const std::string& name, const ContentDigest& expected)
+{
+    const Result<StoredFile> arrived = m_targetStore->find(m_target, name);
+    if (!arrived.ok())
+        return named(name, arrived.status());
+    if (ContentDigest{arrived->length, arrived->sha256} == expected)
+        return {};
+    return Status(ErrorCode::Corrupt,
+                  QStringLiteral("the stored file %1 arrived in %2 with other content than the source's")
+                      .arg(quoted(name), locationText(m_target)));
+}
+
+/// What a store knows of a content; where it has no hash, as of a file that another program stored, it is
+/// fetched and looked at.
+Result<ContentDigest> FileCopier::contentOf(DocumentStore& store, const StoreLocation& location,
+                                            const StoredFile& file)
+{
+    if (!file.sha256.isEmpty())
+        return ContentDigest{file.length, file.sha256};
+    return fetch(store, location, file);
+}
+
+Result<ContentDigest> FileCopier::fetch(DocumentStore& store, const StoreLocation& location,
+                                        const StoredFile& file)
+{
+    if (const Status got = store.get(location, file.name, m_passage); !got.ok())
+        return got.code() == ErrorCode::NotFound ? sourceChanged(location, file.name) : named(file.name, got);
+    // A get has compared what it wrote with the hash that it knew.
+    if (!file.sha256.isEmpty())
+        return ContentDigest{file.length, file.sha256};
+    const Result<FileDescriptor> opened = openForReading(m_passage);
+    if (!opened.ok())
+        return opened.status();
+    return digestFile(opened.value(), m_passage);
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "backend/config/Settings.h"
+#include "backend/io/FileCopy.h"
+#include "backend/store/DocumentStore.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace KOZAV::Backend {
+
+/// Brings single files from one document store to another, over stores of its own: several may work at once.
+class FileCopier final
+{
+public:
+    /// @param passage  path of the file that content passes through
+    /// @param onBytes  told how many bytes of a file to be copied are done
+    static Result<std::unique_ptr<FileCopier>> open(const DocumentStoreSettings& source,
+                                                    const DocumentStoreSettings& target, std::string passage,
+                                                    std::function<void(qint64)> onBytes);
+
+    struct Outcome
+    {
+        ContentDigest content;
+        bool copied = false; ///< false: the target had it already
+    };
+
+    /// Has the target hold the file as the source does. AlreadyExists where it holds other content under the
+    /// name, ChangedWhileRead where the source no longer has the file.
+    Result<Outcome> bring(const std::string& fileStore, const StoredFile& listed);
+
+private:
+    FileCopier(StoreLocation source, StoreLocation target, std::string passage,
+               std::function<void(qint64)> onBytes);
+
+    Result<Outcome> accept(const StoredFile& source, const StoredFile& target);
+    Result<Outcome> copy(const StoredFile& source);
+    Status checkArrived(const std::string& name, const ContentDigest& expected);
+    Result<ContentDigest> contentOf(DocumentStore& store, const StoreLocation& location,
+                                    const StoredFile& file);
+    Result<ContentDigest> fetch(DocumentStore& store, const StoreLocation& location, const StoredFile& file);
+
+    std::unique_ptr<DocumentStore> m_sourceStore;
+    std::unique_ptr<DocumentStore> m_targetStore;
+    StoreLocation m_source; ///< the file store is that of the file at hand
+    StoreLocation m_target;
+    std::string m_passage;
+    std::function<void(qint64)> m_onBytes;
+};
+
+/// The failure of a file that one place has with other content than the other.
+Status targetDiffers(const StoreLocation& target, const std::string& name);
+
+} // namespace KOZAV::Backend

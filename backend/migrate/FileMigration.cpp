@@ -1,0 +1,240 @@
+#include "backend/migrate/FileMigration.h"
+
+#include "backend/io/CallGuard.h"
+#include "backend/io/SystemError.h"
+#include "backend/store/StoreNames.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+/// Small files wait for the disk and for the server more than they take of either: several at once.
+constexpr std::size_t mostWorkers = 4;
+
+StoreLocation locationIn(const DocumentStoreSettings& settings, const std::string& fileStore)
+{
+    return {settings.database.toStdString(), fileStore};
+}
+
+bool isKnownToDiffer(const StoredFile& source, const StoredFile& target)
+{
+    if (source.length != target.length)
+        return true;
+    return !source.sha256.isEmpty() && !target.sha256.isEmpty() && source.sha256 != target.sha256;
+}
+
+/// Whether a store's entry is the content that was brought; a hash that the store does not have is no
+/// contradiction.
+bool holds(const StoredFile& file, const ContentDigest& content)
+{
+    return file.length == content.length && (file.sha256.isEmpty() || file.sha256 == content.sha256);
+}
+
+Status sourceChanged(const QString& what, const std::string& name)
+{
+    return Status(ErrorCode::ChangedWhileRead,
+                  QStringLiteral("the source changed while it was copied: the stored file \"%1\" %2; "
+                                 "run again")
+                      .arg(displayPath(name), what));
+}
+
+} // namespace
+
+/// The threads that bring a list of files. The first failure ends the work: what others have begun is brought
+/// to its end, nothing more is begun.
+class FileMigration::Crew final
+{
+public:
+    Crew(FileMigration& migration, std::vector<std::pair<FileKey, StoredFile>> tasks,
+         const TransferFolder& folder)
+        : m_migration(migration)
+        , m_tasks(std::move(tasks))
+        , m_folder(folder)
+    {
+    }
+
+    Status run()
+    {
+        const std::size_t workers = std::min(mostWorkers, m_tasks.size());
+        std::vector<std::thread> threads;
+        for (std::size_t i = 1; i < workers; ++i) {
+            try {
+                threads.emplace_back([this, i] { work(i); });
+            } catch (const std::system_error&) {
+                break; // fewer do it as well
+            }
+        }
+        if (workers > 0)
+            work(0);
+        for (std::thread& thread : threads)
+            thread.join();
+        return m_failure;
+    }
+
+private:
+    void work(std::size_t number)
+    {
+        const Status status = guardedCall("copy stored files", [&] { return bringFiles(number); });
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!status.ok() && m_failure.ok())
+            m_failure = status;
+        m_ended = m_ended || !status.ok();
+    }
+
+    Status bringFiles(std::size_t number)
+    {
+        Result<std::unique_ptr<FileCopier>> copier =
+            FileCopier::open(m_migration.m_sourceSettings, m_migration.m_targetSettings,
+                             m_folder.path("file-" + std::to_string(number)),
+                             [this](qint64 bytes) { m_migration.m_meter.addBytes(bytes); });
+        if (!copier.ok())
+            return copier.status();
+        for (std::size_t next = m_next++; next < m_tasks.size() && !m_ended; next = m_next++) {
+            const auto& [key, file] = m_tasks[next];
+            const Result<FileCopier::Outcome> outcome = copier.value()->bring(key.first, file);
+            if (!outcome.ok())
+                return outcome.status();
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_migration.note(key, outcome.value());
+        }
+        return {};
+    }
+
+    FileMigration& m_migration;
+    std::vector<std::pair<FileKey, StoredFile>> m_tasks;
+    const TransferFolder& m_folder;
+    std::atomic<std::size_t> m_next{0};
+    std::atomic<bool> m_ended{false};
+    std::mutex m_mutex;
+    Status m_failure;
+};
+
+Result<std::unique_ptr<FileMigration>> FileMigration::open(const DocumentStoreSettings& source,
+                                                           const DocumentStoreSettings& target,
+                                                           ProgressMeter& meter)
+{
+    std::unique_ptr<FileMigration> migration(new FileMigration(source, target, meter));
+    Result<std::unique_ptr<DocumentStore>> from = openDocumentStore(source);
+    if (!from.ok())
+        return from.status();
+    Result<std::unique_ptr<DocumentStore>> to = openDocumentStore(target);
+    if (!to.ok())
+        return to.status();
+    migration->m_source = std::move(from.value());
+    migration->m_target = std::move(to.value());
+    return migration;
+}
+
+FileMigration::FileMigration(DocumentStoreSettings source, DocumentStoreSettings target, ProgressMeter& meter)
+    : m_sourceSettings(std::move(source))
+    , m_targetSettings(std::move(target))
+    , m_meter(meter)
+{
+}
+
+Result<FileMigration::Listing> FileMigration::list(DocumentStore& store,
+                                                   const DocumentStoreSettings& settings,
+                                                   const QStringList& fileStores) const
+{
+    Listing listing;
+    for (const QString& name : fileStores) {
+        const std::string fileStore = name.toStdString();
+        Result<std::vector<StoredFile>> files = store.list(locationIn(settings, fileStore));
+        if (!files.ok())
+            return files.status();
+        for (StoredFile& file : files.value()) {
+            FileKey key(fileStore, file.name);
+            listing.emplace(std::move(key), std::move(file));
+        }
+    }
+    return listing;
+}
+
+Status FileMigration::check(const QStringList& fileStores)
+{
+    const Result<Listing> source = list(*m_source, m_sourceSettings, fileStores);
+    if (!source.ok())
+        return source.status();
+    const Result<Listing> target = list(*m_target, m_targetSettings, fileStores);
+    if (!target.ok())
+        return target.status();
+    if (Status fits = compareWithTarget(source.value(), target.value()); !fits.ok())
+        return fits;
+    m_meter.expectFiles(m_all.files, m_missing.bytes);
+    return {};
+}
+
+Status FileMigration::compareWithTarget(const Listing& source, const Listing& target)
+{
+    qint64 present = 0;
+    for (const auto& [key, file] : source) {
+        const auto there = target.find(key);
+        if (there != target.end() && isKnownToDiffer(file, there->second))
+            return targetDiffers(locationIn(m_targetSettings, key.first), file.name);
+        m_all.files += 1;
+        m_all.bytes += file.length;
+        present += there == target.end() ? 0 : 1;
+        m_missing.bytes += there == target.end() ? file.length : 0;
+    }
+    m_missing.files = m_all.files - present;
+    m_others = static_cast<qint64>(target.size()) - present;
+    return {};
+}
+
+Status FileMigration::copy(const QStringList& fileStores, const TransferFolder& folder)
+{
+    Result<Listing> source = list(*m_source, m_sourceSettings, fileStores);
+    if (!source.ok())
+        return source.status();
+    std::vector<std::pair<FileKey, StoredFile>> tasks;
+    for (auto& [key, file] : source.value())
+        if (m_brought.count(key) == 0)
+            tasks.emplace_back(key, std::move(file));
+    return Crew(*this, std::move(tasks), folder).run();
+}
+
+void FileMigration::note(const FileKey& key, const FileCopier::Outcome& outcome)
+{
+    m_brought.emplace(key, outcome.content);
+    if (outcome.copied) {
+        m_copied.files += 1;
+        m_copied.bytes += outcome.content.length;
+    }
+    m_meter.addFile();
+}
+
+Status FileMigration::verify(const QStringList& fileStores)
+{
+    const Result<Listing> source = list(*m_source, m_sourceSettings, fileStores);
+    if (!source.ok())
+        return source.status();
+    const Result<Listing> target = list(*m_target, m_targetSettings, fileStores);
+    if (!target.ok())
+        return target.status();
+    m_all = {};
+    for (const auto& [key, content] : m_brought) {
+        const auto from = source->find(key);
+        if (from == source->end() || !holds(from->second, content))
+            return sourceChanged(QStringLiteral("is gone or has other content"), key.second);
+        const auto to = target->find(key);
+        if (to == target->end() || !holds(to->second, content))
+            return Status(ErrorCode::Corrupt,
+                          QStringLiteral("the target no longer has the stored file \"%1\" that it took")
+                              .arg(displayPath(key.second)));
+        m_all.files += 1;
+        m_all.bytes += content.length;
+    }
+    for (const auto& [key, file] : source.value())
+        if (m_brought.count(key) == 0)
+            return sourceChanged(QStringLiteral("is new"), file.name);
+    m_others = static_cast<qint64>(target->size()) - m_all.files;
+    return {};
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,187 @@
+#include "backend/migrate/SiteMigration.h"
+
+#include "backend/config/SitePlaces.h"
+#include "backend/database/Database.h"
+#include "backend/io/CallGuard.h"
+#include "backend/migrate/TransferFolder.h"
+
+#include <memory>
+#include <optional>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+using Phase = MigrationProgress::Phase;
+
+Status checkPair(const Settings& source, const Settings& target)
+{
+    if (isSamePlace(source.database, target.database) &&
+        isSamePlace(source.documentStore, target.documentStore))
+        return Status(ErrorCode::Configuration,
+                      QStringLiteral("source and target are the same site: nothing is copied"));
+    // Rows name the file store that their files lie in.
+    if (source.documentStore.fileStore != target.documentStore.fileStore)
+        return Status(ErrorCode::Configuration,
+                      QStringLiteral("document_store/file_store is \"%1\" in the source and \"%2\" in the "
+                                     "target: the rows say where their files lie, so both need the same")
+                          .arg(source.documentStore.fileStore, target.documentStore.fileStore));
+    for (const Settings* settings : {&source, &target})
+        if (Status present = requireDatabaseFile(settings->database); !present.ok())
+            return present;
+    return {};
+}
+
+Status inWords(const char* side, const Status& status)
+{
+    if (status.ok())
+        return {};
+    return Status(status.code(), QStringLiteral("%1: %2").arg(QLatin1String(side), status.message()));
+}
+
+class SiteMigration final
+{
+public:
+    SiteMigration(const Settings& source, const Settings& target, const MigrationOptions& options,
+                  const MigrationObserver& observer)
+        : m_sourceSettings(source)
+        , m_targetSettings(target)
+        , m_options(options)
+        , m_meter(observer)
+    {
+    }
+
+    Result<MigrationReport> run()
+    {
+        for (const auto step :
+             {&SiteMigration::open, &SiteMigration::check, &SiteMigration::copy, &SiteMigration::verify}) {
+            if (m_options.dryRun && step == &SiteMigration::copy)
+                break;
+            if (Status done = (this->*step)(); !done.ok())
+                return done;
+        }
+        return report();
+    }
+
+private:
+    Status open();
+    Status check();
+    Status copy();
+    Status copyMoment(const TransferFolder& folder);
+    Status verify();
+    [[nodiscard]] Result<QStringList> fileStores();
+    [[nodiscard]] MigrationReport report() const;
+
+    const Settings& m_sourceSettings;
+    const Settings& m_targetSettings;
+    MigrationOptions m_options;
+    ProgressMeter m_meter;
+    std::unique_ptr<Database> m_source;
+    std::unique_ptr<Database> m_target;
+    std::unique_ptr<FileMigration> m_files;
+    std::optional<RowMigration> m_rows;
+};
+
+Status SiteMigration::open()
+{
+    m_meter.enter(Phase::Checking);
+    if (Status fits = checkPair(m_sourceSettings, m_targetSettings); !fits.ok())
+        return fits;
+    Result<std::unique_ptr<Database>> source = Database::open(m_sourceSettings.database);
+    if (!source.ok())
+        return inWords("source", source.status());
+    Result<std::unique_ptr<Database>> target = Database::open(m_targetSettings.database);
+    if (!target.ok())
+        return inWords("target", target.status());
+    m_source = std::move(source.value());
+    m_target = std::move(target.value());
+    m_rows.emplace(*m_source, *m_target, m_options.outdatedRows, m_meter);
+    Result<std::unique_ptr<FileMigration>> files =
+        FileMigration::open(m_sourceSettings.documentStore, m_targetSettings.documentStore, m_meter);
+    if (files.ok())
+        m_files = std::move(files.value());
+    return files.status();
+}
+
+/// The configured one, and those that rows name.
+Result<QStringList> SiteMigration::fileStores()
+{
+    Result<QStringList> names = fileStoresInRows(*m_source);
+    if (!names.ok())
+        return names;
+    names->append(m_sourceSettings.documentStore.fileStore);
+    names->removeDuplicates();
+    return names;
+}
+
+Status SiteMigration::check()
+{
+    const Result<QStringList> stores = fileStores();
+    if (!stores.ok())
+        return stores.status();
+    if (Status rows = m_source->snapshot([this] { return m_rows->check(); }); !rows.ok())
+        return rows;
+    return m_files->check(stores.value());
+}
+
+Status SiteMigration::copy()
+{
+    const Result<TransferFolder> folder = TransferFolder::open(m_targetSettings.uploadCache);
+    if (!folder.ok())
+        return folder.status();
+    const Result<QStringList> stores = fileStores();
+    if (!stores.ok())
+        return stores.status();
+    m_meter.enter(Phase::Files);
+    if (Status copied = m_files->copy(stores.value(), folder.value()); !copied.ok())
+        return copied;
+    return m_source->snapshot([&] { return copyMoment(folder.value()); });
+}
+
+/// The rows of one moment. Files that came since the others were copied go first: a row is written after the
+/// file that it points at, so every file of these rows is in the store by now.
+Status SiteMigration::copyMoment(const TransferFolder& folder)
+{
+    const Result<QStringList> stores = fileStores();
+    if (!stores.ok())
+        return stores.status();
+    if (Status copied = m_files->copy(stores.value(), folder); !copied.ok())
+        return copied;
+    m_meter.enter(Phase::Rows);
+    return m_rows->copy();
+}
+
+Status SiteMigration::verify()
+{
+    m_meter.enter(Phase::Verifying);
+    const Result<QStringList> stores = fileStores();
+    if (!stores.ok())
+        return stores.status();
+    if (Status rows = m_rows->verify(); !rows.ok())
+        return rows;
+    return m_files->verify(stores.value());
+}
+
+MigrationReport SiteMigration::report() const
+{
+    MigrationReport report;
+    report.sourceRows = m_source->place();
+    report.targetRows = m_target->place();
+    report.files = m_files->all();
+    report.copiedFiles = m_options.dryRun ? m_files->missing() : m_files->copied();
+    report.otherFiles = m_files->others();
+    report.tables = m_rows->tables();
+    return report;
+}
+
+} // namespace
+
+Result<MigrationReport> migrateSite(const Settings& source, const Settings& target,
+                                    const MigrationOptions& options, const MigrationObserver& observer)
+{
+    return guardedCall("migrate the site", [&]() -> Result<MigrationReport> {
+        return SiteMigration(source, target, options, observer).run();
+    });
+}
+
+} // namespace KOZAV::Backend
