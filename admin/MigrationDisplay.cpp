@@ -21,19 +21,36 @@ QString sizeText(qint64 bytes)
     return QLocale::c().formattedDataSize(bytes, 1);
 }
 
+/// Both in the unit that suits the second.
+QString sizesText(qint64 done, qint64 total)
+{
+    constexpr double step = 1024;
+    const QStringList units = {QStringLiteral("bytes"), QStringLiteral("KiB"), QStringLiteral("MiB"),
+                               QStringLiteral("GiB"), QStringLiteral("TiB")};
+    double scale = 1;
+    int unit = 0;
+    for (; static_cast<double>(total) / scale >= step && unit + 1 < units.size(); ++unit)
+        scale *= step;
+    const int digits = unit == 0 ? 0 : 1;
+    return QStringLiteral("%1 of %2 %3")
+        .arg(static_cast<double>(done) / scale, 0, 'f', digits)
+        .arg(static_cast<double>(total) / scale, 0, 'f', digits)
+        .arg(units[unit]);
+}
+
 QString timeText(qint64 seconds)
 {
     constexpr qint64 sixty = 60;
-    const QString minutesAndSeconds =
+    QString minutesAndSeconds =
         QStringLiteral("%1:%2").arg(seconds / sixty % sixty).arg(seconds % sixty, 2, 10, QLatin1Char('0'));
     if (seconds < sixty * sixty)
         return minutesAndSeconds;
     return QStringLiteral("%1:%2").arg(seconds / (sixty * sixty)).arg(minutesAndSeconds, 5, QLatin1Char('0'));
 }
 
-QString countText(qint64 done, qint64 total, const char* what)
+QString countText(qint64 done, qint64 total)
 {
-    return QStringLiteral("%1 of %2 %3").arg(done).arg(total).arg(QLatin1String(what));
+    return QStringLiteral("%1/%2").arg(done).arg(total);
 }
 
 double fractionOf(qint64 done, qint64 total)
@@ -57,7 +74,7 @@ QString taskText(Phase phase)
     case Phase::Checking:
         return QStringLiteral("comparing");
     case Phase::Files:
-        return QStringLiteral("stored files");
+        return QStringLiteral("files");
     case Phase::Rows:
         return QStringLiteral("rows");
     case Phase::Verifying:
@@ -91,16 +108,15 @@ void MigrationDisplay::show(const MigrationProgress& progress)
     case Phase::Rows:
     case Phase::Verifying:
         m_line.show(task, fractionOf(progress.rows, progress.rowsTotal),
-                    countText(progress.rows, progress.rowsTotal, "rows"));
+                    countText(progress.rows, progress.rowsTotal));
         break;
     }
 }
 
 QString MigrationDisplay::fileDetails(const MigrationProgress& progress) const
 {
-    QString text = QStringLiteral("%1, %2 of %3")
-                       .arg(countText(progress.files, progress.filesTotal, "files"), sizeText(progress.bytes),
-                            sizeText(progress.bytesTotal));
+    QString text = countText(progress.files, progress.filesTotal) + QStringLiteral(", ") +
+                   sizesText(progress.bytes, progress.bytesTotal);
     const qint64 elapsedMs = m_clock() - m_phaseSince;
     if (elapsedMs < leastForRateMs || progress.bytes <= 0)
         return text;

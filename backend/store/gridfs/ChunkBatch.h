@@ -38,13 +38,13 @@ public:
 private:
     [[nodiscard]] uint8_t* nextSlot();
 
+    bson_t m_documents[gridFsBatchChunks]; // first: they have to lie at multiples of 128
+    const bson_t* m_pointers[gridFsBatchChunks];
     const GridFsId m_file;
     const size_t m_capacity;
     const size_t m_headSize; ///< bytes of a chunk document in front of its content
     const size_t m_slotSize;
     std::unique_ptr<uint8_t[]> m_memory;
-    bson_t m_documents[gridFsBatchChunks];
-    const bson_t* m_pointers[gridFsBatchChunks];
     size_t m_size = 0;
     int m_firstNumber = 0;
 };

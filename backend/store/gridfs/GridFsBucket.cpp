@@ -116,7 +116,7 @@ Status GridFsBucket::createIndex(const char* suffix, const Bson& index, bool nee
     if (mongoc_client_write_command_with_opts(m_client, m_location.database.c_str(), command.get(),
                                               options.get(), reply.forReply(), &error))
         return {};
-    const Status failed = failure(QStringLiteral("make an index of"), error);
+    Status failed = failure(QStringLiteral("make an index of"), error);
     if (needed || !isIndexConflict(error))
         return failed;
     qCInfo(logStore).noquote() << failed.message();

@@ -199,7 +199,7 @@ void GridFsUpload::withdraw()
     if (!std::exchange(m_hasSent, false))
         return;
     (void)guardedCall("remove chunks", [this] {
-        const Status removed = removeChunks();
+        Status removed = removeChunks();
         // Chunks that were on their way when a connection was lost may arrive after their removal.
         if (!removed.ok() || m_connectionLost)
             m_leftovers.remember(m_bucket.location(), m_id);
