@@ -166,7 +166,7 @@ void MigrateSites::killedProgramsAreContinued()
     fillSite(path(*m_embedded), jobs);
     const SiteContent original = readSite(path(*m_embedded));
     int killed = 0;
-    for (const char* moment : {"stored files: 0%", "stored files: 5", "rows: ", "verifying: "}) {
+    for (const char* moment : {"files: 0%", "files: 5", "rows: ", "verifying: "}) {
         BoundProcess program;
         program.setProcessChannelMode(QProcess::SeparateChannels);
         program.start(text(ZAV_ADMIN_PROGRAM),

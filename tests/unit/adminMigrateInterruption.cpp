@@ -1,5 +1,5 @@
-#include "tests/support/AdminSession.h"
 #include "tests/support/SiteContent.h"
+#include "tests/support/SitePair.h"
 #include "tests/support/TestFiles.h"
 
 #include <QJsonArray>
@@ -40,11 +40,6 @@ namespace {
 
 constexpr int jobs = 11;
 
-QString makeSite(const AdminSession& session)
-{
-    return session.run({text("init"), text("--data-root"), session.file().inFolder(text("data"))}).err;
-}
-
 /// Steps grow, so that the first and the last calls of a run are hit and the number of runs stays small.
 int stepBehind(int number)
 {
@@ -60,7 +55,7 @@ void AdminMigrateInterruptionTest::initTestCase()
     if (!canInject())
         QSKIP("strace cannot inject faults here");
     m_source = std::make_unique<AdminSession>();
-    QCOMPARE(makeSite(*m_source), QString());
+    makeEmbeddedSite(*m_source);
     fillSite(m_source->file().path(), jobs);
     m_content = readSite(m_source->file().path());
 }
@@ -68,7 +63,7 @@ void AdminMigrateInterruptionTest::initTestCase()
 void AdminMigrateInterruptionTest::makeTarget()
 {
     m_target = std::make_unique<AdminSession>();
-    QCOMPARE(makeSite(*m_target), QString());
+    makeEmbeddedSite(*m_target);
 }
 
 ProgramEnd AdminMigrateInterruptionTest::runWith(const QString& calls, const QString& what, int number) const

@@ -98,7 +98,7 @@ void AdminProgressTest::barFitsTheTerminal()
 {
     QFETCH(const int, columns);
     ProgressLine shown = line(true, columns);
-    shown.show(text("stored files"), 0.5, text("50 of 100 files, 1.0 GiB of 2.0 GiB"));
+    shown.show(text("files"), 0.5, text("785/2000, 75.1 of 190.7 MiB, 150.1 MiB/s, 0:01 left"));
     QString frame = written(text("\r")).value(0);
     frame.chop(3); // the rest of the line is cleared
     QVERIFY2(frame.size() < std::max(columns, 2), qPrintable(frame));
@@ -157,16 +157,16 @@ void AdminProgressTest::rateAndRemainingTime_data()
     QTest::addColumn<qint64>("elapsedMs");
     QTest::addColumn<qint64>("bytes");
     QTest::addColumn<QString>("shown");
-    constexpr qint64 mib = 1024 * 1024;
-    QTest::newRow("too early") << qint64(100) << mib << text("3 of 9 files, 1.0 MiB of 1000.0 MiB");
+    constexpr qint64 mib = 1024LL * 1024;
+    QTest::newRow("bytes") << qint64(100) << qint64(0) << text("3/9, 0.0 of 1000.0 MiB");
+    QTest::newRow("too early") << qint64(100) << mib << text("3/9, 1.0 of 1000.0 MiB");
     QTest::newRow("seconds") << qint64(10'000) << 500 * mib
-                             << text("3 of 9 files, 500.0 MiB of 1000.0 MiB, 50.0 MiB/s, 0:10 left");
+                             << text("3/9, 500.0 of 1000.0 MiB, 50.0 MiB/s, 0:10 left");
     QTest::newRow("minutes") << qint64(10'000) << 100 * mib
-                             << text("3 of 9 files, 100.0 MiB of 1000.0 MiB, 10.0 MiB/s, 1:30 left");
+                             << text("3/9, 100.0 of 1000.0 MiB, 10.0 MiB/s, 1:30 left");
     QTest::newRow("hours") << qint64(40'000) << 10 * mib
-                           << text("3 of 9 files, 10.0 MiB of 1000.0 MiB, 256.0 KiB/s, 1:06:00 left");
-    QTest::newRow("end") << qint64(10'000) << 1000 * mib
-                         << text("3 of 9 files, 1000.0 MiB of 1000.0 MiB, 100.0 MiB/s");
+                           << text("3/9, 10.0 of 1000.0 MiB, 256.0 KiB/s, 1:06:00 left");
+    QTest::newRow("end") << qint64(10'000) << 1000 * mib << text("3/9, 1000.0 of 1000.0 MiB, 100.0 MiB/s");
 }
 
 void AdminProgressTest::rateAndRemainingTime()
@@ -188,13 +188,13 @@ void AdminProgressTest::wholeOnlyWithTheLastFile()
 {
     MigrationDisplay display(&m_out, {false, 80}, [this] { return m_now; });
     display.show(files(2, 3, 100, 100));
-    QVERIFY(written(text("\n")).last().startsWith(text("stored files: 99%, 2 of 3 files")));
+    QVERIFY(written(text("\n")).last().startsWith(text("files: 99%, 2/3, ")));
     display.show(files(3, 3, 100, 100));
-    QVERIFY(written(text("\n")).last().startsWith(text("stored files: 100%, 3 of 3 files")));
+    QVERIFY(written(text("\n")).last().startsWith(text("files: 100%, 3/3, ")));
     // Without anything to copy the files that are looked at make the way.
     MigrationDisplay nothing(&m_out, {false, 80}, [this] { return m_now; });
     nothing.show(files(1, 2, 0, 0));
-    QVERIFY(written(text("\n")).last().startsWith(text("stored files: 50%, 1 of 2 files")));
+    QVERIFY(written(text("\n")).last().startsWith(text("files: 50%, 1/2, ")));
 }
 
 QTEST_GUILESS_MAIN(AdminProgressTest)

@@ -114,6 +114,8 @@ void AdminSiteTest::everyVerbNeedsAConfiguration_data()
     QTest::newRow("jobs") << QStringList({text("jobs")});
     QTest::newRow("get") << QStringList({text("get"), text("J"), text("F")});
     QTest::newRow("config get") << QStringList({text("config"), text("get")});
+    QTest::newRow("ping") << QStringList({text("ping")});
+    QTest::newRow("migrate") << QStringList({text("migrate"), text("--to=other.ini")});
     QTest::newRow("config set") << QStringList({text("config"), text("set"), text("user/id"), text("2")});
 }
 
@@ -227,9 +229,9 @@ void AdminSiteTest::misuseIsNamed()
 void AdminSiteTest::helpNamesEveryVerb()
 {
     const QString help = m_session->run({text("--help")}).out;
-    for (const char* verb :
-         {"init", "company add", "company list", "company rename", "jobs", "get JOB FILE", "config get [KEY]",
-          "config set KEY VALUE", "--config FILE", "--json", "Exit codes:"})
+    for (const char* verb : {"init", "ping", "migrate --to FILE", "company add", "company list",
+                             "company rename", "jobs", "get JOB FILE", "config get [KEY]",
+                             "config set KEY VALUE", "--config FILE", "--json", "Exit codes:"})
         QVERIFY2(help.contains(text(verb)), verb);
     const QString verbHelp = m_session->run({text("company"), text("add"), text("--help")}).out;
     QVERIFY(verbHelp.contains(text("Usage: zav_admin company add --code CODE --name NAME")));
