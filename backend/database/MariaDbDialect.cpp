@@ -57,7 +57,7 @@ QString sessionSql(const DatabaseSettings& settings)
     const int lockWait = std::max(1, settings.readTimeoutSeconds - 1);
     return QStringLiteral("SET SESSION sql_mode = 'STRICT_ALL_TABLES,ERROR_FOR_DIVISION_BY_ZERO,"
                           "NO_ENGINE_SUBSTITUTION', autocommit = 1, foreign_key_checks = 1,"
-                          " unique_checks = 1, innodb_lock_wait_timeout = %1")
+                          " unique_checks = 1, innodb_lock_wait_timeout = %1, lock_wait_timeout = %1")
         .arg(lockWait);
 }
 

@@ -123,10 +123,11 @@ constexpr Meaning meanings[] = {
     {CheckFailedMySql, ErrorCode::InvalidArgument},
 };
 
-/// The server answered with them, or the client library found out while it waited for the answer.
+/// The server answered with them, or the client library found out while it waited for the answer: over TLS
+/// the end of a connection is an error of TLS.
 constexpr int lostWhileWaiting[] = {
     ShutDown,         NetworkRead, NetworkReadInterrupted, NetworkWrite, NetworkWriteInterrupted,
-    ConnectionKilled, ServerLost,  ServerLostWithReason};
+    ConnectionKilled, ServerLost,  ServerLostWithReason,   TlsFailed};
 
 /// The server refuses the statement and ends the connection.
 constexpr int lostWithRefusal[] = {PacketTooLarge, PacketTooLargeHere};

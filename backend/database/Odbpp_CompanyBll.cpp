@@ -90,6 +90,39 @@ Status refusedJobCount(Database& database, const QString& companyName, int jobCo
     return asked.ok() ? reason : asked;
 }
 
+/// Whether the row of the company is the one that a job count left with these values.
+Result<bool> isCounted(Database& database, const QVariantList& values)
+{
+    bool found = false;
+    const Status asked = database.query(
+        "SELECT id FROM company WHERE job_count = ? AND updated_user_id = ? AND updated_time = ?"
+        " AND name = ?",
+        values.mid(0, 4), [&found](const QSqlQuery& /*row*/) {
+            found = true;
+            return false;
+        });
+    return asked.ok() ? Result<bool>(found) : Result<bool>(asked);
+}
+
+/// Writes a job count; where the answer is lost the row tells whether it was written. An import that is
+/// refused its number may use it all the same, so this is settled here as far as it can be. The condition on
+/// the count keeps a second try from doing harm.
+Result<int> countJob(Database& database, const QVariantList& values)
+{
+    const auto write = [&] {
+        return database.change("UPDATE company SET job_count = ?, updated_user_id = ?, updated_time = ? "
+                               "WHERE name = ? AND job_count < ?",
+                               values, Durability::Deferred);
+    };
+    Result<int> changed = write();
+    if (changed.code() != ErrorCode::OutcomeUnknown)
+        return changed;
+    const Result<bool> counted = isCounted(database, values);
+    if (!counted.ok())
+        return changed;
+    return counted.value() ? Result<int>(1) : write();
+}
+
 Status writeJobCount(const std::string& companyName, int userId, int jobCount)
 {
     const RowValues values =
@@ -99,10 +132,7 @@ Status writeJobCount(const std::string& companyName, int userId, int jobCount)
     const Result<Database*> database = Site::current().database();
     if (!database.ok())
         return database.status();
-    const Result<int> changed =
-        database.value()->change("UPDATE company SET job_count = ?, updated_user_id = ?, updated_time = ? "
-                                 "WHERE name = ? AND job_count < ?",
-                                 values.list(), Durability::Deferred);
+    const Result<int> changed = countJob(*database.value(), values.list());
     if (changed.ok() && changed.value() == 0)
         return refusedJobCount(*database.value(), QString::fromStdString(companyName), jobCount);
     return changed.status();

@@ -2,6 +2,9 @@
 
 #include "tests/support/TestFiles.h"
 
+#include <QElapsedTimer>
+#include <QTest>
+
 namespace KOZAV::Test {
 
 namespace {
@@ -43,6 +46,11 @@ bool endsInTime(const std::function<void()>& call)
     timer.start();
     call();
     return timer.elapsed() < longestCallMs;
+}
+
+bool recovers(const std::function<bool()>& call)
+{
+    return QTest::qWaitFor(call, recoveryMs);
 }
 
 QString faultOfMessage(const Backend::Status& failure)

@@ -3,7 +3,6 @@
 #include "tests/support/GridFsBox.h"
 
 #include <QByteArray>
-#include <QElapsedTimer>
 #include <QStringList>
 
 #include <functional>
@@ -33,6 +32,9 @@ constexpr int trialChunks = 41;
 
 /// Calls, and @return whether it ended in time.
 bool endsInTime(const std::function<void()>& call);
+
+/// Calls until a call succeeds. @return false where none does in the time in which one must
+bool recovers(const std::function<bool()>& call);
 
 /// What is wrong with how a failure is told; empty where it names the server and tells no password.
 QString faultOfMessage(const Backend::Status& failure);

@@ -111,7 +111,7 @@ void GridFsGetFaults::oneFault()
         QCOMPARE(ended.code(), answered ? ErrorCode::Io : ErrorCode::Unavailable);
     }
     m_box->peer().comeBack();
-    QTRY_VERIFY_WITH_TIMEOUT(m_box->get("job.zip").ok(), recoveryMs);
+    QVERIFY(recovers([this] { return m_box->get("job.zip").ok(); }));
     QVERIFY(readFile(m_box->beside("fetched")) == trialContent());
     QCOMPARE(m_box->besideNames(), m_names);
 }

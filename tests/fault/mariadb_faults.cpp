@@ -14,8 +14,10 @@
 #include "tests/support/MariaDbServer.h"
 #include "tests/support/ServiceWatch.h"
 #include "tests/support/SiteEngines.h"
+#include "tests/support/TableLock.h"
 #include "tests/support/TestAuthority.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QTcpServer>
 #include <QTest>
@@ -37,6 +39,7 @@ constexpr int writeSeconds = 2;
 constexpr qint64 longestCallMs = (connectSeconds + readSeconds + writeSeconds + 2) * 1000;
 
 const std::string companyName = "华兴";
+constexpr int strikeWaitMs = 5000;
 constexpr const char* fourByteText = "\xF0\x9F\x93\xA6\xF0\xA0\x80\x8B";
 
 MariaDbServer& server()
@@ -80,7 +83,9 @@ const std::vector<ServiceCall>& serviceCalls()
              return BLL::Odbpp_CompanyBll().inputCompanies(name, 1, job.jobNumber + 1);
          }},
         {"UpdateBatchNumber", true,
-         [](const auto& job, const auto&) { return BLL::Odbpp_CompanyBll().UpdateBatchNumber(2, job.companyId); }},
+         [](const auto& job, const auto&) {
+             return BLL::Odbpp_CompanyBll().UpdateBatchNumber(2, job.companyId);
+         }},
         {"inputOrigFile", true,
          [](const auto& job, const auto&) {
              return BLL::Odbpp_OrigFilesBll().inputOrigFile("another", "board", job.storedName, "tgz",
@@ -99,9 +104,13 @@ const std::vector<ServiceCall>& serviceCalls()
              return BLL::Odbpp_JobFlowBll().UpdateLastOdbppImportMongoFsGuid(job.origFileGuid, job.flowGuid);
          }},
         {"updateUploadBatchNum", true,
-         [](const auto& job, const auto&) { return BLL::Odbpp_JobFlowBll().updateUploadBatchNum(4, job.flowGuid); }},
+         [](const auto& job, const auto&) {
+             return BLL::Odbpp_JobFlowBll().updateUploadBatchNum(4, job.flowGuid);
+         }},
         {"UpdateState", true,
-         [](const auto& job, const auto&) { return BLL::Odbpp_JobFlowBll().UpdateState(1, 1, 2, job.flowGuid); }},
+         [](const auto& job, const auto&) {
+             return BLL::Odbpp_JobFlowBll().UpdateState(1, 1, 2, job.flowGuid);
+         }},
         {"UpdatePreImportOrCheckTime", true,
          [](const auto& job, const auto&) {
              return BLL::Odbpp_JobFlowBll().UpdatePreImportOrCheckTime(job.flowGuid, 1, 0, "", 1, "", 0, "");
@@ -180,13 +189,15 @@ private:
     void mended();
     [[nodiscard]] QString reasonOf(const char* operation) const;
     bool refused(const char* operation, const QString& words);
+    [[nodiscard]] int waitingConnections() const;
 
     std::unique_ptr<FreshSite> m_site;
     std::unique_ptr<CapturedLog> m_log;
     std::unique_ptr<ServiceWatch> m_watch;
     std::string m_file;
-    ImportedJob m_whole;     ///< imported before the fault
+    ImportedJob m_whole;      ///< imported before the fault
     ImportedJob m_unfinished; ///< the same up to its last row
+    Backend::DatabaseSettings m_database;
     QString m_password;
 };
 
@@ -206,9 +217,8 @@ void MariaDbFaults::init()
     m_unfinished.storedName = m_whole.storedName;
     m_unfinished.origFileGuid = m_whole.origFileGuid;
     m_unfinished.suffix = "tgz";
-    const auto passwordFile =
-        Backend::readSetting(m_site->configuration(), QStringLiteral("database/password_file"));
-    m_password = QString::fromUtf8(contentOf(passwordFile.value()));
+    m_database = Backend::loadSettings(m_site->configuration()).value().database;
+    m_password = QString::fromUtf8(contentOf(m_database.passwordFile));
     m_log = std::make_unique<CapturedLog>();
     m_watch = std::make_unique<ServiceWatch>();
 }
@@ -250,6 +260,15 @@ bool MariaDbFaults::refused(const char* operation, const QString& words)
         return true;
     qWarning("%s failed after %lld ms for: %s", operation, m_watch->longestCallMs(), qUtf8Printable(reason));
     return false;
+}
+
+/// How many connections of sites wait for a lock.
+int MariaDbFaults::waitingConnections() const
+{
+    return server()
+        .value({}, QStringLiteral("SELECT COUNT(*) FROM information_schema.processlist WHERE user LIKE "
+                                  "'zav\\_%' AND state LIKE 'Waiting%'"))
+        .toInt();
 }
 
 /// The fault is over: the next whole import works, and each row refers to what is there.
@@ -313,20 +332,260 @@ void MariaDbFaults::connectionIsLost()
     mended();
 }
 
-/// Holds the tables for writing, as a backup program does, while it lives.
-class TableLock final
+void MariaDbFaults::rowsAreLockedByAnother()
 {
-public:
-    TableLock()
+    QFETCH(const ServiceCall*, call);
+    bool succeeded = false;
     {
-        m_holder = std::async(std::launch::async, [this] {
-            server().run(SiteEngines::rowServer()->last(), QStringLiteral("x"));
-        });
+        const TableLock lock(server(), m_database.name);
+        succeeded = call->run(m_unfinished, m_file);
     }
+    QVERIFY(!succeeded);
+    QVERIFY(refused(call->operation, QString()));
+    mended();
+}
 
-private:
-    std::future<void> m_holder;
-};
+void MariaDbFaults::connectionIsKilledDuringACall()
+{
+    QFETCH(const ServiceCall*, call);
+    std::promise<void> locked;
+    const auto strike = [this, &locked] {
+        const TableLock lock(server(), m_database.name);
+        locked.set_value();
+        const QDeadlineTimer deadline(strikeWaitMs);
+        while (waitingConnections() == 0 && !deadline.hasExpired()) {
+        }
+        return server().killConnections();
+    };
+    std::future<int> killed = std::async(std::launch::async, strike);
+    locked.get_future().wait();
+    const bool succeeded = call->run(m_unfinished, m_file);
+    QCOMPARE(killed.get(), 1);
+    if (succeeded)
+        QCOMPARE(m_watch->failures(), QStringList());
+    else
+        QVERIFY(refused(call->operation, QString()));
+    QVERIFY(succeeded || call->writes);
+    mended();
+}
+
+void MariaDbFaults::serverIsRestarted()
+{
+    QVERIFY(anyCompany());
+    server().restart();
+    QVERIFY(anyCompany());
+    QCOMPARE(m_watch->failures(), QStringList());
+    mended();
+}
+
+void MariaDbFaults::completeImportOutlivesACrash()
+{
+    const ImportedJob last = importArchive(companyName, m_file);
+    QVERIFY(last.complete);
+    server().kill();
+    server().restart();
+    QVERIFY(m_site->jobs().back().complete);
+    QCOMPARE(m_site->jobs().back().flowGuid.toStdString(), last.flowGuid);
+    QCOMPARE(m_site->company(QStringLiteral("HX")).jobCount, last.jobNumber);
+    mended();
+}
+
+void MariaDbFaults::nobodyAnswersAtThePort()
+{
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    m_site->configure(QStringLiteral("database/port"), QString::number(silent.serverPort()));
+    QVERIFY(!anyCompany());
+    QVERIFY(refused("Odbpp_CompanyBll::select", QStringLiteral("cannot open the database")));
+    m_site->configure(QStringLiteral("database/port"), QString::number(server().port()));
+    mended();
+}
+
+void MariaDbFaults::nobodyListensAtThePort()
+{
+    QTcpServer gone;
+    QVERIFY(gone.listen(QHostAddress::LocalHost));
+    m_site->configure(QStringLiteral("database/port"), QString::number(gone.serverPort()));
+    gone.close();
+    QVERIFY(!anyCompany());
+    QVERIFY(refused("Odbpp_CompanyBll::select", QStringLiteral("Can't connect to")));
+    m_site->configure(QStringLiteral("database/port"), QString::number(server().port()));
+    mended();
+}
+
+void MariaDbFaults::configurationIsWrong_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("words");
+    const auto row = [](const char* what, const char* key, const char* value, const char* words) {
+        QTest::newRow(what) << QString::fromLatin1(key) << QString::fromLatin1(value)
+                            << QString::fromLatin1(words);
+    };
+    row("password", "password_file", "wrong.password", "Access denied");
+    row("no password", "password_file", "empty.password", "first line is empty");
+    row("password that others may read", "password_file", "open.password", "other users may read it");
+    row("missing password file", "password_file", "missing.password", "cannot be used");
+    row("account", "user", "nobody", "Access denied");
+    row("database", "name", "zav_nothing", "Unknown database");
+    row("database of another", "name", "mysql", "Access denied");
+}
+
+void MariaDbFaults::configurationIsWrong()
+{
+    QFETCH(const QString, key);
+    QFETCH(const QString, value);
+    QFETCH(const QString, words);
+    const auto write = [this](const char* name, const QByteArray& content, QFile::Permissions permissions) {
+        QFile file(m_site->path(QLatin1String(name)));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        QVERIFY(file.setPermissions(permissions));
+    };
+    const QFile::Permissions owner = QFile::ReadOwner | QFile::WriteOwner;
+    write("wrong.password", "not it", owner);
+    write("empty.password", "\n", owner);
+    write("open.password", m_password.toUtf8(), owner | QFile::ReadOther);
+    QVERIFY(server().run(
+        m_database, QStringLiteral("GRANT SELECT ON zav_nothing.* TO %1@'127.0.0.1'").arg(m_database.user)));
+
+    const QString fullKey = QStringLiteral("database/") + key;
+    const QString before = Backend::readSetting(m_site->configuration(), fullKey).value();
+    m_site->configure(fullKey, value);
+    QVERIFY(!anyCompany());
+    QVERIFY(refused("Odbpp_CompanyBll::select", words));
+    QVERIFY(!logged().contains(QStringLiteral("not it")));
+    m_site->configure(fullKey, before);
+    mended();
+}
+
+void MariaDbFaults::encryptionThatTheServerDoesNotHave()
+{
+    const TestAuthority authority;
+    m_site->configure(QStringLiteral("database/tls_ca"), authority.certificate());
+    QVERIFY(!anyCompany());
+    QVERIFY(refused("Odbpp_CompanyBll::select", QStringLiteral("does not encrypt")));
+    QTRY_COMPARE(server().connections(), 0);
+}
+
+void MariaDbFaults::encryptionOfAnotherAuthority()
+{
+    const TestAuthority authority;
+    const TestAuthority other;
+    MariaDbServer encrypting({authority.server().certificate, authority.server().key, {}});
+    MariaDbServer::writeTo(m_site->configuration(), encrypting.makeDatabase());
+    setTimeouts(*m_site);
+    m_site->configure(QStringLiteral("database/tls_ca"), other.certificate());
+    QVERIFY(!anyCompany());
+    QVERIFY(refused("Odbpp_CompanyBll::select", QStringLiteral("certificate")));
+}
+
+void MariaDbFaults::encryptionOfTheRightAuthority()
+{
+    const TestAuthority authority;
+    MariaDbServer encrypting({authority.server().certificate, authority.server().key, {}});
+    const Backend::DatabaseSettings database = encrypting.makeDatabase();
+    QVERIFY(encrypting.run({}, QStringLiteral("ALTER USER %1@'127.0.0.1' REQUIRE SSL").arg(database.user)));
+    MariaDbServer::writeTo(m_site->configuration(), database);
+    setTimeouts(*m_site);
+    QVERIFY(!anyCompany());
+    QVERIFY(refused("Odbpp_CompanyBll::select", QStringLiteral("Access denied")));
+    m_site->configure(QStringLiteral("database/tls_ca"), authority.certificate());
+    m_site->addCompany(QStringLiteral("HX"), QString::fromStdString(companyName));
+    mended();
+    const auto health = Backend::Site::current().database().value()->health();
+    QVERIFY2(health.ok() && health->encryption.startsWith(QLatin1String("TLSv1.")),
+             qUtf8Printable(health.message()));
+    encrypting.killConnections();
+    QVERIFY2(anyCompany(), qUtf8Printable(m_watch->failures().join(QLatin1Char('\n'))));
+    const auto again = Backend::Site::current().database().value()->health();
+    QVERIFY2(again.ok() && again->encryption.startsWith(QLatin1String("TLSv1.")),
+             qUtf8Printable(again.message()));
+}
+
+void MariaDbFaults::serverIsReadOnly()
+{
+    QVERIFY(server().run({}, QStringLiteral("SET GLOBAL read_only = ON")));
+    for (const ServiceCall& call : serviceCalls()) {
+        QVERIFY2(call.run(m_unfinished, m_file) != call.writes, call.operation);
+        QVERIFY2(!call.writes || refused(call.operation, QStringLiteral("read-only")), call.operation);
+    }
+    QVERIFY(server().run({}, QStringLiteral("SET GLOBAL read_only = OFF")));
+    mended();
+}
+
+void MariaDbFaults::serverHasNoRoom()
+{
+    // A space for all tables that may not grow: what the server then says is what it says on a full disk.
+    const auto space = [](const char* limit) {
+        return QStringList{QStringLiteral("--innodb-file-per-table=0"),
+                           QStringLiteral("--innodb-data-file-path=ibdata1:12M") + QLatin1String(limit)};
+    };
+    MariaDbServer small({{}, {}, space("")});
+    MariaDbServer::writeTo(m_site->configuration(), small.makeDatabase());
+    setTimeouts(*m_site);
+    m_site->addCompany(QStringLiteral("HX"), QString::fromStdString(companyName));
+    const ImportedJob job = importArchive(companyName, m_file);
+    QVERIFY(job.complete);
+    const std::string text(300'000, 'x');
+    int written = 0;
+    while (!DBS_API::kozav_upload_prefile2mysql(job.flowGuid, "", text, text, text, 1, "").empty())
+        ++written;
+    QVERIFY(written > 0);
+    QVERIFY(refused("kozav_upload_prefile2mysql", QStringLiteral("is full")));
+    const auto files = Backend::listPreFiles(*Backend::Site::current().database().value(),
+                                             QString::fromStdString(job.flowGuid));
+    QVERIFY2(files.ok(), qUtf8Printable(files.message()));
+    QCOMPARE(int(files->size()), written);
+
+    small.setArguments(space(":autoextend"));
+    small.restart();
+    QVERIFY(anyCompany()); // which finds the lost connection
+    mended();
+    QVERIFY(!DBS_API::kozav_upload_prefile2mysql(job.flowGuid, "", text, text, text, 1, "").empty());
+}
+
+void MariaDbFaults::packetIsTooLarge()
+{
+    const std::string text(20'000'000, 'x');
+    QVERIFY(DBS_API::kozav_upload_prefile2mysql(m_whole.flowGuid, "", text, "", "", 1, "").empty());
+    QVERIFY(refused("kozav_upload_prefile2mysql", QString()));
+    QVERIFY(!DBS_API::kozav_upload_prefile2mysql(m_whole.flowGuid, "", "small", "", "", 1, "").empty());
+    mended();
+}
+
+void MariaDbFaults::textIsTooLong()
+{
+    const std::string text(300, 'x');
+    QVERIFY(BLL::Odbpp_JobFlowBll().insertflowbeforeorigfile("board", 1, "F1", text).empty());
+    QVERIFY(refused("insertflowbeforeorigfile", QStringLiteral("too long")));
+    for (const auto& job : m_site->jobs())
+        QVERIFY(!job.generatedName.startsWith(QLatin1Char('x')));
+    mended();
+}
+
+void MariaDbFaults::serverHasNoStrictMode()
+{
+    QVERIFY(server().run({}, QStringLiteral("SET GLOBAL sql_mode = ''")));
+    Backend::Site::current().close();
+    textIsTooLong();
+    QVERIFY(server().run({}, QStringLiteral("SET GLOBAL sql_mode = DEFAULT")));
+}
+
+void MariaDbFaults::idleConnectionIsEndedByTheServer()
+{
+    QVERIFY(server().run({}, QStringLiteral("SET GLOBAL wait_timeout = 1")));
+    Backend::Site::current().close();
+    QVERIFY(anyCompany());
+    QVERIFY(server().run({}, QStringLiteral("SET GLOBAL wait_timeout = DEFAULT")));
+    QTRY_COMPARE(server().connections(), 0);
+
+    BLL::Odbpp_JobFlowBll flows;
+    QVERIFY(!flows.insertflowbeforeorigfile(fourByteText, 1, "F1", fourByteText).empty());
+    QCOMPARE(m_watch->failures(), QStringList());
+    QCOMPARE(m_site->jobs().back().jobName, QString::fromUtf8(fourByteText));
+    QCOMPARE(m_site->jobs().back().generatedName, QString::fromUtf8(fourByteText));
+    textIsTooLong();
+}
 
 QTEST_GUILESS_MAIN(MariaDbFaults)
 #include "mariadb_faults.moc"

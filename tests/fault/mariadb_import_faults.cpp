@@ -15,7 +15,7 @@
 #include <QSet>
 #include <QTest>
 
-#include <memory>
+#include <algorithm>
 
 using namespace KOZAV;
 using namespace KOZAV::Test;
@@ -137,6 +137,26 @@ QString faultOf(const FreshSite& site)
     return {};
 }
 
+/// What nobody was told of: that an import is not complete; empty where all are, or a call has failed.
+QString silenceOf(const ServiceWatch& watch, const FreshSite& site, Import import)
+{
+    const auto jobs = site.jobs();
+    const auto complete =
+        std::count_if(jobs.begin(), jobs.end(), [](const auto& job) { return job.complete; });
+    if (!watch.failures().isEmpty() || complete == (import == Import::Batch ? 2 : 1))
+        return {};
+    return QStringLiteral("no call has failed, and only %1 imports are complete").arg(complete);
+}
+
+/// How many service calls an import makes that nothing disturbs.
+int callsOf(Import import)
+{
+    const Workplace workplace;
+    const ServiceWatch watch;
+    workplace.import(import);
+    return watch.calls();
+}
+
 /// Imports an archive that nothing disturbs. @return what went wrong; empty where it is complete
 QString importAgain(const Workplace& workplace)
 {
@@ -170,7 +190,7 @@ private Q_SLOTS:
     void serverCrashesBetweenTwoCalls();
     void serverIsRestartedBetweenTwoCalls_data() { addImports(); }
     void serverIsRestartedBetweenTwoCalls();
-    void serverHaltsBetweenTwoCalls_data() { addImports(); }
+    void serverHaltsBetweenTwoCalls_data();
     void serverHaltsBetweenTwoCalls();
     void requestIsLost_data() { addImports(); }
     void requestIsLost();
@@ -217,9 +237,10 @@ template <typename Strike, typename Mend>
 void MariaDbImportFaults::sweepCalls(const Strike& strike, const Mend& mend)
 {
     QFETCH(Import, import);
-    int calls = 1;
+    const int calls = callsOf(import);
+    QVERIFY(calls > 5);
     int failures = 0;
-    for (int at = 1; at < calls || at == 1; ++at) {
+    for (int at = 1; at < calls; ++at) {
         const Workplace workplace;
         const CapturedLog log;
         {
@@ -230,9 +251,10 @@ void MariaDbImportFaults::sweepCalls(const Strike& strike, const Mend& mend)
             };
             workplace.import(import);
             mend();
-            calls = std::max(calls, watch.calls());
             failures += watch.failures().size();
-            const QString fault = faultOf(watch, workplace.password());
+            QString fault = faultOf(watch, workplace.password());
+            if (fault.isEmpty())
+                fault = silenceOf(watch, workplace.site, import);
             QVERIFY2(fault.isEmpty(), qUtf8Printable(QStringLiteral("after call %1: %2").arg(at).arg(fault)));
         }
         QString fault = importAgain(workplace);
@@ -240,7 +262,6 @@ void MariaDbImportFaults::sweepCalls(const Strike& strike, const Mend& mend)
             fault = faultOf(workplace.site);
         QVERIFY2(fault.isEmpty(), qUtf8Printable(QStringLiteral("after call %1: %2").arg(at).arg(fault)));
     }
-    QVERIFY(calls > 5);
     qInfo("struck after each of %d calls, %d calls failed", calls, failures);
 }
 
@@ -257,6 +278,12 @@ void MariaDbImportFaults::serverCrashesBetweenTwoCalls()
 void MariaDbImportFaults::serverIsRestartedBetweenTwoCalls()
 {
     sweepCalls([] { server().restart(); }, [] {});
+}
+
+void MariaDbImportFaults::serverHaltsBetweenTwoCalls_data()
+{
+    QTest::addColumn<Import>("import"); // one is enough: each call that is waited for takes its time
+    QTest::newRow("archive") << Import::Archive;
 }
 
 void MariaDbImportFaults::serverHaltsBetweenTwoCalls()
@@ -288,15 +315,18 @@ void MariaDbImportFaults::sweepPieces(ServerRelay::Piece piece)
             more = relay.hasLost();
             relay.loseNothing();
             failures += watch.failures().size();
-            const QString fault = faultOf(watch, workplace.password());
-            QVERIFY2(fault.isEmpty(), qUtf8Printable(QStringLiteral("piece %1: %2").arg(lost).arg(fault)));
+            QString fault = faultOf(watch, workplace.password());
+            if (fault.isEmpty())
+                fault = silenceOf(watch, workplace.site, import);
+            QVERIFY2(fault.isEmpty(),
+                     qUtf8Printable(QStringLiteral("piece %1: %2").arg(lost + 1).arg(fault)));
         }
         QString fault = importAgain(workplace);
         if (fault.isEmpty())
             fault = faultOf(workplace.site);
-        QVERIFY2(fault.isEmpty(), qUtf8Printable(QStringLiteral("piece %1: %2").arg(lost).arg(fault)));
+        QVERIFY2(fault.isEmpty(), qUtf8Printable(QStringLiteral("piece %1: %2").arg(lost + 1).arg(fault)));
     }
-    QVERIFY(lost > 10);
+    QVERIFY(lost > 5);
     qInfo("%d pieces lost, %d calls failed", lost - 1, failures);
 }
 

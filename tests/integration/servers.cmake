@@ -8,9 +8,7 @@ endif()
 if(ZAV_MARIADBD AND ZAV_WITH_MONGODB AND ZAV_BUILD_PANELS)
   zav_add_test(race_mariadb_gridfs SOURCES races.cpp LIBRARIES zav_client_lib zav_operated_panel zav_site_test_support
                Qt5::Sql LABELS large TIMEOUT 900)
-  set(environment "ZAV_TEST_SITE=mariadb/gridfs" "QTEST_FUNCTION_TIMEOUT=800000")
-  if(EXISTS /dev/shm)
-    list(APPEND environment "TMPDIR=/dev/shm")
-  endif()
-  set_property(TEST race_mariadb_gridfs APPEND PROPERTY ENVIRONMENT ${environment})
+  set_property(TEST race_mariadb_gridfs APPEND PROPERTY ENVIRONMENT "ZAV_TEST_SITE=mariadb/gridfs"
+                                                        "QTEST_FUNCTION_TIMEOUT=800000")
+  zav_keep_off_disk(race_mariadb_gridfs)
 endif()

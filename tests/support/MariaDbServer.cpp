@@ -104,7 +104,7 @@ void MariaDbServer::makeDataFolder() const
         qFatal("mariadb-install-db: %s%s", install.readAll().constData(), qPrintable(install.errorString()));
 }
 
-QStringList MariaDbServer::arguments() const
+QStringList MariaDbServer::startArguments() const
 {
     QStringList list = {QStringLiteral("--no-defaults"),
                         QStringLiteral("--datadir=") + inFolder("data"),
@@ -127,7 +127,7 @@ QStringList MariaDbServer::arguments() const
 
 bool MariaDbServer::start()
 {
-    m_process.start(QStringLiteral(ZAV_MARIADBD), arguments());
+    m_process.start(QStringLiteral(ZAV_MARIADBD), startArguments());
     const QDeadlineTimer deadline(waitMs);
     const auto ready = [this] { return administer(QString(), [](const QSqlDatabase&) { return true; }); };
     while (!ready())
@@ -158,20 +158,32 @@ void MariaDbServer::resume() const
     m_process.send(SIGCONT);
 }
 
-/// Opens a connection of the administrator for use. @return false where it cannot be opened, or use's result
-template <typename Use>
-bool MariaDbServer::administer(const QString& database, const Use& use) const
+QString MariaDbServer::openConnection(const QString& database) const
 {
     const QString name = QUuid::createUuid().toString();
-    bool done = false;
+    bool opened = false;
     {
         QSqlDatabase connection = QSqlDatabase::addDatabase(QStringLiteral("QMYSQL"), name);
         connection.setHostName(QStringLiteral("localhost"));
         connection.setConnectOptions(QStringLiteral("UNIX_SOCKET=") + inFolder("socket"));
         connection.setUserName(systemUser());
         connection.setDatabaseName(database);
-        done = connection.open() && use(connection);
+        opened = connection.open();
     }
+    if (opened)
+        return name;
+    QSqlDatabase::removeDatabase(name);
+    return {};
+}
+
+/// Opens a connection of the administrator for use. @return false where it cannot be opened, or use's result
+template <typename Use>
+bool MariaDbServer::administer(const QString& database, const Use& use) const
+{
+    const QString name = openConnection(database);
+    if (name.isEmpty())
+        return false;
+    const bool done = use(QSqlDatabase::database(name));
     QSqlDatabase::removeDatabase(name);
     return done;
 }
@@ -239,6 +251,14 @@ void MariaDbServer::writeTo(const QString& configuration, const DatabaseSettings
     set("database/read_timeout", QString::number(settings.readTimeoutSeconds));
     set("database/write_timeout", QString::number(settings.writeTimeoutSeconds));
     set("database/driver", settings.driver);
+}
+
+int MariaDbServer::connections() const
+{
+    return value(
+               {},
+               QStringLiteral("SELECT COUNT(*) FROM (%1) AS open").arg(QLatin1String(connectionsOfAccounts)))
+        .toInt();
 }
 
 int MariaDbServer::killConnections() const

@@ -41,6 +41,13 @@ public:
     /// The same for a query. @return the first value of its first row; ends the test program where it fails
     [[nodiscard]] QString value(const Backend::DatabaseSettings& settings, const QString& sql) const;
 
+    /// Opens a connection of the administrator; one of the calling thread.
+    /// @return its name for QSqlDatabase, to be removed by the caller; empty where the server cannot be
+    /// reached
+    [[nodiscard]] QString openConnection(const QString& database) const;
+
+    /// How many connections the accounts that it has made have open.
+    [[nodiscard]] int connections() const;
     /// Ends every connection of the accounts that it has made, and waits until they are gone.
     /// @return how many there were
     int killConnections() const;
@@ -48,6 +55,8 @@ public:
     /// Ends the server at once, as a crash does; restart() brings it back at the same port with its data.
     void kill() { m_process.end(); }
     void restart();
+    /// Replaces the further arguments; from the next start on.
+    void setArguments(const QStringList& arguments) { m_options.arguments = arguments; }
     /// Halts it with all its connections; resume() lets it go on where it was.
     void stop();
     void resume() const;
@@ -55,7 +64,7 @@ public:
 private:
     void makeDataFolder() const;
     [[nodiscard]] bool start();
-    [[nodiscard]] QStringList arguments() const;
+    [[nodiscard]] QStringList startArguments() const;
     [[nodiscard]] QString inFolder(const char* name) const;
     [[nodiscard]] QString log() const;
     template <typename Use>

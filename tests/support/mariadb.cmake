@@ -5,7 +5,8 @@ if(NOT ZAV_MARIADBD OR NOT ZAV_MARIADB_INSTALL_DB)
   message(STATUS "No mariadbd: the tests on MariaDB are left out")
 endif()
 
-add_library(zav_mariadb_test_support STATIC BoundProcess.cpp MariaDbServer.cpp ServerRelay.cpp TestAuthority.cpp)
+add_library(zav_mariadb_test_support STATIC BoundProcess.cpp MariaDbServer.cpp ServerRelay.cpp TableLock.cpp
+            TestAuthority.cpp)
 zav_compile_options(zav_mariadb_test_support)
 target_compile_definitions(zav_mariadb_test_support PRIVATE "ZAV_MARIADBD=\"${ZAV_MARIADBD}\""
                                                             "ZAV_MARIADB_INSTALL_DB=\"${ZAV_MARIADB_INSTALL_DB}\"")

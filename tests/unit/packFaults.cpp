@@ -80,8 +80,12 @@ void PackFaultsTest::ofACallAreToldAndLeaveNothing()
     QFETCH(const QString, what);
     if (!canInject())
         QSKIP("strace cannot inject faults here");
+    // Libraries make such calls too before the work begins, and do without their success.
+    constexpr int quietCallsAtTheEnd = 5;
+    int failures = 0;
+    int quiet = 0;
     int number = 1;
-    for (; number < mostSteps; ++number) {
+    for (; number < mostSteps && quiet < quietCallsAtTheEnd; ++number) {
         PackBox box;
         writeFile(box.in("file"), randomBytes(3'000'000, 1));
         writeFile(box.in("sub/file"), "content");
@@ -90,12 +94,14 @@ void PackFaultsTest::ofACallAreToldAndLeaveNothing()
                                         QStringLiteral("trace=") + calls, QStringLiteral("-e"),
                                         QStringLiteral("inject=%1:%2:when=%3").arg(calls, what).arg(number)},
                                        role(QString::fromStdString(box.folder()), box.archive()));
+        quiet = end.exitCode == 0 ? quiet + 1 : 0;
         if (end.exitCode == 0)
-            break;
+            continue;
+        ++failures;
         QCOMPARE(reportedCode(end.output), ErrorCode::Io);
         QVERIFY2(namesOf(box.archiveFolder()).isEmpty(), end.output.constData());
     }
-    QVERIFY(number > 1);
+    QVERIFY(failures > 0);
     QVERIFY(number < mostSteps);
 }
 

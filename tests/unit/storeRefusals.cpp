@@ -50,8 +50,8 @@ void StoreRefusalsTest::settingsThatCannotWork_data()
                                  << QStringLiteral("/nonexistent/store");
     QTest::newRow("a file as root") << localKind << QStringLiteral("/proc/self/status")
                                     << QStringLiteral("/proc/self/status");
-    QTest::newRow("MongoDB") << QStringLiteral("mongodb") << QString()
-                             << QStringLiteral("no MongoDB support");
+    QTest::newRow("MongoDB without a URI")
+        << QStringLiteral("mongodb") << QString() << QStringLiteral("document_store/");
     QTest::newRow("unknown kind") << QStringLiteral("cloud") << QString() << QStringLiteral("cloud");
 }
 

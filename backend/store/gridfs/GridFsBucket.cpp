@@ -2,9 +2,9 @@
 
 #include "backend/Operation.h"
 #include "backend/store/StoreNames.h"
+#include "backend/store/gridfs/AnswerWatch.h"
 #include "backend/store/gridfs/MongoFailure.h"
 
-#include <chrono>
 #include <map>
 #include <utility>
 
@@ -14,9 +14,6 @@ namespace {
 
 constexpr const char* filesSuffix = ".files";
 constexpr const char* chunksSuffix = ".chunks";
-
-// A closed connection shows faster than this; what takes longer is a server that does not answer.
-constexpr std::chrono::seconds closedAtOnce(1);
 
 // Servers that have another index over the same fields, or cannot have this one on a sharded collection.
 constexpr uint32_t indexConflicts[] = {67, 85, 86};
@@ -204,8 +201,6 @@ Status GridFsBucket::visitChunks(const GridFsId& id, int atOnce, const Visit& vi
     return query(m_chunks, filter, options, visit);
 }
 
-/// A connection that was idle for long may have been closed by whatever lies between: then the request goes
-/// out once more. A server that did not answer in time is not asked again, so that the call ends.
 Status GridFsBucket::query(const MongoCollection& collection, const Bson& filter, const Bson& options,
                            const Visit& visit)
 {
@@ -214,11 +209,10 @@ Status GridFsBucket::query(const MongoCollection& collection, const Bson& filter
         visited = true;
         return visit(document);
     };
-    const auto begun = std::chrono::steady_clock::now();
+    const AnswerWatch watch;
     Status ended = queryOnce(collection, filter, options, noted);
-    const bool closed = ended.code() == ErrorCode::Unavailable && !visited &&
-                        std::chrono::steady_clock::now() - begun < closedAtOnce;
-    return closed ? queryOnce(collection, filter, options, noted) : ended;
+    const bool again = !visited && watch.foundClosed(ended);
+    return again ? queryOnce(collection, filter, options, noted) : ended;
 }
 
 Status GridFsBucket::queryOnce(const MongoCollection& collection, const Bson& filter, const Bson& options,

@@ -1,5 +1,6 @@
 #include "backend/store/gridfs/GridFsHealth.h"
 
+#include "backend/store/gridfs/AnswerWatch.h"
 #include "backend/store/gridfs/Bson.h"
 #include "backend/store/gridfs/BsonView.h"
 #include "backend/store/gridfs/MongoFailure.h"
@@ -27,6 +28,14 @@ Status ask(mongoc_client_t* client, const GridFsServer& server, const char* what
     return answered ? Status() : failure(server, error);
 }
 
+Result<QString> versionText(mongoc_client_t* client, const GridFsServer& server)
+{
+    Bson build;
+    if (Status told = ask(client, server, "buildInfo", build); !told.ok())
+        return told;
+    return QString::fromStdString(BsonView(build.get()).text("version").value_or("?"));
+}
+
 QString topologyText(const mongoc_server_description_t* description)
 {
     const char* type = mongoc_server_description_type(description);
@@ -46,9 +55,12 @@ Result<ServiceHealth> gridFsHealth(mongoc_client_t* client, const GridFsServer& 
     const MongoServerDescription description(mongoc_client_select_server(client, true, nullptr, &error));
     if (!description)
         return failure(server, error);
-    Bson build;
-    if (Status told = ask(client, server, "buildInfo", build); !told.ok())
-        return told;
+    const AnswerWatch watch;
+    Result<QString> version = versionText(client, server);
+    if (watch.foundClosed(version.status()))
+        version = versionText(client, server);
+    if (!version.ok())
+        return version.status();
     const Result<double> latency = fastestAnswerMs([&] {
         Bson answer;
         return ask(client, server, "ping", answer);
@@ -56,8 +68,7 @@ Result<ServiceHealth> gridFsHealth(mongoc_client_t* client, const GridFsServer& 
     if (!latency.ok())
         return latency.status();
     ServiceHealth health;
-    health.engine = QStringLiteral("MongoDB %1")
-                        .arg(QString::fromStdString(BsonView(build.get()).text("version").value_or("?")));
+    health.engine = QStringLiteral("MongoDB %1").arg(version.value());
     health.place = server.hosts;
     health.remote = true;
     health.encryption = server.encrypted ? QStringLiteral("TLS") : QString();

@@ -53,6 +53,14 @@ ErrorCode serverErrorCode(uint32_t number)
     return isInterruption(number) ? ErrorCode::Unavailable : ErrorCode::Io;
 }
 
+/// libmongoc calls all that fails while a connection logs in an authentication error, also the loss of the
+/// connection, which only its text tells apart.
+ErrorCode loginErrorCode(const bson_error_t& error)
+{
+    const bool lost = QLatin1String(error.message).startsWith(QLatin1String("Failed to send"));
+    return lost ? ErrorCode::Unavailable : ErrorCode::NotPermitted;
+}
+
 ErrorCode errorCodeOf(const bson_error_t& error)
 {
     switch (error.domain) {
@@ -66,7 +74,7 @@ ErrorCode errorCodeOf(const bson_error_t& error)
     case MONGOC_ERROR_SCRAM:
         return ErrorCode::NotPermitted;
     case MONGOC_ERROR_CLIENT:
-        return error.code == MONGOC_ERROR_CLIENT_AUTHENTICATE ? ErrorCode::NotPermitted : ErrorCode::Internal;
+        return error.code == MONGOC_ERROR_CLIENT_AUTHENTICATE ? loginErrorCode(error) : ErrorCode::Internal;
     case MONGOC_ERROR_PROTOCOL:
         return ErrorCode::Io;
     default:
