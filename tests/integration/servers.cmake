@@ -2,6 +2,7 @@
 if(ZAV_MARIADBD)
   zav_add_test(mariadb_server SOURCES mariadb_server.cpp "${PROJECT_SOURCE_DIR}/tests/support/ConfigurationFile.cpp"
                LIBRARIES zav_mariadb_test_support Qt5::Network Qt5::Sql)
+  zav_keep_off_disk(mariadb_server)
 endif()
 
 # Many clients at once: a panel in each, so with the panels only.
