@@ -9,7 +9,7 @@ if(ZAV_MARIADBD)
     list(APPEND fault_tests mariadb_import_faults)
     zav_add_test(mariadb_import_faults SOURCES mariadb_import_faults.cpp
                                                "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
-                 LIBRARIES ${fault_libraries} zav_import zav_operated_panel LABELS fault TIMEOUT 600)
+                 LIBRARIES ${fault_libraries} zav_import zav_operated_panel LABELS fault TIMEOUT 900)
   endif()
   # A server that comes back often makes some of its files anew each time.
   foreach(test IN LISTS fault_tests)

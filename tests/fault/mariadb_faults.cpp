@@ -36,7 +36,7 @@ constexpr int connectSeconds = 1;
 constexpr int readSeconds = 2;
 constexpr int writeSeconds = 2;
 /// What one call may take by the configuration, and the time to do the rest of it on a machine that is busy.
-constexpr qint64 longestCallMs = (connectSeconds + readSeconds + writeSeconds + 2) * 1000;
+constexpr qint64 longestCallMs = 1000LL * (connectSeconds + readSeconds + writeSeconds + 2);
 
 const std::string companyName = "华兴";
 constexpr int strikeWaitMs = 5000;
@@ -244,7 +244,7 @@ void MariaDbFaults::addCalls()
 QString MariaDbFaults::reasonOf(const char* operation) const
 {
     for (const QString& failure : m_watch->failures()) {
-        const QString reason = failure.section(QStringLiteral(": "), 1);
+        QString reason = failure.section(QStringLiteral(": "), 1);
         if (failure.startsWith(QLatin1String(operation) + QStringLiteral(": ")) && !reason.isEmpty() &&
             logged().contains(reason))
             return reason;
@@ -546,7 +546,7 @@ void MariaDbFaults::serverHasNoRoom()
 
 void MariaDbFaults::packetIsTooLarge()
 {
-    const std::string text(20'000'000, 'x');
+    const std::string text = QByteArray(20'000'000, 'x').toStdString();
     QVERIFY(DBS_API::kozav_upload_prefile2mysql(m_whole.flowGuid, "", text, "", "", 1, "").empty());
     QVERIFY(refused("kozav_upload_prefile2mysql", QString()));
     QVERIFY(!DBS_API::kozav_upload_prefile2mysql(m_whole.flowGuid, "", "small", "", "", 1, "").empty());

@@ -26,7 +26,7 @@ constexpr int connectSeconds = 1;
 constexpr int readSeconds = 2;
 constexpr int writeSeconds = 2;
 /// What one call may take by the configuration, and the time to do the rest of it on a machine that is busy.
-constexpr qint64 longestCallMs = (connectSeconds + readSeconds + writeSeconds + 2) * 1000;
+constexpr qint64 longestCallMs = 1000LL * (connectSeconds + readSeconds + writeSeconds + 2);
 
 const QString company = QStringLiteral("华兴");
 const QByteArray archiveContent = QByteArray("not much of a board\n").repeated(500);

@@ -132,7 +132,7 @@ struct Told
 
     void add(const QStringList& fields)
     {
-        const QString kind = fields.at(0);
+        const QString& kind = fields.at(0);
         if (kind == QLatin1String("imported"))
             imports[fields.at(2)] = {fields.at(1), fields.at(3)};
         else if (kind == QLatin1String("refused"))

@@ -42,7 +42,7 @@ QString dataFileOf(const QString& storedName)
     const auto settings = valueOf(Site::current().settings());
     QDirIterator files(settings.documentStore.root, {storedName}, QDir::Files, QDirIterator::Subdirectories);
     while (files.hasNext()) {
-        if (const QString path = files.next(); path.contains(QStringLiteral("/files/")))
+        if (QString path = files.next(); path.contains(QStringLiteral("/files/")))
             return path;
     }
     qFatal("the store has no file %s", qUtf8Printable(storedName));

@@ -43,7 +43,7 @@ quint16 freePort()
 
 QString writePassword(const QString& path)
 {
-    const QString password = QUuid::createUuid().toString(QUuid::Id128);
+    QString password = QUuid::createUuid().toString(QUuid::Id128);
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly) ||
         !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) || file.write(password.toLatin1()) < 0)
@@ -160,7 +160,7 @@ void MariaDbServer::resume() const
 
 QString MariaDbServer::openConnection(const QString& database) const
 {
-    const QString name = QUuid::createUuid().toString();
+    QString name = QUuid::createUuid().toString();
     bool opened = false;
     {
         QSqlDatabase connection = QSqlDatabase::addDatabase(QStringLiteral("QMYSQL"), name);

@@ -33,8 +33,8 @@ TestAuthority::TestAuthority()
 
 TestAuthority::Identity TestAuthority::server() const
 {
-    const Identity identity{m_folder.filePath(QStringLiteral("server.pem")),
-                            m_folder.filePath(QStringLiteral("server.key"))};
+    Identity identity{m_folder.filePath(QStringLiteral("server.pem")),
+                      m_folder.filePath(QStringLiteral("server.key"))};
     if (!QFile::exists(identity.certificate))
         makeCertificate(identity.key, identity.certificate,
                         {QStringLiteral("-subj"), QStringLiteral("/CN=localhost"), QStringLiteral("-addext"),
