@@ -3,6 +3,7 @@
 #include "backend/Operation.h"
 #include "backend/database/BoundText.h"
 
+#include <QDeadlineTimer>
 #include <QSqlError>
 #include <QUuid>
 
@@ -14,6 +15,10 @@ constexpr int attemptsAtMost = 3;
 
 /// A connection that was used within this time is taken to be there still.
 constexpr int idleBeforeProbeMs = 1000;
+
+/// A connection that was closed shows it within this; what takes longer is a server that does not answer, and
+/// asking it again would keep the caller as long once more.
+constexpr int closedAtOnceMs = 900;
 
 /// A null QString is an empty text to its callers; what is meant as NULL has no type.
 QVariant bindable(const QVariant& value)
@@ -73,7 +78,9 @@ Status Connection::execute(const char* sql, const QVariantList& values, Purpose 
         if (Status ready = refresh(); !ready.ok())
             return located(ready);
         StatementCache::Use statement(m_statements, sql);
-        const Attempt outcome = attempt(statement, sql, values);
+        const QDeadlineTimer quick(closedAtOnceMs);
+        Attempt outcome = attempt(statement, sql, values);
+        outcome.quick = !quick.hasExpired();
         if (outcome.status.ok()) {
             const Hold hold(*this);
             return answer(statement.query());
@@ -141,7 +148,7 @@ bool Connection::mayRepeat(const Attempt& attempt, Purpose purpose) const
     if (m_inTransaction || (m_lost && m_holds > 0))
         return false;
     return attempt.kind == FailureKind::Contended || attempt.kind == FailureKind::LostUnsent ||
-           (attempt.kind == FailureKind::LostUnanswered && purpose == Purpose::Read);
+           (attempt.kind == FailureKind::LostUnanswered && purpose == Purpose::Read && attempt.quick);
 }
 
 Status Connection::verdict(const Attempt& attempt, Purpose purpose) const
@@ -220,7 +227,9 @@ Status Connection::begin(const char* sql)
     for (int turn = 1;; ++turn) {
         if (Status ready = refresh(); !ready.ok())
             return located(ready);
-        const Attempt outcome = attemptPlain(sql);
+        const QDeadlineTimer quick(closedAtOnceMs);
+        Attempt outcome = attemptPlain(sql);
+        outcome.quick = !quick.hasExpired();
         m_inTransaction = outcome.status.ok();
         if (m_inTransaction || turn == attemptsAtMost || !mayRepeat(outcome, Purpose::Read))
             return located(outcome.status);

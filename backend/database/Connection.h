@@ -77,6 +77,7 @@ private:
     {
         Status status;
         FailureKind kind = FailureKind::Definite;
+        bool quick = true; ///< did not wait for long
     };
 
     Status openHandle();

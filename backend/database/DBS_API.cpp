@@ -5,6 +5,7 @@
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/database/RowValues.h"
+#include "backend/database/SettledInsert.h"
 #include "backend/database/StoredFileCheck.h"
 
 #include <QFile>
@@ -138,14 +139,15 @@ Status addPreFile(const RowValues& values)
     const Result<Database*> database = Site::current().database();
     if (!database.ok())
         return database.status();
-    const Result<qint64> added = database.value()->insert(
+    const KeyedRow row = {
         "INSERT INTO pre_file (guid, flow_guid, job_name, first_text, second_text, third_text, user_id,"
         " user_name, created_time) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
-        values.list(), Durability::Immediate);
+        values.list(), "SELECT id FROM pre_file WHERE guid = ?", values.list().first()};
+    Status added = insertSettled(*database.value(), row, Durability::Immediate);
     if (added.code() == ErrorCode::NotFound)
         return Status(ErrorCode::NotFound,
                       QStringLiteral("there is no job flow with that key: ") + added.message());
-    return added.status();
+    return added;
 }
 
 } // namespace

@@ -16,7 +16,10 @@ Status changeFlow(const char* sql, RowValues values, const std::string& flowGuid
     const Result<Database*> database = Site::current().database();
     if (!database.ok())
         return database.status();
-    const Result<int> changed = database.value()->change(sql, values.list(), durability);
+    Result<int> changed = database.value()->change(sql, values.list(), durability);
+    // The same values again: whether the first write was carried out makes no difference then.
+    if (changed.code() == ErrorCode::OutcomeUnknown)
+        changed = database.value()->change(sql, values.list(), durability);
     if (changed.ok() && changed.value() == 0)
         return Status(ErrorCode::NotFound, QStringLiteral("there is no job flow with that key"));
     if (changed.code() == ErrorCode::NotFound)

@@ -6,6 +6,7 @@
 #include "backend/database/Database.h"
 #include "backend/database/FlowWrites.h"
 #include "backend/database/RowValues.h"
+#include "backend/database/SettledInsert.h"
 #include "backend/database/StoredFileCheck.h"
 
 namespace KOZAV::DataLib::BLL {
@@ -93,12 +94,14 @@ Status addCompressRow(const CompressRow& row)
     const Result<Database*> database = Site::current().database();
     if (!database.ok())
         return database.status();
-    const Result<qint64> added =
-        database.value()->insert(insertCompressRow, values.list(), Durability::Immediate);
+    const KeyedRow keyed = {insertCompressRow, values.list(),
+                            "SELECT id FROM job_compress WHERE flow_guid = ?",
+                            QString::fromStdString(row.flowGuid)};
+    Status added = insertSettled(*database.value(), keyed, Durability::Immediate);
     if (added.code() == ErrorCode::NotFound)
         return Status(ErrorCode::NotFound,
                       QStringLiteral("there is no such job flow or no such company: ") + added.message());
-    return added.status();
+    return added;
 }
 
 } // namespace

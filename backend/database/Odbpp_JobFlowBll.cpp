@@ -7,6 +7,7 @@
 #include "backend/database/Database.h"
 #include "backend/database/FlowWrites.h"
 #include "backend/database/RowValues.h"
+#include "backend/database/SettledInsert.h"
 
 #include <QUuid>
 
@@ -98,11 +99,11 @@ Status addFlow(const RowValues& values)
     const Result<Database*> database = Site::current().database();
     if (!database.ok())
         return database.status();
-    return database.value()
-        ->insert("INSERT INTO job_flow (guid, job_name, user_id, flow_no, ko_serial_name, created_time)"
-                 " VALUES (?, ?, ?, ?, ?, ?)",
-                 values.list(), Durability::Deferred)
-        .status();
+    const KeyedRow row = {
+        "INSERT INTO job_flow (guid, job_name, user_id, flow_no, ko_serial_name, created_time)"
+        " VALUES (?, ?, ?, ?, ?, ?)",
+        values.list(), "SELECT id FROM job_flow WHERE guid = ?", values.list().first()};
+    return insertSettled(*database.value(), row, Durability::Deferred);
 }
 
 } // namespace

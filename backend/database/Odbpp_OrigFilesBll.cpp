@@ -5,6 +5,7 @@
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/database/RowValues.h"
+#include "backend/database/SettledInsert.h"
 #include "backend/database/StoredFileCheck.h"
 
 namespace KOZAV::DataLib::BLL {
@@ -29,12 +30,13 @@ Status addOrigFile(const RowValues& values, const std::string& storedName)
     const Result<Database*> database = Site::current().database();
     if (!database.ok())
         return database.status();
-    const Result<qint64> added =
-        database.value()->insert(insertOrigFile, values.list(), Durability::Deferred);
+    const KeyedRow row = {insertOrigFile, values.list(), "SELECT id FROM orig_file WHERE guid = ?",
+                          values.list().first()};
+    Status added = insertSettled(*database.value(), row, Durability::Deferred);
     if (added.code() == ErrorCode::NotFound)
         return Status(ErrorCode::NotFound,
                       QStringLiteral("there is no company of that code: ") + added.message());
-    return added.status();
+    return added;
 }
 
 } // namespace
