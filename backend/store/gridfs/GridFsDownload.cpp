@@ -97,36 +97,38 @@ Status GridFsDownload::take(const char* bytes, qint64 size)
     return {};
 }
 
-/// Has the full block processed on a second thread, and turns to the other one.
+/// Has the full block hashed on a second thread, hands it on meanwhile, and turns to the other one.
 Status GridFsDownload::handOver()
 {
-    if (Status before = processed(); !before.ok())
-        return before;
-    m_processing = std::async(std::launch::async, [this, &block = filling()] { return process(block); });
+    awaitHash();
+    const Block& full = filling();
+    m_hashing = std::async(std::launch::async, [this, &full] { hash(full); });
     m_turn = 1 - m_turn;
     filling().size = 0;
-    return {};
+    return m_sink(full.bytes.get(), full.size);
 }
 
 Status GridFsDownload::finish()
 {
     if (m_length != m_file.stored().length)
         return damaged(QStringLiteral("chunk %1 is missing").arg(m_chunks));
-    const Status before = processed();
-    return before.ok() ? process(filling()) : before;
-}
-
-Status GridFsDownload::process(const Block& block)
-{
-    if (block.size == 0)
+    awaitHash();
+    const Block& last = filling();
+    if (last.size == 0)
         return {};
-    m_sha256.add(block.bytes.get(), block.size);
-    return m_sink(block.bytes.get(), block.size);
+    hash(last);
+    return m_sink(last.bytes.get(), last.size);
 }
 
-Status GridFsDownload::processed()
+void GridFsDownload::hash(const Block& block)
 {
-    return m_processing.valid() ? m_processing.get() : Status();
+    m_sha256.add(block.bytes.get(), block.size);
+}
+
+void GridFsDownload::awaitHash()
+{
+    if (m_hashing.valid())
+        m_hashing.get();
 }
 
 Status GridFsDownload::damaged(const QString& reason) const

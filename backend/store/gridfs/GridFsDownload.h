@@ -14,11 +14,11 @@
 namespace KOZAV::Backend {
 
 /// One pass over the chunks of a stored file that checks them: their numbers and sizes, length and SHA-256 of
-/// the whole. While one block of the content is hashed and handed on, the next one is fetched.
+/// the whole. While one block of the content is hashed, it is handed on and the next one is fetched.
 class GridFsDownload final
 {
 public:
-    /// Takes the content piece by piece, in order, on any one thread at a time.
+    /// Takes the content piece by piece, in order, on the calling thread.
     using Sink = std::function<Status(const char* bytes, qint64 size)>;
 
     GridFsDownload(GridFsBucket& bucket, const GridFsFile& file, Sink sink);
@@ -38,8 +38,8 @@ private:
     Status take(const char* bytes, qint64 size);
     Status handOver();
     Status finish();
-    Status process(const Block& block);
-    Status processed();
+    void hash(const Block& block);
+    void awaitHash();
     [[nodiscard]] Block& filling() { return m_blocks[m_turn]; }
     [[nodiscard]] Status damaged(const QString& reason) const;
 
@@ -52,7 +52,7 @@ private:
     size_t m_turn = 0;
     qint64 m_chunks = 0;
     qint64 m_length = 0;
-    std::future<Status> m_processing; // last: its destructor waits for the thread that uses the others
+    std::future<void> m_hashing; // last: its destructor waits for the thread that uses the others
 };
 
 } // namespace KOZAV::Backend
