@@ -26,8 +26,9 @@ Status SourceWatch::end(qint64 readLength) const
         return after.status();
     if (after->isSameState(m_before) && readLength == m_before.length)
         return {};
-    return Status(ErrorCode::ChangedWhileRead,
-                  QStringLiteral("Cannot read %1: it was changed while it was read").arg(displayPath(*m_path)));
+    return Status(
+        ErrorCode::ChangedWhileRead,
+        QStringLiteral("Cannot read %1: it was changed while it was read").arg(displayPath(*m_path)));
 }
 
 } // namespace KOZAV::Backend
