@@ -3,11 +3,12 @@
 
 Usage: gridfs_pymongo.py PORT FOLDER COUNT
 Reads lines "CONTENDER WORK" and answers each with the seconds that it took.
-CONTENDER: pymongo, pymongo-no-md5, bare. WORK: put-large, get-large, put-many, get-many, remove.
+CONTENDER: pymongo, pymongo-no-md5, pymongo-checked, bare. WORK: put-large, get-large, put-many, get-many, remove.
 FOLDER holds the file "large" and the folder "small" with the files 0 to COUNT - 1; "out" is written to.
 """
 
 import datetime
+import hashlib
 import os
 import socket
 import struct
@@ -68,6 +69,37 @@ class Pymongo:
     def remove(self):
         for found in self._files.find():
             self._files.delete(found._id)
+
+
+class CheckedPymongo(Pymongo):
+    """pymongo's gridfs with what the document store promises beside it: SHA-256 kept and checked, a fetched file
+    replaced as a whole and on the disk."""
+
+    def __init__(self, port, folder, count):
+        super().__init__(port, folder, count, True)
+        self._files = gridfs.GridFS(self._client["bench_pymongo_checked"], "archives", disable_md5=True)
+
+    def _put(self, name, path):
+        sha256 = hashlib.sha256()
+        with open(path, "rb") as source, self._files.new_file(filename=name) as stored:
+            while block := source.read(CHUNK):
+                sha256.update(block)
+                stored.write(block)
+            stored.metadata = {"sha256": sha256.hexdigest()}
+
+    def _get(self, name):
+        found = self._files.get_last_version(name)
+        path = os.path.join(self._folder, "out", name)
+        sha256 = hashlib.sha256()
+        with open(path + ".new", "wb") as target:
+            while block := found.readchunk():
+                sha256.update(block)
+                target.write(block)
+            target.flush()
+            os.fsync(target.fileno())
+        if sha256.hexdigest() != found.metadata["sha256"]:
+            raise ValueError("%s is damaged" % name)
+        os.rename(path + ".new", path)
 
 
 class Bare:
@@ -163,6 +195,7 @@ def main(port, folder, count):
     contenders = {
         "pymongo": Pymongo(int(port), folder, int(count), False),
         "pymongo-no-md5": Pymongo(int(port), folder, int(count), True),
+        "pymongo-checked": CheckedPymongo(int(port), folder, int(count)),
         "bare": Bare(int(port), folder, int(count)),
     }
     for line in sys.stdin:

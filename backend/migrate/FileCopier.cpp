@@ -69,14 +69,10 @@ Result<std::unique_ptr<FileCopier>> FileCopier::open(const DocumentStoreSettings
         new FileCopier({source.database.toStdString(), source.fileStore.toStdString()},
                        {target.database.toStdString(), target.fileStore.toStdString()}, std::move(passage),
                        std::move(onBytes)));
-    Result<std::unique_ptr<DocumentStore>> from = openDocumentStore(source);
-    if (!from.ok())
-        return from.status();
-    Result<std::unique_ptr<DocumentStore>> to = openDocumentStore(target);
-    if (!to.ok())
-        return to.status();
-    copier->m_sourceStore = std::move(from.value());
-    copier->m_targetStore = std::move(to.value());
+    Result<StorePair> stores = StorePair::open(source, target);
+    if (!stores.ok())
+        return stores.status();
+    copier->m_stores = std::move(stores.value());
     return copier;
 }
 
@@ -94,12 +90,12 @@ Result<FileCopier::Outcome> FileCopier::bring(const std::string& fileStore, cons
     m_source.fileStore = fileStore;
     m_target.fileStore = fileStore;
     const Passage passage(m_passage);
-    const Result<StoredFile> source = m_sourceStore->find(m_source, listed.name);
+    const Result<StoredFile> source = m_stores.source->find(m_source, listed.name);
     if (source.code() == ErrorCode::NotFound)
         return sourceChanged(m_source, listed.name);
     if (!source.ok())
         return named(listed.name, source.status());
-    const Result<StoredFile> target = m_targetStore->find(m_target, listed.name);
+    const Result<StoredFile> target = m_stores.target->find(m_target, listed.name);
     if (target.ok())
         return accept(source.value(), target.value());
     return target.code() == ErrorCode::NotFound ? copy(source.value()) : named(listed.name, target.status());
@@ -109,10 +105,10 @@ Result<FileCopier::Outcome> FileCopier::accept(const StoredFile& source, const S
 {
     if (source.length != target.length)
         return targetDiffers(m_target, target.name);
-    const Result<ContentDigest> expected = contentOf(*m_sourceStore, m_source, source);
+    const Result<ContentDigest> expected = contentOf(*m_stores.source, m_source, source);
     if (!expected.ok())
         return expected.status();
-    const Result<ContentDigest> there = contentOf(*m_targetStore, m_target, target);
+    const Result<ContentDigest> there = contentOf(*m_stores.target, m_target, target);
     if (!there.ok())
         return there.status();
     if (expected.value() != there.value())
@@ -122,12 +118,12 @@ Result<FileCopier::Outcome> FileCopier::accept(const StoredFile& source, const S
 
 Result<FileCopier::Outcome> FileCopier::copy(const StoredFile& source)
 {
-    const Result<ContentDigest> fetched = fetch(*m_sourceStore, m_source, source);
+    const Result<ContentDigest> fetched = fetch(*m_stores.source, m_source, source);
     if (!fetched.ok())
         return fetched.status();
     const qint64 half = source.length / 2;
     m_onBytes(half);
-    if (const Result<StoredFile> stored = m_targetStore->adopt(m_target, source.name, m_passage);
+    if (const Result<StoredFile> stored = m_stores.target->adopt(m_target, source.name, m_passage);
         !stored.ok())
         return named(source.name, stored.status());
     if (const Status arrived = checkArrived(source.name, fetched.value()); !arrived.ok())
@@ -138,7 +134,7 @@ Result<FileCopier::Outcome> FileCopier::copy(const StoredFile& source)
 
 Status FileCopier::checkArrived(const std::string& name, const ContentDigest& expected)
 {
-    const Result<StoredFile> arrived = m_targetStore->find(m_target, name);
+    const Result<StoredFile> arrived = m_stores.target->find(m_target, name);
     if (!arrived.ok())
         return named(name, arrived.status());
     if (ContentDigest{arrived->length, arrived->sha256} == expected)

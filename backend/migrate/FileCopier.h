@@ -3,6 +3,7 @@
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
 #include "backend/io/FileCopy.h"
+#include "backend/migrate/StorePair.h"
 #include "backend/store/DocumentStore.h"
 
 #include <functional>
@@ -42,8 +43,7 @@ private:
                                     const StoredFile& file);
     Result<ContentDigest> fetch(DocumentStore& store, const StoreLocation& location, const StoredFile& file);
 
-    std::unique_ptr<DocumentStore> m_sourceStore;
-    std::unique_ptr<DocumentStore> m_targetStore;
+    StorePair m_stores;
     StoreLocation m_source; ///< the file store is that of the file at hand
     StoreLocation m_target;
     std::string m_passage;

@@ -120,14 +120,10 @@ Result<std::unique_ptr<FileMigration>> FileMigration::open(const DocumentStoreSe
                                                            ProgressMeter& meter)
 {
     std::unique_ptr<FileMigration> migration(new FileMigration(source, target, meter));
-    Result<std::unique_ptr<DocumentStore>> from = openDocumentStore(source);
-    if (!from.ok())
-        return from.status();
-    Result<std::unique_ptr<DocumentStore>> to = openDocumentStore(target);
-    if (!to.ok())
-        return to.status();
-    migration->m_source = std::move(from.value());
-    migration->m_target = std::move(to.value());
+    Result<StorePair> stores = StorePair::open(source, target);
+    if (!stores.ok())
+        return stores.status();
+    migration->m_stores = std::move(stores.value());
     return migration;
 }
 
@@ -158,10 +154,10 @@ Result<FileMigration::Listing> FileMigration::list(DocumentStore& store,
 
 Status FileMigration::check(const QStringList& fileStores)
 {
-    const Result<Listing> source = list(*m_source, m_sourceSettings, fileStores);
+    const Result<Listing> source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
-    const Result<Listing> target = list(*m_target, m_targetSettings, fileStores);
+    const Result<Listing> target = list(*m_stores.target, m_targetSettings, fileStores);
     if (!target.ok())
         return target.status();
     if (Status fits = compareWithTarget(source.value(), target.value()); !fits.ok())
@@ -189,7 +185,7 @@ Status FileMigration::compareWithTarget(const Listing& source, const Listing& ta
 
 Status FileMigration::copy(const QStringList& fileStores, const TransferFolder& folder)
 {
-    Result<Listing> source = list(*m_source, m_sourceSettings, fileStores);
+    Result<Listing> source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
     std::vector<std::pair<FileKey, StoredFile>> tasks;
@@ -211,10 +207,10 @@ void FileMigration::note(const FileKey& key, const FileCopier::Outcome& outcome)
 
 Status FileMigration::verify(const QStringList& fileStores)
 {
-    const Result<Listing> source = list(*m_source, m_sourceSettings, fileStores);
+    const Result<Listing> source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
-    const Result<Listing> target = list(*m_target, m_targetSettings, fileStores);
+    const Result<Listing> target = list(*m_stores.target, m_targetSettings, fileStores);
     if (!target.ok())
         return target.status();
     m_all = {};

@@ -5,6 +5,7 @@
 #include "backend/io/FileCopy.h"
 #include "backend/migrate/FileCopier.h"
 #include "backend/migrate/ProgressMeter.h"
+#include "backend/migrate/StorePair.h"
 #include "backend/migrate/TransferFolder.h"
 #include "backend/store/DocumentStore.h"
 
@@ -63,8 +64,7 @@ private:
     DocumentStoreSettings m_sourceSettings;
     DocumentStoreSettings m_targetSettings;
     ProgressMeter& m_meter;
-    std::unique_ptr<DocumentStore> m_source;
-    std::unique_ptr<DocumentStore> m_target;
+    StorePair m_stores;
     std::map<FileKey, ContentDigest> m_brought;
     FileCount m_all;
     FileCount m_missing;
