@@ -142,6 +142,13 @@ QString logged()
     return all.join(QLatin1Char('\n'));
 }
 
+/// Whether the operation finds out by itself what became of a write whose answer was lost. A batch number
+/// could go back if it was written a second time.
+bool settlesALostAnswer(const ServiceCall& call)
+{
+    return QLatin1String(call.operation) != QLatin1String("UpdateBatchNumber");
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(const ServiceCall*)
@@ -322,13 +329,12 @@ void MariaDbFaults::connectionIsLost()
 {
     QFETCH(const ServiceCall*, call);
     QCOMPARE(server().killConnections(), 1);
-    // A read is asked again. Of a write it is not known whether it was carried out, so it is not repeated.
     const bool succeeded = call->run(m_unfinished, m_file);
     if (succeeded)
         QCOMPARE(m_watch->failures(), QStringList());
     else
         QVERIFY(refused(call->operation, QString()));
-    QVERIFY(succeeded || call->writes);
+    QVERIFY(succeeded || !settlesALostAnswer(*call));
     mended();
 }
 
