@@ -19,7 +19,7 @@ Result<bool> isThere(Database& database, const KeyedRow& row)
 Status insertSettled(Database& database, const KeyedRow& row, Durability durability)
 {
     const auto insert = [&] { return database.insert(row.insertSql, row.values, durability).status(); };
-    const Status first = insert();
+    Status first = insert();
     if (first.code() != ErrorCode::OutcomeUnknown)
         return first;
     const Result<bool> arrived = isThere(database, row);
