@@ -4,7 +4,7 @@ if(ZAV_MARIADBD)
   set(fault_tests mariadb_faults)
   zav_add_test(mariadb_faults SOURCES mariadb_faults.cpp "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
                                       "${PROJECT_SOURCE_DIR}/tests/contract/ImportSteps.cpp"
-               LIBRARIES ${fault_libraries} LABELS fault TIMEOUT 600)
+               LIBRARIES ${fault_libraries} LABELS fault TIMEOUT 1500)
   if(ZAV_BUILD_PANELS)
     list(APPEND fault_tests mariadb_import_faults)
     zav_add_test(mariadb_import_faults SOURCES mariadb_import_faults.cpp
