@@ -35,8 +35,6 @@ void startMongoDriver()
 {
     // Never ended: the library cannot be started again, and stores may live until the statics are destroyed.
     static const bool started = [] {
-        // Its counters would stay in shared memory after a process that was killed.
-        qputenv("MONGOC_DISABLE_SHM", "1");
         mongoc_log_set_handler(logDriverMessage, nullptr);
         mongoc_init();
         return true;
