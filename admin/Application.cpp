@@ -5,7 +5,7 @@
 #include "admin/Workplace.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/Settings.h"
-#include "backend/text/TextTable.h"
+#include "terminal/PrintableText.h"
 
 #include <QFileDevice>
 #include <QJsonDocument>
@@ -16,12 +16,13 @@
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 namespace {
 
 Status misused(const QString& message)
 {
-    return {ErrorCode::InvalidArgument, message};
+    return Status::invalidArgument(message);
 }
 
 /// The options of all verbs, so that a line can be taken apart before its verb is known.
@@ -107,7 +108,7 @@ Result<Report> runGuarded(const QStringList& arguments, QIODevice& err)
     try {
         return runLine(arguments, err);
     } catch (const std::exception& exception) {
-        return Status(ErrorCode::Internal, QString::fromLocal8Bit(exception.what()));
+        return Status::internal(QString::fromLocal8Bit(exception.what()));
     }
 }
 
@@ -157,8 +158,7 @@ ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice&
     }
     Status outcome = report->outcome;
     if (!writeWhole(out, json ? jsonText(report->json) : report->text.toUtf8()))
-        outcome =
-            Status(ErrorCode::Io, QStringLiteral("the report cannot be written: %1").arg(out.errorString()));
+        outcome = Status::io(QStringLiteral("the report cannot be written: %1").arg(out.errorString()));
     if (!outcome.ok())
         writeWhole(err, failureText(outcome, json));
     return exitCodeOf(outcome.code());

@@ -12,7 +12,7 @@ namespace {
 
 Status refused(const QString& message)
 {
-    return {ErrorCode::InvalidArgument, message};
+    return Status::invalidArgument(message);
 }
 
 class Parser final

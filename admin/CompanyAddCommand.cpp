@@ -2,11 +2,12 @@
 
 #include "admin/CompanyReport.h"
 #include "admin/Workplace.h"
-#include "backend/text/TextTable.h"
+#include "terminal/PrintableText.h"
 
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 QString CompanyAddCommand::summary() const
 {

@@ -2,13 +2,14 @@
 
 #include "admin/CompanyReport.h"
 #include "admin/Workplace.h"
-#include "backend/text/TextTable.h"
+#include "terminal/TextTable.h"
 
 #include <QJsonArray>
 
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 QString CompanyListCommand::summary() const
 {

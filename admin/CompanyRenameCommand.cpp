@@ -1,12 +1,13 @@
 #include "admin/CompanyRenameCommand.h"
 
 #include "admin/Workplace.h"
-#include "backend/database/SiteRecords.h"
-#include "backend/text/TextTable.h"
+#include "backend/records/SiteRecords.h"
+#include "terminal/PrintableText.h"
 
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 QString CompanyRenameCommand::summary() const
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "backend/database/SiteRecords.h"
+#include "backend/records/SiteRecords.h"
 
 #include <QJsonObject>
 

@@ -2,11 +2,13 @@
 
 #include "admin/Workplace.h"
 #include "backend/config/Redaction.h"
-#include "backend/text/TextTable.h"
+#include "terminal/PrintableText.h"
+#include "terminal/TextTable.h"
 
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 namespace {
 

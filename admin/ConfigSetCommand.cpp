@@ -2,13 +2,14 @@
 
 #include "admin/Workplace.h"
 #include "backend/config/Redaction.h"
-#include "backend/text/TextTable.h"
+#include "terminal/PrintableText.h"
 
 #include <QFileInfo>
 
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 QString ConfigSetCommand::summary() const
 {

@@ -1,9 +1,9 @@
 #include "admin/GetCommand.h"
 
 #include "admin/Workplace.h"
-#include "backend/database/SiteRecords.h"
+#include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
-#include "backend/text/TextTable.h"
+#include "terminal/PrintableText.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -11,6 +11,7 @@
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 namespace {
 
@@ -25,10 +26,9 @@ Result<JobRecord> findJob(const QString& generatedName, Workplace& workplace)
     if (!jobs.ok())
         return jobs.status();
     if (jobs->empty())
-        return Status(ErrorCode::NotFound, QStringLiteral("there is no job \"%1\"").arg(generatedName));
+        return Status::notFound(QStringLiteral("there is no job \"%1\"").arg(generatedName));
     if (jobs->front().storedName.isEmpty())
-        return Status(ErrorCode::NotFound,
-                      QStringLiteral("job \"%1\" has no stored file").arg(generatedName));
+        return Status::notFound(QStringLiteral("job \"%1\" has no stored file").arg(generatedName));
     return jobs->front();
 }
 
@@ -47,11 +47,10 @@ Status checkTarget(const QString& path, bool force)
 {
     const QFileInfo target(path);
     if (target.isDir())
-        return {ErrorCode::InvalidArgument,
-                QStringLiteral("\"%1\" is a folder; accepted is a file name").arg(path)};
+        return Status::invalidArgument(
+            QStringLiteral("\"%1\" is a folder; accepted is a file name").arg(path));
     if (!force && (target.exists() || target.isSymLink()))
-        return {ErrorCode::AlreadyExists,
-                QStringLiteral("\"%1\" exists already; --force replaces it").arg(path)};
+        return Status::alreadyExists(QStringLiteral("\"%1\" exists already; --force replaces it").arg(path));
     return {};
 }
 

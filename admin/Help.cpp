@@ -54,8 +54,7 @@ Backend::Result<Report> helpReport(QStringList words)
     const QString asked = words.join(QLatin1Char(' '));
     const Command* command = takeCommand(words);
     if (command == nullptr && !asked.isEmpty())
-        return Backend::Status(
-            Backend::ErrorCode::InvalidArgument,
+        return Backend::Status::invalidArgument(
             QStringLiteral("unknown verb \"%1\"; \"zav_admin --help\" lists them").arg(asked));
     const QString text = command != nullptr ? verbHelp(*command) : programHelp();
     return Report{{{QStringLiteral("help"), text}}, text};

@@ -7,7 +7,7 @@
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 #include "backend/store/DocumentStore.h"
-#include "backend/text/TextTable.h"
+#include "terminal/TextTable.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -16,6 +16,7 @@
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 namespace {
 
@@ -63,17 +64,17 @@ Status checkPresent(Workplace& workplace, const QString& dataRoot, const Setting
     if (!settings.ok())
         return settings.status();
     if (!dataRoot.isEmpty() && !liesUnder(settings.value(), dataRoot))
-        return {ErrorCode::AlreadyExists,
-                QStringLiteral("configuration file \"%1\" is there already and puts the data elsewhere")
-                    .arg(path)};
+        return Status::alreadyExists(
+            QStringLiteral("configuration file \"%1\" is there already and puts the data elsewhere")
+                .arg(path));
     for (const auto& [key, value] : values) {
         const Result<QString> present = readSetting(path, key);
         if (!present.ok())
             return present.status();
         if (present.value() != value)
-            return {ErrorCode::AlreadyExists,
-                    QStringLiteral("configuration file \"%1\" is there already, with %2 = \"%3\"")
-                        .arg(path, key, withoutPassword(present.value()))};
+            return Status::alreadyExists(
+                QStringLiteral("configuration file \"%1\" is there already, with %2 = \"%3\"")
+                    .arg(path, key, withoutPassword(present.value())));
     }
     return {};
 }
@@ -174,8 +175,7 @@ Result<Report> InitCommand::run(const CommandLine& line, Workplace& workplace) c
     SiteParts parts;
     const std::optional<QString> dataRoot = line.value(QStringLiteral("data-root"));
     if (dataRoot && dataRoot->isEmpty())
-        return Status(ErrorCode::InvalidArgument,
-                      QStringLiteral("--data-root is empty; accepted is a folder"));
+        return Status::invalidArgument(QStringLiteral("--data-root is empty; accepted is a folder"));
     const Result<SettingValues> servers = serverSettings(line);
     if (!servers.ok())
         return servers.status();

@@ -1,8 +1,8 @@
 #include "admin/JobsCommand.h"
 
 #include "admin/Workplace.h"
-#include "backend/database/SiteRecords.h"
-#include "backend/text/TextTable.h"
+#include "backend/records/SiteRecords.h"
+#include "terminal/TextTable.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>
@@ -12,13 +12,14 @@
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 namespace {
 
 Status refusedOption(const char* option, const QString& value, const char* accepted)
 {
-    return {ErrorCode::InvalidArgument, QStringLiteral("--%1 is \"%2\"; accepted is %3")
-                                            .arg(QLatin1String(option), value, QLatin1String(accepted))};
+    return Status::invalidArgument(QStringLiteral("--%1 is \"%2\"; accepted is %3")
+                                       .arg(QLatin1String(option), value, QLatin1String(accepted)));
 }
 
 /// What the options ask for: a filter of the rows, and whether only imports that did not end are wanted.
@@ -38,8 +39,8 @@ Status askForCompany(const QString& company, Database& database, JobQuestion& qu
     if (found == list.cend())
         found = std::find_if(list.cbegin(), list.cend(), [&](const auto& c) { return c.name == company; });
     if (found == list.cend())
-        return {ErrorCode::NotFound,
-                QStringLiteral("there is no company with the code or name \"%1\"").arg(company)};
+        return Status::notFound(
+            QStringLiteral("there is no company with the code or name \"%1\"").arg(company));
     question.filter.companyCode = found->code;
     return {};
 }

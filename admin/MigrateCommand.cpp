@@ -4,7 +4,8 @@
 #include "admin/Workplace.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/migrate/SiteMigration.h"
-#include "backend/text/TextTable.h"
+#include "terminal/PrintableText.h"
+#include "terminal/TextTable.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -13,6 +14,7 @@
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 namespace {
 
@@ -120,8 +122,7 @@ Result<Report> MigrateCommand::run(const CommandLine& line, Workplace& workplace
 {
     const QString other = line.options.value(QStringLiteral("to"));
     if (other.isEmpty())
-        return Status(ErrorCode::InvalidArgument,
-                      QStringLiteral("--to is empty; accepted is a configuration file"));
+        return Status::invalidArgument(QStringLiteral("--to is empty; accepted is a configuration file"));
     const Result<Settings> source = workplace.settings();
     if (!source.ok())
         return source.status();

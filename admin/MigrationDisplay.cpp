@@ -85,7 +85,8 @@ QString taskText(Phase phase)
 
 } // namespace
 
-MigrationDisplay::MigrationDisplay(QIODevice* device, ProgressLine::View view, ProgressLine::Clock clock)
+MigrationDisplay::MigrationDisplay(QIODevice* device, Terminal::ProgressLine::View view,
+                                   Terminal::ProgressLine::Clock clock)
     : m_clock(clock)
     , m_line(device, view, std::move(clock))
     , m_phaseSince(m_clock())

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "admin/ProgressLine.h"
 #include "backend/migrate/MigrationProgress.h"
+#include "terminal/ProgressLine.h"
 
 namespace KOZAV::Admin {
 
@@ -9,15 +9,16 @@ namespace KOZAV::Admin {
 class MigrationDisplay final
 {
 public:
-    MigrationDisplay(QIODevice* device, ProgressLine::View view, ProgressLine::Clock clock);
+    MigrationDisplay(QIODevice* device, Terminal::ProgressLine::View view,
+                     Terminal::ProgressLine::Clock clock);
 
     void show(const Backend::MigrationProgress& progress);
 
 private:
     [[nodiscard]] QString fileDetails(const Backend::MigrationProgress& progress) const;
 
-    ProgressLine::Clock m_clock;
-    ProgressLine m_line;
+    Terminal::ProgressLine::Clock m_clock;
+    Terminal::ProgressLine m_line;
     Backend::MigrationProgress::Phase m_phase = Backend::MigrationProgress::Phase::Checking;
     qint64 m_phaseSince = 0; ///< by the clock
 };

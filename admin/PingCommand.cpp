@@ -6,13 +6,15 @@
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 #include "backend/store/DocumentStore.h"
-#include "backend/text/TextTable.h"
+#include "terminal/PrintableText.h"
+#include "terminal/TextTable.h"
 
 #include <QJsonArray>
 
 namespace KOZAV::Admin {
 
 using namespace Backend;
+using namespace Terminal;
 
 namespace {
 

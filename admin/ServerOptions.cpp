@@ -44,7 +44,7 @@ constexpr ServerOption storeOptions[] = {
 
 Status misused(const QString& message)
 {
-    return Status(ErrorCode::InvalidArgument, message);
+    return Status::invalidArgument(message);
 }
 
 QString optionText(const char* name)

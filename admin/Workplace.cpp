@@ -24,9 +24,9 @@ Result<Settings> Workplace::settings()
     if (m_settings)
         return *m_settings;
     if (!QFileInfo::exists(m_path))
-        return Status(ErrorCode::Configuration,
-                      QStringLiteral("there is no configuration file \"%1\"; \"zav_admin init\" makes one")
-                          .arg(m_path));
+        return Status::configuration(
+            QStringLiteral("there is no configuration file \"%1\"; \"zav_admin init\" makes one")
+                .arg(m_path));
     Result<Settings> loaded = loadSettings(m_path);
     if (loaded.ok())
         m_settings = loaded.value();

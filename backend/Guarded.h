@@ -14,9 +14,9 @@ Status guarded(Work&& work) noexcept
     try {
         return work();
     } catch (const std::exception& exception) {
-        return {ErrorCode::Internal, QString::fromLocal8Bit(exception.what())};
+        return Status::internal(QString::fromLocal8Bit(exception.what()));
     } catch (...) {
-        return {ErrorCode::Internal, QStringLiteral("an exception of unknown kind")};
+        return Status::internal(QStringLiteral("an exception of unknown kind"));
     }
 }
 

@@ -38,7 +38,7 @@ Operation::Operation(Category category, const char* name, QString subject)
     m_event.operation = QString::fromLatin1(name);
     m_event.subject = std::move(subject);
     m_event.category = QString::fromLatin1(category().categoryName());
-    m_event.status = Status(ErrorCode::Internal, QStringLiteral("ended without an outcome"));
+    m_event.status = Status::internal(QStringLiteral("ended without an outcome"));
     m_event.startedMs = monotonicMs();
 }
 

@@ -1,8 +1,8 @@
 #include "backend/Site.h"
 
 #include "backend/Operation.h"
+#include "backend/ServerPause.h"
 #include "backend/database/Database.h"
-#include "backend/database/ServerPause.h"
 #include "backend/io/FileStamp.h"
 #include "backend/store/DocumentStore.h"
 
@@ -130,7 +130,7 @@ Result<Settings> Site::Private::failed(const QString& message)
     if (message != logged)
         qCCritical(logConfig).noquote() << message;
     logged = message;
-    return Status(ErrorCode::Configuration, message);
+    return Status::configuration(message);
 }
 
 void Site::Private::welcome(const Settings& settings)

@@ -36,9 +36,36 @@ public:
     {
     }
 
+    // A failure of each kind.
+    static Status invalidArgument(QString message)
+    {
+        return {ErrorCode::InvalidArgument, std::move(message)};
+    }
+    static Status notFound(QString message) { return {ErrorCode::NotFound, std::move(message)}; }
+    static Status alreadyExists(QString message) { return {ErrorCode::AlreadyExists, std::move(message)}; }
+    static Status notPermitted(QString message) { return {ErrorCode::NotPermitted, std::move(message)}; }
+    static Status noSpace(QString message) { return {ErrorCode::NoSpace, std::move(message)}; }
+    static Status io(QString message) { return {ErrorCode::Io, std::move(message)}; }
+    static Status changedWhileRead(QString message)
+    {
+        return {ErrorCode::ChangedWhileRead, std::move(message)};
+    }
+    static Status corrupt(QString message) { return {ErrorCode::Corrupt, std::move(message)}; }
+    static Status configuration(QString message) { return {ErrorCode::Configuration, std::move(message)}; }
+    static Status unavailable(QString message) { return {ErrorCode::Unavailable, std::move(message)}; }
+    static Status outcomeUnknown(QString message) { return {ErrorCode::OutcomeUnknown, std::move(message)}; }
+    static Status internal(QString message) { return {ErrorCode::Internal, std::move(message)}; }
+
     [[nodiscard]] bool ok() const { return m_code == ErrorCode::None; }
     [[nodiscard]] ErrorCode code() const { return m_code; }
     [[nodiscard]] const QString& message() const { return m_message; }
+
+    /// The same failure, told as "<context>: <message>": what was being done, where the message names only
+    /// what went wrong. A success stays one.
+    [[nodiscard]] Status in(const QString& context) const
+    {
+        return ok() ? *this : Status(m_code, context + QStringLiteral(": ") + m_message);
+    }
 
 private:
     ErrorCode m_code = ErrorCode::None;

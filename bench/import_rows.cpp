@@ -4,7 +4,7 @@
 #include "backend/config/Password.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
-#include "backend/database/SiteRecords.h"
+#include "backend/records/SiteRecords.h"
 #include "bench/BareClient.h"
 #include "services/bll/Odbpp_CompanyBll.h"
 #include "services/bll/Odbpp_JobCompressBll.h"

@@ -1,8 +1,8 @@
 #include "host/BatchRun.h"
 
-#include "backend/text/TextTable.h"
 #include "host/DialogOperator.h"
 #include "host/MainWindow.h"
+#include "terminal/TextTable.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
 #include <QApplication>
@@ -115,11 +115,11 @@ void BatchRun::showCall(const ServiceCall& call)
 
 void BatchRun::printReport()
 {
-    Backend::TextTable imported({QStringLiteral("company"), QStringLiteral("job"),
-                                 QStringLiteral("generated name"), QStringLiteral("stored name"),
-                                 QStringLiteral("bytes"), QStringLiteral("seconds")});
+    Terminal::TextTable imported({QStringLiteral("company"), QStringLiteral("job"),
+                                  QStringLiteral("generated name"), QStringLiteral("stored name"),
+                                  QStringLiteral("bytes"), QStringLiteral("seconds")});
     imported.alignRight({4, 5});
-    Backend::TextTable refused(
+    Terminal::TextTable refused(
         {QStringLiteral("company"), QStringLiteral("entry"), QStringLiteral("why not")});
     for (const BatchReportRow& row : m_report->rows()) {
         if (row.imported())

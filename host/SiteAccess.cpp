@@ -4,8 +4,8 @@
 #include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
-#include "backend/database/SiteRecords.h"
 #include "backend/io/Folder.h"
+#include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QDir>

@@ -16,8 +16,7 @@ constexpr int utf8Mib = 106;
 
 Status lineFailure(int number, const QString& problem)
 {
-    return {ErrorCode::Configuration,
-            QStringLiteral("line %1: %2").arg(number).arg(withoutPassword(problem))};
+    return Status::configuration(QStringLiteral("line %1: %2").arg(number).arg(withoutPassword(problem)));
 }
 
 bool isUtf8(const QByteArray& bytes)

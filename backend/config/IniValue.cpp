@@ -40,7 +40,7 @@ public:
         else
             readPlain();
         if (!m_problem.isEmpty())
-            return Status(ErrorCode::Configuration, m_problem);
+            return Status::configuration(m_problem);
         return m_value;
     }
 

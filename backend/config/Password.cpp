@@ -13,8 +13,8 @@ constexpr qint64 longestFile = 4096;
 
 Status unusable(const QString& file, const QString& reason)
 {
-    return {ErrorCode::Configuration,
-            QStringLiteral("the password file \"%1\" cannot be used: %2").arg(file, reason)};
+    return Status::configuration(
+        QStringLiteral("the password file \"%1\" cannot be used: %2").arg(file, reason));
 }
 
 } // namespace

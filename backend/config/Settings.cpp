@@ -58,7 +58,7 @@ Status unknownKey(ErrorCode code, const QString& key)
 
 Status broken(const QString& problem)
 {
-    return {ErrorCode::Configuration, problem};
+    return Status::configuration(problem);
 }
 
 bool holdsControlCharacter(const QString& value)
@@ -223,7 +223,7 @@ Status createDefaultSettings(const QString& path, const QString& dataRoot)
     const QByteArray text = defaultSettingsText(root, loginName());
     const Result<Settings> settings = parseSettings(text, path);
     if (!settings.ok())
-        return {ErrorCode::InvalidArgument, settings.message()};
+        return Status::invalidArgument(settings.message());
     const Result<bool> folder = makePrivateFolder(QFileInfo(path).absolutePath());
     if (!folder.ok())
         return folder.status();

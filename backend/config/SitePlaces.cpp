@@ -100,8 +100,7 @@ Status requireDatabaseFile(const DatabaseSettings& settings)
 {
     if (settings.driver != QLatin1String("QSQLITE") || QFileInfo::exists(settings.file))
         return {};
-    return Status(
-        ErrorCode::Configuration,
+    return Status::configuration(
         QStringLiteral("there is no database \"%1\"; \"zav_admin init\" makes one").arg(settings.file));
 }
 

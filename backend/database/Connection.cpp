@@ -156,17 +156,17 @@ Status Connection::verdict(const Attempt& attempt, Purpose purpose) const
     // What was written in a transaction is undone by the server when it loses the connection.
     if (attempt.kind != FailureKind::LostUnanswered || purpose == Purpose::Read || m_inTransaction)
         return located(attempt.status);
-    return located(Status(ErrorCode::OutcomeUnknown,
-                          QStringLiteral("%1; the connection was lost before the answer, so it is not known "
-                                         "whether this was carried out")
-                              .arg(attempt.status.message())));
+    return located(Status::outcomeUnknown(
+        QStringLiteral("%1; the connection was lost before the answer, so it is not known "
+                       "whether this was carried out")
+            .arg(attempt.status.message())));
 }
 
 Status Connection::located(const Status& status) const
 {
     if (status.ok())
         return status;
-    return Status(status.code(), QStringLiteral("database %1: %2").arg(m_place, status.message()));
+    return status.in(QStringLiteral("database %1").arg(m_place));
 }
 
 bool Connection::isDoubtful() const
@@ -184,7 +184,7 @@ Status Connection::refresh()
     if (m_inTransaction || m_holds > 0) {
         if (!m_lost)
             return {};
-        return Status(ErrorCode::Unavailable, QStringLiteral("the connection was lost"));
+        return Status::unavailable(QStringLiteral("the connection was lost"));
     }
     if (!m_lost && (!isDoubtful() || isAlive()))
         return {};

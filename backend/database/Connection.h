@@ -1,8 +1,8 @@
 #pragma once
 
+#include "backend/ServerPause.h"
 #include "backend/Status.h"
 #include "backend/database/Dialect.h"
-#include "backend/database/ServerPause.h"
 #include "backend/database/StatementCache.h"
 
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 #include "backend/database/Database.h"
 
+#include "backend/IsoTime.h"
 #include "backend/database/Connection.h"
 #include "backend/database/Dialect.h"
-#include "backend/text/IsoTime.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -29,8 +29,8 @@ Status checkValues(const QVariantList& values)
 {
     for (const QVariant& value : values)
         if (value.userType() == QMetaType::QString && !keepsItsCharacters(value.toString()))
-            return Status(ErrorCode::InvalidArgument,
-                          QStringLiteral("a text holds a NUL character or begins with a byte order mark"));
+            return Status::invalidArgument(
+                QStringLiteral("a text holds a NUL character or begins with a byte order mark"));
     return {};
 }
 
@@ -97,9 +97,8 @@ Status Database::Private::takeSchemaLock(const char* takeSql)
         if (!asked.ok())
             return asked;
         if (!taken && deadline.hasExpired())
-            return connection.located(
-                Status(ErrorCode::Unavailable,
-                       QStringLiteral("another program is changing the tables and does not come to an end")));
+            return connection.located(Status::unavailable(
+                QStringLiteral("another program is changing the tables and does not come to an end")));
         if (!taken)
             QThread::msleep(pauseMs);
     }
@@ -207,8 +206,7 @@ Status Database::transaction(const std::function<Status()>& work, Durability dur
 {
     Connection& connection = d->connection;
     if (connection.inTransaction())
-        return connection.located(
-            Status(ErrorCode::Internal, QStringLiteral("a transaction is open already")));
+        return connection.located(Status::internal(QStringLiteral("a transaction is open already")));
     if (Status status = connection.use(durability); !status.ok())
         return status;
     if (Status status = connection.begin(connection.dialect().beginSql()); !status.ok())
@@ -222,8 +220,7 @@ Status Database::snapshot(const std::function<Status()>& work)
 {
     Connection& connection = d->connection;
     if (connection.inTransaction())
-        return connection.located(
-            Status(ErrorCode::Internal, QStringLiteral("a transaction is open already")));
+        return connection.located(Status::internal(QStringLiteral("a transaction is open already")));
     if (Status status = connection.begin(connection.dialect().beginReadSql()); !status.ok())
         return status;
     const OpenTransaction open(connection);
@@ -277,7 +274,7 @@ Result<int> Database::schemaVersion()
     // Where each step is committed by itself the table is there before its row.
     Result<int> version =
         changesSchemaInTransactions()
-            ? Result<int>(Status(ErrorCode::Corrupt, QStringLiteral("the table schema_version is empty")))
+            ? Result<int>(Status::corrupt(QStringLiteral("the table schema_version is empty")))
             : Result<int>(0);
     status = query("SELECT version FROM schema_version", {}, [&](const QSqlQuery& row) {
         version = row.value(0).toInt();

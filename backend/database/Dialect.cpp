@@ -1,7 +1,7 @@
 #include "backend/database/Dialect.h"
 
-#include "backend/database/MariaDbDialect.h"
-#include "backend/database/SqliteDialect.h"
+#include "backend/database/mariadb/MariaDbDialect.h"
+#include "backend/database/sqlite/SqliteDialect.h"
 
 #include <QSqlQuery>
 
@@ -17,12 +17,10 @@ Result<std::unique_ptr<Dialect>> Dialect::forDriver(const QString& driver)
     else if (driver == QLatin1String("QMYSQL"))
         dialect = std::make_unique<MariaDbDialect>();
     else
-        return Status(
-            ErrorCode::Configuration,
+        return Status::configuration(
             QStringLiteral("the database driver \"%1\" is not one that this program knows").arg(driver));
     if (!QSqlDatabase::isDriverAvailable(driver))
-        return Status(ErrorCode::Configuration,
-                      QStringLiteral("the Qt SQL driver %1 is not installed").arg(driver));
+        return Status::configuration(QStringLiteral("the Qt SQL driver %1 is not installed").arg(driver));
     return dialect;
 }
 

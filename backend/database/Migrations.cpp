@@ -14,7 +14,7 @@ Status runStep(Database& database, const MigrationStep& step)
     const Result<int> noted =
         database.change("UPDATE schema_version SET version = ?", {step.version}, Durability::Immediate);
     if (noted.ok() && noted.value() != 1)
-        return Status(ErrorCode::Corrupt, QStringLiteral("the table schema_version does not hold one row"));
+        return Status::corrupt(QStringLiteral("the table schema_version does not hold one row"));
     return noted.status();
 }
 
@@ -42,11 +42,11 @@ Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& s
     const int known = steps.empty() ? 0 : steps.back().version;
     if (version.value() <= known)
         return {};
-    return Status(ErrorCode::Configuration,
-                  QStringLiteral("the database has schema version %1, this program knows up to %2: "
-                                 "a newer program has written it, use that one")
-                      .arg(version.value())
-                      .arg(known));
+    return Status::configuration(
+        QStringLiteral("the database has schema version %1, this program knows up to %2: "
+                       "a newer program has written it, use that one")
+            .arg(version.value())
+            .arg(known));
 }
 
 Status migrate(Database& database, const std::vector<MigrationStep>& steps)

@@ -13,8 +13,7 @@ template <typename Call>
 auto guardedCall(const char* task, Call&& call) -> decltype(call())
 {
     const auto failure = [task](const char* reason) {
-        return Status(
-            ErrorCode::Internal,
+        return Status::internal(
             QStringLiteral("Cannot %1: %2").arg(QString::fromLatin1(task), QString::fromLocal8Bit(reason)));
     };
     try {

@@ -35,9 +35,8 @@ Result<FileDescriptor> acceptRegular(FileDescriptor file, const std::string& pat
     if (!info.ok())
         return info.status();
     if (info->kind != FileKind::Regular)
-        return Status(ErrorCode::InvalidArgument,
-                      QStringLiteral("Cannot read %1: it is %2, not a regular file")
-                          .arg(displayPath(path), kindText(info->kind)));
+        return Status::invalidArgument(QStringLiteral("Cannot read %1: it is %2, not a regular file")
+                                           .arg(displayPath(path), kindText(info->kind)));
     return file;
 }
 
@@ -127,8 +126,8 @@ Result<std::string> readSmallFile(const std::string& path, qint64 limit)
     if (!length.ok())
         return length.status();
     if (length.value() > limit)
-        return Status(ErrorCode::Corrupt, QStringLiteral("Cannot read %1: it is longer than %2 bytes")
-                                              .arg(displayPath(path), QString::number(limit)));
+        return Status::corrupt(QStringLiteral("Cannot read %1: it is longer than %2 bytes")
+                                   .arg(displayPath(path), QString::number(limit)));
     content.resize(static_cast<size_t>(length.value()));
     return content;
 }

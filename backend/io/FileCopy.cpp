@@ -65,8 +65,8 @@ Result<ContentDigest> CopyPass::run()
         return unchanged;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
-        return Status(ErrorCode::Internal,
-                      QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_sourcePath)));
+        return Status::internal(
+            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_sourcePath)));
     return digest;
 }
 

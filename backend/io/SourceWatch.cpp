@@ -26,8 +26,7 @@ Status SourceWatch::end(qint64 readLength) const
         return after.status();
     if (after->isSameState(m_before) && readLength == m_before.length)
         return {};
-    return Status(
-        ErrorCode::ChangedWhileRead,
+    return Status::changedWhileRead(
         QStringLiteral("Cannot read %1: it was changed while it was read").arg(displayPath(*m_path)));
 }
 

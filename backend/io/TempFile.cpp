@@ -96,9 +96,9 @@ Status TempFile::complete(qint64 expectedLength)
     if (!info.ok())
         return info.status();
     if (info->length != expectedLength)
-        return Status(ErrorCode::Io, QStringLiteral("Cannot write %1: it has %2 bytes instead of %3")
-                                         .arg(displayPath(m_path), QString::number(info->length),
-                                              QString::number(expectedLength)));
+        return Status::io(
+            QStringLiteral("Cannot write %1: it has %2 bytes instead of %3")
+                .arg(displayPath(m_path), QString::number(info->length), QString::number(expectedLength)));
     if (::fchmod(m_descriptor.get(), m_permissions) != 0)
         return systemFailure(errno, QStringLiteral("set the permissions of"), m_path);
     return syncFile(m_descriptor, m_path);

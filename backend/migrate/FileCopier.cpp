@@ -38,25 +38,24 @@ QString quoted(const std::string& name)
 
 Status sourceChanged(const StoreLocation& location, const std::string& name)
 {
-    return Status(ErrorCode::ChangedWhileRead,
-                  QStringLiteral("the source changed while it was copied: the stored file %1 of %2 is gone; "
-                                 "run again")
-                      .arg(quoted(name), locationText(location)));
+    return Status::changedWhileRead(
+        QStringLiteral("the source changed while it was copied: the stored file %1 of %2 is gone; "
+                       "run again")
+            .arg(quoted(name), locationText(location)));
 }
 
 Status named(const std::string& name, const Status& status)
 {
     if (status.ok())
         return {};
-    return Status(status.code(), QStringLiteral("stored file %1: %2").arg(quoted(name), status.message()));
+    return status.in(QStringLiteral("stored file %1").arg(quoted(name)));
 }
 
 } // namespace
 
 Status targetDiffers(const StoreLocation& target, const std::string& name)
 {
-    return Status(
-        ErrorCode::AlreadyExists,
+    return Status::alreadyExists(
         QStringLiteral("the target already has a stored file %1 in %2 with other content than the source")
             .arg(quoted(name), locationText(target)));
 }
@@ -139,9 +138,9 @@ Status FileCopier::checkArrived(const std::string& name, const ContentDigest& ex
         return named(name, arrived.status());
     if (ContentDigest{arrived->length, arrived->sha256} == expected)
         return {};
-    return Status(ErrorCode::Corrupt,
-                  QStringLiteral("the stored file %1 arrived in %2 with other content than the source's")
-                      .arg(quoted(name), locationText(m_target)));
+    return Status::corrupt(
+        QStringLiteral("the stored file %1 arrived in %2 with other content than the source's")
+            .arg(quoted(name), locationText(m_target)));
 }
 
 /// What a store knows of a content; where it has no hash, as of a file that another program stored, it is

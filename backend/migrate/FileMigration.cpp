@@ -38,10 +38,10 @@ bool holds(const StoredFile& file, const ContentDigest& content)
 
 Status sourceChanged(const QString& what, const std::string& name)
 {
-    return Status(ErrorCode::ChangedWhileRead,
-                  QStringLiteral("the source changed while it was copied: the stored file \"%1\" %2; "
-                                 "run again")
-                      .arg(displayPath(name), what));
+    return Status::changedWhileRead(
+        QStringLiteral("the source changed while it was copied: the stored file \"%1\" %2; "
+                       "run again")
+            .arg(displayPath(name), what));
 }
 
 } // namespace
@@ -220,9 +220,9 @@ Status FileMigration::verify(const QStringList& fileStores)
             return sourceChanged(QStringLiteral("is gone or has other content"), key.second);
         const auto to = target->find(key);
         if (to == target->end() || !holds(to->second, content))
-            return Status(ErrorCode::Corrupt,
-                          QStringLiteral("the target no longer has the stored file \"%1\" that it took")
-                              .arg(displayPath(key.second)));
+            return Status::corrupt(
+                QStringLiteral("the target no longer has the stored file \"%1\" that it took")
+                    .arg(displayPath(key.second)));
         m_all.files += 1;
         m_all.bytes += content.length;
     }

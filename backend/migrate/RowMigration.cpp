@@ -24,33 +24,32 @@ std::vector<TableCount> noTables()
 
 Status onlyInTarget(const TransferTable& table, const TransferRow& row)
 {
-    return Status(ErrorCode::AlreadyExists,
-                  QStringLiteral("the target holds rows that the source does not have: %1; it is another "
-                                 "site's, or is in use already")
-                      .arg(rowText(table, row)));
+    return Status::alreadyExists(
+        QStringLiteral("the target holds rows that the source does not have: %1; it is another "
+                       "site's, or is in use already")
+            .arg(rowText(table, row)));
 }
 
 Status anotherRow(const TransferTable& table, const TransferRow& source, const TransferRow& target)
 {
-    return Status(ErrorCode::AlreadyExists,
-                  QStringLiteral("the target has %1 in the place of %2: it is another site's")
-                      .arg(rowText(table, target), rowText(table, source)));
+    return Status::alreadyExists(QStringLiteral("the target has %1 in the place of %2: it is another site's")
+                                     .arg(rowText(table, target), rowText(table, source)));
 }
 
 Status outdatedRow(const TransferTable& table, const TransferRow& source)
 {
-    return Status(ErrorCode::AlreadyExists,
-                  QStringLiteral("the target has %1 with other content than the source; where it was copied "
-                                 "before and has changed in the source since, --update brings it up to date")
-                      .arg(rowText(table, source)));
+    return Status::alreadyExists(
+        QStringLiteral("the target has %1 with other content than the source; where it was copied "
+                       "before and has changed in the source since, --update brings it up to date")
+            .arg(rowText(table, source)));
 }
 
 Status sourceChanged(const TransferTable& table)
 {
-    return Status(ErrorCode::ChangedWhileRead,
-                  QStringLiteral("the source changed while it was copied: rows of %1 are new or have other "
-                                 "content; run again, with --update where rows have other content")
-                      .arg(QLatin1String(table.name)));
+    return Status::changedWhileRead(
+        QStringLiteral("the source changed while it was copied: rows of %1 are new or have other "
+                       "content; run again, with --update where rows have other content")
+            .arg(QLatin1String(table.name)));
 }
 
 } // namespace
@@ -200,10 +199,10 @@ Status RowMigration::verify()
         if (source.value() != copied)
             return sourceChanged(*count.table);
         if (target.value() != copied)
-            return Status(ErrorCode::Corrupt,
-                          QStringLiteral("the target's rows of %1 are not those that were written: somebody "
-                                         "else has changed them, or the engine has")
-                              .arg(QLatin1String(count.table->name)));
+            return Status::corrupt(
+                QStringLiteral("the target's rows of %1 are not those that were written: somebody "
+                               "else has changed them, or the engine has")
+                    .arg(QLatin1String(count.table->name)));
         m_meter.addRows(count.rows);
     }
     return {};

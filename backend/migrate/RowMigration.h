@@ -1,8 +1,8 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/database/RowTransfer.h"
 #include "backend/migrate/ProgressMeter.h"
+#include "backend/records/RowTransfer.h"
 
 #include <vector>
 

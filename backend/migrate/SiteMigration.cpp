@@ -18,14 +18,14 @@ Status checkPair(const Settings& source, const Settings& target)
 {
     if (isSamePlace(source.database, target.database) &&
         isSamePlace(source.documentStore, target.documentStore))
-        return Status(ErrorCode::Configuration,
-                      QStringLiteral("source and target are the same site: nothing is copied"));
+        return Status::configuration(
+            QStringLiteral("source and target are the same site: nothing is copied"));
     // Rows name the file store that their files lie in.
     if (source.documentStore.fileStore != target.documentStore.fileStore)
-        return Status(ErrorCode::Configuration,
-                      QStringLiteral("document_store/file_store is \"%1\" in the source and \"%2\" in the "
-                                     "target: the rows say where their files lie, so both need the same")
-                          .arg(source.documentStore.fileStore, target.documentStore.fileStore));
+        return Status::configuration(
+            QStringLiteral("document_store/file_store is \"%1\" in the source and \"%2\" in the "
+                           "target: the rows say where their files lie, so both need the same")
+                .arg(source.documentStore.fileStore, target.documentStore.fileStore));
     for (const Settings* settings : {&source, &target})
         if (Status present = requireDatabaseFile(settings->database); !present.ok())
             return present;
@@ -36,7 +36,7 @@ Status inWords(const char* side, const Status& status)
 {
     if (status.ok())
         return {};
-    return Status(status.code(), QStringLiteral("%1: %2").arg(QLatin1String(side), status.message()));
+    return status.in(QLatin1String(side));
 }
 
 class SiteMigration final

@@ -41,8 +41,7 @@ Result<TransferFolder> TransferFolder::open(const QString& uploadCache)
     if (!lock.ok())
         return lock.status();
     if (!lock.value())
-        return Status(
-            ErrorCode::Unavailable,
+        return Status::unavailable(
             QStringLiteral("another migration is running: it uses the folder %1").arg(displayPath(folder)));
     if (const Status swept = removeLeftovers(folder); !swept.ok())
         return swept;

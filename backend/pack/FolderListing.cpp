@@ -13,8 +13,7 @@ namespace {
 
 Status refused(const std::string& path, const QString& reason)
 {
-    return Status(ErrorCode::InvalidArgument,
-                  QStringLiteral("Cannot pack %1: %2").arg(displayPath(path), reason));
+    return Status::invalidArgument(QStringLiteral("Cannot pack %1: %2").arg(displayPath(path), reason));
 }
 
 /// Control characters other than these cannot be told from another code page in a zip archive.
@@ -164,8 +163,7 @@ Status verifyUnchanged(const FolderListing& listing)
 
 Status changedWhilePacked(const std::string& path)
 {
-    return Status(
-        ErrorCode::ChangedWhileRead,
+    return Status::changedWhileRead(
         QStringLiteral("Cannot pack %1: it was changed or removed meanwhile").arg(displayPath(path)));
 }
 

@@ -20,13 +20,12 @@ constexpr int smallestLevel = 9;
 Status checkRequest(const PackRequest& request)
 {
     if (request.level < fastestLevel || request.level > smallestLevel || request.threads < 0)
-        return Status(
-            ErrorCode::InvalidArgument,
+        return Status::invalidArgument(
             QStringLiteral("Cannot pack %1: the level has to be 1 to 9, the number of threads not negative")
                 .arg(displayPath(request.folder)));
     if (fileInfo(request.target).ok())
-        return Status(ErrorCode::AlreadyExists,
-                      QStringLiteral("Cannot write %1: it exists already").arg(displayPath(request.target)));
+        return Status::alreadyExists(
+            QStringLiteral("Cannot write %1: it exists already").arg(displayPath(request.target)));
     return {};
 }
 
@@ -42,9 +41,8 @@ Status checkPlaces(const PackRequest& request)
     const std::string inside = joinPath(folder.value(), {});
     if (joinPath(targetFolder.value(), {}).compare(0, inside.size(), inside) != 0)
         return {};
-    return Status(ErrorCode::InvalidArgument,
-                  QStringLiteral("Cannot pack %1 to %2, which lies inside of it")
-                      .arg(displayPath(request.folder), displayPath(request.target)));
+    return Status::invalidArgument(QStringLiteral("Cannot pack %1 to %2, which lies inside of it")
+                                       .arg(displayPath(request.folder), displayPath(request.target)));
 }
 
 /// Gives the archive its name, durably; otherwise no archive is left.

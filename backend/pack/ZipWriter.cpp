@@ -44,9 +44,8 @@ struct ZipError
 
 Status zipFailure(zip_error_t* error, const std::string& path)
 {
-    return Status(ErrorCode::Internal,
-                  QStringLiteral("Cannot pack %1: %2")
-                      .arg(displayPath(path), QString::fromLocal8Bit(zip_error_strerror(error))));
+    return Status::internal(QStringLiteral("Cannot pack %1: %2")
+                                .arg(displayPath(path), QString::fromLocal8Bit(zip_error_strerror(error))));
 }
 
 quint32 externalAttributes(const FileInfo& info)
@@ -202,9 +201,8 @@ Status ZipWriter::checkEntryCount() const
         return zipFailure(&error.error, m_listing.root.path);
     }
     if (zip_get_num_entries(written.get(), 0) != static_cast<zip_int64_t>(m_listing.entries.size()))
-        return Status(ErrorCode::Internal,
-                      QStringLiteral("Cannot pack %1: the archive does not have all entries")
-                          .arg(displayPath(m_listing.root.path)));
+        return Status::internal(QStringLiteral("Cannot pack %1: the archive does not have all entries")
+                                    .arg(displayPath(m_listing.root.path)));
     return {};
 }
 

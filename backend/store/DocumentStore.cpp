@@ -1,7 +1,7 @@
 #include "backend/store/DocumentStore.h"
 
 #include "backend/io/CallGuard.h"
-#include "backend/store/LocalDocumentStore.h"
+#include "backend/store/local/LocalDocumentStore.h"
 #ifdef ZAV_WITH_MONGODB
 #include "backend/store/gridfs/GridFsDocumentStore.h"
 #endif
@@ -17,8 +17,8 @@ using OpenedStore = Result<std::unique_ptr<DocumentStore>>;
 OpenedStore openLocal(const DocumentStoreSettings& settings)
 {
     if (settings.root.isEmpty())
-        return Status(ErrorCode::Configuration,
-                      QStringLiteral("The document store has no directory: document_store/root is empty"));
+        return Status::configuration(
+            QStringLiteral("The document store has no directory: document_store/root is empty"));
     return LocalDocumentStore::open(QFile::encodeName(settings.root).toStdString());
 }
 
@@ -28,8 +28,7 @@ OpenedStore openMongoDb(const DocumentStoreSettings& settings)
     return GridFsDocumentStore::open(settings);
 #else
     Q_UNUSED(settings)
-    return Status(
-        ErrorCode::Configuration,
+    return Status::configuration(
         QStringLiteral("document_store/kind is \"mongodb\", but this build has no MongoDB support"));
 #endif
 }
@@ -56,9 +55,9 @@ Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSett
             if (settings.kind == kind.name)
                 return kind.open(settings);
         }
-        return Status(ErrorCode::Configuration,
-                      QStringLiteral("document_store/kind is \"%1\": \"local\" and \"mongodb\" are accepted")
-                          .arg(settings.kind));
+        return Status::configuration(
+            QStringLiteral("document_store/kind is \"%1\": \"local\" and \"mongodb\" are accepted")
+                .arg(settings.kind));
     });
 }
 

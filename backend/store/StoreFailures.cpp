@@ -7,21 +7,20 @@ namespace KOZAV::Backend {
 
 Status notStored(const StoreLocation& location, const std::string& name)
 {
-    return Status(ErrorCode::NotFound,
-                  QStringLiteral("%1 has no file named %2").arg(locationText(location), displayPath(name)));
+    return Status::notFound(
+        QStringLiteral("%1 has no file named %2").arg(locationText(location), displayPath(name)));
 }
 
 Status otherContent(const StoreLocation& location, const std::string& name)
 {
-    return Status(ErrorCode::AlreadyExists,
-                  QStringLiteral("%1 already has a file named %2 with other content")
-                      .arg(locationText(location), displayPath(name)));
+    return Status::alreadyExists(QStringLiteral("%1 already has a file named %2 with other content")
+                                     .arg(locationText(location), displayPath(name)));
 }
 
 Status damagedFile(const StoreLocation& location, const std::string& name, const QString& reason)
 {
-    return Status(ErrorCode::Corrupt, QStringLiteral("The stored file %1 of %2 is damaged: %3")
-                                          .arg(displayPath(name), locationText(location), reason));
+    return Status::corrupt(QStringLiteral("The stored file %1 of %2 is damaged: %3")
+                               .arg(displayPath(name), locationText(location), reason));
 }
 
 Status otherSha256(const StoreLocation& location, const StoredFile& file, const QByteArray& found)

@@ -9,8 +9,8 @@ namespace {
 
 Status refused(const QString& what, const std::string& name)
 {
-    return Status(ErrorCode::InvalidArgument,
-                  QStringLiteral("\"%1\" cannot be used as %2").arg(displayPath(name), what));
+    return Status::invalidArgument(
+        QStringLiteral("\"%1\" cannot be used as %2").arg(displayPath(name), what));
 }
 
 Status checkLocationPart(const QString& what, const std::string& name)

@@ -30,7 +30,7 @@ Result<TargetFile> TargetFile::create(const std::string& localPath, qint64 lengt
 {
     auto temp = tempFileIn(parentFolder(localPath), length);
     if (temp.code() == ErrorCode::NotFound)
-        return Status(ErrorCode::InvalidArgument, temp.message());
+        return Status::invalidArgument(temp.message());
     if (!temp.ok())
         return temp.status();
     return TargetFile(std::move(temp.value()), localPath, length);

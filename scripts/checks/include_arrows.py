@@ -45,6 +45,7 @@ ARROWS = (
         (r"services/.*", r"ui/import_from_file/StyleSheets\.h", PANEL_EXPORT),
         "a header of the job list panel includes services and the style sheets only",
     ),
+    (r"terminal/.*", (), "terminal includes nothing of ours"),
     (r"backend/.*", (r"services/.*", r"kozav_backend_export\.h"), "backend includes services only"),
     (
         r"host/(main\.cpp|Site\w*\.(cpp|h))",
@@ -58,12 +59,24 @@ ARROWS = (
     ),
     (
         r"host/.*",
-        (r"ui/.*", r"services/.*", r"backend/text/.*"),
-        "host includes ui, services and backend/text; other parts of backend only from main.cpp and Site*",
+        (r"ui/.*", r"services/.*", r"terminal/.*"),
+        "host includes ui, services and terminal; backend only from main.cpp and Site*",
     ),
-    (r"admin/.*", (r"services/.*", r"backend/.*"), "admin includes services and backend"),
+    (r"admin/.*", (r"services/.*", r"backend/.*", r"terminal/.*"), "admin includes services, backend and terminal"),
     (r"robot_server/.*", (r"robot/\w+\.h",), "robot_server includes nothing of ours but robot's document definition"),
     (r"samples/.*", (), "samples include nothing of ours but samples"),
+)
+
+# The floors of the backend, the highest first: a file includes its own floor's room and what lies on lower floors.
+# A room is a folder with all below it; the files that lie in backend/ itself are named.
+BACKEND_FLOORS = (
+    (r"backend/operations/", r"backend/migrate/"),
+    (r"backend/Site\.",),
+    (r"backend/records/",),
+    (r"backend/database/", r"backend/store/"),
+    (r"backend/config/", r"backend/pack/"),
+    (r"backend/io/",),
+    (r"backend/[^/]+$",),
 )
 
 GENERATED = re.compile(r"\w+_export\.h")
@@ -84,12 +97,31 @@ def resolve(root, source, name):
     return name if GENERATED.fullmatch(name) else None
 
 
+def floor_and_room(path):
+    """The floor of a file of the backend, 0 for the highest, and its room; None for other files."""
+    for floor, rooms in enumerate(BACKEND_FLOORS):
+        for room in rooms:
+            if re.match(room, path):
+                return floor, room
+    return None
+
+
+def breaks_floors(path, target):
+    """Whether an #include inside the backend goes up, or across into another room of the same floor."""
+    source, included = floor_and_room(path), floor_and_room(target)
+    if source is None or included is None or source == included:
+        return False
+    return included[0] <= source[0]
+
+
 def broken_rule(root, source, name, quoted):
     """The rule that an #include breaks; None where it may stand."""
     path = source.path.as_posix()
     target = resolve(root, source, name)
     if target is None:
         return f'"{name}" is no file of ours' if quoted and not MOC_OUTPUT.fullmatch(name) else None
+    if breaks_floors(path, target):
+        return f"includes {target}: floors of the backend are left downwards only"
     if target.startswith(folder_of(path)):
         return None
     allowed, rule = next(((a, r) for pattern, a, r in ARROWS if re.fullmatch(pattern, path)))

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fails on SQL outside backend/database, and on values spliced into a SQL text.
+"""Fails on SQL outside the rooms of rows (database, records, operations) of the backend, and on values spliced into a SQL text.
 
 A string literal is taken for SQL by how it starts. Tests are free: they look at rows behind the product's back.
 """
@@ -9,7 +9,7 @@ import re
 import house
 from house import Finding
 
-HOME = "backend/database/"
+HOMES = ("backend/database/", "backend/records/", "backend/operations/")
 
 _IS_SQL = re.compile(
     r"""\s*(?:
@@ -35,8 +35,8 @@ def check(root):
             if not _IS_SQL.match(literal.text):
                 continue
             line = source.line_of(literal.start)
-            if not source.path.as_posix().startswith(HOME):
-                yield Finding(source.path, line, f"SQL outside {HOME}: {literal.text[:40]!r}")
+            if not source.path.as_posix().startswith(HOMES):
+                yield Finding(source.path, line, f"SQL outside {', '.join(HOMES)}: {literal.text[:40]!r}")
             if _HOLDS_VALUES.match(literal.text) and _SPLICE.match(source.code, literal.end):
                 yield Finding(source.path, line, f"a value spliced into SQL, bind it: {literal.text[:40]!r}")
 

@@ -75,6 +75,14 @@ class IncludeArrowsTest(TreeTest):
         ("ui/import_list/L.cpp", PANEL),
         ("ui/import_list/L.h", "robot/Request.h"),
         ("backend/store/S.cpp", "import/Rules.h"),
+        ("backend/store/local/S.cpp", "backend/database/Database.h"),
+        ("backend/store/S.cpp", "backend/Site.h"),
+        ("backend/config/C.h", "backend/records/R.h"),
+        ("backend/io/F.h", "backend/pack/P.h"),
+        ("backend/migrate/M.cpp", "backend/operations/O.h"),
+        ("backend/Status.h", "backend/io/F.h"),
+        ("backend/store/S.cpp", "terminal/TextTable.h"),
+        ("terminal/TextTable.cpp", "backend/Status.h"),
         ("host/Window.cpp", "backend/Site.h"),
         ("host/main.cpp", "import/Rules.h"),
         ("admin/Verb.cpp", "ui/import_from_file/StyleSheets.h"),
@@ -91,7 +99,13 @@ class IncludeArrowsTest(TreeTest):
         ("ui/import_list/L.cpp", SHEETS),
         ("ui/import_list/L.cpp", "robot/Request.h"),
         ("backend/store/S.cpp", "services/common/Common.h"),
+        ("backend/operations/O.cpp", "backend/records/R.h"),
+        ("backend/records/R.cpp", "backend/database/Database.h"),
+        ("backend/store/local/S.cpp", "backend/store/DocumentStore.h"),
+        ("backend/store/S.cpp", "backend/io/F.h"),
+        ("backend/io/F.h", "backend/Status.h"),
         ("host/Window.cpp", PANEL),
+        ("host/BatchRun.cpp", "terminal/TextTable.h"),
         ("host/SiteAccess.cpp", "backend/Site.h"),
         ("host/main.cpp", "backend/Site.h"),
         ("admin/Verb.cpp", "backend/Site.h"),
@@ -158,7 +172,9 @@ class SqlInOnePlaceTest(TreeTest):
     def test_statements_belong_home(self):
         for statement in self.STATEMENTS:
             self.assert_bad(sql_in_one_place.check, "admin/Verb.cpp", f'run("{statement}");')
+            self.assert_bad(sql_in_one_place.check, "backend/store/Store.cpp", f'run("{statement}");')
             self.assert_good(sql_in_one_place.check, "backend/database/Rows.cpp", f'run("{statement}");')
+            self.assert_good(sql_in_one_place.check, "backend/records/Rows.cpp", f'run("{statement}");')
             self.assert_good(sql_in_one_place.check, "tests/unit/T.cpp", f'run("{statement}");')
 
     def test_messages_are_no_statements(self):

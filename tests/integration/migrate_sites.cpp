@@ -3,8 +3,8 @@
 
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
-#include "backend/database/RowTransfer.h"
 #include "backend/migrate/SiteMigration.h"
+#include "backend/records/RowTransfer.h"
 #include "tests/support/AdminSession.h"
 #include "tests/support/BoundProcess.h"
 #include "tests/support/GridFsPeer.h"

@@ -1,10 +1,11 @@
 #include "admin/MigrationDisplay.h"
-#include "admin/ProgressLine.h"
+#include "terminal/ProgressLine.h"
 
 #include <QBuffer>
 #include <QTest>
 
 using namespace KOZAV::Admin;
+using namespace KOZAV::Terminal;
 using KOZAV::Backend::MigrationProgress;
 using Phase = MigrationProgress::Phase;
 

@@ -1,4 +1,4 @@
-#include "backend/database/SiteRecords.h"
+#include "backend/records/SiteRecords.h"
 #include "tests/support/TemporaryDatabase.h"
 
 #include <QTest>

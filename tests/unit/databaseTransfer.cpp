@@ -1,4 +1,4 @@
-#include "backend/database/RowTransfer.h"
+#include "backend/records/RowTransfer.h"
 #include "tests/support/TemporaryDatabase.h"
 
 #include <QSqlRecord>

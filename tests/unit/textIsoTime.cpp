@@ -1,4 +1,4 @@
-#include "backend/text/IsoTime.h"
+#include "backend/IsoTime.h"
 
 #include <QTest>
 

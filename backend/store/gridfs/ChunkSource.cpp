@@ -38,8 +38,8 @@ Result<ContentDigest> ChunkSource::digest()
         return unchanged;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
-        return Status(ErrorCode::Internal,
-                      QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_path)));
+        return Status::internal(
+            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_path)));
     return digest;
 }
 

@@ -290,10 +290,9 @@ MongoWrite GridFsBucket::inserted(bool success, const Bson& reply, const bson_er
     if (!write.ok() || count == static_cast<qint64>(expected))
         return write;
     return {MongoWrite::End::Unknown,
-            Status(ErrorCode::Io,
-                   QStringLiteral("Cannot %1 %2: the MongoDB server %3 confirms %4 of %5 documents")
-                       .arg(action, locationText(m_location), m_server->hosts, QString::number(count),
-                            QString::number(expected)))};
+            Status::io(QStringLiteral("Cannot %1 %2: the MongoDB server %3 confirms %4 of %5 documents")
+                           .arg(action, locationText(m_location), m_server->hosts, QString::number(count),
+                                QString::number(expected)))};
 }
 
 MongoWrite GridFsBucket::ended(bool success, const Bson& reply, const bson_error_t& error,

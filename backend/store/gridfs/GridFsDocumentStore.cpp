@@ -62,8 +62,8 @@ bool isGone(GridFsBucket& bucket, const GridFsFile& file)
 
 Status removalUnknown(const GridFsFile& file, const Status& failure)
 {
-    return Status(ErrorCode::OutcomeUnknown, QStringLiteral("It is not known whether %1 was removed. %2")
-                                                 .arg(displayPath(file.stored().name), failure.message()));
+    return Status::outcomeUnknown(QStringLiteral("It is not known whether %1 was removed. %2")
+                                      .arg(displayPath(file.stored().name), failure.message()));
 }
 
 } // namespace

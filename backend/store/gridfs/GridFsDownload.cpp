@@ -39,7 +39,7 @@ Result<ContentDigest> GridFsDownload::run()
         return finished;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
-        return Status(ErrorCode::Internal, QStringLiteral("Cannot calculate a SHA-256"));
+        return Status::internal(QStringLiteral("Cannot calculate a SHA-256"));
     const QByteArray& expected = m_file.stored().sha256;
     if (!expected.isEmpty() && digest.sha256 != expected)
         return otherSha256(m_bucket.location(), m_file.stored(), digest.sha256);

@@ -16,8 +16,8 @@ const std::string reservedPrefix = "system.";
 
 Status refused(const QString& what, const std::string& name, const QString& reason)
 {
-    return Status(ErrorCode::InvalidArgument,
-                  QStringLiteral("\"%1\" cannot be used as %2: %3").arg(displayPath(name), what, reason));
+    return Status::invalidArgument(
+        QStringLiteral("\"%1\" cannot be used as %2: %3").arg(displayPath(name), what, reason));
 }
 
 Status checkDatabase(const std::string& name)

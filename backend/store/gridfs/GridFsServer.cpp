@@ -20,8 +20,7 @@ constexpr int socketTimeoutMs = 30000;
 
 Status refused(const QString& reason)
 {
-    return Status(ErrorCode::Configuration,
-                  QStringLiteral("document_store/uri cannot be used: %1").arg(reason));
+    return Status::configuration(QStringLiteral("document_store/uri cannot be used: %1").arg(reason));
 }
 
 Status malformed()

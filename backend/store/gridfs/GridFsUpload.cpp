@@ -219,9 +219,9 @@ Status GridFsUpload::removeChunks()
 Status GridFsUpload::unknown(const Status& failure)
 {
     m_hasSent = false;
-    return Status(ErrorCode::OutcomeUnknown,
-                  QStringLiteral("It is not known whether %1 was stored in %2. %3")
-                      .arg(displayPath(m_name), locationText(m_bucket.location()), failure.message()));
+    return Status::outcomeUnknown(
+        QStringLiteral("It is not known whether %1 was stored in %2. %3")
+            .arg(displayPath(m_name), locationText(m_bucket.location()), failure.message()));
 }
 
 } // namespace KOZAV::Backend

@@ -1,0 +1,271 @@
+#include "backend/database/mariadb/MariaDbDialect.h"
+
+#include "backend/Operation.h"
+#include "backend/config/Password.h"
+#include "backend/database/mariadb/MariaDbErrors.h"
+#include "backend/database/mariadb/MariaDbSchema.h"
+
+#include <QFileInfo>
+#include <QSqlQuery>
+
+#include <algorithm>
+#include <mutex>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+constexpr int longestDatabaseName = 64;
+
+Status misconfigured(const QString& reason)
+{
+    return Status::configuration(reason);
+}
+
+/// The driver takes its options as one text, parted by semicolons.
+QString option(const char* name, const QString& value)
+{
+    return QLatin1String(name) + QLatin1Char('=') + value;
+}
+
+Status checkTlsFile(const QString& path)
+{
+    if (path.contains(QLatin1Char(';')) || path.contains(QLatin1Char('=')))
+        return misconfigured(
+            QStringLiteral("the path \"%1\" of database/tls_ca holds a ';' or '='").arg(path));
+    if (!QFileInfo(path).isReadable())
+        return misconfigured(QStringLiteral("the file \"%1\" of database/tls_ca cannot be read").arg(path));
+    return {};
+}
+
+QString connectOptions(const DatabaseSettings& settings)
+{
+    // FOUND_ROWS: a change that leaves a row as it was has found it all the same.
+    QStringList options = {
+        QStringLiteral("CLIENT_FOUND_ROWS=1"),
+        option("MYSQL_OPT_CONNECT_TIMEOUT", QString::number(settings.connectTimeoutSeconds)),
+        option("MYSQL_OPT_READ_TIMEOUT", QString::number(settings.readTimeoutSeconds)),
+        option("MYSQL_OPT_WRITE_TIMEOUT", QString::number(settings.writeTimeoutSeconds))};
+    if (!settings.tlsCaFile.isEmpty())
+        options << option("SSL_CA", settings.tlsCaFile);
+    return options.join(QLatin1Char(';'));
+}
+
+QString sessionSql(const DatabaseSettings& settings)
+{
+    // A wait for a lock has to end before the wait for the answer does: its outcome is known then.
+    const int lockWait = std::max(1, settings.readTimeoutSeconds - 1);
+    return QStringLiteral("SET SESSION sql_mode = 'STRICT_ALL_TABLES,ERROR_FOR_DIVISION_BY_ZERO,"
+                          "NO_ENGINE_SUBSTITUTION', autocommit = 1, foreign_key_checks = 1,"
+                          " unique_checks = 1, innodb_lock_wait_timeout = %1, lock_wait_timeout = %1")
+        .arg(lockWait);
+}
+
+void warnOfDeferredFlush(const QString& value)
+{
+    static std::once_flag told;
+    std::call_once(told, [&value] {
+        qCWarning(logDatabase).noquote()
+            << QStringLiteral("the database server has innodb_flush_log_at_trx_commit = %1: it may lose "
+                              "imports that were answered when its machine fails")
+                   .arg(value);
+    });
+}
+
+} // namespace
+
+QString MariaDbDialect::describe(const DatabaseSettings& settings) const
+{
+    return QStringLiteral("%1:%2/%3").arg(settings.host).arg(settings.port).arg(settings.name);
+}
+
+Status MariaDbDialect::prepare(const DatabaseSettings& settings) const
+{
+    if (settings.name.isEmpty() || settings.name.size() > longestDatabaseName)
+        return misconfigured(QStringLiteral("database/name has 1 to %1 characters").arg(longestDatabaseName));
+    return settings.tlsCaFile.isEmpty() ? Status() : checkTlsFile(settings.tlsCaFile);
+}
+
+Status MariaDbDialect::configure(QSqlDatabase& connection, const DatabaseSettings& settings) const
+{
+    const Result<QString> password = readPassword(settings.passwordFile, databasePasswordVariable);
+    if (!password.ok())
+        return password.status();
+    connection.setHostName(settings.host);
+    connection.setPort(settings.port);
+    connection.setDatabaseName(settings.name);
+    connection.setUserName(settings.user);
+    connection.setPassword(password.value());
+    connection.setConnectOptions(connectOptions(settings));
+    return {};
+}
+
+Status MariaDbDialect::checkTransport(const QSqlDatabase& connection, const DatabaseSettings& settings) const
+{
+    if (settings.tlsCaFile.isEmpty())
+        return {};
+    // With a certificate the driver still takes a server that offers no encryption at all.
+    ServiceHealth health;
+    if (Status status = inspect(connection, health); !status.ok())
+        return status;
+    if (!health.encryption.isEmpty())
+        return {};
+    return Status::notPermitted(
+        QStringLiteral("the server does not encrypt the connection, and database/tls_ca asks for it"));
+}
+
+Status MariaDbDialect::identify(const QSqlDatabase& connection) const
+{
+    // One statement: another process that makes this database now makes the marked table first.
+    QSqlQuery tables(connection);
+    if (!tables.exec(QStringLiteral(
+            "SELECT COUNT(*), COALESCE(SUM(table_name = 'schema_version' AND table_comment LIKE "
+            "'job import%'), 0) FROM information_schema.tables WHERE table_schema = DATABASE()")) ||
+        !tables.next())
+        return Status(classify(tables.lastError()), tables.lastError().databaseText());
+    if (tables.value(0).toInt() == 0 || tables.value(1).toInt() == 1)
+        return {};
+    return Status::configuration(QStringLiteral("it holds tables, and they are those of another program"));
+}
+
+Status MariaDbDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const
+{
+    // The driver begins with a character set of three bytes a character.
+    if (Status status = run(connection, "SET NAMES utf8mb4"); !status.ok())
+        return status;
+    if (Status status = run(connection, sessionSql(settings).toLatin1().constData()); !status.ok())
+        return status;
+    if (Status status = run(connection, "SET SESSION TRANSACTION ISOLATION LEVEL REPEATABLE READ");
+        !status.ok())
+        return status;
+    return checkSession(connection);
+}
+
+Status MariaDbDialect::checkSession(const QSqlDatabase& connection) const
+{
+    QSqlQuery session(connection);
+    if (!session.exec(QStringLiteral("SELECT @@SESSION.sql_mode, @@SESSION.character_set_client,"
+                                     " @@GLOBAL.innodb_flush_log_at_trx_commit")) ||
+        !session.next())
+        return Status(classify(session.lastError()), session.lastError().databaseText());
+    // The driver quotes a backslash with another one; ANSI quotes would not change what it writes.
+    const QString mode = session.value(0).toString();
+    if (!mode.contains(QLatin1String("STRICT_ALL_TABLES")) ||
+        mode.contains(QLatin1String("NO_BACKSLASH_ESCAPES")) ||
+        session.value(1).toString() != QLatin1String("utf8mb4"))
+        return Status::configuration(
+            QStringLiteral("the server does not keep the mode and the character set that a session "
+                           "asks for, and could store other texts than it is given"));
+    if (session.value(2).toString() != QLatin1String("1"))
+        warnOfDeferredFlush(session.value(2).toString());
+    return {};
+}
+
+Status MariaDbDialect::checkIntegrity(const QSqlDatabase& connection) const
+{
+    QSqlQuery check(connection);
+    if (!check.exec(QStringLiteral("CHECK TABLE schema_version, company, orig_file, job_flow, job_compress, "
+                                   "pre_file")))
+        return Status(classify(check.lastError()), check.lastError().databaseText());
+    while (check.next()) {
+        const QString kind = check.value(2).toString();
+        const QString text = check.value(3).toString();
+        if (kind.compare(QLatin1String("error"), Qt::CaseInsensitive) == 0 ||
+            (kind == QLatin1String("status") && text != QLatin1String("OK")))
+            return Status::corrupt(
+                QStringLiteral("the table %1 is damaged: %2").arg(check.value(0).toString(), text));
+    }
+    return checkReferences(connection);
+}
+
+Status MariaDbDialect::checkReferences(const QSqlDatabase& connection) const
+{
+    for (const MariaDbReference& reference : mariaDbReferences()) {
+        const Result<QVariant> dangling = scalar(connection, reference.countSql);
+        if (!dangling.ok())
+            return dangling.status();
+        if (dangling.value().toLongLong() > 0)
+            return Status::corrupt(QStringLiteral("a row of %1 refers to a row that does not exist")
+                                       .arg(QLatin1String(reference.table)));
+    }
+    return {};
+}
+
+Status MariaDbDialect::inspect(const QSqlDatabase& connection, ServiceHealth& health) const
+{
+    health.remote = true;
+    QSqlQuery status(connection);
+    if (!status.exec(QStringLiteral("SHOW SESSION STATUS WHERE Variable_name IN ('Ssl_version', "
+                                    "'wsrep_cluster_size')")))
+        return Status(classify(status.lastError()), status.lastError().databaseText());
+    while (status.next()) {
+        const QString value = status.value(1).toString();
+        if (status.value(0).toString().compare(QLatin1String("Ssl_version"), Qt::CaseInsensitive) == 0)
+            health.encryption = value;
+        else if (value.toInt() > 0)
+            health.topology = QStringLiteral("Galera cluster of %1").arg(value);
+    }
+    return {};
+}
+
+Result<bool> MariaDbDialect::createDatabase(QSqlDatabase& connection, const DatabaseSettings& settings) const
+{
+    connection.setDatabaseName(QString());
+    if (!connection.open())
+        return Status(classify(connection.lastError()), connection.lastError().databaseText());
+    if (Status status = checkTransport(connection, settings); !status.ok())
+        return status;
+    QSqlQuery known(connection);
+    known.prepare(QStringLiteral("SELECT 1 FROM information_schema.schemata WHERE schema_name = ?"));
+    known.addBindValue(settings.name);
+    if (!known.exec())
+        return Status(classify(known.lastError()), known.lastError().databaseText());
+    if (known.next())
+        return false;
+    QString quoted = settings.name;
+    quoted.replace(QLatin1Char('`'), QLatin1String("``"));
+    QSqlQuery create(connection);
+    if (!create.exec(QStringLiteral("CREATE DATABASE IF NOT EXISTS `%1` CHARACTER SET utf8mb4").arg(quoted)))
+        return Status(classify(create.lastError()), create.lastError().databaseText());
+    return true;
+}
+
+const std::vector<MigrationStep>& MariaDbDialect::migrations() const
+{
+    return mariaDbMigrations();
+}
+
+Dialect::SchemaLock MariaDbDialect::schemaLock() const
+{
+    return {"SELECT GET_LOCK(CONCAT('job import ', MD5(DATABASE())), 0)",
+            "SELECT RELEASE_LOCK(CONCAT('job import ', MD5(DATABASE())))"};
+}
+
+const char* MariaDbDialect::durabilitySql(Durability /*durability*/) const
+{
+    return nullptr;
+}
+
+const char* MariaDbDialect::versionTableSql() const
+{
+    return "SELECT COUNT(*) FROM information_schema.tables"
+           " WHERE table_schema = DATABASE() AND table_name = 'schema_version'";
+}
+
+const char* MariaDbDialect::engineVersionSql() const
+{
+    return "SELECT CONCAT(IF(VERSION() LIKE '%MariaDB%', 'MariaDB ', 'MySQL '),"
+           " SUBSTRING_INDEX(VERSION(), '-', 1))";
+}
+
+ErrorCode MariaDbDialect::classify(const QSqlError& error) const
+{
+    return mariaDbErrorCode(error.nativeErrorCode().toInt());
+}
+
+Dialect::FailureKind MariaDbDialect::kindOf(const QSqlError& error) const
+{
+    return mariaDbFailureKind(error.nativeErrorCode().toInt());
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,169 @@
+#include "backend/database/mariadb/MariaDbSchema.h"
+
+namespace KOZAV::Backend {
+
+namespace {
+
+// Texts compare by their code points, trailing blanks included, as they do in SQLite. MariaDB and MySQL name
+// that collation differently; each reads its own comment.
+#define TABLE_OPTIONS                                                                                        \
+    " ENGINE = InnoDB DEFAULT CHARACTER SET utf8mb4"                                                         \
+    " /*M!100200 COLLATE utf8mb4_nopad_bin */ /*!80017 COLLATE utf8mb4_0900_bin */"
+
+// The widest that an index takes beside others: a name of 255 characters, four bytes each.
+#define KEY_TEXT "VARCHAR(255)"
+// Beyond what a statement carries with a server's usual settings.
+#define LONG_TEXT "MEDIUMTEXT"
+#define TIME_TEXT "VARCHAR(32)"
+
+// The first of all, with a comment that marks the database as one of this system's.
+constexpr const char* createSchemaVersion =
+    "CREATE TABLE IF NOT EXISTS schema_version ("
+    " id INTEGER PRIMARY KEY CHECK (id = 1),"
+    " version INTEGER NOT NULL)" TABLE_OPTIONS " COMMENT = 'job import: version of the tables'";
+
+constexpr const char* insertSchemaVersion = "INSERT IGNORE INTO schema_version (id, version) VALUES (1, 0)";
+
+constexpr const char* createCompany = "CREATE TABLE IF NOT EXISTS company ("
+                                      " id INTEGER PRIMARY KEY AUTO_INCREMENT,"
+                                      " code " KEY_TEXT " NOT NULL UNIQUE CHECK (code <> ''),"
+                                      " name " KEY_TEXT " NOT NULL UNIQUE CHECK (name <> ''),"
+                                      " job_count INTEGER NOT NULL DEFAULT 0 CHECK (job_count >= 0),"
+                                      " batch_number INTEGER NOT NULL DEFAULT 0 CHECK (batch_number >= 0),"
+                                      " created_time " TIME_TEXT " NOT NULL,"
+                                      " updated_user_id INTEGER NOT NULL DEFAULT 0,"
+                                      " updated_time " TIME_TEXT " NOT NULL)" TABLE_OPTIONS;
+
+constexpr const char* createOrigFile = "CREATE TABLE IF NOT EXISTS orig_file ("
+                                       " id INTEGER PRIMARY KEY AUTO_INCREMENT,"
+                                       " guid " KEY_TEXT " NOT NULL UNIQUE CHECK (guid <> ''),"
+                                       " job_name " LONG_TEXT " NOT NULL,"
+                                       " stored_name " KEY_TEXT " NOT NULL CHECK (stored_name <> ''),"
+                                       " suffix " LONG_TEXT " NOT NULL,"
+                                       " company_code " KEY_TEXT ","
+                                       " file_type INTEGER NOT NULL DEFAULT 0,"
+                                       " user_id INTEGER NOT NULL,"
+                                       " user_name " LONG_TEXT " NOT NULL DEFAULT (''),"
+                                       " source_path " LONG_TEXT " NOT NULL DEFAULT (''),"
+                                       " flow_guid " KEY_TEXT ","
+                                       " created_time " TIME_TEXT " NOT NULL,"
+                                       " INDEX orig_file_company_code (company_code),"
+                                       " INDEX orig_file_flow_guid (flow_guid),"
+                                       " CONSTRAINT orig_file_company FOREIGN KEY (company_code)"
+                                       "  REFERENCES company (code),"
+                                       " CONSTRAINT orig_file_flow FOREIGN KEY (flow_guid)"
+                                       "  REFERENCES job_flow (guid))" TABLE_OPTIONS;
+
+constexpr const char* createJobFlow =
+    "CREATE TABLE IF NOT EXISTS job_flow ("
+    " id INTEGER PRIMARY KEY AUTO_INCREMENT,"
+    " guid " KEY_TEXT " NOT NULL UNIQUE CHECK (guid <> ''),"
+    " job_name " LONG_TEXT " NOT NULL,"
+    " ko_serial_name " KEY_TEXT " NOT NULL UNIQUE CHECK (ko_serial_name <> ''),"
+    " flow_no " LONG_TEXT " NOT NULL,"
+    " user_id INTEGER NOT NULL,"
+    " state INTEGER NOT NULL DEFAULT 0,"
+    " sub_state INTEGER NOT NULL DEFAULT 0,"
+    " state_user_id INTEGER NOT NULL DEFAULT 0,"
+    " state_time " TIME_TEXT " NOT NULL DEFAULT '',"
+    " orig_file_guid " KEY_TEXT ","
+    " last_import_orig_file_guid " KEY_TEXT ","
+    " upload_batch_number INTEGER NOT NULL DEFAULT 0 CHECK (upload_batch_number >= 0),"
+    " pre_import_user_id INTEGER NOT NULL DEFAULT 0,"
+    " pre_import_flag INTEGER NOT NULL DEFAULT 0,"
+    " pre_import_note " LONG_TEXT " NOT NULL DEFAULT (''),"
+    " check_user_id INTEGER NOT NULL DEFAULT 0,"
+    " check_user_name " LONG_TEXT " NOT NULL DEFAULT (''),"
+    " check_flag INTEGER NOT NULL DEFAULT 0,"
+    " check_note " LONG_TEXT " NOT NULL DEFAULT (''),"
+    " pre_import_or_check_time " TIME_TEXT " NOT NULL DEFAULT '',"
+    " created_time " TIME_TEXT " NOT NULL,"
+    // Holds all that the list of waiting jobs shows, in its order: the list is read from here alone.
+    " INDEX job_flow_state (state, sub_state, id, guid, ko_serial_name),"
+    " INDEX job_flow_upload_batch_number (upload_batch_number),"
+    " INDEX job_flow_orig_file_guid (orig_file_guid),"
+    " INDEX job_flow_last_import (last_import_orig_file_guid),"
+    " CONSTRAINT job_flow_orig_file FOREIGN KEY (orig_file_guid) REFERENCES orig_file (guid),"
+    " CONSTRAINT job_flow_last_import FOREIGN KEY (last_import_orig_file_guid)"
+    "  REFERENCES orig_file (guid))" TABLE_OPTIONS;
+
+constexpr const char* createJobCompress =
+    "CREATE TABLE IF NOT EXISTS job_compress ("
+    " id INTEGER PRIMARY KEY AUTO_INCREMENT,"
+    " flow_guid " KEY_TEXT " NOT NULL UNIQUE,"
+    " company_name " LONG_TEXT " NOT NULL,"
+    " company_code " KEY_TEXT " NOT NULL,"
+    " company_id INTEGER NOT NULL,"
+    " job_name " LONG_TEXT " NOT NULL,"
+    " stored_name " KEY_TEXT " NOT NULL CHECK (stored_name <> ''),"
+    " suffix " LONG_TEXT " NOT NULL,"
+    " remark " LONG_TEXT " NOT NULL,"
+    " file_store " LONG_TEXT " NOT NULL CHECK (file_store <> ''),"
+    " user_id INTEGER NOT NULL,"
+    " job_number INTEGER NOT NULL CHECK (job_number >= 0),"
+    " resource " LONG_TEXT " NOT NULL DEFAULT (''),"
+    " customer2 " LONG_TEXT " NOT NULL DEFAULT (''),"
+    " customer3 " LONG_TEXT " NOT NULL DEFAULT (''),"
+    " created_time " TIME_TEXT " NOT NULL,"
+    " INDEX job_compress_company_code (company_code),"
+    " INDEX job_compress_company_id (company_id),"
+    " CONSTRAINT job_compress_flow FOREIGN KEY (flow_guid) REFERENCES job_flow (guid),"
+    " CONSTRAINT job_compress_company FOREIGN KEY (company_code) REFERENCES company (code),"
+    " CONSTRAINT job_compress_company_number FOREIGN KEY (company_id) REFERENCES company (id))" TABLE_OPTIONS;
+
+constexpr const char* createPreFile = "CREATE TABLE IF NOT EXISTS pre_file ("
+                                      " id INTEGER PRIMARY KEY AUTO_INCREMENT,"
+                                      " guid " KEY_TEXT " NOT NULL UNIQUE CHECK (guid <> ''),"
+                                      " flow_guid " KEY_TEXT " NOT NULL,"
+                                      " job_name " LONG_TEXT " NOT NULL,"
+                                      " first_text " LONG_TEXT " NOT NULL,"
+                                      " second_text " LONG_TEXT " NOT NULL,"
+                                      " third_text " LONG_TEXT " NOT NULL,"
+                                      " user_id INTEGER NOT NULL,"
+                                      " user_name " LONG_TEXT " NOT NULL,"
+                                      " created_time " TIME_TEXT " NOT NULL,"
+                                      " INDEX pre_file_flow_guid (flow_guid),"
+                                      " CONSTRAINT pre_file_flow FOREIGN KEY (flow_guid)"
+                                      "  REFERENCES job_flow (guid))" TABLE_OPTIONS;
+
+#undef TABLE_OPTIONS
+#undef KEY_TEXT
+#undef LONG_TEXT
+#undef TIME_TEXT
+
+#define DANGLING(table, column, target, key)                                                                 \
+    "SELECT COUNT(*) FROM " table " WHERE " column " IS NOT NULL AND NOT EXISTS (SELECT 1 FROM " target      \
+    " AS referred WHERE referred." key " = " table "." column ")"
+
+} // namespace
+
+const std::vector<MigrationStep>& mariaDbMigrations()
+{
+    static const std::vector<MigrationStep> steps = {
+        // orig_file and job_flow refer to each other: the first of them is made before the other is there.
+        {1,
+         {createSchemaVersion, insertSchemaVersion, "SET SESSION foreign_key_checks = 0", createCompany,
+          createOrigFile, createJobFlow, createJobCompress, createPreFile,
+          "SET SESSION foreign_key_checks = 1"}},
+    };
+    return steps;
+}
+
+const std::vector<MariaDbReference>& mariaDbReferences()
+{
+    static const std::vector<MariaDbReference> references = {
+        {"orig_file", DANGLING("orig_file", "company_code", "company", "code")},
+        {"orig_file", DANGLING("orig_file", "flow_guid", "job_flow", "guid")},
+        {"job_flow", DANGLING("job_flow", "orig_file_guid", "orig_file", "guid")},
+        {"job_flow", DANGLING("job_flow", "last_import_orig_file_guid", "orig_file", "guid")},
+        {"job_compress", DANGLING("job_compress", "flow_guid", "job_flow", "guid")},
+        {"job_compress", DANGLING("job_compress", "company_code", "company", "code")},
+        {"job_compress", DANGLING("job_compress", "company_id", "company", "id")},
+        {"pre_file", DANGLING("pre_file", "flow_guid", "job_flow", "guid")},
+    };
+    return references;
+}
+
+#undef DANGLING
+
+} // namespace KOZAV::Backend

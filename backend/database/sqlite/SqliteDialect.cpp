@@ -1,0 +1,187 @@
+#include "backend/database/sqlite/SqliteDialect.h"
+
+#include "backend/database/sqlite/SqliteFile.h"
+#include "backend/database/sqlite/SqliteSchema.h"
+
+#include <QDeadlineTimer>
+#include <QFileInfo>
+#include <QThread>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+/// Up to this size a database is read through at every open; a larger one would make each start wait, and is
+/// checked on request instead (checkIntegrity).
+constexpr qint64 quickCheckLimit = 4LL * 1024 * 1024;
+
+Status corrupt(const QVariant& report)
+{
+    return Status::corrupt(QStringLiteral("the database is damaged: %1").arg(report.toString()));
+}
+
+/// The driver does not give the number of the constraint, but SQLite's texts for them do not change.
+ErrorCode brokenConstraint(const QString& text)
+{
+    if (text.startsWith(QLatin1String("UNIQUE")))
+        return ErrorCode::AlreadyExists;
+    if (text.startsWith(QLatin1String("FOREIGN KEY")))
+        return ErrorCode::NotFound;
+    return ErrorCode::InvalidArgument;
+}
+
+} // namespace
+
+QString SqliteDialect::describe(const DatabaseSettings& settings) const
+{
+    return settings.file;
+}
+
+Status SqliteDialect::prepare(const DatabaseSettings& settings) const
+{
+    return prepareSqliteFile(settings.file);
+}
+
+Status SqliteDialect::configure(QSqlDatabase& connection, const DatabaseSettings& settings) const
+{
+    // An absolute path is always a file; names such as ":memory:" would be a database that ends with the
+    // program.
+    connection.setDatabaseName(QFileInfo(settings.file).absoluteFilePath());
+    connection.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(settings.busyTimeoutMs));
+    return {};
+}
+
+Status SqliteDialect::identify(const QSqlDatabase& connection) const
+{
+    // The tables first: another process that makes this database now sets its mark and its tables in one
+    // transaction, and a mark that was read before the tables were there would be taken for a missing one.
+    const Result<QVariant> tables = scalar(connection, "SELECT count(*) FROM sqlite_master");
+    if (!tables.ok())
+        return tables.status();
+    const Result<QVariant> application = scalar(connection, "PRAGMA application_id");
+    if (!application.ok())
+        return application.status();
+    const int mark = application.value().toInt();
+    if (mark == sqliteApplicationId || (mark == 0 && tables.value().toInt() == 0))
+        return {};
+    return Status::configuration(QStringLiteral("the file is a database of another program"));
+}
+
+Status SqliteDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const
+{
+    if (Status status = switchToWriteAheadLog(connection, settings.busyTimeoutMs); !status.ok())
+        return status;
+    for (const char* setting :
+         {"PRAGMA foreign_keys = ON", "PRAGMA trusted_schema = OFF", "PRAGMA cache_size = -65536"})
+        if (Status status = run(connection, setting); !status.ok())
+            return status;
+    return quickCheck(connection, settings);
+}
+
+Status SqliteDialect::switchToWriteAheadLog(const QSqlDatabase& connection, int busyTimeoutMs) const
+{
+    // SQLite does not wait by itself here: two programs that open a new database at once would refuse each
+    // other.
+    QDeadlineTimer deadline(busyTimeoutMs);
+    Result<QVariant> mode = scalar(connection, "PRAGMA journal_mode = WAL");
+    while (!mode.ok() && mode.code() == ErrorCode::Unavailable && !deadline.hasExpired()) {
+        QThread::msleep(2);
+        mode = scalar(connection, "PRAGMA journal_mode = WAL");
+    }
+    if (!mode.ok())
+        return mode.status();
+    if (mode.value().toString() == QLatin1String("wal"))
+        return {};
+    return Status::configuration(QStringLiteral("the folder of the database does not allow a write-ahead log; "
+                                 "a database on a network share needs a server engine"));
+}
+
+Status SqliteDialect::quickCheck(const QSqlDatabase& connection, const DatabaseSettings& settings) const
+{
+    if (QFileInfo(settings.file).size() > quickCheckLimit)
+        return {};
+    const Result<QVariant> report = scalar(connection, "PRAGMA quick_check(1)");
+    if (!report.ok())
+        return report.status();
+    return report.value().toString() == QLatin1String("ok") ? Status() : corrupt(report.value());
+}
+
+Status SqliteDialect::checkIntegrity(const QSqlDatabase& connection) const
+{
+    const Result<QVariant> report = scalar(connection, "PRAGMA integrity_check(1)");
+    if (!report.ok())
+        return report.status();
+    if (report.value().toString() != QLatin1String("ok"))
+        return corrupt(report.value());
+    const Result<QVariant> dangling = scalar(connection, "PRAGMA foreign_key_check");
+    if (!dangling.ok())
+        return dangling.status();
+    if (!dangling.value().isValid())
+        return {};
+    return corrupt(
+        QStringLiteral("a row of %1 refers to a row that does not exist").arg(dangling.value().toString()));
+}
+
+const std::vector<MigrationStep>& SqliteDialect::migrations() const
+{
+    return sqliteMigrations();
+}
+
+const char* SqliteDialect::beginSql() const
+{
+    // A deferred transaction that reads first is refused at once when another one has written in between.
+    return "BEGIN IMMEDIATE";
+}
+
+const char* SqliteDialect::beginReadSql() const
+{
+    return "BEGIN DEFERRED";
+}
+
+const char* SqliteDialect::durabilitySql(Durability durability) const
+{
+    return durability == Durability::Immediate ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL";
+}
+
+const char* SqliteDialect::versionTableSql() const
+{
+    return "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'schema_version'";
+}
+
+const char* SqliteDialect::engineVersionSql() const
+{
+    return "SELECT 'SQLite ' || sqlite_version()";
+}
+
+ErrorCode SqliteDialect::classify(const QSqlError& error) const
+{
+    // Result codes of sqlite3.h. Newer versions of the driver give extended ones, whose low byte is the plain
+    // one.
+    enum { Permission = 3, Busy = 5, Locked = 6, ReadOnly = 8, InOut = 10, Corrupt = 11, Full = 13 };
+    enum { CannotOpen = 14, TooBig = 18, Constraint = 19, Authorization = 23, NotADatabase = 26 };
+    switch (error.nativeErrorCode().toInt() & 0xff) {
+    case Busy:
+    case Locked:
+        return ErrorCode::Unavailable;
+    case Permission:
+    case ReadOnly:
+    case CannotOpen:
+    case Authorization:
+        return ErrorCode::NotPermitted;
+    case InOut:
+        return ErrorCode::Io;
+    case Full:
+        return ErrorCode::NoSpace;
+    case Corrupt:
+    case NotADatabase:
+        return ErrorCode::Corrupt;
+    case Constraint:
+        return brokenConstraint(error.databaseText());
+    case TooBig:
+        return ErrorCode::InvalidArgument;
+    default:
+        return ErrorCode::Internal;
+    }
+}
+
+} // namespace KOZAV::Backend

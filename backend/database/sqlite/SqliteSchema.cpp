@@ -1,0 +1,113 @@
+#include "backend/database/sqlite/SqliteSchema.h"
+
+namespace KOZAV::Backend {
+
+namespace {
+
+constexpr const char* setApplicationId = "PRAGMA application_id = 0x4B4F5A41";
+
+constexpr const char* createSchemaVersion = "CREATE TABLE schema_version ("
+                                            " id INTEGER PRIMARY KEY CHECK (id = 1),"
+                                            " version INTEGER NOT NULL)";
+
+constexpr const char* insertSchemaVersion = "INSERT INTO schema_version (id, version) VALUES (1, 0)";
+
+constexpr const char* createCompany = "CREATE TABLE company ("
+                                      " id INTEGER PRIMARY KEY AUTOINCREMENT,"
+                                      " code TEXT NOT NULL UNIQUE CHECK (code <> ''),"
+                                      " name TEXT NOT NULL UNIQUE CHECK (name <> ''),"
+                                      " job_count INTEGER NOT NULL DEFAULT 0 CHECK (job_count >= 0),"
+                                      " batch_number INTEGER NOT NULL DEFAULT 0 CHECK (batch_number >= 0),"
+                                      " created_time TEXT NOT NULL,"
+                                      " updated_user_id INTEGER NOT NULL DEFAULT 0,"
+                                      " updated_time TEXT NOT NULL)";
+
+constexpr const char* createOrigFile = "CREATE TABLE orig_file ("
+                                       " id INTEGER PRIMARY KEY AUTOINCREMENT,"
+                                       " guid TEXT NOT NULL UNIQUE CHECK (guid <> ''),"
+                                       " job_name TEXT NOT NULL,"
+                                       " stored_name TEXT NOT NULL CHECK (stored_name <> ''),"
+                                       " suffix TEXT NOT NULL,"
+                                       " company_code TEXT REFERENCES company (code),"
+                                       " file_type INTEGER NOT NULL DEFAULT 0,"
+                                       " user_id INTEGER NOT NULL,"
+                                       " user_name TEXT NOT NULL DEFAULT '',"
+                                       " source_path TEXT NOT NULL DEFAULT '',"
+                                       " flow_guid TEXT REFERENCES job_flow (guid),"
+                                       " created_time TEXT NOT NULL)";
+
+constexpr const char* createJobFlow = "CREATE TABLE job_flow ("
+                                      " id INTEGER PRIMARY KEY AUTOINCREMENT,"
+                                      " guid TEXT NOT NULL UNIQUE CHECK (guid <> ''),"
+                                      " job_name TEXT NOT NULL,"
+                                      " ko_serial_name TEXT NOT NULL UNIQUE CHECK (ko_serial_name <> ''),"
+                                      " flow_no TEXT NOT NULL,"
+                                      " user_id INTEGER NOT NULL,"
+                                      " state INTEGER NOT NULL DEFAULT 0,"
+                                      " sub_state INTEGER NOT NULL DEFAULT 0,"
+                                      " state_user_id INTEGER NOT NULL DEFAULT 0,"
+                                      " state_time TEXT NOT NULL DEFAULT '',"
+                                      " orig_file_guid TEXT REFERENCES orig_file (guid),"
+                                      " last_import_orig_file_guid TEXT REFERENCES orig_file (guid),"
+                                      " upload_batch_number INTEGER NOT NULL DEFAULT 0"
+                                      "  CHECK (upload_batch_number >= 0),"
+                                      " pre_import_user_id INTEGER NOT NULL DEFAULT 0,"
+                                      " pre_import_flag INTEGER NOT NULL DEFAULT 0,"
+                                      " pre_import_note TEXT NOT NULL DEFAULT '',"
+                                      " check_user_id INTEGER NOT NULL DEFAULT 0,"
+                                      " check_user_name TEXT NOT NULL DEFAULT '',"
+                                      " check_flag INTEGER NOT NULL DEFAULT 0,"
+                                      " check_note TEXT NOT NULL DEFAULT '',"
+                                      " pre_import_or_check_time TEXT NOT NULL DEFAULT '',"
+                                      " created_time TEXT NOT NULL)";
+
+constexpr const char* createJobCompress = "CREATE TABLE job_compress ("
+                                          " id INTEGER PRIMARY KEY AUTOINCREMENT,"
+                                          " flow_guid TEXT NOT NULL UNIQUE REFERENCES job_flow (guid),"
+                                          " company_name TEXT NOT NULL,"
+                                          " company_code TEXT NOT NULL REFERENCES company (code),"
+                                          " company_id INTEGER NOT NULL REFERENCES company (id),"
+                                          " job_name TEXT NOT NULL,"
+                                          " stored_name TEXT NOT NULL CHECK (stored_name <> ''),"
+                                          " suffix TEXT NOT NULL,"
+                                          " remark TEXT NOT NULL,"
+                                          " file_store TEXT NOT NULL CHECK (file_store <> ''),"
+                                          " user_id INTEGER NOT NULL,"
+                                          " job_number INTEGER NOT NULL CHECK (job_number >= 0),"
+                                          " resource TEXT NOT NULL DEFAULT '',"
+                                          " customer2 TEXT NOT NULL DEFAULT '',"
+                                          " customer3 TEXT NOT NULL DEFAULT '',"
+                                          " created_time TEXT NOT NULL)";
+
+constexpr const char* createPreFile = "CREATE TABLE pre_file ("
+                                      " id INTEGER PRIMARY KEY AUTOINCREMENT,"
+                                      " guid TEXT NOT NULL UNIQUE CHECK (guid <> ''),"
+                                      " flow_guid TEXT NOT NULL REFERENCES job_flow (guid),"
+                                      " job_name TEXT NOT NULL,"
+                                      " first_text TEXT NOT NULL,"
+                                      " second_text TEXT NOT NULL,"
+                                      " third_text TEXT NOT NULL,"
+                                      " user_id INTEGER NOT NULL,"
+                                      " user_name TEXT NOT NULL,"
+                                      " created_time TEXT NOT NULL)";
+
+} // namespace
+
+const std::vector<MigrationStep>& sqliteMigrations()
+{
+    static const std::vector<MigrationStep> steps = {
+        {1,
+         {setApplicationId, createSchemaVersion, insertSchemaVersion, createCompany, createOrigFile,
+          createJobFlow, createJobCompress, createPreFile,
+          // Holds all that the list of waiting jobs shows, in its order: the list is read from here alone.
+          "CREATE INDEX job_flow_state ON job_flow (state, sub_state, id, guid, ko_serial_name)",
+          "CREATE INDEX job_flow_upload_batch_number ON job_flow (upload_batch_number)",
+          "CREATE INDEX job_flow_orig_file_guid ON job_flow (orig_file_guid)",
+          "CREATE INDEX orig_file_company_code ON orig_file (company_code)",
+          "CREATE INDEX job_compress_company_code ON job_compress (company_code)",
+          "CREATE INDEX pre_file_flow_guid ON pre_file (flow_guid)"}},
+    };
+    return steps;
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,149 @@
+#include "services/bll/Odbpp_JobCompressBll.h"
+
+#include "backend/Guarded.h"
+#include "backend/Operation.h"
+#include "backend/Site.h"
+#include "backend/database/Database.h"
+#include "backend/operations/FlowWrites.h"
+#include "backend/operations/RowValues.h"
+#include "backend/operations/SettledInsert.h"
+#include "backend/operations/StoredFileCheck.h"
+
+namespace KOZAV::DataLib::BLL {
+
+using namespace Backend;
+
+namespace {
+
+/// The arguments that both operations share, in the words of their contract.
+struct CompressRow
+{
+    std::string companyName;
+    std::string companyCode;
+    int companyId;
+    std::string jobName;
+    std::string flowGuid;
+    std::string storedName;
+    std::string suffix;
+    std::string remark;
+    std::string fsName;
+    int userId;
+    int jobNumber;
+    std::string resource;
+    std::string customer2;
+    std::string customer3;
+};
+
+constexpr const char* insertCompressRow =
+    "INSERT INTO job_compress (company_name, company_code, company_id, job_name, flow_guid, stored_name, "
+    "suffix,"
+    " remark, file_store, user_id, job_number, resource, customer2, customer3, created_time)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
+
+RowValues valuesOf(const CompressRow& row)
+{
+    return RowValues()
+        .text("company name", row.companyName)
+        .text("company code", row.companyCode)
+        .number(row.companyId)
+        .text("job name", row.jobName)
+        .text("flow key", row.flowGuid)
+        .text("stored name", row.storedName)
+        .text("suffix", row.suffix)
+        .text("remark", row.remark)
+        .text("file store", row.fsName)
+        .number(row.userId)
+        .number(row.jobNumber)
+        .text("resource", row.resource)
+        .text("second customer text", row.customer2)
+        .text("third customer text", row.customer3)
+        .time();
+}
+
+Status requireFile(const CompressRow& row)
+{
+    const Result<StoreLocation> configured = configuredLocation();
+    if (!configured.ok())
+        return configured.status();
+    return requireStoredFile({configured->database, row.fsName}, row.storedName);
+}
+
+/// Takes a flow whose file is not there off the list of waiting jobs, unless its import was complete before.
+Status withdrawFlow(const CompressRow& row, const Status& reason)
+{
+    const Status withdrawn = changeFlow(
+        "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ?"
+        " WHERE guid = ? AND NOT EXISTS (SELECT 1 FROM job_compress WHERE flow_guid = job_flow.guid)",
+        RowValues().number(importFailedState).number(importFailedSubState).number(row.userId).time(),
+        row.flowGuid, Durability::Immediate);
+    if (withdrawn.ok() || withdrawn.code() == ErrorCode::NotFound)
+        return reason;
+    return Status(reason.code(), QStringLiteral("%1; the job also stays on the list of waiting jobs: %2")
+                                     .arg(reason.message(), withdrawn.message()));
+}
+
+Status addCompressRow(const CompressRow& row)
+{
+    if (row.flowGuid.empty())
+        return Status::invalidArgument(QStringLiteral("the flow key is empty"));
+    const RowValues values = valuesOf(row);
+    if (!values.status().ok())
+        return values.status();
+    if (Status missing = requireFile(row); !missing.ok())
+        return withdrawFlow(row, missing);
+    const Result<Database*> database = Site::current().database();
+    if (!database.ok())
+        return database.status();
+    const KeyedRow keyed = {insertCompressRow, values.list(),
+                            "SELECT id FROM job_compress WHERE flow_guid = ?",
+                            QString::fromStdString(row.flowGuid)};
+    Status added = insertSettled(*database.value(), keyed, Durability::Immediate);
+    if (added.code() == ErrorCode::NotFound)
+        return Status::notFound(QStringLiteral("there is no such job flow or no such company: ") + added.message());
+    return added;
+}
+
+} // namespace
+
+Odbpp_JobCompressBll::Odbpp_JobCompressBll() = default;
+
+Odbpp_JobCompressBll::~Odbpp_JobCompressBll() = default;
+
+bool Odbpp_JobCompressBll::inputJobCompress(std::string companyName, std::string companyCode, int companyId,
+                                            std::string jobName, std::string flowGuid, std::string storedName,
+                                            std::string suffix, std::string remark, std::string fsName,
+                                            int userId, int jobNumber)
+{
+    Operation operation(logDatabase, "inputJobCompress", QString::fromStdString(flowGuid));
+    return operation.finish(guarded([&] {
+        return addCompressRow({companyName,
+                               companyCode,
+                               companyId,
+                               jobName,
+                               flowGuid,
+                               storedName,
+                               suffix,
+                               remark,
+                               fsName,
+                               userId,
+                               jobNumber,
+                               {},
+                               {},
+                               {}});
+    }));
+}
+
+bool Odbpp_JobCompressBll::inputJobCompressByFolder(std::string companyName, std::string companyCode,
+                                                    int companyId, std::string jobName, std::string flowGuid,
+                                                    std::string storedName, std::string suffix,
+                                                    std::string remark, std::string fsName, int userId,
+                                                    int jobNumber, std::string resource,
+                                                    std::string customer2, std::string customer3)
+{
+    Operation operation(logDatabase, "inputJobCompressByFolder", QString::fromStdString(flowGuid));
+    return operation.finish(
+        addCompressRow({companyName, companyCode, companyId, jobName, flowGuid, storedName, suffix, remark,
+                        fsName, userId, jobNumber, resource, customer2, customer3}));
+}
+
+} // namespace KOZAV::DataLib::BLL

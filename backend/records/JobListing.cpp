@@ -1,0 +1,121 @@
+#include "backend/database/Database.h"
+#include "backend/records/SiteRecords.h"
+
+namespace KOZAV::Backend {
+
+namespace {
+
+// One text for each way in: the first condition is one that an index serves, the others are tested on the few
+// rows that it leaves. Every optional value is bound twice; NULL means that there is no such condition.
+#define SELECT_JOB                                                                                           \
+    "SELECT f.id, f.guid, f.ko_serial_name, f.job_name, f.flow_no, f.state, f.sub_state, "                   \
+    "f.upload_batch_number,"                                                                                 \
+    " f.user_id, f.created_time, f.orig_file_guid, c.code, c.name, COALESCE(z.stored_name, o.stored_name),"  \
+    " COALESCE(z.suffix, o.suffix), z.file_store, z.resource, z.customer2, z.customer3, z.id IS NOT NULL"    \
+    " FROM job_flow f"                                                                                       \
+    " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"                                                    \
+    " LEFT JOIN job_compress z ON z.flow_guid = f.guid"                                                      \
+    " LEFT JOIN company c ON c.code = COALESCE(z.company_code, o.company_code)"
+
+#define WITH_OTHER_CONDITIONS                                                                                \
+    " AND (? IS NULL OR f.guid = ?) AND (? IS NULL OR f.ko_serial_name = ?) AND (? IS NULL OR c.code = ?)"   \
+    " AND (? IS NULL OR c.name = ?) AND (? IS NULL OR f.upload_batch_number = ?) AND (? IS NULL OR f.state " \
+    "= ?)"                                                                                                   \
+    " AND (? IS NULL OR f.sub_state = ?) ORDER BY f.id"
+
+constexpr const char* jobsByFlowGuid = SELECT_JOB " WHERE f.guid = ?" WITH_OTHER_CONDITIONS;
+constexpr const char* jobsByGeneratedName = SELECT_JOB " WHERE f.ko_serial_name = ?" WITH_OTHER_CONDITIONS;
+constexpr const char* jobsByBatchNumber = SELECT_JOB " WHERE f.upload_batch_number = ?" WITH_OTHER_CONDITIONS;
+constexpr const char* jobsByState = SELECT_JOB " WHERE f.state = ?" WITH_OTHER_CONDITIONS;
+constexpr const char* allJobs = SELECT_JOB " WHERE 1 = 1" WITH_OTHER_CONDITIONS;
+constexpr const char* jobsByCompany = SELECT_JOB
+    " WHERE f.guid IN ("
+    "SELECT linked.guid FROM orig_file named"
+    " JOIN job_flow linked ON linked.orig_file_guid = named.guid"
+    " WHERE named.company_code = COALESCE(?, (SELECT code FROM company WHERE name = ?))"
+    " UNION SELECT flow_guid FROM job_compress"
+    " WHERE company_code = COALESCE(?, (SELECT code FROM company WHERE name = ?)))" WITH_OTHER_CONDITIONS;
+
+#undef SELECT_JOB
+#undef WITH_OTHER_CONDITIONS
+
+template <typename T>
+QVariant optionalValue(const std::optional<T>& value)
+{
+    return value ? QVariant(*value) : QVariant();
+}
+
+/// The text whose first condition leaves the fewest rows, and the values of that condition.
+std::pair<const char*, QVariantList> wayIn(const JobFilter& filter)
+{
+    const QVariant code = optionalValue(filter.companyCode);
+    const QVariant name = optionalValue(filter.companyName);
+    if (filter.flowGuid)
+        return {jobsByFlowGuid, {*filter.flowGuid}};
+    if (filter.generatedName)
+        return {jobsByGeneratedName, {*filter.generatedName}};
+    if (filter.batchNumber.value_or(0) > 0)
+        return {jobsByBatchNumber, {*filter.batchNumber}};
+    if (filter.companyCode || filter.companyName)
+        return {jobsByCompany, {code, name, code, name}};
+    if (filter.state)
+        return {jobsByState, {*filter.state}};
+    return {allJobs, {}};
+}
+
+QVariantList otherValues(const JobFilter& filter)
+{
+    QVariantList values;
+    for (const QVariant& value :
+         {optionalValue(filter.flowGuid), optionalValue(filter.generatedName),
+          optionalValue(filter.companyCode), optionalValue(filter.companyName),
+          optionalValue(filter.batchNumber), optionalValue(filter.state), optionalValue(filter.subState)})
+        values << value << value;
+    return values;
+}
+
+JobRecord readJob(const QSqlQuery& row)
+{
+    int column = 0;
+    const auto text = [&] { return row.value(column++).toString(); };
+    const auto number = [&] { return row.value(column++).toInt(); };
+    JobRecord job;
+    job.jobId = number();
+    job.flowGuid = text();
+    job.generatedName = text();
+    job.jobName = text();
+    job.flowNo = text();
+    job.state = number();
+    job.subState = number();
+    job.batchNumber = number();
+    job.userId = number();
+    job.createdTime = text();
+    job.origFileGuid = text();
+    job.companyCode = text();
+    job.companyName = text();
+    job.storedName = text();
+    job.suffix = text();
+    job.fileStore = text();
+    job.resource = text();
+    job.customer2 = text();
+    job.customer3 = text();
+    job.complete = number() != 0;
+    return job;
+}
+
+} // namespace
+
+Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter)
+{
+    const auto [sql, values] = wayIn(filter);
+    std::vector<JobRecord> jobs;
+    const Status status = database.query(sql, values + otherValues(filter), [&](const QSqlQuery& row) {
+        jobs.push_back(readJob(row));
+        return true;
+    });
+    if (!status.ok())
+        return status;
+    return jobs;
+}
+
+} // namespace KOZAV::Backend

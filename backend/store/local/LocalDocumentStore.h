@@ -1,0 +1,46 @@
+#pragma once
+
+#include "backend/store/DocumentStore.h"
+#include "backend/store/local/LocalStoreFolder.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace KOZAV::Backend {
+
+/// A document store in a directory of this machine (docs/store-layout.md). Threads and processes may use the
+/// same directory at the same time.
+class KOZAV_BACKEND_EXPORT LocalDocumentStore final : public DocumentStore
+{
+public:
+    /// Opens the store in an existing directory that this user may write, and removes what interrupted
+    /// programs left.
+    static Result<std::unique_ptr<DocumentStore>> open(const std::string& root);
+
+    Result<StoredFile> put(const StoreLocation& location, const std::string& name,
+                           const std::string& localPath) override;
+    Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
+                             const std::string& localPath) override;
+    Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) override;
+    Result<StoredFile> find(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<StoredFile>> list(const StoreLocation& location) override;
+    Status remove(const StoreLocation& location, const std::string& name) override;
+    Result<ServiceHealth> health() override;
+
+private:
+    explicit LocalDocumentStore(std::string root)
+        : m_root(std::move(root))
+    {
+    }
+
+    [[nodiscard]] Result<LocalStoreFolder> folderFor(const StoreLocation& location,
+                                                     const std::string& name) const;
+    [[nodiscard]] Result<LocalStoreFolder> preparedFolder(const StoreLocation& location,
+                                                          const std::string& name) const;
+    void removeLeftovers() const;
+
+    std::string m_root;
+};
+
+} // namespace KOZAV::Backend
