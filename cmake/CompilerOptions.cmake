@@ -1,6 +1,7 @@
 # Flags of our own targets: zav_compile_options(<target>) on every one.
 
 function(zav_compile_options target)
+  set_property(GLOBAL APPEND PROPERTY ZAV_OWN_TARGETS ${target})
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_compile_definitions(
     ${target}
