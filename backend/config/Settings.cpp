@@ -4,6 +4,7 @@
 #include "backend/config/Redaction.h"
 #include "backend/config/SettingRules.h"
 #include "backend/config/SettingsTemplate.h"
+#include "backend/config/SitePlaces.h"
 #include "backend/io/FileAccess.h"
 #include "backend/io/FileStamp.h"
 #include "backend/io/LoginName.h"
@@ -12,7 +13,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -96,12 +96,6 @@ Status takeEntry(const IniDocument::Entry& entry, const QDir& folder, Settings& 
                   .arg(entry.key, problem, QString::fromLatin1(rule->name.accepted)));
 }
 
-bool isThisMachine(const QString& host)
-{
-    static const QRegularExpression loopback(QStringLiteral("^(localhost|::1|127(\\.[0-9]{1,3}){3})$"));
-    return loopback.match(host).hasMatch();
-}
-
 Status checkWhole(const IniDocument& document, const Settings& settings)
 {
     for (const SettingRule& rule : settingRules()) {
@@ -112,7 +106,7 @@ Status checkWhole(const IniDocument& document, const Settings& settings)
                               .arg(QLatin1String(rule.name.key), QLatin1String(rule.name.accepted)));
     }
     const DatabaseSettings& database = settings.database;
-    if (database.driver == QLatin1String("QMYSQL") && !isThisMachine(database.host) &&
+    if (database.driver == QLatin1String("QMYSQL") && !isLoopback(database.host) &&
         database.tlsCaFile.isEmpty() && !database.allowPlaintext)
         return broken(
             QStringLiteral("database/tls_ca is missing; the server \"%1\" is not on this machine and needs "

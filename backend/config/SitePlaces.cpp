@@ -22,13 +22,11 @@ bool isSameFile(const QString& one, const QString& other)
     return first->device == second->device && first->inode == second->inode;
 }
 
-/// One name for all that lead to this machine.
+/// One name for all that lead to this machine, but for sockets: each has a server of its own.
 QString hostKey(const QString& host)
 {
-    static const QRegularExpression loopback(
-        QStringLiteral("^(localhost|::1|\\[::1\\]|127(\\.[0-9]{1,3}){3})$"));
     const QString name = host.toLower();
-    return loopback.match(name).hasMatch() ? QStringLiteral("localhost") : name;
+    return isLoopback(name) && !name.startsWith(QLatin1Char('/')) ? QStringLiteral("localhost") : name;
 }
 
 /// The servers that a MongoDB URI names, without user and password.
@@ -63,6 +61,15 @@ QStringList serverKeys(const QString& uri)
 }
 
 } // namespace
+
+bool isLoopback(const QString& host)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral(
+            "\\A(/.+|localhost|::1|\\[::1\\]|127(\\.(25[0-5]|2[0-4][0-9]|[01]?[0-9]?[0-9])){3})\\z"),
+        QRegularExpression::CaseInsensitiveOption);
+    return pattern.match(host).hasMatch();
+}
 
 QString placeOf(const DatabaseSettings& settings)
 {

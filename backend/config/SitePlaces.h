@@ -8,6 +8,11 @@
 
 namespace KOZAV::Backend {
 
+/// Whether a server that is named so can only be on this machine: localhost, an address of the loopback
+/// network, or the path of a socket. Names are not looked up. An address of IPv6 may stand in brackets, as in
+/// a URI.
+KOZAV_BACKEND_EXPORT bool isLoopback(const QString& host);
+
 /// Where the rows or the stored files of a site lie, in words; holds no password.
 KOZAV_BACKEND_EXPORT QString placeOf(const DatabaseSettings& settings);
 KOZAV_BACKEND_EXPORT QString placeOf(const DocumentStoreSettings& settings);

@@ -11,6 +11,8 @@ class ConfigPlacesTest final : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    void loopback_data();
+    void loopback();
     void placesOfRows();
     void placesOfFiles_data();
     void placesOfFiles();
@@ -51,6 +53,58 @@ DocumentStoreSettings mongodb(const QString& uri)
 }
 
 } // namespace
+
+void ConfigPlacesTest::loopback_data()
+{
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<bool>("isThisMachine");
+    const auto row = [](const char* host, bool isThisMachine) {
+        QTest::newRow(host) << of(host) << isThisMachine;
+    };
+    row("localhost", true);
+    row("LOCALHOST", true);
+    row("LocalHost", true);
+    row("127.0.0.1", true);
+    row("127.0.0.0", true);
+    row("127.1.2.3", true);
+    row("127.255.255.255", true);
+    row("::1", true);
+    row("[::1]", true);
+    row("/run/mysqld/mysqld.sock", true);
+    row("/tmp/mongodb-27017.sock", true);
+    row("", false);
+    row("/", false);
+    row("[]", false);
+    row("[::1", false);
+    row("[127.0.0.1]", false);
+    row("[localhost]", false);
+    row("::2", false);
+    row("::", false);
+    row("0.0.0.0", false);
+    row("128.0.0.1", false);
+    row("27.0.0.1", false);
+    row("1127.0.0.1", false);
+    row("127.0.0", false);
+    row("127.0.0.1.", false);
+    row("127.0.0.256", false);
+    row("127.0.0.1000", false);
+    row("127a0b0c1", false);
+    row("localhost.example.org", false);
+    row("127.0.0.1.example.org", false);
+    row("my-localhost", false);
+    row("localhost\n", false);
+    row("127.0.0.1\n", false);
+    row(" localhost", false);
+    row("run/mysqld.sock", false);
+    row("db.example.org", false);
+}
+
+void ConfigPlacesTest::loopback()
+{
+    QFETCH(const QString, host);
+    QFETCH(const bool, isThisMachine);
+    QCOMPARE(isLoopback(host), isThisMachine);
+}
 
 void ConfigPlacesTest::placesOfRows()
 {
@@ -95,6 +149,8 @@ void ConfigPlacesTest::sameServer_data()
     QTest::newRow("letters") << of("LocalHost") << 3306 << of("site") << true;
     QTest::newRow("address of this machine") << of("127.0.0.1") << 3306 << of("site") << true;
     QTest::newRow("other address of this machine") << of("::1") << 3306 << of("site") << true;
+    QTest::newRow("the same in brackets") << of("[::1]") << 3306 << of("site") << true;
+    QTest::newRow("socket") << of("/run/mysqld.sock") << 3306 << of("site") << false;
     QTest::newRow("other machine") << of("db.example") << 3306 << of("site") << false;
     QTest::newRow("other port") << of("localhost") << 3307 << of("site") << false;
     QTest::newRow("other database") << of("localhost") << 3306 << of("Site") << false;

@@ -272,6 +272,8 @@ void ConfigReadingTest::missingKeysAreNamed_data()
     missing(sqlite.constData(), QByteArray(serverText).replace("127.0.0.1", "127.0.0.1.example"),
             "database/tls_ca is missing");
     missing(sqlite.constData(), serverText, "accepted");
+    for (const char* host : {"LocalHost", "[::1]", "/run/mysqld/mysqld.sock"})
+        missing(sqlite.constData(), QByteArray(serverText).replace("127.0.0.1", host), "accepted");
     missing(sqlite.constData(), QByteArray(serverText).replace("127.0.0.1", "h\nallow_plaintext = true"),
             "accepted");
 }

@@ -1,10 +1,10 @@
 #include "backend/store/gridfs/GridFsServer.h"
 
 #include "backend/config/Password.h"
+#include "backend/config/SitePlaces.h"
 #include "backend/store/gridfs/MongoDriver.h"
 
 #include <QByteArray>
-#include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
@@ -56,18 +56,12 @@ QString hostsOf(const mongoc_uri_t* uri)
     return hosts.join(QLatin1String(", "));
 }
 
-bool isThisMachine(const mongoc_host_list_t& host)
-{
-    static const QRegularExpression loopback(QStringLiteral("^(/.*|localhost|::1|127(\\.[0-9]{1,3}){3})$"));
-    return loopback.match(QString::fromUtf8(host.host)).hasMatch();
-}
-
 bool isOnThisMachine(const mongoc_uri_t* uri)
 {
     if (mongoc_uri_get_srv_hostname(uri) != nullptr)
         return false;
     const mongoc_host_list_t* host = mongoc_uri_get_hosts(uri);
-    while (host != nullptr && isThisMachine(*host))
+    while (host != nullptr && isLoopback(QString::fromUtf8(host->host)))
         host = host->next;
     return host == nullptr;
 }
