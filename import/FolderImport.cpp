@@ -17,9 +17,11 @@ std::string folderKeyOf(const QString& folderPath)
     return folderPath.toLocal8Bit().toStdString() + "/";
 }
 
+/// Like every path that is handed to packing and store, in local 8-bit.
 std::string stagingDirectory()
 {
-    return Common::commonInterface()->getConfig().uploadCacheDir;
+    const std::string stagingDir = Common::commonInterface()->getConfig().uploadCacheDir;
+    return QString::fromStdString(stagingDir).toLocal8Bit().toStdString();
 }
 
 /// Packs and stores the folder, and starts the registration of what was stored for the current user. The

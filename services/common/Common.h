@@ -45,7 +45,7 @@ public:
     /// Packs a folder into a zip archive and stores it, at the configured location, under the name
     /// archiveId + ".zip".
     /// @param folder      folder to pack, local 8-bit, with or without a separator at its end
-    /// @param stagingDir  directory for the archive while it is made
+    /// @param stagingDir  directory for the archive while it is made, local 8-bit
     /// @param archiveId   set to the new identifier on success, to an empty text on failure
     /// @return 0 on success; otherwise neither a staging file nor a stored file remains.
     static int FoldersCompressSave2MongoDb(const std::string& folder, const std::string& stagingDir,

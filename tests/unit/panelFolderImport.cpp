@@ -41,6 +41,7 @@ private Q_SLOTS:
     void configurationIsFetchedAfreshForTheCompressRow();
     void jobNameIsTheArgumentNotTheFolder();
     void folderKeyIsLocal8Bit();
+    void stagingDirectoryIsLocal8Bit();
     void jobNameIsUtf8WhateverTheCodePage();
     void companyListIsNotRead();
 
@@ -54,6 +55,7 @@ private Q_SLOTS:
     void singleEmptyCompanyListStopsWithoutRows();
     void singleUnwrittenCounterGoesOn();
     void singleFolderKeyIsLocal8Bit();
+    void singleStagingDirectoryIsLocal8Bit();
     void singleConfigurationIsFetchedAfreshForTheCompressRow();
     void singleDataAccessObjectsLiveForOneImport();
 
@@ -76,6 +78,19 @@ private:
     }
 
     void useLatin1() { m_codec = std::make_unique<LocaleCodec>("ISO 8859-1"); }
+    /// Makes "缓存" the staging directory in a GB18030 locale.
+    void stageInGb18030()
+    {
+        m_codec = std::make_unique<LocaleCodec>("GB18030");
+        services().results.config.uploadCacheDir =
+            m_harness->makeFolder(QStringLiteral("缓存")).toStdString() + '/';
+    }
+    /// The call that packs into the directory of stageInGb18030().
+    [[nodiscard]] QString packingInGb18030(const QString& folder) const
+    {
+        return call("FoldersCompressSave2MongoDb", folder + QLatin1Char('/'),
+                    m_harness->path(QString()).toStdString() + "\xbb\xba\xb4\xe6/");
+    }
 
     std::unique_ptr<LocaleCodec> m_codec;
     std::unique_ptr<PanelHarness> m_harness;
@@ -323,6 +338,13 @@ void PanelFolderImportTest::folderKeyIsLocal8Bit()
     QVERIFY(services().lastEntry().contains(QStringLiteral("\"found\"")));
 }
 
+void PanelFolderImportTest::stagingDirectoryIsLocal8Bit()
+{
+    stageInGb18030();
+    QCOMPARE(importFolder(m_folder), 0);
+    QCOMPARE(services().callsOf("FoldersCompressSave2MongoDb"), QStringList{packingInGb18030(m_folder)});
+}
+
 void PanelFolderImportTest::jobNameIsUtf8WhateverTheCodePage()
 {
     useLatin1();
@@ -440,6 +462,13 @@ void PanelFolderImportTest::singleFolderKeyIsLocal8Bit()
                 .callsOf("FoldersCompressSave2MongoDb")
                 .value(0)
                 .contains(QStringLiteral("/gr\\xf6\\xdfe/\"")));
+}
+
+void PanelFolderImportTest::singleStagingDirectoryIsLocal8Bit()
+{
+    stageInGb18030();
+    importSingleFolder(m_folder);
+    QCOMPARE(services().callsOf("FoldersCompressSave2MongoDb"), QStringList{packingInGb18030(m_folder)});
 }
 
 void PanelFolderImportTest::singleConfigurationIsFetchedAfreshForTheCompressRow()
