@@ -4,6 +4,7 @@
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 namespace KOZAV::UI {
 
@@ -14,7 +15,8 @@ QString ZAV_ImportFromFile_Widget::readmejson(std::string folderKey, std::string
                              QStringLiteral("readme.json");
     QFile file(fileName, this);
     QByteArray json;
-    if (file.open(QIODevice::ReadOnly))
+    // Opening a pipe would wait for a writer, and a device may have no end.
+    if (QFileInfo(fileName).isFile() && file.open(QIODevice::ReadOnly))
         json = file.readAll();
     file.close();
 

@@ -1,8 +1,12 @@
 #include "tests/support/LocaleCodec.h"
 #include "tests/support/PanelHarness.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTest>
+
+#include <sys/stat.h>
 
 using KOZAV::Test::LocaleCodec;
 using KOZAV::Test::PanelHarness;
@@ -19,6 +23,9 @@ private Q_SLOTS:
     void withoutManifestNothingIsChanged();
     void withoutFolderNothingIsChanged();
     void unreadableManifestChangesNothing();
+    void whatIsNoRegularFileIsNotReadButRemoved_data();
+    void whatIsNoRegularFileIsNotReadButRemoved();
+    void linkToAManifestIsReadAndRemoved();
     void onlyTheManifestIsDeleted();
     void fileNameIsExact();
     void outputsAreUtf8();
@@ -152,6 +159,47 @@ void PanelManifestTest::unreadableManifestChangesNothing()
     QVERIFY(read(QStringLiteral("job")).isNull());
     QCOMPARE(m_customer2, std::string("before 2"));
     QVERIFY(QFile::exists(manifestPath()));
+}
+
+void PanelManifestTest::whatIsNoRegularFileIsNotReadButRemoved_data()
+{
+    QTest::addColumn<QString>("linkTarget"); // empty: the manifest itself is the pipe
+    QTest::newRow("pipe") << QString();
+    QTest::newRow("link to a pipe") << QStringLiteral("../pipe");
+    QTest::newRow("link to a device") << QStringLiteral("/dev/zero");
+    QTest::newRow("link to a folder") << QStringLiteral("../folder");
+    QTest::newRow("link to nothing") << QStringLiteral("../nothing");
+}
+
+void PanelManifestTest::whatIsNoRegularFileIsNotReadButRemoved()
+{
+    QFETCH(QString, linkTarget);
+    m_harness->makeFolder(QStringLiteral("folder"));
+    const QString pipe = linkTarget.isEmpty() ? manifestPath() : m_harness->path(QStringLiteral("pipe"));
+    QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    if (!linkTarget.isEmpty())
+        QVERIFY(QFile::link(linkTarget, manifestPath()));
+
+    QVERIFY(read(QStringLiteral("job")).isNull());
+    QCOMPARE(m_customer2, std::string("before 2"));
+    QCOMPARE(m_customer3, std::string("before 3"));
+    QCOMPARE(QDir(m_harness->path(QStringLiteral("job"))).entryList(QDir::AllEntries | QDir::System |
+                                                                    QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList());
+    // What a link led to stays.
+    QVERIFY(QFile::exists(m_harness->path(QStringLiteral("folder"))));
+    QCOMPARE(QFile::exists(pipe), !linkTarget.isEmpty());
+}
+
+void PanelManifestTest::linkToAManifestIsReadAndRemoved()
+{
+    const QString manifest =
+        m_harness->makeFile(QStringLiteral("texts.json"), R"({"resource":"r","customer2":"c2"})");
+    QVERIFY(QFile::link(manifest, manifestPath()));
+    QCOMPARE(read(QStringLiteral("job")), QStringLiteral("r"));
+    QCOMPARE(m_customer2, std::string("c2"));
+    QVERIFY(!QFileInfo(manifestPath()).isSymLink());
+    QVERIFY(QFile::exists(manifest));
 }
 
 void PanelManifestTest::onlyTheManifestIsDeleted()
