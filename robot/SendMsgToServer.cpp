@@ -36,7 +36,8 @@ void ZAV_Import_Widget::sendMsgToServer()
 void ZAV_Import_Widget::on_m_pSocket_readyRead()
 {
     // What the robot answers changes nothing here; reading it only drains the socket.
-    m_pSocket->readAll();
+    const QString answer = QString::fromUtf8(m_pSocket->readAll());
+    Q_UNUSED(answer)
 }
 
 } // namespace KOZAV::UI

@@ -28,8 +28,9 @@ void ZAV_ImportFromFile_Widget::on_m_pMultiImportPB_clicked()
 
     int batchNumber = 0;
     int companyCounter = 0;
+    [[maybe_unused]] int resultSum = 0; // how many entries were not imported; shown nowhere
     for (const QFileInfo& company : companies) {
-        importBatchCompany(company, batchNumber);
+        resultSum += importBatchCompany(company, batchNumber);
         m_pProgressBar->setValue(++companyCounter);
     }
 
@@ -45,7 +46,7 @@ void ZAV_ImportFromFile_Widget::on_m_pMultiImportPB_clicked()
     ZAV_UICommon::interface()->refreshOrigFileTable();
 }
 
-void ZAV_ImportFromFile_Widget::importBatchCompany(const QFileInfo& company, int& batchNumber)
+int ZAV_ImportFromFile_Widget::importBatchCompany(const QFileInfo& company, int& batchNumber)
 {
     const QString companyName = company.fileName();
     const QFileInfoList jobs = batchJobs(batchEntryPath(company));
@@ -58,17 +59,19 @@ void ZAV_ImportFromFile_Widget::importBatchCompany(const QFileInfo& company, int
     if (exists)
         batchNumber = found.front().batchNumber + 1;
 
+    int resultSum = 0;
     for (const QFileInfo& job : jobs) {
         const QString jobName = job.fileName();
         const QString jobPath = batchEntryPath(job);
         if (job.isDir())
-            l2Folders(companyName, jobName, jobPath, batchNumber);
+            resultSum += l2Folders(companyName, jobName, jobPath, batchNumber);
         else
-            l2rartgzzip(companyName, jobName, jobPath, batchNumber);
+            resultSum += l2rartgzzip(companyName, jobName, jobPath, batchNumber);
     }
 
     if (exists)
         companyBll.UpdateBatchNumber(batchNumber, found.front().companyId);
+    return resultSum;
 }
 
 void ZAV_ImportFromFile_Widget::on_m_pSingleImportPB_clicked()

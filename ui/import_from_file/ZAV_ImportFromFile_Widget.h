@@ -95,7 +95,8 @@ private:
     void initSingleImportBox();
     void initConnections();
     void fillCompanyList();
-    void importBatchCompany(const QFileInfo& company, int& batchNumber);
+    /// @return the sum of the pipelines' results
+    int importBatchCompany(const QFileInfo& company, int& batchNumber);
     void showCompanyNotFound(const QString& companyName);
 
     QGroupBox* m_pMultiImportGB;
