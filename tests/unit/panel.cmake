@@ -1,3 +1,6 @@
+# Without the panels: the rules of a batch directory stand alone.
+zav_add_test(panel_rules SOURCES panelRules.cpp LIBRARIES zav_batch_directory LABELS panel)
+
 if(TARGET zav_import_objects)
   # The file import panel over the recording double of the services.
   function(zav_add_panel_test subject)
@@ -15,7 +18,6 @@ if(TARGET zav_import_objects)
   zav_add_panel_test(meta_object panelMetaObject.cpp)
   zav_add_panel_test(retrieval panelRetrieval.cpp)
   zav_add_panel_test(robot_request panelRobotRequest.cpp)
-  zav_add_panel_test(rules panelRules.cpp)
   zav_add_panel_test(single_archive_import panelSingleArchiveImport.cpp)
   zav_add_panel_test(single_import panelSingleImport.cpp)
   zav_add_panel_test(source_selection panelSourceSelection.cpp)

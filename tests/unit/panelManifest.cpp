@@ -183,8 +183,8 @@ void PanelManifestTest::whatIsNoRegularFileIsNotReadButRemoved()
     QVERIFY(read(QStringLiteral("job")).isNull());
     QCOMPARE(m_customer2, std::string("before 2"));
     QCOMPARE(m_customer3, std::string("before 3"));
-    QCOMPARE(QDir(m_harness->path(QStringLiteral("job"))).entryList(QDir::AllEntries | QDir::System |
-                                                                    QDir::Hidden | QDir::NoDotAndDotDot),
+    QCOMPARE(QDir(m_harness->path(QStringLiteral("job")))
+                 .entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot),
              QStringList());
     // What a link led to stays.
     QVERIFY(QFile::exists(m_harness->path(QStringLiteral("folder"))));
