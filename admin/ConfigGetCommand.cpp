@@ -2,6 +2,7 @@
 
 #include "admin/Workplace.h"
 #include "backend/config/Redaction.h"
+#include "backend/config/SettingRules.h"
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
 
@@ -33,7 +34,7 @@ Result<Report> reportAll(const QString& path)
 {
     TextTable table({QStringLiteral("KEY"), QStringLiteral("VALUE")});
     QJsonObject values;
-    for (const SettingKey& setting : settingKeys()) {
+    for (const SettingRule& setting : settingRules()) {
         const QString key = QString::fromLatin1(setting.key);
         const Result<QString> value = shownValue(path, key);
         if (!value.ok())

@@ -1,29 +1,172 @@
 #include "backend/config/IniDocument.h"
 
-#include "backend/config/IniValue.h"
 #include "backend/config/Redaction.h"
+#include "backend/io/FilePath.h"
 
 #include <QRegularExpression>
-#include <QTextCodec>
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace KOZAV::Backend {
 
 namespace {
 
-constexpr int utf8Mib = 106;
+struct Escape
+{
+    char letter;
+    char16_t meaning;
+};
+
+constexpr std::array<Escape, 10> escapes = {{{'"', u'"'},
+                                             {'\\', u'\\'},
+                                             {'\'', u'\''},
+                                             {'a', u'\a'},
+                                             {'b', u'\b'},
+                                             {'f', u'\f'},
+                                             {'n', u'\n'},
+                                             {'r', u'\r'},
+                                             {'t', u'\t'},
+                                             {'v', u'\v'}}};
+
+/// Reads a value character by character; m_problem says why it could not.
+class ValueReader final
+{
+public:
+    explicit ValueReader(QString text)
+        : m_text(std::move(text))
+    {
+    }
+
+    Result<QString> read()
+    {
+        if (m_text.startsWith(QLatin1Char('"')))
+            readQuoted();
+        else
+            readPlain();
+        if (!m_problem.isEmpty())
+            return Status::configuration(m_problem);
+        return m_value;
+    }
+
+private:
+    void readQuoted()
+    {
+        for (m_at = 1; m_at < m_text.size() && m_problem.isEmpty(); ++m_at) {
+            const QChar c = m_text.at(m_at);
+            if (c == QLatin1Char('"'))
+                return readRest(m_text.mid(m_at + 1).trimmed());
+            if (c == QLatin1Char('\\'))
+                readEscape();
+            else
+                m_value += c;
+        }
+        if (m_problem.isEmpty())
+            m_problem = QStringLiteral("begins with a double quote that is not closed");
+    }
+
+    void readRest(const QString& rest)
+    {
+        if (rest.startsWith(QLatin1Char(',')))
+            m_problem = QStringLiteral("is a list (%1), but one text is due").arg(m_text);
+        else if (!rest.isEmpty() && !rest.startsWith(QLatin1Char(';')) && !rest.startsWith(QLatin1Char('#')))
+            m_problem = QStringLiteral("has text after its closing double quote (%1)").arg(rest);
+    }
+
+    void readPlain()
+    {
+        for (m_at = 0; m_at < m_text.size() && m_problem.isEmpty(); ++m_at) {
+            const QChar c = m_text.at(m_at);
+            if (isCommentStart(c))
+                break;
+            if (c == QLatin1Char('\\'))
+                readEscape();
+            else
+                readPlainCharacter(c);
+        }
+        m_value = m_value.trimmed();
+    }
+
+    void readPlainCharacter(QChar c)
+    {
+        if (c == QLatin1Char(','))
+            m_problem = QStringLiteral(
+                            "is a list (%1), but one text is due: put a text with a comma in double quotes")
+                            .arg(m_text);
+        else if (c == QLatin1Char(';') || c == QLatin1Char('"') || (c == QLatin1Char('#') && followsSpace()))
+            m_problem =
+                QStringLiteral("holds %1 (%2): put a text with it in double quotes").arg(c).arg(m_text);
+        m_value += c;
+    }
+
+    [[nodiscard]] bool followsSpace() const { return m_at == 0 || m_text.at(m_at - 1).isSpace(); }
+    [[nodiscard]] bool isCommentStart(QChar c) const { return c == QLatin1Char(';') && followsSpace(); }
+
+    void readEscape()
+    {
+        if (++m_at >= m_text.size()) {
+            m_problem = QStringLiteral("ends in a single backslash: write two for one");
+            return;
+        }
+        const QChar letter = m_text.at(m_at);
+        if (letter == QLatin1Char('x'))
+            return readHexadecimal();
+        for (const Escape& escape : escapes) {
+            if (letter == QLatin1Char(escape.letter)) {
+                m_value += QChar(escape.meaning);
+                return;
+            }
+        }
+        m_problem =
+            QStringLiteral("holds \\%1, which means nothing: write two backslashes for one").arg(letter);
+    }
+
+    void readHexadecimal()
+    {
+        const int start = m_at + 1;
+        int end = start;
+        while (end < m_text.size() && isHexDigit(m_text.at(end)))
+            ++end;
+        bool ok = false;
+        const uint code = m_text.mid(start, end - start).toUInt(&ok, 16);
+        if (!ok || code > 0xffff)
+            m_problem = QStringLiteral("holds \\x without one to four hexadecimal digits");
+        else
+            m_value += QChar(code);
+        m_at = end - 1;
+    }
+
+    static bool isHexDigit(QChar c)
+    {
+        const char16_t u = c.toLower().unicode();
+        return (u >= u'0' && u <= u'9') || (u >= u'a' && u <= u'f');
+    }
+
+    const QString m_text;
+    QString m_value;
+    QString m_problem;
+    int m_at = 0;
+};
+
+QString escaped(QChar c)
+{
+    for (const Escape& escape : escapes) {
+        if (c == QChar(escape.meaning) && escape.letter != '\'')
+            return QLatin1Char('\\') + QString(QLatin1Char(escape.letter));
+    }
+    return c.unicode() < 0x20 ? QStringLiteral("\\x%1").arg(c.unicode(), 0, 16) : QString(c);
+}
+
+bool needsQuotes(const QString& value)
+{
+    const auto special = [](QChar c) { return QStringLiteral(",;\"=#\\").contains(c) || c.unicode() < 0x20; };
+    return value.isEmpty() || value.trimmed() != value || std::any_of(value.cbegin(), value.cend(), special);
+}
 
 Status lineFailure(int number, const QString& problem)
 {
     return Status::configuration(QStringLiteral("line %1: %2").arg(number).arg(withoutPassword(problem)));
-}
-
-bool isUtf8(const QByteArray& bytes)
-{
-    QTextCodec::ConverterState state;
-    QTextCodec::codecForMib(utf8Mib)->toUnicode(bytes.constData(), bytes.size(), &state);
-    return state.invalidChars == 0 && state.remainingChars == 0;
 }
 
 /// Line feeds part lines in every encoding that extends ASCII, so a broken line can be named before it is
@@ -32,7 +175,7 @@ Status checkUtf8(const QByteArray& bytes)
 {
     const QList<QByteArray> lines = bytes.split('\n');
     for (int i = 0; i < lines.size(); ++i) {
-        if (!isUtf8(lines.at(i)))
+        if (!isValidUtf8(lines.at(i).toStdString()))
             return lineFailure(i + 1, QStringLiteral("not UTF-8, the encoding that is accepted"));
     }
     return {};
@@ -54,7 +197,7 @@ QString openedSection(const QString& line)
 
 Result<IniDocument> IniDocument::parse(const QByteArray& bytes)
 {
-    const Status encoding = checkUtf8(bytes);
+    const auto encoding = checkUtf8(bytes);
     if (!encoding.ok())
         return encoding;
     IniDocument document;
@@ -102,7 +245,7 @@ Status IniDocument::readEntry(const QString& line, int number)
                            QStringLiteral("%1 stands a second time, first in line %2; accepted is once")
                                .arg(key)
                                .arg(first->line));
-    const Result<QString> value = decodeIniValue(line.mid(equals + 1).trimmed());
+    const auto value = ValueReader(line.mid(equals + 1).trimmed()).read();
     if (!value.ok())
         return lineFailure(number, key + QLatin1Char(' ') + value.message());
     m_entries.push_back({key, value.value(), number});
@@ -159,6 +302,16 @@ int IniDocument::endOfSection(const QString& section) const
             end = i + 1;
     }
     return end;
+}
+
+QString encodeIniValue(const QString& value)
+{
+    if (!needsQuotes(value))
+        return value;
+    QString text;
+    for (const QChar c : value)
+        text += escaped(c);
+    return QLatin1Char('"') + text + QLatin1Char('"');
 }
 
 QByteArray IniDocument::toBytes() const

@@ -10,6 +10,9 @@
 
 namespace KOZAV::Backend {
 
+/// The text to the right of a "=" that is read as value, in one line.
+QString encodeIniValue(const QString& value);
+
 /// A configuration file as lines: sections, "key = value" and comments, in the dialect of QSettings' INI
 /// format with UTF-8. Stricter than its reader, which passes over what it cannot read: every line is
 /// understood or refused, and a change keeps all other lines.

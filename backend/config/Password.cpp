@@ -24,13 +24,13 @@ Result<QString> readPassword(const QString& file, const char* variable)
     if (file.isEmpty())
         return QString::fromUtf8(qgetenv(variable));
     const QByteArray path = QFile::encodeName(file);
-    const Result<FileStamp> stamp = fileStamp(path.constData());
+    const auto stamp = fileStamp(path.constData());
     if (!stamp.ok())
         return unusable(file, stamp.message());
     if (stamp->othersMayRead)
         return unusable(file, QStringLiteral("other users may read it; it must be for its owner alone "
                                              "(chmod 600)"));
-    const Result<std::string> content = readSmallFile(path.toStdString(), longestFile);
+    const auto content = readSmallFile(path.toStdString(), longestFile);
     if (!content.ok())
         return unusable(file, content.message());
     const QString password =

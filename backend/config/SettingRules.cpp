@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <utility>
 
 namespace KOZAV::Backend {
 
@@ -13,34 +12,202 @@ constexpr int maxSeconds = 3600;
 constexpr int maxBusyMs = 600000;
 constexpr int maxLocationName = 120;
 
-bool always(const Settings& /*settings*/)
+template <typename Owner, typename T>
+T memberType(T Owner::*member);
+
+template <auto Member>
+using FieldOf = SettingField<decltype(memberType(Member))>;
+
+template <auto Member>
+constexpr FieldOf<Member> database()
 {
-    return true;
+    return {[](Settings & settings) -> auto& {return settings.database.*Member;
+}
+, [](const Settings& settings) -> auto&
+{
+    return settings.database.*Member;
+}
+}; // namespace
+} // namespace KOZAV::Backend
+
+template <auto Member>
+constexpr FieldOf<Member> store()
+{
+    return {[](Settings & settings) -> auto& {return settings.documentStore.*Member;
+}
+, [](const Settings& settings) -> auto&
+{
+    return settings.documentStore.*Member;
+}
+}
+;
 }
 
-bool never(const Settings& /*settings*/)
+template <auto Member>
+constexpr FieldOf<Member> other()
 {
-    return false;
+    return {[](Settings & settings) -> auto& {return settings.*Member;
+}
+, [](const Settings& settings) -> auto&
+{
+    return settings.*Member;
+}
+}
+;
 }
 
-bool withSqlite(const Settings& settings)
+constexpr SettingNeed optional = {};
+constexpr SettingNeed always = {true};
+constexpr SettingNeed withSqlite = {false, "database/driver", "QSQLITE"};
+constexpr SettingNeed withServer = {false, "database/driver", "QMYSQL"};
+constexpr SettingNeed withLocalStore = {false, "document_store/kind", "local"};
+constexpr SettingNeed withMongoDb = {false, "document_store/kind", "mongodb"};
+
+constexpr FreshLine written(const char* value)
 {
-    return settings.database.driver == QLatin1String("QSQLITE");
+    return {value, true};
 }
 
-bool withServer(const Settings& settings)
+constexpr FreshLine proposed(const char* value)
 {
-    return settings.database.driver == QLatin1String("QMYSQL");
+    return {value, false};
 }
 
-bool withLocalStore(const Settings& settings)
+constexpr FreshLine writtenDefault = {nullptr, true};
+constexpr FreshLine proposedDefault = {nullptr, false};
+
+QStringList oneOf(const char* first, const char* second)
 {
-    return settings.documentStore.kind == QLatin1String("local");
+    return {QString::fromLatin1(first), QString::fromLatin1(second)};
 }
 
-bool withMongoDb(const Settings& settings)
+std::vector<SettingRule> databaseRules()
 {
-    return settings.documentStore.kind == QLatin1String("mongodb");
+    using D = DatabaseSettings;
+    using Type = SettingType;
+    return {
+        {"database/driver", Type::Choice,
+         "the engine of the rows: QSQLITE, a file on this machine, or QMYSQL, a MariaDB or MySQL server",
+         database<&D::driver>(), optional, writtenDefault, oneOf("QSQLITE", "QMYSQL")},
+        {"database/file", Type::Path, "the path of the SQLite database", database<&D::file>(), withSqlite,
+         written("${data}/site.db")},
+        {"database/host", Type::Word, "the name or address of the server, without blanks",
+         database<&D::host>(), withServer, proposed("127.0.0.1")},
+        {"database/port",
+         Type::Number,
+         "the port of the server",
+         database<&D::port>(),
+         optional,
+         proposedDefault,
+         {},
+         {1, maxPort}},
+        {"database/name", Type::Text, "the name of the database on the server", database<&D::name>(),
+         withServer, proposed("zav_import")},
+        {"database/user", Type::Text, "the account on the server", database<&D::user>(), withServer,
+         proposed("zav_import")},
+        {"database/password_file", Type::Path, "the path of a file whose first line is the password",
+         database<&D::passwordFile>(), optional, proposed("database.password")},
+        {"database/connect_timeout",
+         Type::Number,
+         "the longest wait for a connection to the server",
+         database<&D::connectTimeoutSeconds>(),
+         optional,
+         proposedDefault,
+         {},
+         {1, maxSeconds, "seconds"}},
+        {"database/read_timeout",
+         Type::Number,
+         "the longest wait for an answer of the server",
+         database<&D::readTimeoutSeconds>(),
+         optional,
+         proposedDefault,
+         {},
+         {1, maxSeconds, "seconds"}},
+        {"database/write_timeout",
+         Type::Number,
+         "the longest wait for the server to take what is sent",
+         database<&D::writeTimeoutSeconds>(),
+         optional,
+         proposedDefault,
+         {},
+         {1, maxSeconds, "seconds"}},
+        {"database/busy_timeout",
+         Type::Number,
+         "the longest wait for another writer of the SQLite database",
+         database<&D::busyTimeoutMs>(),
+         optional,
+         proposedDefault,
+         {},
+         {0, maxBusyMs, "milliseconds"}},
+        {"database/tls_ca", Type::Path,
+         "the path of the certificate of the authority that signed the server's", database<&D::tlsCaFile>(),
+         optional, proposed("ca.pem")},
+        {"database/allow_plaintext", Type::Flag,
+         "whether a server on another machine, which otherwise needs tls_ca, may be spoken to without "
+         "encryption",
+         database<&D::allowPlaintext>(), optional, proposedDefault},
+    };
+}
+
+std::vector<SettingRule> storeRules()
+{
+    using S = DocumentStoreSettings;
+    using Type = SettingType;
+    return {
+        {"document_store/kind", Type::Choice,
+         "the kind of the store: local, a folder, or mongodb, GridFS on a MongoDB server", store<&S::kind>(),
+         optional, writtenDefault, oneOf("local", "mongodb")},
+        {"document_store/root", Type::Path, "the path of the store's folder", store<&S::root>(),
+         withLocalStore, written("${data}/store")},
+        {"document_store/uri", Type::Uri, "the connection to the MongoDB server", store<&S::uri>(),
+         withMongoDb, proposed("mongodb://127.0.0.1:27017/")},
+        {"document_store/password_file", Type::Path,
+         "the path of a file whose first line is the password of the URI's user", store<&S::passwordFile>(),
+         optional, proposed("document-store.password")},
+        {"document_store/database", Type::LocationName,
+         "the first of the two names of where stored files lie, with either kind: mongoDbName",
+         store<&S::database>(), always, written("zav_import")},
+        {"document_store/file_store", Type::LocationName, "the second of these names: mongoFsName",
+         store<&S::fileStore>(), always, written("odbpp")},
+        {"document_store/allow_plaintext", Type::Flag,
+         "whether a server on another machine, which otherwise needs TLS, may be spoken to without "
+         "encryption",
+         store<&S::allowPlaintext>(), optional, proposedDefault},
+    };
+}
+
+std::vector<SettingRule> otherRules()
+{
+    using S = Settings;
+    using Type = SettingType;
+    return {
+        {"cache/upload", Type::Folder, "the path of the folder that imports are staged in",
+         other<&S::uploadCache>(), always, written("${data}/upload")},
+        {"cache/download", Type::Folder, "the path of the folder that receives fetched files",
+         other<&S::downloadCache>(), always, written("${data}/download")},
+        {"robot/host", Type::Word, "the address or name of the CAM robot server, without blanks",
+         other<&S::robotHost>(), always, written("127.0.0.1")},
+        {"robot/port",
+         Type::Number,
+         "the port of the CAM robot server",
+         other<&S::robotPort>(),
+         always,
+         written("9098"),
+         {},
+         {1, maxPort}},
+        {"user/id",
+         Type::Number,
+         "the number of the operator, which rows carry",
+         other<&S::userId>(),
+         always,
+         written("1"),
+         {},
+         {0, std::numeric_limits<int>::max()}},
+        {"user/name", Type::Text, "the operator's name as it is shown", other<&S::userName>(), always,
+         written("${login}")},
+        {"user/login", Type::Text, "the name that the operator logs in with", other<&S::userLogin>(),
+         optional, written("${login}")},
+    };
 }
 
 bool hasNoSpace(const QString& value)
@@ -48,7 +215,6 @@ bool hasNoSpace(const QString& value)
     return std::none_of(value.cbegin(), value.cend(), [](QChar c) { return c.isSpace(); });
 }
 
-/// Names that a store makes folders or collections of.
 bool isLocationName(const QString& value)
 {
     return value != QLatin1String(".") && value != QLatin1String("..") && value.size() <= maxLocationName &&
@@ -61,176 +227,135 @@ bool isMongoUri(const QString& value)
                                  value.startsWith(QLatin1String("mongodb+srv://")));
 }
 
-bool anyText(const QString& /*value*/)
+bool take(const SettingRange& range, const QString& value, int& field)
 {
+    bool ok = false;
+    const int number = value.toInt(&ok);
+    if (!ok || number < range.smallest || number > range.largest)
+        return false;
+    field = number;
     return true;
 }
 
-using Required = bool (*)(const Settings&);
-using Text = QString& (*)(Settings&);
-using Number = int& (*)(Settings&);
-using Flag = bool& (*)(Settings&);
-using Check = std::function<bool(const QString&)>;
-
-SettingRule text(SettingKey name, Required required, Text field, Check check = anyText)
+bool take(const QString& value, bool& field)
 {
-    return {name, required,
-            [field, check = std::move(check)](Settings& settings, const QString& value, const QDir&) {
-                if (check(value))
-                    field(settings) = value;
-                return check(value);
-            },
-            [field](Settings settings) { return field(settings); }};
+    const bool yes = value == QLatin1String("true") || value == QLatin1String("1");
+    const bool no = value == QLatin1String("false") || value == QLatin1String("0");
+    if (yes || no)
+        field = yes;
+    return yes || no;
 }
 
-SettingRule choice(SettingKey name, Text field, const QStringList& values)
+bool isAcceptedText(const SettingRule& rule, const QString& value)
 {
-    return text(name, never, field, [values](const QString& value) { return values.contains(value); });
-}
-
-SettingRule path(SettingKey name, Required required, Text field)
-{
-    return {name, required,
-            [field](Settings& settings, const QString& value, const QDir& folder) {
-                field(settings) = QDir::cleanPath(folder.absoluteFilePath(value));
-                return true;
-            },
-            [field](Settings settings) { return field(settings); }};
-}
-
-/// Names of files are appended to such a path as it stands.
-SettingRule prefix(SettingKey name, Text field)
-{
-    SettingRule rule = path(name, always, field);
-    rule.take = [field, take = rule.take](Settings& settings, const QString& value, const QDir& folder) {
-        take(settings, value, folder);
-        if (!field(settings).endsWith(QLatin1Char('/')))
-            field(settings) += QLatin1Char('/');
+    switch (rule.type) {
+    case SettingType::Choice:
+        return rule.choices.contains(value);
+    case SettingType::Word:
+        return hasNoSpace(value);
+    case SettingType::LocationName:
+        return isLocationName(value);
+    case SettingType::Uri:
+        return isMongoUri(value);
+    default:
         return true;
-    };
-    return rule;
+    }
 }
 
-SettingRule number(SettingKey name, Required required, Number field, int min, int max)
+QString takenText(const SettingRule& rule, const QString& value, const QDir& folder)
 {
-    return {name, required,
-            [field, min, max](Settings& settings, const QString& value, const QDir&) {
-                bool ok = false;
-                const int parsed = value.toInt(&ok);
-                ok = ok && parsed >= min && parsed <= max;
-                if (ok)
-                    field(settings) = parsed;
-                return ok;
-            },
-            [field](Settings settings) { return QString::number(field(settings)); }};
+    if (!rule.isPath())
+        return value;
+    const QString path = QDir::cleanPath(folder.absoluteFilePath(value));
+    const bool open = rule.type == SettingType::Folder && !path.endsWith(QLatin1Char('/'));
+    return open ? path + QLatin1Char('/') : path;
 }
 
-SettingRule flag(SettingKey name, Flag field)
+/// "; needed with the driver QMYSQL", where a choice decides.
+QString needText(const SettingNeed& need)
 {
-    return {name, never,
-            [field](Settings& settings, const QString& value, const QDir&) {
-                const bool yes = value == QLatin1String("true") || value == QLatin1String("1");
-                const bool no = value == QLatin1String("false") || value == QLatin1String("0");
-                if (yes || no)
-                    field(settings) = yes;
-                return yes || no;
-            },
-            [field](Settings settings) {
-                return field(settings) ? QStringLiteral("true") : QStringLiteral("false");
-            }};
-}
-
-// The fields behind the keys.
-template <auto Member>
-auto& field(Settings& settings)
-{
-    return settings.*Member;
-}
-
-template <auto Member>
-auto& database(Settings& settings)
-{
-    return settings.database.*Member;
-}
-
-template <auto Member>
-auto& store(Settings& settings)
-{
-    return settings.documentStore.*Member;
-}
-
-std::vector<SettingRule> databaseRules()
-{
-    using D = DatabaseSettings;
-    return {
-        choice({"database/driver", "QSQLITE or QMYSQL"}, database<&D::driver>,
-               {QStringLiteral("QSQLITE"), QStringLiteral("QMYSQL")}),
-        path({"database/file", "the path of the SQLite database; needed with the driver QSQLITE"}, withSqlite,
-             database<&D::file>),
-        text({"database/host",
-              "the name or address of the server, without blanks; needed with the driver QMYSQL"},
-             withServer, database<&D::host>, hasNoSpace),
-        number({"database/port", "a number from 1 to 65535"}, never, database<&D::port>, 1, maxPort),
-        text({"database/name", "the name of the database on the server; needed with the driver QMYSQL"},
-             withServer, database<&D::name>),
-        text({"database/user", "the account on the server; needed with the driver QMYSQL"}, withServer,
-             database<&D::user>),
-        path({"database/password_file", "the path of a file whose first line is the password"}, never,
-             database<&D::passwordFile>),
-        number({"database/connect_timeout", "seconds, a number from 1 to 3600"}, never,
-               database<&D::connectTimeoutSeconds>, 1, maxSeconds),
-        number({"database/read_timeout", "seconds, a number from 1 to 3600"}, never,
-               database<&D::readTimeoutSeconds>, 1, maxSeconds),
-        number({"database/write_timeout", "seconds, a number from 1 to 3600"}, never,
-               database<&D::writeTimeoutSeconds>, 1, maxSeconds),
-        number({"database/busy_timeout", "milliseconds, a number from 0 to 600000"}, never,
-               database<&D::busyTimeoutMs>, 0, maxBusyMs),
-        path({"database/tls_ca", "the path of the certificate of the authority that signed the server's"},
-             never, database<&D::tlsCaFile>),
-        flag({"database/allow_plaintext", "true or false"}, database<&D::allowPlaintext>),
-    };
-}
-
-std::vector<SettingRule> storeRules()
-{
-    using S = DocumentStoreSettings;
-    return {
-        choice({"document_store/kind", "local or mongodb"}, store<&S::kind>,
-               {QStringLiteral("local"), QStringLiteral("mongodb")}),
-        path({"document_store/root", "the path of the store's folder; needed with the kind local"},
-             withLocalStore, store<&S::root>),
-        text({"document_store/uri", "a URI that begins with mongodb:// or mongodb+srv://, without blanks; "
-                                    "needed with the kind mongodb"},
-             withMongoDb, store<&S::uri>, isMongoUri),
-        path({"document_store/password_file",
-              "the path of a file whose first line is the password of the URI's user"},
-             never, store<&S::passwordFile>),
-        text({"document_store/database", "a name of at most 120 characters, without / and \\, not . or .."},
-             always, store<&S::database>, isLocationName),
-        text({"document_store/file_store", "a name of at most 120 characters, without / and \\, not . or .."},
-             always, store<&S::fileStore>, isLocationName),
-        flag({"document_store/allow_plaintext", "true or false"}, store<&S::allowPlaintext>),
-    };
-}
-
-std::vector<SettingRule> otherRules()
-{
-    using S = Settings;
-    return {
-        prefix({"cache/upload", "the path of the folder that imports are staged in"}, field<&S::uploadCache>),
-        prefix({"cache/download", "the path of the folder that receives fetched files"},
-               field<&S::downloadCache>),
-        text({"robot/host", "the address or name of the CAM robot server, without blanks"}, always,
-             field<&S::robotHost>, hasNoSpace),
-        number({"robot/port", "a number from 1 to 65535"}, always, field<&S::robotPort>, 1, maxPort),
-        number({"user/id", "a number from 0 to 2147483647"}, always, field<&S::userId>, 0,
-               std::numeric_limits<int>::max()),
-        text({"user/name", "the operator's name as it is shown"}, always, field<&S::userName>),
-        text({"user/login", "the name that the operator logs in with"}, never, field<&S::userLogin>),
-    };
+    if (need.choice == nullptr)
+        return {};
+    const QString choice = QString::fromLatin1(need.choice).section(QLatin1Char('/'), 1);
+    return QStringLiteral("; needed with the %1 %2").arg(choice, QLatin1String(need.value));
 }
 
 } // namespace
+
+QString SettingRule::form() const
+{
+    switch (type) {
+    case SettingType::Choice:
+        return choices.join(QStringLiteral(" or "));
+    case SettingType::Text:
+        return QStringLiteral("a text");
+    case SettingType::Word:
+        return QStringLiteral("a text without blanks");
+    case SettingType::LocationName:
+        return QStringLiteral("a name of at most %1 characters, without / and \\, not . or ..")
+            .arg(maxLocationName);
+    case SettingType::Uri:
+        return QStringLiteral("a URI that begins with mongodb:// or mongodb+srv://, without blanks");
+    case SettingType::Path:
+    case SettingType::Folder:
+        return QStringLiteral("a path");
+    case SettingType::Number:
+        return (range.unit != nullptr ? QLatin1String(range.unit) + QStringLiteral(", ") : QString()) +
+               QStringLiteral("a number from %1 to %2").arg(range.smallest).arg(range.largest);
+    case SettingType::Flag:
+        break;
+    }
+    return QStringLiteral("true or false");
+}
+
+QString SettingRule::accepted() const
+{
+    const bool meaningSaysMore = type == SettingType::Text || type == SettingType::Word || isPath();
+    return (meaningSaysMore ? QString::fromLatin1(meaning) : form()) + needText(need);
+}
+
+QString SettingRule::sentence() const
+{
+    const QString unit =
+        range.unit == nullptr ? QString() : QStringLiteral(", in ") + QLatin1String(range.unit);
+    QString text = QLatin1String(meaning) + unit + needText(need) + QLatin1Char('.');
+    text[0] = text.at(0).toUpper();
+    return text;
+}
+
+QString SettingRule::defaultValue() const
+{
+    return need.always ? QString() : show(Settings());
+}
+
+bool SettingRule::isNeeded(const Settings& settings) const
+{
+    if (need.choice == nullptr)
+        return need.always;
+    const SettingRule* choice = findSettingRule(QLatin1String(need.choice));
+    return choice->show(settings) == QLatin1String(need.value);
+}
+
+bool SettingRule::take(Settings& settings, const QString& value, const QDir& folder) const
+{
+    if (const auto* number = std::get_if<SettingField<int>>(&field))
+        return Backend::take(range, value, number->in(settings));
+    if (const auto* flag = std::get_if<SettingField<bool>>(&field))
+        return Backend::take(value, flag->in(settings));
+    if (!isAcceptedText(*this, value))
+        return false;
+    std::get<SettingField<QString>>(field).in(settings) = takenText(*this, value, folder);
+    return true;
+}
+
+QString SettingRule::show(const Settings& settings) const
+{
+    if (const auto* number = std::get_if<SettingField<int>>(&field))
+        return QString::number(number->of(settings));
+    if (const auto* flag = std::get_if<SettingField<bool>>(&field))
+        return flag->of(settings) ? QStringLiteral("true") : QStringLiteral("false");
+    return std::get<SettingField<QString>>(field).of(settings);
+}
 
 const std::vector<SettingRule>& settingRules()
 {
@@ -241,6 +366,14 @@ const std::vector<SettingRule>& settingRules()
         return all;
     }();
     return rules;
+}
+
+const SettingRule* findSettingRule(const QString& key)
+{
+    const auto& rules = settingRules();
+    const auto same = [&key](const SettingRule& rule) { return key == QLatin1String(rule.key); };
+    const auto found = std::find_if(rules.cbegin(), rules.cend(), same);
+    return found == rules.cend() ? nullptr : &*found;
 }
 
 } // namespace KOZAV::Backend

@@ -3,7 +3,6 @@
 #include "backend/config/IniDocument.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SettingRules.h"
-#include "backend/config/SettingsTemplate.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/io/FileAccess.h"
 #include "backend/io/FileStamp.h"
@@ -29,14 +28,6 @@ QString inHome(QStandardPaths::StandardLocation location)
     return QStandardPaths::writableLocation(location) + QStringLiteral("/zav_import");
 }
 
-const SettingRule* findRule(const QString& key)
-{
-    const auto& rules = settingRules();
-    const auto same = [&key](const SettingRule& rule) { return key == QLatin1String(rule.name.key); };
-    const auto found = std::find_if(rules.cbegin(), rules.cend(), same);
-    return found == rules.cend() ? nullptr : &*found;
-}
-
 /// The keys of the section of key, or of the whole file where there is no such section.
 QString keysNear(const QString& key)
 {
@@ -44,7 +35,7 @@ QString keysNear(const QString& key)
     QStringList near;
     QStringList all;
     for (const SettingRule& rule : settingRules()) {
-        all << QLatin1String(rule.name.key);
+        all << QLatin1String(rule.key);
         if (all.last().startsWith(section))
             near << all.last();
     }
@@ -86,24 +77,23 @@ Status takeEntry(const IniDocument::Entry& entry, const QDir& folder, Settings& 
     const auto at = [&entry](const QString& problem) {
         return broken(QStringLiteral("line %1: %2").arg(entry.line).arg(problem));
     };
-    const SettingRule* rule = findRule(entry.key);
+    const SettingRule* rule = findSettingRule(entry.key);
     if (rule == nullptr)
         return at(unknownKey(ErrorCode::Configuration, entry.key).message());
     const QString problem = problemOf(*rule, entry.value, folder, settings);
     if (problem.isEmpty())
         return {};
-    return at(QStringLiteral("%1 %2; accepted is %3")
-                  .arg(entry.key, problem, QString::fromLatin1(rule->name.accepted)));
+    return at(QStringLiteral("%1 %2; accepted is %3").arg(entry.key, problem, rule->accepted()));
 }
 
 Status checkWhole(const IniDocument& document, const Settings& settings)
 {
     for (const SettingRule& rule : settingRules()) {
-        const auto same = [&rule](const auto& entry) { return entry.key == QLatin1String(rule.name.key); };
+        const auto same = [&rule](const auto& entry) { return entry.key == QLatin1String(rule.key); };
         const auto& entries = document.entries();
-        if (rule.required(settings) && std::none_of(entries.cbegin(), entries.cend(), same))
+        if (rule.isNeeded(settings) && std::none_of(entries.cbegin(), entries.cend(), same))
             return broken(QStringLiteral("%1 is missing; accepted is %2")
-                              .arg(QLatin1String(rule.name.key), QLatin1String(rule.name.accepted)));
+                              .arg(QLatin1String(rule.key), rule.accepted()));
     }
     const DatabaseSettings& database = settings.database;
     if (database.driver == QLatin1String("QMYSQL") && !isLoopback(database.host) &&
@@ -119,11 +109,11 @@ Result<Settings> interpret(const IniDocument& document, const QDir& folder)
 {
     Settings settings;
     for (const IniDocument::Entry& entry : document.entries()) {
-        const Status status = takeEntry(entry, folder, settings);
+        const auto status = takeEntry(entry, folder, settings);
         if (!status.ok())
             return status;
     }
-    const Status whole = checkWhole(document, settings);
+    const auto whole = checkWhole(document, settings);
     if (!whole.ok())
         return whole;
     return settings;
@@ -131,13 +121,49 @@ Result<Settings> interpret(const IniDocument& document, const QDir& folder)
 
 Result<Settings> parseSettings(const QByteArray& bytes, const QString& path)
 {
-    const Result<IniDocument> document = IniDocument::parse(bytes);
+    const auto document = IniDocument::parse(bytes);
     const QDir folder(QFileInfo(path).absolutePath());
     Result<Settings> settings =
         document.ok() ? interpret(document.value(), folder) : Result<Settings>(document.status());
     if (settings.ok())
         return settings;
     return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, settings.message()));
+}
+
+const char* const freshHead = R"(; Configuration of the job import: rows, stored files, robot and operator.
+; Relative paths are relative to the folder of this file. A text with a comma, a semicolon or a double quote stands
+; in double quotes; a backslash is written twice. Changes are seen at once, without a new start.
+)";
+
+QString freshValue(const SettingRule& rule, const QString& dataRoot, const QString& userName)
+{
+    if (rule.fresh.value == nullptr)
+        return rule.defaultValue();
+    const QString value = QLatin1String(rule.fresh.value);
+    const QLatin1String data("${data}");
+    if (value.startsWith(data))
+        return dataRoot + value.mid(data.size());
+    return value == QLatin1String("${login}") ? userName : value;
+}
+
+/// Text of a new configuration file: working defaults with all data under dataRoot, and every other key in a
+/// comment that proposes a value.
+QByteArray freshText(const QString& dataRoot, const QString& userName)
+{
+    QString text = QString::fromLatin1(freshHead);
+    QString section;
+    for (const SettingRule& rule : settingRules()) {
+        const QString key = QLatin1String(rule.key);
+        if (section != key.section(QLatin1Char('/'), 0, 0)) {
+            section = key.section(QLatin1Char('/'), 0, 0);
+            text += QStringLiteral("\n[%1]\n").arg(section);
+        }
+        text += QStringLiteral("; %1\n").arg(rule.sentence());
+        text += (rule.fresh.inForce ? QString() : QStringLiteral(";")) + key.section(QLatin1Char('/'), 1) +
+                QStringLiteral(" = ") + encodeIniValue(freshValue(rule, dataRoot, userName)) +
+                QLatin1Char('\n');
+    }
+    return text.toUtf8();
 }
 
 Result<QByteArray> readText(const QString& path)
@@ -148,9 +174,17 @@ Result<QByteArray> readText(const QString& path)
     return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, bytes.message()));
 }
 
+bool showsPassword(const Settings& settings)
+{
+    const auto& rules = settingRules();
+    return std::any_of(rules.cbegin(), rules.cend(), [&settings](const SettingRule& rule) {
+        return rule.mayHoldPassword() && holdsPassword(rule.show(settings));
+    });
+}
+
 bool othersMayRead(const QString& path)
 {
-    const Result<FileStamp> stamp = fileStamp(QFile::encodeName(path).constData());
+    const auto stamp = fileStamp(QFile::encodeName(path).constData());
     return stamp.ok() && stamp->othersMayRead;
 }
 
@@ -174,17 +208,6 @@ bool DocumentStoreSettings::operator==(const DocumentStoreSettings& other) const
     return fields(*this) == fields(other);
 }
 
-const std::vector<SettingKey>& settingKeys()
-{
-    static const std::vector<SettingKey> keys = [] {
-        std::vector<SettingKey> names;
-        for (const SettingRule& rule : settingRules())
-            names.push_back(rule.name);
-        return names;
-    }();
-    return keys;
-}
-
 QString configurationPath(const QString& explicitPath)
 {
     if (!explicitPath.isEmpty())
@@ -197,11 +220,11 @@ QString configurationPath(const QString& explicitPath)
 
 Result<Settings> loadSettings(const QString& path)
 {
-    const Result<QByteArray> bytes = readText(path);
+    const auto bytes = readText(path);
     if (!bytes.ok())
         return bytes.status();
     Result<Settings> settings = parseSettings(bytes.value(), path);
-    if (settings.ok() && holdsPassword(settings->documentStore.uri) && othersMayRead(path))
+    if (settings.ok() && showsPassword(settings.value()) && othersMayRead(path))
         return broken(
             QStringLiteral("configuration file \"%1\" holds a password and other users may read it: "
                            "make it readable for its owner alone (chmod 600), or put the password "
@@ -214,11 +237,11 @@ Status createDefaultSettings(const QString& path, const QString& dataRoot)
 {
     const QString root = dataRoot.isEmpty() ? inHome(QStandardPaths::GenericDataLocation)
                                             : QDir::cleanPath(QFileInfo(dataRoot).absoluteFilePath());
-    const QByteArray text = defaultSettingsText(root, loginName());
-    const Result<Settings> settings = parseSettings(text, path);
+    const QByteArray text = freshText(root, loginName());
+    const auto settings = parseSettings(text, path);
     if (!settings.ok())
         return Status::invalidArgument(settings.message());
-    const Result<bool> folder = makePrivateFolder(QFileInfo(path).absolutePath());
+    const auto folder = makePrivateFolder(QFileInfo(path).absolutePath());
     if (!folder.ok())
         return folder.status();
     return writePrivateFile(path, text, ExistingTarget::Keep);
@@ -230,7 +253,7 @@ Status makeFolders(const Settings& settings)
     if (settings.documentStore.kind == QLatin1String("local"))
         folders << settings.documentStore.root;
     for (const QString& folder : qAsConst(folders)) {
-        const Result<bool> made = makePrivateFolder(folder);
+        const auto made = makePrivateFolder(folder);
         if (!made.ok())
             return made.status();
     }
@@ -239,10 +262,10 @@ Status makeFolders(const Settings& settings)
 
 Result<QString> readSetting(const QString& path, const QString& key)
 {
-    const SettingRule* rule = findRule(key);
+    const SettingRule* rule = findSettingRule(key);
     if (rule == nullptr)
         return unknownKey(ErrorCode::InvalidArgument, key);
-    const Result<Settings> settings = loadSettings(path);
+    const auto settings = loadSettings(path);
     if (!settings.ok())
         return settings.status();
     return rule->show(settings.value());
@@ -250,9 +273,9 @@ Result<QString> readSetting(const QString& path, const QString& key)
 
 Status writeSetting(const QString& path, const QString& key, const QString& value)
 {
-    if (findRule(key) == nullptr)
+    if (findSettingRule(key) == nullptr)
         return unknownKey(ErrorCode::InvalidArgument, key);
-    const Result<QByteArray> before = readText(path);
+    const auto before = readText(path);
     if (!before.ok())
         return before.status();
     Result<IniDocument> document = IniDocument::parse(before.value());
@@ -261,7 +284,7 @@ Status writeSetting(const QString& path, const QString& key, const QString& valu
 
     document->setValue(key, value);
     const QByteArray after = document->toBytes();
-    const Result<Settings> settings = parseSettings(after, path);
+    const auto settings = parseSettings(after, path);
     if (settings.ok())
         return writePrivateFile(path, after, ExistingTarget::Replace);
     const bool wasBroken = !parseSettings(before.value(), path).ok();

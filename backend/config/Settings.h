@@ -5,11 +5,10 @@
 
 #include <QString>
 
-#include <vector>
-
 namespace KOZAV::Backend {
 
-/// The configuration file as a value. Paths are absolute once loaded; cache paths end in a separator.
+/// The configuration file as a value. Paths are absolute once loaded; cache paths end in a separator. What
+/// the fields begin with is the default of their keys (SettingRules.h).
 struct DatabaseSettings
 {
     QString driver = QStringLiteral("QSQLITE"); ///< "QSQLITE" or "QMYSQL"
@@ -26,7 +25,7 @@ struct DatabaseSettings
     QString tlsCaFile;
     bool allowPlaintext = false;
 
-    bool operator==(const DatabaseSettings& other) const;
+    KOZAV_BACKEND_EXPORT bool operator==(const DatabaseSettings& other) const;
 };
 
 struct DocumentStoreSettings
@@ -39,7 +38,7 @@ struct DocumentStoreSettings
     QString fileStore;                      ///< mongoFsName
     bool allowPlaintext = false;
 
-    bool operator==(const DocumentStoreSettings& other) const;
+    KOZAV_BACKEND_EXPORT bool operator==(const DocumentStoreSettings& other) const;
 };
 
 struct Settings
@@ -54,16 +53,6 @@ struct Settings
     QString userName;
     QString userLogin;
 };
-
-/// One key of the configuration file, for `zav_admin config`.
-struct SettingKey
-{
-    const char* key;      ///< "section/key"
-    const char* accepted; ///< what it takes, in words, for messages and the manual
-};
-
-/// Every key that a configuration file may hold, in the order of the file.
-KOZAV_BACKEND_EXPORT const std::vector<SettingKey>& settingKeys();
 
 /// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG, then the XDG configuration
 /// folder.

@@ -15,8 +15,8 @@ namespace {
 
 bool isSameFile(const QString& one, const QString& other)
 {
-    const Result<FileStamp> first = fileStamp(QFile::encodeName(one).constData());
-    const Result<FileStamp> second = fileStamp(QFile::encodeName(other).constData());
+    const auto first = fileStamp(QFile::encodeName(one).constData());
+    const auto second = fileStamp(QFile::encodeName(other).constData());
     if (!first.ok() || !second.ok())
         return one == other;
     return first->device == second->device && first->inode == second->inode;

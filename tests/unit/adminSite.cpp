@@ -1,5 +1,5 @@
 #include "admin/Application.h"
-#include "backend/config/Settings.h"
+#include "backend/config/SettingRules.h"
 #include "tests/support/AdminSession.h"
 
 #include <QBuffer>
@@ -141,7 +141,7 @@ void AdminSiteTest::configurationIsShownAndChanged()
     const QJsonObject all = m_session->run({text("config"), text("get"), text("--json")}).json();
     QCOMPARE(all.value(text("file")).toString(), m_session->file().path());
     const QJsonObject settings = all.value(text("settings")).toObject();
-    QCOMPARE(settings.size(), static_cast<int>(Backend::settingKeys().size()));
+    QCOMPARE(settings.size(), static_cast<int>(Backend::settingRules().size()));
     QCOMPARE(settings.value(text("robot/port")).toString(), text("4711"));
     QVERIFY(m_session->run({text("config"), text("get")})
                 .out.contains(QRegularExpression(text("\nuser/name +Ada\n"))));

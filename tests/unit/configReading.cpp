@@ -1,4 +1,4 @@
-#include "backend/config/Settings.h"
+#include "backend/config/SettingRules.h"
 #include "tests/support/ConfigurationFile.h"
 
 #include <QDir>
@@ -27,6 +27,8 @@ private Q_SLOTS:
     void missingKeysAreNamed();
     void numbersEndAtTheirLimits_data();
     void numbersEndAtTheirLimits();
+    void everyKeyOfAServiceTellsSettingsApart_data();
+    void everyKeyOfAServiceTellsSettingsApart();
     void unreadableFilesAreNamed();
     void passwordsAreNotShown();
     void filesOfQSettingsAreRead();
@@ -320,6 +322,36 @@ void ConfigReadingTest::numbersEndAtTheirLimits()
     QCOMPARE(codeOf(largest), ErrorCode::None);
     QCOMPARE(codeOf(largest + 1), ErrorCode::InvalidArgument);
     QCOMPARE(readSetting(file.path(), key).value(), QString::number(largest));
+}
+
+void ConfigReadingTest::everyKeyOfAServiceTellsSettingsApart_data()
+{
+    QTest::addColumn<QString>("key");
+    for (const SettingRule& rule : settingRules())
+        if (const QString key = QLatin1String(rule.key); key.startsWith(QLatin1String("d")))
+            QTest::newRow(rule.key) << key;
+}
+
+/// Database and store are opened anew where these differ.
+void ConfigReadingTest::everyKeyOfAServiceTellsSettingsApart()
+{
+    QFETCH(const QString, key);
+    const SettingRule& rule = *findSettingRule(key);
+    Settings changed;
+    QString value = QStringLiteral("mongodb://h/");
+    if (rule.type == SettingType::Choice)
+        value = rule.choices.last();
+    else if (rule.type == SettingType::Number)
+        value = QString::number(rule.range.largest);
+    else if (rule.type == SettingType::Flag)
+        value = QStringLiteral("true");
+    else if (rule.type == SettingType::LocationName)
+        value = QStringLiteral("other");
+    QVERIFY(rule.take(changed, value, QDir(QStringLiteral("/"))));
+    QVERIFY(!rule.show(changed).isEmpty());
+    const bool isDatabase = key.startsWith(QLatin1String("database/"));
+    QCOMPARE(changed.database == DatabaseSettings(), !isDatabase);
+    QCOMPARE(changed.documentStore == DocumentStoreSettings(), isDatabase);
 }
 
 void ConfigReadingTest::unreadableFilesAreNamed()

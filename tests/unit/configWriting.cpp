@@ -1,4 +1,4 @@
-#include "backend/config/Settings.h"
+#include "backend/config/SettingRules.h"
 #include "tests/support/ConfigurationFile.h"
 
 #include <QDir>
@@ -72,7 +72,7 @@ void ConfigWritingTest::defaultsSpeakOfEveryKey()
     const ConfigurationFile file;
     QVERIFY(createDefaultSettings(file.path(), file.inFolder(QStringLiteral("data"))).ok());
     const QString text = QString::fromUtf8(file.content());
-    for (const SettingKey& setting : settingKeys()) {
+    for (const SettingRule& setting : settingRules()) {
         const QString name = QString::fromLatin1(setting.key).section(QLatin1Char('/'), 1);
         QVERIFY2(text.contains(QLatin1Char('\n') + name + QStringLiteral(" = ")) ||
                      text.contains(QStringLiteral("\n;") + name + QStringLiteral(" = ")),
