@@ -51,21 +51,29 @@ CompanyRecord readCompany(const QSqlQuery& row)
             row.value(4).toInt(), row.value(5).toString(), row.value(6).toString()};
 }
 
-/// Fails where another company has the code or the name. To be asked in the transaction of the write.
+Status takenCode(const QString& code, const CompanyRecord& by)
+{
+    QString message = QStringLiteral("the company \"%1\" has the code \"%2\" already").arg(by.name, by.code);
+    if (by.code != code)
+        message += QStringLiteral(", and the robot does not tell codes apart that differ in case alone");
+    return Status::alreadyExists(message);
+}
+
+/// Fails where another company has the code, in whatever case, or the name. To be asked in the transaction of
+/// the write. Codes are compared here, as the two engines differ in what they take for the same letter.
 Status refuseTaken(Database& database, const QString& code, const QString& name)
 {
-    Status taken;
-    const auto report = [&](const char* what, const QString& value) {
-        taken = Status::alreadyExists(
-            QStringLiteral("there is a company with the %1 \"%2\" already").arg(QLatin1String(what), value));
-        return false;
-    };
-    Status asked = database.query("SELECT 1 FROM company WHERE code = ?", {code},
-                                  [&](const QSqlQuery&) { return report("code", code); });
-    if (asked.ok() && taken.ok())
-        asked = database.query("SELECT 1 FROM company WHERE name = ?", {name},
-                               [&](const QSqlQuery&) { return report("name", name); });
-    return asked.ok() ? taken : asked;
+    const auto companies = listCompanies(database);
+    if (!companies.ok())
+        return companies.status();
+    for (const CompanyRecord& company : companies.value())
+        if (company.code.toLower() == code.toLower())
+            return takenCode(code, company);
+    for (const CompanyRecord& company : companies.value())
+        if (company.name == name)
+            return Status::alreadyExists(
+                QStringLiteral("there is a company with the name \"%1\" already").arg(name));
+    return {};
 }
 
 Status insertCompany(Database& database, CompanyRecord& company)

@@ -29,7 +29,8 @@ struct CompanyRecord
 };
 
 /// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to
-/// 255 characters without control characters. Both unique: AlreadyExists names the one that is taken.
+/// 255 characters without control characters. Both unique, the code in
+/// whatever case, as saved jobs go to the robot in lower case. AlreadyExists names what is taken.
 KOZAV_BACKEND_EXPORT Result<CompanyRecord> addCompany(Database& database, const QString& code,
                                                       const QString& name);
 /// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.

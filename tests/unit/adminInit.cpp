@@ -235,6 +235,10 @@ void AdminInitTest::siteOnAServer()
     QVERIFY(!partWasMade(again, "configuration"));
     QCOMPARE(m_session->run({text("company"), text("add"), text("--code=HX"), text("--name=N")}).err,
              QString());
+    const AdminOutcome sameCode =
+        m_session->run({text("company"), text("add"), text("--code=hx"), text("--name=M")});
+    QCOMPARE(sameCode.code, ExitCode::AlreadyExists);
+    QVERIFY2(sameCode.err.contains(text("the company \"N\" has the code \"HX\"")), qPrintable(sameCode.err));
     const QJsonObject rows =
         m_session->run({text("ping"), text("--json")}).json()[text("services")].toArray()[0].toObject();
     QVERIFY(rows[text("engine")].toString().startsWith(text("MariaDB ")));

@@ -129,6 +129,9 @@ void AdminVerbsTest::companyMistakesAreNamed_data()
     QTest::addColumn<QString>("message");
     QTest::newRow("code taken") << QStringList({text("add"), text("--code=AB"), text("--name=New")})
                                 << ExitCode::AlreadyExists << text("AB");
+    QTest::newRow("code taken in another case")
+        << QStringList({text("add"), text("--code=ab"), text("--name=New")}) << ExitCode::AlreadyExists
+        << text("the company \"Acme\" has the code \"AB\" already, and the robot does not tell codes apart");
     QTest::newRow("name taken") << QStringList({text("add"), text("--code=N"), text("--name=Acme")})
                                 << ExitCode::AlreadyExists << text("Acme");
     QTest::newRow("unfit code") << QStringList({text("add"), text("--code=a b"), text("--name=New")})

@@ -16,6 +16,8 @@ private Q_SLOTS:
     void codesAndNamesAreChecked();
     void takenCodeOrNameIsNamed_data();
     void takenCodeOrNameIsNamed();
+    void codesAreComparedWithoutCase_data();
+    void codesAreComparedWithoutCase();
     void renamingKeepsTheRest();
     void renamingIsRefused_data();
     void renamingIsRefused();
@@ -99,6 +101,9 @@ void DatabaseCompaniesTest::takenCodeOrNameIsNamed_data()
     QTest::newRow("code") << QStringLiteral("A") << QStringLiteral("Other") << QStringLiteral("code \"A\"");
     QTest::newRow("name") << QStringLiteral("B") << QStringLiteral("Alpha")
                           << QStringLiteral("name \"Alpha\"");
+    QTest::newRow("case of the code")
+        << QStringLiteral("a") << QStringLiteral("Other")
+        << QStringLiteral("the company \"Alpha\" has the code \"A\" already, and the robot");
     QTest::newRow("both") << QStringLiteral("A") << QStringLiteral("Alpha") << QStringLiteral("code \"A\"");
 }
 
@@ -112,6 +117,35 @@ void DatabaseCompaniesTest::takenCodeOrNameIsNamed()
     QCOMPARE(again.code(), ErrorCode::AlreadyExists);
     QVERIFY2(again.message().contains(text), qPrintable(again.message()));
     QCOMPARE(listCompanies(*m_database)->size(), size_t{1});
+}
+
+void DatabaseCompaniesTest::codesAreComparedWithoutCase_data()
+{
+    QTest::addColumn<QString>("code");
+    QTest::addColumn<QString>("other");
+    QTest::addColumn<bool>("refused");
+    const auto row = [](const char* code, const char* other, bool refused) {
+        QTest::addRow("%s and %s", code, other)
+            << QString::fromUtf8(code) << QString::fromUtf8(other) << refused;
+    };
+    row("HX", "hx", true);
+    row("hX", "Hx", true);
+    row("\xC3\x84\xD0\x96", "\xC3\xA4\xD0\xB6", true); // beyond ASCII
+    row("web", "Web", true);
+    row("HX", "HX1", false);
+    row("a", "\xC3\xA4", false); // one letter to some collations
+    row("s", "\xC5\xBF", false);
+}
+
+void DatabaseCompaniesTest::codesAreComparedWithoutCase()
+{
+    QFETCH(const QString, code);
+    QFETCH(const QString, other);
+    QFETCH(const bool, refused);
+    QVERIFY(addCompany(*m_database, code, QStringLiteral("Alpha")).ok());
+    const auto added = addCompany(*m_database, other, QStringLiteral("Other"));
+    QCOMPARE(added.code(), refused ? ErrorCode::AlreadyExists : ErrorCode::None);
+    QCOMPARE(added.message().contains(code), refused);
 }
 
 void DatabaseCompaniesTest::renamingKeepsTheRest()
