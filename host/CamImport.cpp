@@ -1,6 +1,5 @@
 #include "host/CamImport.h"
 
-#include "host/JobAnnouncement.h"
 #include "host/SiteAccess.h"
 #include "host/odb/JobUnpacker.h"
 #include "services/common/Common.h"
@@ -10,9 +9,27 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStringList>
 #include <QtConcurrent>
 
 namespace KOZAV::Host {
+
+std::optional<JobAnnouncement> readAnnouncement(const QString& jobInformation)
+{
+    QStringList fields = jobInformation.split(QLatin1Char('|'));
+    JobAnnouncement announcement;
+    if (fields.size() > 2 && fields.last() == QLatin1String("ISWEB"))
+        announcement.origin = JobAnnouncement::Origin::Web;
+    else if (fields.size() > 2 && fields.last() == QLatin1String("ROBOT"))
+        announcement.origin = JobAnnouncement::Origin::Robot;
+    if (announcement.origin != JobAnnouncement::Origin::Site)
+        fields.removeLast();
+    if (fields.size() < 2 || fields.last().isEmpty())
+        return std::nullopt;
+    announcement.jobName = fields.takeLast();
+    announcement.prefix = fields.join(QLatin1Char('|'));
+    return announcement;
+}
 
 CamImport::CamImport(SiteAccess& site, UI::ZAV_ImportFromFile_Widget& panel, QObject* parent)
     : QObject(parent)

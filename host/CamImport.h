@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 
 namespace KOZAV::UI {
 class ZAV_ImportFromFile_Widget;
@@ -17,6 +18,20 @@ class ZAV_ImportFromFile_Widget;
 namespace KOZAV::Host {
 
 class SiteAccess;
+
+/// What a job-information text of the job list panel says.
+struct JobAnnouncement
+{
+    enum class Origin { Site, Web, Robot };
+
+    QString prefix;
+    QString jobName; ///< generated job name
+    Origin origin = Origin::Site;
+};
+
+/// Reads "prefix|job", "prefix|job|ISWEB" or "prefix|job|ROBOT"; nothing where the text is of no such form.
+/// The prefix may hold bars, a generated job name does not.
+std::optional<JobAnnouncement> readAnnouncement(const QString& jobInformation);
 
 /// The CAM import of this client: fetches the stored file of an announced job back, unpacks it into a work
 /// folder, opens it as an ODB++ job, and only then reports success to the panels

@@ -8,7 +8,7 @@
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
 #include "host/SiteStatusBar.h"
-#include "host/TableLook.h"
+#include "host/Theme.h"
 #include "host/WaitingJobsView.h"
 #include "services/ui/ZAV_UICommon.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"

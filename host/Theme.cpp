@@ -3,8 +3,10 @@
 #include <QApplication>
 #include <QFont>
 #include <QFontDatabase>
+#include <QHeaderView>
 #include <QPalette>
 #include <QStyleFactory>
+#include <QTableView>
 
 namespace KOZAV::Host {
 
@@ -89,6 +91,24 @@ void applyTheme(QApplication& application)
     QApplication::setPalette(darkPalette());
     QApplication::setFont(clientFont());
     application.setStyleSheet(QString::fromLatin1(clientStyle));
+}
+
+void applyTableLook(QTableView& table, const std::vector<int>& columnWidths)
+{
+    table.setAlternatingRowColors(true);
+    table.setSelectionBehavior(QAbstractItemView::SelectRows);
+    table.setSelectionMode(QAbstractItemView::SingleSelection);
+    table.setWordWrap(false);
+    table.setTabKeyNavigation(false);
+    table.verticalHeader()->hide();
+    table.verticalHeader()->setDefaultSectionSize(28);
+    QHeaderView* header = table.horizontalHeader();
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    header->setHighlightSections(false);
+    header->setStretchLastSection(true);
+    int column = 0;
+    for (const int width : columnWidths)
+        header->resizeSection(column++, width);
 }
 
 } // namespace KOZAV::Host

@@ -1,6 +1,6 @@
 #include "host/WaitingJobsView.h"
 
-#include "host/TableLook.h"
+#include "host/Theme.h"
 #include "host/WaitingJobsModel.h"
 
 #include <QHBoxLayout>

@@ -1,6 +1,6 @@
 // What the client reads in a job-information text.
 
-#include "host/JobAnnouncement.h"
+#include "host/CamImport.h"
 #include "services/ui/Import_Info.h"
 #include "ui/import_list/JobInformation.h"
 
