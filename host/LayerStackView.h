@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/odb/Matrix.h"
+#include "host/odb/OdbJob.h"
 
 #include <QWidget>
 

@@ -1,10 +1,9 @@
 #include "host/odb/JobUnpacker.h"
 
-#include "host/odb/EntryPath.h"
+#include "host/odb/WorkFolder.h"
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -30,7 +29,6 @@ class Unpacking final
 public:
     explicit Unpacking(const UnpackRequest& request)
         : m_request(request)
-        , m_root(request.folder)
     {
     }
 
@@ -59,6 +57,7 @@ private:
     bool open();
     void readEntries();
     bool takeEntry(archive_entry* entry);
+    bool makeFolder(const QString& path);
     bool takeFile(const QString& path);
     bool writeBlocks(QFile& file, const QString& path);
     bool takeLink(const QString& path, archive_entry* entry);
@@ -66,11 +65,12 @@ private:
     bool makeLinks();
 
     const UnpackRequest& m_request;
-    QDir m_root;
+    WorkFolder m_folder;
     Reader m_reader{archive_read_new()};
     UnpackResult m_result;
     qint64 m_entries = 0;
-    std::vector<std::pair<QString, QString>> m_links; ///< made last, so that nothing is written through one
+    /// Path and target. Made last, so that nothing is written through one.
+    std::vector<std::pair<QString, QByteArray>> m_links;
 };
 
 bool Unpacking::open()
@@ -81,8 +81,10 @@ bool Unpacking::open()
     archive_read_support_format_tar(reader);
     archive_read_support_format_rar(reader);
     archive_read_support_format_rar5(reader);
-    if (!m_root.mkpath(QStringLiteral(".")) ||
-        !m_root.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden))
+    const QDir folder(m_request.folder);
+    if (!folder.mkpath(QStringLiteral(".")) ||
+        !folder.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System) ||
+        m_folder.open(m_request.folder))
         return fail(
             QStringLiteral("the work folder %1 cannot be made, or is not empty").arg(m_request.folder));
     constexpr std::size_t blockSize = std::size_t{1024} * 1024;
@@ -126,8 +128,7 @@ bool Unpacking::takeEntry(archive_entry* entry)
 
     switch (archive_entry_filetype(entry)) {
     case AE_IFDIR:
-        return m_root.mkpath(path.path) ||
-               fail(QStringLiteral("the folder %1 cannot be made").arg(path.path));
+        return makeFolder(path.path);
     case AE_IFREG:
         return takeFile(path.path);
     case AE_IFLNK:
@@ -151,14 +152,21 @@ bool Unpacking::withinLimits(const QString& path, qint64 moreBytes)
     return true;
 }
 
+bool Unpacking::makeFolder(const QString& path)
+{
+    const std::error_code error = m_folder.makeFolder(path);
+    return !error ||
+           fail(QStringLiteral("the folder %1 cannot be made: %2").arg(path, WorkFolder::reason(error)));
+}
+
 bool Unpacking::takeFile(const QString& path)
 {
-    const QString target = m_root.filePath(path);
-    if (!QDir().mkpath(QFileInfo(target).path()))
-        return fail(QStringLiteral("the folder of %1 cannot be made").arg(path));
-    QFile file(target);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
-        return fail(QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString()));
+    if (const std::error_code error = m_folder.makeFolderOf(path))
+        return fail(
+            QStringLiteral("the folder of %1 cannot be made: %2").arg(path, WorkFolder::reason(error)));
+    QFile file;
+    if (const std::error_code error = m_folder.makeFile(path, file))
+        return fail(QStringLiteral("%1 cannot be written: %2").arg(path, WorkFolder::reason(error)));
     if (!writeBlocks(file, path))
         return false;
     ++m_result.files;
@@ -196,16 +204,19 @@ bool Unpacking::takeLink(const QString& path, archive_entry* entry)
     const QByteArray target(rawTarget ? rawTarget : "");
     if (!linkStaysInside(path, target))
         return fail(QStringLiteral("%1 is a link that could lead out of the job").arg(path));
-    m_links.emplace_back(path, QFile::decodeName(target));
+    m_links.emplace_back(path, target);
     return true;
 }
 
 bool Unpacking::makeLinks()
 {
     for (const auto& [path, target] : m_links) {
-        const QString link = m_root.filePath(path);
-        if (!QDir().mkpath(QFileInfo(link).path()) || !QFile::link(target, link))
-            return fail(QStringLiteral("the link %1 cannot be made").arg(path));
+        std::error_code error = m_folder.makeFolderOf(path);
+        if (!error)
+            error = m_folder.makeLink(path, target);
+        if (error)
+            return fail(
+                QStringLiteral("the link %1 cannot be made: %2").arg(path, WorkFolder::reason(error)));
     }
     return true;
 }

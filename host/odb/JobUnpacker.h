@@ -40,8 +40,8 @@ struct UnpackResult
 
 /// Unpacks a job archive (zip, tar with gzip, rar; by its content) into a folder. Refused are absolute paths
 /// and paths with "..", names that are not valid in the local encoding, hard links, special files, symbolic
-/// links that could lead out of the folder, and whatever breaks the limits. What was unpacked until then
-/// stays: the caller removes the folder.
+/// links that could lead out of the folder or lie behind another one, and whatever breaks the limits. What
+/// was unpacked until then stays: the caller removes the folder.
 UnpackResult unpackJob(const UnpackRequest& request);
 
 } // namespace KOZAV::Host

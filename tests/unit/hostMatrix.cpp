@@ -1,13 +1,19 @@
 // Reading the matrix of a job.
 
-#include "host/odb/Matrix.h"
 #include "host/odb/OdbJob.h"
+#include "tests/support/RefusedOpenat2.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
 using namespace KOZAV::Host;
+using namespace KOZAV::Test;
 
 namespace {
 
@@ -36,6 +42,10 @@ private Q_SLOTS:
     void jobInTheFolderItself();
     void jobInAFolderWithin();
     void notAJob();
+    void matrixThatIsNotReadByItsKind_data();
+    void matrixThatIsNotReadByItsKind();
+    void readableMatrixBesideOneThatIsNot();
+    void deviceAsMatrix();
 };
 
 void HostMatrix::stepsAndLayersInOrder()
@@ -145,5 +155,81 @@ void HostMatrix::notAJob()
     QVERIFY(openOdbJob(folder.path()).error.startsWith(QStringLiteral("matrix line 1")));
 }
 
-QTEST_GUILESS_MAIN(HostMatrix)
+void HostMatrix::matrixThatIsNotReadByItsKind_data()
+{
+    QTest::addColumn<QString>("command"); // run in the job's folder
+    QTest::addColumn<QString>("reason");
+    const QString notRegular = QStringLiteral("matrix/matrix cannot be read: it is not a regular file");
+    const QString link = QStringLiteral("matrix/matrix cannot be read: a symbolic link is on the way");
+    QTest::newRow("pipe") << QStringLiteral("mkdir matrix; mkfifo matrix/matrix") << notRegular;
+    QTest::newRow("folder") << QStringLiteral("mkdir -p matrix/matrix") << notRegular;
+    QTest::newRow("link outside") << QStringLiteral("mkdir matrix; ln -s ../../other matrix/matrix") << link;
+    QTest::newRow("link to a device")
+        << QStringLiteral("mkdir matrix; ln -s /dev/zero matrix/matrix") << link;
+    QTest::newRow("link to a pipe") << QStringLiteral("mkfifo p; mkdir matrix; ln -s ../p matrix/matrix")
+                                    << link;
+    QTest::newRow("link inside") << QStringLiteral("cp ../other m; mkdir matrix; ln -s ../m matrix/matrix")
+                                 << link;
+    QTest::newRow("folder linked outside")
+        << QStringLiteral("mkdir ../m; cp ../other ../m/matrix; ln -s ../m matrix") << link;
+    QTest::newRow("job linked outside")
+        << QStringLiteral("mkdir -p ../j/matrix; cp ../other ../j/matrix/matrix; "
+                          "ln -s ../j board")
+        << QStringLiteral("there is no matrix/matrix");
+    QTest::newRow("pipe in a folder within")
+        << QStringLiteral("mkdir -p board/matrix; mkfifo board/matrix/matrix")
+        << QStringLiteral("board/matrix/matrix cannot be read: it is not a regular file");
+}
+
+void HostMatrix::matrixThatIsNotReadByItsKind()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, reason);
+    const QTemporaryDir folder;
+    QFile other(folder.filePath(QStringLiteral("other")));
+    QVERIFY(other.open(QIODevice::WriteOnly));
+    QVERIFY(other.write(step + layer(1, "top")) > 0);
+    other.close();
+    QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("job")));
+    QProcess shell;
+    shell.setWorkingDirectory(folder.filePath(QStringLiteral("job")));
+    shell.start(QStringLiteral("sh"), {QStringLiteral("-ec"), command});
+    QVERIFY(shell.waitForFinished() && shell.exitCode() == 0);
+
+    const OdbJob job = openOdbJob(folder.filePath(QStringLiteral("job")));
+    QVERIFY2(job.error.startsWith(reason), qPrintable(job.error));
+    QVERIFY(job.matrix.layers.empty());
+}
+
+void HostMatrix::readableMatrixBesideOneThatIsNot()
+{
+    const QTemporaryDir folder;
+    writeMatrix(folder.filePath(QStringLiteral("board")), step + layer(1, "top"));
+    QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("aaa/matrix/matrix")));
+    QVERIFY(QFile::link(QStringLiteral("board"), folder.filePath(QStringLiteral("bbb"))));
+    const OdbJob job = openOdbJob(folder.path());
+    QCOMPARE(job.error, QString());
+    QCOMPARE(job.name, QStringLiteral("board"));
+}
+
+void HostMatrix::deviceAsMatrix()
+{
+    const QTemporaryDir folder;
+    QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("matrix")));
+    const QByteArray path = QFile::encodeName(folder.filePath(QStringLiteral("matrix/matrix")));
+    if (::mknod(path.constData(), S_IFCHR | 0600, makedev(1, 5)) != 0)
+        QSKIP("a device can be made by root only");
+    QCOMPARE(openOdbJob(folder.path()).error,
+             QStringLiteral("matrix/matrix cannot be read: it is not a regular file"));
+}
+
+int main(int argc, char* argv[])
+{
+    if (!refuseOpenat2())
+        qFatal("openat2() cannot be refused in this process");
+    QCoreApplication application(argc, argv);
+    HostMatrix test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "hostMatrix.moc"

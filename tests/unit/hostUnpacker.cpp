@@ -1,10 +1,12 @@
 // Unpacking of job archives, the hostile ones included.
 
-#include "host/odb/EntryPath.h"
 #include "host/odb/JobUnpacker.h"
+#include "host/odb/WorkFolder.h"
 #include "samples/JobGenerator.h"
 #include "tests/support/FolderTree.h"
+#include "tests/support/RefusedOpenat2.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
@@ -18,7 +20,7 @@ namespace {
 /// Runs a Python script that writes the archive named by its first argument.
 QString archiveBy(const QTemporaryDir& folder, const QString& script)
 {
-    const QString archive = folder.filePath(QStringLiteral("archive"));
+    QString archive = folder.filePath(QStringLiteral("archive"));
     run(QStringLiteral("python3"), {QStringLiteral("-c"), script, archive});
     return archive;
 }
@@ -52,6 +54,8 @@ private Q_SLOTS:
     void hostileArchives_data();
     void hostileArchives();
     void nothingIsWrittenOutside();
+    void linksByWayOfAnotherMakeNothingOutside();
+    void linkBehindALink();
     void linksWithinTheJob();
     void linkRule_data();
     void linkRule();
@@ -141,16 +145,51 @@ void HostUnpacker::nothingIsWrittenOutside()
              QStringList(QStringLiteral("job")));
 }
 
+void HostUnpacker::linksByWayOfAnotherMakeNothingOutside()
+{
+    // The first link goes up 40 real folders to the job's own; in there the second one, which goes up as far
+    // as its name is long, is the door to the root of the file system. Each alone stays inside.
+    const QTemporaryDir folder;
+    const QString outside = folder.filePath(QStringLiteral("outside"));
+    const QString archive = archiveBy(
+        folder, tarHead + QStringLiteral("deep = '/'.join('d%d' % i for i in range(40))\n"
+                                         "add(deep + '/up', tarfile.SYMTYPE, '../' * 40)\n"
+                                         "add(deep + '/up/evil', tarfile.SYMTYPE, '../' * 41)\n"
+                                         "add(deep + '/up/evil%1/made/link', tarfile.SYMTYPE, 'f')\n"
+                                         "t.close()\n")
+                              .arg(outside));
+    const UnpackResult result = unpack(folder, archive);
+    QVERIFY2(result.error.contains(QStringLiteral("/up/evil cannot be made: a symbolic link is on the way")),
+             qPrintable(result.error));
+    QVERIFY(!QFileInfo::exists(outside));
+    QVERIFY(!QFileInfo(folder.filePath(QStringLiteral("work/job/evil"))).isSymLink());
+}
+
+void HostUnpacker::linkBehindALink()
+{
+    const QTemporaryDir folder;
+    const QString archive =
+        archiveBy(folder, tarHead + QStringLiteral("add('b/f')\nadd('a', tarfile.SYMTYPE, 'b')\n"
+                                                   "add('a/l', tarfile.SYMTYPE, 'f')\nt.close()\n"));
+    const UnpackResult result = unpack(folder, archive);
+    QVERIFY2(result.error.contains(QStringLiteral("the link a/l cannot be made")), qPrintable(result.error));
+    QVERIFY(!QFileInfo(folder.filePath(QStringLiteral("work/job/b/l"))).isSymLink());
+}
+
 void HostUnpacker::linksWithinTheJob()
 {
     const QTemporaryDir folder;
-    const QString archive = archiveBy(
-        folder, tarHead + QStringLiteral("add('a/l', tarfile.SYMTYPE, '../b/f')\nadd('b/f')\nt.close()\n"));
+    const QString archive =
+        archiveBy(folder, tarHead + QStringLiteral("add('a/l', tarfile.SYMTYPE, '../b/f')\nadd('b/f')\n"
+                                                   "add('new/folder/d', tarfile.SYMTYPE, '../../b')\n"
+                                                   "t.close()\n"));
     const UnpackResult result = unpack(folder, archive);
     QVERIFY2(result.ok(), qPrintable(result.error));
-    QFile linked(folder.filePath(QStringLiteral("work/job/a/l")));
-    QVERIFY(linked.open(QIODevice::ReadOnly));
-    QCOMPARE(linked.readAll(), QByteArray("data"));
+    for (const char* const path : {"work/job/a/l", "work/job/new/folder/d/f"}) {
+        QFile linked(folder.filePath(QString::fromLatin1(path)));
+        QVERIFY2(linked.open(QIODevice::ReadOnly), path);
+        QCOMPARE(linked.readAll(), QByteArray("data"));
+    }
 }
 
 void HostUnpacker::linkRule_data()
@@ -253,5 +292,13 @@ void HostUnpacker::folderInUse()
     QVERIFY(unpack(folder, archive).error.contains(QStringLiteral("is not empty")));
 }
 
-QTEST_GUILESS_MAIN(HostUnpacker)
+int main(int argc, char* argv[])
+{
+    if (!refuseOpenat2())
+        qFatal("openat2() cannot be refused in this process");
+    QCoreApplication application(argc, argv);
+    HostUnpacker test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "hostUnpacker.moc"
