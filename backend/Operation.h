@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <QLoggingCategory>
 #include <QString>
@@ -32,7 +31,7 @@ using OperationObserver = std::function<void(const OperationEvent&)>;
 
 /// Has every service operation of this process reported to observer when it ends, on the thread that called
 /// it; an empty function ends that. For hosts that show or time the work of the services.
-KOZAV_BACKEND_EXPORT void setOperationObserver(OperationObserver observer);
+void setOperationObserver(OperationObserver observer);
 
 /// Scope of one service call. Its end logs a failure as a warning of the category ("<operation> <subject>:
 /// <message>") and tells the observer.

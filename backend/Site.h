@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
-#include "kozav_backend_export.h"
 
 #include <memory>
 
@@ -15,7 +14,7 @@ class DocumentStore;
 ///
 /// The service operations have no parameter for it, so one object serves the process. It opens on first use,
 /// follows changes of the configuration file, and opens database and store anew when their sections change.
-class KOZAV_BACKEND_EXPORT Site final
+class Site final
 {
 public:
     static Site& current();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <QString>
 
@@ -14,6 +13,6 @@ constexpr const char* documentStorePasswordVariable = "ZAV_DOCUMENT_STORE_PASSWO
 /// The password that a file or, where file is empty, an environment variable holds; empty where neither is
 /// given. Of a file the first line counts, UTF-8, without its line end. Configuration where the file cannot
 /// be read, holds no such line, or may be read by others than its owner.
-KOZAV_BACKEND_EXPORT Result<QString> readPassword(const QString& file, const char* variable);
+Result<QString> readPassword(const QString& file, const char* variable);
 
 } // namespace KOZAV::Backend

@@ -56,7 +56,7 @@ struct SettingField
 /// All that is known of one key of the configuration file. What is read, checked, written, shown and
 /// documented of a key comes from its rule; only the default stands elsewhere, as the initial value of the
 /// field.
-struct KOZAV_BACKEND_EXPORT SettingRule
+struct SettingRule
 {
     const char* key; ///< "section/key"
     SettingType type;
@@ -90,9 +90,9 @@ struct KOZAV_BACKEND_EXPORT SettingRule
 };
 
 /// One rule a key, in the order of the file.
-KOZAV_BACKEND_EXPORT const std::vector<SettingRule>& settingRules();
+const std::vector<SettingRule>& settingRules();
 
 /// The rule of "section/key"; none where that is no key.
-KOZAV_BACKEND_EXPORT const SettingRule* findSettingRule(const QString& key);
+const SettingRule* findSettingRule(const QString& key);
 
 } // namespace KOZAV::Backend

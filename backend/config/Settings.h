@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <QString>
 
@@ -25,7 +24,7 @@ struct DatabaseSettings
     QString tlsCaFile;
     bool allowPlaintext = false;
 
-    KOZAV_BACKEND_EXPORT bool operator==(const DatabaseSettings& other) const;
+    bool operator==(const DatabaseSettings& other) const;
 };
 
 struct DocumentStoreSettings
@@ -38,7 +37,7 @@ struct DocumentStoreSettings
     QString fileStore;                      ///< mongoFsName
     bool allowPlaintext = false;
 
-    KOZAV_BACKEND_EXPORT bool operator==(const DocumentStoreSettings& other) const;
+    bool operator==(const DocumentStoreSettings& other) const;
 };
 
 struct Settings
@@ -56,23 +55,23 @@ struct Settings
 
 /// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG, then the XDG configuration
 /// folder.
-KOZAV_BACKEND_EXPORT QString configurationPath(const QString& explicitPath);
+QString configurationPath(const QString& explicitPath);
 
 /// Reads and checks a configuration file. A failure names file, key and what is accepted.
-KOZAV_BACKEND_EXPORT Result<Settings> loadSettings(const QString& path);
+Result<Settings> loadSettings(const QString& path);
 
 /// Writes a configuration file with working defaults (mode 0600), data under the XDG data folder, or under
 /// dataRoot where that is not empty. Refuses to replace an existing file.
-KOZAV_BACKEND_EXPORT Status createDefaultSettings(const QString& path, const QString& dataRoot = {});
+Status createDefaultSettings(const QString& path, const QString& dataRoot = {});
 
 /// Makes the folders that the settings speak of where they are missing, mode 0700: the two caches and, with a
 /// local store, its root. (The database makes its own.)
-KOZAV_BACKEND_EXPORT Status makeFolders(const Settings& settings);
+Status makeFolders(const Settings& settings);
 
 /// Reads, or checks and writes, a single key ("section/key") of a configuration file. Reading gives what is
 /// in force: paths absolute, the default where the key is absent. A value that would make the file unusable
 /// is refused (InvalidArgument), and the file stays as it was; comments and other lines are kept.
-KOZAV_BACKEND_EXPORT Result<QString> readSetting(const QString& path, const QString& key);
-KOZAV_BACKEND_EXPORT Status writeSetting(const QString& path, const QString& key, const QString& value);
+Result<QString> readSetting(const QString& path, const QString& key);
+Status writeSetting(const QString& path, const QString& key, const QString& value);
 
 } // namespace KOZAV::Backend

@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
-#include "kozav_backend_export.h"
 
 #include <QString>
 
@@ -11,19 +10,19 @@ namespace KOZAV::Backend {
 /// Whether a server that is named so can only be on this machine: localhost, an address of the loopback
 /// network, or the path of a socket. Names are not looked up. An address of IPv6 may stand in brackets, as in
 /// a URI.
-KOZAV_BACKEND_EXPORT bool isLoopback(const QString& host);
+bool isLoopback(const QString& host);
 
 /// Where the rows or the stored files of a site lie, in words; holds no password.
-KOZAV_BACKEND_EXPORT QString placeOf(const DatabaseSettings& settings);
-KOZAV_BACKEND_EXPORT QString placeOf(const DocumentStoreSettings& settings);
+QString placeOf(const DatabaseSettings& settings);
+QString placeOf(const DocumentStoreSettings& settings);
 
 /// Whether both settings lead to the same rows, or to the same stored files, as far as the settings tell:
 /// links between paths are followed, other names of a server are not looked up.
-KOZAV_BACKEND_EXPORT bool isSamePlace(const DatabaseSettings& one, const DatabaseSettings& other);
-KOZAV_BACKEND_EXPORT bool isSamePlace(const DocumentStoreSettings& one, const DocumentStoreSettings& other);
+bool isSamePlace(const DatabaseSettings& one, const DatabaseSettings& other);
+bool isSamePlace(const DocumentStoreSettings& one, const DocumentStoreSettings& other);
 
 /// Configuration where the file of an embedded database is missing: opening it would make an empty site in
 /// the place of a wrong path.
-KOZAV_BACKEND_EXPORT Status requireDatabaseFile(const DatabaseSettings& settings);
+Status requireDatabaseFile(const DatabaseSettings& settings);
 
 } // namespace KOZAV::Backend

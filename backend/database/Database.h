@@ -3,7 +3,6 @@
 #include "backend/ServiceHealth.h"
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
-#include "kozav_backend_export.h"
 
 #include <QSqlQuery>
 #include <QVariant>
@@ -28,7 +27,7 @@ enum class Durability {
 /// InvalidArgument, since an engine would not keep it as it is. Other failures: Unavailable (locked beyond
 /// the time-out, no server), AlreadyExists (unique key), NotFound (reference to no row), NoSpace,
 /// NotPermitted, Corrupt, Io. Not thread-safe: one object a thread.
-class KOZAV_BACKEND_EXPORT Database final
+class Database final
 {
 public:
     /// Opens, checks and migrates. A newer schema than this program knows is refused and left as it is.
@@ -88,6 +87,6 @@ private:
 };
 
 /// The current time as the rows hold it: ISO 8601 in UTC with milliseconds and a trailing "Z".
-KOZAV_BACKEND_EXPORT QString rowTime();
+QString rowTime();
 
 } // namespace KOZAV::Backend

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <vector>
 
@@ -18,11 +17,11 @@ struct MigrationStep
 };
 
 /// Fails with Configuration where the database has a newer schema than the last step. Changes nothing.
-KOZAV_BACKEND_EXPORT Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& steps);
+Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& steps);
 
 /// Runs the steps that the database does not have yet. With an engine that changes its schema in
 /// transactions: all of them or none, and it takes the write lock in any case, and so proves that the
 /// database can be written.
-KOZAV_BACKEND_EXPORT Status migrate(Database& database, const std::vector<MigrationStep>& steps);
+Status migrate(Database& database, const std::vector<MigrationStep>& steps);
 
 } // namespace KOZAV::Backend

@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/io/FileDescriptor.h"
-#include "kozav_backend_export.h"
 
 #include <QByteArray>
 
@@ -25,13 +24,10 @@ struct ContentDigest
 
 /// Reads a file from its start and tells its digest. Fails with ChangedWhileRead where the file is changed
 /// meanwhile. The paths are for messages.
-KOZAV_BACKEND_EXPORT Result<ContentDigest> digestFile(const FileDescriptor& source,
-                                                      const std::string& sourcePath);
+Result<ContentDigest> digestFile(const FileDescriptor& source, const std::string& sourcePath);
 
 /// The same, and writes what it reads.
-KOZAV_BACKEND_EXPORT Result<ContentDigest> copyFile(const FileDescriptor& source,
-                                                    const std::string& sourcePath,
-                                                    const FileDescriptor& target,
-                                                    const std::string& targetPath);
+Result<ContentDigest> copyFile(const FileDescriptor& source, const std::string& sourcePath,
+                               const FileDescriptor& target, const std::string& targetPath);
 
 } // namespace KOZAV::Backend

@@ -1,13 +1,11 @@
 #pragma once
 
-#include "kozav_backend_export.h"
-
 #include <QtGlobal>
 
 namespace KOZAV::Backend {
 
 /// Owner of an open file of the operating system.
-class KOZAV_BACKEND_EXPORT FileDescriptor final
+class FileDescriptor final
 {
 public:
     FileDescriptor() = default;

@@ -3,7 +3,6 @@
 #include "backend/Status.h"
 #include "backend/io/FileDescriptor.h"
 #include "backend/io/Folder.h"
-#include "kozav_backend_export.h"
 
 #include <QString>
 
@@ -14,7 +13,7 @@ namespace KOZAV::Backend {
 enum class FileKind { Regular, Directory, SymbolicLink, Fifo, Socket, Device };
 
 /// What the operating system knows of a file. A symbolic link is described itself, never what it leads to.
-struct KOZAV_BACKEND_EXPORT FileInfo
+struct FileInfo
 {
     FileKind kind = FileKind::Regular;
     qint64 length = 0;
@@ -37,15 +36,15 @@ struct KOZAV_BACKEND_EXPORT FileInfo
 };
 
 /// "a FIFO", "a socket", … for messages.
-KOZAV_BACKEND_EXPORT QString kindText(FileKind kind);
+QString kindText(FileKind kind);
 
-KOZAV_BACKEND_EXPORT Result<FileInfo> fileInfo(const std::string& path);
-KOZAV_BACKEND_EXPORT Result<FileInfo> fileInfo(const FileDescriptor& file, const std::string& path);
+Result<FileInfo> fileInfo(const std::string& path);
+Result<FileInfo> fileInfo(const FileDescriptor& file, const std::string& path);
 
 /// The same for an entry of an open folder; relativePath may have several parts.
-KOZAV_BACKEND_EXPORT Result<FileInfo> fileInfoIn(const Folder& folder, const std::string& relativePath);
+Result<FileInfo> fileInfoIn(const Folder& folder, const std::string& relativePath);
 
 /// Whether a file can be moved into the folder by renaming it: both lie on the same mounted file system.
-KOZAV_BACKEND_EXPORT bool canRenameInto(const std::string& path, const std::string& folder);
+bool canRenameInto(const std::string& path, const std::string& folder);
 
 } // namespace KOZAV::Backend

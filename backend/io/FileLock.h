@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/io/FileDescriptor.h"
-#include "kozav_backend_export.h"
 
 #include <optional>
 #include <string>
@@ -11,7 +10,7 @@ namespace KOZAV::Backend {
 
 /// Keeps other threads and processes out of the same section while it lives. The system releases it with the
 /// process.
-class KOZAV_BACKEND_EXPORT FileLock final
+class FileLock final
 {
 public:
     /// Waits until the lock file at path, made where there is none, is ours.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "kozav_backend_export.h"
-
 #include <cstddef>
 #include <string>
 
@@ -11,18 +9,18 @@ namespace KOZAV::Backend {
 constexpr std::size_t longestFileName = 255;
 
 /// The folder that holds path; "." for a bare name.
-KOZAV_BACKEND_EXPORT std::string parentFolder(const std::string& path);
+std::string parentFolder(const std::string& path);
 
 /// The path of name inside folder.
-KOZAV_BACKEND_EXPORT std::string joinPath(const std::string& folder, const std::string& name);
+std::string joinPath(const std::string& folder, const std::string& name);
 
 /// Whether name can be one entry of a folder and nothing else: not empty, ".", "..", no '/', no NUL, not too
 /// long.
-KOZAV_BACKEND_EXPORT bool isPlainFileName(const std::string& name);
+bool isPlainFileName(const std::string& name);
 
 /// Bytes of the UTF-8 character that starts at position at; 0 where there is no valid one.
-KOZAV_BACKEND_EXPORT std::size_t utf8SequenceLength(const std::string& bytes, std::size_t at);
+std::size_t utf8SequenceLength(const std::string& bytes, std::size_t at);
 
-KOZAV_BACKEND_EXPORT bool isValidUtf8(const std::string& bytes);
+bool isValidUtf8(const std::string& bytes);
 
 } // namespace KOZAV::Backend

@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/io/FileDescriptor.h"
-#include "kozav_backend_export.h"
 
 #include <string>
 #include <vector>
@@ -17,28 +16,28 @@ struct Folder
 };
 
 /// Opens a folder to list it or to reach its entries.
-KOZAV_BACKEND_EXPORT Result<Folder> openFolder(const std::string& path);
+Result<Folder> openFolder(const std::string& path);
 
 /// The same for a folder beneath an open one, following no symbolic link on the way.
-KOZAV_BACKEND_EXPORT Result<Folder> openFolderIn(const Folder& folder, const std::string& relativePath);
+Result<Folder> openFolderIn(const Folder& folder, const std::string& relativePath);
 
 /// The names in a folder as the disk has them, without "." and "..", in no order.
-KOZAV_BACKEND_EXPORT Result<std::vector<std::string>> namesIn(const std::string& path);
-KOZAV_BACKEND_EXPORT Result<std::vector<std::string>> namesIn(const Folder& folder);
+Result<std::vector<std::string>> namesIn(const std::string& path);
+Result<std::vector<std::string>> namesIn(const Folder& folder);
 
 /// Where the symbolic link at relativePath leads.
-KOZAV_BACKEND_EXPORT Result<std::string> linkTargetIn(const Folder& folder, const std::string& relativePath);
+Result<std::string> linkTargetIn(const Folder& folder, const std::string& relativePath);
 
 /// The path without symbolic links, "." and "..".
-KOZAV_BACKEND_EXPORT Result<std::string> resolvedPath(const std::string& path);
+Result<std::string> resolvedPath(const std::string& path);
 
 /// Makes a folder for this user alone (0700) where there is none; the new entry is durable.
-KOZAV_BACKEND_EXPORT Status createFolder(const std::string& path);
+Status createFolder(const std::string& path);
 
 /// Brings the entries of a folder to the disk.
-KOZAV_BACKEND_EXPORT Status syncFolder(const std::string& path);
+Status syncFolder(const std::string& path);
 
 /// Fails where this user may not make files in the folder.
-KOZAV_BACKEND_EXPORT Status requireWritableFolder(const std::string& path);
+Status requireWritableFolder(const std::string& path);
 
 } // namespace KOZAV::Backend

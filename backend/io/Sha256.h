@@ -1,7 +1,5 @@
 #pragma once
 
-#include "kozav_backend_export.h"
-
 #include <QByteArray>
 
 #include <memory>
@@ -11,7 +9,7 @@ struct evp_md_ctx_st;
 namespace KOZAV::Backend {
 
 /// SHA-256 of bytes that arrive piece by piece.
-class KOZAV_BACKEND_EXPORT Sha256 final
+class Sha256 final
 {
 public:
     Sha256();
@@ -34,6 +32,6 @@ private:
 };
 
 /// Whether text is a SHA-256 as result() gives it.
-KOZAV_BACKEND_EXPORT bool isSha256(const QByteArray& text);
+bool isSha256(const QByteArray& text);
 
 } // namespace KOZAV::Backend

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <QString>
 
@@ -11,17 +10,17 @@ namespace KOZAV::Backend {
 
 /// A path or name of local 8-bit bytes as text for messages: bytes that are not valid UTF-8 and control
 /// characters are shown as "\xE9".
-KOZAV_BACKEND_EXPORT QString displayPath(const std::string& path);
+QString displayPath(const std::string& path);
 
 /// What an error number of the operating system means.
-KOZAV_BACKEND_EXPORT ErrorCode errorCodeOf(int systemError);
+ErrorCode errorCodeOf(int systemError);
 
 /// Failure of a system call: "Cannot <action> <path>: <reason>". For an exhausted disk the reason tells what
 /// was needed (where neededBytes is given) and what is free.
-KOZAV_BACKEND_EXPORT Status systemFailure(int systemError, const QString& action, const std::string& path,
-                                          qint64 neededBytes = -1);
+Status systemFailure(int systemError, const QString& action, const std::string& path,
+                     qint64 neededBytes = -1);
 
 /// Fails with NoSpace where fewer bytes are free in a folder than are needed. Success does not reserve them.
-KOZAV_BACKEND_EXPORT Status requireFreeSpace(const std::string& folder, qint64 neededBytes);
+Status requireFreeSpace(const std::string& folder, qint64 neededBytes);
 
 } // namespace KOZAV::Backend

@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/io/FileDescriptor.h"
-#include "kozav_backend_export.h"
 
 #include <string>
 
@@ -10,7 +9,7 @@ namespace KOZAV::Backend {
 
 /// A file being written beside the place it is meant for. It gets its name only when it is complete and on
 /// the disk; without that it is removed.
-class KOZAV_BACKEND_EXPORT TempFile final
+class TempFile final
 {
 public:
     /// Who may read the file once it has its name. Until then it is for this user alone.
@@ -44,6 +43,6 @@ private:
 
 /// Removes what interrupted programs left in a folder: temporary files of ours that are older than a day.
 /// Failures are not reported, as such files do no harm.
-KOZAV_BACKEND_EXPORT void removeStaleTempFiles(const std::string& folder);
+void removeStaleTempFiles(const std::string& folder);
 
 } // namespace KOZAV::Backend

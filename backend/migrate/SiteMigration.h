@@ -5,7 +5,6 @@
 #include "backend/migrate/FileMigration.h"
 #include "backend/migrate/MigrationProgress.h"
 #include "backend/migrate/RowMigration.h"
-#include "kozav_backend_export.h"
 
 #include <QString>
 
@@ -36,8 +35,7 @@ struct MigrationReport
 /// sides are compared. Failures: Configuration (both are the same site, or one is no site), AlreadyExists
 /// (the target has other content; nothing is overwritten), ChangedWhileRead (run again), and those of the
 /// engines.
-KOZAV_BACKEND_EXPORT Result<MigrationReport> migrateSite(const Settings& source, const Settings& target,
-                                                         const MigrationOptions& options,
-                                                         const MigrationObserver& observer);
+Result<MigrationReport> migrateSite(const Settings& source, const Settings& target,
+                                    const MigrationOptions& options, const MigrationObserver& observer);
 
 } // namespace KOZAV::Backend

@@ -3,7 +3,6 @@
 #include "backend/Status.h"
 #include "backend/io/FileInfo.h"
 #include "backend/io/Folder.h"
-#include "kozav_backend_export.h"
 
 #include <string>
 #include <vector>
@@ -32,10 +31,10 @@ struct FolderListing
 /// Lists everything in a folder, hidden files included. Fails, naming the entry, where something cannot be
 /// packed: FIFOs, sockets and devices, names that are no valid UTF-8 or hold control characters, links that
 /// lead out of the folder.
-KOZAV_BACKEND_EXPORT Result<FolderListing> listFolder(const std::string& path);
+Result<FolderListing> listFolder(const std::string& path);
 
 /// Fails with ChangedWhileRead, naming the entry, where the folder no longer is as it was listed.
-KOZAV_BACKEND_EXPORT Status verifyUnchanged(const FolderListing& listing);
+Status verifyUnchanged(const FolderListing& listing);
 
 /// The failure that tells of such a change.
 Status changedWhilePacked(const std::string& path);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "kozav_backend_export.h"
-
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -13,7 +11,7 @@ struct FolderEntry;
 /// Decides which symbolic links may be packed: those that lead to a place inside the packed folder, both by
 /// their text and with every link on their way followed. The disk is not asked; the listing says what is
 /// where.
-class KOZAV_BACKEND_EXPORT LinkRule final
+class LinkRule final
 {
 public:
     explicit LinkRule(const std::vector<FolderEntry>& entries);

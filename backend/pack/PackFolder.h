@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <string>
 
@@ -24,6 +23,6 @@ struct PackResult
 };
 
 /// Packs a folder into a zip archive (docs/zip-layout.md). On failure no target remains.
-KOZAV_BACKEND_EXPORT Result<PackResult> packFolder(const PackRequest& request);
+Result<PackResult> packFolder(const PackRequest& request);
 
 } // namespace KOZAV::Backend

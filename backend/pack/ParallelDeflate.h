@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -27,7 +26,7 @@ struct DeflatedPiece
 /// Reads and compresses the files of a listing on several threads, ahead of whoever takes the pieces. How far
 /// ahead is bounded by bytes, so memory does not depend on the sizes of the files. The pieces do not depend
 /// on the number of threads.
-class KOZAV_BACKEND_EXPORT ParallelDeflate final
+class ParallelDeflate final
 {
 public:
     /// threads: 0 stands for one for each core. The listing must outlive this object.

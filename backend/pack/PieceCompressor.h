@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 #include <cstddef>
 #include <memory>
@@ -13,7 +12,7 @@ namespace KOZAV::Backend {
 
 /// Compresses a file's content piece by piece into one raw deflate stream. The pieces do not depend on each
 /// other, so several threads, each with a compressor of its own, can work on one file.
-class KOZAV_BACKEND_EXPORT PieceCompressor final
+class PieceCompressor final
 {
 public:
     /// level: 1 (fast) to 9 (small). Throws std::bad_alloc.

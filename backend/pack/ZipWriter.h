@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 
 namespace KOZAV::Backend {
 
@@ -15,7 +14,6 @@ struct ZipOptions
 };
 
 /// Writes the listed folder as a zip archive (docs/zip-layout.md) into the empty file; returns its length.
-KOZAV_BACKEND_EXPORT Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options,
-                                             const TempFile& file);
+Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options, const TempFile& file);
 
 } // namespace KOZAV::Backend

@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/io/Sha256.h"
-#include "kozav_backend_export.h"
 
 #include <QByteArray>
 #include <QString>
@@ -40,15 +39,15 @@ struct TransferTable
 };
 
 /// Every table that holds rows of a site, each behind those that its rows refer to.
-KOZAV_BACKEND_EXPORT const std::vector<TransferTable>& transferTables();
+const std::vector<TransferTable>& transferTables();
 
 /// The values of one row, in the order of the table's columns: qint64, QString, or invalid for NULL.
 using TransferRow = QVariantList;
 
-KOZAV_BACKEND_EXPORT qint64 rowNumber(const TransferRow& row);
+qint64 rowNumber(const TransferRow& row);
 
 /// Which row it is, in words for messages.
-KOZAV_BACKEND_EXPORT QString rowText(const TransferTable& table, const TransferRow& row);
+QString rowText(const TransferTable& table, const TransferRow& row);
 
 /// How the row that a target has under a number relates to the source's.
 enum class RowLikeness {
@@ -57,30 +56,27 @@ enum class RowLikeness {
     Outdated, ///< the same row at another time
     Other
 };
-KOZAV_BACKEND_EXPORT RowLikeness compareRows(const TransferTable& table, const TransferRow& source,
-                                             const TransferRow& target);
+RowLikeness compareRows(const TransferTable& table, const TransferRow& source, const TransferRow& target);
 
 /// At most limit rows with numbers above the given one, in the order of their numbers. Corrupt where a value
 /// is not of its column's type.
-KOZAV_BACKEND_EXPORT Result<std::vector<TransferRow>> readRows(Database& database, const TransferTable& table,
-                                                               qint64 afterNumber, int limit);
+Result<std::vector<TransferRow>> readRows(Database& database, const TransferTable& table, qint64 afterNumber,
+                                          int limit);
 
 /// Inserts rows under the numbers that they have, in one durable transaction. The engine gives higher numbers
 /// to rows that come later.
-KOZAV_BACKEND_EXPORT Status insertRows(Database& database, const TransferTable& table,
-                                       const std::vector<TransferRow>& rows);
+Status insertRows(Database& database, const TransferTable& table, const std::vector<TransferRow>& rows);
 
 /// Gives the rows with these numbers these values, in one durable transaction.
-KOZAV_BACKEND_EXPORT Status updateRows(Database& database, const TransferTable& table,
-                                       const std::vector<TransferRow>& rows);
+Status updateRows(Database& database, const TransferTable& table, const std::vector<TransferRow>& rows);
 
 /// The row without its later references.
-KOZAV_BACKEND_EXPORT TransferRow withoutLaterReferences(const TransferTable& table, TransferRow row);
+TransferRow withoutLaterReferences(const TransferTable& table, TransferRow row);
 
-KOZAV_BACKEND_EXPORT bool hasLaterReferences(const TransferTable& table);
+bool hasLaterReferences(const TransferTable& table);
 
 /// The file stores that rows name, each once.
-KOZAV_BACKEND_EXPORT Result<QStringList> fileStoresInRows(Database& database);
+Result<QStringList> fileStoresInRows(Database& database);
 
 /// How many rows a table has, and a SHA-256 over their values in the order of their numbers. Equal on every
 /// engine for equal rows.
@@ -93,7 +89,7 @@ struct TableDigest
     bool operator!=(const TableDigest& other) const { return !(*this == other); }
 };
 
-class KOZAV_BACKEND_EXPORT RowDigest final
+class RowDigest final
 {
 public:
     explicit RowDigest(const TransferTable& table);
@@ -110,6 +106,6 @@ private:
     qint64 m_rows = 0;
 };
 
-KOZAV_BACKEND_EXPORT Result<TableDigest> digestOfTable(Database& database, const TransferTable& table);
+Result<TableDigest> digestOfTable(Database& database, const TransferTable& table);
 
 } // namespace KOZAV::Backend

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "kozav_backend_export.h"
 #include "services/model/Odbpp_Job_C.h"
 
 #include <QString>
@@ -31,12 +30,11 @@ struct CompanyRecord
 /// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to
 /// 255 characters without control characters. Both unique, the code in
 /// whatever case, as saved jobs go to the robot in lower case. AlreadyExists names what is taken.
-KOZAV_BACKEND_EXPORT Result<CompanyRecord> addCompany(Database& database, const QString& code,
-                                                      const QString& name);
+Result<CompanyRecord> addCompany(Database& database, const QString& code, const QString& name);
 /// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.
-KOZAV_BACKEND_EXPORT Status renameCompany(Database& database, const QString& code, const QString& newName);
+Status renameCompany(Database& database, const QString& code, const QString& newName);
 /// In the order in which they were made.
-KOZAV_BACKEND_EXPORT Result<std::vector<CompanyRecord>> listCompanies(Database& database);
+Result<std::vector<CompanyRecord>> listCompanies(Database& database);
 
 /// One imported job: its flow row with what is linked to it. Absent parts are empty texts or 0.
 struct JobRecord
@@ -76,7 +74,7 @@ struct JobFilter
 };
 
 /// Oldest first.
-KOZAV_BACKEND_EXPORT Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
+Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
 
 /// One original-file row with its company and the state of its flow; flow parts are absent where it has none.
 struct OrigFileRecord
@@ -95,7 +93,7 @@ struct OrigFileRecord
 };
 
 /// Newest first; at most limit rows (0: all).
-KOZAV_BACKEND_EXPORT Result<std::vector<OrigFileRecord>> listOrigFiles(Database& database, int limit = 0);
+Result<std::vector<OrigFileRecord>> listOrigFiles(Database& database, int limit = 0);
 
 /// One pre-processed file of a job.
 struct PreFileRecord
@@ -112,10 +110,9 @@ struct PreFileRecord
 };
 
 /// The pre-processed files of a job, oldest first.
-KOZAV_BACKEND_EXPORT Result<std::vector<PreFileRecord>> listPreFiles(Database& database,
-                                                                     const QString& flowGuid);
+Result<std::vector<PreFileRecord>> listPreFiles(Database& database, const QString& flowGuid);
 
 /// The job flows in state (0, 0), oldest first, with the generated job name.
-KOZAV_BACKEND_EXPORT Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
+Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
 
 } // namespace KOZAV::Backend

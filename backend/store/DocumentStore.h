@@ -3,7 +3,6 @@
 #include "backend/ServiceHealth.h"
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
-#include "kozav_backend_export.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -36,7 +35,7 @@ struct StoredFile
 /// that was not there before; a name is never given other content; a get checks length and SHA-256 and
 /// replaces its target as a whole. Names and locations that could leave their place ("", ".", "..", "/", NUL)
 /// are InvalidArgument.
-class KOZAV_BACKEND_EXPORT DocumentStore
+class DocumentStore
 {
 public:
     virtual ~DocumentStore();
@@ -70,7 +69,6 @@ public:
 };
 
 /// Makes the store that the settings choose.
-KOZAV_BACKEND_EXPORT Result<std::unique_ptr<DocumentStore>>
-openDocumentStore(const DocumentStoreSettings& settings);
+Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSettings& settings);
 
 } // namespace KOZAV::Backend

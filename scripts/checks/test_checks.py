@@ -10,10 +10,10 @@ from pathlib import Path
 import exported_symbols
 import house
 import include_arrows
+import needed_libraries
 import no_bare_waits
 import portable_panels
 import sql_in_one_place
-import widget_free_backend
 
 CHECKS_DIR = Path(__file__).resolve().parent
 
@@ -128,7 +128,7 @@ class IncludeArrowsTest(TreeTest):
 
     def test_export_headers_have_owners(self):
         self.assert_good(include_arrows.check, "import/I.h", '#include "zav_import_export.h"')
-        self.assert_bad(include_arrows.check, "host/Window.h", '#include "kozav_backend_export.h"')
+        self.assert_bad(include_arrows.check, "backend/Site.h", '#include "zav_import_export.h"')
 
     def test_quotes_are_for_files_of_ours(self):
         self.assert_bad(include_arrows.check, "import/I.cpp", '#include "zlib.h"')
@@ -211,7 +211,7 @@ class PortablePanelsTest(TreeTest):
             self.assert_good(portable_panels.check, "backend/store/S.cpp", f"#include <{header}>")
 
 
-class WidgetFreeBackendTest(unittest.TestCase):
+class NeededLibrariesTest(unittest.TestCase):
     LINE = " 0x0000000000000001 (NEEDED)             Shared library: [{}]\n"
 
     def section(self, *names):
@@ -219,12 +219,17 @@ class WidgetFreeBackendTest(unittest.TestCase):
 
     def test_graphical_libraries(self):
         section = self.section("libQt5Core.so.5", "libQt5Widgets.so.5", "libQt5Gui.so.5", "libc.so.6")
-        self.assertEqual(widget_free_backend.graphical_libraries(section), ["libQt5Widgets.so.5", "libQt5Gui.so.5"])
-        self.assertEqual(widget_free_backend.graphical_libraries(self.section("libQt5Sql.so.5")), [])
+        self.assertEqual(needed_libraries.unwanted(section, "graphical"), ["libQt5Widgets.so.5", "libQt5Gui.so.5"])
+        self.assertEqual(needed_libraries.unwanted(self.section("libQt5Sql.so.5"), "graphical"), [])
+
+    def test_shared_backend(self):
+        section = self.section("libzav_import.so.0", "libkozav_backend.so.0", "libQt5Gui.so.5")
+        self.assertEqual(needed_libraries.unwanted(section, "shared-backend"), ["libkozav_backend.so.0"])
+        self.assertEqual(needed_libraries.unwanted(self.section("libzav_import.so.0"), "shared-backend"), [])
 
     def test_file_without_dependencies_is_a_mistake(self):
         with self.assertRaises(ValueError):
-            widget_free_backend.graphical_libraries("There is no dynamic section in this file.")
+            needed_libraries.unwanted("There is no dynamic section in this file.", "graphical")
 
 
 class ExportedSymbolsTest(unittest.TestCase):
@@ -259,6 +264,19 @@ class ExportedSymbolsTest(unittest.TestCase):
 
     def test_denied_names_are_found(self):
         self.assertEqual(self.names("1 T KOZAV::UI::State::get()", ["KOZAV::UI::State"]), ["KOZAV::UI::State::get"])
+
+    def test_exact_list(self):
+        listed = {"KOZAV::UI::batchCompanies(QString const&)", "vtable for KOZAV::UI::Panel"}
+        listing = "".join(f"{number:016x} T {symbol}\n" for number, symbol in enumerate(sorted(listed)))
+        incidental = "1 W std::vector<int>::clear()\n2 V typeinfo name for bool (*)(QString const&)\n3 B _edata\n"
+        self.assertEqual(exported_symbols.differences(listing + incidental, listed), [])
+        self.assertEqual(exported_symbols.differences(listing + "1 T inner()\n", listed), ["+inner()"])
+        self.assertEqual(exported_symbols.differences(listing, listed | {"gone()"}), ["-gone()"])
+        other = listing.replace("QString const&", "int")
+        self.assertEqual(
+            exported_symbols.differences(other, listed),
+            ["+KOZAV::UI::batchCompanies(int)", "-KOZAV::UI::batchCompanies(QString const&)"],
+        )
 
 
 class ProgramTest(TreeTest):

@@ -10,4 +10,4 @@ add_library(zav_mariadb_test_support STATIC BoundProcess.cpp MariaDbServer.cpp S
 zav_compile_options(zav_mariadb_test_support)
 target_compile_definitions(zav_mariadb_test_support PRIVATE "ZAV_MARIADBD=\"${ZAV_MARIADBD}\""
                                                             "ZAV_MARIADB_INSTALL_DB=\"${ZAV_MARIADB_INSTALL_DB}\"")
-target_link_libraries(zav_mariadb_test_support PUBLIC kozav_backend Qt5::Core Qt5::Network PRIVATE Qt5::Sql)
+target_link_libraries(zav_mariadb_test_support PUBLIC kozav_backend_core Qt5::Core Qt5::Network PRIVATE Qt5::Sql)

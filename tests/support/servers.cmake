@@ -12,7 +12,7 @@ target_link_libraries(zav_gridfs_test_support PUBLIC Qt5::Core PRIVATE Qt5::Netw
 if(ZAV_WITH_MONGODB)
   add_library(zav_gridfs_store_test_support STATIC GridFsBox.cpp)
   zav_compile_options(zav_gridfs_store_test_support)
-  target_link_libraries(zav_gridfs_store_test_support PUBLIC kozav_backend zav_gridfs_test_support
+  target_link_libraries(zav_gridfs_store_test_support PUBLIC kozav_backend_core zav_gridfs_test_support
                                                              zav_file_test_support Qt5::Core)
 endif()
 

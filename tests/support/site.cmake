@@ -3,7 +3,7 @@ add_library(zav_site_test_support STATIC FolderTree.cpp FreshSite.cpp ServiceWat
 zav_compile_options(zav_site_test_support)
 target_link_libraries(
   zav_site_test_support
-  PUBLIC kozav_backend zav_gridfs_test_support zav_mariadb_test_support Qt5::Core
+  PUBLIC kozav_backend_core zav_gridfs_test_support zav_mariadb_test_support Qt5::Core
   PRIVATE Qt5::Sql)
 
 if(ZAV_BUILD_PANELS)

@@ -2,7 +2,7 @@
 add_library(zav_config_test_support STATIC "${PROJECT_SOURCE_DIR}/tests/support/ConfigurationFile.cpp"
                                            "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp")
 zav_compile_options(zav_config_test_support)
-target_link_libraries(zav_config_test_support PUBLIC kozav_backend Qt5::Core)
+target_link_libraries(zav_config_test_support PUBLIC kozav_backend_core Qt5::Core)
 
 function(zav_add_config_test subject source)
   zav_add_test(config_${subject} SOURCES ${source} LIBRARIES zav_config_test_support Qt5::Sql LABELS config)

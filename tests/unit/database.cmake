@@ -1,7 +1,7 @@
 # Rows of a site: the database, its dialect, and the records.
 add_library(zav_database_test_support STATIC "${PROJECT_SOURCE_DIR}/tests/support/TemporaryDatabase.cpp")
 zav_compile_options(zav_database_test_support)
-target_link_libraries(zav_database_test_support PUBLIC ZavImport::kozav_backend Qt5::Sql Qt5::Test)
+target_link_libraries(zav_database_test_support PUBLIC kozav_backend_core Qt5::Sql Qt5::Test)
 
 function(zav_add_database_test subject)
   zav_add_test(database_${subject} SOURCES ${ARGN} LIBRARIES zav_database_test_support LABELS database)

@@ -3,7 +3,7 @@ add_library(zav_file_test_support STATIC "${PROJECT_SOURCE_DIR}/tests/support/Te
                                          "${PROJECT_SOURCE_DIR}/tests/support/StoreBox.cpp"
                                          "${PROJECT_SOURCE_DIR}/tests/support/PackBox.cpp")
 zav_compile_options(zav_file_test_support)
-target_link_libraries(zav_file_test_support PUBLIC kozav_backend Qt5::Core)
+target_link_libraries(zav_file_test_support PUBLIC kozav_backend_core Qt5::Core)
 
 function(zav_add_store_test subject source)
   zav_add_test(store_${subject} SOURCES ${source} LIBRARIES zav_file_test_support Threads::Threads LABELS store)

@@ -11,7 +11,7 @@ namespace KOZAV::Backend {
 
 /// A document store in a directory of this machine (docs/store-layout.md). Threads and processes may use the
 /// same directory at the same time.
-class KOZAV_BACKEND_EXPORT LocalDocumentStore final : public DocumentStore
+class LocalDocumentStore final : public DocumentStore
 {
 public:
     /// Opens the store in an existing directory that this user may write, and removes what interrupted

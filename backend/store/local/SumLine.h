@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/store/DocumentStore.h"
-#include "kozav_backend_export.h"
 
 #include <optional>
 #include <string>
@@ -12,9 +11,9 @@ namespace KOZAV::Backend {
 constexpr qint64 longestSumLine = 256;
 
 /// What a sum file of the local store says of a stored file: "<sha256> <length> <stored at>\n".
-KOZAV_BACKEND_EXPORT std::string formatSumLine(const StoredFile& file);
+std::string formatSumLine(const StoredFile& file);
 
 /// The reverse, for the file of that name; nothing where the text is not exactly such a line.
-KOZAV_BACKEND_EXPORT std::optional<StoredFile> parseSumLine(const std::string& name, const std::string& line);
+std::optional<StoredFile> parseSumLine(const std::string& name, const std::string& line);
 
 } // namespace KOZAV::Backend
