@@ -6,6 +6,7 @@
 #include "backend/io/FileStamp.h"
 #include "backend/store/DocumentStore.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QStringList>
@@ -40,6 +41,14 @@ QStringList foldersOf(const Settings& settings)
 
 struct Site::Private
 {
+    Private(const QString& configurationPath, Use purpose)
+        : use(purpose)
+        , path(configurationPath)
+    {
+    }
+
+    const Use use;
+
     // The configuration, guarded by mutex.
     std::mutex mutex;
     QString path;
@@ -63,15 +72,15 @@ struct Site::Private
     Result<Settings> settings();
     Result<Settings> load(const FileStamp& found);
     Result<Settings> loadMissing(const Status& why);
-    Result<Settings> failed(const QString& message);
+    Result<Settings> failed(const Status& status);
     void welcome(const Settings& settings);
     ThreadPart& threadPart();
 };
 
 const QString& Site::Private::resolvedPath()
 {
-    if (path.isEmpty()) {
-        path = Backend::configurationPath({});
+    if (nativePath.isEmpty()) {
+        path = Backend::configurationPath(path);
         nativePath = QFile::encodeName(path);
     }
     return path;
@@ -97,10 +106,10 @@ Result<Settings> Site::Private::load(const FileStamp& found)
     reliable = found.isSettled();
     current = loadSettings(path);
     if (!current->ok())
-        return failed(current->message());
+        return failed(current->status());
     logged.clear();
     // The file may have been replaced since its stamp was taken: what counts is what it names now.
-    if (changed || foldersOf(current->value()) != welcomed)
+    if (use == Use::Services && (changed || foldersOf(current->value()) != welcomed))
         welcome(current->value());
     return *current;
 }
@@ -108,29 +117,33 @@ Result<Settings> Site::Private::load(const FileStamp& found)
 /// A file that was there and is gone is a failure: defaults in its place would be another, empty site.
 Result<Settings> Site::Private::loadMissing(const Status& why)
 {
+    const QString file = QStringLiteral("configuration file \"%1\"").arg(path);
     if (why.code() != ErrorCode::NotFound)
-        return failed(
-            QStringLiteral("configuration file \"%1\" cannot be read: %2").arg(path, why.message()));
+        return failed(Status(why.code(), file + QStringLiteral(" cannot be read: ") + why.message()));
     if (current)
-        return failed(QStringLiteral("configuration file \"%1\" has been removed").arg(path));
+        return failed(Status::configuration(file + QStringLiteral(" has been removed")));
+    if (use == Use::OneRun)
+        return Status::configuration(
+            QStringLiteral("there is no %1; \"zav_admin init\" makes one").arg(file));
     const Status made = createDefaultSettings(path);
     // Another process may have made it meanwhile, which is as good.
     if (!made.ok() && made.code() != ErrorCode::AlreadyExists)
-        return failed(
-            QStringLiteral("configuration file \"%1\" cannot be made: %2").arg(path, made.message()));
+        return failed(Status(made.code(), file + QStringLiteral(" cannot be made: ") + made.message()));
     if (made.ok())
         qCInfo(logConfig).noquote()
             << QStringLiteral("made the configuration file \"%1\" with defaults").arg(path);
     const Result<FileStamp> found = fileStamp(nativePath.constData());
-    return found.ok() ? load(found.value()) : failed(found.message());
+    return found.ok() ? load(found.value()) : failed(found.status());
 }
 
-Result<Settings> Site::Private::failed(const QString& message)
+Result<Settings> Site::Private::failed(const Status& status)
 {
-    if (message != logged)
-        qCCritical(logConfig).noquote() << message;
-    logged = message;
-    return Status::configuration(message);
+    if (use == Use::OneRun)
+        return status;
+    if (status.message() != logged)
+        qCCritical(logConfig).noquote() << status.message();
+    logged = status.message();
+    return Status::configuration(status.message());
 }
 
 void Site::Private::welcome(const Settings& settings)
@@ -163,16 +176,21 @@ ThreadPart& Site::Private::threadPart()
 
 Site& Site::current()
 {
-    static Site site;
+    static Site site({}, Use::Services);
     return site;
 }
 
-Site::Site()
-    : d(std::make_unique<Private>())
+Site::Site(const QString& configurationPath, Use use)
+    : d(std::make_unique<Private>(configurationPath, use))
 {
 }
 
-Site::~Site() = default;
+Site::~Site()
+{
+    // The current site ends with the process: its threads have, and Qt SQL may have ended before it.
+    if (QCoreApplication::instance() && d->threads.hasLocalData())
+        d->threads.setLocalData(nullptr);
+}
 
 void Site::setConfigurationPath(const QString& path)
 {
@@ -212,12 +230,13 @@ Result<Database*> Site::database()
     }
     if (part.database)
         return part.database.get();
-    const Status opened = part.databasePause.run([&part] {
+    const auto open = [&part] {
         Result<std::unique_ptr<Database>> database = Database::open(part.databaseSettings);
         if (database.ok())
             part.database = std::move(database.value());
         return database.status();
-    });
+    };
+    const Status opened = d->use == Use::Services ? part.databasePause.run(open) : open();
     return opened.ok() ? Result<Database*>(part.database.get()) : Result<Database*>(opened);
 }
 

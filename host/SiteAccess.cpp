@@ -19,11 +19,6 @@ using Backend::Site;
 
 namespace {
 
-Backend::StoreLocation storeLocation(const Backend::Settings& settings)
-{
-    return {settings.documentStore.database.toStdString(), settings.documentStore.fileStore.toStdString()};
-}
-
 OrigFileRow rowOf(const Backend::OrigFileRecord& record)
 {
     OrigFileRow row;
@@ -231,7 +226,7 @@ qint64 SiteAccess::storedBytes(const QString& storedName)
     const auto store = Site::current().documentStore();
     if (!settings.ok() || !store.ok() || storedName.isEmpty())
         return -1;
-    const auto file = store.value()->find(storeLocation(settings.value()), storedName.toStdString());
+    const auto file = store.value()->find(storeLocation(settings->documentStore), storedName.toStdString());
     return file.ok() ? file->length : -1;
 }
 

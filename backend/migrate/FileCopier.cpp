@@ -65,9 +65,7 @@ Result<std::unique_ptr<FileCopier>> FileCopier::open(const DocumentStoreSettings
                                                      std::function<void(qint64)> onBytes)
 {
     std::unique_ptr<FileCopier> copier(
-        new FileCopier({source.database.toStdString(), source.fileStore.toStdString()},
-                       {target.database.toStdString(), target.fileStore.toStdString()}, std::move(passage),
-                       std::move(onBytes)));
+        new FileCopier(storeLocation(source), storeLocation(target), std::move(passage), std::move(onBytes)));
     Result<StorePair> stores = StorePair::open(source, target);
     if (!stores.ok())
         return stores.status();

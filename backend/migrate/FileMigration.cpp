@@ -17,11 +17,6 @@ namespace {
 /// Small files wait for the disk and for the server more than they take of either: several at once.
 constexpr std::size_t mostWorkers = 4;
 
-StoreLocation locationIn(const DocumentStoreSettings& settings, const std::string& fileStore)
-{
-    return {settings.database.toStdString(), fileStore};
-}
-
 bool isKnownToDiffer(const StoredFile& source, const StoredFile& target)
 {
     if (source.length != target.length)
@@ -141,7 +136,7 @@ Result<FileMigration::Listing> FileMigration::list(DocumentStore& store,
     Listing listing;
     for (const QString& name : fileStores) {
         const std::string fileStore = name.toStdString();
-        Result<std::vector<StoredFile>> files = store.list(locationIn(settings, fileStore));
+        Result<std::vector<StoredFile>> files = store.list(storeLocation(settings, fileStore));
         if (!files.ok())
             return files.status();
         for (StoredFile& file : files.value()) {
@@ -172,7 +167,7 @@ Status FileMigration::compareWithTarget(const Listing& source, const Listing& ta
     for (const auto& [key, file] : source) {
         const auto there = target.find(key);
         if (there != target.end() && isKnownToDiffer(file, there->second))
-            return targetDiffers(locationIn(m_targetSettings, key.first), file.name);
+            return targetDiffers(storeLocation(m_targetSettings, key.first), file.name);
         m_all.files += 1;
         m_all.bytes += file.length;
         present += there == target.end() ? 0 : 1;

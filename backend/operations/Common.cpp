@@ -94,11 +94,6 @@ Status makeStagingFolder(const std::string& stagingDir)
     return makePrivateFolder(QFile::decodeName(stagingDir.c_str())).status();
 }
 
-StoreLocation locationOf(const Settings& settings)
-{
-    return {settings.documentStore.database.toStdString(), settings.documentStore.fileStore.toStdString()};
-}
-
 Status packAndStore(const std::string& folder, const std::string& stagingDir, const std::string& archiveId)
 {
     const Result<Settings> settings = Site::current().settings();
@@ -119,7 +114,7 @@ Status packAndStore(const std::string& folder, const std::string& stagingDir, co
     const Result<PackResult> packed = packFolder(request);
     if (!packed.ok())
         return packed.status();
-    return store.value()->adopt(locationOf(settings.value()), storedName, archive.path()).status();
+    return store.value()->adopt(storeLocation(settings->documentStore), storedName, archive.path()).status();
 }
 
 /// Runs a call of the store as a service operation for a stored name.

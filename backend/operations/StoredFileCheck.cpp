@@ -9,8 +9,7 @@ Result<StoreLocation> configuredLocation()
     const Result<Settings> settings = Site::current().settings();
     if (!settings.ok())
         return settings.status();
-    return StoreLocation{settings->documentStore.database.toStdString(),
-                         settings->documentStore.fileStore.toStdString()};
+    return storeLocation(settings->documentStore);
 }
 
 Status requireStoredFile(const StoreLocation& location, const std::string& storedName)

@@ -8,6 +8,8 @@
 
 #include <QFile>
 
+#include <utility>
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -45,6 +47,16 @@ const StoreKind storeKinds[] = {
 };
 
 } // namespace
+
+StoreLocation storeLocation(const DocumentStoreSettings& settings)
+{
+    return storeLocation(settings, settings.fileStore.toStdString());
+}
+
+StoreLocation storeLocation(const DocumentStoreSettings& settings, std::string fileStore)
+{
+    return {settings.database.toStdString(), std::move(fileStore)};
+}
 
 DocumentStore::~DocumentStore() = default;
 

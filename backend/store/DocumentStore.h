@@ -20,6 +20,10 @@ struct StoreLocation
     std::string fileStore;
 };
 
+/// The file store that the settings name, or another one of the same database.
+StoreLocation storeLocation(const DocumentStoreSettings& settings);
+StoreLocation storeLocation(const DocumentStoreSettings& settings, std::string fileStore);
+
 /// What a store knows of one file.
 struct StoredFile
 {

@@ -36,6 +36,9 @@ private Q_SLOTS:
     void everyThreadHasItsDatabase();
     void threadsShareTheStore();
     void changesUnderManyThreads();
+    void sitesAreSideBySide();
+    void siteOfOneRunMakesNothing();
+    void siteOfOneRunTellsWhatIsWrong();
 };
 
 namespace {
@@ -298,6 +301,55 @@ void ConfigSiteTest::changesUnderManyThreads()
                 .ok());
     QCOMPARE(one.get(), 0);
     QCOMPARE(two.get(), 0);
+}
+
+void ConfigSiteTest::sitesAreSideBySide()
+{
+    const ConfigurationFile one;
+    const ConfigurationFile other;
+    QVERIFY(createDefaultSettings(one.path(), one.inFolder(QStringLiteral("data"))).ok());
+    QVERIFY(createDefaultSettings(other.path(), other.inFolder(QStringLiteral("data"))).ok());
+    useSite(one);
+    Site second(other.path());
+    QCOMPARE(second.configurationPath(), other.path());
+    const Result<Database*> mine = Site::current().database();
+    const Result<Database*> theirs = second.database();
+    QVERIFY2(mine.ok(), qPrintable(mine.message()));
+    QVERIFY2(theirs.ok(), qPrintable(theirs.message()));
+    QCOMPARE(mine.value()->place(), Site::current().settings()->database.file);
+    QCOMPARE(theirs.value()->place(), second.settings()->database.file);
+    second.close();
+    QCOMPARE(Site::current().database().value(), mine.value());
+}
+
+void ConfigSiteTest::siteOfOneRunMakesNothing()
+{
+    const ConfigurationFile file;
+    const CapturedLog log;
+    Site site(file.path());
+    const Result<Settings> missing = site.settings();
+    QCOMPARE(missing.code(), ErrorCode::Configuration);
+    QCOMPARE(missing.message(),
+             QStringLiteral("there is no configuration file \"%1\"; \"zav_admin init\" makes one")
+                 .arg(file.path()));
+    QVERIFY(!QFile::exists(file.path()));
+
+    QVERIFY(createDefaultSettings(file.path(), file.inFolder(QStringLiteral("data"))).ok());
+    QVERIFY(site.settings().ok());
+    QVERIFY(!QFile::exists(file.inFolder(QStringLiteral("data"))));
+    QCOMPARE(CapturedLog::of(QtInfoMsg), QStringList());
+}
+
+void ConfigSiteTest::siteOfOneRunTellsWhatIsWrong()
+{
+    const ConfigurationFile file;
+    file.write("[database]\ndriver=QORACLE\n");
+    const CapturedLog log;
+    Site site(file.path());
+    const Result<Database*> database = site.database();
+    QCOMPARE(database.code(), ErrorCode::Configuration);
+    QVERIFY2(database.message().contains(QStringLiteral("QORACLE")), qPrintable(database.message()));
+    QCOMPARE(CapturedLog::of(QtCriticalMsg), QStringList());
 }
 
 QTEST_GUILESS_MAIN(ConfigSiteTest)
