@@ -1,8 +1,5 @@
 #pragma once
 
-#include "robot_server/JsonFault.h"
-#include "robot_server/JsonScanner.h"
-
 #include <QByteArray>
 #include <QJsonDocument>
 #include <QString>
@@ -11,10 +8,20 @@
 
 namespace KOZAV::Robot {
 
+/// Why a stream is not one JSON document after the other.
+enum class JsonFault {
+    None,
+    OutsideDocument, ///< between documents: neither white space nor the start of an object or array
+    BadString,       ///< with a control character or an unknown escape
+    NotJson,         ///< refused by Qt's reader
+    TooDeep,
+    TooLong
+};
+
 struct JsonLimits
 {
     int maxBytes = 1024 * 1024; ///< of one document, from its first bracket to its last
-    int maxDepth = 32;          ///< of objects and arrays in each other
+    int maxDepth = 32;          ///< of objects and arrays in each other; at most 1000
 };
 
 /// One document of a stream.
@@ -24,12 +31,9 @@ struct SplitDocument
     int bytes = 0; ///< its length in the stream
 };
 
-/// Takes a stream of JSON documents apart that has neither lengths nor terminators: a document ends with the
-/// bracket that closes its first one. White space may stand between documents; how the stream is cut into
-/// packets means nothing. Strict where readers disagree: no duplicate member names, no integers beyond 2^53,
-/// no stray control characters.
-///
-/// Each byte is looked at once when it comes, kept once with its document, and read twice when that is whole.
+/// Takes a stream of JSON documents apart that has neither lengths nor terminators: a document is an object
+/// or an array and ends with the bracket that closes its first one. White space may stand between documents;
+/// how the stream is cut into packets means nothing.
 class JsonSplitter final
 {
 public:
@@ -42,27 +46,29 @@ public:
     [[nodiscard]] JsonFault fault() const { return m_fault; }
     /// Position in the stream, from 0, of the byte at which the fault was found.
     [[nodiscard]] qint64 faultPosition() const { return m_faultPosition; }
-    /// The fault in one sentence; empty without one.
-    [[nodiscard]] QString faultMessage() const;
+    /// The fault and its position in one sentence; empty without one.
+    [[nodiscard]] QString faultMessage() const { return m_faultMessage; }
 
-    [[nodiscard]] bool insideDocument() const { return m_scanner.insideDocument(); }
-    /// Bytes touched so far, each time it is touched: at most four for each byte fed.
+    [[nodiscard]] bool insideDocument() const { return m_depth > 0; }
+    /// Bytes looked at so far, each time it is done: at most two for each byte fed.
     [[nodiscard]] qint64 work() const { return m_work; }
 
 private:
-    bool take(const QByteArray& packet, int at, std::vector<SplitDocument>& documents);
-    void keep(const QByteArray& packet, int end);
-    void complete(qint64 position, std::vector<SplitDocument>& documents);
-    void fail(JsonFault fault, qint64 position, const QString& detail = {});
+    void take(char byte, std::vector<SplitDocument>& documents);
+    void follow(char byte);
+    void followString(char byte);
+    void read(std::vector<SplitDocument>& documents);
+    void fail(JsonFault fault, qint64 position, const QString& reason);
 
     JsonLimits m_limits;
-    JsonScanner m_scanner;
-    QByteArray m_pending; ///< of the current document, from earlier packets
-    int m_start = 0;      ///< in the current packet, of what belongs to the current document
-    qint64 m_fed = 0;     ///< bytes of earlier packets
+    QByteArray m_document; ///< as far as it has come
+    int m_depth = 0;       ///< brackets that are open
+    bool m_inString = false;
+    bool m_escaped = false; ///< in a string, behind a backslash
+    qint64 m_position = 0;  ///< in the stream, of the byte that is looked at
     JsonFault m_fault = JsonFault::None;
-    QString m_faultDetail;
     qint64 m_faultPosition = 0;
+    QString m_faultMessage;
     qint64 m_work = 0;
 };
 

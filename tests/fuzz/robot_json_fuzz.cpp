@@ -123,7 +123,7 @@ void RobotJsonFuzzTest::corpusReachesDocumentsAndFaults()
 {
     using KOZAV::Robot::JsonFault;
     std::mt19937 random(42);
-    std::vector<int> seen(static_cast<std::size_t>(JsonFault::Unreadable) + 1);
+    std::vector<int> seen(static_cast<std::size_t>(JsonFault::TooLong) + 1);
     int documents = 0;
     for (int round = 0; round < 20'000; ++round) {
         KOZAV::Robot::JsonSplitter splitter({512, 8});
@@ -131,9 +131,8 @@ void RobotJsonFuzzTest::corpusReachesDocumentsAndFaults()
         ++seen[static_cast<std::size_t>(splitter.fault())];
     }
     QVERIFY2(documents > 1'000, qPrintable(QString::number(documents)));
-    for (std::size_t fault = 0; fault < static_cast<std::size_t>(JsonFault::Unreadable); ++fault)
-        QVERIFY2(seen[fault] > 0, qPrintable(KOZAV::Robot::faultText(static_cast<JsonFault>(fault))));
-    QCOMPARE(seen[static_cast<std::size_t>(JsonFault::Unreadable)], 0);
+    for (std::size_t fault = 0; fault < seen.size(); ++fault)
+        QVERIFY2(seen[fault] > 0, qPrintable(QString::number(fault)));
 }
 
 QTEST_APPLESS_MAIN(RobotJsonFuzzTest)
