@@ -4,20 +4,20 @@
 #include <QCoreApplication>
 
 #include <limits>
+#include <vector>
 
 namespace KOZAV::Robot {
 
 namespace {
 
-/// An option with a whole number for its value.
-struct NumberOption
+struct Option
 {
-    QString name;
-    QString valueName;
-    QString help;
-    int lowest;
-    int highest;
-    int* value; ///< holds the default
+    const char* name;
+    const char* valueName; ///< empty: it takes no value
+    const char* help;
+    int* number = nullptr; ///< where its value goes, if that is a whole number; holds the default
+    int lowest = 0;
+    int highest = std::numeric_limits<int>::max();
 };
 
 /// Reads a command line step by step; the first failure stays.
@@ -28,133 +28,109 @@ public:
     CommandLine read(const QStringList& arguments);
 
 private:
-    void addOptions();
-    void readAll();
-    void readNumber(const NumberOption& option);
-    void readAddress();
-    void readAllowedPeers();
+    void addToParser(const Option& option);
+    void readNumber(const Option& option);
+    void readAddresses();
     void readReception();
-    void readReply();
-    void fail(const QString& failure);
+    void readReplyAndLog();
+    [[nodiscard]] bool isSet(const char* name) const { return m_parser.isSet(QLatin1String(name)); }
+    [[nodiscard]] QString value(const char* name) const { return m_parser.value(QLatin1String(name)); }
+    void failIf(bool failed, const QString& failure);
 
     CommandLine m_line;
     int m_port = 0;
+    std::vector<Option> m_options;
     QCommandLineParser m_parser;
-    std::vector<NumberOption> m_numbers;
 };
 
 CommandLineReader::CommandLineReader()
 {
-    constexpr int most = std::numeric_limits<int>::max();
-    const QString ms = QStringLiteral("MS");
-    const QString count = QStringLiteral("N");
     RobotServerOptions& server = m_line.server;
-    m_numbers = {
-        {QStringLiteral("port"), count,
-         QStringLiteral(
-             "Port to listen on; 0 takes any free one. The port in use is the first line printed."),
-         0, 65535, &m_port},
-        {QStringLiteral("delay"), ms, QStringLiteral("Time from a document to its answer."), 0, most,
-         &server.replyDelayMs},
-        {QStringLiteral("max-requests"), count,
-         QStringLiteral("End after so many documents have been taken and answered; 0: never."), 0, most,
+    m_options = {
+        {"port", "N", "Port to listen on; 0 takes any free one. The port in use is the first line printed.",
+         &m_port, 0, 65535},
+        {"listen", "ADDRESS", "Numeric address to listen on, 0.0.0.0 or :: for all. Default: 127.0.0.1."},
+        {"allow", "ADDRESS[/BITS]", "Take this peer only, or this network; can be given again."},
+        {"log", "FILE", "Append a JSON line for each document to FILE."},
+        {"reply", "TEXT", "Send TEXT as it stands after each document, in place of the robot's own answer."},
+        {"silent", "", "Read and never answer."},
+        {"delay", "MS", "Time from a document to its answer.", &server.replyDelayMs},
+        {"refuse", "", "Hold the port and listen to nobody: connections are refused."},
+        {"hang-up", "", "Accept each connection and close it at once."},
+        {"never-accept", "", "Listen and accept nobody: connections stand, and nothing is read."},
+        {"max-requests", "N", "End after so many documents have been taken and answered; 0: never.",
          &server.maxRequests},
-        {QStringLiteral("max-connections"), count, QStringLiteral("Most connections at a time."), 1, 10000,
-         &server.maxConnections},
-        {QStringLiteral("max-bytes"), count, QStringLiteral("Most bytes of a document."), 2, 1 << 30,
-         &server.json.maxBytes},
-        {QStringLiteral("max-depth"), count, QStringLiteral("Most levels of objects and arrays."), 1, 1000,
-         &server.json.maxDepth},
-        {QStringLiteral("idle-timeout"), ms,
-         QStringLiteral("Time without a byte of a document after which a connection is closed."), 1, most,
-         &server.idleTimeoutMs},
-        {QStringLiteral("document-timeout"), ms,
-         QStringLiteral("Time from a document's first byte to its last."), 1, most,
-         &server.documentTimeoutMs},
+        {"max-connections", "N", "Most connections at a time.", &server.maxConnections, 1, 10000},
+        {"max-bytes", "N", "Most bytes of a document.", &server.json.maxBytes, 2, 1 << 30},
+        {"max-depth", "N", "Most levels of objects and arrays.", &server.json.maxDepth, 1, 1000},
+        {"idle-timeout", "MS", "Time without a byte of a document after which a connection is closed.",
+         &server.idleTimeoutMs, 1},
+        {"document-timeout", "MS", "Time from a document's first byte to its last.",
+         &server.documentTimeoutMs, 1},
     };
-    addOptions();
-}
-
-void CommandLineReader::addOptions()
-{
     m_parser.setApplicationDescription(QStringLiteral("Stand-in for the CAM robot: takes job requests over "
                                                       "TCP, prints and logs them, processes no job. There is "
                                                       "no login: listen on a trusted network only."));
-    m_parser.addHelpOption();
+    m_parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this help.")});
     m_parser.addVersionOption();
-    for (const NumberOption& number : m_numbers) {
-        const QString help = number.help + QStringLiteral(" Default: %1.").arg(*number.value);
-        m_parser.addOption({number.name, help, number.valueName, QString::number(*number.value)});
+    for (const Option& option : m_options)
+        addToParser(option);
+}
+
+void CommandLineReader::addToParser(const Option& option)
+{
+    QString help = QLatin1String(option.help);
+    QString defaultValue;
+    if (option.number) {
+        defaultValue = QString::number(*option.number);
+        help += QStringLiteral(" Default: %1.").arg(defaultValue);
     }
-    const auto add = [this](const char* name, const char* help, const char* valueName = "") {
-        m_parser.addOption({QLatin1String(name), QLatin1String(help), QLatin1String(valueName)});
-    };
-    add("listen", "Numeric address to listen on, 0.0.0.0 or :: for all. Default: 127.0.0.1.", "ADDRESS");
-    add("allow", "Take this peer only, or this network; can be given again.", "ADDRESS[/BITS]");
-    add("log", "Append a JSON line for each document to FILE.", "FILE");
-    add("reply", "Send TEXT as it stands after each document, in place of the robot's own answer.", "TEXT");
-    add("silent", "Read and never answer.");
-    add("refuse", "Hold the port and listen to nobody: connections are refused.");
-    add("hang-up", "Accept each connection and close it at once.");
-    add("never-accept", "Listen and accept nobody: connections stand, and nothing is read.");
+    m_parser.addOption({QLatin1String(option.name), help, QLatin1String(option.valueName), defaultValue});
 }
 
 CommandLine CommandLineReader::read(const QStringList& arguments)
 {
-    if (!m_parser.parse(arguments))
-        fail(m_parser.errorText());
-    else if (m_parser.isSet(QStringLiteral("help")))
+    if (!m_parser.parse(arguments)) {
+        m_line.failure = m_parser.errorText();
+    } else if (isSet("help")) {
         m_line.information = m_parser.helpText();
-    else if (m_parser.isSet(QStringLiteral("version")))
+    } else if (isSet("version")) {
         m_line.information = QStringLiteral("zav_robot %1\n").arg(QCoreApplication::applicationVersion());
-    else
-        readAll();
+    } else {
+        const QString stray = m_parser.positionalArguments().value(0);
+        failIf(!m_parser.positionalArguments().isEmpty(),
+               QStringLiteral("unexpected argument '%1'").arg(stray));
+        for (const Option& option : m_options)
+            readNumber(option);
+        m_line.server.port = static_cast<quint16>(m_port);
+        readAddresses();
+        readReception();
+        readReplyAndLog();
+    }
     return m_line;
 }
 
-void CommandLineReader::readAll()
+void CommandLineReader::readNumber(const Option& option)
 {
-    if (!m_parser.positionalArguments().isEmpty())
-        fail(QStringLiteral("unexpected argument '%1'").arg(m_parser.positionalArguments().first()));
-    for (const NumberOption& number : m_numbers)
-        readNumber(number);
-    m_line.server.port = static_cast<quint16>(m_port);
-    readAddress();
-    readAllowedPeers();
-    readReception();
-    readReply();
-    m_line.logFile = m_parser.value(QStringLiteral("log"));
-    if (m_parser.isSet(QStringLiteral("log")) && m_line.logFile.isEmpty())
-        fail(QStringLiteral("--log needs the name of a file"));
-}
-
-void CommandLineReader::readNumber(const NumberOption& option)
-{
+    if (!option.number)
+        return;
+    const QString text = value(option.name);
     bool isNumber = false;
-    const int value = m_parser.value(option.name).toInt(&isNumber);
-    if (isNumber && value >= option.lowest && value <= option.highest)
-        *option.value = value;
-    else
-        fail(QStringLiteral("--%1 needs a number from %2 to %3, not '%4'")
-                 .arg(option.name)
-                 .arg(option.lowest)
-                 .arg(option.highest)
-                 .arg(m_parser.value(option.name)));
+    *option.number = text.toInt(&isNumber);
+    failIf(!isNumber || *option.number < option.lowest || *option.number > option.highest,
+           QStringLiteral("--%1 needs a number from %2 to %3, not '%4'")
+               .arg(QLatin1String(option.name), QString::number(option.lowest),
+                    QString::number(option.highest), text));
 }
 
-void CommandLineReader::readAddress()
+void CommandLineReader::readAddresses()
 {
-    const QString name = QStringLiteral("listen");
-    if (m_parser.isSet(name) && !m_line.server.address.setAddress(m_parser.value(name)))
-        fail(QStringLiteral("--listen needs a numeric address, not '%1'").arg(m_parser.value(name)));
-}
-
-void CommandLineReader::readAllowedPeers()
-{
-    for (const QString& value : m_parser.values(QStringLiteral("allow"))) {
-        const Subnet subnet = QHostAddress::parseSubnet(value);
-        if (subnet.first.isNull())
-            fail(QStringLiteral("--allow needs an address or a network, not '%1'").arg(value));
+    failIf(isSet("listen") && !m_line.server.address.setAddress(value("listen")),
+           QStringLiteral("--listen needs a numeric address, not '%1'").arg(value("listen")));
+    for (const QString& peer : m_parser.values(QStringLiteral("allow"))) {
+        const Subnet subnet = QHostAddress::parseSubnet(peer);
+        failIf(subnet.first.isNull(),
+               QStringLiteral("--allow needs an address or a network, not '%1'").arg(peer));
         m_line.server.allowedPeers.push_back(subnet);
     }
 }
@@ -162,32 +138,31 @@ void CommandLineReader::readAllowedPeers()
 void CommandLineReader::readReception()
 {
     int given = 0;
-    const auto read = [&](const QString& name, Reception reception) {
-        if (!m_parser.isSet(name))
+    const auto read = [&](const char* name, Reception reception) {
+        if (!isSet(name))
             return;
         ++given;
         m_line.server.reception = reception;
     };
-    read(QStringLiteral("refuse"), Reception::Refuse);
-    read(QStringLiteral("hang-up"), Reception::HangUp);
-    read(QStringLiteral("never-accept"), Reception::NeverAccept);
-    if (given > 1)
-        fail(QStringLiteral("--refuse, --hang-up and --never-accept exclude each other"));
+    read("refuse", Reception::Refuse);
+    read("hang-up", Reception::HangUp);
+    read("never-accept", Reception::NeverAccept);
+    failIf(given > 1, QStringLiteral("--refuse, --hang-up and --never-accept exclude each other"));
 }
 
-void CommandLineReader::readReply()
+void CommandLineReader::readReplyAndLog()
 {
-    m_line.server.silent = m_parser.isSet(QStringLiteral("silent"));
-    if (!m_parser.isSet(QStringLiteral("reply")))
-        return;
-    if (m_line.server.silent)
-        fail(QStringLiteral("--reply and --silent exclude each other"));
-    m_line.server.reply = m_parser.value(QStringLiteral("reply")).toUtf8();
+    m_line.server.silent = isSet("silent");
+    if (isSet("reply"))
+        m_line.server.reply = value("reply").toUtf8();
+    failIf(isSet("reply") && isSet("silent"), QStringLiteral("--reply and --silent exclude each other"));
+    m_line.logFile = value("log");
+    failIf(isSet("log") && m_line.logFile.isEmpty(), QStringLiteral("--log needs the name of a file"));
 }
 
-void CommandLineReader::fail(const QString& failure)
+void CommandLineReader::failIf(bool failed, const QString& failure)
 {
-    if (m_line.failure.isEmpty())
+    if (failed && m_line.failure.isEmpty())
         m_line.failure = failure;
 }
 

@@ -1,11 +1,18 @@
 #pragma once
 
-#include "robot_server/RobotServerOptions.h"
+#include "robot_server/RobotServer.h"
 
 #include <QString>
 #include <QStringList>
 
 namespace KOZAV::Robot {
+
+/// How the program ends.
+enum ExitCode : int {
+    EndedAsAskedFor = 0,
+    WriteFailure = 1, ///< a line could not be printed or logged
+    StartFailure = 2  ///< wrong option, port taken, log not to be opened, too few files
+};
 
 /// A command line taken apart.
 struct CommandLine

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "robot_server/RobotEvents.h"
+#include "robot_server/RobotServer.h"
 
 #include <QByteArray>
 #include <QFile>

@@ -1,7 +1,5 @@
 #include "robot_server/RobotConnection.h"
 
-#include "robot_server/PeerName.h"
-
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QTcpSocket>
@@ -34,43 +32,40 @@ QByteArray ownAnswer(const CheckedRequest& check)
 
 } // namespace
 
-RobotConnection::RobotConnection(QTcpSocket* socket, const RobotServerOptions& options, QObject* parent)
+RobotConnection::RobotConnection(QTcpSocket* socket, const QString& peer, const RobotServerOptions& options,
+                                 QObject* parent)
     : QObject(parent)
     , m_options(options)
     , m_socket(socket)
-    , m_peer(peerName(*socket))
+    , m_peer(peer)
     , m_splitter(options.json)
 {
     m_socket->setParent(this);
     m_socket->setReadBufferSize(packetBytes);
-    for (QTimer* timer : {&m_idleTimer, &m_documentTimer, &m_replyTimer})
-        timer->setSingleShot(true);
+    m_idleTimer.setSingleShot(true);
+    m_documentTimer.setSingleShot(true);
     connect(m_socket, &QTcpSocket::readyRead, this, &RobotConnection::readPacket);
     connect(m_socket, &QTcpSocket::bytesWritten, this, &RobotConnection::onBytesWritten);
     connect(m_socket, &QTcpSocket::disconnected, this, &RobotConnection::onDisconnected);
     connect(&m_idleTimer, &QTimer::timeout, this, &RobotConnection::idleTimeOut);
-    connect(&m_replyTimer, &QTimer::timeout, this, &RobotConnection::sendDueReplies);
     connect(&m_documentTimer, &QTimer::timeout, this, &RobotConnection::documentTimeOut);
     m_idleTimer.start(m_options.idleTimeoutMs);
 }
 
 void RobotConnection::readPacket()
 {
-    if (m_state != State::Open) {
+    if (m_state != State::Open)
         m_socket->readAll();
-        return;
-    }
-    if (isHeldUp())
-        return;
-    feed(m_socket->read(packetBytes));
-    takeDocuments();
+    else if (!isHeldUp())
+        takePacket(m_socket->read(packetBytes));
 }
 
-void RobotConnection::feed(const QByteArray& packet)
+void RobotConnection::takePacket(const QByteArray& packet)
 {
     const std::vector<SplitDocument> documents = m_splitter.feed(packet);
     m_documents.insert(m_documents.end(), documents.begin(), documents.end());
     restartTimers(!documents.empty());
+    takeDocuments();
 }
 
 // Where many answers are still to go out, documents wait, nothing more is read, and the peer's writing comes
@@ -165,22 +160,19 @@ void RobotConnection::answer(const CheckedRequest& check)
         m_socket->write(text);
         return;
     }
-    m_replies.push_back({text, QDeadlineTimer(m_options.replyDelayMs, Qt::PreciseTimer)});
-    if (!m_replyTimer.isActive())
-        m_replyTimer.start(m_options.replyDelayMs);
+    m_replies.push_back(text);
+    QTimer::singleShot(m_options.replyDelayMs, Qt::PreciseTimer, this, &RobotConnection::sendNextReply);
 }
 
-void RobotConnection::sendDueReplies()
+// Whichever of the timers it is, the reply in front is the one whose time has come.
+void RobotConnection::sendNextReply()
 {
-    while (!m_replies.empty() && m_replies.front().due.hasExpired()) {
-        const Reply reply = std::move(m_replies.front());
-        m_replies.pop_front();
-        m_socket->write(reply.text);
-        // The peer's time to read it begins now.
-        m_idleTimer.start(m_options.idleTimeoutMs);
-    }
-    if (!m_replies.empty())
-        m_replyTimer.start(static_cast<int>(m_replies.front().due.remainingTime()));
+    if (m_replies.empty())
+        return;
+    m_socket->write(m_replies.front());
+    m_replies.pop_front();
+    // The peer's time to read it begins now.
+    m_idleTimer.start(m_options.idleTimeoutMs);
     proceed();
 }
 
@@ -214,30 +206,23 @@ void RobotConnection::close()
 {
     m_state = State::Closing;
     m_replies.clear();
-    m_replyTimer.stop();
     m_documentTimer.stop();
     m_idleTimer.start(closingMs);
     m_socket->disconnectFromHost();
 }
 
 // What came before the end still counts; nobody is there to be answered.
-void RobotConnection::drain()
-{
-    m_replies.clear();
-    feed(m_socket->readAll());
-    takeDocuments();
-    if (m_splitter.insideDocument())
-        drop(QStringLiteral("the peer ended the connection inside a document"));
-}
-
 void RobotConnection::onDisconnected()
 {
-    if (m_state == State::Open)
-        drain();
+    m_replies.clear();
+    if (m_state == State::Open) {
+        takePacket(m_socket->readAll());
+        if (m_splitter.insideDocument())
+            drop(QStringLiteral("the peer ended the connection inside a document"));
+    }
     m_state = State::Closing;
     m_idleTimer.stop();
     m_documentTimer.stop();
-    m_replyTimer.stop();
     Q_EMIT closed();
 }
 

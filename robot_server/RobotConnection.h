@@ -1,11 +1,9 @@
 #pragma once
 
 #include "robot_server/JsonSplitter.h"
-#include "robot_server/RobotEvents.h"
-#include "robot_server/RobotServerOptions.h"
+#include "robot_server/RobotServer.h"
 
 #include <QByteArray>
-#include <QDeadlineTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -16,13 +14,15 @@ class QTcpSocket;
 namespace KOZAV::Robot {
 
 /// One peer: reads its documents and answers them, within the limits of the options. What it holds in memory
-/// is bounded whatever the peer sends and however little it reads.
+/// is bounded whatever the peer sends and however little it reads: while many answers wait nothing is read.
 class RobotConnection final : public QObject
 {
     Q_OBJECT
 public:
     /// Takes over a connected socket.
-    RobotConnection(QTcpSocket* socket, const RobotServerOptions& options, QObject* parent);
+    /// @param peer  the name by which events call the other side
+    RobotConnection(QTcpSocket* socket, const QString& peer, const RobotServerOptions& options,
+                    QObject* parent);
 
     /// Takes no more documents, answers those that it took, and closes.
     void finish();
@@ -36,14 +36,8 @@ Q_SIGNALS:
 private:
     enum class State { Open, Finishing, Closing };
 
-    struct Reply
-    {
-        QByteArray text;
-        QDeadlineTimer due;
-    };
-
     void readPacket();
-    void feed(const QByteArray& packet);
+    void takePacket(const QByteArray& packet);
     [[nodiscard]] bool isHeldUp() const;
     [[nodiscard]] bool isCongested() const;
     void takeDocuments();
@@ -54,11 +48,10 @@ private:
     void documentTimeOut();
     void onBytesWritten();
     void answer(const CheckedRequest& check);
-    void sendDueReplies();
+    void sendNextReply();
     void closeWhenAnswered();
     void drop(const QString& reason);
     void close();
-    void drain();
     void onDisconnected();
 
     const RobotServerOptions m_options;
@@ -66,10 +59,9 @@ private:
     const QString m_peer;
     JsonSplitter m_splitter;
     std::deque<SplitDocument> m_documents; ///< of the last packet, still to be taken
-    std::deque<Reply> m_replies;           ///< that wait for their time
+    std::deque<QByteArray> m_replies;      ///< that wait for their time
     QTimer m_idleTimer;                    ///< when closing: the time that is left to write what is pending
     QTimer m_documentTimer;
-    QTimer m_replyTimer;
     State m_state = State::Open;
 };
 

@@ -1,12 +1,48 @@
 #include "robot_server/RobotServer.h"
 
-#include "robot_server/OpenFileLimit.h"
-#include "robot_server/PeerName.h"
 #include "robot_server/RobotConnection.h"
 
 #include <algorithm>
+#include <limits>
+
+#ifdef Q_OS_UNIX
+#include <sys/resource.h>
+#endif
 
 namespace KOZAV::Robot {
+
+namespace {
+
+/// The peer's address; an IPv4 peer of a socket for both families has its IPv4 address.
+QHostAddress peerAddress(const QTcpSocket& socket)
+{
+    bool isIPv4 = false;
+    const quint32 address = socket.peerAddress().toIPv4Address(&isIPv4);
+    return isIPv4 ? QHostAddress(address) : socket.peerAddress();
+}
+
+QString peerName(const QTcpSocket& socket)
+{
+    const QHostAddress address = peerAddress(socket);
+    const bool isIPv6 = address.protocol() == QAbstractSocket::IPv6Protocol;
+    return (isIPv6 ? QStringLiteral("[%1]:%2") : QStringLiteral("%1:%2"))
+        .arg(address.toString())
+        .arg(socket.peerPort());
+}
+
+/// How many files and sockets this process may have open at a time.
+int openFileLimit()
+{
+    constexpr int most = std::numeric_limits<int>::max();
+#ifdef Q_OS_UNIX
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0)
+        return static_cast<int>(std::min<rlim_t>(limit.rlim_cur, most));
+#endif
+    return most;
+}
+
+} // namespace
 
 RobotServer::RobotServer(QObject* parent)
     : QObject(parent)
@@ -69,15 +105,15 @@ void RobotServer::acceptPending()
 
 void RobotServer::admit(QTcpSocket* socket)
 {
+    const QString peer = peerName(*socket);
     const QString reason = whyNotAdmitted(*socket);
     if (!reason.isEmpty()) {
-        const QString peer = peerName(*socket);
         socket->abort();
         socket->deleteLater();
         Q_EMIT connectionDropped({QDateTime::currentDateTimeUtc(), peer, reason});
         return;
     }
-    auto* const connection = new RobotConnection(socket, m_options, this);
+    auto* const connection = new RobotConnection(socket, peer, m_options, this);
     m_connections.push_back(connection);
     connect(connection, &RobotConnection::requestReceived, this, &RobotServer::onRequest);
     connect(connection, &RobotConnection::dropped, this, &RobotServer::connectionDropped);

@@ -1,19 +1,75 @@
 #pragma once
 
-#include "robot_server/RobotEvents.h"
-#include "robot_server/RobotServerOptions.h"
+#include "robot/RobotRequest.h"
+#include "robot_server/JsonSplitter.h"
 
+#include <QByteArray>
+#include <QDateTime>
+#include <QHostAddress>
+#include <QJsonDocument>
+#include <QMetaType>
 #include <QObject>
+#include <QPair>
 #include <QString>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <optional>
 #include <vector>
 
 namespace KOZAV::Robot {
 
 class RobotConnection;
+
+/// An address with the length of its network's prefix, as QHostAddress::parseSubnet() gives it.
+using Subnet = QPair<QHostAddress, int>;
+
+/// What the server does with those who connect.
+enum class Reception {
+    Serve,
+    Refuse,     ///< holds the port without listening on it: a connection is refused
+    HangUp,     ///< accepts a connection and closes it at once
+    NeverAccept ///< listens and accepts nobody: a connection stands, and nothing is read from it
+};
+
+struct RobotServerOptions
+{
+    QHostAddress address{QHostAddress::LocalHost};
+    quint16 port = 0;                 ///< 0: any free one
+    std::vector<Subnet> allowedPeers; ///< empty: whoever can reach the address
+    Reception reception = Reception::Serve;
+
+    /// Sent as it stands after each document; without one the server's own answer.
+    std::optional<QByteArray> reply;
+    bool silent = false;  ///< reads and never answers
+    int replyDelayMs = 0; ///< from a document to its answer
+    int maxRequests = 0;  ///< documents to take before ending; 0: no end
+
+    int maxConnections = 32;
+    JsonLimits json;
+    /// Without a byte of a document; longer than a person pauses between requests.
+    int idleTimeoutMs = 300'000;
+    int documentTimeoutMs = 10'000; ///< from a document's first byte to its last
+};
+
+/// A document that has come, whether it is a request or not.
+struct ReceivedRequest
+{
+    QDateTime time; ///< UTC
+    QString peer;   ///< address:port
+    int bytes = 0;  ///< the document's length in the stream
+    QJsonDocument document;
+    CheckedRequest check;
+};
+
+/// A connection that the server did not take or did not keep, or that ended inside a document.
+struct DroppedConnection
+{
+    QDateTime time; ///< UTC
+    QString peer;   ///< address:port
+    QString reason;
+};
 
 /// The CAM robot's stand-in: takes the requests of any number of peers up to the limit, and processes no job.
 /// Lives in the thread of its event loop and never blocks it.
@@ -65,3 +121,6 @@ private:
 };
 
 } // namespace KOZAV::Robot
+
+Q_DECLARE_METATYPE(KOZAV::Robot::ReceivedRequest)
+Q_DECLARE_METATYPE(KOZAV::Robot::DroppedConnection)

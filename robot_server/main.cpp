@@ -1,66 +1,88 @@
 #include "robot_server/CommandLine.h"
 #include "robot_server/RequestLog.h"
 #include "robot_server/RobotServer.h"
-#include "robot_server/StopSignals.h"
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QSocketNotifier>
 
+#include <csignal>
 #include <cstdio>
+
+#ifdef Q_OS_LINUX
+#include <sys/signalfd.h>
+#endif
 
 namespace {
 
-constexpr int writeFailure = 1;
-constexpr int startFailure = 2;
+using namespace KOZAV::Robot;
 
-int complain(const QString& failure, int exitCode)
+/// From now on SIGINT and SIGTERM end the event loop. Where they cannot be waited for they keep their default
+/// effect, which ends the program too.
+void quitOnStopSignals(QObject* parent)
+{
+#ifdef Q_OS_LINUX
+    sigset_t stopSignals;
+    ::sigemptyset(&stopSignals);
+    ::sigaddset(&stopSignals, SIGINT);
+    ::sigaddset(&stopSignals, SIGTERM);
+    const int descriptor = ::signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (descriptor < 0 || ::pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr) != 0)
+        return;
+    auto* const notifier = new QSocketNotifier(descriptor, QSocketNotifier::Read, parent);
+    QObject::connect(notifier, &QSocketNotifier::activated, parent, [] { QCoreApplication::quit(); });
+#else
+    Q_UNUSED(parent)
+#endif
+}
+
+int complain(const QString& failure, ExitCode exitCode)
 {
     std::fprintf(stderr, "zav_robot: %s\n", failure.toUtf8().constData());
     return exitCode;
 }
 
-int serve(const KOZAV::Robot::CommandLine& line, QFile& out)
+int print(QFile& out, const QByteArray& text)
 {
-    KOZAV::Robot::RequestLog log(out);
-    if (!line.logFile.isEmpty() && !log.openFile(line.logFile))
-        return complain(log.errorString(), startFailure);
+    const bool printed = out.write(text) == text.size() && out.flush();
+    return printed ? EndedAsAskedFor : complain(out.errorString(), WriteFailure);
+}
 
-    KOZAV::Robot::RobotServer server;
+int serve(const CommandLine& line, QFile& out)
+{
+    RequestLog log(out);
+    if (!line.logFile.isEmpty() && !log.openFile(line.logFile))
+        return complain(log.errorString(), StartFailure);
+
+    RobotServer server;
     const auto write = [&log](const auto& event) {
         if (!log.write(event))
-            QCoreApplication::exit(complain(log.errorString(), writeFailure));
+            QCoreApplication::exit(complain(log.errorString(), WriteFailure));
     };
-    using KOZAV::Robot::RobotServer;
     QObject::connect(&server, &RobotServer::requestReceived, &server, write);
     QObject::connect(&server, &RobotServer::connectionDropped, &server, write);
     QObject::connect(&server, &RobotServer::finished, &server, [] { QCoreApplication::quit(); });
-    const KOZAV::Robot::StopSignals stopSignals;
-    QObject::connect(&stopSignals, &KOZAV::Robot::StopSignals::stopRequested, &server,
-                     [] { QCoreApplication::quit(); });
+    quitOnStopSignals(&server);
 
     const quint16 port = server.start(line.server);
     if (port == 0)
-        return complain(server.errorString(), startFailure);
-    if (out.write(QByteArray::number(port) + '\n') < 0 || !out.flush())
-        return complain(out.errorString(), writeFailure);
-    return QCoreApplication::exec();
+        return complain(server.errorString(), StartFailure);
+    const int failure = print(out, QByteArray::number(port) + '\n');
+    return failure != EndedAsAskedFor ? failure : QCoreApplication::exec();
 }
 
 } // namespace
 
-// Exit code: 0 ended as asked for, 1 a line could not be written, 2 not started.
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_ROBOT_VERSION));
-    const KOZAV::Robot::CommandLine line = KOZAV::Robot::parseCommandLine(QCoreApplication::arguments());
+    const CommandLine line = parseCommandLine(QCoreApplication::arguments());
     if (!line.failure.isEmpty())
-        return complain(line.failure, startFailure);
+        return complain(line.failure, StartFailure);
 
     QFile out;
     if (!out.open(stdout, QIODevice::WriteOnly))
-        return complain(out.errorString(), writeFailure);
-    if (!line.information.isEmpty())
-        return out.write(line.information.toUtf8()) < 0 ? complain(out.errorString(), writeFailure) : 0;
-    return serve(line, out);
+        return complain(out.errorString(), WriteFailure);
+    return line.information.isEmpty() ? serve(line, out) : print(out, line.information.toUtf8());
 }

@@ -10,8 +10,10 @@ constexpr int waitMs = 20'000;
 
 } // namespace
 
-RobotProgram::RobotProgram(const QStringList& arguments, int openFiles)
+RobotProgram::RobotProgram(const QStringList& arguments, int openFiles, const QString& outputFile)
 {
+    if (!outputFile.isEmpty())
+        m_process.setStandardOutputFile(outputFile, QIODevice::Append);
     const QString program = QStringLiteral(ZAV_ROBOT_PROGRAM);
     const QString limited = QStringLiteral("ulimit -n %1 && exec \"$0\" \"$@\"").arg(openFiles);
     if (openFiles > 0)

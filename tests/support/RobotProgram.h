@@ -10,8 +10,9 @@ namespace KOZAV::Test {
 class RobotProgram final
 {
 public:
-    /// @param openFiles  limit of the program's open files; 0: the usual one
-    explicit RobotProgram(const QStringList& arguments, int openFiles = 0);
+    /// @param openFiles   limit of the program's open files; 0: the usual one
+    /// @param outputFile  where the program prints to; empty: to output() and what reads that
+    explicit RobotProgram(const QStringList& arguments, int openFiles = 0, const QString& outputFile = {});
     /// Ends a program that still runs.
     ~RobotProgram();
     RobotProgram(const RobotProgram&) = delete;

@@ -16,7 +16,9 @@ private Q_SLOTS:
     void receptions();
     void failures_data();
     void failures();
+    void helpNamesEveryOptionAndDefault_data();
     void helpNamesEveryOptionAndDefault();
+    void version_data();
     void version();
 };
 
@@ -100,6 +102,7 @@ void RobotCommandLineTest::failures_data()
     };
     row("start", "unexpected argument 'start'");
     row("--nosuch", "Unknown option 'nosuch'.");
+    row("--help-all", "Unknown option 'help-all'.");
     row("--port", "Missing value after '--port'.");
     row("--port 65536", "--port needs a number from 0 to 65535, not '65536'");
     row("--port -1", "--port needs a number from 0 to 65535, not '-1'");
@@ -126,22 +129,39 @@ void RobotCommandLineTest::failures()
     QCOMPARE(parse(arguments).failure, failure);
 }
 
+void RobotCommandLineTest::helpNamesEveryOptionAndDefault_data()
+{
+    QTest::addColumn<QString>("arguments");
+    for (const char* arguments : {"-h", "--help", "--port 80 --help", "--port x -h"})
+        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+}
+
 void RobotCommandLineTest::helpNamesEveryOptionAndDefault()
 {
-    const CommandLine line = parse(QStringLiteral("--help"));
+    QFETCH(QString, arguments);
+    const CommandLine line = parse(arguments);
     QCOMPARE(line.failure, QString());
     const QString help = line.information.simplified();
     for (const char* text :
          {"--port <N>", "--listen <ADDRESS>", "--allow <ADDRESS[/BITS]>", "--log <FILE>", "--reply <TEXT>",
           "--silent", "--delay <MS>", "--refuse", "--hang-up", "--never-accept", "--max-requests <N>",
-          "Default: 127.0.0.1.", "Default: 32.", "Default: 1048576.", "Default: 300000.", "Default: 10000."})
+          "-h, --help", "-v, --version", "Default: 127.0.0.1.", "Default: 32.", "Default: 1048576.",
+          "Default: 300000.", "Default: 10000."})
         QVERIFY2(help.contains(QLatin1String(text)), text);
+}
+
+void RobotCommandLineTest::version_data()
+{
+    QTest::addColumn<QString>("argument");
+    QTest::newRow("-v") << QStringLiteral("-v");
+    QTest::newRow("--version") << QStringLiteral("--version");
 }
 
 void RobotCommandLineTest::version()
 {
+    QFETCH(QString, argument);
     QCoreApplication::setApplicationVersion(QStringLiteral("1.2.3"));
-    QCOMPARE(parse(QStringLiteral("--version")).information, QStringLiteral("zav_robot 1.2.3\n"));
+    QCOMPARE(parse(argument).information, QStringLiteral("zav_robot 1.2.3\n"));
 }
 
 QTEST_GUILESS_MAIN(RobotCommandLineTest)

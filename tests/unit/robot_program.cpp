@@ -39,7 +39,10 @@ private Q_SLOTS:
     void tooFewFilesAreAFailure();
     void filesNeverRunOut();
     void wrongOptionIsAFailure();
+    void helpAndVersion_data();
     void helpAndVersion();
+    void outputThatIsFull_data();
+    void outputThatIsFull();
 };
 
 namespace {
@@ -272,14 +275,43 @@ void RobotProgramTest::wrongOptionIsAFailure()
              QByteArray("zav_robot: --port needs a number from 0 to 65535, not 'many'\n"));
 }
 
+void RobotProgramTest::helpAndVersion_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::addColumn<QByteArray>("printed");
+    QTest::newRow("-h") << QStringLiteral("-h") << QByteArray("--max-requests <N>");
+    QTest::newRow("--help") << QStringLiteral("--help") << QByteArray("--max-requests <N>");
+    QTest::newRow("-v") << QStringLiteral("-v") << QByteArray("zav_robot ");
+    QTest::newRow("--version") << QStringLiteral("--version") << QByteArray("zav_robot ");
+}
+
 void RobotProgramTest::helpAndVersion()
 {
-    RobotProgram help({QStringLiteral("--help")});
-    QCOMPARE(help.exitCode(), 0);
-    QVERIFY(help.output().contains("--max-requests <N>"));
-    RobotProgram version({QStringLiteral("--version")});
-    QCOMPARE(version.exitCode(), 0);
-    QVERIFY(version.output().startsWith("zav_robot "));
+    QFETCH(QString, option);
+    QFETCH(QByteArray, printed);
+    RobotProgram program({option});
+    QCOMPARE(program.exitCode(), 0);
+    QVERIFY2(program.output().contains(printed), program.output().constData());
+    QCOMPARE(program.complaint(), QByteArray());
+}
+
+void RobotProgramTest::outputThatIsFull_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("port") << QStringList();
+    QTest::newRow("help") << QStringList(QStringLiteral("--help"));
+    QTest::newRow("version") << QStringList(QStringLiteral("--version"));
+}
+
+void RobotProgramTest::outputThatIsFull()
+{
+    const QString full = QStringLiteral("/dev/full");
+    if (!QFile::exists(full))
+        QSKIP("This system has no /dev/full");
+    QFETCH(QStringList, arguments);
+    RobotProgram program(arguments, 0, full);
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(program.complaint(), QByteArray("zav_robot: No space left on device\n"));
 }
 
 QTEST_GUILESS_MAIN(RobotProgramTest)

@@ -1,5 +1,4 @@
 #include "robot/RobotRequest.h"
-#include "robot/RobotRequestCheck.h"
 
 #include <QJsonDocument>
 #include <QTest>
