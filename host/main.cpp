@@ -1,6 +1,7 @@
 // zav_client: both panels in one window, on the site that the configuration names.
 
 #include "host/BatchRun.h"
+#include "host/CommandLine.h"
 #include "host/EmbeddedRobot.h"
 #include "host/ImportRun.h"
 #include "host/MainWindow.h"
@@ -9,104 +10,43 @@
 #include "host/Theme.h"
 
 #include <QApplication>
-#include <QCommandLineParser>
 #include <QDir>
-#include <QFileInfo>
 #include <QMessageBox>
 #include <QTemporaryDir>
 #include <QTextStream>
-
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
 
 using namespace KOZAV::Host;
 
-constexpr int notStarted = 2;
-
-struct Options
+/// What must be settled before there is a QApplication.
+void prepareUnattended(const CommandLine& line)
 {
-    QString configuration;
-    QString batchDirectory;
-    QString importJob;
-    int mode = -1;
-    QString screenshots;
-    bool robot = false;
-    [[nodiscard]] bool unattended() const { return !batchDirectory.isEmpty() || !importJob.isEmpty(); }
-};
-
-QString absolute(const QString& path)
-{
-    return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
+    // Nobody looks on, and there may be no display.
+    if (!line.platformChosen && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    // The panels' dialogs are answered, which is possible only where they are Qt's own.
+    QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
 }
 
-QCommandLineOption valueOption(const char* name, const char* description, const char* valueName)
+int runUnattended(MainWindow& window, SiteAccess& site, const CommandLine& line, QTextStream& out)
 {
-    return {QString::fromLatin1(name), QString::fromLatin1(description), QString::fromLatin1(valueName)};
-}
-
-Options readOptions(const QApplication& application)
-{
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Desktop client: imports jobs, lists and opens them."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const auto configuration = valueOption("config", "Configuration file.", "FILE");
-    const auto batch =
-        valueOption("batch",
-                    "Import a batch directory through the panel, print what became of every entry, and "
-                    "end. Exit code: 0 all imported, 1 not all, 2 not started.",
-                    "DIR");
-    const auto importJob =
-        valueOption("import",
-                    "Import a waiting job through the job list panel and send it to the robot, and "
-                    "end. Exit code: 0 sent, 1 not sent, 2 not started.",
-                    "JOB");
-    const auto mode = valueOption("mode", "With --import: the panel's mode (default -1).", "N");
-    const auto screenshots =
-        valueOption("screenshots", "With --batch or --import: write pictures of the window to DIR.", "DIR");
-    const QCommandLineOption robot(
-        QStringLiteral("robot"),
-        QStringLiteral("Start a stand-in of the CAM robot inside, where the configuration "
-                       "says that the robot is."));
-    parser.addOptions({configuration, batch, importJob, mode, screenshots, robot});
-    parser.process(application);
-
-    Options options;
-    options.configuration = absolute(parser.value(configuration));
-    options.batchDirectory = absolute(parser.value(batch));
-    options.importJob = parser.value(importJob);
-    options.screenshots = absolute(parser.value(screenshots));
-    options.robot = parser.isSet(robot);
-    bool isNumber = true;
-    if (parser.isSet(mode))
-        options.mode = parser.value(mode).toInt(&isNumber);
-    if (!isNumber) {
-        QTextStream(stderr) << "zav_client: --mode takes a whole number\n";
-        std::exit(notStarted);
-    }
-    return options;
-}
-
-int runUnattended(MainWindow& window, SiteAccess& site, const Options& options, QTextStream& out)
-{
-    if (!options.screenshots.isEmpty() && !QDir().mkpath(options.screenshots)) {
-        out << "error: the directory " << options.screenshots << " cannot be made\n";
+    if (!line.screenshots.isEmpty() && !QDir().mkpath(line.screenshots)) {
+        out << "error: the directory " << line.screenshots << " cannot be made\n";
         return notStarted;
     }
     window.show();
     QApplication::processEvents();
-    if (!options.batchDirectory.isEmpty())
-        return BatchRun(window, site, options.batchDirectory, options.screenshots, out).run();
-    return ImportRun(window, site, options.importJob, options.mode, options.screenshots, out).run();
+    if (line.task == CommandLine::Task::ImportBatch)
+        return BatchRun(window, site, line.batchDirectory, line.screenshots, out).run();
+    return ImportRun(window, site, line.importJob, line.mode, line.screenshots, out).run();
 }
 
-int refuse(const QString& reason, const Options& options, QTextStream& out)
+int refuse(const QString& reason, const CommandLine& line, QTextStream& out)
 {
     out << "error: " << reason << '\n';
     out.flush();
-    if (!options.unattended()) {
+    if (!line.unattended()) {
         QMessageBox box(QMessageBox::Critical, QStringLiteral("料号数据管理"), reason);
         box.setTextFormat(Qt::PlainText);
         box.exec();
@@ -118,16 +58,13 @@ int refuse(const QString& reason, const Options& options, QTextStream& out)
 
 int main(int argc, char* argv[])
 {
-    // An unattended run answers the panels' dialogs, which it can only where they are Qt's own.
-    for (int i = 1; i < argc; ++i) {
-        if (QByteArray(argv[i]).startsWith("--batch"))
-            QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-    }
+    QCoreApplication::setApplicationName(QStringLiteral("zav_client"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_VERSION));
+    const CommandLine line = readCommandLine(argc, argv);
+    if (line.unattended())
+        prepareUnattended(line);
     QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("zav_client"));
-    QApplication::setApplicationVersion(QStringLiteral(ZAV_VERSION));
     applyTheme(application);
-    const Options options = readOptions(application);
     QTextStream out(stdout);
     out.setCodec("UTF-8");
 
@@ -136,21 +73,21 @@ int main(int argc, char* argv[])
     const QTemporaryDir emptyDirectory;
     QDir::setCurrent(emptyDirectory.path());
 
-    SiteAccess site(options.configuration);
+    SiteAccess site(line.configuration);
     if (const QString failure = site.open(); !failure.isEmpty())
-        return refuse(failure, options, out);
+        return refuse(failure, line, out);
     ServiceLog log;
     EmbeddedRobot robot;
     QObject::connect(&robot, &EmbeddedRobot::requestReceived, &log,
                      [&log](const QString& text) { log.add(QtInfoMsg, QStringLiteral("robot"), text); });
-    if (options.robot) {
+    if (line.robot) {
         if (const QString failure = robot.start(); !failure.isEmpty())
-            return refuse(failure, options, out);
+            return refuse(failure, line, out);
     }
 
     MainWindow window(site, log);
-    if (options.unattended())
-        return runUnattended(window, site, options, out);
+    if (line.unattended())
+        return runUnattended(window, site, line, out);
     window.rememberState();
     window.watchRobot();
     window.show();

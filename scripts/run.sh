@@ -13,7 +13,7 @@ bin=$root/build/release/bin
 config=$run/site/zav.ini
 
 say() { printf '\n== %s\n' "$*"; }
-client() { QT_QPA_PLATFORM=offscreen "$bin/zav_client" --config "$config" --screenshots "$run/pictures" "$@"; }
+client() { "$bin/zav_client" --config "$config" --screenshots "$run/pictures" "$@"; }
 
 say "Setting up"
 scripts/setup.sh build

@@ -1,10 +1,10 @@
 // The client's batch run, as a script starts it.
 
+#include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
 
 #include <QDir>
 #include <QImage>
-#include <QProcess>
 #include <QTest>
 
 #include <algorithm>
@@ -15,21 +15,9 @@ using namespace KOZAV::Test;
 
 namespace {
 
-struct ClientRun
+ClientRun runClientOn(const FreshSite& site, const QStringList& arguments)
 {
-    int exitCode = -1;
-    QString output;
-};
-
-ClientRun runClient(const FreshSite& site, const QStringList& arguments)
-{
-    QProcess client;
-    client.setProcessChannelMode(QProcess::MergedChannels);
-    client.start(QStringLiteral(ZAV_CLIENT),
-                 QStringList({QStringLiteral("--config"), site.configuration()}) + arguments);
-    if (!client.waitForFinished(120000))
-        qFatal("the client did not end");
-    return {client.exitCode(), QString::fromUtf8(client.readAllStandardOutput())};
+    return runClient(QStringList({QStringLiteral("--config"), site.configuration()}) + arguments);
 }
 
 void writeFile(const QString& path, const QByteArray& content)
@@ -61,10 +49,11 @@ void ClientBatch::allImportedEndsWithZero()
     writeFile(site.path(QStringLiteral("batch/甲公司/one.tgz")), "one");
     writeFile(site.path(QStringLiteral("batch/甲公司/two/file")), "two");
 
-    const ClientRun client = runClient(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch"))});
-    QVERIFY2(client.exitCode == 0, qPrintable(client.output));
+    const ClientRun client =
+        runClientOn(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch"))});
+    QVERIFY2(client.exitCode == 0, client.everything().constData());
     QVERIFY2(client.output.contains(QStringLiteral("message: Information: 原始数据导入完成")),
-             qPrintable(client.output));
+             client.everything().constData());
     QVERIFY(client.output.contains(QStringLiteral("message: Information: 当前批号：1")));
     QVERIFY(client.output.contains(QStringLiteral("progress: 1 of 1 companies, 2 jobs imported")));
     QVERIFY(client.output.contains(QStringLiteral("Imported: 2")));
@@ -94,10 +83,10 @@ void ClientBatch::everyEntryThatIsNotImportedIsToldWithItsReason()
                      QFile::encodeName(batch + QStringLiteral("/甲/")).append("caf\xe9.tgz").constData()) ==
             0);
 
-    const ClientRun client = runClient(site, {QStringLiteral("--batch"), batch});
-    QVERIFY2(client.exitCode == 1, qPrintable(client.output));
-    QVERIFY2(client.output.contains(QStringLiteral("Imported: 1")), qPrintable(client.output));
-    QVERIFY2(client.output.contains(QStringLiteral("Not imported: 7")), qPrintable(client.output));
+    const ClientRun client = runClientOn(site, {QStringLiteral("--batch"), batch});
+    QVERIFY2(client.exitCode == 1, client.everything().constData());
+    QVERIFY2(client.output.contains(QStringLiteral("Imported: 1")), client.everything().constData());
+    QVERIFY2(client.output.contains(QStringLiteral("Not imported: 7")), client.everything().constData());
     const QMap<QString, QString> reasons{
         {QStringLiteral("upper.ZIP"), QStringLiteral("not a job archive")},
         {QStringLiteral("notes.txt"), QStringLiteral("not a job archive")},
@@ -124,9 +113,9 @@ void ClientBatch::picturesOfTheWindow()
     writeFile(site.path(QStringLiteral("batch/甲/good.tgz")), "good");
     const QString pictures = site.path(QStringLiteral("pictures"));
 
-    const ClientRun client = runClient(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch")),
-                                              QStringLiteral("--screenshots"), pictures});
-    QVERIFY2(client.exitCode == 0, qPrintable(client.output));
+    const ClientRun client = runClientOn(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch")),
+                                                QStringLiteral("--screenshots"), pictures});
+    QVERIFY2(client.exitCode == 0, client.everything().constData());
     QImage idle(pictures + QStringLiteral("/panel-idle.png"));
     QImage running(pictures + QStringLiteral("/panel-running.png"));
     QImage done(pictures + QStringLiteral("/panel-done.png"));
@@ -139,9 +128,9 @@ void ClientBatch::notADirectory()
 {
     const FreshSite site;
     const ClientRun client =
-        runClient(site, {QStringLiteral("--batch"), site.path(QStringLiteral("absent"))});
+        runClientOn(site, {QStringLiteral("--batch"), site.path(QStringLiteral("absent"))});
     QCOMPARE(client.exitCode, 2);
-    QVERIFY2(client.output.contains(QStringLiteral("is not a directory")), qPrintable(client.output));
+    QVERIFY2(client.output.contains(QStringLiteral("is not a directory")), client.everything().constData());
 }
 
 void ClientBatch::brokenConfiguration()
@@ -155,9 +144,9 @@ void ClientBatch::brokenConfiguration()
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     QCOMPARE(file.write(text), qint64(text.size()));
     file.close();
-    const ClientRun client = runClient(site, {QStringLiteral("--batch"), site.path(QString())});
+    const ClientRun client = runClientOn(site, {QStringLiteral("--batch"), site.path(QString())});
     QCOMPARE(client.exitCode, 2);
-    QVERIFY2(client.output.contains(QStringLiteral("many")), qPrintable(client.output));
+    QVERIFY2(client.output.contains(QStringLiteral("many")), client.everything().constData());
 }
 
 QTEST_MAIN(ClientBatch)

@@ -1,12 +1,12 @@
 // The client's import of one waiting job, as a script starts it.
 
 #include "samples/JobGenerator.h"
+#include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
 #include "tests/support/RobotPeer.h"
 
 #include <QDir>
-#include <QProcess>
 #include <QTest>
 
 using namespace KOZAV;
@@ -36,16 +36,11 @@ public:
     /// @return the exit code
     int runClient(const QStringList& arguments)
     {
-        QProcess client;
-        client.setProcessChannelMode(QProcess::MergedChannels);
-        client.start(
-            QStringLiteral(ZAV_CLIENT),
+        const ClientRun client = Test::runClient(
             QStringList({QStringLiteral("--config"), site.configuration(), QStringLiteral("--import")}) +
-                arguments);
-        if (!client.waitForFinished(120000))
-            qFatal("the client did not end");
-        output = QString::fromUtf8(client.readAllStandardOutput());
-        return client.exitCode();
+            arguments);
+        output = client.output + client.errors;
+        return client.exitCode;
     }
 
     FreshSite site;

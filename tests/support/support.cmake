@@ -13,6 +13,13 @@ if(ZAV_BUILD_PANELS)
   set_target_properties(zav_ui_test_support PROPERTIES AUTOMOC ON)
   target_link_libraries(zav_ui_test_support PUBLIC Qt5::Widgets Qt5::Network Qt5::Test)
 
+  # The client as a program.
+  add_library(zav_client_test_support STATIC ClientProgram.cpp)
+  zav_compile_options(zav_client_test_support)
+  target_compile_definitions(zav_client_test_support PRIVATE "ZAV_CLIENT=\"$<TARGET_FILE:zav_client>\"")
+  target_link_libraries(zav_client_test_support PUBLIC Qt5::Core)
+  add_dependencies(zav_client_test_support zav_client)
+
   # The file import panel over the double. Whoever links this links zav_import_objects too.
   add_library(zav_panel_test_support STATIC PanelHarness.cpp PanelView.cpp)
   zav_compile_options(zav_panel_test_support)

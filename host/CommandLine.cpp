@@ -1,0 +1,167 @@
+#include "host/CommandLine.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QTextStream>
+
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace KOZAV::Host {
+
+namespace {
+
+/// Options that QApplication takes off the command line for itself, with a value ...
+constexpr const char* qtOptions[] = {"platform",
+                                     "platformpluginpath",
+                                     "platformtheme",
+                                     "plugin",
+                                     "qwindowgeometry",
+                                     "geometry",
+                                     "qwindowicon",
+                                     "icon",
+                                     "qwindowtitle",
+                                     "title",
+                                     "session",
+                                     "style",
+                                     "stylesheet",
+                                     "display",
+                                     "name"};
+/// ... and without one.
+constexpr const char* qtFlags[] = {"reverse", "testability", "widgetcount", "nograb", "dograb"};
+
+QCommandLineOption flag(const char* name, const char* description)
+{
+    return {QString::fromLatin1(name), QString::fromLatin1(description)};
+}
+
+QCommandLineOption valueOption(const char* name, const char* description, const char* valueName)
+{
+    return {QString::fromLatin1(name), QString::fromLatin1(description), QString::fromLatin1(valueName)};
+}
+
+QString absolute(const QString& path)
+{
+    return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
+}
+
+class Reader final
+{
+public:
+    Reader();
+    CommandLine read(const QStringList& arguments);
+
+private:
+    void addQtOptions();
+    /// Why the parsed line cannot be followed; empty where it can.
+    [[nodiscard]] QString refusal() const;
+    [[noreturn]] static void refuse(const QString& reason);
+
+    QCommandLineParser m_parser;
+    QCommandLineOption m_help = {{QStringLiteral("h"), QStringLiteral("help")},
+                                 QStringLiteral("Displays help on commandline options.")};
+    QCommandLineOption m_version = {{QStringLiteral("v"), QStringLiteral("version")},
+                                    QStringLiteral("Displays version information.")};
+    QCommandLineOption m_configuration = valueOption("config", "Configuration file.", "FILE");
+    QCommandLineOption m_batch =
+        valueOption("batch",
+                    "Import a batch directory through the panel, print what became of every entry, and "
+                    "end. Exit code: 0 all imported, 1 not all, 2 not started.",
+                    "DIR");
+    QCommandLineOption m_importJob =
+        valueOption("import",
+                    "Import a waiting job through the job list panel and send it to the robot, and "
+                    "end. Exit code: 0 sent, 1 not sent, 2 not started.",
+                    "JOB");
+    QCommandLineOption m_mode = valueOption("mode", "With --import: the panel's mode (default -1).", "N");
+    QCommandLineOption m_screenshots =
+        valueOption("screenshots", "With --batch or --import: write pictures of the window to DIR.", "DIR");
+    QCommandLineOption m_robot = flag("robot", "Start a stand-in of the CAM robot inside, where the "
+                                               "configuration says that the robot is.");
+};
+
+Reader::Reader()
+{
+    m_parser.setApplicationDescription(
+        QStringLiteral("Desktop client: imports jobs, lists and opens them.\n"
+                       "--batch and --import show no window and need no display, unless QT_QPA_PLATFORM or\n"
+                       "-platform says where. Qt's own options, such as -style, are taken too."));
+    // Qt's own options have one dash and many letters.
+    m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    m_parser.addOptions(
+        {m_help, m_version, m_configuration, m_batch, m_importJob, m_mode, m_screenshots, m_robot});
+    addQtOptions();
+}
+
+void Reader::addQtOptions()
+{
+    const auto add = [this](QCommandLineOption option) {
+        option.setFlags(QCommandLineOption::HiddenFromHelp);
+        m_parser.addOption(option);
+    };
+    for (const char* const name : qtOptions)
+        add(valueOption(name, "", "VALUE"));
+    for (const char* const name : qtFlags)
+        add(flag(name, ""));
+}
+
+CommandLine Reader::read(const QStringList& arguments)
+{
+    if (!m_parser.parse(arguments))
+        refuse(m_parser.errorText());
+    if (m_parser.isSet(m_help))
+        m_parser.showHelp();
+    if (m_parser.isSet(m_version))
+        m_parser.showVersion();
+    if (const QString reason = refusal(); !reason.isEmpty())
+        refuse(reason);
+
+    CommandLine line;
+    if (m_parser.isSet(m_batch))
+        line.task = CommandLine::Task::ImportBatch;
+    else if (m_parser.isSet(m_importJob))
+        line.task = CommandLine::Task::ImportJob;
+    line.configuration = absolute(m_parser.value(m_configuration));
+    line.batchDirectory = absolute(m_parser.value(m_batch));
+    line.importJob = m_parser.value(m_importJob);
+    if (m_parser.isSet(m_mode))
+        line.mode = m_parser.value(m_mode).toInt();
+    line.screenshots = absolute(m_parser.value(m_screenshots));
+    line.robot = m_parser.isSet(m_robot);
+    line.platformChosen = m_parser.isSet(QStringLiteral("platform"));
+    return line;
+}
+
+QString Reader::refusal() const
+{
+    if (const QStringList stray = m_parser.positionalArguments(); !stray.isEmpty())
+        return QStringLiteral("\"%1\" is not an option").arg(stray.first());
+    if (m_parser.isSet(m_batch) && m_parser.isSet(m_importJob))
+        return QStringLiteral("--batch and --import exclude each other");
+    if (m_parser.isSet(m_mode) && !m_parser.isSet(m_importJob))
+        return QStringLiteral("--mode goes with --import");
+    bool isNumber = true;
+    if (m_parser.isSet(m_mode))
+        (void)m_parser.value(m_mode).toInt(&isNumber);
+    return isNumber ? QString() : QStringLiteral("--mode takes a whole number");
+}
+
+void Reader::refuse(const QString& reason)
+{
+    QTextStream(stderr) << "zav_client: " << reason << '\n';
+    std::exit(notStarted);
+}
+
+} // namespace
+
+CommandLine readCommandLine(int argc, char** argv)
+{
+    // Decodes the arguments, and gives the parser the program's name. It may change what it is given.
+    std::vector<char*> arguments(argv, argv + argc + 1);
+    const QCoreApplication reading(argc, arguments.data());
+    return Reader().read(QCoreApplication::arguments());
+}
+
+} // namespace KOZAV::Host

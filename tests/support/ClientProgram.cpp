@@ -1,0 +1,31 @@
+#include "tests/support/ClientProgram.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+
+namespace KOZAV::Test {
+
+ClientRun runClient(const QStringList& arguments, const QString& platform)
+{
+    const QString platformVariable = QStringLiteral("QT_QPA_PLATFORM");
+    auto environment = QProcessEnvironment::systemEnvironment();
+    for (const QString& name :
+         {QStringLiteral("DISPLAY"), QStringLiteral("WAYLAND_DISPLAY"), platformVariable})
+        environment.remove(name);
+    if (!platform.isEmpty())
+        environment.insert(platformVariable, platform);
+
+    QProcess client;
+    client.setProcessEnvironment(environment);
+    client.start(QStringLiteral(ZAV_CLIENT), arguments);
+    if (!client.waitForFinished(120000))
+        qFatal("the client did not end");
+    ClientRun run;
+    if (client.exitStatus() == QProcess::NormalExit)
+        run.exitCode = client.exitCode();
+    run.output = QString::fromUtf8(client.readAllStandardOutput());
+    run.errors = QString::fromLocal8Bit(client.readAllStandardError());
+    return run;
+}
+
+} // namespace KOZAV::Test
