@@ -22,7 +22,7 @@ namespace KOZAV::Test {
 inline int openat2Refusal()
 {
     const char* const name = std::getenv("ZAV_TEST_OPENAT2");
-    if (!name)
+    if (!name || *name == 0)
         return 0;
     return std::strcmp(name, "EPERM") == 0 ? EPERM : ENOSYS;
 }
