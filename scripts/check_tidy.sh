@@ -6,7 +6,8 @@ cd "$(dirname "$0")/.."
 usage() {
   cat >&2 <<'TEXT'
 Usage: scripts/check_tidy.sh BUILD_DIR [--product] [--changed [REF] | FILE...]
-  BUILD_DIR   a build tree that has been built: its compile_commands.json and generated files are read
+  BUILD_DIR   the build tree of the preset tidy, or another without precompiled headers, which are gcc's own.
+              Configured is enough for the product; for the tests it has to be built, since they include generated files
   --product   without tests and benchmarks
   --changed   only what differs from REF (default HEAD) or is new; for a header, the sources that include it
   FILE...     only these sources

@@ -1,55 +1,102 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs every test: the build without panels, the sanitizer build, and last the plain one.
-# Checks come first: format, then clang-tidy. Usage: scripts/test.sh [STAGE...] with the stages below.
+# Sets up, builds and tests. The last lines are ctest's own summary; above them stands what each stage took.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+usage() {
+  cat >&2 <<'TEXT'
+Usage: scripts/test.sh            set up, build, run the tests: setup ci
+       scripts/test.sh all        what continuous integration runs: setup format tidy no-panels asan-ubsan ci
+       scripts/test.sh STAGE...   the stages named, in that order
+Stages: setup       installs what is missing
+        format      clang-format of every source
+        tidy        clang-tidy of the product's sources, which needs no build
+        no-panels   the build without panels and without MongoDB, and its tests
+        asan-ubsan  the build with sanitizers, and its tests
+        ci          the plain build, and its tests
+TEXT
+  exit 2
+}
 
 export LC_ALL=C.UTF-8
 export QT_QPA_PLATFORM=offscreen
 jobs=$(nproc)
-stages=("$@")
-[ ${#stages[@]} -gt 0 ] || stages=(setup format no-panels tidy asan-ubsan ci)
 
-configure_and_build() { # PRESET
-  cmake --preset "$1" >"build/$1-configure.log" 2>&1 || { cat "build/$1-configure.log"; return 1; }
+# Runs the command and shows its output only where it fails.
+quietly() { # LOG COMMAND...
+  local log=$1
+  shift
+  "$@" >"$log" 2>&1 || { cat "$log"; return 1; }
+}
+
+configure() { # PRESET
+  quietly "build/$1-configure.log" cmake --preset "$1"
+}
+
+build() { # PRESET
+  configure "$1"
   cmake --build --preset "$1" -j "$jobs"
 }
 
+# Holds back ctest's summary, so that it can be shown behind the table of times.
 run_tests() { # PRESET [ctest options]
   local preset=$1
   shift
-  ctest --preset "$preset" -j "$jobs" "$@"
+  : >build/summary.txt
+  ctest --preset "$preset" -j "$jobs" --no-label-summary "$@" |
+    awk '/^[0-9]+% tests passed, / { ended = 1 } ended { print >"build/summary.txt"; next } { print; fflush() }'
 }
 
 run_stage() { # STAGE
   case $1 in
     setup) scripts/setup.sh test ;;
     format) scripts/check_format.sh ;;
+    tidy)
+      configure tidy
+      scripts/check_tidy.sh build/tidy --product
+      ;;
     no-panels | ci)
-      configure_and_build "$1"
+      build "$1"
       run_tests "$1"
       ;;
     asan-ubsan)
-      configure_and_build asan-ubsan
+      build asan-ubsan
       # Tests of sizes that the instrumented build would only take longer for run in the plain build alone.
       run_tests asan-ubsan -LE large
-      ;;
-    tidy)
-      cmake --preset ci >build/tidy-configure.log 2>&1 || { cat build/tidy-configure.log; return 1; }
-      cmake --build --preset ci -j "$jobs"
-      scripts/check_tidy.sh build/ci --product
-      ;;
-    *)
-      echo "test: unknown stage $1 (setup, format, no-panels, tidy, asan-ubsan, ci)" >&2
-      return 2
       ;;
   esac
 }
 
-mkdir -p build
+case ${1:-} in
+  '') stages=(setup ci) ;;
+  all) stages=(setup format tidy no-panels asan-ubsan ci) ;;
+  *) stages=("$@") ;;
+esac
 for stage in "${stages[@]}"; do
+  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci)$ ]] || usage
+done
+
+show_summary() {
+  [ ! -s build/summary.txt ] || cat build/summary.txt
+  rm -f build/summary.txt
+}
+
+times=()
+finish() {
+  local code=$?
+  [ "$code" -eq 0 ] || times+=("$(printf '%-12s failed after %4d s' "$stage" $((SECONDS - started)))")
+  printf '\n== times\n'
+  printf '%s\n' "${times[@]}" "$(printf '%-12s %4d s' together "$SECONDS")" ''
+  show_summary
+}
+
+mkdir -p build
+rm -f build/summary.txt
+for stage in "${stages[@]}"; do
+  show_summary
   started=$SECONDS
+  trap finish EXIT
   echo "== $stage"
   run_stage "$stage"
-  echo "== $stage took $((SECONDS - started)) s" >&2
+  times+=("$(printf '%-12s %4d s' "$stage" $((SECONDS - started)))")
 done
