@@ -1,9 +1,7 @@
 #include "admin/NewConfiguration.h"
 
 #include "backend/config/Settings.h"
-#include "backend/io/FileNames.h"
 #include "backend/io/FilePath.h"
-#include "backend/io/Folder.h"
 
 #include <QFile>
 #include <QUuid>
@@ -49,11 +47,8 @@ NewConfiguration::create(const QString& target, const QString& dataRoot, const S
 
 Status NewConfiguration::keep()
 {
-    if (const Status renamed = renameWithoutReplacing(nativePath(m_path), nativePath(m_target));
-        !renamed.ok())
-        return named(renamed);
     m_kept = true;
-    return syncFolder(parentFolder(nativePath(m_target)));
+    return named(publishFile(nativePath(m_path), nativePath(m_target), ExistingTarget::Keep));
 }
 
 Status NewConfiguration::named(const Status& status) const

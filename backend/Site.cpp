@@ -3,7 +3,7 @@
 #include "backend/Operation.h"
 #include "backend/ServerPause.h"
 #include "backend/database/Database.h"
-#include "backend/io/FileStamp.h"
+#include "backend/io/FileInfo.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QCoreApplication>
@@ -52,12 +52,12 @@ struct Site::Private
     // The configuration, guarded by mutex.
     std::mutex mutex;
     QString path;
-    QByteArray nativePath;
-    FileStamp stamp;
-    std::optional<Result<Settings>> current; ///< what the file with that stamp says
-    bool reliable = false;                   ///< whether any later change of the file shows in its stamp
-    QStringList welcomed;                    ///< the folders that were last made for a configuration
-    QString logged;                          ///< the failure last logged, until the file is usable again
+    std::string nativePath;
+    FileInfo seen;                           ///< of the file, as it was last read
+    std::optional<Result<Settings>> current; ///< what the file says
+    bool reliable = false; ///< whether any later change of the file shows in what a look at it tells
+    QStringList welcomed;  ///< the folders that were last made for a configuration
+    QString logged;        ///< the failure last logged, until the file is usable again
 
     // The store, guarded by storeMutex.
     std::mutex storeMutex;
@@ -70,7 +70,7 @@ struct Site::Private
 
     const QString& resolvedPath();
     Result<Settings> settings();
-    Result<Settings> load(const FileStamp& found);
+    Result<Settings> load(const FileInfo& found);
     Result<Settings> loadMissing(const Status& why);
     Result<Settings> failed(const Status& status);
     void welcome(const Settings& settings);
@@ -79,9 +79,9 @@ struct Site::Private
 
 const QString& Site::Private::resolvedPath()
 {
-    if (nativePath.isEmpty()) {
+    if (nativePath.empty()) {
         path = Backend::configurationPath(path);
-        nativePath = QFile::encodeName(path);
+        nativePath = QFile::encodeName(path).toStdString();
     }
     return path;
 }
@@ -89,26 +89,26 @@ const QString& Site::Private::resolvedPath()
 Result<Settings> Site::Private::settings()
 {
     resolvedPath();
-    const Result<FileStamp> found = fileStamp(nativePath.constData());
+    const auto found = fileInfo(nativePath, LastLink::ItsTarget);
     if (!found.ok())
         return loadMissing(found.status());
-    if (current && reliable && found.value() == stamp)
+    if (current && reliable && found->isSameState(seen))
         return *current;
     return load(found.value());
 }
 
-Result<Settings> Site::Private::load(const FileStamp& found)
+Result<Settings> Site::Private::load(const FileInfo& found)
 {
-    const bool changed = !current || !(found == stamp);
+    const bool changed = !current || !found.isSameState(seen);
     if (changed)
         logged.clear();
-    stamp = found;
+    seen = found;
     reliable = found.isSettled();
     current = loadSettings(path);
     if (!current->ok())
         return failed(current->status());
     logged.clear();
-    // The file may have been replaced since its stamp was taken: what counts is what it names now.
+    // The file may have been replaced since it was looked at: what counts is what it names now.
     if (use == Use::Services && (changed || foldersOf(current->value()) != welcomed))
         welcome(current->value());
     return *current;
@@ -132,7 +132,7 @@ Result<Settings> Site::Private::loadMissing(const Status& why)
     if (made.ok())
         qCInfo(logConfig).noquote()
             << QStringLiteral("made the configuration file \"%1\" with defaults").arg(path);
-    const Result<FileStamp> found = fileStamp(nativePath.constData());
+    const auto found = fileInfo(nativePath, LastLink::ItsTarget);
     return found.ok() ? load(found.value()) : failed(found.status());
 }
 
@@ -197,7 +197,7 @@ void Site::setConfigurationPath(const QString& path)
     {
         const std::lock_guard<std::mutex> lock(d->mutex);
         d->path = Backend::configurationPath(path);
-        d->nativePath = QFile::encodeName(d->path);
+        d->nativePath = QFile::encodeName(d->path).toStdString();
         d->current.reset();
         d->logged.clear();
     }

@@ -1,7 +1,7 @@
 #include "backend/config/IniDocument.h"
 
+#include "backend/Utf8.h"
 #include "backend/config/Redaction.h"
-#include "backend/io/FilePath.h"
 
 #include <QRegularExpression>
 

@@ -1,7 +1,6 @@
 #include "backend/config/Password.h"
 
-#include "backend/io/FileAccess.h"
-#include "backend/io/FileStamp.h"
+#include "backend/io/File.h"
 
 #include <QFile>
 
@@ -23,14 +22,14 @@ Result<QString> readPassword(const QString& file, const char* variable)
 {
     if (file.isEmpty())
         return QString::fromUtf8(qgetenv(variable));
-    const QByteArray path = QFile::encodeName(file);
-    const auto stamp = fileStamp(path.constData());
-    if (!stamp.ok())
-        return unusable(file, stamp.message());
-    if (stamp->othersMayRead)
+    const std::string path = QFile::encodeName(file).toStdString();
+    const auto info = fileInfo(path, LastLink::ItsTarget);
+    if (!info.ok())
+        return unusable(file, info.message());
+    if (info->othersMayRead())
         return unusable(file, QStringLiteral("other users may read it; it must be for its owner alone "
                                              "(chmod 600)"));
-    const auto content = readSmallFile(path.toStdString(), longestFile);
+    const auto content = readSmallFile(path, longestFile);
     if (!content.ok())
         return unusable(file, content.message());
     const QString password =

@@ -4,9 +4,7 @@
 #include "backend/config/Redaction.h"
 #include "backend/config/SettingRules.h"
 #include "backend/config/SitePlaces.h"
-#include "backend/io/FileAccess.h"
-#include "backend/io/FileStamp.h"
-#include "backend/io/LoginName.h"
+#include "backend/io/File.h"
 #include "backend/io/PrivateFile.h"
 
 #include <QDir>
@@ -184,8 +182,8 @@ bool showsPassword(const Settings& settings)
 
 bool othersMayRead(const QString& path)
 {
-    const auto stamp = fileStamp(QFile::encodeName(path).constData());
-    return stamp.ok() && stamp->othersMayRead;
+    const auto info = fileInfo(QFile::encodeName(path).toStdString(), LastLink::ItsTarget);
+    return info.ok() && info->othersMayRead();
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "backend/config/SitePlaces.h"
 
-#include "backend/io/FileStamp.h"
+#include "backend/io/FileInfo.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -15,11 +15,9 @@ namespace {
 
 bool isSameFile(const QString& one, const QString& other)
 {
-    const auto first = fileStamp(QFile::encodeName(one).constData());
-    const auto second = fileStamp(QFile::encodeName(other).constData());
-    if (!first.ok() || !second.ok())
-        return one == other;
-    return first->device == second->device && first->inode == second->inode;
+    const auto first = fileInfo(QFile::encodeName(one).toStdString(), LastLink::ItsTarget);
+    const auto second = fileInfo(QFile::encodeName(other).toStdString(), LastLink::ItsTarget);
+    return first.ok() && second.ok() ? first->isSameFile(second.value()) : one == other;
 }
 
 /// One name for all that lead to this machine, but for sockets: each has a server of its own.

@@ -1,9 +1,7 @@
 #include "backend/io/FileCopy.h"
 
-#include "backend/io/FileAccess.h"
+#include "backend/io/FilePath.h"
 #include "backend/io/Sha256.h"
-#include "backend/io/SourceWatch.h"
-#include "backend/io/SystemError.h"
 
 #include <algorithm>
 #include <array>
@@ -16,20 +14,14 @@ namespace {
 
 constexpr qint64 blockSize = 1 << 20;
 
-struct Target
-{
-    const FileDescriptor* file = nullptr;
-    const std::string* path = nullptr;
-};
-
 /// One pass over a file. While one block is hashed on a second thread, it is written and the next one is
 /// read.
 class CopyPass final
 {
 public:
-    CopyPass(const FileDescriptor& source, const std::string& sourcePath, Target target)
+    /// target: nullptr where the file is read only to be hashed.
+    CopyPass(File& source, File* target)
         : m_source(source)
-        , m_sourcePath(sourcePath)
         , m_target(target)
     {
     }
@@ -43,9 +35,8 @@ private:
     Status write(const char* block, qint64 size);
     void hash(const char* block, qint64 size);
 
-    const FileDescriptor& m_source;
-    const std::string& m_sourcePath;
-    Target m_target;
+    File& m_source;
+    File* m_target;
     Sha256 m_sha256;
     std::array<Buffer, 2> m_buffers;
     qint64 m_expectedLength = 0;
@@ -55,18 +46,18 @@ private:
 
 Result<ContentDigest> CopyPass::run()
 {
-    const auto watch = SourceWatch::begin(m_source, m_sourcePath);
+    const auto watch = SourceWatch::begin(m_source);
     if (!watch.ok())
         return watch.status();
     m_expectedLength = watch->length();
-    if (Status transferred = transfer(); !transferred.ok())
+    if (const auto transferred = transfer(); !transferred.ok())
         return transferred;
-    if (Status unchanged = watch->end(m_length); !unchanged.ok())
+    if (const auto unchanged = watch->end(m_length); !unchanged.ok())
         return unchanged;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
         return Status::internal(
-            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_sourcePath)));
+            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_source.path())));
     return digest;
 }
 
@@ -77,11 +68,11 @@ Status CopyPass::transfer()
         if (!m_buffers[turn])
             m_buffers[turn].reset(new char[bufferSize]); // NOLINT(modernize-make-unique): left unset
         char* const block = m_buffers[turn].get();
-        const auto size = readFully(m_source, block, static_cast<qint64>(bufferSize), m_sourcePath);
+        const auto size = m_source.read(block, static_cast<qint64>(bufferSize));
         if (!size.ok())
             return size.status();
         hash(block, size.value());
-        if (Status written = write(block, size.value()); !written.ok())
+        if (const auto written = write(block, size.value()); !written.ok())
             return written;
         m_length += size.value();
         // A file that grows without end is noticed at the first byte too many.
@@ -105,25 +96,43 @@ void CopyPass::hash(const char* block, qint64 size)
 
 Status CopyPass::write(const char* block, qint64 size)
 {
-    if (!m_target.file)
+    if (!m_target)
         return {};
-    Status written = writeFully(*m_target.file, block, size, *m_target.path, m_expectedLength);
+    auto written = m_target->write(block, size, m_expectedLength);
     if (written.ok() && size == blockSize)
-        startWriting(*m_target.file, m_length, size);
+        m_target->startWriting(m_length, size);
     return written;
 }
 
 } // namespace
 
-Result<ContentDigest> digestFile(const FileDescriptor& source, const std::string& sourcePath)
+Result<ContentDigest> digestFile(File& source)
 {
-    return CopyPass(source, sourcePath, {}).run();
+    return CopyPass(source, nullptr).run();
 }
 
-Result<ContentDigest> copyFile(const FileDescriptor& source, const std::string& sourcePath,
-                               const FileDescriptor& target, const std::string& targetPath)
+Result<ContentDigest> copyFile(File& source, File& target)
 {
-    return CopyPass(source, sourcePath, {&target, &targetPath}).run();
+    return CopyPass(source, &target).run();
+}
+
+Result<SourceWatch> SourceWatch::begin(const File& source)
+{
+    const auto info = source.info();
+    if (!info.ok())
+        return info.status();
+    return SourceWatch(source, info.value());
+}
+
+Status SourceWatch::end(qint64 readLength) const
+{
+    const auto after = m_source->info();
+    if (!after.ok())
+        return after.status();
+    if (after->isSameState(m_before) && readLength == m_before.length)
+        return {};
+    return Status::changedWhileRead(QStringLiteral("Cannot read %1: it was changed while it was read")
+                                        .arg(displayPath(m_source->path())));
 }
 
 } // namespace KOZAV::Backend

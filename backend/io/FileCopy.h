@@ -1,11 +1,9 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/io/FileDescriptor.h"
+#include "backend/io/File.h"
 
 #include <QByteArray>
-
-#include <string>
 
 namespace KOZAV::Backend {
 
@@ -23,11 +21,33 @@ struct ContentDigest
 };
 
 /// Reads a file from its start and tells its digest. Fails with ChangedWhileRead where the file is changed
-/// meanwhile. The paths are for messages.
-Result<ContentDigest> digestFile(const FileDescriptor& source, const std::string& sourcePath);
+/// meanwhile.
+Result<ContentDigest> digestFile(File& source);
 
-/// The same, and writes what it reads.
-Result<ContentDigest> copyFile(const FileDescriptor& source, const std::string& sourcePath,
-                               const FileDescriptor& target, const std::string& targetPath);
+/// The same, and writes what it reads. The target may be a pipe or a device.
+Result<ContentDigest> copyFile(File& source, File& target);
+
+/// Tells whether a file stayed what it was while it was read. The file has to outlive it.
+class SourceWatch final
+{
+public:
+    static Result<SourceWatch> begin(const File& source);
+
+    /// Length of the file at the beginning.
+    [[nodiscard]] qint64 length() const { return m_before.length; }
+
+    /// ChangedWhileRead where anything happened to the file, or where what was read is not its whole length.
+    [[nodiscard]] Status end(qint64 readLength) const;
+
+private:
+    SourceWatch(const File& source, const FileInfo& before)
+        : m_source(&source)
+        , m_before(before)
+    {
+    }
+
+    const File* m_source;
+    FileInfo m_before;
+};
 
 } // namespace KOZAV::Backend

@@ -1,6 +1,5 @@
 #include "backend/io/FileInfo.h"
 
-#include "backend/io/FilePath.h"
 #include "backend/io/SystemError.h"
 
 #include <fcntl.h>
@@ -8,13 +7,15 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <optional>
+#include <chrono>
+#include <cstdlib>
 
 namespace KOZAV::Backend {
 
 namespace {
 
 constexpr quint32 permissionMask = 07777;
+constexpr qint64 clockTickNs = 50'000'000;
 
 FileKind kindOf(mode_t mode)
 {
@@ -40,8 +41,11 @@ qint64 nanoseconds(const timespec& time)
     return static_cast<qint64>(time.tv_sec) * perSecond + time.tv_nsec;
 }
 
-FileInfo toFileInfo(const struct stat& data)
+Result<FileInfo> examine(int descriptor, const std::string& name, int flags, const std::string& path)
 {
+    struct stat data = {};
+    if (::fstatat(descriptor, name.c_str(), &data, flags) != 0)
+        return systemFailure(errno, QStringLiteral("examine"), path);
     FileInfo info;
     info.kind = kindOf(data.st_mode);
     info.length = data.st_size;
@@ -55,33 +59,16 @@ FileInfo toFileInfo(const struct stat& data)
     return info;
 }
 
-struct Mount
-{
-    quint64 device = 0;
-    quint64 number = 0; ///< 0 where the system does not tell: one device can be mounted at several places
-};
-
-std::optional<Mount> mountOf(const std::string& path)
-{
-    struct statx data = {};
-    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_MNT_ID, &data) != 0)
-        return std::nullopt;
-    Mount mount;
-    mount.device = (static_cast<quint64>(data.stx_dev_major) << 32U) | data.stx_dev_minor;
-    mount.number = (data.stx_mask & STATX_MNT_ID) != 0 ? data.stx_mnt_id : 0;
-    return mount;
-}
-
-Status cannotExamine(const std::string& path)
-{
-    return systemFailure(errno, QStringLiteral("examine"), path);
-}
-
 } // namespace
 
 bool FileInfo::isOwn() const
 {
     return owner == ::geteuid();
+}
+
+bool FileInfo::othersMayRead() const
+{
+    return (permissions & (S_IRGRP | S_IROTH)) != 0;
 }
 
 bool FileInfo::isSameFile(const FileInfo& other) const
@@ -93,6 +80,13 @@ bool FileInfo::isSameState(const FileInfo& other) const
 {
     return isSameFile(other) && length == other.length && modifiedNs == other.modifiedNs &&
            changedNs == other.changedNs;
+}
+
+bool FileInfo::isSettled() const
+{
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    const qint64 now = std::chrono::duration_cast<std::chrono::nanoseconds>(sinceEpoch).count();
+    return std::llabs(now - changedNs) > clockTickNs;
 }
 
 QString kindText(FileKind kind)
@@ -114,35 +108,14 @@ QString kindText(FileKind kind)
     return QStringLiteral("a device");
 }
 
-Result<FileInfo> fileInfo(const std::string& path)
+Result<FileInfo> fileInfo(const std::string& path, LastLink lastLink)
 {
-    struct stat data = {};
-    if (::lstat(path.c_str(), &data) != 0)
-        return cannotExamine(path);
-    return toFileInfo(data);
+    return examine(AT_FDCWD, path, lastLink == LastLink::Itself ? AT_SYMLINK_NOFOLLOW : 0, path);
 }
 
-Result<FileInfo> fileInfo(const FileDescriptor& file, const std::string& path)
+Result<FileInfo> fileInfoAt(int descriptor, const std::string& name, const std::string& path)
 {
-    struct stat data = {};
-    if (::fstat(file.get(), &data) != 0)
-        return cannotExamine(path);
-    return toFileInfo(data);
-}
-
-Result<FileInfo> fileInfoIn(const Folder& folder, const std::string& relativePath)
-{
-    struct stat data = {};
-    if (::fstatat(folder.descriptor.get(), relativePath.c_str(), &data, AT_SYMLINK_NOFOLLOW) != 0)
-        return cannotExamine(joinPath(folder.path, relativePath));
-    return toFileInfo(data);
-}
-
-bool canRenameInto(const std::string& path, const std::string& folder)
-{
-    const auto from = mountOf(path);
-    const auto to = mountOf(folder);
-    return from && to && from->device == to->device && from->number == to->number;
+    return examine(descriptor, name, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, path);
 }
 
 } // namespace KOZAV::Backend

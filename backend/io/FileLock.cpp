@@ -12,15 +12,15 @@ namespace KOZAV::Backend {
 
 namespace {
 
-FileDescriptor openLockFile(const std::string& path)
+File openLockFile(const std::string& path)
 {
-    return FileDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    return {::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR), path};
 }
 
 /// @return 0 or the error number
-int lockFile(const FileDescriptor& file, int operation)
+int lockFile(const File& file, int operation)
 {
-    while (::flock(file.get(), operation) != 0)
+    while (::flock(file.descriptor(), operation) != 0)
         if (errno != EINTR)
             return errno;
     return 0;
@@ -30,7 +30,7 @@ int lockFile(const FileDescriptor& file, int operation)
 
 Result<FileLock> FileLock::acquire(const std::string& path)
 {
-    FileDescriptor file = openLockFile(path);
+    File file = openLockFile(path);
     if (!file.isOpen())
         return systemFailure(errno, QStringLiteral("open"), path);
     if (const int error = lockFile(file, LOCK_EX); error != 0)
@@ -40,7 +40,7 @@ Result<FileLock> FileLock::acquire(const std::string& path)
 
 Result<std::optional<FileLock>> FileLock::tryAcquire(const std::string& path)
 {
-    FileDescriptor file = openLockFile(path);
+    File file = openLockFile(path);
     if (!file.isOpen())
         return systemFailure(errno, QStringLiteral("open"), path);
     const int error = lockFile(file, LOCK_EX | LOCK_NB);

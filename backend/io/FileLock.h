@@ -1,7 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/io/FileDescriptor.h"
+#include "backend/io/File.h"
 
 #include <optional>
 #include <string>
@@ -20,12 +20,12 @@ public:
     static Result<std::optional<FileLock>> tryAcquire(const std::string& path);
 
 private:
-    explicit FileLock(FileDescriptor file)
+    explicit FileLock(File file)
         : m_file(std::move(file))
     {
     }
 
-    FileDescriptor m_file;
+    File m_file;
 };
 
 } // namespace KOZAV::Backend

@@ -1,46 +1,98 @@
 #include "backend/io/FilePath.h"
 
+#include "backend/Utf8.h"
+#include "backend/io/FileInfo.h"
+#include "backend/io/Folder.h"
+#include "backend/io/SystemError.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
 namespace KOZAV::Backend {
 
 namespace {
 
-/// The length that the first byte of a UTF-8 character announces; 0 for a byte that cannot be the first.
-std::size_t announcedLength(unsigned char first)
+struct FreeMemory
 {
-    if (first < 0x80)
-        return 1;
-    if (first >= 0xc2 && first <= 0xdf)
-        return 2;
-    if ((first & 0xf0) == 0xe0)
-        return 3;
-    return first >= 0xf0 && first <= 0xf4 ? 4 : 0;
+    void operator()(char* memory) const { std::free(memory); }
+};
+
+struct Mount
+{
+    quint64 device = 0;
+    quint64 number = 0; ///< 0 where the system does not tell: one device can be mounted at several places
+};
+
+QString escapedByte(char byte)
+{
+    const auto value = static_cast<unsigned char>(byte);
+    return QStringLiteral("\\x%1").arg(QString::number(value, 16).toUpper(), 2, QLatin1Char('0'));
 }
 
-/// Whether the second byte keeps the character out of the overlong forms, the surrogates and beyond U+10FFFF.
-bool isSecondByte(unsigned char first, unsigned char second)
+bool isControl(char byte)
 {
-    switch (first) {
-    case 0xe0:
-        return second >= 0xa0 && second <= 0xbf;
-    case 0xed:
-        return second >= 0x80 && second <= 0x9f;
-    case 0xf0:
-        return second >= 0x90 && second <= 0xbf;
-    case 0xf4:
-        return second >= 0x80 && second <= 0x8f;
-    default:
-        return (second & 0xc0) == 0x80;
-    }
+    const auto value = static_cast<unsigned char>(byte);
+    return value < 0x20 || value == 0x7f;
+}
+
+std::optional<Mount> mountOf(const std::string& path)
+{
+    struct statx data = {};
+    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_MNT_ID, &data) != 0)
+        return std::nullopt;
+    Mount mount;
+    mount.device = (static_cast<quint64>(data.stx_dev_major) << 32U) | data.stx_dev_minor;
+    mount.number = (data.stx_mask & STATX_MNT_ID) != 0 ? data.stx_mnt_id : 0;
+    return mount;
+}
+
+Status cannotName(int systemError, const std::string& from, const std::string& to)
+{
+    return systemFailure(systemError, QStringLiteral("move %1 to").arg(displayPath(from)), to);
+}
+
+/// Whether renameat2() failed because the file system cannot rename without replacing.
+bool isUnsupported(int systemError)
+{
+    return systemError == EINVAL || systemError == ENOSYS || systemError == EOPNOTSUPP;
+}
+
+Status renameReplacing(const std::string& from, const std::string& to)
+{
+    if (const auto replaceable = requireReplaceable(to); !replaceable.ok())
+        return replaceable;
+    if (::rename(from.c_str(), to.c_str()) != 0)
+        return cannotName(errno, from, to);
+    return {};
+}
+
+Status renameKeeping(const std::string& from, const std::string& to)
+{
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return {};
+    if (!isUnsupported(errno))
+        return cannotName(errno, from, to);
+    if (::link(from.c_str(), to.c_str()) != 0)
+        return cannotName(errno, from, to);
+    ::unlink(from.c_str()); // the file has its name; a left-over temporary name does no harm
+    return {};
 }
 
 } // namespace
 
 std::string parentFolder(const std::string& path)
 {
-    const std::size_t end = path.find_last_not_of('/');
+    const auto end = path.find_last_not_of('/');
     if (end == std::string::npos)
         return path.empty() ? "." : "/";
-    const std::size_t slash = path.rfind('/', end);
+    const auto slash = path.rfind('/', end);
     if (slash == std::string::npos)
         return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
@@ -59,33 +111,73 @@ bool isPlainFileName(const std::string& name)
            name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
 }
 
-std::size_t utf8SequenceLength(const std::string& bytes, std::size_t at)
+QString displayPath(const std::string& path)
 {
-    const auto byteAt = [&bytes](std::size_t position) {
-        return static_cast<unsigned char>(bytes[position]);
-    };
-    const std::size_t length = announcedLength(byteAt(at));
-    if (length == 0 || at + length > bytes.size())
-        return 0;
-    if (length > 1 && !isSecondByte(byteAt(at), byteAt(at + 1)))
-        return 0;
-    for (std::size_t i = 2; i < length; ++i) {
-        if ((byteAt(at + i) & 0xc0) != 0x80)
-            return 0;
-    }
-    return length;
-}
-
-bool isValidUtf8(const std::string& bytes)
-{
+    QString text;
     std::size_t at = 0;
-    while (at < bytes.size()) {
-        const std::size_t length = utf8SequenceLength(bytes, at);
-        if (length == 0)
-            return false;
+    while (at < path.size()) {
+        const auto length = utf8SequenceLength(path, at);
+        if (length == 0 || isControl(path[at])) {
+            text += escapedByte(path[at]);
+            ++at;
+            continue;
+        }
+        text += QString::fromUtf8(path.data() + at, static_cast<int>(length));
         at += length;
     }
-    return true;
+    return text;
+}
+
+Result<std::string> resolvedPath(const std::string& path)
+{
+    const std::unique_ptr<char, FreeMemory> resolved(::realpath(path.c_str(), nullptr));
+    if (!resolved)
+        return systemFailure(errno, QStringLiteral("find"), path);
+    return std::string(resolved.get());
+}
+
+Status requireReplaceable(const std::string& path)
+{
+    const auto info = fileInfo(path);
+    if (info.code() == ErrorCode::NotFound)
+        return {};
+    if (!info.ok())
+        return info.status();
+    if (info->kind == FileKind::Regular)
+        return {};
+    return Status::invalidArgument(QStringLiteral("Cannot replace %1: it is %2, not a regular file")
+                                       .arg(displayPath(path), kindText(info->kind)));
+}
+
+Status renameFile(const std::string& from, const std::string& to, ExistingTarget existing)
+{
+    return existing == ExistingTarget::Replace ? renameReplacing(from, to) : renameKeeping(from, to);
+}
+
+Status publishFile(const std::string& from, const std::string& to, ExistingTarget existing)
+{
+    if (const auto named = renameFile(from, to, existing); !named.ok()) {
+        (void)removeFile(from);
+        return named;
+    }
+    const auto durable = syncFolder(parentFolder(to));
+    if (!durable.ok() && existing == ExistingTarget::Keep)
+        (void)removeFile(to);
+    return durable;
+}
+
+bool canRenameInto(const std::string& path, const std::string& folder)
+{
+    const auto from = mountOf(path);
+    const auto to = mountOf(folder);
+    return from && to && from->device == to->device && from->number == to->number;
+}
+
+Status removeFile(const std::string& path)
+{
+    if (::unlink(path.c_str()) != 0)
+        return systemFailure(errno, QStringLiteral("remove"), path);
+    return {};
 }
 
 } // namespace KOZAV::Backend

@@ -1,13 +1,16 @@
 #include "backend/io/PrivateFile.h"
 
-#include "backend/io/FileAccess.h"
-#include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/TempFile.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
 
 namespace KOZAV::Backend {
 
@@ -29,20 +32,13 @@ std::string targetOf(const QString& path, ExistingTarget existing)
 
 Status writePrivateFile(const QString& path, const QByteArray& content, ExistingTarget existing)
 {
-    const std::string target = targetOf(path, existing);
-    const std::string folder = parentFolder(target);
-    Result<TempFile> file = TempFile::create(folder);
-    if (!file.ok())
-        return file.status();
-    Status written =
-        writeFully(file->descriptor(), content.constData(), content.size(), target, content.size());
-    if (!written.ok())
+    auto temp = TempFile::create(targetOf(path, existing));
+    if (!temp.ok())
+        return temp.status();
+    if (const auto written = temp->file().write(content.constData(), content.size(), content.size());
+        !written.ok())
         return written;
-    Status complete = file->complete(content.size());
-    if (!complete.ok())
-        return complete;
-    const Status named = existing == ExistingTarget::Replace ? file->replace(target) : file->moveTo(target);
-    return named.ok() ? syncFolder(folder) : named;
+    return temp->publish(content.size(), existing);
 }
 
 Result<bool> makePrivateFolder(const QString& path)
@@ -52,14 +48,23 @@ Result<bool> makePrivateFolder(const QString& path)
         return false;
     const QString parent = QFileInfo(clean).absolutePath();
     if (parent != clean && !QFileInfo(parent).isDir()) {
-        Result<bool> made = makePrivateFolder(parent);
-        if (!made.ok())
+        if (auto made = makePrivateFolder(parent); !made.ok())
             return made;
     }
-    const Status made = createFolder(nativePath(clean));
-    if (!made.ok())
+    if (const auto made = createFolder(nativePath(clean)); !made.ok())
         return made;
     return true;
+}
+
+QString loginName()
+{
+    std::array<char, 16384> buffer = {};
+    struct passwd entry = {};
+    struct passwd* found = nullptr;
+    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
+        *found->pw_name != '\0')
+        return QString::fromLocal8Bit(found->pw_name);
+    return QStringLiteral("operator");
 }
 
 } // namespace KOZAV::Backend

@@ -1,17 +1,12 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "backend/io/FilePath.h"
 
 #include <QByteArray>
 #include <QString>
 
 namespace KOZAV::Backend {
-
-/// What a write does where its target exists.
-enum class ExistingTarget {
-    Keep, ///< fails with AlreadyExists
-    Replace
-};
 
 /// Writes a small file that only its owner can read, mode 0600 from the first byte. Whole, durable and at
 /// once, or not at all. A symbolic link is followed: the file it names is replaced.
@@ -20,5 +15,8 @@ Status writePrivateFile(const QString& path, const QByteArray& content, Existing
 /// Makes a folder and its missing parents, mode 0700 each. Existing ones stay as they are.
 /// @return whether the folder was made
 Result<bool> makePrivateFolder(const QString& path);
+
+/// The login name of this user; "operator" where the system has none.
+QString loginName();
 
 } // namespace KOZAV::Backend

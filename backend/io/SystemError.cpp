@@ -47,36 +47,7 @@ QString noSpaceReason(int systemError, const std::string& path, qint64 neededByt
         .arg(free);
 }
 
-QString escapedByte(char byte)
-{
-    const auto value = static_cast<unsigned char>(byte);
-    return QStringLiteral("\\x%1").arg(QString::number(value, 16).toUpper(), 2, QLatin1Char('0'));
-}
-
-bool isControl(char byte)
-{
-    const auto value = static_cast<unsigned char>(byte);
-    return value < 0x20 || value == 0x7f;
-}
-
 } // namespace
-
-QString displayPath(const std::string& path)
-{
-    QString text;
-    size_t at = 0;
-    while (at < path.size()) {
-        const size_t length = utf8SequenceLength(path, at);
-        if (length == 0 || isControl(path[at])) {
-            text += escapedByte(path[at]);
-            ++at;
-            continue;
-        }
-        text += QString::fromUtf8(path.data() + at, static_cast<int>(length));
-        at += length;
-    }
-    return text;
-}
 
 ErrorCode errorCodeOf(int systemError)
 {
@@ -110,7 +81,7 @@ ErrorCode errorCodeOf(int systemError)
 
 Status systemFailure(int systemError, const QString& action, const std::string& path, qint64 neededBytes)
 {
-    const ErrorCode code = errorCodeOf(systemError);
+    const auto code = errorCodeOf(systemError);
     const QString reason = code == ErrorCode::NoSpace ? noSpaceReason(systemError, path, neededBytes)
                                                       : QString::fromLocal8Bit(std::strerror(systemError));
     return Status(code, QStringLiteral("Cannot %1 %2: %3").arg(action, displayPath(path), reason));

@@ -8,10 +8,6 @@
 
 namespace KOZAV::Backend {
 
-/// A path or name of local 8-bit bytes as text for messages: bytes that are not valid UTF-8 and control
-/// characters are shown as "\xE9".
-QString displayPath(const std::string& path);
-
 /// What an error number of the operating system means.
 ErrorCode errorCodeOf(int systemError);
 

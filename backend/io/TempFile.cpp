@@ -1,9 +1,5 @@
 #include "backend/io/TempFile.h"
 
-#include "backend/io/FileAccess.h"
-#include "backend/io/FileInfo.h"
-#include "backend/io/FileNames.h"
-#include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/SystemError.h"
 
@@ -32,7 +28,7 @@ std::string uniqueTempName()
 
 bool isStale(const FileInfo& info)
 {
-    const qint64 nowNs = QDateTime::currentMSecsSinceEpoch() * 1'000'000;
+    const auto nowNs = QDateTime::currentMSecsSinceEpoch() * 1'000'000;
     return info.kind == FileKind::Regular && nowNs - info.modifiedNs > staleAfterNs;
 }
 
@@ -42,12 +38,13 @@ mode_t creationMode(TempFile::Access access)
     return access == TempFile::Access::AsUserDefault ? everybody : S_IRUSR | S_IWUSR;
 }
 
-FileDescriptor createUnique(const std::string& folder, mode_t mode, std::string* path)
+/// The file that is called target by messages, under a name of its own in the folder.
+File createUnique(const std::string& folder, mode_t mode, const std::string& target, std::string* path)
 {
     constexpr int attempts = 16;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         *path = joinPath(folder, uniqueTempName());
-        FileDescriptor file(::open(path->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
+        File file(::open(path->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode), target);
         if (file.isOpen() || errno != EEXIST)
             return file;
     }
@@ -56,29 +53,34 @@ FileDescriptor createUnique(const std::string& folder, mode_t mode, std::string*
 
 } // namespace
 
-Result<TempFile> TempFile::create(const std::string& folder, Access access)
+Result<TempFile> TempFile::create(const std::string& target, Access access)
+{
+    return createIn(parentFolder(target), target, access);
+}
+
+Result<TempFile> TempFile::createIn(const std::string& folder, const std::string& target, Access access)
 {
     std::string path;
-    FileDescriptor file = createUnique(folder, creationMode(access), &path);
+    File file = createUnique(folder, creationMode(access), target, &path);
     if (!file.isOpen())
         return systemFailure(errno, QStringLiteral("make a file in"), folder);
-    const auto info = fileInfo(file, path);
+    const auto info = file.info();
     const unsigned permissions = info.ok() ? info->permissions : S_IRUSR | S_IWUSR;
     TempFile temp(std::move(file), std::move(path), permissions);
-    if (::fchmod(temp.descriptor().get(), S_IRUSR | S_IWUSR) != 0)
+    if (::fchmod(temp.file().descriptor(), S_IRUSR | S_IWUSR) != 0)
         return systemFailure(errno, QStringLiteral("protect"), temp.path());
     return temp;
 }
 
-TempFile::TempFile(FileDescriptor descriptor, std::string path, unsigned permissions)
-    : m_descriptor(std::move(descriptor))
+TempFile::TempFile(File file, std::string path, unsigned permissions)
+    : m_file(std::move(file))
     , m_path(std::move(path))
     , m_permissions(permissions)
 {
 }
 
 TempFile::TempFile(TempFile&& other) noexcept
-    : m_descriptor(std::move(other.m_descriptor))
+    : m_file(std::move(other.m_file))
     , m_path(std::exchange(other.m_path, {}))
     , m_permissions(other.m_permissions)
 {
@@ -90,31 +92,30 @@ TempFile::~TempFile()
         ::unlink(m_path.c_str());
 }
 
+Status TempFile::publish(qint64 expectedLength, ExistingTarget existing)
+{
+    if (const auto completed = complete(expectedLength); !completed.ok())
+        return completed;
+    return publishFile(std::exchange(m_path, {}), m_file.path(), existing);
+}
+
 Status TempFile::complete(qint64 expectedLength)
 {
-    const auto info = fileInfo(m_descriptor, m_path);
+    const auto info = m_file.info();
     if (!info.ok())
         return info.status();
     if (info->length != expectedLength)
-        return Status::io(
-            QStringLiteral("Cannot write %1: it has %2 bytes instead of %3")
-                .arg(displayPath(m_path), QString::number(info->length), QString::number(expectedLength)));
-    if (::fchmod(m_descriptor.get(), m_permissions) != 0)
-        return systemFailure(errno, QStringLiteral("set the permissions of"), m_path);
-    return syncFile(m_descriptor, m_path);
+        return Status::io(QStringLiteral("Cannot write %1: it has %2 bytes instead of %3")
+                              .arg(displayPath(m_file.path()), QString::number(info->length),
+                                   QString::number(expectedLength)));
+    if (::fchmod(m_file.descriptor(), m_permissions) != 0)
+        return systemFailure(errno, QStringLiteral("set the permissions of"), m_file.path());
+    return m_file.sync();
 }
 
-Status TempFile::replace(const std::string& target)
+Status TempFile::rename(ExistingTarget existing)
 {
-    Status renamed = renameReplacing(m_path, target);
-    if (renamed.ok())
-        m_path.clear();
-    return renamed;
-}
-
-Status TempFile::moveTo(const std::string& target)
-{
-    Status renamed = renameWithoutReplacing(m_path, target);
+    auto renamed = renameFile(m_path, m_file.path(), existing);
     if (renamed.ok())
         m_path.clear();
     return renamed;

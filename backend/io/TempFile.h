@@ -1,42 +1,53 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/io/FileDescriptor.h"
+#include "backend/io/File.h"
+#include "backend/io/FilePath.h"
 
 #include <string>
 
 namespace KOZAV::Backend {
 
-/// A file being written beside the place it is meant for. It gets its name only when it is complete and on
-/// the disk; without that it is removed.
+/// A file being written that gets its name only when it is complete and on the disk; without that it is
+/// removed. Until then it is for this user alone, and messages call it by the name that it is to get.
 class TempFile final
 {
 public:
-    /// Who may read the file once it has its name. Until then it is for this user alone.
+    /// Who may read the file once it has its name.
     enum class Access { ThisUser, AsUserDefault };
 
-    static Result<TempFile> create(const std::string& folder, Access access = Access::ThisUser);
+    /// Makes the file beside target.
+    static Result<TempFile> create(const std::string& target, Access access = Access::ThisUser);
+
+    /// Makes it in another folder of the same file system.
+    static Result<TempFile> createIn(const std::string& folder, const std::string& target,
+                                     Access access = Access::ThisUser);
 
     TempFile(TempFile&& other) noexcept;
     TempFile& operator=(TempFile&&) = delete;
     ~TempFile();
     Q_DISABLE_COPY(TempFile)
 
-    [[nodiscard]] const FileDescriptor& descriptor() const { return m_descriptor; }
+    /// Open for reading and writing.
+    [[nodiscard]] File& file() { return m_file; }
+
+    /// Where it lies now.
     [[nodiscard]] const std::string& path() const { return m_path; }
 
-    /// Checks that the file has the length that it should have, and brings it to the disk.
-    Status complete(qint64 expectedLength);
+    /// Names the complete file durably: checks that it has the length that it should have, brings it to the
+    /// disk, renames it to the target and brings the target's folder to the disk. On failure nothing of it is
+    /// left, except that a file which has replaced another stays: the other one is gone.
+    Status publish(qint64 expectedLength, ExistingTarget existing);
 
-    /// Names the completed file. What had that name is replaced as a whole, or is left and makes the call
-    /// fail with AlreadyExists. The name is durable after syncFolder() of the target's folder.
-    Status replace(const std::string& target);
-    Status moveTo(const std::string& target);
+    // The steps of publish(), for whoever has to do something between them. The name is durable after
+    // syncFolder() of the target's folder.
+    Status complete(qint64 expectedLength);
+    Status rename(ExistingTarget existing);
 
 private:
-    TempFile(FileDescriptor descriptor, std::string path, unsigned permissions);
+    TempFile(File file, std::string path, unsigned permissions);
 
-    FileDescriptor m_descriptor;
+    File m_file;
     std::string m_path; ///< empty once the file has its name
     unsigned m_permissions;
 };

@@ -1,9 +1,6 @@
 #include "backend/migrate/FileCopier.h"
 
-#include "backend/io/FileAccess.h"
-#include "backend/io/FileInfo.h"
-#include "backend/io/FileNames.h"
-#include "backend/io/SystemError.h"
+#include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
 
 #include <utility>
@@ -22,8 +19,7 @@ public:
     }
     ~Passage()
     {
-        if (fileInfo(m_path).ok())
-            (void)removeFile(m_path);
+        (void)removeFile(m_path); // a failed copy may have left none
     }
     Q_DISABLE_COPY(Passage)
 
@@ -159,10 +155,8 @@ Result<ContentDigest> FileCopier::fetch(DocumentStore& store, const StoreLocatio
     // A get has compared what it wrote with the hash that it knew.
     if (!file.sha256.isEmpty())
         return ContentDigest{file.length, file.sha256};
-    const Result<FileDescriptor> opened = openForReading(m_passage);
-    if (!opened.ok())
-        return opened.status();
-    return digestFile(opened.value(), m_passage);
+    auto opened = File::openForReading(m_passage);
+    return opened.ok() ? digestFile(opened.value()) : opened.status();
 }
 
 } // namespace KOZAV::Backend

@@ -1,7 +1,7 @@
 #include "backend/migrate/FileMigration.h"
 
-#include "backend/io/CallGuard.h"
-#include "backend/io/SystemError.h"
+#include "backend/Guarded.h"
+#include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
 
 #include <algorithm>
@@ -75,7 +75,7 @@ public:
 private:
     void work(std::size_t number)
     {
-        const Status status = guardedCall("copy stored files", [&] { return bringFiles(number); });
+        const Status status = guarded("copy stored files", [&] { return bringFiles(number); });
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (!status.ok() && m_failure.ok())
             m_failure = status;

@@ -1,8 +1,8 @@
 #include "backend/migrate/SiteMigration.h"
 
+#include "backend/Guarded.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
-#include "backend/io/CallGuard.h"
 #include "backend/migrate/TransferFolder.h"
 
 #include <memory>
@@ -179,7 +179,7 @@ MigrationReport SiteMigration::report() const
 Result<MigrationReport> migrateSite(const Settings& source, const Settings& target,
                                     const MigrationOptions& options, const MigrationObserver& observer)
 {
-    return guardedCall("migrate the site", [&]() -> Result<MigrationReport> {
+    return guarded("migrate the site", [&]() -> Result<MigrationReport> {
         return SiteMigration(source, target, options, observer).run();
     });
 }

@@ -1,10 +1,8 @@
 #include "backend/migrate/TransferFolder.h"
 
-#include "backend/io/FileNames.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/PrivateFile.h"
-#include "backend/io/SystemError.h"
 
 #include <QFile>
 

@@ -1,7 +1,5 @@
 #include "backend/pack/ArchiveFile.h"
 
-#include "backend/io/FileAccess.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -14,7 +12,7 @@ constexpr qint64 bufferSize = 1 << 20;
 
 } // namespace
 
-ArchiveFile::ArchiveFile(const TempFile& file)
+ArchiveFile::ArchiveFile(File& file)
     : m_file(file)
     , m_error()
     , m_buffer(bufferSize)
@@ -79,11 +77,11 @@ Result<qint64> ArchiveFile::writeSome(const char* bytes, qint64 size)
 {
     if (m_position < m_bufferStart) {
         const qint64 count = std::min(size, m_bufferStart - m_position);
-        Status written = writeFullyAt(m_file.descriptor(), bytes, count, m_position, m_file.path());
+        const auto written = m_file.writeAt(bytes, count, m_position);
         return written.ok() ? Result(count) : written;
     }
     if (m_position > m_bufferStart + m_buffered || m_position == m_bufferStart + bufferSize) {
-        if (Status flushed = flush(); !flushed.ok())
+        if (const auto flushed = flush(); !flushed.ok())
             return flushed;
         m_bufferStart = m_position;
     }
@@ -96,10 +94,9 @@ Result<qint64> ArchiveFile::writeSome(const char* bytes, qint64 size)
 
 Status ArchiveFile::flush()
 {
-    Status written =
-        writeFullyAt(m_file.descriptor(), m_buffer.data(), m_buffered, m_bufferStart, m_file.path());
+    auto written = m_file.writeAt(m_buffer.data(), m_buffered, m_bufferStart);
     if (written.ok())
-        startWriting(m_file.descriptor(), m_bufferStart, m_buffered);
+        m_file.startWriting(m_bufferStart, m_buffered);
     m_bufferStart += m_buffered;
     m_buffered = 0;
     return written;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/io/TempFile.h"
+#include "backend/io/File.h"
 
 #include <zip.h>
 
@@ -15,7 +15,7 @@ class ArchiveFile final
 {
 public:
     /// The file must outlive this object, and this object the archive.
-    explicit ArchiveFile(const TempFile& file);
+    explicit ArchiveFile(File& file);
     Q_DISABLE_COPY(ArchiveFile)
 
     /// The target for zip_open_from_source(), which then owns it; nullptr with error set on failure.
@@ -36,7 +36,7 @@ private:
     Status flush();
     zip_int64_t failed(int zipError, int systemError);
 
-    const TempFile& m_file;
+    File& m_file;
     zip_error_t m_error;
     Status m_failure;
     std::vector<char> m_buffer;

@@ -1,7 +1,7 @@
 #include "backend/pack/FolderListing.h"
 
+#include "backend/Utf8.h"
 #include "backend/io/FilePath.h"
-#include "backend/io/SystemError.h"
 #include "backend/pack/LinkRule.h"
 
 #include <algorithm>
@@ -62,7 +62,7 @@ Status Lister::run()
     while (!m_pending.empty()) {
         const std::string relativePath = std::move(m_pending.back());
         m_pending.pop_back();
-        if (Status listed = listSubfolder(relativePath); !listed.ok())
+        if (const auto listed = listSubfolder(relativePath); !listed.ok())
             return listed;
     }
     std::sort(m_listing.entries.begin(), m_listing.entries.end(),
@@ -72,14 +72,14 @@ Status Lister::run()
 
 Status Lister::listSubfolder(const std::string& relativePath)
 {
-    const auto folder = openFolderIn(m_listing.root, relativePath.empty() ? "." : relativePath);
+    const auto folder = m_listing.root.openFolder(relativePath.empty() ? "." : relativePath);
     if (!folder.ok())
         return folder.status();
-    const auto names = namesIn(folder.value());
+    const auto names = folder->names();
     if (!names.ok())
         return names.status();
     for (const std::string& name : names.value()) {
-        if (Status added = add(folder.value(), name, joinPath(relativePath, name)); !added.ok())
+        if (const auto added = add(folder.value(), name, joinPath(relativePath, name)); !added.ok())
             return added;
     }
     return {};
@@ -87,10 +87,10 @@ Status Lister::listSubfolder(const std::string& relativePath)
 
 Status Lister::add(const Folder& folder, const std::string& name, const std::string& relativePath)
 {
-    const std::string path = joinPath(m_listing.root.path, relativePath);
-    if (Status named = checkName(name, path); !named.ok())
+    const std::string path = joinPath(m_listing.root.path(), relativePath);
+    if (const auto named = checkName(name, path); !named.ok())
         return named;
-    const auto info = fileInfoIn(folder, name);
+    const auto info = folder.entryInfo(name);
     if (!info.ok())
         return info.code() == ErrorCode::NotFound ? changedWhilePacked(path) : info.status();
     FolderEntry entry{relativePath, info.value(), {}};
@@ -102,7 +102,7 @@ Status Lister::add(const Folder& folder, const std::string& name, const std::str
         entry.name += '/';
         break;
     case FileKind::SymbolicLink: {
-        auto target = linkTargetIn(folder, name);
+        auto target = folder.linkTarget(name);
         if (!target.ok())
             return target.status();
         entry.linkTarget = std::move(target.value());
@@ -131,30 +131,30 @@ Status Lister::checkLinks() const
 
 std::string FolderListing::pathOf(const FolderEntry& entry) const
 {
-    return joinPath(root.path, withoutSlash(entry.name));
+    return joinPath(root.path(), withoutSlash(entry.name));
 }
 
 Result<FolderListing> listFolder(const std::string& path)
 {
-    auto root = openFolder(path);
+    auto root = Folder::open(path);
     if (!root.ok())
         return root.status();
-    const auto rootInfo = fileInfo(root->descriptor, path);
+    const auto rootInfo = root->info();
     if (!rootInfo.ok())
         return rootInfo.status();
     FolderListing listing{std::move(root.value()), rootInfo.value(), {}};
-    if (Status listed = Lister(&listing).run(); !listed.ok())
+    if (const auto listed = Lister(&listing).run(); !listed.ok())
         return listed;
     return listing;
 }
 
 Status verifyUnchanged(const FolderListing& listing)
 {
-    const auto rootInfo = fileInfo(listing.root.descriptor, listing.root.path);
+    const auto rootInfo = listing.root.info();
     if (!rootInfo.ok() || !rootInfo->isSameState(listing.rootInfo))
-        return changedWhilePacked(listing.root.path);
+        return changedWhilePacked(listing.root.path());
     for (const FolderEntry& entry : listing.entries) {
-        const auto info = fileInfoIn(listing.root, withoutSlash(entry.name));
+        const auto info = listing.root.entryInfo(withoutSlash(entry.name));
         if (!info.ok() || !info->isSameState(entry.info))
             return changedWhilePacked(listing.pathOf(entry));
     }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/io/FileInfo.h"
 #include "backend/io/Folder.h"
 
 #include <string>

@@ -1,9 +1,7 @@
 #include "backend/pack/PackFolder.h"
 
-#include "backend/io/CallGuard.h"
-#include "backend/io/FileNames.h"
+#include "backend/Guarded.h"
 #include "backend/io/FilePath.h"
-#include "backend/io/SystemError.h"
 #include "backend/io/TempFile.h"
 #include "backend/pack/FolderListing.h"
 #include "backend/pack/ZipWriter.h"
@@ -45,19 +43,6 @@ Status checkPlaces(const PackRequest& request)
                                        .arg(displayPath(request.folder), displayPath(request.target)));
 }
 
-/// Gives the archive its name, durably; otherwise no archive is left.
-Status publish(TempFile* archive, qint64 length, const std::string& target)
-{
-    if (Status completed = archive->complete(length); !completed.ok())
-        return completed;
-    if (Status moved = archive->moveTo(target); !moved.ok())
-        return moved;
-    Status synced = syncFolder(parentFolder(target));
-    if (!synced.ok())
-        (void)removeFile(target);
-    return synced;
-}
-
 PackResult resultOf(const FolderListing& listing, qint64 archiveBytes)
 {
     PackResult result;
@@ -73,17 +58,16 @@ PackResult resultOf(const FolderListing& listing, qint64 archiveBytes)
 
 Result<PackResult> packListed(const FolderListing& listing, const PackRequest& request)
 {
-    const std::string targetFolder = parentFolder(request.target);
-    removeStaleTempFiles(targetFolder);
-    auto archive = TempFile::create(targetFolder, TempFile::Access::AsUserDefault);
+    removeStaleTempFiles(parentFolder(request.target));
+    auto archive = TempFile::create(request.target, TempFile::Access::AsUserDefault);
     if (!archive.ok())
         return archive.status();
     const auto length = writeZip(listing, {request.threads, request.level}, archive.value());
     if (!length.ok())
         return length.status();
-    if (Status unchanged = verifyUnchanged(listing); !unchanged.ok())
+    if (const auto unchanged = verifyUnchanged(listing); !unchanged.ok())
         return unchanged;
-    const Status published = publish(&archive.value(), length.value(), request.target);
+    const auto published = archive->publish(length.value(), ExistingTarget::Keep);
     return published.ok() ? Result(resultOf(listing, length.value())) : published;
 }
 
@@ -91,13 +75,13 @@ Result<PackResult> packListed(const FolderListing& listing, const PackRequest& r
 
 Result<PackResult> packFolder(const PackRequest& request)
 {
-    return guardedCall("pack a folder", [&]() -> Result<PackResult> {
-        if (Status accepted = checkRequest(request); !accepted.ok())
+    return guarded("pack a folder", [&]() -> Result<PackResult> {
+        if (const auto accepted = checkRequest(request); !accepted.ok())
             return accepted;
         const auto listing = listFolder(request.folder);
         if (!listing.ok())
             return listing.status();
-        if (Status placed = checkPlaces(request); !placed.ok())
+        if (const auto placed = checkPlaces(request); !placed.ok())
             return placed;
         return packListed(listing.value(), request);
     });

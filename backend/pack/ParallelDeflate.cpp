@@ -1,7 +1,6 @@
 #include "backend/pack/ParallelDeflate.h"
 
-#include "backend/io/CallGuard.h"
-#include "backend/io/FileAccess.h"
+#include "backend/Guarded.h"
 #include "backend/pack/FolderListing.h"
 #include "backend/pack/PieceCompressor.h"
 
@@ -57,7 +56,7 @@ private:
 
 Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, DeflatedPiece* piece)
 {
-    if (Status contentRead = read(entry, offset, piece->uncompressedSize); !contentRead.ok())
+    if (const auto contentRead = read(entry, offset, piece->uncompressedSize); !contentRead.ok())
         return contentRead;
     const auto size = static_cast<std::size_t>(piece->uncompressedSize);
     piece->crc = libdeflate_crc32(0, m_content.data(), size);
@@ -68,11 +67,11 @@ Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, DeflatedPi
 Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size)
 {
     const std::string path = m_listing.pathOf(entry);
-    const auto isAsListed = [&](const FileDescriptor& file) {
-        const auto info = fileInfo(file, path);
+    const auto isAsListed = [&entry](const File& file) {
+        const auto info = file.info();
         return info.ok() && info->isSameState(entry.info);
     };
-    const auto file = openForReadingIn(m_listing.root, entry.name);
+    const auto file = File::openForReadingIn(m_listing.root, entry.name);
     if (!file.ok())
         return file.code() == ErrorCode::NotPermitted || file.code() == ErrorCode::Io
                    ? file.status()
@@ -80,8 +79,7 @@ Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size)
     if (!isAsListed(file.value()))
         return changedWhilePacked(path);
     m_content.resize(std::max(m_content.size(), static_cast<std::size_t>(size)));
-    const auto length =
-        readFullyAt(file.value(), reinterpret_cast<char*>(m_content.data()), size, offset, path);
+    const auto length = file->readAt(reinterpret_cast<char*>(m_content.data()), size, offset);
     if (!length.ok())
         return length.status();
     return length.value() == size && isAsListed(file.value()) ? Status() : changedWhilePacked(path);
@@ -146,7 +144,7 @@ void ParallelDeflate::work(int level)
         DeflatedPiece piece;
         piece.uncompressedSize = slot->job.size;
         piece.isLast = slot->job.isLast;
-        piece.status = guardedCall("compress a file", [&] {
+        piece.status = guarded("compress a file", [&] {
             if (!worker)
                 worker = std::make_unique<PieceWorker>(m_listing, level);
             return worker->compress(m_listing.entries[slot->job.entry], slot->job.offset, &piece);

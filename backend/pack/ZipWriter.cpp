@@ -1,7 +1,6 @@
 #include "backend/pack/ZipWriter.h"
 
-#include "backend/io/FileAccess.h"
-#include "backend/io/SystemError.h"
+#include "backend/io/FilePath.h"
 #include "backend/io/TempFile.h"
 #include "backend/pack/ArchiveFile.h"
 #include "backend/pack/EntrySource.h"
@@ -71,11 +70,11 @@ qint64 modifiedSeconds(const FileInfo& info)
 class ZipWriter final
 {
 public:
-    ZipWriter(const FolderListing& listing, const ZipOptions& options, const TempFile& file)
+    ZipWriter(const FolderListing& listing, const ZipOptions& options, TempFile& file)
         : m_listing(listing)
         , m_file(file)
         , m_pieces(listing, options.threads, options.level)
-        , m_target(file)
+        , m_target(file.file())
     {
     }
 
@@ -101,15 +100,15 @@ private:
 
 Result<qint64> ZipWriter::write()
 {
-    if (Status opened = open(); !opened.ok())
+    if (const auto opened = open(); !opened.ok())
         return opened;
     for (const FolderEntry& entry : m_listing.entries) {
-        if (Status added = add(entry); !added.ok())
+        if (const auto added = add(entry); !added.ok())
             return added;
     }
-    if (Status closed = close(); !closed.ok())
+    if (const auto closed = close(); !closed.ok())
         return closed;
-    const Status complete = checkEntryCount();
+    const auto complete = checkEntryCount();
     return complete.ok() ? Result(m_target.length()) : complete;
 }
 
@@ -118,12 +117,12 @@ Status ZipWriter::open()
     ZipError error;
     zip_source_t* target = m_target.create(&error.error);
     if (!target)
-        return zipFailure(&error.error, m_listing.root.path);
+        return zipFailure(&error.error, m_listing.root.path());
     m_archive.reset(zip_open_from_source(target, ZIP_CREATE | ZIP_TRUNCATE, &error.error));
     if (m_archive)
         return {};
     zip_source_free(target);
-    return zipFailure(&error.error, m_listing.root.path);
+    return zipFailure(&error.error, m_listing.root.path());
 }
 
 Status ZipWriter::add(const FolderEntry& entry)
@@ -187,7 +186,7 @@ Status ZipWriter::close()
         return m_readFailure;
     if (!m_target.failure().ok())
         return m_target.failure();
-    return zipFailure(zip_get_error(m_archive.get()), m_listing.root.path);
+    return zipFailure(zip_get_error(m_archive.get()), m_listing.root.path());
 }
 
 /// Reads the directory of the archive back.
@@ -198,26 +197,26 @@ Status ZipWriter::checkEntryCount() const
     const Archive written(zip_open(m_file.path().c_str(), ZIP_RDONLY, &code));
     if (!written) {
         zip_error_init_with_code(&error.error, code);
-        return zipFailure(&error.error, m_listing.root.path);
+        return zipFailure(&error.error, m_listing.root.path());
     }
     if (zip_get_num_entries(written.get(), 0) != static_cast<zip_int64_t>(m_listing.entries.size()))
         return Status::internal(QStringLiteral("Cannot pack %1: the archive does not have all entries")
-                                    .arg(displayPath(m_listing.root.path)));
+                                    .arg(displayPath(m_listing.root.path())));
     return {};
 }
 
 /// An archive without entries is its end record alone; libzip would rather make no file.
-Result<qint64> writeEmptyArchive(const TempFile& file)
+Result<qint64> writeEmptyArchive(TempFile& file)
 {
     constexpr std::array<char, 22> endRecord = {'P', 'K', 5, 6};
     const auto size = static_cast<qint64>(endRecord.size());
-    const Status written = writeFully(file.descriptor(), endRecord.data(), size, file.path());
+    const auto written = file.file().write(endRecord.data(), size);
     return written.ok() ? Result(size) : written;
 }
 
 } // namespace
 
-Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options, const TempFile& file)
+Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options, TempFile& file)
 {
     if (listing.entries.empty())
         return writeEmptyArchive(file);

@@ -14,6 +14,6 @@ struct ZipOptions
 };
 
 /// Writes the listed folder as a zip archive (docs/zip-layout.md) into the empty file; returns its length.
-Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options, const TempFile& file);
+Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options, TempFile& file);
 
 } // namespace KOZAV::Backend

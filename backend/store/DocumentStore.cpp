@@ -1,6 +1,6 @@
 #include "backend/store/DocumentStore.h"
 
-#include "backend/io/CallGuard.h"
+#include "backend/Guarded.h"
 #include "backend/store/local/LocalDocumentStore.h"
 #ifdef ZAV_WITH_MONGODB
 #include "backend/store/gridfs/GridFsDocumentStore.h"
@@ -62,7 +62,7 @@ DocumentStore::~DocumentStore() = default;
 
 Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSettings& settings)
 {
-    return guardedCall("open the document store", [&]() -> OpenedStore {
+    return guarded("open the document store", [&]() -> OpenedStore {
         for (const StoreKind& kind : storeKinds) {
             if (settings.kind == kind.name)
                 return kind.open(settings);

@@ -13,6 +13,8 @@
 
 namespace KOZAV::Backend {
 
+class File;
+
 /// Where a file store lies: the two location texts of the service operations. UTF-8.
 struct StoreLocation
 {
@@ -55,9 +57,14 @@ public:
     virtual Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
                                      const std::string& localPath) = 0;
 
-    /// Writes the stored file to localPath.
+    /// Writes the stored file to localPath. A regular file there is replaced as a whole; anything else there
+    /// is InvalidArgument and stays: a folder, a link, a device.
     virtual Status get(const StoreLocation& location, const std::string& name,
                        const std::string& localPath) = 0;
+
+    /// Writes the stored file to an open one, which may be a pipe or a device. It gets the content as it
+    /// comes: only a success says that it was whole and what had been stored.
+    virtual Status send(const StoreLocation& location, const std::string& name, File& target) = 0;
 
     /// What is stored under the name; NotFound where nothing is.
     virtual Result<StoredFile> find(const StoreLocation& location, const std::string& name) = 0;

@@ -1,6 +1,6 @@
 #include "backend/store/StoreFailures.h"
 
-#include "backend/io/SystemError.h"
+#include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
 
 namespace KOZAV::Backend {

@@ -1,7 +1,6 @@
 #include "backend/store/StoreNames.h"
 
 #include "backend/io/FilePath.h"
-#include "backend/io/SystemError.h"
 
 namespace KOZAV::Backend {
 
@@ -15,7 +14,7 @@ Status refused(const QString& what, const std::string& name)
 
 Status checkLocationPart(const QString& what, const std::string& name)
 {
-    const bool accepted = isPlainFileName(name) && name.find('\\') == std::string::npos;
+    const auto accepted = isPlainFileName(name) && name.find('\\') == std::string::npos;
     return accepted ? Status() : refused(what, name);
 }
 
@@ -28,9 +27,9 @@ Status checkStoredName(const std::string& name)
 
 Status checkStoreLocation(const StoreLocation& location)
 {
-    if (Status database =
-            checkLocationPart(QStringLiteral("database of the document store"), location.database);
-        !database.ok())
+    const auto database =
+        checkLocationPart(QStringLiteral("database of the document store"), location.database);
+    if (!database.ok())
         return database;
     return checkLocationPart(QStringLiteral("file store of the document store"), location.fileStore);
 }

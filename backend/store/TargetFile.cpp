@@ -1,7 +1,6 @@
 #include "backend/store/TargetFile.h"
 
 #include "backend/io/FilePath.h"
-#include "backend/io/Folder.h"
 #include "backend/io/SystemError.h"
 
 #include <utility>
@@ -10,38 +9,36 @@ namespace KOZAV::Backend {
 
 namespace {
 
-Result<TempFile> tempFileIn(const std::string& folder, qint64 length)
+Result<TempFile> tempFileFor(const std::string& localPath, qint64 length)
 {
-    if (Status roomy = requireFreeSpace(folder, length); !roomy.ok())
+    if (const auto replaceable = requireReplaceable(localPath); !replaceable.ok())
+        return replaceable;
+    if (const auto roomy = requireFreeSpace(parentFolder(localPath), length); !roomy.ok())
         return roomy;
-    return TempFile::create(folder, TempFile::Access::AsUserDefault);
+    return TempFile::create(localPath, TempFile::Access::AsUserDefault);
 }
 
 } // namespace
 
-TargetFile::TargetFile(TempFile temp, std::string path, qint64 length)
+TargetFile::TargetFile(TempFile temp, qint64 length)
     : m_temp(std::move(temp))
-    , m_path(std::move(path))
     , m_length(length)
 {
 }
 
 Result<TargetFile> TargetFile::create(const std::string& localPath, qint64 length)
 {
-    auto temp = tempFileIn(parentFolder(localPath), length);
+    auto temp = tempFileFor(localPath, length);
     if (temp.code() == ErrorCode::NotFound)
         return Status::invalidArgument(temp.message());
     if (!temp.ok())
         return temp.status();
-    return TargetFile(std::move(temp.value()), localPath, length);
+    return TargetFile(std::move(temp.value()), length);
 }
 
 Status TargetFile::finish()
 {
-    if (Status completed = m_temp.complete(m_length); !completed.ok())
-        return completed;
-    const Status replaced = m_temp.replace(m_path);
-    return replaced.ok() ? syncFolder(parentFolder(m_path)) : replaced;
+    return m_temp.publish(m_length, ExistingTarget::Replace);
 }
 
 } // namespace KOZAV::Backend

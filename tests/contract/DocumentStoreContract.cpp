@@ -7,6 +7,13 @@
 #include <QFile>
 #include <QTest>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <tuple>
+
 namespace KOZAV::Test {
 
 namespace {
@@ -42,6 +49,32 @@ QByteArray varied(int size)
         byte = static_cast<char>(state & 0xffU);
     }
     return bytes;
+}
+
+/// Makes a folder, FIFO or device at path, or a link to "../linked". @return whether that could be done, or
+/// errno
+bool makeOfKind(const QString& kind, const QString& path)
+{
+    constexpr unsigned memoryDevices = 1;
+    constexpr unsigned nullDevice = 3;
+    const QByteArray name = QFile::encodeName(path);
+    if (kind == QLatin1String("folder"))
+        return ::mkdir(name.constData(), S_IRWXU) == 0;
+    if (kind == QLatin1String("FIFO"))
+        return ::mkfifo(name.constData(), S_IRUSR | S_IWUSR) == 0;
+    if (kind == QLatin1String("device"))
+        return ::mknod(name.constData(), S_IFCHR | S_IRUSR | S_IWUSR, makedev(memoryDevices, nullDevice)) ==
+               0;
+    return ::symlink("../linked", name.constData()) == 0;
+}
+
+/// What stays the same of what lies at path as long as nothing else is put there.
+std::tuple<ino_t, mode_t, dev_t> identityOf(const QString& path)
+{
+    struct stat found = {};
+    if (::lstat(QFile::encodeName(path).constData(), &found) != 0)
+        qFatal("%s is gone", qPrintable(path));
+    return {found.st_ino, found.st_mode, found.st_rdev};
 }
 
 } // namespace
@@ -169,6 +202,38 @@ void DocumentStoreContract::fetchingReplacesTheTarget()
         QString::fromStdString(m_site->writeFile(QStringLiteral("target"), "much longer before"));
     QCOMPARE(get(target, "name.tgz"), 0);
     QCOMPARE(content(target), QByteArray("short"));
+}
+
+void DocumentStoreContract::fetchingReplacesRegularFilesOnly_data()
+{
+    QTest::addColumn<QString>("kind");
+    for (const char* kind : {"folder", "link to a file", "dangling link", "FIFO", "device"})
+        QTest::newRow(kind) << QString::fromLatin1(kind);
+}
+
+void DocumentStoreContract::fetchingReplacesRegularFilesOnly()
+{
+    QFETCH(const QString, kind);
+    QCOMPARE(put(m_site->writeFile(QStringLiteral("source"), "content"), "name.tgz"), 0);
+    const QDir targets(m_site->path(QStringLiteral("targets")));
+    QVERIFY(QDir().mkdir(targets.path()));
+    const QString target = targets.filePath(QStringLiteral("target"));
+    if (kind == QLatin1String("link to a file"))
+        m_site->writeFile(QStringLiteral("linked"), "linked");
+    if (!makeOfKind(kind, target)) {
+        QCOMPARE(errno, EPERM);
+        QSKIP("a device cannot be made by this user here");
+    }
+    const QString linked = m_site->path(QStringLiteral("linked"));
+    const bool isLinked = QFile::exists(linked);
+    const auto before = identityOf(target);
+    QVERIFY(get(target, "name.tgz") != 0);
+    QVERIFY(identityOf(target) == before);
+    QCOMPARE(targets.entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList(QStringLiteral("target")));
+    QCOMPARE(QFile::exists(linked), isLinked);
+    if (isLinked)
+        QCOMPARE(content(linked), QByteArray("linked"));
 }
 
 void DocumentStoreContract::unwritableTargetIsAFailure()

@@ -28,6 +28,8 @@ private Q_SLOTS:
     void locationsAreApart();
     void missingFileLeavesTheTargetAsItWas();
     void fetchingReplacesTheTarget();
+    void fetchingReplacesRegularFilesOnly_data();
+    void fetchingReplacesRegularFilesOnly();
     void unwritableTargetIsAFailure();
     void namesAreKeptAsTheyAre_data();
     void namesAreKeptAsTheyAre();

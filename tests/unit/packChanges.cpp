@@ -31,7 +31,7 @@ Status packChanged(const PackBox& box, const Change& change)
     if (!listing.ok())
         return listing.status();
     change(box);
-    const auto file = TempFile::create(local(box.archiveFolder()));
+    auto file = TempFile::create(local(box.archive()));
     if (!file.ok())
         return file.status();
     return writeZip(listing.value(), {}, file.value()).status();

@@ -1,14 +1,11 @@
 #include "backend/store/gridfs/ChunkSource.h"
 
-#include "backend/io/FileAccess.h"
-#include "backend/io/SystemError.h"
+#include "backend/io/FilePath.h"
 
 namespace KOZAV::Backend {
 
-ChunkSource::ChunkSource(const FileDescriptor& file, const std::string& path, const SourceWatch& watch,
-                         int chunkSize)
+ChunkSource::ChunkSource(File& file, const SourceWatch& watch, int chunkSize)
     : m_file(file)
-    , m_path(path)
     , m_watch(watch)
     , m_chunkSize(chunkSize)
 {
@@ -19,7 +16,7 @@ Status ChunkSource::fill(ChunkBatch& batch)
     batch.restart(m_chunks);
     while (!batch.isFull() && !atEnd()) {
         char* const data = batch.nextData();
-        const auto size = readFully(m_file, data, m_chunkSize, m_path);
+        const auto size = m_file.read(data, m_chunkSize);
         if (!size.ok())
             return size.status();
         if (size.value() == 0)
@@ -39,7 +36,7 @@ Result<ContentDigest> ChunkSource::digest()
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
         return Status::internal(
-            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_path)));
+            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_file.path())));
     return digest;
 }
 

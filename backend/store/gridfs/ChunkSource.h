@@ -2,21 +2,17 @@
 
 #include "backend/Status.h"
 #include "backend/io/FileCopy.h"
-#include "backend/io/FileDescriptor.h"
 #include "backend/io/Sha256.h"
-#include "backend/io/SourceWatch.h"
 #include "backend/store/gridfs/ChunkBatch.h"
-
-#include <string>
 
 namespace KOZAV::Backend {
 
-/// Reads a local file once, from its start, into chunks, and hashes what it reads. File and path have to
-/// outlive it.
+/// Reads a local file once, from its start, into chunks, and hashes what it reads. The file has to outlive
+/// it.
 class ChunkSource final
 {
 public:
-    ChunkSource(const FileDescriptor& file, const std::string& path, const SourceWatch& watch, int chunkSize);
+    ChunkSource(File& file, const SourceWatch& watch, int chunkSize);
 
     /// Fills the batch with the next chunks, the last one of the file being shorter. Leaves it empty at the
     /// end.
@@ -29,8 +25,7 @@ public:
     Result<ContentDigest> digest();
 
 private:
-    const FileDescriptor& m_file;
-    const std::string& m_path;
+    File& m_file;
     const SourceWatch& m_watch;
     const int m_chunkSize;
     Sha256 m_sha256;

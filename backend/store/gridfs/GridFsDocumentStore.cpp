@@ -1,12 +1,9 @@
 #include "backend/store/gridfs/GridFsDocumentStore.h"
 
+#include "backend/Guarded.h"
 #include "backend/Operation.h"
-#include "backend/io/CallGuard.h"
-#include "backend/io/FileAccess.h"
-#include "backend/io/FileNames.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
-#include "backend/io/SystemError.h"
 #include "backend/store/StoreFailures.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
@@ -32,25 +29,29 @@ Status checkNames(const StoreLocation& location, const std::string& name)
 }
 
 /// Writes what arrives, and lets the system bring it to the disk meanwhile.
-GridFsDownload::Sink writerTo(const TargetFile& target, qint64 length)
+GridFsDownload::Sink writerTo(File& target, qint64 length)
 {
     return [&target, length, written = qint64(0)](const char* bytes, qint64 size) mutable {
-        Status done = writeFully(target.descriptor(), bytes, size, target.path(), length);
+        Status done = target.write(bytes, size, length);
         if (done.ok() && size >= worthStarting)
-            startWriting(target.descriptor(), written, size);
+            target.startWriting(written, size);
         written += size;
         return done;
     };
 }
 
+Status copyOut(GridFsBucket& bucket, const GridFsFile& file, File& target)
+{
+    return GridFsDownload(bucket, file, writerTo(target, file.stored().length)).run().status();
+}
+
 Status fetch(GridFsBucket& bucket, const GridFsFile& file, const std::string& localPath)
 {
-    const qint64 length = file.stored().length;
-    auto target = TargetFile::create(localPath, length);
+    auto target = TargetFile::create(localPath, file.stored().length);
     if (!target.ok())
         return target.status();
-    const auto digest = GridFsDownload(bucket, file, writerTo(target.value(), length)).run();
-    return digest.ok() ? target->finish() : digest.status();
+    const Status copied = copyOut(bucket, file, target->file());
+    return copied.ok() ? target->finish() : copied;
 }
 
 /// Whether a file that was there when a fetch began has been removed since.
@@ -85,10 +86,10 @@ GridFsDocumentStore::GridFsDocumentStore(GridFsServer server)
 Result<StoredFile> GridFsDocumentStore::put(const StoreLocation& location, const std::string& name,
                                             const std::string& localPath)
 {
-    return guardedCall("store a file", [&]() -> Result<StoredFile> {
+    return guarded("store a file", [&]() -> Result<StoredFile> {
         if (Status accepted = checkNames(location, name); !accepted.ok())
             return accepted;
-        const auto source = openForReading(localPath);
+        auto source = File::openForReading(localPath);
         if (!source.ok())
             return source.status();
         auto opened = session(location);
@@ -97,14 +98,14 @@ Result<StoredFile> GridFsDocumentStore::put(const StoreLocation& location, const
         if (Status indexed = makeIndexesOnce(opened->bucket()); !indexed.ok())
             return indexed;
         GridFsUpload upload(opened.value(), m_clients, m_leftovers, name);
-        return upload.run(source.value(), localPath);
+        return upload.run(source.value());
     });
 }
 
 Result<StoredFile> GridFsDocumentStore::adopt(const StoreLocation& location, const std::string& name,
                                               const std::string& localPath)
 {
-    return guardedCall("take a file into the store", [&]() -> Result<StoredFile> {
+    return guarded("take a file into the store", [&]() -> Result<StoredFile> {
         if (Status accepted = checkNames(location, name); !accepted.ok())
             return accepted;
         if (Status removable = requireWritableFolder(parentFolder(localPath)); !removable.ok())
@@ -120,23 +121,40 @@ Result<StoredFile> GridFsDocumentStore::adopt(const StoreLocation& location, con
 Status GridFsDocumentStore::get(const StoreLocation& location, const std::string& name,
                                 const std::string& localPath)
 {
-    return guardedCall("fetch a stored file", [&]() -> Status {
-        auto session = sessionFor(location, name);
-        if (!session.ok())
-            return session.status();
-        const auto file = usableFile(session->bucket(), name);
-        if (!file.ok())
-            return file.status();
-        Status fetched = fetch(session->bucket(), file.value(), localPath);
-        if (fetched.code() == ErrorCode::Corrupt && isGone(session->bucket(), file.value()))
-            return notStored(location, name);
-        return fetched;
+    return guarded("fetch a stored file", [&]() -> Status {
+        return read(location, name, [&localPath](GridFsBucket& bucket, const GridFsFile& file) {
+            return fetch(bucket, file, localPath);
+        });
     });
+}
+
+Status GridFsDocumentStore::send(const StoreLocation& location, const std::string& name, File& target)
+{
+    return guarded("send a stored file", [&]() -> Status {
+        return read(location, name, [&target](GridFsBucket& bucket, const GridFsFile& file) {
+            return copyOut(bucket, file, target);
+        });
+    });
+}
+
+/// Has reader read the file of that name.
+Status GridFsDocumentStore::read(const StoreLocation& location, const std::string& name, const Reader& reader)
+{
+    auto session = sessionFor(location, name);
+    if (!session.ok())
+        return session.status();
+    const auto file = usableFile(session->bucket(), name);
+    if (!file.ok())
+        return file.status();
+    Status done = reader(session->bucket(), file.value());
+    if (done.code() == ErrorCode::Corrupt && isGone(session->bucket(), file.value()))
+        return notStored(location, name);
+    return done;
 }
 
 Result<StoredFile> GridFsDocumentStore::find(const StoreLocation& location, const std::string& name)
 {
-    return guardedCall("find a stored file", [&]() -> Result<StoredFile> {
+    return guarded("find a stored file", [&]() -> Result<StoredFile> {
         auto session = sessionFor(location, name);
         if (!session.ok())
             return session.status();
@@ -147,7 +165,7 @@ Result<StoredFile> GridFsDocumentStore::find(const StoreLocation& location, cons
 
 Result<std::vector<StoredFile>> GridFsDocumentStore::list(const StoreLocation& location)
 {
-    return guardedCall("list the stored files", [&]() -> Result<std::vector<StoredFile>> {
+    return guarded("list the stored files", [&]() -> Result<std::vector<StoredFile>> {
         if (Status accepted = checkGridFsLocation(location); !accepted.ok())
             return accepted;
         auto opened = session(location);
@@ -158,7 +176,7 @@ Result<std::vector<StoredFile>> GridFsDocumentStore::list(const StoreLocation& l
 /// The oldest revision first: as long as there is one, it is the file that a get brings.
 Status GridFsDocumentStore::remove(const StoreLocation& location, const std::string& name)
 {
-    return guardedCall("remove a stored file", [&]() -> Status {
+    return guarded("remove a stored file", [&]() -> Status {
         auto session = sessionFor(location, name);
         if (!session.ok())
             return session.status();
@@ -177,7 +195,7 @@ Status GridFsDocumentStore::remove(const StoreLocation& location, const std::str
 
 Result<ServiceHealth> GridFsDocumentStore::health()
 {
-    return guardedCall("look at the document store", [&]() -> Result<ServiceHealth> {
+    return guarded("look at the document store", [&]() -> Result<ServiceHealth> {
         const auto lease = m_clients.lease();
         return lease.ok() ? gridFsHealth(lease->get(), m_clients.server()) : lease.status();
     });

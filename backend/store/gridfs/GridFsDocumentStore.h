@@ -5,6 +5,7 @@
 #include "backend/store/gridfs/GridFsLeftovers.h"
 #include "backend/store/gridfs/GridFsSession.h"
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -29,16 +30,20 @@ public:
     Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
                              const std::string& localPath) override;
     Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) override;
+    Status send(const StoreLocation& location, const std::string& name, File& target) override;
     Result<StoredFile> find(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> list(const StoreLocation& location) override;
     Status remove(const StoreLocation& location, const std::string& name) override;
     Result<ServiceHealth> health() override;
 
 private:
+    using Reader = std::function<Status(GridFsBucket& bucket, const GridFsFile& file)>;
+
     explicit GridFsDocumentStore(GridFsServer server);
 
     Result<GridFsSession> session(const StoreLocation& location);
     Result<GridFsSession> sessionFor(const StoreLocation& location, const std::string& name);
+    Status read(const StoreLocation& location, const std::string& name, const Reader& reader);
     Status makeIndexesOnce(GridFsBucket& bucket);
     Result<GridFsFile> usableFile(GridFsBucket& bucket, const std::string& name);
     Status removeRevision(GridFsBucket& bucket, const GridFsFile& file);

@@ -1,7 +1,7 @@
 #include "backend/store/gridfs/GridFsNames.h"
 
+#include "backend/Utf8.h"
 #include "backend/io/FilePath.h"
-#include "backend/io/SystemError.h"
 #include "backend/store/StoreNames.h"
 
 namespace KOZAV::Backend {

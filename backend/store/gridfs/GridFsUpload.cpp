@@ -1,8 +1,7 @@
 #include "backend/store/gridfs/GridFsUpload.h"
 
-#include "backend/io/CallGuard.h"
-#include "backend/io/SourceWatch.h"
-#include "backend/io/SystemError.h"
+#include "backend/Guarded.h"
+#include "backend/io/FilePath.h"
 #include "backend/store/StoreFailures.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
@@ -53,23 +52,23 @@ GridFsUpload::~GridFsUpload()
     withdraw();
 }
 
-Result<StoredFile> GridFsUpload::run(const FileDescriptor& source, const std::string& path)
+Result<StoredFile> GridFsUpload::run(File& source)
 {
     const auto existing = m_bucket.newest(m_name);
     if (!existing.ok())
         return existing.status();
-    const auto digest = existing.value() ? digestFile(source, path) : sendChunks(source, path);
+    const auto digest = existing.value() ? digestFile(source) : sendChunks(source);
     if (!digest.ok())
         return digest.status();
     return existing.value() ? acceptSame(*existing.value(), digest.value()) : enter(digest.value());
 }
 
-Result<ContentDigest> GridFsUpload::sendChunks(const FileDescriptor& source, const std::string& path)
+Result<ContentDigest> GridFsUpload::sendChunks(File& source)
 {
-    const auto watch = SourceWatch::begin(source, path);
+    const auto watch = SourceWatch::begin(source);
     if (!watch.ok())
         return watch.status();
-    ChunkSource chunks(source, path, watch.value(), gridFsChunkSize);
+    ChunkSource chunks(source, watch.value(), gridFsChunkSize);
     return sendAll(chunks, watch->length());
 }
 
@@ -198,7 +197,7 @@ void GridFsUpload::withdraw()
 {
     if (!std::exchange(m_hasSent, false))
         return;
-    (void)guardedCall("remove chunks", [this] {
+    (void)guarded("remove chunks", [this] {
         Status removed = removeChunks();
         // Chunks that were on their way when a connection was lost may arrive after their removal.
         if (!removed.ok() || m_connectionLost)

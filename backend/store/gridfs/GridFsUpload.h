@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/io/FileCopy.h"
-#include "backend/io/FileDescriptor.h"
 #include "backend/store/gridfs/GridFsClients.h"
 #include "backend/store/gridfs/GridFsLeftovers.h"
 #include "backend/store/gridfs/GridFsSession.h"
@@ -25,11 +24,11 @@ public:
     ~GridFsUpload();
     Q_DISABLE_COPY(GridFsUpload)
 
-    /// To be called once. path is that of source, for messages.
-    Result<StoredFile> run(const FileDescriptor& source, const std::string& path);
+    /// To be called once.
+    Result<StoredFile> run(File& source);
 
 private:
-    Result<ContentDigest> sendChunks(const FileDescriptor& source, const std::string& path);
+    Result<ContentDigest> sendChunks(File& source);
     Result<ContentDigest> sendAll(ChunkSource& source, qint64 length);
     Status send(ChunkBatch& batch);
     Result<StoredFile> acceptSame(const GridFsFile& existing, const ContentDigest& digest);

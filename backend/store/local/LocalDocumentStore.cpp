@@ -1,10 +1,7 @@
 #include "backend/store/local/LocalDocumentStore.h"
 
-#include "backend/io/CallGuard.h"
-#include "backend/io/FileAccess.h"
+#include "backend/Guarded.h"
 #include "backend/io/FileCopy.h"
-#include "backend/io/FileInfo.h"
-#include "backend/io/FileNames.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/SystemError.h"
@@ -21,31 +18,29 @@ namespace {
 
 using Addition = LocalStoreFolder::Addition;
 
-/// A place for a copy of the source in the folder, if there is room for it.
-Result<TempFile> tempFileFor(const FileDescriptor& source, const std::string& sourcePath,
-                             const std::string& folder)
+/// A file for the copy of the source, if there is room for it.
+Result<TempFile> tempFileFor(const File& source, const LocalStoreFolder& folder, const std::string& name)
 {
-    const auto info = fileInfo(source, sourcePath);
+    const auto info = source.info();
     if (!info.ok())
         return info.status();
-    if (Status roomy = requireFreeSpace(folder, info->length); !roomy.ok())
+    if (const auto roomy = requireFreeSpace(folder.tempFolder(), info->length); !roomy.ok())
         return roomy;
-    return TempFile::create(folder);
+    return TempFile::createIn(folder.tempFolder(), folder.dataPath(name));
 }
 
-Result<Addition> addCopy(const LocalStoreFolder& folder, const std::string& name,
-                         const FileDescriptor& source, const std::string& sourcePath)
+Result<Addition> addCopy(const LocalStoreFolder& folder, const std::string& name, File& source)
 {
-    auto temp = tempFileFor(source, sourcePath, folder.tempFolder());
+    auto temp = tempFileFor(source, folder, name);
     if (!temp.ok())
         return temp.status();
-    const auto digest = copyFile(source, sourcePath, temp->descriptor(), folder.dataPath(name));
+    const auto digest = copyFile(source, temp->file());
     if (!digest.ok())
         return digest.status();
-    if (Status completed = temp->complete(digest->length); !completed.ok())
+    if (const auto completed = temp->complete(digest->length); !completed.ok())
         return completed;
     LocalStoreFolder::DataMove move;
-    move.enter = [&temp](const std::string& dataPath) { return temp->moveTo(dataPath); };
+    move.enter = [&temp](const std::string&) { return temp->rename(ExistingTarget::Keep); };
     move.undo = [](const std::string& dataPath) { (void)removeFile(dataPath); };
     return folder.add(name, digest.value(), move);
 }
@@ -54,15 +49,15 @@ Result<Addition> addCopy(const LocalStoreFolder& folder, const std::string& name
 Result<Addition> addFile(const LocalStoreFolder& folder, const std::string& name,
                          const std::string& sourcePath)
 {
-    const auto source = openForReading(sourcePath);
+    auto source = File::openForReading(sourcePath);
     if (!source.ok())
         return source.status();
     const auto existing = folder.stored(name);
     if (!existing.ok())
         return existing.status();
     if (!existing.value())
-        return addCopy(folder, name, source.value(), sourcePath);
-    const auto digest = digestFile(source.value(), sourcePath);
+        return addCopy(folder, name, source.value());
+    const auto digest = digestFile(source.value());
     if (!digest.ok())
         return digest.status();
     return folder.acceptSame(*existing.value(), digest.value());
@@ -74,69 +69,60 @@ bool canMove(const FileInfo& info)
     return info.kind == FileKind::Regular && info.links == 1 && info.isOwn();
 }
 
-/// Renames the file at sourcePath into the store, if it still is the one that was hashed.
-Status moveHashed(const FileDescriptor& source, const std::string& sourcePath, const std::string& dataPath)
+/// Renames the source into the store, if what has its name still is the file that was hashed.
+Status moveHashed(const File& source, const std::string& dataPath)
 {
-    const auto hashed = fileInfo(source, sourcePath);
+    const auto hashed = source.info();
     if (!hashed.ok())
         return hashed.status();
-    if (Status moved = renameWithoutReplacing(sourcePath, dataPath); !moved.ok())
+    if (const auto moved = renameFile(source.path(), dataPath, ExistingTarget::Keep); !moved.ok())
         return moved;
     const auto entered = fileInfo(dataPath);
     if (entered.ok() && entered->isSameFile(hashed.value()) && entered->modifiedNs == hashed->modifiedNs)
         return {};
-    (void)renameWithoutReplacing(dataPath, sourcePath);
-    return Status::changedWhileRead(QStringLiteral("Cannot store %1: it was changed meanwhile").arg(displayPath(sourcePath)));
+    (void)renameFile(dataPath, source.path(), ExistingTarget::Keep);
+    return Status::changedWhileRead(
+        QStringLiteral("Cannot store %1: it was changed meanwhile").arg(displayPath(source.path())));
 }
 
 Result<Addition> addByMoving(const LocalStoreFolder& folder, const std::string& name,
                              const std::string& sourcePath)
 {
-    const auto source = openForReading(sourcePath);
+    auto source = File::openForReading(sourcePath);
     if (!source.ok())
         return source.status();
-    const auto digest = digestFile(source.value(), sourcePath);
+    const auto digest = digestFile(source.value());
     if (!digest.ok())
         return digest.status();
-    if (Status synced = syncFile(source.value(), sourcePath); !synced.ok())
+    if (const auto synced = source->sync(); !synced.ok())
         return synced;
     LocalStoreFolder::DataMove move;
-    move.enter = [&](const std::string& dataPath) {
-        return moveHashed(source.value(), sourcePath, dataPath);
+    move.enter = [&](const std::string& dataPath) { return moveHashed(source.value(), dataPath); };
+    move.undo = [&](const std::string& dataPath) {
+        (void)renameFile(dataPath, sourcePath, ExistingTarget::Keep);
     };
-    move.undo = [&](const std::string& dataPath) { (void)renameWithoutReplacing(dataPath, sourcePath); };
     return folder.add(name, digest.value(), move);
 }
 
-/// Copies a stored file to localPath, which gets the content as a whole or stays as it is.
-Status copyOut(const LocalStoreFolder& folder, const StoredFile& file, const std::string& localPath)
+/// Copies the data of a stored file and checks it on the way.
+Status copyOut(const LocalStoreFolder& folder, const StoredFile& file, File& data, File& target)
 {
-    const std::string dataPath = folder.dataPath(file.name);
-    const auto data = openForReading(dataPath);
-    if (!data.ok())
-        return data.status();
-    auto target = TargetFile::create(localPath, file.length);
-    if (!target.ok())
-        return target.status();
-    const auto digest = copyFile(data.value(), dataPath, target->descriptor(), localPath);
-    if (!digest.ok())
-        return digest.status();
-    const Status same = folder.checkDigest(file, digest.value());
-    return same.ok() ? target->finish() : same;
+    const auto digest = copyFile(data, target);
+    return digest.ok() ? folder.checkDigest(file, digest.value()) : digest.status();
 }
 
 } // namespace
 
 Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::string& root)
 {
-    const Status usable = requireWritableFolder(root);
+    const auto usable = requireWritableFolder(root);
     if (!usable.ok()) {
         // NotFound is said of stored files only.
         const bool absent = usable.code() == ErrorCode::NotFound;
         return Status(absent ? ErrorCode::Configuration : usable.code(),
                       QStringLiteral("The document store cannot be used. %1").arg(usable.message()));
     }
-    auto store = std::unique_ptr<LocalDocumentStore>(new LocalDocumentStore(root));
+    std::unique_ptr<LocalDocumentStore> store(new LocalDocumentStore(root));
     store->removeLeftovers();
     return std::unique_ptr<DocumentStore>(std::move(store));
 }
@@ -144,7 +130,7 @@ Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::strin
 Result<StoredFile> LocalDocumentStore::put(const StoreLocation& location, const std::string& name,
                                            const std::string& localPath)
 {
-    return guardedCall("store a file", [&]() -> Result<StoredFile> {
+    return guarded("store a file", [&]() -> Result<StoredFile> {
         const auto folder = preparedFolder(location, name);
         if (!folder.ok())
             return folder.status();
@@ -156,11 +142,11 @@ Result<StoredFile> LocalDocumentStore::put(const StoreLocation& location, const 
 Result<StoredFile> LocalDocumentStore::adopt(const StoreLocation& location, const std::string& name,
                                              const std::string& localPath)
 {
-    return guardedCall("take a file into the store", [&]() -> Result<StoredFile> {
+    return guarded("take a file into the store", [&]() -> Result<StoredFile> {
         const auto folder = preparedFolder(location, name);
         if (!folder.ok())
             return folder.status();
-        if (Status removable = requireWritableFolder(parentFolder(localPath)); !removable.ok())
+        if (const auto removable = requireWritableFolder(parentFolder(localPath)); !removable.ok())
             return removable;
         const auto info = fileInfo(localPath);
         if (!info.ok())
@@ -170,7 +156,7 @@ Result<StoredFile> LocalDocumentStore::adopt(const StoreLocation& location, cons
             moves ? addByMoving(folder.value(), name, localPath) : addFile(folder.value(), name, localPath);
         if (!added.ok())
             return added.status();
-        const Status removed = moves && added->isNew ? Status() : removeFile(localPath);
+        const auto removed = moves && added->isNew ? Status() : removeFile(localPath);
         return removed.ok() ? Result(added->file) : removed;
     });
 }
@@ -178,16 +164,37 @@ Result<StoredFile> LocalDocumentStore::adopt(const StoreLocation& location, cons
 Status LocalDocumentStore::get(const StoreLocation& location, const std::string& name,
                                const std::string& localPath)
 {
-    return guardedCall("fetch a stored file", [&]() -> Status {
+    return guarded("fetch a stored file", [&]() -> Status {
         const auto file = find(location, name);
-        return file.ok() ? copyOut(LocalStoreFolder(m_root, location), file.value(), localPath)
-                         : file.status();
+        if (!file.ok())
+            return file.status();
+        const LocalStoreFolder folder(m_root, location);
+        auto data = File::openForReading(folder.dataPath(name));
+        if (!data.ok())
+            return data.status();
+        auto target = TargetFile::create(localPath, file->length);
+        if (!target.ok())
+            return target.status();
+        const auto copied = copyOut(folder, file.value(), data.value(), target->file());
+        return copied.ok() ? target->finish() : copied;
+    });
+}
+
+Status LocalDocumentStore::send(const StoreLocation& location, const std::string& name, File& target)
+{
+    return guarded("send a stored file", [&]() -> Status {
+        const auto file = find(location, name);
+        if (!file.ok())
+            return file.status();
+        const LocalStoreFolder folder(m_root, location);
+        auto data = File::openForReading(folder.dataPath(name));
+        return data.ok() ? copyOut(folder, file.value(), data.value(), target) : data.status();
     });
 }
 
 Result<StoredFile> LocalDocumentStore::find(const StoreLocation& location, const std::string& name)
 {
-    return guardedCall("find a stored file", [&]() -> Result<StoredFile> {
+    return guarded("find a stored file", [&]() -> Result<StoredFile> {
         const auto folder = folderFor(location, name);
         if (!folder.ok())
             return folder.status();
@@ -200,8 +207,8 @@ Result<StoredFile> LocalDocumentStore::find(const StoreLocation& location, const
 
 Result<std::vector<StoredFile>> LocalDocumentStore::list(const StoreLocation& location)
 {
-    return guardedCall("list the stored files", [&]() -> Result<std::vector<StoredFile>> {
-        if (Status accepted = checkStoreLocation(location); !accepted.ok())
+    return guarded("list the stored files", [&]() -> Result<std::vector<StoredFile>> {
+        if (const auto accepted = checkStoreLocation(location); !accepted.ok())
             return accepted;
         return LocalStoreFolder(m_root, location).storedFiles();
     });
@@ -209,7 +216,7 @@ Result<std::vector<StoredFile>> LocalDocumentStore::list(const StoreLocation& lo
 
 Status LocalDocumentStore::remove(const StoreLocation& location, const std::string& name)
 {
-    return guardedCall("remove a stored file", [&]() -> Status {
+    return guarded("remove a stored file", [&]() -> Status {
         const auto folder = folderFor(location, name);
         if (!folder.ok())
             return folder.status();
@@ -222,8 +229,8 @@ Status LocalDocumentStore::remove(const StoreLocation& location, const std::stri
 
 Result<ServiceHealth> LocalDocumentStore::health()
 {
-    return guardedCall("look at the document store", [&]() -> Result<ServiceHealth> {
-        const Result<double> latency = fastestAnswerMs([this] { return requireWritableFolder(m_root); });
+    return guarded("look at the document store", [&]() -> Result<ServiceHealth> {
+        const auto latency = fastestAnswerMs([this] { return requireWritableFolder(m_root); });
         if (!latency.ok())
             return latency.status();
         ServiceHealth health;
@@ -237,9 +244,9 @@ Result<ServiceHealth> LocalDocumentStore::health()
 Result<LocalStoreFolder> LocalDocumentStore::folderFor(const StoreLocation& location,
                                                        const std::string& name) const
 {
-    if (Status locationAccepted = checkStoreLocation(location); !locationAccepted.ok())
+    if (const auto locationAccepted = checkStoreLocation(location); !locationAccepted.ok())
         return locationAccepted;
-    if (Status nameAccepted = checkStoredName(name); !nameAccepted.ok())
+    if (const auto nameAccepted = checkStoredName(name); !nameAccepted.ok())
         return nameAccepted;
     return LocalStoreFolder(m_root, location);
 }
@@ -250,7 +257,7 @@ Result<LocalStoreFolder> LocalDocumentStore::preparedFolder(const StoreLocation&
     auto folder = folderFor(location, name);
     if (!folder.ok())
         return folder;
-    const Status prepared = folder->prepare();
+    const auto prepared = folder->prepare();
     return prepared.ok() ? folder : prepared;
 }
 

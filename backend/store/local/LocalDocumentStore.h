@@ -3,7 +3,6 @@
 #include "backend/store/DocumentStore.h"
 #include "backend/store/local/LocalStoreFolder.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -23,6 +22,7 @@ public:
     Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
                              const std::string& localPath) override;
     Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) override;
+    Status send(const StoreLocation& location, const std::string& name, File& target) override;
     Result<StoredFile> find(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> list(const StoreLocation& location) override;
     Status remove(const StoreLocation& location, const std::string& name) override;

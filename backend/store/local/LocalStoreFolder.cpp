@@ -1,19 +1,54 @@
 #include "backend/store/local/LocalStoreFolder.h"
 
-#include "backend/io/FileAccess.h"
+#include "backend/IsoTime.h"
 #include "backend/io/FileCopy.h"
-#include "backend/io/FileInfo.h"
-#include "backend/io/FileNames.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
+#include "backend/io/Sha256.h"
 #include "backend/io/TempFile.h"
 #include "backend/store/StoreFailures.h"
-#include "backend/store/local/SumLine.h"
+
+#include <QList>
 
 #include <algorithm>
 #include <utility>
 
 namespace KOZAV::Backend {
+
+namespace {
+
+/// Longest text that a sum file can hold.
+constexpr qint64 longestSumLine = 256;
+
+/// What a sum file says of a stored file: "<sha256> <length> <stored at>\n".
+std::string formatSumLine(const StoredFile& file)
+{
+    const QByteArray line =
+        file.sha256 + ' ' + QByteArray::number(file.length) + ' ' + isoTime(file.storedAt) + '\n';
+    return line.toStdString();
+}
+
+/// The reverse, for the file of that name; nothing where the text is not exactly such a line.
+std::optional<StoredFile> parseSumLine(const std::string& name, const std::string& line)
+{
+    if (line.empty() || line.back() != '\n')
+        return std::nullopt;
+    const QList<QByteArray> fields = QByteArray(line.data(), static_cast<int>(line.size()) - 1).split(' ');
+    if (fields.size() != 3)
+        return std::nullopt;
+    StoredFile file;
+    file.name = name;
+    file.sha256 = fields.at(0);
+    file.length = fields.at(1).toLongLong();
+    file.storedAt = QDateTime::fromString(QString::fromLatin1(fields.at(2)), Qt::ISODateWithMs);
+    // Only what would be written again byte for byte is accepted: no signs, zeros in front, other dates or
+    // digits.
+    const auto exact =
+        isSha256(file.sha256) && file.length >= 0 && file.storedAt.isValid() && formatSumLine(file) == line;
+    return exact ? std::optional(file) : std::nullopt;
+}
+
+} // namespace
 
 LocalStoreFolder::LocalStoreFolder(const std::string& root, StoreLocation location)
     : m_location(std::move(location))
@@ -30,7 +65,7 @@ Status LocalStoreFolder::prepare() const
     if (fileInfo(m_temps).ok())
         return {};
     for (const std::string& folder : {parentFolder(m_base), m_base, m_files, m_sums, m_temps}) {
-        if (Status made = createFolder(folder); !made.ok())
+        if (const auto made = createFolder(folder); !made.ok())
             return made;
     }
     return {};
@@ -108,16 +143,15 @@ Status LocalStoreFolder::checkDigest(const StoredFile& file, const ContentDigest
 /// interrupted before that.
 Status LocalStoreFolder::verify(const StoredFile& file) const
 {
-    const std::string path = dataPath(file.name);
-    const auto data = openForReading(path);
+    auto data = File::openForReading(dataPath(file.name));
     if (!data.ok())
         return data.status();
-    const auto digest = digestFile(data.value(), path);
+    const auto digest = digestFile(data.value());
     if (!digest.ok())
         return digest.status();
-    if (Status same = checkDigest(file, digest.value()); !same.ok())
+    if (const auto same = checkDigest(file, digest.value()); !same.ok())
         return same;
-    Status synced = syncFile(data.value(), path);
+    const auto synced = data->sync();
     return synced.ok() ? sync() : synced;
 }
 
@@ -126,7 +160,7 @@ Result<LocalStoreFolder::Addition> LocalStoreFolder::acceptSame(const StoredFile
 {
     if (digest != ContentDigest{existing.length, existing.sha256})
         return otherContent(m_location, existing.name);
-    if (Status verified = verify(existing); !verified.ok())
+    if (const auto verified = verify(existing); !verified.ok())
         return verified;
     return Addition{existing, false};
 }
@@ -156,7 +190,7 @@ Result<LocalStoreFolder::Addition> LocalStoreFolder::addLocked(const StoredFile&
         return existing.status();
     if (existing.value())
         return Addition{*existing.value(), false};
-    if (Status entered = enter(file, move); !entered.ok())
+    if (const auto entered = enter(file, move); !entered.ok())
         return entered;
     return Addition{file, true};
 }
@@ -165,13 +199,12 @@ Status LocalStoreFolder::enter(const StoredFile& file, const DataMove& move) con
 {
     const std::string data = dataPath(file.name);
     if (fileInfo(data).ok()) {
-        Status cleared = removeFile(data); // of an interrupted put
-        if (!cleared.ok())
+        if (const auto cleared = removeFile(data); !cleared.ok()) // of an interrupted put
             return cleared;
     }
-    if (Status summed = writeSum(file); !summed.ok())
-        return summed;
-    Status entered = move.enter(data);
+    auto entered = writeSum(file);
+    if (entered.ok())
+        entered = move.enter(data);
     if (entered.ok()) {
         entered = sync();
         if (!entered.ok())
@@ -184,21 +217,21 @@ Status LocalStoreFolder::enter(const StoredFile& file, const DataMove& move) con
 
 Status LocalStoreFolder::writeSum(const StoredFile& file) const
 {
-    auto temp = TempFile::create(m_temps);
+    auto temp = TempFile::createIn(m_temps, sumPath(file.name));
     if (!temp.ok())
         return temp.status();
     const std::string line = formatSumLine(file);
     const auto length = static_cast<qint64>(line.size());
-    if (Status written = writeFully(temp->descriptor(), line.data(), length, sumPath(file.name), length);
-        !written.ok())
+    if (const auto written = temp->file().write(line.data(), length, length); !written.ok())
         return written;
-    const Status completed = temp->complete(length);
-    return completed.ok() ? temp->replace(sumPath(file.name)) : completed;
+    const auto completed = temp->complete(length);
+    return completed.ok() ? temp->rename(ExistingTarget::Replace) : completed;
 }
 
+/// Both names at once: a file system that keeps a journal writes it once for the two folders.
 Status LocalStoreFolder::sync() const
 {
-    const Status sums = syncFolder(m_sums);
+    const auto sums = syncFolder(m_sums);
     return sums.ok() ? syncFolder(m_files) : sums;
 }
 
@@ -214,18 +247,18 @@ Result<bool> LocalStoreFolder::remove(const std::string& name) const
         return false;
     if (!existing.ok() && existing.code() != ErrorCode::Corrupt)
         return existing.status();
-    const Status removed = removeLocked(name);
+    const auto removed = removeLocked(name);
     return removed.ok() ? Result(true) : removed;
 }
 
 /// Data before sum: an interruption leaves a sum alone, which means nothing.
 Status LocalStoreFolder::removeLocked(const std::string& name) const
 {
-    if (Status removed = removeFile(dataPath(name)); !removed.ok())
+    if (const auto removed = removeFile(dataPath(name)); !removed.ok())
         return removed;
-    if (Status synced = syncFolder(m_files); !synced.ok())
+    if (const auto synced = syncFolder(m_files); !synced.ok())
         return synced;
-    const Status sumRemoved = removeFile(sumPath(name));
+    const auto sumRemoved = removeFile(sumPath(name));
     return sumRemoved.ok() ? syncFolder(m_sums) : sumRemoved;
 }
 
