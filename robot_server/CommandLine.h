@@ -14,7 +14,7 @@ enum ExitCode : int {
     StartFailure = 2  ///< wrong option, port taken, log not to be opened, too few files
 };
 
-/// A command line taken apart.
+/// A command line taken apart. Where it asks for help or the version, nothing else of it is looked at.
 struct CommandLine
 {
     RobotServerOptions server;
@@ -24,6 +24,7 @@ struct CommandLine
 };
 
 /// @param arguments  with the program's name first
+/// @return the options over their defaults; with a failure they count for nothing
 [[nodiscard]] CommandLine parseCommandLine(const QStringList& arguments);
 
 } // namespace KOZAV::Robot

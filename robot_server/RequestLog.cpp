@@ -1,6 +1,6 @@
 #include "robot_server/RequestLog.h"
 
-#include "robot_server/PrintableText.h"
+#include "terminal/PrintableText.h"
 
 #include <QFileDevice>
 #include <QJsonArray>
@@ -10,6 +10,19 @@ namespace KOZAV::Robot {
 
 namespace {
 
+/// A peer's text on one line of a terminal, between quotes if there are any: its own quotes and backslashes
+/// are escaped like all that is not printable, and what is longer than 200 characters is cut off.
+QString shown(QString text, const QString& quote = {})
+{
+    constexpr int longestShown = 200;
+    const QString mark = text.size() > longestShown ? QStringLiteral("...") : QString();
+    text.truncate(longestShown);
+    text.replace(QLatin1Char('\\'), QLatin1String("\\\\"));
+    if (!quote.isEmpty())
+        text.replace(quote, QLatin1Char('\\') + quote);
+    return quote + Terminal::printable(text) + quote + mark;
+}
+
 QString timeText(const QDateTime& time)
 {
     return time.toUTC().toString(Qt::ISODateWithMs);
@@ -18,9 +31,9 @@ QString timeText(const QDateTime& time)
 QString lineOf(const ReceivedRequest& request)
 {
     if (!request.check.valid())
-        return QStringLiteral("jobname=- fromWeb=- invalid: ") + printableLine(request.check.whyNot);
+        return QStringLiteral("jobname=- fromWeb=- invalid: ") + shown(request.check.whyNot);
     return QStringLiteral("jobname=%1 fromWeb=%2 valid")
-        .arg(printableText(request.check.jobName),
+        .arg(shown(request.check.jobName, QStringLiteral("\"")),
              request.check.fromWeb ? QStringLiteral("true") : QStringLiteral("false"));
 }
 
@@ -68,7 +81,7 @@ bool RequestLog::write(const DroppedConnection& connection)
 {
     const QString time = timeText(connection.time);
     const QString line = QStringLiteral("%1 %2 ").arg(time, connection.peer);
-    return write(line + QStringLiteral("dropped: ") + printableLine(connection.reason),
+    return write(line + QStringLiteral("dropped: ") + shown(connection.reason),
                  {{QStringLiteral("event"), QStringLiteral("dropped")},
                   {QStringLiteral("time"), time},
                   {QStringLiteral("peer"), connection.peer},

@@ -1,3 +1,12 @@
+// Two things bound what a peer can make a connection hold. What it writes: no more is read ahead than a
+// packet, and of a document no more than the splitter keeps. What it does not read: while many answers wait
+// for their time or for the peer, the documents of the last packet wait too and nothing is read; each answer
+// that goes out takes the next of them up. Time is bounded by two clocks: one for documents, which stands
+// still while nothing is read, and one for silence of any kind, which white space does not wind up.
+//
+// A connection ends once: finish() answers what was taken, drop() says why and closes, and closing leaves the
+// socket a short time to write what it still has.
+
 #include "robot_server/RobotConnection.h"
 
 #include <QJsonArray>

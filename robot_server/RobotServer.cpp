@@ -58,18 +58,15 @@ RobotServer::RobotServer(QObject* parent)
 quint16 RobotServer::start(const RobotServerOptions& options)
 {
     m_options = options;
-    const bool reserves = options.reception == Reception::Refuse;
-    if (!(reserves ? reservePort() : listen()))
-        return 0;
-    return reserves ? m_reservation.localPort() : m_server.serverPort();
+    return options.reception == Reception::Refuse ? reservePort() : listen();
 }
 
-bool RobotServer::reservePort()
+quint16 RobotServer::reservePort()
 {
-    const bool bound =
-        m_reservation.bind(m_options.address, m_options.port, QAbstractSocket::DontShareAddress);
+    if (m_reservation.bind(m_options.address, m_options.port, QAbstractSocket::DontShareAddress))
+        return m_reservation.localPort();
     m_error = m_reservation.errorString();
-    return bound;
+    return 0;
 }
 
 // Out of descriptors, QTcpServer (seen in 5.15.8) can spin without saying so: it must not come to that.
@@ -86,15 +83,17 @@ bool RobotServer::hasFilesEnough()
     return false;
 }
 
-bool RobotServer::listen()
+quint16 RobotServer::listen()
 {
     if (!hasFilesEnough())
-        return false;
-    const bool listening = m_server.listen(m_options.address, m_options.port);
-    m_error = m_server.errorString();
-    if (listening && m_options.reception == Reception::NeverAccept)
+        return 0;
+    if (!m_server.listen(m_options.address, m_options.port)) {
+        m_error = m_server.errorString();
+        return 0;
+    }
+    if (m_options.reception == Reception::NeverAccept)
         m_server.pauseAccepting();
-    return listening;
+    return m_server.serverPort();
 }
 
 void RobotServer::acceptPending()

@@ -96,8 +96,8 @@ Q_SIGNALS:
     void finished();
 
 private:
-    bool reservePort();
-    bool listen();
+    quint16 reservePort();
+    quint16 listen();
     bool hasFilesEnough();
     void acceptPending();
     void admit(QTcpSocket* socket);

@@ -36,6 +36,32 @@ int characterWidth(uint character)
     return wide ? 2 : 1;
 }
 
+bool isPrintable(uint character)
+{
+    switch (QChar::category(character)) {
+    case QChar::Other_Control:
+    case QChar::Other_Format:
+    case QChar::Other_Surrogate:
+    case QChar::Other_NotAssigned:
+    case QChar::Other_PrivateUse:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return false;
+    default:
+        return true;
+    }
+}
+
+QString escape(uint character)
+{
+    if (character == '\n')
+        return QStringLiteral("\\n");
+    if (character == '\t')
+        return QStringLiteral("\\t");
+    const QString form = character < 0x100 ? QStringLiteral("\\x%1") : QStringLiteral("\\u{%1}");
+    return form.arg(character, 2, 16, QLatin1Char('0'));
+}
+
 } // namespace
 
 int displayWidth(const QString& text)
@@ -50,16 +76,8 @@ QString printable(const QString& text)
 {
     QString result;
     result.reserve(text.size());
-    for (const QChar character : text) {
-        if (character == QLatin1Char('\n'))
-            result += QLatin1String("\\n");
-        else if (character == QLatin1Char('\t'))
-            result += QLatin1String("\\t");
-        else if (character.category() == QChar::Other_Control)
-            result += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
-        else
-            result += character;
-    }
+    for (const uint character : text.toUcs4())
+        result += isPrintable(character) ? QString::fromUcs4(&character, 1) : escape(character);
     return result;
 }
 

@@ -63,7 +63,11 @@ ARROWS = (
         "host includes ui, services and terminal; backend only from main.cpp and Site*",
     ),
     (r"admin/.*", (r"services/.*", r"backend/.*", r"terminal/.*"), "admin includes services, backend and terminal"),
-    (r"robot_server/.*", (r"robot/\w+\.h",), "robot_server includes nothing of ours but robot's document definition"),
+    (
+        r"robot_server/.*",
+        (r"robot/\w+\.h", r"terminal/.*"),
+        "robot_server includes nothing of ours but robot's document definition and terminal",
+    ),
     (r"samples/.*", (), "samples include nothing of ours but samples"),
 )
 

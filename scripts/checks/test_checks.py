@@ -110,6 +110,7 @@ class IncludeArrowsTest(TreeTest):
         ("host/main.cpp", "backend/Site.h"),
         ("admin/Verb.cpp", "backend/Site.h"),
         ("robot_server/Server.cpp", "robot/Request.h"),
+        ("robot_server/Log.cpp", "terminal/TextTable.h"),
         ("tests/unit/TestSite.cpp", "backend/Site.h"),
         ("bench/Packing.cpp", "backend/Site.h"),
     )

@@ -124,7 +124,7 @@ void RobotProgramTest::printsALineForEachDocument()
                 indentedRequest(QStringLiteral("job")) + "{}");
     QTRY_COMPARE(client.answers(), QByteArray("okokok"));
     QTRY_COMPARE(program.lines().size(), 3);
-    QCOMPARE(parts(program.lines().at(0)), (QStringList{QStringLiteral("\"Job\\u{001b} 甲\""),
+    QCOMPARE(parts(program.lines().at(0)), (QStringList{QStringLiteral("\"Job\\x1b 甲\""),
                                                         QStringLiteral("true"), QStringLiteral("valid")}));
     QCOMPARE(parts(program.lines().at(1)),
              (QStringList{QStringLiteral("\"job\""), QStringLiteral("false"), QStringLiteral("valid")}));
