@@ -1,10 +1,19 @@
+// The listing is the one truth of a packing: what is compressed, in which order, and what everything is
+// compared with later. It is made from open folders downwards, links never followed, so nothing outside gets
+// in even while others rename things in it. Nothing is left out silently: what cannot be packed fails the
+// listing by its name.
+//
+// A link may be packed only if whoever unpacks the archive anywhere stays in the folder with it. Its text
+// alone does not show that: "a/up/../x" leads elsewhere where "a/up" is a link. So it is followed through the
+// links of the listing as well, and refused where either way leads out, or where it never ends.
+
 #include "backend/pack/FolderListing.h"
 
 #include "backend/Utf8.h"
 #include "backend/io/FilePath.h"
-#include "backend/pack/LinkRule.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -35,6 +44,112 @@ std::string withoutSlash(const std::string& entryName)
 {
     const bool isFolder = !entryName.empty() && entryName.back() == '/';
     return isFolder ? entryName.substr(0, entryName.size() - 1) : entryName;
+}
+
+/// The parts of a path, last first, so that the next one is at the back.
+std::vector<std::string> reversedParts(const std::string& path)
+{
+    std::vector<std::string> parts;
+    std::size_t end = path.size();
+    while (end != std::string::npos) {
+        const auto slash = end == 0 ? std::string::npos : path.rfind('/', end - 1);
+        const auto start = slash == std::string::npos ? 0 : slash + 1;
+        parts.push_back(path.substr(start, end - start));
+        end = slash;
+    }
+    return parts;
+}
+
+std::string folderOf(const std::string& name)
+{
+    const auto slash = name.rfind('/');
+    return slash == std::string::npos ? std::string() : name.substr(0, slash);
+}
+
+bool isRelative(const std::string& target)
+{
+    return !target.empty() && target.front() != '/';
+}
+
+/// Goes one part on from place, which is relative to the packed folder; false where that leads out of it.
+bool step(const std::string& part, std::string* place)
+{
+    if (part.empty() || part == ".")
+        return true;
+    if (part != "..") {
+        *place += place->empty() ? part : '/' + part;
+        return true;
+    }
+    if (place->empty())
+        return false;
+    *place = folderOf(*place);
+    return true;
+}
+
+/// Decides which symbolic links may be packed: those that lead to a place inside the packed folder, both by
+/// their text and with every link on their way followed. The disk is not asked; the listing says what is
+/// where.
+class LinkRule final
+{
+public:
+    explicit LinkRule(const std::vector<FolderEntry>& entries);
+
+    [[nodiscard]] bool staysInside(const FolderEntry& link) const;
+
+private:
+    [[nodiscard]] static bool staysInsideByText(const FolderEntry& link);
+    [[nodiscard]] bool staysInsideFollowed(const FolderEntry& link) const;
+
+    std::unordered_map<std::string, const std::string*> m_targets; ///< of every link, by its name
+};
+
+LinkRule::LinkRule(const std::vector<FolderEntry>& entries)
+{
+    for (const FolderEntry& entry : entries) {
+        if (entry.info.kind == FileKind::SymbolicLink)
+            m_targets.emplace(entry.name, &entry.linkTarget);
+    }
+}
+
+bool LinkRule::staysInside(const FolderEntry& link) const
+{
+    return staysInsideByText(link) && staysInsideFollowed(link);
+}
+
+bool LinkRule::staysInsideByText(const FolderEntry& link)
+{
+    if (!isRelative(link.linkTarget))
+        return false;
+    std::string place = folderOf(link.name);
+    std::vector<std::string> parts = reversedParts(link.linkTarget);
+    for (; !parts.empty(); parts.pop_back()) {
+        if (!step(parts.back(), &place))
+            return false;
+    }
+    return true;
+}
+
+bool LinkRule::staysInsideFollowed(const FolderEntry& link) const
+{
+    constexpr int mostLinks = 40; // as many as operating systems follow
+    int followed = 0;
+    std::string place = folderOf(link.name);
+    std::vector<std::string> parts = reversedParts(link.linkTarget);
+    while (!parts.empty()) {
+        const std::string part = parts.back();
+        parts.pop_back();
+        if (!step(part, &place))
+            return false;
+        const auto next = m_targets.find(place);
+        if (next == m_targets.end())
+            continue;
+        if (++followed > mostLinks || !isRelative(*next->second))
+            return false;
+        place = folderOf(place);
+        const std::vector<std::string> more = reversedParts(*next->second);
+        parts.insert(parts.end(), more.begin(), more.end());
+    }
+    return true;
 }
 
 class Lister final

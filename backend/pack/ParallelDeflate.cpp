@@ -1,3 +1,18 @@
+// The threads claim jobs, parts of files in the order of the listing, and put what they made of them into a
+// window, a queue in that same order. Whoever takes the pieces waits for the first one only, so the archive
+// is the same for any number of threads, and the first failure in the order of the entries is the one that is
+// told.
+//
+// A file up to eight mebibytes is one piece: cutting costs a little size, and most files of a job are small.
+// A longer one is cut into pieces of one mebibyte, so that one large file too keeps all cores busy. The
+// window is bounded by the bytes of its jobs, finished or not. A claim waits while it is full, and only a
+// take makes room; the first job of the window has been claimed already, so the take always comes, and memory
+// does not grow with the files.
+//
+// What must stay true: a slot is written by the thread that claimed it alone, until done is set under the
+// mutex; the deque keeps slots where they are while others are added behind and taken in front. A piece is
+// read from a file that is as it was listed, before and after, or it is a failure.
+
 #include "backend/pack/ParallelDeflate.h"
 
 #include "backend/Guarded.h"

@@ -1,3 +1,9 @@
+// libdeflate is faster than zlib and packs as small, but it takes only whole buffers, each to a stream of its
+// own. Streams are joined by opening the end of all but the last: the bit that marks the last block is
+// cleared, and an empty stored block follows, which ends on a byte whatever came before. Where the last block
+// begins is nowhere written; zlib's inflate() stops after every block and tells. So each piece is also read
+// back once, which proves it on the way.
+
 #include "backend/pack/PieceCompressor.h"
 
 #include <libdeflate.h>

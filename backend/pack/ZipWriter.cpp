@@ -2,10 +2,9 @@
 
 #include "backend/io/FilePath.h"
 #include "backend/io/TempFile.h"
-#include "backend/pack/ArchiveFile.h"
-#include "backend/pack/EntrySource.h"
 #include "backend/pack/FolderListing.h"
 #include "backend/pack/ParallelDeflate.h"
+#include "backend/pack/ZipSources.h"
 
 #include <zip.h>
 
