@@ -1,15 +1,13 @@
 #include "samples/BatchGenerator.h"
 
-#include "samples/Folders.h"
+#include "samples/Files.h"
 #include "samples/JobGenerator.h"
-#include "samples/OutputFile.h"
-#include "samples/WriteError.h"
 
 #include <QDateTime>
 #include <QDir>
+#include <QScopeGuard>
 
 #include <array>
-#include <utility>
 
 namespace KOZAV::Samples {
 
@@ -33,22 +31,23 @@ constexpr std::array<KnownCompany, 8> kCompanies{{{"深圳华兴电路", "HX"},
                                                   {"珠海方正印制板", "FZ"},
                                                   {"Brightwater Avionics Ltd", "BA"}}};
 
+/// A job in one of its forms: an archive, or else a folder with a manifest of some kind.
 struct JobShape
 {
     EntryKind kind;
-    ManifestKind manifest;
-    ArchiveKind archive;
+    ManifestKind manifest = ManifestKind::None;
+    std::optional<ArchiveKind> archive = {};
 };
 
-/// The kinds of jobs in the order in which they are dealt out over the whole batch.
-constexpr std::array<JobShape, 8> kShapes{{{EntryKind::Folder, ManifestKind::Good, ArchiveKind::Tgz},
-                                           {EntryKind::Archive, ManifestKind::None, ArchiveKind::Tgz},
-                                           {EntryKind::Folder, ManifestKind::None, ArchiveKind::Tgz},
-                                           {EntryKind::Archive, ManifestKind::None, ArchiveKind::Kos},
-                                           {EntryKind::Folder, ManifestKind::Partial, ArchiveKind::Tgz},
-                                           {EntryKind::Archive, ManifestKind::None, ArchiveKind::Zip},
-                                           {EntryKind::Folder, ManifestKind::WrongTypes, ArchiveKind::Tgz},
-                                           {EntryKind::Folder, ManifestKind::Broken, ArchiveKind::Tgz}}};
+/// The shapes of jobs that an import takes, in the order in which they are dealt out over the whole batch.
+const std::array<JobShape, 8> kShapes{{{EntryKind::Folder, ManifestKind::Good},
+                                       {EntryKind::Archive, ManifestKind::None, ArchiveKind::Tgz},
+                                       {EntryKind::Folder, ManifestKind::None},
+                                       {EntryKind::Archive, ManifestKind::None, ArchiveKind::Kos},
+                                       {EntryKind::Folder, ManifestKind::Partial},
+                                       {EntryKind::Archive, ManifestKind::None, ArchiveKind::Zip},
+                                       {EntryKind::Folder, ManifestKind::WrongTypes},
+                                       {EntryKind::Folder, ManifestKind::Broken}}};
 
 BatchCompany companyNumber(int number)
 {
@@ -75,46 +74,48 @@ QString jobName(Random& random, int number)
 }
 
 /// Customers name archives as they like: capitals, blanks, more than one dot, their own language.
-QString archiveFileName(const QString& job, ArchiveKind kind)
+QString fileNameOf(const QString& job, const std::optional<ArchiveKind>& archive)
 {
-    switch (kind) {
-    case ArchiveKind::Tgz:
+    if (!archive)
+        return job;
+    if (archive == ArchiveKind::Tgz)
         return job.toUpper() + QStringLiteral(".rev.b.tgz");
-    case ArchiveKind::Zip:
+    if (archive == ArchiveKind::Zip)
         return QStringLiteral("主控板 %1.zip").arg(job);
-    default:
-        return job + QLatin1Char('.') + archiveSuffix(kind);
-    }
+    return job + QLatin1Char('.') + archiveSuffix(*archive);
 }
 
-class BatchWriter
+quint64 writeText(const QString& path, const QByteArray& text, const QDateTime& time)
+{
+    OutputFile file(path);
+    file.write(text);
+    file.finish(time);
+    return file.size();
+}
+
+class BatchWriter final
 {
 public:
     explicit BatchWriter(const BatchRequest& request)
         : m_request(request)
-        , m_directory(request.directory)
     {
     }
 
     BatchResult write();
 
 private:
-    void writeCompany(BatchCompany company, int jobs);
-    BatchEntry writeJob(const QString& folder, const QString& name, const JobShape& shape);
-    BatchEntry writeFolder(const JobRequest& job, ManifestKind manifest);
-    BatchEntry writeArchive(const JobRequest& job, EntryKind kind);
-    BatchEntry writeRefusedArchive(const QString& folder, const QString& fileName, ArchiveKind kind);
+    BatchCompany writeCompany(BatchCompany company, int jobs);
+    BatchEntry writeJob(const QString& folder, const JobShape& shape, const QString& name,
+                        const QString& fileName);
+    BatchEntry writeRefused(const QString& folder, ArchiveKind archive, const QString& fileName);
     BatchEntry writeNotes(const QString& folder);
     void writeManifest(const JobResult& job, BatchEntry& entry);
-    JobRequest makeRequest(const QString& folder, const QString& name, quint64 bytes);
     Random nextRandom()
     {
         return Random::forPurpose(m_request.seed, "entry " + QByteArray::number(++m_entries));
     }
 
     const BatchRequest& m_request;
-    QDir m_directory;
-    BatchResult m_result;
     int m_entries = 0;
     std::size_t m_shape = 0;
 };
@@ -122,52 +123,54 @@ private:
 BatchResult BatchWriter::write()
 {
     makeEmptyFolder(m_request.directory);
-    RemovalGuard unfinished(m_request.directory);
+    auto unfinished = qScopeGuard([&] { removeAll(m_request.directory); });
+    BatchResult result;
     for (int number = 0; number < m_request.companies; ++number)
-        writeCompany(companyNumber(number), m_request.jobs);
+        result.companies.push_back(writeCompany(companyNumber(number), m_request.jobs));
     if (m_request.unknownCompany)
-        writeCompany({QStringLiteral("未登记公司"), QString(), {}}, 2);
-    m_result.outside.push_back(
-        writeRefusedArchive(m_request.directory, QStringLiteral("misplaced.tgz"), ArchiveKind::Tgz));
-    stampFolder(m_request.directory, m_directory.filePath(QStringLiteral("misplaced.tgz")));
-    unfinished.keep();
-    return std::move(m_result);
+        result.companies.push_back(writeCompany({QStringLiteral("未登记公司"), QString(), {}}, 2));
+    const QString misplaced = QStringLiteral("misplaced.tgz");
+    result.outside.push_back(writeRefused(m_request.directory, ArchiveKind::Tgz, misplaced));
+    stampFolder(m_request.directory, QDir(m_request.directory).filePath(misplaced));
+    unfinished.dismiss();
+    return result;
 }
 
-void BatchWriter::writeCompany(BatchCompany company, int jobs)
+BatchCompany BatchWriter::writeCompany(BatchCompany company, int jobs)
 {
-    const QString folder = m_directory.filePath(company.name);
+    const QString folder = QDir(m_request.directory).filePath(company.name);
     makeFolder(folder);
     Random random = Random::forPurpose(m_request.seed, company.name.toUtf8());
-    for (int number = 1; number <= jobs; ++number)
-        company.entries.push_back(
-            writeJob(folder, jobName(random, number), kShapes.at(m_shape++ % kShapes.size())));
+    for (int number = 1; number <= jobs; ++number) {
+        const JobShape& shape = kShapes.at(m_shape++ % kShapes.size());
+        const QString name = jobName(random, number);
+        company.entries.push_back(writeJob(folder, shape, name, fileNameOf(name, shape.archive)));
+    }
     if (company.isKnown()) {
-        company.entries.push_back(writeRefusedArchive(folder, QStringLiteral("job.tar"), ArchiveKind::Tar));
-        company.entries.push_back(writeRefusedArchive(folder, QStringLiteral("job.ZIP"), ArchiveKind::Zip));
+        company.entries.push_back(writeRefused(folder, ArchiveKind::Tar, QStringLiteral("job.tar")));
+        company.entries.push_back(writeRefused(folder, ArchiveKind::Zip, QStringLiteral("job.ZIP")));
         company.entries.push_back(writeNotes(folder));
     }
-    stampFolder(folder, folder + QLatin1Char('/') + company.entries.front().name);
-    m_result.companies.push_back(std::move(company));
+    stampFolder(folder, QDir(folder).filePath(company.entries.front().name));
+    return company;
 }
 
-BatchEntry BatchWriter::writeJob(const QString& folder, const QString& name, const JobShape& shape)
+BatchEntry BatchWriter::writeJob(const QString& folder, const JobShape& shape, const QString& name,
+                                 const QString& fileName)
 {
-    JobRequest job = makeRequest(folder, name, m_request.jobBytes);
-    if (shape.kind == EntryKind::Folder)
-        return writeFolder(job, shape.manifest);
+    JobRequest job;
+    job.directory = folder;
+    job.name = name;
+    job.bytes = shape.kind == EntryKind::Refused ? kSmallestJob : m_request.jobBytes;
+    job.seed = nextRandom().next();
     job.archive = shape.archive;
-    job.archiveName = archiveFileName(name, shape.archive);
-    return writeArchive(job, EntryKind::Archive);
-}
-
-BatchEntry BatchWriter::writeFolder(const JobRequest& job, ManifestKind manifest)
-{
+    job.archiveName = fileName;
     const JobResult result = generateJob(job);
     if (!result.ok())
-        throw WriteError(result.error);
-    BatchEntry entry{job.name, EntryKind::Folder, manifest, {}, result.files, result.bytes};
-    if (manifest != ManifestKind::None)
+        throw WriteError{result.error};
+    BatchEntry entry{fileName, shape.kind,   shape.manifest,
+                     {},       result.files, job.archive ? result.archiveBytes : result.bytes};
+    if (entry.manifest != ManifestKind::None)
         writeManifest(result, entry);
     return entry;
 }
@@ -175,66 +178,37 @@ BatchEntry BatchWriter::writeFolder(const JobRequest& job, ManifestKind manifest
 void BatchWriter::writeManifest(const JobResult& job, BatchEntry& entry)
 {
     entry.texts = manifestTexts(entry.manifest, nextRandom());
-    const QByteArray content = manifestFile(entry.manifest, entry.texts);
-    OutputFile file(job.path + QStringLiteral("/readme.json"));
-    file.write(content);
-    file.finish();
-    stampTree(job.path, job.savedAt);
+    const QString path = job.path + QStringLiteral("/readme.json");
+    entry.bytes += writeText(path, manifestFile(entry.manifest, entry.texts), job.savedAt);
     ++entry.files;
-    entry.bytes += file.size();
+    stampFolder(job.path, path);
 }
 
-BatchEntry BatchWriter::writeArchive(const JobRequest& job, EntryKind kind)
+/// A sound archive, so that nothing but its name or its place can be the reason to refuse it.
+BatchEntry BatchWriter::writeRefused(const QString& folder, ArchiveKind archive, const QString& fileName)
 {
-    const JobResult result = generateJob(job);
-    if (!result.ok())
-        throw WriteError(result.error);
-    return {job.archiveName, kind, ManifestKind::None, {}, result.files, result.archiveBytes};
-}
-
-BatchEntry BatchWriter::writeRefusedArchive(const QString& folder, const QString& fileName, ArchiveKind kind)
-{
-    // A sound archive, so that nothing but its name or its place can be the reason to refuse it.
-    JobRequest job = makeRequest(folder, QStringLiteral("refused"), kSmallestJob);
-    job.archive = kind;
-    job.archiveName = fileName;
-    return writeArchive(job, EntryKind::Refused);
+    return writeJob(folder, {EntryKind::Refused, ManifestKind::None, archive}, QStringLiteral("refused"),
+                    fileName);
 }
 
 BatchEntry BatchWriter::writeNotes(const QString& folder)
 {
-    const QByteArray text = "Delivery notes: please confirm the stack-up before release.\n";
-    const QString path = folder + QStringLiteral("/notes.txt");
-    OutputFile file(path);
-    file.write(text);
-    file.finish();
     constexpr qint64 kDayOfDelivery = 1735689600;
-    stampTree(path, QDateTime::fromSecsSinceEpoch(kDayOfDelivery, Qt::UTC));
-    return {QStringLiteral("notes.txt"), EntryKind::Refused, ManifestKind::None, {}, 1, file.size()};
-}
-
-JobRequest BatchWriter::makeRequest(const QString& folder, const QString& name, quint64 bytes)
-{
-    JobRequest job;
-    job.directory = folder;
-    job.name = name;
-    job.bytes = bytes;
-    job.seed = nextRandom().next();
-    return job;
+    const QString name = QStringLiteral("notes.txt");
+    const quint64 bytes = writeText(QDir(folder).filePath(name),
+                                    "Delivery notes: please confirm the stack-up before release.\n",
+                                    QDateTime::fromSecsSinceEpoch(kDayOfDelivery, Qt::UTC));
+    return {name, EntryKind::Refused, ManifestKind::None, {}, 1, bytes};
 }
 
 } // namespace
 
 std::optional<QString> invalidBatchRequest(const BatchRequest& request)
 {
-    if (request.companies < 1 || request.companies > kMaximumCompanies)
-        return QStringLiteral("the number of companies must be 1 to %1, not %2")
-            .arg(kMaximumCompanies)
-            .arg(request.companies);
-    if (request.jobs < 1 || request.jobs > kMaximumJobs)
-        return QStringLiteral("the number of jobs must be 1 to %1, not %2")
-            .arg(kMaximumJobs)
-            .arg(request.jobs);
+    if (auto error = invalidCount(QStringLiteral("companies"), request.companies, kMaximumCompanies))
+        return error;
+    if (auto error = invalidCount(QStringLiteral("jobs"), request.jobs, kMaximumJobs))
+        return error;
     JobRequest job;
     job.name = QStringLiteral("job");
     job.bytes = request.jobBytes;
@@ -251,7 +225,7 @@ BatchResult generateBatch(const BatchRequest& request)
     try {
         return BatchWriter(request).write();
     } catch (const WriteError& error) {
-        failure.error = error.text();
+        failure.error = error.text;
         return failure;
     }
 }

@@ -1,20 +1,20 @@
 #include "samples/JobArchive.h"
 
-#include "samples/Folders.h"
-#include "samples/OutputFile.h"
-#include "samples/WriteError.h"
+#include "samples/Files.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 
 #include <archive.h>
 #include <archive_entry.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <array>
 #include <memory>
+#include <system_error>
 #include <vector>
 
 namespace KOZAV::Samples {
@@ -29,57 +29,48 @@ struct ArchiveFree
 using ArchiveHandle = std::unique_ptr<archive, ArchiveFree>;
 using EntryHandle = std::unique_ptr<archive_entry, ArchiveFree>;
 
-/// Where libarchive's bytes go. Its callbacks are C: an error is kept here and thrown by the caller.
-struct Sink
-{
-    OutputFile file;
-    QString error;
-};
-
-la_ssize_t writeToSink(archive* handle, void* clientData, const void* data, std::size_t size)
-{
-    auto* sink = static_cast<Sink*>(clientData);
-    try {
-        sink->file.write(static_cast<const char*>(data), static_cast<qint64>(size));
-        return static_cast<la_ssize_t>(size);
-    } catch (const WriteError& error) {
-        sink->error = error.text();
-        archive_set_error(handle, EIO, "the file cannot be written");
-        return -1;
-    }
-}
-
-class Packer
+class Packer final
 {
 public:
-    Packer(const ArchiveRequest& request);
+    /// Creates the archive.
+    explicit Packer(const ArchiveRequest& request);
 
-    void addAll();
-    void finish();
-    [[nodiscard]] ArchiveResult result() const { return {QString(), m_files, m_sink.file.size()}; }
+    [[nodiscard]] ArchiveResult pack();
 
 private:
     void setFormat();
+    [[nodiscard]] std::vector<QByteArray> sortedNames() const;
     void add(const QByteArray& name);
     void addContent(QFile& file);
     [[nodiscard]] EntryHandle makeEntry(const QByteArray& name, const QFileInfo& info) const;
     void check(int status) const;
-    [[noreturn]] void fail(const QString& path, const QString& reason) const;
 
     const ArchiveRequest& m_request;
-    Sink m_sink;
+    QFile m_file;
     ArchiveHandle m_archive;
     quint64 m_files = 0;
 };
 
 Packer::Packer(const ArchiveRequest& request)
     : m_request(request)
-    , m_sink{OutputFile(request.archivePath), {}}
+    , m_file(request.archivePath)
     , m_archive(archive_write_new())
+{
+    if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+        fail("write", request.archivePath, m_file.errorString());
+}
+
+ArchiveResult Packer::pack()
 {
     setFormat();
     check(archive_write_set_bytes_in_last_block(m_archive.get(), 1));
-    check(archive_write_open(m_archive.get(), &m_sink, nullptr, writeToSink, nullptr));
+    check(archive_write_open_fd(m_archive.get(), m_file.handle()));
+    for (const QByteArray& name : sortedNames())
+        add(name);
+    check(archive_write_close(m_archive.get()));
+    if (!m_file.setFileTime(m_request.time, QFileDevice::FileModificationTime))
+        fail("write", m_request.archivePath, m_file.errorString());
+    return {QString(), m_files, static_cast<quint64>(m_file.size())};
 }
 
 void Packer::setFormat()
@@ -100,7 +91,7 @@ void Packer::setFormat()
     check(archive_write_set_options(handle, "gzip:compression-level=1,gzip:!timestamp"));
 }
 
-void Packer::addAll()
+std::vector<QByteArray> Packer::sortedNames() const
 {
     std::vector<QByteArray> names{QByteArray()};
     QDirIterator entries(m_request.folder,
@@ -110,8 +101,7 @@ void Packer::addAll()
     while (entries.hasNext())
         names.push_back(folder.relativeFilePath(entries.next()).toUtf8());
     std::sort(names.begin(), names.end());
-    for (const QByteArray& name : names)
-        add(name);
+    return names;
 }
 
 void Packer::add(const QByteArray& name)
@@ -120,10 +110,10 @@ void Packer::add(const QByteArray& name)
         name.isEmpty() ? m_request.folder : m_request.folder + QLatin1Char('/') + QString::fromUtf8(name);
     const QFileInfo info(path);
     if (info.isSymLink() || (!info.isDir() && !info.isFile()))
-        fail(path, QStringLiteral("neither a file nor a folder"));
+        fail("pack", path, QStringLiteral("neither a file nor a folder"));
     QFile file(path);
     if (info.isFile() && !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        fail(path, file.errorString());
+        fail("pack", path, file.errorString());
     const EntryHandle entry = makeEntry(name, info);
     check(archive_write_header(m_archive.get(), entry.get()));
     if (info.isFile())
@@ -154,55 +144,36 @@ void Packer::addContent(QFile& file)
 {
     std::vector<char> piece(1U << 20U);
     qint64 packed = 0;
-    for (;;) {
-        const qint64 size = file.read(piece.data(), static_cast<qint64>(piece.size()));
-        if (size < 0)
-            fail(file.fileName(), file.errorString());
-        if (size == 0)
-            break;
+    qint64 size = 0;
+    while ((size = file.read(piece.data(), static_cast<qint64>(piece.size()))) > 0) {
         if (archive_write_data(m_archive.get(), piece.data(), static_cast<std::size_t>(size)) != size)
             check(ARCHIVE_FATAL);
         packed += size;
     }
+    if (size < 0)
+        fail("pack", file.fileName(), file.errorString());
     if (packed != file.size())
-        fail(file.fileName(), QStringLiteral("changed while it was packed"));
+        fail("pack", file.fileName(), QStringLiteral("changed while it was packed"));
     ++m_files;
-}
-
-void Packer::finish()
-{
-    check(archive_write_close(m_archive.get()));
-    m_sink.file.finish();
 }
 
 void Packer::check(int status) const
 {
-    if (!m_sink.error.isEmpty())
-        throw WriteError(m_sink.error);
-    if (status != ARCHIVE_OK)
-        fail(m_request.folder, QString::fromUtf8(archive_error_string(m_archive.get())));
-}
-
-void Packer::fail(const QString& path, const QString& reason) const
-{
-    throw WriteError(QStringLiteral("cannot pack %1: %2").arg(path, reason));
+    if (status == ARCHIVE_OK)
+        return;
+    // libarchive's own text of a failed write does not tell why it failed; the number does.
+    const int error = archive_errno(m_archive.get());
+    const std::string reason =
+        error > 0 ? std::generic_category().message(error) : archive_error_string(m_archive.get());
+    fail("write", m_request.archivePath, QString::fromStdString(reason));
 }
 
 } // namespace
 
 QString archiveSuffix(ArchiveKind kind)
 {
-    switch (kind) {
-    case ArchiveKind::Tgz:
-        return QStringLiteral("tgz");
-    case ArchiveKind::Zip:
-        return QStringLiteral("zip");
-    case ArchiveKind::Kos:
-        return QStringLiteral("kos");
-    case ArchiveKind::Tar:
-        return QStringLiteral("tar");
-    }
-    return {};
+    static constexpr std::array<const char*, 4> kSuffixes{{"tgz", "zip", "kos", "tar"}};
+    return QString::fromLatin1(kSuffixes.at(static_cast<std::size_t>(kind)));
 }
 
 std::optional<ArchiveKind> archiveKind(const QString& suffix)
@@ -219,15 +190,14 @@ ArchiveResult writeArchive(const ArchiveRequest& request)
         return {QStringLiteral("%1 exists already").arg(request.archivePath), 0, 0};
     if (!QFileInfo(request.folder).isDir())
         return {QStringLiteral("%1 is not a folder").arg(request.folder), 0, 0};
-    RemovalGuard unfinished(request.archivePath);
     try {
         Packer packer(request);
-        packer.addAll();
-        packer.finish();
-        unfinished.keep();
-        return packer.result();
+        auto unfinished = qScopeGuard([&] { removeAll(request.archivePath); });
+        ArchiveResult result = packer.pack();
+        unfinished.dismiss();
+        return result;
     } catch (const WriteError& error) {
-        return {error.text(), 0, 0};
+        return {error.text, 0, 0};
     }
 }
 

@@ -24,8 +24,8 @@ struct ArchiveRequest
     /// The file to write; one that exists already is an error.
     QString archivePath;
     ArchiveKind kind = ArchiveKind::Tgz;
-    /// The time of every entry. Entries of a zip have none: a zip states local time, which differs between
-    /// machines.
+    /// The time of every entry and of the archive itself. Entries of a zip have none: a zip states local
+    /// time, which differs between machines.
     QDateTime time;
 };
 

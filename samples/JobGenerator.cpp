@@ -1,17 +1,14 @@
 #include "samples/JobGenerator.h"
 
-#include "samples/Folders.h"
-#include "samples/JobTexts.h"
-#include "samples/JobTree.h"
-#include "samples/SizeText.h"
-#include "samples/StepWriter.h"
-#include "samples/SymbolTable.h"
-#include "samples/WriteError.h"
+#include "samples/Design.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTemporaryDir>
+
+#include <limits>
 
 namespace KOZAV::Samples {
 
@@ -20,88 +17,165 @@ namespace {
 constexpr int kMaximumSteps = 20;
 constexpr int kMaximumLayers = 64;
 
-/// What a step with one feature in each layer takes, rounded up.
-quint64 smallestStep(std::size_t layers)
+/// What a features file takes at least, with the file beside it that states its sum.
+constexpr quint64 kSmallestFeaturesFile = kSmallestFeatures + 100;
+
+/// Of 1024, of 1024 of these, and so on.
+const QLatin1String kUnits("KMG");
+
+QDateTime timeOfSave(quint64 seed)
 {
-    return 14000 + layers * 2150;
+    constexpr qint64 kStartOf2021 = 1609459200;
+    constexpr quint32 kFourYears = 126230400;
+    return QDateTime::fromSecsSinceEpoch(
+        kStartOf2021 + Random::forPurpose(seed, "time of save").below(kFourYears), Qt::UTC);
 }
 
+/// Writes the folder of one job.
+class FolderWriter final
+{
+public:
+    FolderWriter(const QString& path, const JobRequest& request)
+        : m_request(request)
+        , m_steps(planSteps(request.seed, request.steps))
+        , m_layers(layerStack(request.layers))
+    {
+        m_result.path = path;
+        m_result.savedAt = timeOfSave(request.seed);
+    }
+
+    JobResult write();
+
+private:
+    void writeJobFiles();
+    void writeStepFiles(const Step& step);
+    void writeFeaturesFiles();
+    void write(const QString& name, const QByteArray& content);
+    OutputFile create(const QString& name) const;
+    void finish(OutputFile& file, const QString& name);
+    QString layerFile(const Step& step, const Layer& layer, const char* file) const;
+
+    const JobRequest& m_request;
+    std::vector<Step> m_steps;
+    std::vector<Layer> m_layers;
+    JobResult m_result;
+};
+
+JobResult FolderWriter::write()
+{
+    makeEmptyFolder(m_result.path);
+    auto unfinished = qScopeGuard([&] { removeAll(m_result.path); });
+    writeJobFiles();
+    for (const Step& step : m_steps)
+        writeStepFiles(step);
+    writeFeaturesFiles();
+    // Real jobs have empty folders too, which what packs a job must take along.
+    for (const char* folder : {"/input", "/user"})
+        makeFolder(m_result.path + QString::fromLatin1(folder));
+    stampFolders(m_result.path, m_result.path + QStringLiteral("/matrix/matrix"));
+    unfinished.dismiss();
+    return m_result;
+}
+
+void FolderWriter::writeJobFiles()
+{
+    const QByteArray name = m_request.name.toLower().toLatin1();
+    write(QStringLiteral("matrix/matrix"), matrixText(m_steps, m_layers));
+    write(QStringLiteral("misc/info"), jobInfo(name, m_result.savedAt));
+    write(QStringLiteral("misc/attrlist"), jobAttributes());
+    write(QStringLiteral("misc/job_name"), name + '\n');
+}
+
+void FolderWriter::writeStepFiles(const Step& step)
+{
+    const QString folder = QStringLiteral("steps/") + QString::fromLatin1(step.name);
+    write(folder + QStringLiteral("/stephdr"), stepHeader(step));
+    write(folder + QStringLiteral("/profile"), profileText(step.board));
+    write(folder + QStringLiteral("/attrlist"), stepAttributes());
+    for (const Layer& layer : m_layers)
+        write(layerFile(step, layer, "attrlist"), layerAttributes(layer));
+}
+
+/// Brings the job to its size. What is left of it is dealt out to the layers one by one, so that each makes
+/// good what those before it missed.
+void FolderWriter::writeFeaturesFiles()
+{
+    quint64 filesLeft = m_steps.size() * m_layers.size();
+    quint64 weightLeft = 0;
+    for (const Step& step : m_steps)
+        for (const Layer& layer : m_layers)
+            weightLeft += step.weightOf(layer);
+    for (const Step& step : m_steps)
+        for (const Layer& layer : m_layers) {
+            const quint64 used = m_result.bytes + filesLeft-- * kSmallestFeaturesFile;
+            const quint64 left = m_request.bytes > used ? m_request.bytes - used : 0;
+            const QString name = layerFile(step, layer, "features");
+            OutputFile file = create(name);
+            writeFeatures(file, step.board, layer.kind, Random::forPurpose(m_request.seed, name.toLatin1()),
+                          kSmallestFeatures + left * step.weightOf(layer) / weightLeft);
+            finish(file, name);
+            weightLeft -= step.weightOf(layer);
+        }
+}
+
+void FolderWriter::write(const QString& name, const QByteArray& content)
+{
+    OutputFile file = create(name);
+    file.write(content);
+    finish(file, name);
+}
+
+OutputFile FolderWriter::create(const QString& name) const
+{
+    const QString path = m_result.path + QLatin1Char('/') + name;
+    makeFolder(QFileInfo(path).path());
+    return OutputFile(path);
+}
+
+/// Ends the file, and writes the hidden file that a job keeps beside it: its size and the sum of its bytes.
+void FolderWriter::finish(OutputFile& file, const QString& name)
+{
+    QString sumName = name + QStringLiteral(".sum");
+    sumName.insert(name.lastIndexOf(QLatin1Char('/')) + 1, QLatin1Char('.'));
+    OutputFile sumFile = create(sumName);
+    sumFile.write(
+        "SIZE=" + QByteArray::number(file.size()) + "\nSUM=" + QByteArray::number(file.sum()) +
+        m_result.savedAt.toString(QStringLiteral("'\nDATE='MM/dd/yyyy'\nTIME='HH:mm:ss")).toLatin1() +
+        "\nVERSION=ZAV SAMPLES\nUSER=SAMPLES\n");
+    for (OutputFile* written : {&file, &sumFile}) {
+        written->finish(m_result.savedAt);
+        m_result.bytes += written->size();
+        ++m_result.files;
+    }
+}
+
+QString FolderWriter::layerFile(const Step& step, const Layer& layer, const char* file) const
+{
+    return QStringLiteral("steps/%1/layers/%2/%3")
+        .arg(QString::fromLatin1(step.name), QString::fromLatin1(layer.name), QString::fromLatin1(file));
+}
+
+/// What a job takes when every layer has the fewest features, rounded up.
 quint64 smallestSize(int steps, int copperLayers)
 {
-    return 24000 + static_cast<quint64>(steps) * smallestStep(layerStack(copperLayers).size());
+    const auto layers = static_cast<quint64>(layerStack(copperLayers).size());
+    return 2000 + 170 * layers + static_cast<quint64>(steps) * (1500 + 1300 * layers);
 }
 
-void writeMatrixAndMisc(JobTree& tree, const JobPlan& plan)
-{
-    std::vector<QByteArray> steps;
-    for (const StepPlan& step : plan.steps)
-        steps.push_back(step.name);
-    for (const char* folder : {"matrix", "misc", "fonts", "input", "user"})
-        tree.makeFolder(QString::fromLatin1(folder));
-    tree.writeWithSum(QStringLiteral("matrix/matrix"), matrixText(steps, plan.layers));
-    tree.writeWithSum(QStringLiteral("misc/info"), jobInfo(plan));
-    tree.writeWithSum(QStringLiteral("misc/attrlist"), jobAttributes(plan));
-    tree.write(QStringLiteral("misc/sysattr"), systemAttributes(plan));
-    tree.write(QStringLiteral("misc/job_name"), plan.name + "\n");
-    tree.write(QStringLiteral("misc/last_save"),
-               plan.savedAt.toString(QStringLiteral("yyyyMMdd.HHmmss")).toLatin1() + "\n");
-    tree.write(QStringLiteral("fonts/standard"), standardFont(plan.seed));
-}
-
-void writeSymbols(JobTree& tree, const JobPlan& plan)
-{
-    for (const QByteArray& symbol : userSymbols()) {
-        const QString folder = QStringLiteral("symbols/") + QString::fromLatin1(symbol);
-        tree.makeFolder(folder);
-        tree.writeWithSum(folder + QStringLiteral("/features"), userSymbolFeatures(symbol, plan.board));
-    }
-}
-
-void writeSteps(JobTree& tree, const JobPlan& plan)
-{
-    quint64 weightLeft = 0;
-    quint64 reserved = 0;
-    for (const StepPlan& step : plan.steps) {
-        weightLeft += step.weight();
-        reserved += smallestStep(plan.layers.size());
-    }
-    for (const StepPlan& step : plan.steps) {
-        const quint64 used = tree.bytes() + reserved;
-        const quint64 left = plan.bytes > used ? plan.bytes - used : 0;
-        const quint64 share = smallestStep(plan.layers.size()) + left * step.weight() / weightLeft;
-        StepWriter(tree, plan, step, tree.bytes() + share).write();
-        weightLeft -= step.weight();
-        reserved -= smallestStep(plan.layers.size());
-    }
-}
-
-JobResult writeFolder(const QString& path, const JobPlan& plan)
-{
-    JobTree tree(path, plan.savedAt);
-    RemovalGuard unfinished(path);
-    writeMatrixAndMisc(tree, plan);
-    writeSymbols(tree, plan);
-    writeSteps(tree, plan);
-    stampTree(path, plan.savedAt);
-    unfinished.keep();
-    return {QString(), path, tree.files(), tree.bytes(), 0, plan.savedAt};
-}
-
-JobResult writePacked(const JobRequest& request, const QString& archivePath, const JobPlan& plan)
+JobResult writePacked(const JobRequest& request, const QString& archivePath)
 {
     if (QFileInfo::exists(archivePath))
-        throw WriteError(QStringLiteral("%1 exists already").arg(archivePath));
+        throw WriteError{QStringLiteral("%1 exists already").arg(archivePath)};
     makeFolder(request.directory);
     const QTemporaryDir work(request.directory + QStringLiteral("/.zav_samples-XXXXXX"));
     if (!work.isValid())
-        throw WriteError(
-            QStringLiteral("cannot make a folder in %1: %2").arg(request.directory, work.errorString()));
-    JobResult result = writeFolder(work.filePath(QString::fromLatin1(plan.name)), plan);
-    const ArchiveResult packed = writeArchive(
-        {result.path, QString::fromLatin1(plan.name), archivePath, *request.archive, plan.savedAt});
+        fail("make a folder in", request.directory, work.errorString());
+    const QString name = request.name.toLower();
+    JobResult result = FolderWriter(work.filePath(name), request).write();
+    const ArchiveResult packed =
+        writeArchive({result.path, name, archivePath, *request.archive, result.savedAt});
     if (!packed.ok())
-        throw WriteError(packed.error);
-    stampTree(archivePath, plan.savedAt);
+        throw WriteError{packed.error};
     result.path = archivePath;
     result.archiveBytes = packed.bytes;
     return result;
@@ -122,16 +196,6 @@ std::optional<QString> invalidName(const QString& name)
     return QStringLiteral("\"%1\" is no job name: 1 to 64 letters, digits, \"_\", \"+\" or \"-\"").arg(name);
 }
 
-std::optional<QString> outside(const char* what, int number, int last)
-{
-    if (number >= 1 && number <= last)
-        return std::nullopt;
-    return QStringLiteral("the number of %1 must be 1 to %2, not %3")
-        .arg(QString::fromLatin1(what))
-        .arg(last)
-        .arg(number);
-}
-
 std::optional<QString> invalidSize(const JobRequest& request)
 {
     if (request.bytes < kSmallestJob || request.bytes > kLargestJob)
@@ -146,13 +210,44 @@ std::optional<QString> invalidSize(const JobRequest& request)
 
 } // namespace
 
+std::optional<quint64> parseSize(const QString& text)
+{
+    static const QRegularExpression kSize(QStringLiteral("\\A([0-9]+)([KMG]?)\\z"),
+                                          QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = kSize.match(text);
+    bool fits = false;
+    const quint64 number = match.captured(1).toULongLong(&fits);
+    const QString unit = match.captured(2).toUpper();
+    const int shift = unit.isEmpty() ? 0 : 10 * (1 + kUnits.indexOf(unit));
+    if (!fits || number > (std::numeric_limits<quint64>::max() >> shift))
+        return std::nullopt;
+    return number << shift;
+}
+
+QString readableSize(quint64 bytes)
+{
+    for (int unit = kUnits.size(); unit > 0; --unit)
+        if (const quint64 tenths = bytes * 10 >> 10 * unit; tenths >= 10) {
+            const QString fraction = tenths % 10 == 0 ? QString() : QStringLiteral(".%1").arg(tenths % 10);
+            return QStringLiteral("%1%2 %3").arg(tenths / 10).arg(fraction, kUnits.mid(unit - 1, 1));
+        }
+    return QStringLiteral("%1 bytes").arg(bytes);
+}
+
+std::optional<QString> invalidCount(const QString& what, int count, int most)
+{
+    if (count >= 1 && count <= most)
+        return std::nullopt;
+    return QStringLiteral("the number of %1 must be 1 to %2, not %3").arg(what).arg(most).arg(count);
+}
+
 std::optional<QString> invalidJobRequest(const JobRequest& request)
 {
     if (auto error = invalidName(request.name))
         return error;
-    if (auto error = outside("steps", request.steps, kMaximumSteps))
+    if (auto error = invalidCount(QStringLiteral("steps"), request.steps, kMaximumSteps))
         return error;
-    if (auto error = outside("layers", request.layers, kMaximumLayers))
+    if (auto error = invalidCount(QStringLiteral("layers"), request.layers, kMaximumLayers))
         return error;
     return invalidSize(request);
 }
@@ -164,14 +259,12 @@ JobResult generateJob(const JobRequest& request)
         result.error = *error;
         return result;
     }
-    const QString name = request.name.toLower();
-    const JobPlan plan = planJob(name.toLatin1(), request.seed, request.bytes, request.steps, request.layers);
     const QDir directory(request.directory);
     try {
-        return request.archive ? writePacked(request, directory.filePath(archiveName(request)), plan)
-                               : writeFolder(directory.filePath(name), plan);
+        return request.archive ? writePacked(request, directory.filePath(archiveName(request)))
+                               : FolderWriter(directory.filePath(request.name.toLower()), request).write();
     } catch (const WriteError& error) {
-        result.error = error.text();
+        result.error = error.text;
         return result;
     }
 }

@@ -49,6 +49,16 @@ struct JobResult
     [[nodiscard]] bool ok() const { return error.isEmpty(); }
 };
 
+/// The bytes meant by "4096", "100K", "5M" or "8G" (multiples of 1024, either case); nothing for any other
+/// text.
+[[nodiscard]] std::optional<quint64> parseSize(const QString& text);
+
+/// The size as a person reads it: "5 M", "1.5 G", "700 bytes".
+[[nodiscard]] QString readableSize(quint64 bytes);
+
+/// Why there cannot be so many of something, where there must be 1 to `most`; nothing where there can.
+[[nodiscard]] std::optional<QString> invalidCount(const QString& what, int count, int most);
+
 /// Why no job can be made from the request; nothing where it can. Looks at the request alone, not at the
 /// disk.
 [[nodiscard]] std::optional<QString> invalidJobRequest(const JobRequest& request);

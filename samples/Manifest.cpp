@@ -1,6 +1,5 @@
 #include "samples/Manifest.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -15,37 +14,12 @@ QString pick(const std::array<const char*, 4>& texts, Random& random)
     return QString::fromUtf8(texts.at(random.below(4)));
 }
 
-QJsonObject jsonOf(const ManifestTexts& texts)
-{
-    return {{QStringLiteral("resource"), texts.resource},
-            {QStringLiteral("customer2"), texts.customer2},
-            {QStringLiteral("customer3"), texts.customer3}};
-}
-
-QJsonObject wrongTypes()
-{
-    return {{QStringLiteral("resource"), 5},
-            {QStringLiteral("customer2"), QJsonArray{QStringLiteral("a"), QStringLiteral("b")}},
-            {QStringLiteral("customer3"), QJsonValue::Null}};
-}
-
 } // namespace
 
 QString manifestKindName(ManifestKind kind)
 {
-    switch (kind) {
-    case ManifestKind::None:
-        return QStringLiteral("none");
-    case ManifestKind::Good:
-        return QStringLiteral("good");
-    case ManifestKind::Partial:
-        return QStringLiteral("partial");
-    case ManifestKind::WrongTypes:
-        return QStringLiteral("wrong-types");
-    case ManifestKind::Broken:
-        return QStringLiteral("broken");
-    }
-    return {};
+    static constexpr std::array<const char*, 5> kNames{{"none", "good", "partial", "wrong-types", "broken"}};
+    return QString::fromLatin1(kNames.at(static_cast<std::size_t>(kind)));
 }
 
 ManifestTexts manifestTexts(ManifestKind kind, Random random)
@@ -65,22 +39,17 @@ ManifestTexts manifestTexts(ManifestKind kind, Random random)
 
 QByteArray manifestFile(ManifestKind kind, const ManifestTexts& texts)
 {
-    switch (kind) {
-    case ManifestKind::None:
-        return {};
-    case ManifestKind::Good: {
-        QJsonObject members = jsonOf(texts);
-        members.insert(QStringLiteral("priority"), 2);
-        return QJsonDocument(members).toJson();
-    }
-    case ManifestKind::Partial:
-        return QJsonDocument(QJsonObject{{QStringLiteral("customer3"), texts.customer3}}).toJson();
-    case ManifestKind::WrongTypes:
-        return QJsonDocument(wrongTypes()).toJson();
-    case ManifestKind::Broken:
+    if (kind == ManifestKind::WrongTypes)
+        return "{\n    \"resource\": 5,\n    \"customer2\": [\"a\", \"b\"],\n    \"customer3\": null\n}\n";
+    if (kind == ManifestKind::Broken)
         return "{\n    \"resource\": \"FTP\",\n    \"customer2\": \n";
+    QJsonObject members{{QStringLiteral("customer3"), texts.customer3}};
+    if (kind == ManifestKind::Good) {
+        members.insert(QStringLiteral("resource"), texts.resource);
+        members.insert(QStringLiteral("customer2"), texts.customer2);
+        members.insert(QStringLiteral("priority"), 2);
     }
-    return {};
+    return QJsonDocument(members).toJson();
 }
 
 } // namespace KOZAV::Samples

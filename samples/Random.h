@@ -16,7 +16,14 @@ public:
 
     /// A stream of its own for one file or one decision, so that a change to one leaves the others as they
     /// are.
-    [[nodiscard]] static Random forPurpose(quint64 seed, const QByteArray& purpose);
+    [[nodiscard]] static Random forPurpose(quint64 seed, const QByteArray& purpose)
+    {
+        // FNV-1a: one value for one purpose on every machine, unlike qHash().
+        quint64 hash = 0xcbf29ce484222325U;
+        for (const char letter : purpose)
+            hash = (hash ^ static_cast<unsigned char>(letter)) * 0x100000001b3U;
+        return Random(Random(seed).next() ^ hash);
+    }
 
     quint64 next()
     {
@@ -35,8 +42,6 @@ public:
     {
         return first + static_cast<int>(below(static_cast<quint32>(last - first + 1)));
     }
-
-    bool percent(quint32 share) { return below(100) < share; }
 
 private:
     quint64 m_state;

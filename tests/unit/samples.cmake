@@ -12,5 +12,8 @@ zav_add_samples_test(content samplesContent.cpp)
 zav_add_samples_test(archive samplesArchive.cpp)
 zav_add_samples_test(batch samplesBatch.cpp)
 zav_add_samples_test(program samplesProgram.cpp)
+add_dependencies(samples_program zav_samples)
+target_compile_definitions(samples_program PRIVATE "ZAV_SAMPLES_PROGRAM=\"$<TARGET_FILE:zav_samples>\""
+                                                   "ZAV_PROJECT_VERSION=\"${PROJECT_VERSION}\"")
 zav_add_c_locale_run(samples_archive)
 zav_add_c_locale_run(samples_batch)

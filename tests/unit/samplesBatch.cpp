@@ -1,10 +1,8 @@
 #include "samples/BatchGenerator.h"
-#include "samples/BatchListing.h"
 #include "tests/unit/SamplesTree.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSet>
@@ -31,8 +29,6 @@ private Q_SLOTS:
     void sameSeedGivesTheSameBatch();
     void otherSeedGivesAnotherBatch();
     void kindsAreDealtOutOverSmallCompanies();
-    void jsonListingHasEverything();
-    void textListingNamesEverything();
     void usedDirectoryIsRefused();
     void invalidRequestsAreRefused_data();
     void invalidRequestsAreRefused();
@@ -250,47 +246,6 @@ void SamplesBatchTest::kindsAreDealtOutOverSmallCompanies()
             else if (entry.kind == EntryKind::Archive)
                 kinds.insert(QFileInfo(entry.name).suffix());
     QCOMPARE(kinds.size(), 8);
-}
-
-void SamplesBatchTest::jsonListingHasEverything()
-{
-    QJsonParseError error{};
-    const QJsonObject listing =
-        QJsonDocument::fromJson(jsonListing(m_sharedRequest, m_shared), &error).object();
-    QCOMPARE(error.error, QJsonParseError::NoError);
-    QCOMPARE(listing.value(QStringLiteral("directory")).toString(), m_sharedRequest.directory);
-    QCOMPARE(listing.value(QStringLiteral("seed")).toString(), QStringLiteral("9"));
-    const QJsonArray companies = listing.value(QStringLiteral("companies")).toArray();
-    QCOMPARE(companies.size(), 3);
-    QCOMPARE(companies.at(0).toObject().value(QStringLiteral("name")).toString(),
-             QStringLiteral("深圳华兴电路"));
-    QCOMPARE(companies.at(0).toObject().value(QStringLiteral("code")).toString(), QStringLiteral("HX"));
-    QCOMPARE(companies.at(0).toObject().value(QStringLiteral("known")), QJsonValue(true));
-    QCOMPARE(companies.at(2).toObject().value(QStringLiteral("known")), QJsonValue(false));
-    const QJsonArray entries = companies.at(0).toObject().value(QStringLiteral("entries")).toArray();
-    QCOMPARE(entries.size(), 11);
-    const BatchEntry& first = m_shared.companies.front().entries.front();
-    const QJsonObject wantedEntry{{QStringLiteral("name"), first.name},
-                                  {QStringLiteral("kind"), QStringLiteral("folder")},
-                                  {QStringLiteral("manifest"), QStringLiteral("good")},
-                                  {QStringLiteral("resource"), first.texts.resource},
-                                  {QStringLiteral("customer2"), first.texts.customer2},
-                                  {QStringLiteral("customer3"), first.texts.customer3},
-                                  {QStringLiteral("files"), static_cast<double>(first.files)},
-                                  {QStringLiteral("bytes"), static_cast<double>(first.bytes)}};
-    QCOMPARE(entries.at(0).toObject(), wantedEntry);
-    QCOMPARE(entries.at(10).toObject().value(QStringLiteral("kind")).toString(), QStringLiteral("refused"));
-    QCOMPARE(listing.value(QStringLiteral("outside")).toArray().size(), 1);
-}
-
-void SamplesBatchTest::textListingNamesEverything()
-{
-    const QString text = textListing(m_shared);
-    QVERIFY(text.startsWith(QStringLiteral("深圳华兴电路 [HX]\n")));
-    for (const BatchEntry& entry : m_shared.companies.front().entries)
-        QVERIFY2(text.contains(QStringLiteral("  %1  (").arg(entry.name)), qPrintable(entry.name));
-    QVERIFY(text.contains(QStringLiteral("manifest broken)")));
-    QVERIFY(text.contains(QStringLiteral("beside the companies\n  refused  misplaced.tgz")));
 }
 
 void SamplesBatchTest::usedDirectoryIsRefused()

@@ -25,8 +25,6 @@ private Q_SLOTS:
     void panelsRepeatSteps();
     void featuresFilesAreSound();
     void featuresLieInsideTheProfile();
-    void netsReferToPinsAndFeaturesThatExist();
-    void netlistHasAPointForEveryPin();
 
 private:
     [[nodiscard]] QString path(const QString& name) const { return m_job + QLatin1Char('/') + name; }
@@ -56,7 +54,7 @@ qint64 statedFeatures(const QList<QByteArray>& lines)
 
 bool isFeature(const QByteArray& line)
 {
-    return line.startsWith("P ") || line.startsWith("L ") || line.startsWith("A ") || line.startsWith("S ");
+    return line.startsWith("P ") || line.startsWith("L ") || line.startsWith("S ");
 }
 
 /// How many numbers of the record are coordinates.
@@ -64,8 +62,6 @@ int coordinates(const QByteArray& record)
 {
     if (record.startsWith("L "))
         return 4;
-    if (record.startsWith("A ") || record.startsWith("OC "))
-        return record.startsWith("A ") ? 6 : 4;
     return record.startsWith("P ") || record.startsWith("OB ") || record.startsWith("OS ") ? 2 : 0;
 }
 
@@ -82,7 +78,7 @@ QPair<double, double> extent(const QList<QByteArray>& profile)
 {
     QPair<double, double> largest(0, 0);
     for (const QByteArray& line : profile)
-        if (line.startsWith("OS ") || line.startsWith("OC ")) {
+        if (line.startsWith("OS ")) {
             largest.first = qMax(largest.first, line.split(' ').at(1).toDouble());
             largest.second = qMax(largest.second, line.split(' ').at(2).toDouble());
         }
@@ -137,28 +133,11 @@ QList<QMap<QByteArray, QByteArray>> SamplesContentTest::matrixBlocks(const QByte
 void SamplesContentTest::expectedFilesArePresent_data()
 {
     QTest::addColumn<QString>("name");
-    for (const char* name : {"matrix/matrix",
-                             "matrix/.matrix.sum",
-                             "misc/info",
-                             "misc/.info.sum",
-                             "misc/attrlist",
-                             "misc/sysattr",
-                             "fonts/standard",
-                             "symbols/fid_40/features",
-                             "symbols/therm_60/features",
-                             "symbols/logo_1/features",
-                             "steps/pcb/stephdr",
-                             "steps/pcb/profile",
-                             "steps/pcb/attrlist",
-                             "steps/pcb/eda/data",
-                             "steps/pcb/netlists/cadnet/netlist",
-                             "steps/pcb/layers/comp_+_top/components",
-                             "steps/pcb/layers/comp_+_bot/components",
-                             "steps/pcb/layers/drill/tools",
-                             "steps/pcb/layers/l1_top/features",
-                             "steps/pcb/layers/l1_top/.features.sum",
-                             "steps/pcb/layers/l6_bot/attrlist",
-                             "steps/panel/eda/data"})
+    for (const char* name : {"matrix/matrix", "matrix/.matrix.sum", "misc/info", "misc/.info.sum",
+                             "misc/attrlist", "misc/job_name", "steps/pcb/stephdr", "steps/pcb/profile",
+                             "steps/pcb/attrlist", "steps/pcb/layers/l1_top/features",
+                             "steps/pcb/layers/l1_top/.features.sum", "steps/pcb/layers/l6_bot/attrlist",
+                             "steps/pcb/layers/comp_+_top/attrlist", "steps/panel/layers/l1_top/features"})
         QTest::newRow(name) << QString::fromLatin1(name);
 }
 
@@ -248,15 +227,14 @@ void SamplesContentTest::panelsRepeatSteps()
 
 void SamplesContentTest::featuresFilesAreSound()
 {
-    static const QRegularExpression record(QStringLiteral(
-        "^(P( -?[\\d.]+){2} \\d+ P 0 [0-3];0=\\d,1=\\d|L( -?[\\d.]+){4} \\d+ P 0|A( -?[\\d.]+){6} \\d+ P 0 "
-        "[YN]|"
-        "S P 0(;0=\\d)?|OB( -?[\\d.]+){2} [IH]|OS( -?[\\d.]+){2}|OC( -?[\\d.]+){4} [YN]|OE|SE|)$"));
+    static const QRegularExpression record(
+        QStringLiteral("^(P( [\\d.]+){2} \\d+ P 0 [0-3];0=\\d,1=\\d+|L( [\\d.]+){4} \\d+ P 0;0=\\d,1=\\d+|"
+                       "S P 0|OB( [\\d.]+){2} I|OS( [\\d.]+){2}|OE|SE|)$"));
     const QStringList files = featuresFiles();
     QVERIFY(files.size() > 40);
     for (const QString& name : files) {
         const auto content = lines(name);
-        QVERIFY2(content.at(0) == "UNITS=INCH" || content.at(0) == "UNITS=MM", qPrintable(name));
+        QVERIFY2(content.at(0) == "UNITS=INCH", qPrintable(name));
         const int begin = content.indexOf("#Layer features") + 2;
         int symbols = 0;
         for (int line = 0; line < begin; ++line)
@@ -293,60 +271,6 @@ void SamplesContentTest::featuresLieInsideTheProfile()
             }
         }
     }
-}
-
-void SamplesContentTest::netsReferToPinsAndFeaturesThatExist()
-{
-    QMap<char, QMap<QByteArray, int>> pinsOfComponent;
-    for (const char side : {'T', 'B'}) {
-        const QString name = QStringLiteral("steps/pcb/layers/comp_+_%1/components");
-        QByteArray component;
-        const auto content = lines(name.arg(side == 'T' ? QStringLiteral("top") : QStringLiteral("bot")));
-        for (const QByteArray& line : content) {
-            if (line.startsWith("# CMP "))
-                component = line.mid(6);
-            if (line.startsWith("TOP "))
-                ++pinsOfComponent[side][component];
-        }
-        QVERIFY(pinsOfComponent.value(side).size() > 5);
-    }
-    QList<qint64> featuresOfLayer;
-    const auto data = lines(QStringLiteral("steps/pcb/eda/data"));
-    int pins = 0;
-    for (const QByteArray& line : data) {
-        const auto fields = line.split(' ');
-        if (fields.at(0) == "LYR")
-            for (const QByteArray& layer : fields.mid(1))
-                featuresOfLayer.append(statedFeatures(
-                    lines(QStringLiteral("steps/pcb/layers/%1/features").arg(QString::fromLatin1(layer)))));
-        if (line.startsWith("SNT TOP ")) {
-            ++pins;
-            QVERIFY2(fields.at(4).toInt() < pinsOfComponent[fields.at(2).at(0)].value(fields.at(3)),
-                     line.constData());
-        }
-        if (fields.at(0) == "FID")
-            QVERIFY2(fields.at(3).toLongLong() < featuresOfLayer.at(fields.at(2).toInt()), line.constData());
-    }
-    int pinsOfAll = 0;
-    for (const auto& side : qAsConst(pinsOfComponent))
-        for (const int count : side)
-            pinsOfAll += count;
-    QCOMPARE(pins, pinsOfAll);
-}
-
-void SamplesContentTest::netlistHasAPointForEveryPin()
-{
-    const auto content = lines(QStringLiteral("steps/pcb/netlists/cadnet/netlist"));
-    const auto data = readFile(path(QStringLiteral("steps/pcb/eda/data")));
-    int names = 0;
-    int points = 0;
-    for (const QByteArray& line : content) {
-        names += line.startsWith('$') ? 1 : 0;
-        points += line.endsWith(" e e staggered 0 0 0") ? 1 : 0;
-    }
-    QCOMPARE(names, data.count("\nNET "));
-    QCOMPARE(points, data.count("\nSNT TOP "));
-    QVERIFY(points > 50);
 }
 
 QTEST_GUILESS_MAIN(SamplesContentTest)

@@ -70,7 +70,7 @@ void SamplesJobTest::jobIsTheSameOnEveryMachine()
     const JobResult result = generateJob(request(QStringLiteral("a"), 1));
     QCOMPARE(result.error, QString());
     QCOMPARE(digest(readTree(result.path)),
-             QByteArray("53802848d3ebb4e16112dec19cb2dbb87bf6d8ea11e0ffd24b75891ea51a2daf"));
+             QByteArray("f5b9498dcf3116f44eee818d7d2687648225275625a0ed6c2b6a6d8186357db3"));
 }
 
 void SamplesJobTest::sameSeedGivesTheSameJob()
@@ -111,6 +111,7 @@ void SamplesJobTest::sizeIsReached_data()
     QTest::newRow("5M") << quint64{5U << 20U} << 1 << 4;
     QTest::newRow("5M, three steps") << quint64{5U << 20U} << 3 << 8;
     QTest::newRow("as many steps and layers as there may be") << quint64{4U << 20U} << 20 << 64;
+    QTest::newRow("the least that five steps take") << quint64{114U << 10U} << 5 << 4;
     QTest::newRow("40M, pieces of a file") << quint64{40U << 20U} << 1 << 2;
 }
 
@@ -208,8 +209,8 @@ void SamplesJobTest::invalidRequestsAreRefused_data()
     QTest::newRow("layers") << job << fits << 1 << 65
                             << QStringLiteral("the number of layers must be 1 to 64, not 65");
     QTest::newRow("too many for the size")
-        << job << kSmallestJob << 3 << 4
-        << QStringLiteral("a job with so many steps and layers takes at least 166K");
+        << job << quint64{113U << 10U} << 5 << 4
+        << QStringLiteral("a job with so many steps and layers takes at least 114K");
 }
 
 void SamplesJobTest::invalidRequestsAreRefused()
