@@ -16,6 +16,8 @@ if(TARGET zav_robot_lib)
     add_executable(fuzz_json_splitter "${fuzz_dir}/JsonSplitterFuzzer.cpp" "${fuzz_dir}/JsonSplitterCheck.cpp"
                                       "${PROJECT_SOURCE_DIR}/robot_server/JsonSplitter.cpp")
     zav_compile_options(fuzz_json_splitter)
+    # Made without the sanitizers, the precompiled headers do not fit.
+    set_target_properties(fuzz_json_splitter PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
     target_compile_options(fuzz_json_splitter PRIVATE -fsanitize=fuzzer,address,undefined
                                                       -fno-sanitize-recover=undefined)
     target_link_options(fuzz_json_splitter PRIVATE -fsanitize=fuzzer,address,undefined)
