@@ -5,14 +5,14 @@
 #include <charconv>
 
 // A features file is text, one record a line: its units, the number of its features, the tables of symbols
-// and attributes that features refer to by number, then the features. P is a pad, L a line, S a surface; the
-// contours of a surface are islands (I, clockwise) and holes (H), their corners OS records. The format is
-// that of "features" in the ODB++ format specification, release 8.
+// and attributes that features refer to by number, then the features. P is a pad, L a line, S a surface with
+// the corners of its island, clockwise, as OS records. The format is that of "features" in the ODB++ format
+// specification, release 8.
 //
 // Real jobs pack to about a fifth, since designs repeat themselves: parts have their pads in rows, a line
-// begins where the last one ended, the holes in a plane are alike. So features come in runs that differ in
-// one number from record to record; only a run's beginning is random. This is what an archive's size and the
-// time to pack a job depend on.
+// begins where the last one ended, islands are alike. So features come in runs that differ in a number or two
+// from record to record; only where a run begins is random. This is what an archive's size and the time to
+// pack a job depend on.
 
 namespace KOZAV::Samples {
 
