@@ -1,3 +1,11 @@
+// How a confirmed job becomes an open one. The job list panel announces it and returns; what follows must not
+// hold up the window, so the stored file is fetched and unpacked on a thread of the pool, and only signals
+// come back. The file goes through the panel's own retrieval, under a name that is used once, so that two
+// clients on one machine do not meet.
+//
+// hasImportSuccess() is emitted last and only for a job whose matrix could be read: the panel stamps the flow
+// and asks the robot as soon as it hears it. One job is imported at a time, since that signal names none.
+
 #include "host/CamImport.h"
 
 #include "host/SiteAccess.h"

@@ -1,3 +1,7 @@
+// The command line is read before there is a QApplication, which needs a display and would end the program
+// without one: help, versions and refusals work everywhere. QApplication takes its own options off the line
+// later on; they are declared here so that they pass, and are not shown.
+
 #include "host/CommandLine.h"
 
 #include <QCommandLineParser>

@@ -1,3 +1,8 @@
+// The panels' dialogs are modal and made by static calls, so nobody hands them over. A timer looks for the
+// one that is open: a dialog runs an event loop of its own, in which the timer goes on. Each look answers at
+// most one. A file dialog gets the directory once; another one, or one that cannot be worked, is cancelled
+// rather than left to wait for ever.
+
 #include "host/DialogOperator.h"
 
 #include <QAbstractButton>
@@ -13,7 +18,6 @@ namespace KOZAV::Host {
 DialogOperator::DialogOperator(QObject* parent)
     : QObject(parent)
 {
-    // A modal dialog runs an event loop of its own, in which the timer goes on.
     m_timer.setInterval(5);
     connect(&m_timer, &QTimer::timeout, this, &DialogOperator::answerDialog);
     m_timer.start();

@@ -1,3 +1,7 @@
+// The server has a thread of its own because the file import panel waits for the robot's answer on the thread
+// of the window: there it would never come. It listens where the configuration says that the robot is, and
+// only on this machine.
+
 #include "host/EmbeddedRobot.h"
 
 #include "robot_server/RobotServer.h"

@@ -1,3 +1,7 @@
+// The window is worked as a person would work it: the row is chosen, the button pressed, the boxes are
+// answered. The button's slot returns before the job is fetched, so an event loop runs here until CamImport
+// has ended. What counts as sent is the panel's own word (webJobHaveSent); everything else is only told.
+
 #include "host/ImportRun.h"
 
 #include "host/CamImport.h"

@@ -1,3 +1,6 @@
+// The panel is made anew for each job: it reads its list when it is constructed, and closes itself for good
+// after a request that was sent.
+
 #include "host/JobListDock.h"
 
 #include "host/SiteAccess.h"

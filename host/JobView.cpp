@@ -1,3 +1,6 @@
+// Shows whatever CamImport tells, in the order in which it tells it. Names and reasons come from archives and
+// are shown as plain text.
+
 #include "host/JobView.h"
 
 #include "host/CamImport.h"

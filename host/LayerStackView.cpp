@@ -1,3 +1,9 @@
+// The stack is drawn as sheets in a slanted view, from the lowest to the top one, so that each covers what
+// lies behind it. Drills and routs have no sheet: they are barrels from the first to the last layer that they
+// pass, and a layer that the matrix does not name stands for the outermost one. Layers outside the board are
+// only listed. All lengths are pixels of the widget; sizeHint() adds up the same constants that the painting
+// uses.
+
 #include "host/LayerStackView.h"
 
 #include <QPainter>

@@ -1,3 +1,11 @@
+// The window puts the parts side by side and passes signals between them; none of them knows another. Both
+// panels stay as they are: the window adds names for screen readers, a place, and what is shown around them.
+// Their slots run on this thread to the end, so nothing here may count on being painted while one of them
+// works.
+//
+// Places and sizes are remembered by a version number, so that a window with other docks is not put together
+// from the state of an old one. An unattended run remembers nothing.
+
 #include "host/MainWindow.h"
 
 #include "host/CamImport.h"

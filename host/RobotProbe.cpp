@@ -1,3 +1,7 @@
+// A probe is a connection that is closed as soon as it stands. Robots may take that for a request without
+// content, so it is made seldom, and never twice at once. A late answer of an earlier attempt counts for
+// nothing: the flag is cleared by whichever end comes first.
+
 #include "host/RobotProbe.h"
 
 #include "services/common/Common.h"

@@ -1,3 +1,7 @@
+// One label for rows, one for stored files, one for the robot. What stands in a label is plain text: names of
+// hosts and folders come from a configuration that somebody else may have written. The tool tip is markup of
+// our own around escaped texts.
+
 #include "host/SiteStatusBar.h"
 
 #include "host/SiteAccess.h"

@@ -1,3 +1,11 @@
+// An archive is not trusted. Each entry's name is judged before anything is made, kinds other than file,
+// folder and link are refused, and what comes out is counted as it is written, since headers may lie about
+// sizes: in all, against the packed bytes, in entries and in depth. The first problem ends the unpacking;
+// what was made until then lies in the work folder, which its owner removes.
+//
+// Links are made when everything else is there, so that nothing can be written through one, and WorkFolder
+// makes none behind another.
+
 #include "host/odb/JobUnpacker.h"
 
 #include "host/odb/WorkFolder.h"

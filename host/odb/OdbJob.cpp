@@ -1,3 +1,9 @@
+// The matrix is the table of contents of an ODB++ job: blocks of KEY=VALUE lines, one for each step and each
+// layer. Keys and names of blocks count without case, blocks of other kinds are passed over, and a missing
+// name or number is an error with its line, because a stack with a layer left out would look like a good one.
+// A job is known by its matrix, not by the name of its folder: archives hold the job with or without a folder
+// around it.
+
 #include "host/odb/OdbJob.h"
 
 #include "host/odb/WorkFolder.h"
