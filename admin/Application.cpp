@@ -1,12 +1,12 @@
 #include "admin/Application.h"
 
-#include "admin/CommandRegistry.h"
-#include "admin/Help.h"
+#include "admin/Verbs.h"
 #include "admin/Workplace.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/Settings.h"
 #include "terminal/PrintableText.h"
 
+#include <QCoreApplication>
 #include <QFileDevice>
 #include <QJsonDocument>
 
@@ -20,93 +20,76 @@ using namespace Terminal;
 
 namespace {
 
-Status misused(const QString& message)
+struct Meaning
 {
-    return Status::invalidArgument(message);
-}
+    ExitCode code;
+    const char* text;
+};
 
-/// The options of all verbs, so that a line can be taken apart before its verb is known.
+constexpr Meaning meanings[] = {
+    {ExitCode::Success, "success"},
+    {ExitCode::Failure, "failure that has no number of its own, such as an error of the disk"},
+    {ExitCode::Usage, "unknown verb or option, missing argument, or a value that is not accepted"},
+    {ExitCode::NotFound, "no such company, job or stored file"},
+    {ExitCode::AlreadyExists, "the code, name or file exists already"},
+    {ExitCode::Configuration, "the configuration is missing, broken or not usable"},
+    {ExitCode::Unavailable, "server or locked database not reached in time; a change may or may not be made"},
+    {ExitCode::NotPermitted, "the operating system or the server refuses access"},
+    {ExitCode::NoSpace, "no space left"},
+    {ExitCode::Corrupt, "stored data is not what was stored"},
+};
+
+/// The options of all verbs, each once, so that a line can be taken apart before its verb is known.
 std::vector<CommandOption> allOptions()
 {
     std::vector<CommandOption> all = commonOptions();
-    for (const auto& command : commands()) {
-        for (const CommandOption& option : command->options())
-            all.push_back(option);
+    for (const Verb& verb : verbs()) {
+        for (const CommandOption& option : verb.options) {
+            const auto same = [&option](const CommandOption& other) { return other.name == option.name; };
+            if (std::none_of(all.cbegin(), all.cend(), same))
+                all.push_back(option);
+        }
     }
     return all;
 }
 
-bool names(const std::vector<CommandOption>& options, const QString& name)
-{
-    return std::any_of(options.cbegin(), options.cend(),
-                       [&name](const auto& option) { return option.name == name; });
-}
-
-Status checkOptions(const Command& command, const CommandLine& line)
-{
-    const std::vector<CommandOption> own = command.options();
-    for (auto given = line.options.cbegin(); given != line.options.cend(); ++given) {
-        if (!names(own, given.key()) && !names(commonOptions(), given.key()))
-            return misused(QStringLiteral("\"%1\" has no option --%2").arg(command.verb(), given.key()));
-    }
-    for (const CommandOption& option : own) {
-        if (option.required && !line.has(option.name))
-            return misused(
-                QStringLiteral("\"%1\" needs --%2 %3").arg(command.verb(), option.name, option.valueName));
-    }
-    return {};
-}
-
-Status checkOperands(const Command& command, const CommandLine& line)
-{
-    const std::vector<Operand> operands = command.operands();
-    const int given = line.words.size();
-    if (given > static_cast<int>(operands.size()))
-        return misused(QStringLiteral("\"%1\" takes no \"%2\"; usage: zav_admin %3")
-                           .arg(command.verb(), line.words.last(), usageOf(command)));
-    for (int i = given; i < static_cast<int>(operands.size()); ++i) {
-        const Operand& operand = operands[static_cast<size_t>(i)];
-        if (operand.required)
-            return misused(QStringLiteral("\"%1\" needs %2; usage: zav_admin %3")
-                               .arg(command.verb(), operand.name, usageOf(command)));
-    }
-    return {};
-}
-
-Result<Report> runVerb(CommandLine line, QIODevice& err)
+Result<Report> runVerb(CommandLine line, QIODevice& out, QIODevice& err)
 {
     const QString words = line.words.join(QLatin1Char(' '));
-    const Command* command = takeCommand(line.words);
-    if (command == nullptr && words.isEmpty())
-        return misused(QStringLiteral("a verb is missing; \"zav_admin --help\" lists them"));
-    if (command == nullptr)
-        return misused(QStringLiteral("unknown verb \"%1\"; \"zav_admin --help\" lists them").arg(words));
-    const Status options = checkOptions(*command, line);
-    if (!options.ok())
-        return options;
-    const Status operands = checkOperands(*command, line);
-    if (!operands.ok())
-        return operands;
-    Workplace workplace(configurationPath(line.options.value(QStringLiteral("config"))), &err);
-    return command->run(line, workplace);
+    const Verb* verb = takeVerb(line.words);
+    if (verb == nullptr && words.isEmpty())
+        return Status::invalidArgument(QStringLiteral("a verb is missing; \"zav_admin --help\" lists them"));
+    if (verb == nullptr)
+        return Status::invalidArgument(
+            QStringLiteral("unknown verb \"%1\"; \"zav_admin --help\" lists them").arg(words));
+    if (const auto checked = checkLine(*verb, line); !checked.ok())
+        return checked;
+    Workplace workplace(configurationPath(line.options.value(QStringLiteral("config"))));
+    return verb->run({line, workplace, out, err});
 }
 
-Result<Report> runLine(const QStringList& arguments, QIODevice& err)
+Report versionReport()
 {
-    const Result<CommandLine> line = parseCommandLine(arguments, allOptions());
+    const QString version = QCoreApplication::applicationVersion();
+    return {{{QStringLiteral("version"), version}}, QStringLiteral("zav_admin %1\n").arg(version)};
+}
+
+Result<Report> runLine(const QStringList& arguments, QIODevice& out, QIODevice& err)
+{
+    const auto line = parseCommandLine(arguments, allOptions());
     if (!line.ok())
         return line.status();
     if (line->has(QStringLiteral("version")))
         return versionReport();
     if (line->has(QStringLiteral("help")))
         return helpReport(line->words);
-    return runVerb(line.value(), err);
+    return runVerb(line.value(), out, err);
 }
 
-Result<Report> runGuarded(const QStringList& arguments, QIODevice& err)
+Result<Report> runGuarded(const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
     try {
-        return runLine(arguments, err);
+        return runLine(arguments, out, err);
     } catch (const std::exception& exception) {
         return Status::internal(QString::fromLocal8Bit(exception.what()));
     }
@@ -133,12 +116,6 @@ QByteArray failureText(const Status& status, bool json)
                      {QStringLiteral("code"), static_cast<int>(exitCodeOf(status.code()))}});
 }
 
-bool writeWhole(QIODevice& device, const QByteArray& bytes)
-{
-    auto* file = qobject_cast<QFileDevice*>(&device);
-    return device.write(bytes) == bytes.size() && (file == nullptr || file->flush());
-}
-
 /// Also where the line cannot be taken apart, the failure must come in the form that was asked for.
 bool wantsJson(const QStringList& arguments)
 {
@@ -148,17 +125,63 @@ bool wantsJson(const QStringList& arguments)
 
 } // namespace
 
+ExitCode exitCodeOf(ErrorCode code)
+{
+    switch (code) {
+    case ErrorCode::None:
+        return ExitCode::Success;
+    case ErrorCode::InvalidArgument:
+        return ExitCode::Usage;
+    case ErrorCode::NotFound:
+        return ExitCode::NotFound;
+    case ErrorCode::AlreadyExists:
+        return ExitCode::AlreadyExists;
+    case ErrorCode::NotPermitted:
+        return ExitCode::NotPermitted;
+    case ErrorCode::NoSpace:
+        return ExitCode::NoSpace;
+    case ErrorCode::Corrupt:
+        return ExitCode::Corrupt;
+    case ErrorCode::Configuration:
+        return ExitCode::Configuration;
+    case ErrorCode::Unavailable:
+    case ErrorCode::OutcomeUnknown:
+        return ExitCode::Unavailable;
+    case ErrorCode::Io:
+    case ErrorCode::ChangedWhileRead:
+    case ErrorCode::Internal:
+        break;
+    }
+    return ExitCode::Failure;
+}
+
+QString exitCodeHelp()
+{
+    QString help;
+    for (const Meaning& meaning : meanings)
+        help +=
+            QStringLiteral("  %1  %2\n").arg(static_cast<int>(meaning.code)).arg(QLatin1String(meaning.text));
+    return help;
+}
+
+bool writeWhole(QIODevice& device, const QByteArray& bytes)
+{
+    auto* file = qobject_cast<QFileDevice*>(&device);
+    return device.write(bytes) == bytes.size() && (file == nullptr || file->flush());
+}
+
 ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
     const bool json = wantsJson(arguments);
-    const Result<Report> report = runGuarded(arguments, err);
+    const auto report = runGuarded(arguments, out, err);
     if (!report.ok()) {
         writeWhole(err, failureText(report.status(), json));
         return exitCodeOf(report.code());
     }
     Status outcome = report->outcome;
-    if (!writeWhole(out, json ? jsonText(report->json) : report->text.toUtf8()))
-        outcome = Status::io(QStringLiteral("the report cannot be written: %1").arg(out.errorString()));
+    QIODevice& device = report->besideContent ? err : out;
+    if (!writeWhole(device, json ? jsonText(report->json) : report->text.toUtf8()))
+        outcome = Status::io(QStringLiteral("the report cannot be written: %1").arg(device.errorString()));
     if (!outcome.ok())
         writeWhole(err, failureText(outcome, json));
     return exitCodeOf(outcome.code());

@@ -1,11 +1,33 @@
 #pragma once
 
-#include "admin/ExitCode.h"
+#include "backend/Status.h"
 
 #include <QIODevice>
 #include <QStringList>
 
 namespace KOZAV::Admin {
+
+/// Exit codes of zav_admin. Scripts rely on them: a number once given keeps its meaning.
+enum class ExitCode {
+    Success = 0,
+    Failure = 1,
+    Usage = 2,
+    NotFound = 3,
+    AlreadyExists = 4,
+    Configuration = 5,
+    Unavailable = 6,
+    NotPermitted = 7,
+    NoSpace = 8,
+    Corrupt = 9
+};
+
+ExitCode exitCodeOf(Backend::ErrorCode code);
+
+/// The table of exit codes for the help, a line each.
+QString exitCodeHelp();
+
+/// Writes all of the bytes, past the device's buffer. @return whether they are out
+bool writeWhole(QIODevice& device, const QByteArray& bytes);
 
 /// Runs one command line.
 /// @param arguments  without the program's name

@@ -1,79 +1,56 @@
 #include "admin/CommandLine.h"
 
+#include <QCommandLineParser>
+
 #include <algorithm>
 
 namespace KOZAV::Admin {
 
-using Backend::ErrorCode;
 using Backend::Result;
 using Backend::Status;
 
 namespace {
 
-Status refused(const QString& message)
+/// As it is written on a command line.
+QString dashed(const QString& name)
 {
-    return Status::invalidArgument(message);
+    return (name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + name;
 }
 
-class Parser final
+QCommandLineOption parserOption(const CommandOption& option)
 {
-public:
-    Parser(const QStringList& arguments, const std::vector<CommandOption>& known)
-        : m_arguments(arguments)
-        , m_known(known)
-    {
-    }
+    QStringList names = {option.name};
+    if (!option.letter.isEmpty())
+        names << option.letter;
+    return QCommandLineOption(names, option.help, option.valueName);
+}
 
-    Result<CommandLine> parse()
-    {
-        bool onlyWords = false;
-        while (m_at < m_arguments.size()) {
-            const QString argument = m_arguments.at(m_at++);
-            if (!onlyWords && argument == QLatin1String("--")) {
-                onlyWords = true;
-            } else if (onlyWords || !argument.startsWith(QLatin1String("--"))) {
-                m_line.words << argument;
-            } else {
-                const Status status = takeOption(argument.mid(2));
-                if (!status.ok())
-                    return status;
-            }
-        }
-        return m_line;
+/// What is wrong with a line of known options: the parser says it in words alone, and those are not ours.
+Status unfitValue(const QStringList& arguments, const std::vector<CommandOption>& known, const QString& words)
+{
+    for (const CommandOption& option : known) {
+        const QString start = dashed(option.name) + QLatin1Char('=');
+        const auto isGiven = [&start](const QString& argument) { return argument.startsWith(start); };
+        if (option.valueName.isEmpty() && std::any_of(arguments.cbegin(), arguments.cend(), isGiven))
+            return Status::invalidArgument(QStringLiteral("option --%1 takes no value").arg(option.name));
     }
+    for (const CommandOption& option : known)
+        if (!option.valueName.isEmpty() && arguments.last() == dashed(option.name))
+            return Status::invalidArgument(
+                QStringLiteral("option --%1 needs a value: --%1 %2").arg(option.name, option.valueName));
+    return Status::invalidArgument(words);
+}
 
-private:
-    Status takeOption(const QString& argument)
-    {
-        const int equals = argument.indexOf(QLatin1Char('='));
-        const QString name = argument.left(equals);
-        const auto same = [&name](const CommandOption& option) { return option.name == name; };
-        const auto option = std::find_if(m_known.cbegin(), m_known.cend(), same);
-        if (option == m_known.cend())
-            return refused(QStringLiteral("unknown option --%1").arg(name));
-        if (m_line.has(name))
-            return refused(QStringLiteral("option --%1 is given twice").arg(name));
-        if (option->valueName.isEmpty())
-            return takeFlag(name, equals >= 0);
-        if (equals < 0 && m_at == m_arguments.size())
-            return refused(QStringLiteral("option --%1 needs a value: --%1 %2").arg(name, option->valueName));
-        m_line.options.insert(name, equals < 0 ? m_arguments.at(m_at++) : argument.mid(equals + 1));
-        return {};
-    }
-
-    Status takeFlag(const QString& name, bool hasValue)
-    {
-        if (hasValue)
-            return refused(QStringLiteral("option --%1 takes no value").arg(name));
-        m_line.options.insert(name, {});
-        return {};
-    }
-
-    const QStringList& m_arguments;
-    const std::vector<CommandOption>& m_known;
-    CommandLine m_line;
-    int m_at = 0;
-};
+Status checkOptions(const QCommandLineParser& parser, const std::vector<CommandOption>& known)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty())
+        return Status::invalidArgument(QStringLiteral("unknown option %1").arg(dashed(unknown.first())));
+    for (const CommandOption& option : known)
+        if (parser.optionNames().count(option.name) > 1)
+            return Status::invalidArgument(QStringLiteral("option --%1 is given twice").arg(option.name));
+    return {};
+}
 
 } // namespace
 
@@ -86,7 +63,22 @@ std::optional<QString> CommandLine::value(const QString& option) const
 
 Result<CommandLine> parseCommandLine(const QStringList& arguments, const std::vector<CommandOption>& known)
 {
-    return Parser(arguments, known).parse();
+    QCommandLineParser parser;
+    for (const CommandOption& option : known)
+        parser.addOption(parserOption(option));
+    // The parser passes over the first word, the program's name.
+    const bool parsed = parser.parse(QStringList(QString()) + arguments);
+    if (const auto checked = checkOptions(parser, known); !checked.ok())
+        return checked;
+    if (!parsed)
+        return unfitValue(arguments, known, parser.errorText());
+
+    CommandLine line;
+    line.words = parser.positionalArguments();
+    for (const CommandOption& option : known)
+        if (parser.isSet(option.name))
+            line.options.insert(option.name, parser.value(option.name));
+    return line;
 }
 
 } // namespace KOZAV::Admin

@@ -18,6 +18,7 @@ struct CommandOption
     QString valueName; ///< empty for an option without a value
     QString help;
     bool required = false;
+    QString letter = {}; ///< a short form of the name, for a few
 };
 
 /// A command line taken apart: options may stand before, between and behind the other words.
@@ -31,7 +32,8 @@ struct CommandLine
 };
 
 /// Takes the arguments apart (without the program's name). "--name value" and "--name=value"; "--" ends the
-/// options.
+/// options. InvalidArgument names what is wrong with an option.
+/// @param known  each name once
 Backend::Result<CommandLine> parseCommandLine(const QStringList& arguments,
                                               const std::vector<CommandOption>& known);
 

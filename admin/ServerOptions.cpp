@@ -1,9 +1,12 @@
 #include "admin/ServerOptions.h"
 
 #include "backend/config/Redaction.h"
+#include "backend/config/SettingRules.h"
 
 #include <QDir>
 #include <QFileInfo>
+
+#include <algorithm>
 
 namespace KOZAV::Admin {
 
@@ -16,38 +19,52 @@ struct ServerOption
     const char* name;
     const char* valueName;
     const char* key;
-    bool isPath;
-    const char* help;
 };
 
-constexpr const char* host = "database-host";
-constexpr const char* uri = "mongodb-uri";
+/// The options of one server; the first is the one that the others belong to.
+struct Server
+{
+    const char* plaintextKey;
+    std::vector<ServerOption> options;
+};
+
 constexpr const char* allowPlaintext = "allow-plaintext";
 
-constexpr ServerOption databaseOptions[] = {
-    {host, "HOST", "database/host", false, "MariaDB or MySQL server for the rows of a new site"},
-    {"database-port", "PORT", "database/port", false, "its port; otherwise 3306"},
-    {"database-name", "NAME", "database/name", false, "the database on it, made where it is missing"},
-    {"database-user", "USER", "database/user", false, "the account on it"},
-    {"database-password-file", "FILE", "database/password_file", true,
-     "file whose first line is the account's password"},
-    {"database-tls-ca", "FILE", "database/tls_ca", true,
-     "certificate of the authority that signed the server's"},
-};
+const std::vector<Server>& servers()
+{
+    static const std::vector<Server> all = {
+        {"database/allow_plaintext",
+         {{"database-host", "HOST", "database/host"},
+          {"database-port", "PORT", "database/port"},
+          {"database-name", "NAME", "database/name"},
+          {"database-user", "USER", "database/user"},
+          {"database-password-file", "FILE", "database/password_file"},
+          {"database-tls-ca", "FILE", "database/tls_ca"}}},
+        {"document_store/allow_plaintext",
+         {{"mongodb-uri", "URI", "document_store/uri"},
+          {"mongodb-password-file", "FILE", "document_store/password_file"}}},
+    };
+    return all;
+}
 
-constexpr ServerOption storeOptions[] = {
-    {uri, "URI", "document_store/uri", false,
-     "MongoDB server for the stored files of a new site, without a password"},
-    {"mongodb-password-file", "FILE", "document_store/password_file", true,
-     "file whose first line is the password of the URI's user"},
-};
+const SettingRule& ruleOf(const ServerOption& option)
+{
+    return *findSettingRule(QLatin1String(option.key));
+}
+
+QString helpOf(const ServerOption& option)
+{
+    const SettingRule& rule = ruleOf(option);
+    const QString help = QLatin1String(rule.meaning);
+    return rule.defaultValue().isEmpty() ? help : help + QStringLiteral("; otherwise ") + rule.defaultValue();
+}
 
 Status misused(const QString& message)
 {
     return Status::invalidArgument(message);
 }
 
-QString optionText(const char* name)
+QString dashed(const char* name)
 {
     return QStringLiteral("--") + QLatin1String(name);
 }
@@ -58,47 +75,66 @@ bool has(const CommandLine& line, const char* name)
 }
 
 /// What a path on the command line is relative to is not what one in the file is relative to.
-QString settingOf(const ServerOption& option, const QString& value)
+QString settingOf(const SettingRule& rule, const QString& value)
 {
-    return option.isPath ? QDir::cleanPath(QFileInfo(value).absoluteFilePath()) : value;
+    return rule.isPath() ? QDir::cleanPath(QFileInfo(value).absoluteFilePath()) : value;
 }
 
-template <std::size_t Count>
-Status take(const CommandLine& line, const ServerOption (&options)[Count], SettingValues& values)
+Status refusePassword(const ServerOption& option, const QString& value)
 {
-    const char* leader = options[0].name;
-    for (const ServerOption& option : options) {
-        const std::optional<QString> value = line.value(QLatin1String(option.name));
-        if (!value)
-            continue;
-        if (!has(line, leader))
-            return misused(QStringLiteral("%1 needs %2").arg(optionText(option.name), optionText(leader)));
-        if (value->isEmpty())
-            return misused(QStringLiteral("%1 is empty").arg(optionText(option.name)));
-        values.emplace_back(QLatin1String(option.key), settingOf(option, *value));
+    if (!ruleOf(option).mayHoldPassword() || !holdsPassword(value))
+        return {};
+    return misused(QStringLiteral("%1 holds a password, and a command line can be read by others: put the "
+                                  "password into a file of its own, which document_store/password_file names "
+                                  "(--mongodb-password-file FILE), and leave it out of the URI")
+                       .arg(dashed(option.name)));
+}
+
+/// The options that were given belong to a server that was named, and all are there that it needs.
+Status checkServer(const CommandLine& line, const Server& server)
+{
+    const ServerOption& leader = server.options.front();
+    const bool named = has(line, leader.name);
+    for (const ServerOption& option : server.options) {
+        const bool given = has(line, option.name);
+        if (given && !named)
+            return misused(QStringLiteral("%1 needs %2").arg(dashed(option.name), dashed(leader.name)));
+        if (!given && named && ruleOf(option).need.choice != nullptr)
+            return misused(QStringLiteral("%1 needs %2").arg(dashed(leader.name), dashed(option.name)));
     }
     return {};
 }
 
-Status requireWithHost(const CommandLine& line)
+Status takeServer(const CommandLine& line, const Server& server, SettingValues& values)
 {
-    for (const char* needed : {"database-name", "database-user"})
-        if (has(line, host) && !has(line, needed))
-            return misused(QStringLiteral("%1 needs %2").arg(optionText(host), optionText(needed)));
-    if (has(line, allowPlaintext) && !has(line, host) && !has(line, uri))
-        return misused(QStringLiteral("%1 needs %2 or %3")
-                           .arg(optionText(allowPlaintext), optionText(host), optionText(uri)));
+    for (const ServerOption& option : server.options) {
+        const std::optional<QString> value = line.value(QLatin1String(option.name));
+        if (!value)
+            continue;
+        if (value->isEmpty())
+            return misused(QStringLiteral("%1 is empty").arg(dashed(option.name)));
+        if (auto refused = refusePassword(option, *value); !refused.ok())
+            return refused;
+        values.emplace_back(QLatin1String(option.key), settingOf(ruleOf(option), *value));
+    }
     return {};
 }
 
-Status refusePassword(const CommandLine& line)
+bool namesServer(const CommandLine& line, const Server& server)
 {
-    if (!holdsPassword(line.options.value(QLatin1String(uri))))
+    return has(line, server.options.front().name);
+}
+
+Status checkPlaintext(const CommandLine& line)
+{
+    const auto named = [&line](const Server& server) { return namesServer(line, server); };
+    if (!has(line, allowPlaintext) || std::any_of(servers().cbegin(), servers().cend(), named))
         return {};
+    QStringList leaders;
+    for (const Server& server : servers())
+        leaders << dashed(server.options.front().name);
     return misused(
-        QStringLiteral("--mongodb-uri holds a password, and a command line can be read by others: put the "
-                       "password into a file of its own, which document_store/password_file names "
-                       "(--mongodb-password-file FILE), and leave it out of the URI"));
+        QStringLiteral("%1 needs %2").arg(dashed(allowPlaintext), leaders.join(QStringLiteral(" or "))));
 }
 
 } // namespace
@@ -106,14 +142,9 @@ Status refusePassword(const CommandLine& line)
 std::vector<CommandOption> serverOptions()
 {
     std::vector<CommandOption> all;
-    const auto add = [&all](const ServerOption& option) {
-        all.push_back(
-            {QLatin1String(option.name), QLatin1String(option.valueName), QLatin1String(option.help)});
-    };
-    for (const ServerOption& option : databaseOptions)
-        add(option);
-    for (const ServerOption& option : storeOptions)
-        add(option);
+    for (const Server& server : servers())
+        for (const ServerOption& option : server.options)
+            all.push_back({QLatin1String(option.name), QLatin1String(option.valueName), helpOf(option)});
     all.push_back({QLatin1String(allowPlaintext),
                    {},
                    QStringLiteral("let credentials go over a connection that is not encrypted")});
@@ -122,22 +153,24 @@ std::vector<CommandOption> serverOptions()
 
 Result<SettingValues> serverSettings(const CommandLine& line)
 {
+    if (const auto checked = checkPlaintext(line); !checked.ok())
+        return checked;
     SettingValues values;
-    for (const Status& status : {refusePassword(line), requireWithHost(line),
-                                 take(line, databaseOptions, values), take(line, storeOptions, values)})
-        if (!status.ok())
-            return status;
+    for (const Server& server : servers()) {
+        if (const auto checked = checkServer(line, server); !checked.ok())
+            return checked;
+        if (const auto taken = takeServer(line, server, values); !taken.ok())
+            return taken;
+    }
+    for (const Server& server : servers())
+        if (namesServer(line, server) && has(line, allowPlaintext))
+            values.emplace_back(QLatin1String(server.plaintextKey), QStringLiteral("true"));
     // Driver and kind come last: a file that names them needs all the rest.
-    const bool plaintext = has(line, allowPlaintext);
-    const QString yes = QStringLiteral("true");
-    if (has(line, host) && plaintext)
-        values.emplace_back(QStringLiteral("database/allow_plaintext"), yes);
-    if (has(line, uri) && plaintext)
-        values.emplace_back(QStringLiteral("document_store/allow_plaintext"), yes);
-    if (has(line, host))
-        values.emplace_back(QStringLiteral("database/driver"), QStringLiteral("QMYSQL"));
-    if (has(line, uri))
-        values.emplace_back(QStringLiteral("document_store/kind"), QStringLiteral("mongodb"));
+    for (const Server& server : servers()) {
+        const SettingNeed& need = ruleOf(server.options.front()).need;
+        if (namesServer(line, server))
+            values.emplace_back(QLatin1String(need.choice), QLatin1String(need.value));
+    }
     return values;
 }
 

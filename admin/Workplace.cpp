@@ -11,9 +11,8 @@ namespace KOZAV::Admin {
 
 using namespace Backend;
 
-Workplace::Workplace(QString configurationPath, QIODevice* progress)
+Workplace::Workplace(QString configurationPath)
     : m_path(std::move(configurationPath))
-    , m_progress(progress)
 {
 }
 

@@ -3,7 +3,6 @@
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
 
-#include <QIODevice>
 #include <QString>
 
 #include <memory>
@@ -21,13 +20,11 @@ namespace KOZAV::Admin {
 class Workplace final
 {
 public:
-    /// @param progress  where a long command shows how far it has come; may be null
-    explicit Workplace(QString configurationPath, QIODevice* progress = nullptr);
+    explicit Workplace(QString configurationPath);
     ~Workplace();
     Q_DISABLE_COPY(Workplace)
 
     [[nodiscard]] const QString& configurationPath() const { return m_path; }
-    [[nodiscard]] QIODevice* progress() const { return m_progress; }
 
     Backend::Result<Backend::Settings> settings();
     Backend::Result<Backend::Database*> database();
@@ -35,7 +32,6 @@ public:
 
 private:
     QString m_path;
-    QIODevice* m_progress;
     std::optional<Backend::Settings> m_settings;
     std::unique_ptr<Backend::Database> m_database;
     std::unique_ptr<Backend::DocumentStore> m_store;

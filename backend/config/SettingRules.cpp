@@ -91,7 +91,7 @@ std::vector<SettingRule> databaseRules()
          database<&D::driver>(), optional, writtenDefault, oneOf("QSQLITE", "QMYSQL")},
         {"database/file", Type::Path, "the path of the SQLite database", database<&D::file>(), withSqlite,
          written("${data}/site.db")},
-        {"database/host", Type::Word, "the name or address of the server, without blanks",
+        {"database/host", Type::Word, "the name or address of the MariaDB or MySQL server, without blanks",
          database<&D::host>(), withServer, proposed("127.0.0.1")},
         {"database/port",
          Type::Number,

@@ -1,11 +1,13 @@
 #pragma once
 
-#include "admin/ExitCode.h"
+#include "admin/Application.h"
 #include "tests/support/ConfigurationFile.h"
 
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
+
+#include <string>
 
 namespace KOZAV::Test {
 
@@ -27,6 +29,12 @@ class AdminSession final
 public:
     [[nodiscard]] const ConfigurationFile& file() const { return m_file; }
     [[nodiscard]] AdminOutcome run(QStringList arguments) const;
+
+    /// Imports a job through the services, as the panel does; the site must be the current one, with the
+    /// company.
+    /// @return its generated name; it is stored as NAME.tgz
+    std::string importJob(const char* company, const char* jobName, const QByteArray& content, int batch,
+                          bool complete = true) const;
 
 private:
     ConfigurationFile m_file;

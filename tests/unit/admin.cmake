@@ -10,6 +10,8 @@ endfunction()
 zav_add_admin_test(command_line adminCommandLine.cpp)
 zav_add_admin_test(site adminSite.cpp)
 zav_add_admin_test(verbs adminVerbs.cpp)
+zav_add_admin_test(manual adminManual.cpp)
+target_compile_definitions(admin_manual PRIVATE "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\"")
 zav_add_admin_test(program adminProgram.cpp)
 add_dependencies(admin_program zav_admin)
 target_compile_definitions(admin_program PRIVATE "ZAV_ADMIN_PROGRAM=\"$<TARGET_FILE:zav_admin>\""

@@ -12,6 +12,7 @@ class AdminCommandLineTest final : public QObject
 private Q_SLOTS:
     void optionsStandAnywhere_data();
     void optionsStandAnywhere();
+    void letterStandsForItsOption();
     void valuesAreKept();
     void misuseIsNamed_data();
     void misuseIsNamed();
@@ -20,7 +21,8 @@ private Q_SLOTS:
 namespace {
 
 const std::vector<CommandOption> known = {{QStringLiteral("name"), QStringLiteral("NAME"), {}},
-                                          {QStringLiteral("json"), {}, {}}};
+                                          {QStringLiteral("json"), {}, {}},
+                                          {QStringLiteral("help"), {}, {}, false, QStringLiteral("h")}};
 
 QStringList split(const char* line)
 {
@@ -49,6 +51,14 @@ void AdminCommandLineTest::optionsStandAnywhere()
     QVERIFY(!line->value(QStringLiteral("other")).has_value());
 }
 
+void AdminCommandLineTest::letterStandsForItsOption()
+{
+    const Result<CommandLine> line = parseCommandLine(split("a -h -"), known);
+    QVERIFY2(line.ok(), qPrintable(line.message()));
+    QVERIFY(line->has(QStringLiteral("help")));
+    QCOMPARE(line->words, split("a -"));
+}
+
 void AdminCommandLineTest::valuesAreKept()
 {
     const auto nameIn = [](const QStringList& arguments) {
@@ -66,6 +76,9 @@ void AdminCommandLineTest::misuseIsNamed_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("message");
     QTest::newRow("unknown") << split("a --nmae N") << QStringLiteral("unknown option --nmae");
+    QTest::newRow("unknown letter") << split("a -n") << QStringLiteral("unknown option -n");
+    QTest::newRow("no value behind others")
+        << split("--json a --name") << QStringLiteral("option --name needs a value: --name NAME");
     QTest::newRow("no value") << split("a --name")
                               << QStringLiteral("option --name needs a value: --name NAME");
     QTest::newRow("needless value") << split("--json=1") << QStringLiteral("option --json takes no value");

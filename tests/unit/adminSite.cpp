@@ -27,6 +27,7 @@ private Q_SLOTS:
     void everyVerbNeedsAConfiguration_data();
     void everyVerbNeedsAConfiguration();
     void configurationIsShownAndChanged();
+    void keysAreListed();
     void configurationMistakesAreNamed_data();
     void configurationMistakesAreNamed();
     void brokenConfigurationIsNamed();
@@ -147,6 +148,27 @@ void AdminSiteTest::configurationIsShownAndChanged()
                 .out.contains(QRegularExpression(text("\nuser/name +Ada\n"))));
 }
 
+void AdminSiteTest::keysAreListed()
+{
+    const AdminOutcome listed = m_session->run({text("config"), text("list"), text("--json")});
+    QCOMPARE(listed.err, QString());
+    const QJsonArray keys = listed.json().value(text("keys")).toArray();
+    QCOMPARE(keys.size(), static_cast<int>(Backend::settingRules().size()));
+    const QString lines = m_session->run({text("config"), text("list")}).out;
+    for (const QJsonValue& key : keys) {
+        QVERIFY(Backend::findSettingRule(key[text("key")].toString()) != nullptr);
+        QVERIFY(lines.contains(key[text("meaning")].toString()));
+    }
+    const QJsonValue port = keys.at(3);
+    QCOMPARE(port[text("key")].toString(), text("database/port"));
+    QCOMPARE(port[text("accepted")].toString(), text("a number from 1 to 65535"));
+    QCOMPARE(port[text("default")].toString(), text("3306"));
+    QCOMPARE(port[text("required")].toString(), QString());
+    QCOMPARE(keys.at(2)[text("required")].toString(), text("database/driver = QMYSQL"));
+    QCOMPARE(keys.last()[text("key")].toString(), text("user/login"));
+    QVERIFY2(!QFileInfo::exists(m_session->file().path()), "no configuration is needed");
+}
+
 void AdminSiteTest::configurationMistakesAreNamed_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -209,6 +231,9 @@ void AdminSiteTest::misuseIsNamed_data()
     QTest::newRow("half a verb") << QStringList({text("company")}) << text("unknown verb \"company\"");
     QTest::newRow("unknown option") << QStringList({text("jobs"), text("--what")})
                                     << text("unknown option --what");
+    QTest::newRow("unknown letter") << QStringList({text("jobs"), text("-x")}) << text("unknown option -x");
+    QTest::newRow("help verb of nothing")
+        << QStringList({text("help"), text("x")}) << text("unknown verb \"x\"");
     QTest::newRow("help of nothing") << QStringList({text("x"), text("--help")})
                                      << text("unknown verb \"x\"");
 }
@@ -229,9 +254,10 @@ void AdminSiteTest::misuseIsNamed()
 void AdminSiteTest::helpNamesEveryVerb()
 {
     const QString help = m_session->run({text("--help")}).out;
-    for (const char* verb : {"init", "ping", "migrate --to FILE", "company add", "company list",
-                             "company rename", "jobs", "get JOB FILE", "config get [KEY]",
-                             "config set KEY VALUE", "--config FILE", "--json", "Exit codes:"})
+    for (const char* verb :
+         {"init", "ping", "migrate --to FILE", "company add", "company list", "company rename", "jobs",
+          "get JOB FILE", "config get [KEY]", "config list", "config set KEY VALUE", "help [VERB...]",
+          "-h, --help", "--config FILE", "--json", "Exit codes:"})
         QVERIFY2(help.contains(text(verb)), verb);
     const QString verbHelp = m_session->run({text("company"), text("add"), text("--help")}).out;
     QVERIFY(verbHelp.contains(text("Usage: zav_admin company add --code CODE --name NAME")));

@@ -1,6 +1,5 @@
-#include "admin/MigrateCommand.h"
-
 #include "admin/MigrationDisplay.h"
+#include "admin/Verbs.h"
 #include "admin/Workplace.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/migrate/SiteMigration.h"
@@ -95,49 +94,35 @@ Report reportOf(const MigrationReport& report, const Settings& source, const Set
 }
 
 /// With JSON the standard error is for a failure's document, unless somebody looks at it.
-QIODevice* progressDevice(const CommandLine& line, Workplace& workplace)
+QIODevice* progressDevice(const Call& call)
 {
-    const bool json = line.has(QStringLiteral("json"));
-    return json && !ProgressLine::viewOf(workplace.progress()).isTerminal ? nullptr : workplace.progress();
+    const bool json = call.line.has(QStringLiteral("json"));
+    return json && !ProgressLine::viewOf(&call.err).isTerminal ? nullptr : &call.err;
 }
 
 } // namespace
 
-QString MigrateCommand::summary() const
+Result<Report> migrateVerb(const Call& call)
 {
-    return QStringLiteral("copy rows and stored files to another site, verified; run again, it continues");
-}
-
-std::vector<CommandOption> MigrateCommand::options() const
-{
-    return {{QStringLiteral("to"), QStringLiteral("FILE"),
-             QStringLiteral("configuration file of the other site, which \"init\" has made"), true},
-            {QStringLiteral("update"),
-             {},
-             QStringLiteral("bring rows up to date that were copied before and have changed in the source")},
-            {QStringLiteral("dry-run"), {}, QStringLiteral("only tell what would be copied")}};
-}
-
-Result<Report> MigrateCommand::run(const CommandLine& line, Workplace& workplace) const
-{
-    const QString other = line.options.value(QStringLiteral("to"));
+    const QString other = call.line.options.value(QStringLiteral("to"));
     if (other.isEmpty())
         return Status::invalidArgument(QStringLiteral("--to is empty; accepted is a configuration file"));
-    const Result<Settings> source = workplace.settings();
+    const auto source = call.workplace.settings();
     if (!source.ok())
         return source.status();
-    const Result<Settings> target = Workplace(configurationPath(other)).settings();
+    const auto target = Workplace(configurationPath(other)).settings();
     if (!target.ok())
         return target.status();
 
     MigrationOptions options;
-    options.dryRun = line.has(QStringLiteral("dry-run"));
-    options.outdatedRows = line.has(QStringLiteral("update")) ? OutdatedRows::Update : OutdatedRows::Refuse;
+    options.dryRun = call.line.has(QStringLiteral("dry-run"));
+    options.outdatedRows =
+        call.line.has(QStringLiteral("update")) ? OutdatedRows::Update : OutdatedRows::Refuse;
     QElapsedTimer clock;
     clock.start();
-    QIODevice* device = progressDevice(line, workplace);
+    QIODevice* device = progressDevice(call);
     MigrationDisplay display(device, ProgressLine::viewOf(device), [&clock] { return clock.elapsed(); });
-    const Result<MigrationReport> report =
+    const auto report =
         migrateSite(source.value(), target.value(), options,
                     [&display](const MigrationProgress& progress) { display.show(progress); });
     if (!report.ok())

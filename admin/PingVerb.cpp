@@ -1,6 +1,5 @@
-#include "admin/PingCommand.h"
-
-#include "admin/ExitCode.h"
+#include "admin/Application.h"
+#include "admin/Verbs.h"
 #include "admin/Workplace.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SitePlaces.h"
@@ -28,15 +27,15 @@ struct Look
 
 Result<ServiceHealth> lookAtRows(const Settings& settings, Workplace& workplace)
 {
-    if (Status present = requireDatabaseFile(settings.database); !present.ok())
+    if (const auto present = requireDatabaseFile(settings.database); !present.ok())
         return present;
-    const Result<Database*> database = workplace.database();
+    const auto database = workplace.database();
     return database.ok() ? database.value()->health() : Result<ServiceHealth>(database.status());
 }
 
 Result<ServiceHealth> lookAtFiles(Workplace& workplace)
 {
-    const Result<DocumentStore*> store = workplace.documentStore();
+    const auto store = workplace.documentStore();
     return store.ok() ? store.value()->health() : Result<ServiceHealth>(store.status());
 }
 
@@ -117,21 +116,15 @@ Report reportOf(const std::vector<Look>& looks)
 
 } // namespace
 
-QString PingCommand::summary() const
+Result<Report> pingVerb(const Call& call)
 {
-    return QStringLiteral("look whether rows and stored files can be reached: engine, version, place, "
-                          "encryption, latency");
-}
-
-Result<Report> PingCommand::run(const CommandLine& /*line*/, Workplace& workplace) const
-{
-    const Result<Settings> settings = workplace.settings();
+    const auto settings = call.workplace.settings();
     if (!settings.ok())
         return settings.status();
     // Both are looked at, whatever comes of the first.
     const std::vector<Look> looks = {
-        {QStringLiteral("rows"), placeOf(settings->database), lookAtRows(settings.value(), workplace)},
-        {QStringLiteral("files"), placeOf(settings->documentStore), lookAtFiles(workplace)}};
+        {QStringLiteral("rows"), placeOf(settings->database), lookAtRows(settings.value(), call.workplace)},
+        {QStringLiteral("files"), placeOf(settings->documentStore), lookAtFiles(call.workplace)}};
     return reportOf(looks);
 }
 

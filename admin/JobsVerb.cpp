@@ -1,5 +1,4 @@
-#include "admin/JobsCommand.h"
-
+#include "admin/Verbs.h"
 #include "admin/Workplace.h"
 #include "backend/records/SiteRecords.h"
 #include "terminal/TextTable.h"
@@ -31,7 +30,7 @@ struct JobQuestion
 
 Status askForCompany(const QString& company, Database& database, JobQuestion& question)
 {
-    const Result<std::vector<CompanyRecord>> companies = listCompanies(database);
+    const auto companies = listCompanies(database);
     if (!companies.ok())
         return companies.status();
     const auto& list = companies.value();
@@ -142,29 +141,15 @@ Report reportOf(const std::vector<JobRecord>& jobs, bool onlyFailed)
 
 } // namespace
 
-QString JobsCommand::summary() const
+Result<Report> jobsVerb(const Call& call)
 {
-    return QStringLiteral("list the imported jobs, oldest first");
-}
-
-std::vector<CommandOption> JobsCommand::options() const
-{
-    return {
-        {QStringLiteral("company"), QStringLiteral("CODE-or-NAME"), QStringLiteral("jobs of this company")},
-        {QStringLiteral("state"), QStringLiteral("N|N,M|waiting|failed"),
-         QStringLiteral("jobs in this state; waiting: 0,0; failed: the import did not end")},
-        {QStringLiteral("batch"), QStringLiteral("N"), QStringLiteral("jobs of this batch number")}};
-}
-
-Result<Report> JobsCommand::run(const CommandLine& line, Workplace& workplace) const
-{
-    const Result<Database*> database = workplace.database();
+    const auto database = call.workplace.database();
     if (!database.ok())
         return database.status();
-    const Result<JobQuestion> question = questionOf(line, *database.value());
+    const auto question = questionOf(call.line, *database.value());
     if (!question.ok())
         return question.status();
-    const Result<std::vector<JobRecord>> jobs = listJobs(*database.value(), question->filter);
+    const auto jobs = listJobs(*database.value(), question->filter);
     if (!jobs.ok())
         return jobs.status();
     return reportOf(jobs.value(), question->onlyFailed);

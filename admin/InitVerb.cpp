@@ -1,17 +1,21 @@
-#include "admin/InitCommand.h"
-
-#include "admin/NewConfiguration.h"
 #include "admin/ServerOptions.h"
+#include "admin/Verbs.h"
 #include "admin/Workplace.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
+#include "backend/io/FilePath.h"
 #include "backend/store/DocumentStore.h"
 #include "terminal/TextTable.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QUuid>
+
+#include <memory>
+#include <utility>
 
 namespace KOZAV::Admin {
 
@@ -19,6 +23,78 @@ using namespace Backend;
 using namespace Terminal;
 
 namespace {
+
+std::string nativePath(const QString& path)
+{
+    return QFile::encodeName(path).toStdString();
+}
+
+/// A configuration file in the making. It lies beside its place under another name, and gets its own only
+/// when all that it names has been found to work; without that it is removed.
+class NewConfiguration final
+{
+public:
+    /// @param target    where the file will be
+    /// @param dataRoot  see createDefaultSettings()
+    /// @param values    what differs from the defaults
+    static Result<std::unique_ptr<NewConfiguration>> create(const QString& target, const QString& dataRoot,
+                                                            const SettingValues& values);
+
+    ~NewConfiguration();
+    Q_DISABLE_COPY(NewConfiguration)
+
+    /// Where it lies now.
+    [[nodiscard]] const QString& path() const { return m_path; }
+
+    /// Gives it its name. AlreadyExists where somebody else has made such a file meanwhile.
+    Status keep();
+
+    /// A failure that names the file as it will be called.
+    [[nodiscard]] Status named(const Status& status) const;
+
+private:
+    explicit NewConfiguration(QString target);
+
+    QString m_target;
+    QString m_path;
+    bool m_kept = false;
+};
+
+NewConfiguration::NewConfiguration(QString target)
+    : m_target(std::move(target))
+    , m_path(m_target + QStringLiteral(".new-") + QUuid::createUuid().toString(QUuid::Id128).left(8))
+{
+}
+
+NewConfiguration::~NewConfiguration()
+{
+    if (!m_kept)
+        QFile::remove(m_path);
+}
+
+Result<std::unique_ptr<NewConfiguration>>
+NewConfiguration::create(const QString& target, const QString& dataRoot, const SettingValues& values)
+{
+    std::unique_ptr<NewConfiguration> file(new NewConfiguration(target));
+    if (const auto made = createDefaultSettings(file->path(), dataRoot); !made.ok())
+        return file->named(made);
+    for (const auto& [key, value] : values)
+        if (const auto written = writeSetting(file->path(), key, value); !written.ok())
+            return file->named(written);
+    return file;
+}
+
+Status NewConfiguration::keep()
+{
+    m_kept = true;
+    return named(publishFile(nativePath(m_path), nativePath(m_target), ExistingTarget::Keep));
+}
+
+Status NewConfiguration::named(const Status& status) const
+{
+    QString message = status.message();
+    return Status(status.code(), message.replace(m_path, m_target));
+}
 
 /// Where the parts of a site lie, and which of them were there before.
 class SiteParts final
@@ -60,7 +136,7 @@ bool liesUnder(const Settings& settings, const QString& dataRoot)
 Status checkPresent(Workplace& workplace, const QString& dataRoot, const SettingValues& values)
 {
     const QString& path = workplace.configurationPath();
-    const Result<Settings> settings = workplace.settings();
+    const auto settings = workplace.settings();
     if (!settings.ok())
         return settings.status();
     if (!dataRoot.isEmpty() && !liesUnder(settings.value(), dataRoot))
@@ -68,7 +144,7 @@ Status checkPresent(Workplace& workplace, const QString& dataRoot, const Setting
             QStringLiteral("configuration file \"%1\" is there already and puts the data elsewhere")
                 .arg(path));
     for (const auto& [key, value] : values) {
-        const Result<QString> present = readSetting(path, key);
+        const auto present = readSetting(path, key);
         if (!present.ok())
             return present.status();
         if (present.value() != value)
@@ -94,20 +170,20 @@ Result<bool> provideDatabase(const Settings& settings, Workplace& workplace)
         made = Database::createOnServer(settings.database);
     if (!made.ok())
         return made;
-    const Result<Database*> opened = workplace.database();
+    const auto opened = workplace.database();
     return opened.ok() ? made : Result<bool>(opened.status());
 }
 
 /// Opens the store and tries it.
 Status provideStore(Workplace& workplace)
 {
-    const Result<DocumentStore*> store = workplace.documentStore();
+    const auto store = workplace.documentStore();
     return store.ok() ? store.value()->health().status() : store.status();
 }
 
 Status provideData(Workplace& workplace, SiteParts& parts)
 {
-    const Result<Settings> loaded = workplace.settings();
+    const auto loaded = workplace.settings();
     if (!loaded.ok())
         return loaded.status();
     const Settings& settings = loaded.value();
@@ -116,12 +192,12 @@ Status provideData(Workplace& workplace, SiteParts& parts)
     const bool uploadMissing = isMissing(true, settings.uploadCache);
     const bool downloadMissing = isMissing(true, settings.downloadCache);
     // What may fail for want of a server comes before what is made on this machine.
-    const Result<bool> database = provideDatabase(settings, workplace);
+    const auto database = provideDatabase(settings, workplace);
     if (!database.ok())
         return database.status();
-    if (Status folders = makeFolders(settings); !folders.ok())
+    if (auto folders = makeFolders(settings); !folders.ok())
         return folders;
-    if (Status store = provideStore(workplace); !store.ok())
+    if (auto store = provideStore(workplace); !store.ok())
         return store;
     parts.add(QStringLiteral("database"), placeOf(settings.database), database.value());
     parts.add(QStringLiteral("document store"), placeOf(settings.documentStore), storeMissing);
@@ -134,7 +210,7 @@ Status provideData(Workplace& workplace, SiteParts& parts)
 Status completeSite(Workplace& workplace, const QString& dataRoot, const SettingValues& values,
                     SiteParts& parts)
 {
-    if (Status fits = checkPresent(workplace, dataRoot, values); !fits.ok())
+    if (auto fits = checkPresent(workplace, dataRoot, values); !fits.ok())
         return fits;
     parts.add(QStringLiteral("configuration"), workplace.configurationPath(), false);
     return provideData(workplace, parts);
@@ -149,40 +225,25 @@ Status makeSite(const QString& path, const QString& dataRoot, const SettingValue
     NewConfiguration& file = *configuration.value();
     Workplace workplace(file.path());
     parts.add(QStringLiteral("configuration"), path, true);
-    const Status data = provideData(workplace, parts);
+    const auto data = provideData(workplace, parts);
     return data.ok() ? file.keep() : file.named(data);
 }
 
 } // namespace
 
-QString InitCommand::summary() const
-{
-    return QStringLiteral("make the configuration, database, store and cache folders, whatever is missing");
-}
-
-std::vector<CommandOption> InitCommand::options() const
-{
-    std::vector<CommandOption> options = {
-        {QStringLiteral("data-root"), QStringLiteral("DIR"),
-         QStringLiteral("folder for all data of a new site; otherwise in the user's folder")}};
-    for (CommandOption& option : serverOptions())
-        options.push_back(std::move(option));
-    return options;
-}
-
-Result<Report> InitCommand::run(const CommandLine& line, Workplace& workplace) const
+Result<Report> initVerb(const Call& call)
 {
     SiteParts parts;
-    const std::optional<QString> dataRoot = line.value(QStringLiteral("data-root"));
+    const std::optional<QString> dataRoot = call.line.value(QStringLiteral("data-root"));
     if (dataRoot && dataRoot->isEmpty())
         return Status::invalidArgument(QStringLiteral("--data-root is empty; accepted is a folder"));
-    const Result<SettingValues> servers = serverSettings(line);
+    const auto servers = serverSettings(call.line);
     if (!servers.ok())
         return servers.status();
-    const QString& path = workplace.configurationPath();
+    const QString& path = call.workplace.configurationPath();
     const QString root = dataRoot.value_or(QString());
-    const Status done = QFileInfo::exists(path) ? completeSite(workplace, root, servers.value(), parts)
-                                                : makeSite(path, root, servers.value(), parts);
+    const auto done = QFileInfo::exists(path) ? completeSite(call.workplace, root, servers.value(), parts)
+                                              : makeSite(path, root, servers.value(), parts);
     return done.ok() ? Result<Report>(parts.report()) : Result<Report>(done);
 }
 

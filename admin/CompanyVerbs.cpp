@@ -1,0 +1,79 @@
+#include "admin/Verbs.h"
+#include "admin/Workplace.h"
+#include "backend/records/SiteRecords.h"
+#include "terminal/PrintableText.h"
+#include "terminal/TextTable.h"
+
+#include <QJsonArray>
+
+namespace KOZAV::Admin {
+
+using namespace Backend;
+using namespace Terminal;
+
+namespace {
+
+QJsonObject companyJson(const CompanyRecord& company)
+{
+    return {{QStringLiteral("id"), company.companyId},
+            {QStringLiteral("code"), company.code},
+            {QStringLiteral("name"), company.name},
+            {QStringLiteral("job_count"), company.jobCount},
+            {QStringLiteral("batch_number"), company.batchNumber},
+            {QStringLiteral("created"), company.createdTime},
+            {QStringLiteral("updated"), company.updatedTime}};
+}
+
+} // namespace
+
+Result<Report> companyAddVerb(const Call& call)
+{
+    const auto database = call.workplace.database();
+    if (!database.ok())
+        return database.status();
+    const auto company = addCompany(*database.value(), call.line.options.value(QStringLiteral("code")),
+                                    call.line.options.value(QStringLiteral("name")));
+    if (!company.ok())
+        return company.status();
+    const QString text = QStringLiteral("added company %1 \"%2\" with id %3\n")
+                             .arg(printable(company->code), printable(company->name))
+                             .arg(company->companyId);
+    return Report{{{QStringLiteral("company"), companyJson(company.value())}}, text};
+}
+
+Result<Report> companyListVerb(const Call& call)
+{
+    const auto database = call.workplace.database();
+    if (!database.ok())
+        return database.status();
+    const auto companies = listCompanies(*database.value());
+    if (!companies.ok())
+        return companies.status();
+
+    TextTable table({QStringLiteral("ID"), QStringLiteral("CODE"), QStringLiteral("NAME"),
+                     QStringLiteral("JOBS"), QStringLiteral("BATCH")});
+    table.alignRight({0, 3, 4});
+    QJsonArray list;
+    for (const CompanyRecord& company : companies.value()) {
+        list.append(companyJson(company));
+        table.addRow({QString::number(company.companyId), company.code, company.name,
+                      QString::number(company.jobCount), QString::number(company.batchNumber)});
+    }
+    return Report{{{QStringLiteral("companies"), list}}, table.toString()};
+}
+
+Result<Report> companyRenameVerb(const Call& call)
+{
+    const auto database = call.workplace.database();
+    if (!database.ok())
+        return database.status();
+    const QString code = call.line.options.value(QStringLiteral("code"));
+    const QString name = call.line.options.value(QStringLiteral("name"));
+    const auto renamed = renameCompany(*database.value(), code, name);
+    if (!renamed.ok())
+        return renamed;
+    return Report{{{QStringLiteral("code"), code}, {QStringLiteral("name"), name}},
+                  QStringLiteral("company %1 is now \"%2\"\n").arg(printable(code), printable(name))};
+}
+
+} // namespace KOZAV::Admin

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "admin/CommandLine.h"
+#include "backend/Status.h"
+
+#include <QIODevice>
+#include <QJsonObject>
+#include <QString>
+
+#include <vector>
+
+namespace KOZAV::Admin {
+
+class Workplace;
+
+/// What a verb has to say, in both forms.
+struct Report
+{
+    QJsonObject json;
+    QString text; ///< lines, each ended; names in it are printable
+    /// A failure that the report tells of: it is shown all the same, and the exit code is that of the
+    /// failure.
+    Backend::Status outcome = {};
+    bool besideContent = false; ///< the standard output holds content: the report goes to the standard error
+};
+
+/// What a verb is called with.
+struct Call
+{
+    /// Options that the verb has, required ones present; words are the operands, as many as it takes.
+    const CommandLine& line;
+    Workplace& workplace;
+    QIODevice& out; ///< for content; what the verb has to say it returns
+    QIODevice& err; ///< for progress
+};
+
+/// One verb of zav_admin.
+struct Verb
+{
+    const char* name;     ///< one or two words: "jobs", "company add"
+    const char* operands; ///< "JOB FILE"; "[KEY]" may be missing, "[WORD...]" may also stand several times
+    const char* summary;
+    Backend::Result<Report> (*run)(const Call& call);
+    /// An option of the same name takes a value in all verbs or in none.
+    std::vector<CommandOption> options = {};
+};
+
+/// All verbs, in the order of the help.
+const std::vector<Verb>& verbs();
+
+/// The options that every verb takes.
+const std::vector<CommandOption>& commonOptions();
+
+/// Finds the verb that the words begin with and takes it off them; none where there is no such verb.
+const Verb* takeVerb(QStringList& words);
+
+/// How the verb is called: "get JOB FILE [--force]".
+QString usageOf(const Verb& verb);
+
+/// InvalidArgument where the line does not hold what the verb needs, or holds what it does not take.
+Backend::Status checkLine(const Verb& verb, const CommandLine& line);
+
+/// The help of the program, or of the verb that the words name.
+Backend::Result<Report> helpReport(QStringList words);
+
+// The verbs themselves; what each does is said in the table.
+Backend::Result<Report> initVerb(const Call& call);
+Backend::Result<Report> pingVerb(const Call& call);
+Backend::Result<Report> companyAddVerb(const Call& call);
+Backend::Result<Report> companyListVerb(const Call& call);
+Backend::Result<Report> companyRenameVerb(const Call& call);
+Backend::Result<Report> jobsVerb(const Call& call);
+Backend::Result<Report> getVerb(const Call& call);
+Backend::Result<Report> configGetVerb(const Call& call);
+Backend::Result<Report> configListVerb(const Call& call);
+Backend::Result<Report> configSetVerb(const Call& call);
+Backend::Result<Report> migrateVerb(const Call& call);
+
+} // namespace KOZAV::Admin
