@@ -76,7 +76,7 @@ std::vector<Verb> makeVerbs()
          "JOB FILE",
          "fetch the stored file of a job, checked against its SHA-256; FILE \"-\" is the standard output",
          getVerb,
-         {flag("force", "replace FILE where it exists")}},
+         {flag("force", "replace FILE where it exists; only a regular file is ever replaced")}},
         {"config get", "[KEY]", "show what is in force: one key, or all; passwords are not shown",
          configGetVerb},
         {"config list", "", "list the keys: what is accepted, where it is absent, what it is",

@@ -11,12 +11,17 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <memory>
 
 using namespace KOZAV;
 using namespace KOZAV::Test;
+
+/// Makes something that is no regular file. @return 0 on success
+using MakeNode = int (*)(const char* path);
+Q_DECLARE_METATYPE(MakeNode)
 
 /// The program itself: what the shell sees of it.
 class AdminProgramTest final : public QObject
@@ -31,6 +36,9 @@ private Q_SLOTS:
     void configurationComesFromTheEnvironment();
     void closedOutputIsAFailure();
     void outputHoldsTheFileAlone();
+    void forceReplacesARegularFile();
+    void forceReplacesNothingElse_data();
+    void forceReplacesNothingElse();
     void damagedFileIsNotGivenOut();
     void fullOutputIsAFailure();
     void readerThatGoesAwayIsAFailure();
@@ -101,6 +109,11 @@ public:
     {
         return QDir(inFolder("data/download"))
             .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+    }
+
+    [[nodiscard]] static QStringList toFile(const QString& path)
+    {
+        return {text("get"), text("HX000001"), path, text("--force")};
     }
 
     const QStringList toOutput = {text("get"), text("HX000001"), text("-")};
@@ -221,6 +234,57 @@ void AdminProgramTest::outputHoldsTheFileAlone()
     const QJsonObject report = QJsonDocument::fromJson(told.err).object();
     QCOMPARE(report.value(text("sha256")).toString().toLatin1(), sum);
     QCOMPARE(report.value(text("file")).toString(), text("-"));
+}
+
+void AdminProgramTest::forceReplacesARegularFile()
+{
+    const StoredJob job;
+    QFile file(job.inFolder("there"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("before") > 0);
+    file.close();
+    const Ended ended = run(job.toFile(file.fileName()), job.configuration());
+    QCOMPARE(ended.err, QByteArray());
+    QCOMPARE(ended.code, 0);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.readAll() == job.content());
+}
+
+void AdminProgramTest::forceReplacesNothingElse_data()
+{
+    QTest::addColumn<MakeNode>("make");
+    QTest::addColumn<QByteArray>("kind");
+    QTest::newRow("FIFO") << MakeNode([](const char* path) { return ::mkfifo(path, 0600); })
+                          << QByteArray("a FIFO");
+    QTest::newRow("link to a file") << MakeNode([](const char* path) { return ::symlink("zav.ini", path); })
+                                    << QByteArray("a symbolic link");
+    QTest::newRow("link to nothing") << MakeNode([](const char* path) { return ::symlink("nothing", path); })
+                                     << QByteArray("a symbolic link");
+    QTest::newRow("folder") << MakeNode([](const char* path) { return ::mkdir(path, 0700); })
+                            << QByteArray("a folder");
+    // What /dev/null is; that itself is not put at risk.
+    QTest::newRow("device") << MakeNode([](const char* path) {
+        return ::mknod(path, S_IFCHR | 0666, ::makedev(1, 3));
+    }) << QByteArray("a device");
+}
+
+void AdminProgramTest::forceReplacesNothingElse()
+{
+    QFETCH(const MakeNode, make);
+    QFETCH(const QByteArray, kind);
+    const StoredJob job;
+    const QByteArray path = QFile::encodeName(job.inFolder("there"));
+    if (make(path.constData()) != 0)
+        QSKIP("this user cannot make such a node");
+    struct stat before = {};
+    struct stat after = {};
+    QCOMPARE(::lstat(path.constData(), &before), 0);
+    const Ended ended = run(job.toFile(job.inFolder("there")), job.configuration());
+    QCOMPARE(ended.code, 2);
+    QCOMPARE(ended.out, QByteArray());
+    QVERIFY2(ended.err.contains(kind), ended.err.constData());
+    QCOMPARE(::lstat(path.constData(), &after), 0);
+    QCOMPARE(after.st_ino, before.st_ino);
+    QCOMPARE(after.st_mode, before.st_mode);
 }
 
 void AdminProgramTest::damagedFileIsNotGivenOut()
