@@ -12,6 +12,7 @@ import house
 import include_arrows
 import needed_libraries
 import no_bare_waits
+import pinned_tests
 import portable_panels
 import sql_in_one_place
 
@@ -210,6 +211,29 @@ class PortablePanelsTest(TreeTest):
     def test_portable_headers(self):
         for header in ("QFile", "cstdio", "zip.h", "memory", "openssl/evp.h"):
             self.assert_good(portable_panels.check, "backend/store/S.cpp", f"#include <{header}>")
+
+
+class PinnedTestsTest(TreeTest):
+    ENTRIES = ("store_names", "store_full_disk", "contract_sqlite_local")
+    TEST = {"tests/unit/storeNames.cpp": "void StoreNamesTest::longNames()\n{\n}\n"}
+
+    def missing(self, page):
+        root = self.tree({"docs/page.md": page, **self.TEST})
+        return [f"{finding.line}: {finding.rule}" for finding in pinned_tests.check(root, self.ENTRIES)]
+
+    def test_names_that_are_there(self):
+        for page in (
+            "Pinned by `store_names`: `longNames`, and `contract_*`.",
+            "Kept. (Pinned by `store_names`\nand `store_full_disk`.) See `other_names`.",
+            "Pinned by `store_names`, which is all.\n\n`other_names`",
+            "Nothing here: `other_names`.",
+        ):
+            self.assertEqual(self.missing(page), [], page)
+
+    def test_names_that_are_not(self):
+        self.assertEqual(self.missing("\n(Pinned by `storeNames`.)"), ["2: no test is named 'storeNames'"])
+        self.assertEqual(self.missing("It is pinned by `store_names`,\n`gridfs_*`"), ["2: no test is named 'gridfs_*'"])
+        self.assertEqual(self.missing("Pinned by `shortNames`"), ["1: no test is named 'shortNames'"])
 
 
 class NeededLibrariesTest(unittest.TestCase):
