@@ -72,7 +72,7 @@ Status CopyPass::transfer()
         if (!size.ok())
             return size.status();
         hash(block, size.value());
-        if (const auto written = write(block, size.value()); !written.ok())
+        if (auto written = write(block, size.value()); !written.ok())
             return written;
         m_length += size.value();
         // A file that grows without end is noticed at the first byte too many.

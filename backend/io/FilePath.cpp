@@ -66,7 +66,7 @@ bool isUnsupported(int systemError)
 
 Status renameReplacing(const std::string& from, const std::string& to)
 {
-    if (const auto replaceable = requireReplaceable(to); !replaceable.ok())
+    if (auto replaceable = requireReplaceable(to); !replaceable.ok())
         return replaceable;
     if (::rename(from.c_str(), to.c_str()) != 0)
         return cannotName(errno, from, to);
@@ -156,11 +156,11 @@ Status renameFile(const std::string& from, const std::string& to, ExistingTarget
 
 Status publishFile(const std::string& from, const std::string& to, ExistingTarget existing)
 {
-    if (const auto named = renameFile(from, to, existing); !named.ok()) {
+    if (auto named = renameFile(from, to, existing); !named.ok()) {
         (void)removeFile(from);
         return named;
     }
-    const auto durable = syncFolder(parentFolder(to));
+    auto durable = syncFolder(parentFolder(to));
     if (!durable.ok() && existing == ExistingTarget::Keep)
         (void)removeFile(to);
     return durable;

@@ -35,8 +35,7 @@ Status writePrivateFile(const QString& path, const QByteArray& content, Existing
     auto temp = TempFile::create(targetOf(path, existing));
     if (!temp.ok())
         return temp.status();
-    if (const auto written = temp->file().write(content.constData(), content.size(), content.size());
-        !written.ok())
+    if (auto written = temp->file().write(content.constData(), content.size(), content.size()); !written.ok())
         return written;
     return temp->publish(content.size(), existing);
 }

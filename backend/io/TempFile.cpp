@@ -94,7 +94,7 @@ TempFile::~TempFile()
 
 Status TempFile::publish(qint64 expectedLength, ExistingTarget existing)
 {
-    if (const auto completed = complete(expectedLength); !completed.ok())
+    if (auto completed = complete(expectedLength); !completed.ok())
         return completed;
     return publishFile(std::exchange(m_path, {}), m_file.path(), existing);
 }

@@ -1,13 +1,32 @@
 #include "backend/migrate/FileCopier.h"
 
 #include "backend/io/FilePath.h"
+#include "backend/io/Folder.h"
+#include "backend/io/PrivateFile.h"
 #include "backend/store/StoreNames.h"
 
+#include <QFile>
+
+#include <optional>
 #include <utility>
 
 namespace KOZAV::Backend {
 
 namespace {
+
+const std::string lockName = "lock";
+
+Status removeLeftovers(const std::string& folder)
+{
+    const auto names = namesIn(folder);
+    if (!names.ok())
+        return names.status();
+    for (const std::string& name : names.value())
+        if (name != lockName)
+            if (auto removed = removeFile(joinPath(folder, name)); !removed.ok())
+                return removed;
+    return {};
+}
 
 /// Scope of the file that content passes through: gone at its end.
 class Passage final
@@ -32,14 +51,6 @@ QString quoted(const std::string& name)
     return QLatin1Char('"') + displayPath(name) + QLatin1Char('"');
 }
 
-Status sourceChanged(const StoreLocation& location, const std::string& name)
-{
-    return Status::changedWhileRead(
-        QStringLiteral("the source changed while it was copied: the stored file %1 of %2 is gone; "
-                       "run again")
-            .arg(quoted(name), locationText(location)));
-}
-
 Status named(const std::string& name, const Status& status)
 {
     if (status.ok())
@@ -56,13 +67,53 @@ Status targetDiffers(const StoreLocation& target, const std::string& name)
             .arg(quoted(name), locationText(target)));
 }
 
+Status sourceChanged(const StoreLocation& source, const std::string& name, const QString& what)
+{
+    return Status::changedWhileRead(
+        QStringLiteral("the source changed while it was copied: the stored file %1 %2 in %3; run again")
+            .arg(quoted(name), what, locationText(source)));
+}
+
+Result<StorePair> StorePair::open(const DocumentStoreSettings& source, const DocumentStoreSettings& target)
+{
+    auto from = openDocumentStore(source);
+    if (!from.ok())
+        return from.status();
+    auto to = openDocumentStore(target);
+    if (!to.ok())
+        return to.status();
+    return StorePair{std::move(from.value()), std::move(to.value())};
+}
+
+Result<TransferFolder> TransferFolder::open(const QString& uploadCache)
+{
+    const QString path = uploadCache + QStringLiteral("migrate");
+    if (const auto made = makePrivateFolder(path); !made.ok())
+        return made.status();
+    std::string folder = QFile::encodeName(path).toStdString();
+    auto lock = FileLock::tryAcquire(joinPath(folder, lockName));
+    if (!lock.ok())
+        return lock.status();
+    if (!lock.value())
+        return Status::unavailable(
+            QStringLiteral("another migration is running: it uses the folder %1").arg(displayPath(folder)));
+    if (const auto swept = removeLeftovers(folder); !swept.ok())
+        return swept;
+    return TransferFolder(std::move(folder), std::move(*lock.value()));
+}
+
+std::string TransferFolder::path(const std::string& name) const
+{
+    return joinPath(m_folder, name);
+}
+
 Result<std::unique_ptr<FileCopier>> FileCopier::open(const DocumentStoreSettings& source,
                                                      const DocumentStoreSettings& target, std::string passage,
                                                      std::function<void(qint64)> onBytes)
 {
     std::unique_ptr<FileCopier> copier(
         new FileCopier(storeLocation(source), storeLocation(target), std::move(passage), std::move(onBytes)));
-    Result<StorePair> stores = StorePair::open(source, target);
+    auto stores = StorePair::open(source, target);
     if (!stores.ok())
         return stores.status();
     copier->m_stores = std::move(stores.value());
@@ -83,12 +134,12 @@ Result<FileCopier::Outcome> FileCopier::bring(const std::string& fileStore, cons
     m_source.fileStore = fileStore;
     m_target.fileStore = fileStore;
     const Passage passage(m_passage);
-    const Result<StoredFile> source = m_stores.source->find(m_source, listed.name);
+    const auto source = m_stores.source->find(m_source, listed.name);
     if (source.code() == ErrorCode::NotFound)
-        return sourceChanged(m_source, listed.name);
+        return sourceChanged(m_source, listed.name, QStringLiteral("is gone"));
     if (!source.ok())
         return named(listed.name, source.status());
-    const Result<StoredFile> target = m_stores.target->find(m_target, listed.name);
+    const auto target = m_stores.target->find(m_target, listed.name);
     if (target.ok())
         return accept(source.value(), target.value());
     return target.code() == ErrorCode::NotFound ? copy(source.value()) : named(listed.name, target.status());
@@ -98,10 +149,10 @@ Result<FileCopier::Outcome> FileCopier::accept(const StoredFile& source, const S
 {
     if (source.length != target.length)
         return targetDiffers(m_target, target.name);
-    const Result<ContentDigest> expected = contentOf(*m_stores.source, m_source, source);
+    const auto expected = contentOf(*m_stores.source, m_source, source);
     if (!expected.ok())
         return expected.status();
-    const Result<ContentDigest> there = contentOf(*m_stores.target, m_target, target);
+    const auto there = contentOf(*m_stores.target, m_target, target);
     if (!there.ok())
         return there.status();
     if (expected.value() != there.value())
@@ -111,15 +162,14 @@ Result<FileCopier::Outcome> FileCopier::accept(const StoredFile& source, const S
 
 Result<FileCopier::Outcome> FileCopier::copy(const StoredFile& source)
 {
-    const Result<ContentDigest> fetched = fetch(*m_stores.source, m_source, source);
+    const auto fetched = fetch(*m_stores.source, m_source, source);
     if (!fetched.ok())
         return fetched.status();
     const qint64 half = source.length / 2;
     m_onBytes(half);
-    if (const Result<StoredFile> stored = m_stores.target->adopt(m_target, source.name, m_passage);
-        !stored.ok())
+    if (const auto stored = m_stores.target->adopt(m_target, source.name, m_passage); !stored.ok())
         return named(source.name, stored.status());
-    if (const Status arrived = checkArrived(source.name, fetched.value()); !arrived.ok())
+    if (const auto arrived = checkArrived(source.name, fetched.value()); !arrived.ok())
         return arrived;
     m_onBytes(source.length - half);
     return Outcome{fetched.value(), true};
@@ -127,7 +177,7 @@ Result<FileCopier::Outcome> FileCopier::copy(const StoredFile& source)
 
 Status FileCopier::checkArrived(const std::string& name, const ContentDigest& expected)
 {
-    const Result<StoredFile> arrived = m_stores.target->find(m_target, name);
+    const auto arrived = m_stores.target->find(m_target, name);
     if (!arrived.ok())
         return named(name, arrived.status());
     if (ContentDigest{arrived->length, arrived->sha256} == expected)
@@ -150,8 +200,10 @@ Result<ContentDigest> FileCopier::contentOf(DocumentStore& store, const StoreLoc
 Result<ContentDigest> FileCopier::fetch(DocumentStore& store, const StoreLocation& location,
                                         const StoredFile& file)
 {
-    if (const Status got = store.get(location, file.name, m_passage); !got.ok())
-        return got.code() == ErrorCode::NotFound ? sourceChanged(location, file.name) : named(file.name, got);
+    if (const auto got = store.get(location, file.name, m_passage); !got.ok())
+        return got.code() == ErrorCode::NotFound
+                   ? sourceChanged(location, file.name, QStringLiteral("is gone"))
+                   : named(file.name, got);
     // A get has compared what it wrote with the hash that it knew.
     if (!file.sha256.isEmpty())
         return ContentDigest{file.length, file.sha256};

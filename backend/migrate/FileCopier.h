@@ -3,14 +3,46 @@
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
 #include "backend/io/FileCopy.h"
-#include "backend/migrate/StorePair.h"
+#include "backend/io/FileLock.h"
 #include "backend/store/DocumentStore.h"
+
+#include <QString>
 
 #include <functional>
 #include <memory>
 #include <string>
 
 namespace KOZAV::Backend {
+
+/// The store that files come from and the one that they go to.
+struct StorePair
+{
+    std::unique_ptr<DocumentStore> source;
+    std::unique_ptr<DocumentStore> target;
+
+    static Result<StorePair> open(const DocumentStoreSettings& source, const DocumentStoreSettings& target);
+};
+
+/// The folder in an upload cache that files pass through on their way from one store to another. One
+/// migration at a time has it; what an interrupted one left in it is removed.
+class TransferFolder final
+{
+public:
+    static Result<TransferFolder> open(const QString& uploadCache);
+
+    /// The path of a file in it, local 8-bit.
+    [[nodiscard]] std::string path(const std::string& name) const;
+
+private:
+    TransferFolder(std::string folder, FileLock lock)
+        : m_folder(std::move(folder))
+        , m_lock(std::move(lock))
+    {
+    }
+
+    std::string m_folder;
+    FileLock m_lock;
+};
 
 /// Brings single files from one document store to another, over stores of its own: several may work at once.
 class FileCopier final
@@ -52,5 +84,8 @@ private:
 
 /// The failure of a file that one place has with other content than the other.
 Status targetDiffers(const StoreLocation& target, const std::string& name);
+
+/// The failure of a file that is no longer as it was listed. what: "is gone", "is new"
+Status sourceChanged(const StoreLocation& source, const std::string& name, const QString& what);
 
 } // namespace KOZAV::Backend

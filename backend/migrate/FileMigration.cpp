@@ -31,14 +31,6 @@ bool holds(const StoredFile& file, const ContentDigest& content)
     return file.length == content.length && (file.sha256.isEmpty() || file.sha256 == content.sha256);
 }
 
-Status sourceChanged(const QString& what, const std::string& name)
-{
-    return Status::changedWhileRead(
-        QStringLiteral("the source changed while it was copied: the stored file \"%1\" %2; "
-                       "run again")
-            .arg(displayPath(name), what));
-}
-
 } // namespace
 
 /// The threads that bring a list of files. The first failure ends the work: what others have begun is brought
@@ -75,7 +67,7 @@ public:
 private:
     void work(std::size_t number)
     {
-        const Status status = guarded("copy stored files", [&] { return bringFiles(number); });
+        const auto status = guarded("copy stored files", [&] { return bringFiles(number); });
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (!status.ok() && m_failure.ok())
             m_failure = status;
@@ -84,15 +76,14 @@ private:
 
     Status bringFiles(std::size_t number)
     {
-        Result<std::unique_ptr<FileCopier>> copier =
-            FileCopier::open(m_migration.m_sourceSettings, m_migration.m_targetSettings,
-                             m_folder.path("file-" + std::to_string(number)),
-                             [this](qint64 bytes) { m_migration.m_meter.addBytes(bytes); });
+        auto copier = FileCopier::open(m_migration.m_sourceSettings, m_migration.m_targetSettings,
+                                       m_folder.path("file-" + std::to_string(number)),
+                                       [this](qint64 bytes) { m_migration.m_meter.addBytes(bytes); });
         if (!copier.ok())
             return copier.status();
         for (std::size_t next = m_next++; next < m_tasks.size() && !m_ended; next = m_next++) {
             const auto& [key, file] = m_tasks[next];
-            const Result<FileCopier::Outcome> outcome = copier.value()->bring(key.first, file);
+            const auto outcome = copier.value()->bring(key.first, file);
             if (!outcome.ok())
                 return outcome.status();
             const std::lock_guard<std::mutex> lock(m_mutex);
@@ -115,7 +106,7 @@ Result<std::unique_ptr<FileMigration>> FileMigration::open(const DocumentStoreSe
                                                            ProgressMeter& meter)
 {
     std::unique_ptr<FileMigration> migration(new FileMigration(source, target, meter));
-    Result<StorePair> stores = StorePair::open(source, target);
+    auto stores = StorePair::open(source, target);
     if (!stores.ok())
         return stores.status();
     migration->m_stores = std::move(stores.value());
@@ -136,7 +127,7 @@ Result<FileMigration::Listing> FileMigration::list(DocumentStore& store,
     Listing listing;
     for (const QString& name : fileStores) {
         const std::string fileStore = name.toStdString();
-        Result<std::vector<StoredFile>> files = store.list(storeLocation(settings, fileStore));
+        auto files = store.list(storeLocation(settings, fileStore));
         if (!files.ok())
             return files.status();
         for (StoredFile& file : files.value()) {
@@ -149,13 +140,13 @@ Result<FileMigration::Listing> FileMigration::list(DocumentStore& store,
 
 Status FileMigration::check(const QStringList& fileStores)
 {
-    const Result<Listing> source = list(*m_stores.source, m_sourceSettings, fileStores);
+    const auto source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
-    const Result<Listing> target = list(*m_stores.target, m_targetSettings, fileStores);
+    const auto target = list(*m_stores.target, m_targetSettings, fileStores);
     if (!target.ok())
         return target.status();
-    if (Status fits = compareWithTarget(source.value(), target.value()); !fits.ok())
+    if (auto fits = compareWithTarget(source.value(), target.value()); !fits.ok())
         return fits;
     m_meter.expectFiles(m_all.files, m_missing.bytes);
     return {};
@@ -180,7 +171,7 @@ Status FileMigration::compareWithTarget(const Listing& source, const Listing& ta
 
 Status FileMigration::copy(const QStringList& fileStores, const TransferFolder& folder)
 {
-    Result<Listing> source = list(*m_stores.source, m_sourceSettings, fileStores);
+    auto source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
     std::vector<std::pair<FileKey, StoredFile>> tasks;
@@ -202,17 +193,18 @@ void FileMigration::note(const FileKey& key, const FileCopier::Outcome& outcome)
 
 Status FileMigration::verify(const QStringList& fileStores)
 {
-    const Result<Listing> source = list(*m_stores.source, m_sourceSettings, fileStores);
+    const auto source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
-    const Result<Listing> target = list(*m_stores.target, m_targetSettings, fileStores);
+    const auto target = list(*m_stores.target, m_targetSettings, fileStores);
     if (!target.ok())
         return target.status();
     m_all = {};
     for (const auto& [key, content] : m_brought) {
         const auto from = source->find(key);
         if (from == source->end() || !holds(from->second, content))
-            return sourceChanged(QStringLiteral("is gone or has other content"), key.second);
+            return sourceChanged(storeLocation(m_sourceSettings, key.first), key.second,
+                                 QStringLiteral("is gone or has other content"));
         const auto to = target->find(key);
         if (to == target->end() || !holds(to->second, content))
             return Status::corrupt(
@@ -223,7 +215,8 @@ Status FileMigration::verify(const QStringList& fileStores)
     }
     for (const auto& [key, file] : source.value())
         if (m_brought.count(key) == 0)
-            return sourceChanged(QStringLiteral("is new"), file.name);
+            return sourceChanged(storeLocation(m_sourceSettings, key.first), file.name,
+                                 QStringLiteral("is new"));
     m_others = static_cast<qint64>(target->size()) - m_all.files;
     return {};
 }

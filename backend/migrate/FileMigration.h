@@ -4,9 +4,7 @@
 #include "backend/config/Settings.h"
 #include "backend/io/FileCopy.h"
 #include "backend/migrate/FileCopier.h"
-#include "backend/migrate/ProgressMeter.h"
-#include "backend/migrate/StorePair.h"
-#include "backend/migrate/TransferFolder.h"
+#include "backend/migrate/MigrationProgress.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QStringList>

@@ -3,6 +3,7 @@
 #include <QtGlobal>
 
 #include <functional>
+#include <mutex>
 
 namespace KOZAV::Backend {
 
@@ -22,5 +23,27 @@ struct MigrationProgress
 
 /// Is told of every step, on any thread, one call at a time.
 using MigrationObserver = std::function<void(const MigrationProgress&)>;
+
+/// Adds up what several threads have done and tells the observer.
+class ProgressMeter final
+{
+public:
+    explicit ProgressMeter(MigrationObserver observer);
+
+    void enter(MigrationProgress::Phase phase);
+    void expectFiles(qint64 files, qint64 bytes);
+    void expectRows(qint64 rows);
+    void addFile();
+    void addBytes(qint64 bytes);
+    void addRows(qint64 rows);
+
+private:
+    template <typename Change>
+    void change(Change&& apply);
+
+    std::mutex m_mutex;
+    MigrationObserver m_observer;
+    MigrationProgress m_progress;
+};
 
 } // namespace KOZAV::Backend

@@ -68,7 +68,7 @@ Status RowMigration::check()
     m_tables = noTables();
     qint64 rows = 0;
     for (TableCount& count : m_tables) {
-        if (Status looked = walk(count, Pass::Look); !looked.ok())
+        if (auto looked = walk(count, Pass::Look); !looked.ok())
             return looked;
         rows += count.rows;
     }
@@ -80,13 +80,13 @@ Status RowMigration::copy()
 {
     m_tables = noTables();
     for (TableCount& count : m_tables)
-        if (Status brought = walk(count, Pass::Bring); !brought.ok())
+        if (auto brought = walk(count, Pass::Bring); !brought.ok())
             return brought;
     for (const TableCount& count : m_tables) {
         TableCount unused = count;
         if (!hasLaterReferences(*count.table))
             continue;
-        if (Status linked = walk(unused, Pass::Link); !linked.ok())
+        if (auto linked = walk(unused, Pass::Link); !linked.ok())
             return linked;
     }
     return {};
@@ -99,19 +99,18 @@ Status RowMigration::walk(TableCount& count, Pass pass)
     RowDigest digest(table);
     qint64 last = beforeAll;
     for (;;) {
-        const Result<std::vector<TransferRow>> source = readRows(m_source, table, last, rowsPerBatch);
+        const auto source = readRows(m_source, table, last, rowsPerBatch);
         if (!source.ok())
             return source.status();
         if (source->empty())
             break;
-        const Result<std::vector<TransferRow>> target = readRows(m_target, table, last, rowsPerBatch);
+        const auto target = readRows(m_target, table, last, rowsPerBatch);
         if (!target.ok())
             return target.status();
         Batch batch;
-        if (Status compared = compareBatch(count, pass, source.value(), target.value(), batch);
-            !compared.ok())
+        if (auto compared = compareBatch(count, pass, source.value(), target.value(), batch); !compared.ok())
             return compared;
-        if (Status written = write(table, pass, batch); !written.ok())
+        if (auto written = write(table, pass, batch); !written.ok())
             return written;
         for (const TransferRow& row : source.value())
             digest.add(row);
@@ -136,7 +135,7 @@ Status RowMigration::compareBatch(TableCount& count, Pass pass, const std::vecto
         if (there == target.end() || rowNumber(*there) > rowNumber(row)) {
             ++count.missing;
             batch.missing.push_back(withoutLaterReferences(*count.table, row));
-        } else if (Status compared = compareRow(count, pass, row, *there++, batch); !compared.ok()) {
+        } else if (auto compared = compareRow(count, pass, row, *there++, batch); !compared.ok()) {
             return compared;
         }
     }
@@ -173,14 +172,14 @@ Status RowMigration::write(const TransferTable& table, Pass pass, const Batch& b
         return {};
     // In the last pass every row is there, unless somebody has removed it meanwhile: verify() tells.
     if (pass == Pass::Bring && !batch.missing.empty())
-        if (Status inserted = insertRows(m_target, table, batch.missing); !inserted.ok())
+        if (auto inserted = insertRows(m_target, table, batch.missing); !inserted.ok())
             return inserted;
     return batch.outdated.empty() ? Status() : updateRows(m_target, table, batch.outdated);
 }
 
 Status RowMigration::refuseRowsBehind(const TransferTable& table, qint64 last)
 {
-    const Result<std::vector<TransferRow>> behind = readRows(m_target, table, last, 1);
+    const auto behind = readRows(m_target, table, last, 1);
     if (!behind.ok())
         return behind.status();
     return behind->empty() ? Status() : onlyInTarget(table, behind->front());
@@ -190,10 +189,10 @@ Status RowMigration::verify()
 {
     for (const TableCount& count : m_tables) {
         const TableDigest copied{count.rows, count.sha256};
-        const Result<TableDigest> source = digestOfTable(m_source, *count.table);
+        const auto source = digestOfTable(m_source, *count.table);
         if (!source.ok())
             return source.status();
-        const Result<TableDigest> target = digestOfTable(m_target, *count.table);
+        const auto target = digestOfTable(m_target, *count.table);
         if (!target.ok())
             return target.status();
         if (source.value() != copied)

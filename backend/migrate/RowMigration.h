@@ -1,7 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/migrate/ProgressMeter.h"
+#include "backend/migrate/MigrationProgress.h"
 #include "backend/records/RowTransfer.h"
 
 #include <vector>

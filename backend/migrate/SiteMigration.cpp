@@ -3,7 +3,6 @@
 #include "backend/Guarded.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
-#include "backend/migrate/TransferFolder.h"
 
 #include <memory>
 #include <optional>
@@ -27,7 +26,7 @@ Status checkPair(const Settings& source, const Settings& target)
                            "target: the rows say where their files lie, so both need the same")
                 .arg(source.documentStore.fileStore, target.documentStore.fileStore));
     for (const Settings* settings : {&source, &target})
-        if (Status present = requireDatabaseFile(settings->database); !present.ok())
+        if (auto present = requireDatabaseFile(settings->database); !present.ok())
             return present;
     return {};
 }
@@ -57,7 +56,7 @@ public:
              {&SiteMigration::open, &SiteMigration::check, &SiteMigration::copy, &SiteMigration::verify}) {
             if (m_options.dryRun && step == &SiteMigration::copy)
                 break;
-            if (Status done = (this->*step)(); !done.ok())
+            if (const auto done = (this->*step)(); !done.ok())
                 return done;
         }
         return report();
@@ -85,19 +84,18 @@ private:
 Status SiteMigration::open()
 {
     m_meter.enter(Phase::Checking);
-    if (Status fits = checkPair(m_sourceSettings, m_targetSettings); !fits.ok())
+    if (auto fits = checkPair(m_sourceSettings, m_targetSettings); !fits.ok())
         return fits;
-    Result<std::unique_ptr<Database>> source = Database::open(m_sourceSettings.database);
+    auto source = Database::open(m_sourceSettings.database);
     if (!source.ok())
         return inWords("source", source.status());
-    Result<std::unique_ptr<Database>> target = Database::open(m_targetSettings.database);
+    auto target = Database::open(m_targetSettings.database);
     if (!target.ok())
         return inWords("target", target.status());
     m_source = std::move(source.value());
     m_target = std::move(target.value());
     m_rows.emplace(*m_source, *m_target, m_options.outdatedRows, m_meter);
-    Result<std::unique_ptr<FileMigration>> files =
-        FileMigration::open(m_sourceSettings.documentStore, m_targetSettings.documentStore, m_meter);
+    auto files = FileMigration::open(m_sourceSettings.documentStore, m_targetSettings.documentStore, m_meter);
     if (files.ok())
         m_files = std::move(files.value());
     return files.status();
@@ -106,7 +104,7 @@ Status SiteMigration::open()
 /// The configured one, and those that rows name.
 Result<QStringList> SiteMigration::fileStores()
 {
-    Result<QStringList> names = fileStoresInRows(*m_source);
+    auto names = fileStoresInRows(*m_source);
     if (!names.ok())
         return names;
     names->append(m_sourceSettings.documentStore.fileStore);
@@ -116,24 +114,24 @@ Result<QStringList> SiteMigration::fileStores()
 
 Status SiteMigration::check()
 {
-    const Result<QStringList> stores = fileStores();
+    const auto stores = fileStores();
     if (!stores.ok())
         return stores.status();
-    if (Status rows = m_source->snapshot([this] { return m_rows->check(); }); !rows.ok())
+    if (auto rows = m_source->snapshot([this] { return m_rows->check(); }); !rows.ok())
         return rows;
     return m_files->check(stores.value());
 }
 
 Status SiteMigration::copy()
 {
-    const Result<TransferFolder> folder = TransferFolder::open(m_targetSettings.uploadCache);
+    const auto folder = TransferFolder::open(m_targetSettings.uploadCache);
     if (!folder.ok())
         return folder.status();
-    const Result<QStringList> stores = fileStores();
+    const auto stores = fileStores();
     if (!stores.ok())
         return stores.status();
     m_meter.enter(Phase::Files);
-    if (Status copied = m_files->copy(stores.value(), folder.value()); !copied.ok())
+    if (auto copied = m_files->copy(stores.value(), folder.value()); !copied.ok())
         return copied;
     return m_source->snapshot([&] { return copyMoment(folder.value()); });
 }
@@ -142,10 +140,10 @@ Status SiteMigration::copy()
 /// file that it points at, so every file of these rows is in the store by now.
 Status SiteMigration::copyMoment(const TransferFolder& folder)
 {
-    const Result<QStringList> stores = fileStores();
+    const auto stores = fileStores();
     if (!stores.ok())
         return stores.status();
-    if (Status copied = m_files->copy(stores.value(), folder); !copied.ok())
+    if (auto copied = m_files->copy(stores.value(), folder); !copied.ok())
         return copied;
     m_meter.enter(Phase::Rows);
     return m_rows->copy();
@@ -154,10 +152,10 @@ Status SiteMigration::copyMoment(const TransferFolder& folder)
 Status SiteMigration::verify()
 {
     m_meter.enter(Phase::Verifying);
-    const Result<QStringList> stores = fileStores();
+    const auto stores = fileStores();
     if (!stores.ok())
         return stores.status();
-    if (Status rows = m_rows->verify(); !rows.ok())
+    if (auto rows = m_rows->verify(); !rows.ok())
         return rows;
     return m_files->verify(stores.value());
 }

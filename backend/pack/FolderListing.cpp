@@ -177,7 +177,7 @@ Status Lister::run()
     while (!m_pending.empty()) {
         const std::string relativePath = std::move(m_pending.back());
         m_pending.pop_back();
-        if (const auto listed = listSubfolder(relativePath); !listed.ok())
+        if (auto listed = listSubfolder(relativePath); !listed.ok())
             return listed;
     }
     std::sort(m_listing.entries.begin(), m_listing.entries.end(),
@@ -194,7 +194,7 @@ Status Lister::listSubfolder(const std::string& relativePath)
     if (!names.ok())
         return names.status();
     for (const std::string& name : names.value()) {
-        if (const auto added = add(folder.value(), name, joinPath(relativePath, name)); !added.ok())
+        if (auto added = add(folder.value(), name, joinPath(relativePath, name)); !added.ok())
             return added;
     }
     return {};
@@ -203,7 +203,7 @@ Status Lister::listSubfolder(const std::string& relativePath)
 Status Lister::add(const Folder& folder, const std::string& name, const std::string& relativePath)
 {
     const std::string path = joinPath(m_listing.root.path(), relativePath);
-    if (const auto named = checkName(name, path); !named.ok())
+    if (auto named = checkName(name, path); !named.ok())
         return named;
     const auto info = folder.entryInfo(name);
     if (!info.ok())

@@ -71,7 +71,7 @@ private:
 
 Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, DeflatedPiece* piece)
 {
-    if (const auto contentRead = read(entry, offset, piece->uncompressedSize); !contentRead.ok())
+    if (auto contentRead = read(entry, offset, piece->uncompressedSize); !contentRead.ok())
         return contentRead;
     const auto size = static_cast<std::size_t>(piece->uncompressedSize);
     piece->crc = libdeflate_crc32(0, m_content.data(), size);

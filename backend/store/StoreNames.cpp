@@ -27,8 +27,7 @@ Status checkStoredName(const std::string& name)
 
 Status checkStoreLocation(const StoreLocation& location)
 {
-    const auto database =
-        checkLocationPart(QStringLiteral("database of the document store"), location.database);
+    auto database = checkLocationPart(QStringLiteral("database of the document store"), location.database);
     if (!database.ok())
         return database;
     return checkLocationPart(QStringLiteral("file store of the document store"), location.fileStore);

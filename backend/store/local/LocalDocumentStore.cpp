@@ -75,7 +75,7 @@ Status moveHashed(const File& source, const std::string& dataPath)
     const auto hashed = source.info();
     if (!hashed.ok())
         return hashed.status();
-    if (const auto moved = renameFile(source.path(), dataPath, ExistingTarget::Keep); !moved.ok())
+    if (auto moved = renameFile(source.path(), dataPath, ExistingTarget::Keep); !moved.ok())
         return moved;
     const auto entered = fileInfo(dataPath);
     if (entered.ok() && entered->isSameFile(hashed.value()) && entered->modifiedNs == hashed->modifiedNs)

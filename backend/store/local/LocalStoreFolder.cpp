@@ -65,7 +65,7 @@ Status LocalStoreFolder::prepare() const
     if (fileInfo(m_temps).ok())
         return {};
     for (const std::string& folder : {parentFolder(m_base), m_base, m_files, m_sums, m_temps}) {
-        if (const auto made = createFolder(folder); !made.ok())
+        if (auto made = createFolder(folder); !made.ok())
             return made;
     }
     return {};
@@ -149,7 +149,7 @@ Status LocalStoreFolder::verify(const StoredFile& file) const
     const auto digest = digestFile(data.value());
     if (!digest.ok())
         return digest.status();
-    if (const auto same = checkDigest(file, digest.value()); !same.ok())
+    if (auto same = checkDigest(file, digest.value()); !same.ok())
         return same;
     const auto synced = data->sync();
     return synced.ok() ? sync() : synced;
@@ -199,7 +199,7 @@ Status LocalStoreFolder::enter(const StoredFile& file, const DataMove& move) con
 {
     const std::string data = dataPath(file.name);
     if (fileInfo(data).ok()) {
-        if (const auto cleared = removeFile(data); !cleared.ok()) // of an interrupted put
+        if (auto cleared = removeFile(data); !cleared.ok()) // of an interrupted put
             return cleared;
     }
     auto entered = writeSum(file);
@@ -222,7 +222,7 @@ Status LocalStoreFolder::writeSum(const StoredFile& file) const
         return temp.status();
     const std::string line = formatSumLine(file);
     const auto length = static_cast<qint64>(line.size());
-    if (const auto written = temp->file().write(line.data(), length, length); !written.ok())
+    if (auto written = temp->file().write(line.data(), length, length); !written.ok())
         return written;
     const auto completed = temp->complete(length);
     return completed.ok() ? temp->rename(ExistingTarget::Replace) : completed;
@@ -254,9 +254,9 @@ Result<bool> LocalStoreFolder::remove(const std::string& name) const
 /// Data before sum: an interruption leaves a sum alone, which means nothing.
 Status LocalStoreFolder::removeLocked(const std::string& name) const
 {
-    if (const auto removed = removeFile(dataPath(name)); !removed.ok())
+    if (auto removed = removeFile(dataPath(name)); !removed.ok())
         return removed;
-    if (const auto synced = syncFolder(m_files); !synced.ok())
+    if (auto synced = syncFolder(m_files); !synced.ok())
         return synced;
     const auto sumRemoved = removeFile(sumPath(name));
     return sumRemoved.ok() ? syncFolder(m_sums) : sumRemoved;

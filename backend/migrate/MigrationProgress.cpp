@@ -1,4 +1,4 @@
-#include "backend/migrate/ProgressMeter.h"
+#include "backend/migrate/MigrationProgress.h"
 
 #include <utility>
 
