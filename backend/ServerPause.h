@@ -8,6 +8,27 @@
 
 namespace KOZAV::Backend {
 
+/// Tells a server that refuses, or a connection that turns out to be closed, from a server that does not
+/// answer: they fail at once, where that one takes its time-out. What failed at once may be tried again
+/// without keeping the caller twice as long.
+class AnswerWatch final
+{
+public:
+    /// Whether no more time than that has gone by since this was made.
+    [[nodiscard]] bool isAtOnce() const { return !m_end.hasExpired(); }
+
+    /// Whether a request that was sent when this was made failed as over a closed connection.
+    [[nodiscard]] bool foundClosed(const Status& ended) const
+    {
+        return ended.code() == ErrorCode::Unavailable && isAtOnce();
+    }
+
+private:
+    static constexpr std::chrono::milliseconds atOnce{900};
+
+    QDeadlineTimer m_end{atOnce};
+};
+
 /// Keeps a batch of many jobs from waiting many times for a server that does not answer: after an attempt
 /// that failed by its time-out, the next ones within a few seconds fail at once with the same reason.
 class ServerPause final
@@ -21,16 +42,14 @@ public:
     {
         if (!m_end.hasExpired())
             return m_failure;
-        const QDeadlineTimer quick(quickMs);
+        const AnswerWatch watch;
         Status outcome = attempt();
-        if (outcome.code() == ErrorCode::Unavailable && quick.hasExpired())
+        if (outcome.code() == ErrorCode::Unavailable && !watch.isAtOnce())
             outcome = begin(outcome);
         return outcome;
     }
 
 private:
-    static constexpr int quickMs = 900; ///< a server that refuses does so within this
-
     Status begin(const Status& failure)
     {
         m_failure = Status(

@@ -15,7 +15,10 @@ constexpr size_t lengthBeforeContent = 5;
 
 void fillEmptyChunk(Bson& document, const GridFsId& file, int number)
 {
-    document.id("_id", GridFsId::fresh()).id("files_id", file).int32("n", number).emptyBinary("data");
+    document.value("_id", GridFsId::fresh().value())
+        .value("files_id", file.value())
+        .int32("n", number)
+        .emptyBinary("data");
 }
 
 size_t headSizeOf(const GridFsId& file)

@@ -1,13 +1,18 @@
 #pragma once
 
-#include "backend/store/gridfs/GridFsId.h"
-#include "backend/store/gridfs/GridFsSizes.h"
+#include "backend/store/gridfs/GridFsFile.h"
 
 #include <bson/bson.h>
 
 #include <memory>
 
 namespace KOZAV::Backend {
+
+/// Content of a chunk, in bytes: what GridFS uses by default.
+constexpr int gridFsChunkSize = 255 * 1024;
+
+/// Chunks that are sent in one request.
+constexpr int gridFsBatchChunks = 16;
 
 /// Consecutive chunk documents of one file, in one block of memory. The content is read right to where it
 /// stays until it is sent.

@@ -1,12 +1,18 @@
 #include "backend/store/gridfs/GridFsBucket.h"
 
 #include "backend/Operation.h"
+#include "backend/ServerPause.h"
 #include "backend/store/StoreNames.h"
-#include "backend/store/gridfs/AnswerWatch.h"
-#include "backend/store/gridfs/MongoFailure.h"
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <utility>
+
+// What keeps this honest: a write counts as done only if the call succeeded, the reply reports neither a
+// write error nor a missing confirmation, and, for inserts, as many documents as were sent. What else an end
+// can mean is a MongoWrite::End, and each caller decides by that, never by a message. Reads go to the
+// primary, so that whoever has stored a file finds it.
 
 namespace KOZAV::Backend {
 
@@ -20,11 +26,9 @@ constexpr uint32_t indexConflicts[] = {67, 85, 86};
 
 bool isIndexConflict(const bson_error_t& error)
 {
-    for (const uint32_t code : indexConflicts) {
-        if (error.domain == MONGOC_ERROR_SERVER && error.code == code)
-            return true;
-    }
-    return false;
+    return error.domain == MONGOC_ERROR_SERVER &&
+           std::find(std::begin(indexConflicts), std::end(indexConflicts), error.code) !=
+               std::end(indexConflicts);
 }
 
 MongoWriteConcern durableWrites(const GridFsServer& server)
@@ -34,13 +38,6 @@ MongoWriteConcern durableWrites(const GridFsServer& server)
     mongoc_write_concern_set_wtimeout_int64(concern.get(), server.writeTimeoutMs);
     mongoc_write_concern_set_journal(concern.get(), true);
     return concern;
-}
-
-void fillIndex(Bson& index, const char* name, const Bson& key, bool unique)
-{
-    index.document("key", key).text("name", name);
-    if (unique)
-        index.flag("unique", true);
 }
 
 } // namespace
@@ -76,39 +73,34 @@ Status GridFsBucket::failure(const QString& action, const bson_error_t& error) c
 Status GridFsBucket::makeIndexes()
 {
     Bson byName;
+    byName.document("key", Bson().int32("filename", 1).int32("uploadDate", 1))
+        .text("name", "filename_1_uploadDate_1");
     Bson byChunk;
-    Bson names;
-    byName.int32("filename", 1).int32("uploadDate", 1);
-    byChunk.int32("files_id", 1).int32("n", 1);
-    names.int32("filename", 1);
-    Bson standardFiles;
-    Bson standardChunks;
-    Bson uniqueNames;
-    fillIndex(standardFiles, "filename_1_uploadDate_1", byName, false);
-    fillIndex(standardChunks, "files_id_1_n_1", byChunk, true);
-    fillIndex(uniqueNames, "kozav_unique_filename", names, true);
-    Bson exists;
-    Bson ours;
-    exists.flag("$exists", true);
-    ours.document("metadata.sha256", exists);
-    uniqueNames.document("partialFilterExpression", ours);
-    if (Status made = createIndex(filesSuffix, standardFiles, false); !made.ok())
+    byChunk.document("key", Bson().int32("files_id", 1).int32("n", 1))
+        .text("name", "files_id_1_n_1")
+        .flag("unique", true);
+    Bson ourNames;
+    ourNames.document("key", Bson().int32("filename", 1))
+        .text("name", "kozav_unique_filename")
+        .flag("unique", true)
+        .document("partialFilterExpression",
+                  Bson().document("metadata.sha256", Bson().flag("$exists", true)));
+    if (Status made = createIndex(filesSuffix, byName, false); !made.ok())
         return made;
-    if (Status made = createIndex(chunksSuffix, standardChunks, false); !made.ok())
+    if (Status made = createIndex(chunksSuffix, byChunk, false); !made.ok())
         return made;
-    return createIndex(filesSuffix, uniqueNames, true);
+    return createIndex(filesSuffix, ourNames, true);
 }
 
 /// @param needed  false: another index over the same fields does as well
 Status GridFsBucket::createIndex(const char* suffix, const Bson& index, bool needed)
 {
-    Bson indexes;
     Bson command;
     Bson options;
     Bson reply;
     bson_error_t error = {};
-    indexes.document("0", index);
-    command.text("createIndexes", m_location.fileStore + suffix).array("indexes", indexes);
+    command.text("createIndexes", m_location.fileStore + suffix)
+        .array("indexes", Bson().document("0", index));
     mongoc_write_concern_append(m_concern.get(), options.forAppending());
     if (mongoc_client_write_command_with_opts(m_client, m_location.database.c_str(), command.get(),
                                               options.get(), reply.forReply(), &error))
@@ -122,34 +114,28 @@ Status GridFsBucket::createIndex(const char* suffix, const Bson& index, bool nee
 
 Result<std::optional<GridFsFile>> GridFsBucket::newest(const std::string& name)
 {
-    Bson filter;
-    Bson sort;
     Bson options;
-    filter.text("filename", name);
-    sort.int32("uploadDate", -1);
-    options.document("sort", sort).int64("limit", 1);
+    options.document("sort", Bson().int32("uploadDate", -1)).int64("limit", 1);
     std::optional<GridFsFile> found;
-    const Status asked = query(m_files, filter, options, [&found](const BsonView& document) {
-        found = GridFsFile::read(document);
-        return Status();
-    });
+    const Status asked =
+        query(m_files, Bson().text("filename", name), options, [&found](const BsonView& document) {
+            found = GridFsFile::read(document);
+            return Status();
+        });
     return asked.ok() ? Result(std::move(found)) : asked;
 }
 
 Result<std::vector<GridFsFile>> GridFsBucket::revisions(const std::string& name)
 {
-    Bson filter;
-    Bson sort;
     Bson options;
-    filter.text("filename", name);
-    sort.int32("uploadDate", 1);
-    options.document("sort", sort);
+    options.document("sort", Bson().int32("uploadDate", 1));
     std::vector<GridFsFile> found;
-    const Status asked = query(m_files, filter, options, [&found](const BsonView& document) {
-        if (auto file = GridFsFile::read(document))
-            found.push_back(std::move(*file));
-        return Status();
-    });
+    const Status asked =
+        query(m_files, Bson().text("filename", name), options, [&found](const BsonView& document) {
+            if (auto file = GridFsFile::read(document))
+                found.push_back(std::move(*file));
+            return Status();
+        });
     return asked.ok() ? Result(std::move(found)) : asked;
 }
 
@@ -176,14 +162,10 @@ Result<std::vector<StoredFile>> GridFsBucket::files()
 
 Result<bool> GridFsBucket::hasFile(const GridFsId& id)
 {
-    Bson filter;
-    Bson idOnly;
     Bson options;
-    filter.id("_id", id);
-    idOnly.int32("_id", 1);
-    options.document("projection", idOnly).int64("limit", 1);
+    options.document("projection", Bson().int32("_id", 1)).int64("limit", 1);
     bool found = false;
-    const Status asked = query(m_files, filter, options, [&found](const BsonView&) {
+    const Status asked = query(m_files, Bson().value("_id", id.value()), options, [&found](const BsonView&) {
         found = true;
         return Status();
     });
@@ -192,13 +174,9 @@ Result<bool> GridFsBucket::hasFile(const GridFsId& id)
 
 Status GridFsBucket::visitChunks(const GridFsId& id, int atOnce, const Visit& visit)
 {
-    Bson filter;
-    Bson sort;
     Bson options;
-    filter.id("files_id", id);
-    sort.int32("n", 1);
-    options.document("sort", sort).int64("batchSize", atOnce);
-    return query(m_chunks, filter, options, visit);
+    options.document("sort", Bson().int32("n", 1)).int64("batchSize", atOnce);
+    return query(m_chunks, Bson().value("files_id", id.value()), options, visit);
 }
 
 Status GridFsBucket::query(const MongoCollection& collection, const Bson& filter, const Bson& options,
@@ -255,16 +233,12 @@ MongoWrite GridFsBucket::insertFile(const GridFsFile& file)
 
 MongoWrite GridFsBucket::removeFile(const GridFsId& id)
 {
-    Bson filter;
-    filter.id("_id", id);
-    return remove(mongoc_collection_delete_one, m_files, filter);
+    return remove(mongoc_collection_delete_one, m_files, Bson().value("_id", id.value()));
 }
 
 Status GridFsBucket::removeChunks(const GridFsId& id)
 {
-    Bson filter;
-    filter.id("files_id", id);
-    return remove(mongoc_collection_delete_many, m_chunks, filter).status;
+    return remove(mongoc_collection_delete_many, m_chunks, Bson().value("files_id", id.value())).status;
 }
 
 /// A write that changes nothing is answered like any other: once everything before it is durable.

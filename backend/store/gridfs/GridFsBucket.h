@@ -3,12 +3,10 @@
 #include "backend/Status.h"
 #include "backend/store/DocumentStore.h"
 #include "backend/store/gridfs/Bson.h"
-#include "backend/store/gridfs/BsonView.h"
 #include "backend/store/gridfs/ChunkBatch.h"
 #include "backend/store/gridfs/GridFsFile.h"
 #include "backend/store/gridfs/GridFsServer.h"
-#include "backend/store/gridfs/MongoHandles.h"
-#include "backend/store/gridfs/MongoWrite.h"
+#include "backend/store/gridfs/MongoDriver.h"
 
 #include <functional>
 #include <optional>
@@ -16,6 +14,22 @@
 #include <vector>
 
 namespace KOZAV::Backend {
+
+/// How a write to a server ended.
+struct MongoWrite
+{
+    enum class End {
+        Done,        ///< carried out as a whole and as durable as was asked for
+        Refused,     ///< not carried out, or not as a whole
+        Unconfirmed, ///< carried out, but not durable in time
+        Unknown      ///< no answer: carried out or not, and it may still be
+    };
+
+    End end = End::Done;
+    Status status;
+
+    [[nodiscard]] bool ok() const { return end == End::Done; }
+};
 
 /// The two collections of one location, over one connection: every request that a store makes of them.
 ///

@@ -1,7 +1,9 @@
 #include "backend/store/gridfs/GridFsClients.h"
 
-#include "backend/store/gridfs/MongoFailure.h"
+#include "backend/ServerPause.h"
+#include "backend/store/gridfs/Bson.h"
 
+#include <cstring>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -10,6 +12,42 @@ namespace {
 
 // More operations at once than this make connections that end with them.
 constexpr size_t mostKept = 8;
+
+constexpr const char* commandDatabase = "admin";
+
+Status failedLook(const GridFsServer& server, const bson_error_t& error)
+{
+    return mongoFailure(QStringLiteral("look at the document store"), server.hosts, error);
+}
+
+Status ask(mongoc_client_t* client, const GridFsServer& server, const char* what, Bson& reply)
+{
+    Bson command;
+    bson_error_t error = {};
+    command.int32(what, 1);
+    const bool answered = mongoc_client_command_simple(client, commandDatabase, command.get(), nullptr,
+                                                       reply.forReply(), &error);
+    return answered ? Status() : failedLook(server, error);
+}
+
+Result<QString> versionText(mongoc_client_t* client, const GridFsServer& server)
+{
+    Bson build;
+    if (Status told = ask(client, server, "buildInfo", build); !told.ok())
+        return told;
+    return QString::fromStdString(BsonView(build.get()).text("version").value_or("?"));
+}
+
+QString topologyText(const mongoc_server_description_t* description)
+{
+    const char* type = mongoc_server_description_type(description);
+    const auto set = BsonView(mongoc_server_description_hello_response(description)).text("setName");
+    if (set)
+        return QStringLiteral("replica set %1").arg(QString::fromStdString(*set));
+    if (std::strcmp(type, "Mongos") == 0)
+        return QStringLiteral("sharded cluster");
+    return {};
+}
 
 } // namespace
 
@@ -51,6 +89,38 @@ Result<GridFsClients::Lease> GridFsClients::recoveryLease() const
     return client.ok() ? Result(Lease(std::move(client.value()), nullptr)) : client.status();
 }
 
+Result<ServiceHealth> GridFsClients::health()
+{
+    const auto lease = this->lease();
+    if (!lease.ok())
+        return lease.status();
+    mongoc_client_t* const client = lease->get();
+    bson_error_t error = {};
+    const MongoServerDescription description(mongoc_client_select_server(client, true, nullptr, &error));
+    if (!description)
+        return failedLook(m_server, error);
+    const AnswerWatch watch;
+    auto version = versionText(client, m_server);
+    if (watch.foundClosed(version.status()))
+        version = versionText(client, m_server);
+    if (!version.ok())
+        return version.status();
+    const auto latency = fastestAnswerMs([&] {
+        Bson answer;
+        return ask(client, m_server, "ping", answer);
+    });
+    if (!latency.ok())
+        return latency.status();
+    ServiceHealth health;
+    health.engine = QStringLiteral("MongoDB %1").arg(version.value());
+    health.place = m_server.hosts;
+    health.remote = true;
+    health.encryption = m_server.encrypted ? QStringLiteral("TLS") : QString();
+    health.topology = topologyText(description.get());
+    health.latencyMs = latency.value();
+    return health;
+}
+
 Result<MongoClient> GridFsClients::connection(const mongoc_uri_t* uri) const
 {
     bson_error_t error = {};
@@ -66,6 +136,30 @@ void GridFsClients::giveBack(MongoClient client)
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_free.size() < mostKept)
         m_free.push_back(std::move(client));
+}
+
+GridFsSession::GridFsSession(GridFsClients::Lease lease, const GridFsServer& server,
+                             const StoreLocation& location)
+    : m_lease(std::move(lease))
+    , m_bucket(m_lease.get(), server, location)
+{
+}
+
+Result<GridFsSession> GridFsSession::open(GridFsClients& clients, const StoreLocation& location)
+{
+    auto lease = clients.lease();
+    if (!lease.ok())
+        return lease.status();
+    return GridFsSession(std::move(lease.value()), clients.server(), location);
+}
+
+Result<GridFsSession> GridFsSession::openForRecovery(const GridFsClients& clients,
+                                                     const StoreLocation& location)
+{
+    auto lease = clients.recoveryLease();
+    if (!lease.ok())
+        return lease.status();
+    return GridFsSession(std::move(lease.value()), clients.server(), location);
 }
 
 } // namespace KOZAV::Backend

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "backend/ServiceHealth.h"
 #include "backend/Status.h"
+#include "backend/store/gridfs/GridFsBucket.h"
 #include "backend/store/gridfs/GridFsServer.h"
-#include "backend/store/gridfs/MongoHandles.h"
+#include "backend/store/gridfs/MongoDriver.h"
 
 #include <mutex>
 #include <vector>
@@ -39,6 +41,9 @@ public:
     /// A new connection with short time-outs, for a look at what a lost one has left behind.
     [[nodiscard]] Result<Lease> recoveryLease() const;
 
+    /// Asks the server for its version, its role and how fast it answers.
+    Result<ServiceHealth> health();
+
     [[nodiscard]] const GridFsServer& server() const { return m_server; }
 
 private:
@@ -48,6 +53,24 @@ private:
     const GridFsServer m_server;
     std::mutex m_mutex;
     std::vector<MongoClient> m_free; ///< guarded by m_mutex
+};
+
+/// What one operation works with: a connection of its own, and a location on it.
+class GridFsSession final
+{
+public:
+    static Result<GridFsSession> open(GridFsClients& clients, const StoreLocation& location);
+
+    /// Over a new connection with short time-outs, after the one of an operation has been lost.
+    static Result<GridFsSession> openForRecovery(const GridFsClients& clients, const StoreLocation& location);
+
+    [[nodiscard]] GridFsBucket& bucket() { return m_bucket; }
+
+private:
+    GridFsSession(GridFsClients::Lease lease, const GridFsServer& server, const StoreLocation& location);
+
+    GridFsClients::Lease m_lease;
+    GridFsBucket m_bucket; // after the lease: it uses the connection until it is destroyed
 };
 
 } // namespace KOZAV::Backend

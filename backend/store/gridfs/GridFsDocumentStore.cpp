@@ -8,10 +8,7 @@
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
 #include "backend/store/gridfs/GridFsDownload.h"
-#include "backend/store/gridfs/GridFsHealth.h"
-#include "backend/store/gridfs/GridFsNames.h"
 #include "backend/store/gridfs/GridFsUpload.h"
-#include "backend/store/gridfs/MongoDriver.h"
 
 #include <utility>
 
@@ -195,10 +192,7 @@ Status GridFsDocumentStore::remove(const StoreLocation& location, const std::str
 
 Result<ServiceHealth> GridFsDocumentStore::health()
 {
-    return guarded("look at the document store", [&]() -> Result<ServiceHealth> {
-        const auto lease = m_clients.lease();
-        return lease.ok() ? gridFsHealth(lease->get(), m_clients.server()) : lease.status();
-    });
+    return guarded("look at the document store", [this] { return m_clients.health(); });
 }
 
 /// A session whose location is free of what failed operations have left.

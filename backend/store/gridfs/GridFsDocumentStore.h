@@ -3,7 +3,6 @@
 #include "backend/store/DocumentStore.h"
 #include "backend/store/gridfs/GridFsClients.h"
 #include "backend/store/gridfs/GridFsLeftovers.h"
-#include "backend/store/gridfs/GridFsSession.h"
 
 #include <functional>
 #include <memory>

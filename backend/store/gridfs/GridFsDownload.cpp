@@ -1,20 +1,35 @@
 #include "backend/store/gridfs/GridFsDownload.h"
 
 #include "backend/store/StoreFailures.h"
-#include "backend/store/gridfs/GridFsSizes.h"
+#include "backend/store/gridfs/ChunkBatch.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
+// The chunks are asked for in the order of their numbers and checked against what the files document
+// promises: each number once, each size exact, the sum the length, the SHA-256 at the end. The library's own
+// download is not used, since it does not tell of a bad chunk and ends the process where the file is missing.
+//
+// Content is copied out of the replies into one of two blocks. While a full block is hashed on a second
+// thread, the calling thread hands the same block on and then fetches into the other one: network, hash and
+// disk work at the same time, with memory for two blocks whatever the file's length. Only one block is hashed
+// at a time, and in order; handOver() waits for the last one before a block is filled again.
+
 namespace KOZAV::Backend {
 
 namespace {
 
+/// Content that one reply of the server brings, about, and that one block holds.
+constexpr qint64 fetchBytes = qint64(gridFsBatchChunks) * gridFsChunkSize;
+
+/// Another program may have made many small chunks.
+constexpr qint64 mostChunksAtOnce = 1000;
+
 /// Chunks that make about one block, so that one is fetched while another is processed.
 int chunksAtOnce(qint64 chunkSize)
 {
-    return static_cast<int>(std::clamp<qint64>(gridFsFetchBytes / chunkSize, 2, gridFsMostChunksAtOnce));
+    return static_cast<int>(std::clamp<qint64>(fetchBytes / chunkSize, 2, mostChunksAtOnce));
 }
 
 } // namespace
@@ -23,7 +38,7 @@ GridFsDownload::GridFsDownload(GridFsBucket& bucket, const GridFsFile& file, Sin
     : m_bucket(bucket)
     , m_file(file)
     , m_sink(std::move(sink))
-    , m_blockSize(std::clamp<qint64>(file.stored().length, 1, gridFsFetchBytes))
+    , m_blockSize(std::clamp<qint64>(file.stored().length, 1, fetchBytes))
 {
 }
 

@@ -2,17 +2,33 @@
 
 #include "backend/store/DocumentStore.h"
 #include "backend/store/gridfs/Bson.h"
-#include "backend/store/gridfs/BsonView.h"
-#include "backend/store/gridfs/GridFsId.h"
 
-#include <QByteArray>
-#include <QDateTime>
 #include <QString>
 
 #include <optional>
 #include <string>
 
 namespace KOZAV::Backend {
+
+/// The "_id" of a files document. Ours are ObjectIds; those of other programs can be values of any type.
+class GridFsId final
+{
+public:
+    /// A fresh ObjectId, different from all others of all machines.
+    static GridFsId fresh();
+
+    explicit GridFsId(const bson_value_t& value);
+    GridFsId(const GridFsId& other);
+    GridFsId(GridFsId&& other) noexcept;
+    GridFsId& operator=(const GridFsId& other) = delete;
+    GridFsId& operator=(GridFsId&& other) noexcept;
+    ~GridFsId();
+
+    [[nodiscard]] const bson_value_t& value() const { return m_value; }
+
+private:
+    bson_value_t m_value;
+};
 
 /// A files document: what GridFS knows of one file (docs/store-layout.md).
 class GridFsFile final
@@ -45,5 +61,11 @@ private:
     qint64 m_chunkSize = 0;
     QString m_damage;
 };
+
+/// Whether both texts of a location can be names of MongoDB, which accepts less than a file system.
+Status checkGridFsLocation(const StoreLocation& location);
+
+/// Whether a file can be stored under the name: that of a file everywhere, and valid UTF-8, which BSON wants.
+Status checkGridFsName(const std::string& name);
 
 } // namespace KOZAV::Backend

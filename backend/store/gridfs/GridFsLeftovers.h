@@ -2,7 +2,6 @@
 
 #include "backend/Status.h"
 #include "backend/store/gridfs/GridFsBucket.h"
-#include "backend/store/gridfs/GridFsId.h"
 
 #include <mutex>
 #include <vector>

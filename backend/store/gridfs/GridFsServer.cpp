@@ -2,7 +2,6 @@
 
 #include "backend/config/Password.h"
 #include "backend/config/SitePlaces.h"
-#include "backend/store/gridfs/MongoDriver.h"
 
 #include <QByteArray>
 #include <QStringList>
@@ -98,7 +97,7 @@ Status setPassword(mongoc_uri_t* uri, const QString& file)
                         takesPassword(uri);
     if (!wanted && file.isEmpty())
         return {};
-    const Result<QString> password = readPassword(file, documentStorePasswordVariable);
+    const auto password = readPassword(file, documentStorePasswordVariable);
     if (!password.ok())
         return password.status();
     if (mongoc_uri_get_username(uri) == nullptr)

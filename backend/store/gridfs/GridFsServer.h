@@ -2,7 +2,7 @@
 
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
-#include "backend/store/gridfs/MongoHandles.h"
+#include "backend/store/gridfs/MongoDriver.h"
 
 #include <QString>
 
@@ -16,7 +16,10 @@ struct GridFsServer
     bool encrypted = false;    ///< by TLS
     qint64 writeTimeoutMs = 0; ///< how long a server may take to confirm a write
 
-    /// Fails with Configuration. The password comes from the URI, else from the file or the environment.
+    /// Configuration where the URI is none, would let anybody play the server, would not have writes
+    /// answered, or would send a login over the network unencrypted. What the URI does not say is set: every
+    /// wait has an end, and a read is not sent twice. The password comes from the URI, else from the file or
+    /// the environment.
     static Result<GridFsServer> from(const DocumentStoreSettings& settings);
 
     /// The URI for a look at what a lost connection has left behind: it waits no longer than for a

@@ -5,24 +5,126 @@
 #include "backend/store/StoreFailures.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
-#include "backend/store/gridfs/ChunkSource.h"
 #include "backend/store/gridfs/GridFsDownload.h"
-#include "backend/store/gridfs/GridFsSizes.h"
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <future>
 #include <optional>
 #include <utility>
+
+// How a file gets into GridFS. The name is looked for; if it is free, the chunks are inserted in batches and
+// the files document after the last of them, under an identifier that no other upload has. Readers begin at
+// the files document, so the file is there as a whole or not at all. A unique index on the names of our files
+// decides between two who store under one name at once; the loser compares contents.
+//
+// These are our own inserts because the library's upload cannot be trusted: it says yes where the last chunk
+// or the files document was refused, and tries a refused chunk again without end. Each insert here is
+// answered once a majority of the servers has it in its journal, and the number of documents that the answer
+// confirms is compared.
+//
+// A write without an answer may have been carried out, or still be on its way. Chunks do no harm without a
+// files document: they are removed over a new connection, and once more with the next operation, as some may
+// arrive late. For the files document a new connection tells: if it is there and durable, the upload has
+// succeeded; otherwise it is removed, so that it cannot come to light later. Where nobody can be asked, the
+// outcome is unknown, and the chunks stay, since the document may be there and need them.
+//
+// What must stay true: no files document before all its chunks; no success without a durable files document;
+// no chunks removed while their files document may be there.
 
 namespace KOZAV::Backend {
 
 namespace {
 
-/// Chunks that a batch for a file of this length has to hold.
-int capacityFor(qint64 length)
+/// Reads a local file once, from its start, into chunks, and hashes what it reads. The file has to outlive
+/// it.
+class ChunkSource final
 {
-    return static_cast<int>(std::clamp<qint64>(length / gridFsChunkSize + 1, 1, gridFsBatchChunks));
+public:
+    ChunkSource(File& file, const SourceWatch& watch)
+        : m_file(file)
+        , m_watch(watch)
+    {
+    }
+
+    /// Fills the batch with the next chunks, the last one of the file being shorter. Leaves it empty at the
+    /// end.
+    Status fill(ChunkBatch& batch);
+
+    /// Whether all that the file had at the beginning has been read.
+    [[nodiscard]] bool atEnd() const { return m_length >= m_watch.length(); }
+
+    /// What has been read, if the file stayed what it was.
+    Result<ContentDigest> digest();
+
+    /// Chunks that a batch for the file has to hold.
+    [[nodiscard]] int batchCapacity() const
+    {
+        return static_cast<int>(
+            std::clamp<qint64>(m_watch.length() / gridFsChunkSize + 1, 1, gridFsBatchChunks));
+    }
+
+private:
+    File& m_file;
+    const SourceWatch& m_watch;
+    Sha256 m_sha256;
+    qint64 m_length = 0;
+    int m_chunks = 0;
+};
+
+Status ChunkSource::fill(ChunkBatch& batch)
+{
+    batch.restart(m_chunks);
+    while (!batch.isFull() && !atEnd()) {
+        char* const data = batch.nextData();
+        const auto size = m_file.read(data, gridFsChunkSize);
+        if (!size.ok())
+            return size.status();
+        if (size.value() == 0)
+            return m_watch.end(m_length); // it has become shorter
+        m_sha256.add(data, size.value());
+        batch.add(static_cast<int>(size.value()));
+        m_length += size.value();
+        ++m_chunks;
+    }
+    return {};
+}
+
+Result<ContentDigest> ChunkSource::digest()
+{
+    if (Status unchanged = m_watch.end(m_length); !unchanged.ok())
+        return unchanged;
+    const ContentDigest digest{m_length, m_sha256.result()};
+    if (digest.sha256.isEmpty())
+        return Status::internal(
+            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_file.path())));
+    return digest;
+}
+
+/// While one batch is sent, the next one is read and hashed on a second thread. Hands each of them to send,
+/// in the order of the file.
+Result<ContentDigest> sendAll(ChunkSource& source, const GridFsId& id,
+                              const std::function<Status(ChunkBatch&)>& send)
+{
+    std::array<std::optional<ChunkBatch>, 2> batches;
+    const auto fill = [&](size_t turn) {
+        if (!batches[turn])
+            batches[turn].emplace(id, gridFsChunkSize, source.batchCapacity());
+        return source.fill(*batches[turn]);
+    };
+    Status filled = fill(0);
+    for (size_t turn = 0; filled.ok() && !batches[turn]->isEmpty(); turn = 1 - turn) {
+        std::future<Status> next;
+        if (!source.atEnd())
+            next = std::async(std::launch::async, fill, 1 - turn);
+        if (Status sent = send(*batches[turn]); !sent.ok())
+            return sent;
+        if (!next.valid())
+            break;
+        filled = next.get();
+    }
+    return filled.ok() ? source.digest() : filled;
 }
 
 StoredFile storedNow(const std::string& name, const ContentDigest& digest)
@@ -68,33 +170,8 @@ Result<ContentDigest> GridFsUpload::sendChunks(File& source)
     const auto watch = SourceWatch::begin(source);
     if (!watch.ok())
         return watch.status();
-    ChunkSource chunks(source, watch.value(), gridFsChunkSize);
-    return sendAll(chunks, watch->length());
-}
-
-/// While one batch is sent, the next one is read and hashed on a second thread.
-Result<ContentDigest> GridFsUpload::sendAll(ChunkSource& source, qint64 length)
-{
-    std::array<std::optional<ChunkBatch>, 2> batches;
-    Status filled;
-    const auto fill = [&](size_t turn) {
-        if (!batches[turn])
-            batches[turn].emplace(m_id, gridFsChunkSize, capacityFor(length));
-        return source.fill(*batches[turn]);
-    };
-    filled = fill(0);
-    for (size_t turn = 0; filled.ok() && !batches[turn]->isEmpty(); turn = 1 - turn) {
-        std::future<Status> next;
-        if (!source.atEnd())
-            next = std::async(std::launch::async, fill, 1 - turn);
-        const Status sent = send(*batches[turn]);
-        if (!sent.ok())
-            return sent;
-        if (!next.valid())
-            break;
-        filled = next.get();
-    }
-    return filled.ok() ? source.digest() : filled;
+    ChunkSource chunks(source, watch.value());
+    return sendAll(chunks, m_id, [this](ChunkBatch& batch) { return send(batch); });
 }
 
 Status GridFsUpload::send(ChunkBatch& batch)

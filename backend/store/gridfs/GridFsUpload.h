@@ -4,14 +4,12 @@
 #include "backend/io/FileCopy.h"
 #include "backend/store/gridfs/GridFsClients.h"
 #include "backend/store/gridfs/GridFsLeftovers.h"
-#include "backend/store/gridfs/GridFsSession.h"
 
 #include <string>
 
 namespace KOZAV::Backend {
 
 class ChunkBatch;
-class ChunkSource;
 
 /// Stores one local file: its chunks in batches, then the files document, which makes it a stored file. What
 /// an upload has sent is removed again unless it succeeds, or its outcome cannot be known.
@@ -29,7 +27,6 @@ public:
 
 private:
     Result<ContentDigest> sendChunks(File& source);
-    Result<ContentDigest> sendAll(ChunkSource& source, qint64 length);
     Status send(ChunkBatch& batch);
     Result<StoredFile> acceptSame(const GridFsFile& existing, const ContentDigest& digest);
     Result<StoredFile> enter(const ContentDigest& digest);
