@@ -1,11 +1,32 @@
 #include "backend/database/Connection.h"
 
 #include "backend/Operation.h"
-#include "backend/database/BoundText.h"
 
-#include <QDeadlineTimer>
+#include <QSqlDriver>
 #include <QSqlError>
+#include <QSqlField>
+#include <QStringList>
 #include <QUuid>
+
+// A server's connection can be lost at any moment, and with it the answer to what was just sent. What may
+// follow depends on what is known of the statement (Dialect::FailureKind):
+//
+// - The server has not seen it, or refused it because of others' locks: it is sent again, a few times.
+// - No answer came: a read is sent again if its connection turned out to be closed at once, as one is that a
+//   firewall has cut over night. A write never is: it ends as OutcomeUnknown, and the caller looks for its
+//   row.
+// - In a transaction or a Hold nothing is repeated. What the session held is gone, and the server has rolled
+// the
+//   transaction back; it fails as a whole, and its next statements with it.
+//
+// The driver could reconnect by itself, but would do so in the middle of a transaction and keep its second
+// half only. So a new connection is made in one place, refresh(), where the next statement outside a
+// transaction begins; it goes through the same checks and settings as the first one, and prepared statements
+// and the durability that was set are forgotten with the old one. A connection that was idle is asked for a
+// sign of life before.
+//
+// Durability is a mode of the connection, not of a statement: it is switched only where it changes, so that a
+// series of like writes costs no statement more.
 
 namespace KOZAV::Backend {
 
@@ -16,10 +37,6 @@ constexpr int attemptsAtMost = 3;
 /// A connection that was used within this time is taken to be there still.
 constexpr int idleBeforeProbeMs = 1000;
 
-/// A connection that was closed shows it within this; what takes longer is a server that does not answer, and
-/// asking it again would keep the caller as long once more.
-constexpr int closedAtOnceMs = 900;
-
 /// A null QString is an empty text to its callers; what is meant as NULL has no type.
 QVariant bindable(const QVariant& value)
 {
@@ -29,6 +46,29 @@ QVariant bindable(const QVariant& value)
 bool isLoss(Dialect::FailureKind kind)
 {
     return kind != Dialect::FailureKind::Definite && kind != Dialect::FailureKind::Contended;
+}
+
+QString quoted(const QSqlDriver& driver, const QVariant& value)
+{
+    QSqlField field(QString(), value.type());
+    field.setValue(value);
+    return driver.formatValue(field);
+}
+
+/// The text of a statement with its values in the places of the question marks, quoted by the driver: what Qt
+/// does itself for engines without prepared statements. No literal of the text may hold a question mark.
+Result<QString> boundText(const QSqlDriver& driver, const char* sql, const QVariantList& values)
+{
+    const QString text = QString::fromLatin1(sql);
+    const QStringList pieces = text.split(QLatin1Char('?'));
+    if (pieces.size() != values.size() + 1)
+        return Status::internal(QStringLiteral("%1 values for the %2 places of a statement")
+                                    .arg(values.size())
+                                    .arg(pieces.size() - 1));
+    QString bound = pieces.first();
+    for (int i = 0; i < values.size(); ++i)
+        bound += quoted(driver, values.at(i)) + pieces.at(i + 1);
+    return bound;
 }
 
 } // namespace
@@ -60,7 +100,7 @@ Status Connection::openHandle()
     if (Status status = m_dialect->configure(m_handle, m_settings); !status.ok())
         return status;
     if (!m_handle.open())
-        return Status(m_dialect->classify(m_handle.lastError()), m_handle.lastError().databaseText());
+        return m_dialect->failure(m_handle.lastError());
     Status status = m_dialect->checkTransport(m_handle, m_settings);
     if (!status.ok())
         m_handle.close();
@@ -74,19 +114,32 @@ Status Connection::startSession()
 
 Status Connection::execute(const char* sql, const QVariantList& values, Purpose purpose, const Answer& answer)
 {
+    std::optional<StatementCache::Use> statement;
+    const Attempt outcome = settled(purpose, [&] {
+        statement.emplace(m_statements, sql);
+        Attempt tried = attempt(*statement, sql, values);
+        // A new connection is not made before all statements of the old one are put away.
+        if (!tried.status.ok())
+            statement.reset();
+        return tried;
+    });
+    if (!outcome.status.ok())
+        return verdict(outcome, purpose);
+    const Hold hold(*this);
+    return answer(statement->query());
+}
+
+/// Runs once, on a connection that is there as far as can be told, and again while that may help.
+Connection::Attempt Connection::settled(Purpose purpose, const std::function<Attempt()>& once)
+{
     for (int turn = 1;; ++turn) {
         if (Status ready = refresh(); !ready.ok())
-            return located(ready);
-        StatementCache::Use statement(m_statements, sql);
-        const QDeadlineTimer quick(closedAtOnceMs);
-        Attempt outcome = attempt(statement, sql, values);
-        outcome.quick = !quick.hasExpired();
-        if (outcome.status.ok()) {
-            const Hold hold(*this);
-            return answer(statement.query());
-        }
-        if (turn == attemptsAtMost || !mayRepeat(outcome, purpose))
-            return verdict(outcome, purpose);
+            return {ready, FailureKind::Definite};
+        const AnswerWatch watch;
+        Attempt outcome = once();
+        outcome.atOnce = watch.isAtOnce();
+        if (outcome.status.ok() || turn == attemptsAtMost || !mayRepeat(outcome, purpose))
+            return outcome;
     }
 }
 
@@ -115,7 +168,7 @@ Connection::Attempt Connection::attemptText(StatementCache::Use& statement, cons
     QVariantList bound;
     for (const QVariant& value : values)
         bound.append(bindable(value));
-    const Result<QString> text = boundText(*m_handle.driver(), sql, bound);
+    const auto text = boundText(*m_handle.driver(), sql, bound);
     if (!text.ok())
         return {text.status(), FailureKind::Definite};
     if (!statement.runText(m_handle, text.value()))
@@ -138,9 +191,7 @@ Connection::Attempt Connection::failed(const char* sql, const QSqlError& error)
     constexpr int shown = 60;
     const FailureKind kind = m_dialect->kindOf(error);
     m_lost = m_lost || isLoss(kind);
-    return {Status(m_dialect->classify(error),
-                   QStringLiteral("%1: %2").arg(QString::fromLatin1(sql).left(shown), error.databaseText())),
-            kind};
+    return {m_dialect->failure(error).in(QString::fromLatin1(sql).left(shown)), kind};
 }
 
 bool Connection::mayRepeat(const Attempt& attempt, Purpose purpose) const
@@ -148,7 +199,7 @@ bool Connection::mayRepeat(const Attempt& attempt, Purpose purpose) const
     if (m_inTransaction || (m_lost && m_holds > 0))
         return false;
     return attempt.kind == FailureKind::Contended || attempt.kind == FailureKind::LostUnsent ||
-           (attempt.kind == FailureKind::LostUnanswered && purpose == Purpose::Read && attempt.quick);
+           (attempt.kind == FailureKind::LostUnanswered && purpose == Purpose::Read && attempt.atOnce);
 }
 
 Status Connection::verdict(const Attempt& attempt, Purpose purpose) const
@@ -201,9 +252,7 @@ Status Connection::reopen()
     if (status.ok())
         status = startSession();
     if (!status.ok())
-        return Status(
-            status.code(),
-            QStringLiteral("the connection was lost and cannot be opened again: %1").arg(status.message()));
+        return status.in(QStringLiteral("the connection was lost and cannot be opened again"));
     qCInfo(logDatabase).noquote()
         << QStringLiteral("database %1: the connection was lost and has been opened again").arg(m_place);
     m_lost = false;
@@ -224,16 +273,9 @@ Status Connection::use(Durability wanted)
 
 Status Connection::begin(const char* sql)
 {
-    for (int turn = 1;; ++turn) {
-        if (Status ready = refresh(); !ready.ok())
-            return located(ready);
-        const QDeadlineTimer quick(closedAtOnceMs);
-        Attempt outcome = attemptPlain(sql);
-        outcome.quick = !quick.hasExpired();
-        m_inTransaction = outcome.status.ok();
-        if (m_inTransaction || turn == attemptsAtMost || !mayRepeat(outcome, Purpose::Read))
-            return located(outcome.status);
-    }
+    const Attempt outcome = settled(Purpose::Read, [&] { return attemptPlain(sql); });
+    m_inTransaction = outcome.status.ok();
+    return located(outcome.status);
 }
 
 Status Connection::commit()

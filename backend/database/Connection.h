@@ -77,7 +77,7 @@ private:
     {
         Status status;
         FailureKind kind = FailureKind::Definite;
-        bool quick = true; ///< did not wait for long
+        bool atOnce = true; ///< ended without a long wait
     };
 
     Status openHandle();
@@ -85,6 +85,7 @@ private:
     Status reopen();
     [[nodiscard]] bool isDoubtful() const;
     [[nodiscard]] bool isAlive();
+    Attempt settled(Purpose purpose, const std::function<Attempt()>& once);
     Attempt attempt(StatementCache::Use& statement, const char* sql, const QVariantList& values);
     Attempt attemptText(StatementCache::Use& statement, const char* sql, const QVariantList& values);
     Attempt attemptPlain(const char* sql);

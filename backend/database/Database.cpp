@@ -13,6 +13,17 @@
 
 #include <chrono>
 
+// Rows go in and out over one Connection, which knows nothing of them; its Dialect has all in which engines
+// differ. What a caller is promised is kept here: texts that an engine would not keep as they are do not get
+// to it, a transaction is rolled back by whatever leaves its scope, and every failure says where the rows
+// lie.
+//
+// open() goes from what changes nothing to what does, so that a database of another program or of a newer one
+// is left as it was: the settings, the connection, the mark of this system, the schema's version, and only
+// then the session's modes and the missing steps of the schema. Where the engine undoes changes of tables,
+// these run in one transaction. MariaDB commits each by itself: programs that start at once take turns by a
+// lock of the server, and the steps are written so that one that was interrupted can run again.
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -69,7 +80,7 @@ struct Database::Private
 
     Status write(const char* sql, const QVariantList& values, Durability durability,
                  const Connection::Answer& answer);
-    Status takeSchemaLock(const char* takeSql);
+    Status takeSchemaLock(Database& database, const char* takeSql);
 };
 
 Status Database::Private::write(const char* sql, const QVariantList& values, Durability durability,
@@ -84,25 +95,19 @@ Status Database::Private::write(const char* sql, const QVariantList& values, Dur
 }
 
 /// Asks again and again instead of waiting in the server: a wait there could outlast the wait for its answer.
-Status Database::Private::takeSchemaLock(const char* takeSql)
+Status Database::Private::takeSchemaLock(Database& database, const char* takeSql)
 {
     constexpr int pauseMs = 20;
     const QDeadlineTimer deadline(std::chrono::seconds(connection.settings().readTimeoutSeconds));
-    bool taken = false;
-    while (!taken) {
-        Status asked = connection.execute(takeSql, {}, Connection::Purpose::Read, [&taken](QSqlQuery& query) {
-            taken = query.next() && query.value(0).toInt() == 1;
-            return Status();
-        });
-        if (!asked.ok())
-            return asked;
-        if (!taken && deadline.hasExpired())
+    for (;;) {
+        const auto taken = database.value(takeSql);
+        if (!taken.ok() || taken->toInt() == 1)
+            return taken.status();
+        if (deadline.hasExpired())
             return connection.located(Status::unavailable(
                 QStringLiteral("another program is changing the tables and does not come to an end")));
-        if (!taken)
-            QThread::msleep(pauseMs);
+        QThread::msleep(pauseMs);
     }
-    return {};
 }
 
 Database::Database(std::unique_ptr<Dialect> dialect, const DatabaseSettings& settings)
@@ -114,20 +119,18 @@ Database::~Database() = default;
 
 Result<std::unique_ptr<Database>> Database::open(const DatabaseSettings& settings)
 {
-    Result<std::unique_ptr<Dialect>> dialect = Dialect::forDriver(settings.driver);
+    auto dialect = Dialect::forDriver(settings.driver);
     if (!dialect.ok())
         return dialect.status();
     std::unique_ptr<Database> database(new Database(std::move(dialect.value()), settings));
-    if (Status status = database->start(); !status.ok())
-        return Status(
-            status.code(),
-            QStringLiteral("cannot open the database %1: %2").arg(database->place(), status.message()));
+    if (const Status started = database->start(); !started.ok())
+        return started.in(QStringLiteral("cannot open the database %1").arg(database->place()));
     return database;
 }
 
 Result<bool> Database::createOnServer(const DatabaseSettings& settings)
 {
-    Result<std::unique_ptr<Dialect>> dialect = Dialect::forDriver(settings.driver);
+    auto dialect = Dialect::forDriver(settings.driver);
     if (!dialect.ok())
         return dialect.status();
     const Dialect& engine = *dialect.value();
@@ -139,13 +142,11 @@ Result<bool> Database::createOnServer(const DatabaseSettings& settings)
                 return step;
         return engine.createDatabase(connection, settings);
     };
-    Result<bool> made = work();
+    auto made = work();
     QSqlDatabase::removeDatabase(name);
     if (made.ok())
         return made;
-    return Status(
-        made.code(),
-        QStringLiteral("cannot make the database %1: %2").arg(engine.describe(settings), made.message()));
+    return made.status().in(QStringLiteral("cannot make the database %1").arg(engine.describe(settings)));
 }
 
 Status Database::start()
@@ -178,8 +179,18 @@ Status Database::query(const char* sql, const QVariantList& values, const RowVis
         const QSqlError error = query.lastError();
         if (error.type() == QSqlError::NoError)
             return Status();
-        return d->connection.located(Status(d->connection.dialect().classify(error), error.databaseText()));
+        return d->connection.located(d->connection.dialect().failure(error));
     });
+}
+
+Result<QVariant> Database::value(const char* sql, const QVariantList& values)
+{
+    QVariant first;
+    const Status status = query(sql, values, [&first](const QSqlQuery& row) {
+        first = row.value(0);
+        return false;
+    });
+    return status.ok() ? Result(first) : status;
 }
 
 Result<int> Database::change(const char* sql, const QVariantList& values, Durability durability)
@@ -189,7 +200,7 @@ Result<int> Database::change(const char* sql, const QVariantList& values, Durabi
         changed = query.numRowsAffected();
         return Status();
     });
-    return status.ok() ? Result<int>(changed) : Result<int>(status);
+    return status.ok() ? Result(changed) : status;
 }
 
 Result<qint64> Database::insert(const char* sql, const QVariantList& values, Durability durability)
@@ -199,7 +210,7 @@ Result<qint64> Database::insert(const char* sql, const QVariantList& values, Dur
         number = query.lastInsertId().toLongLong();
         return Status();
     });
-    return status.ok() ? Result<qint64>(number) : Result<qint64>(status);
+    return status.ok() ? Result(number) : status;
 }
 
 Status Database::transaction(const std::function<Status()>& work, Durability durability)
@@ -233,12 +244,11 @@ Status Database::changeSchema(const std::function<Status()>& work)
     if (!lock.takeSql)
         return transaction(work);
     const Connection::Hold hold(d->connection);
-    if (Status status = d->takeSchemaLock(lock.takeSql); !status.ok())
+    if (Status status = d->takeSchemaLock(*this, lock.takeSql); !status.ok())
         return status;
     Status outcome = work();
     // A lock that cannot be given back ends with the connection.
-    const auto ignored = [](const QSqlQuery&) { return true; };
-    (void)query(lock.giveBackSql, {}, ignored);
+    (void)value(lock.giveBackSql);
     return outcome;
 }
 
@@ -252,54 +262,38 @@ Result<QString> Database::revision()
     const char* sql = d->connection.dialect().dataVersionSql();
     if (!sql || d->connection.inTransaction())
         return QString();
-    QString others;
-    const Status status = query(sql, {}, [&others](const QSqlQuery& row) {
-        others = row.value(0).toString();
-        return false;
-    });
-    if (!status.ok())
-        return status;
-    return QStringLiteral("%1 %2 %3").arg(d->connection.name(), others).arg(d->writes);
+    const auto others = value(sql);
+    if (!others.ok())
+        return others.status();
+    return QStringLiteral("%1 %2 %3").arg(d->connection.name(), others->toString()).arg(d->writes);
 }
 
 Result<int> Database::schemaVersion()
 {
-    int tables = 0;
-    Status status = query(d->connection.dialect().versionTableSql(), {}, [&](const QSqlQuery& row) {
-        tables = row.value(0).toInt();
-        return false;
-    });
-    if (!status.ok() || tables == 0)
-        return status.ok() ? Result<int>(0) : Result<int>(status);
+    const auto tables = value(d->connection.dialect().versionTableSql());
+    if (!tables.ok() || tables->toInt() == 0)
+        return tables.ok() ? Result(0) : tables.status();
+    const auto version = value("SELECT version FROM schema_version");
+    if (!version.ok())
+        return version.status();
     // Where each step is committed by itself the table is there before its row.
-    Result<int> version =
-        changesSchemaInTransactions()
-            ? Result<int>(Status::corrupt(QStringLiteral("the table schema_version is empty")))
-            : Result<int>(0);
-    status = query("SELECT version FROM schema_version", {}, [&](const QSqlQuery& row) {
-        version = row.value(0).toInt();
-        return false;
-    });
-    return status.ok() ? version : Result<int>(status);
+    if (!version->isValid() && changesSchemaInTransactions())
+        return Status::corrupt(QStringLiteral("the table schema_version is empty"));
+    return version->toInt();
 }
 
 Result<QString> Database::engineVersion()
 {
-    QString version;
-    const Status status = query(d->connection.dialect().engineVersionSql(), {}, [&](const QSqlQuery& row) {
-        version = row.value(0).toString();
-        return false;
-    });
-    return status.ok() ? Result<QString>(version) : Result<QString>(status);
+    const auto version = value(d->connection.dialect().engineVersionSql());
+    return version.ok() ? Result(version->toString()) : version.status();
 }
 
 Result<ServiceHealth> Database::health()
 {
-    const Result<QString> engine = engineVersion();
+    const auto engine = engineVersion();
     if (!engine.ok())
         return engine.status();
-    const Result<double> latency =
-        fastestAnswerMs([this] { return query("SELECT 1", {}, [](const QSqlQuery&) { return true; }); });
+    const auto latency = fastestAnswerMs([this] { return value("SELECT 1").status(); });
     if (!latency.ok())
         return latency.status();
     ServiceHealth health;
@@ -307,7 +301,7 @@ Result<ServiceHealth> Database::health()
     health.place = place();
     health.latencyMs = latency.value();
     const Status inspected = d->connection.dialect().inspect(d->connection.handle(), health);
-    return inspected.ok() ? Result<ServiceHealth>(health) : Result<ServiceHealth>(inspected);
+    return inspected.ok() ? Result(health) : inspected;
 }
 
 const QString& Database::place() const

@@ -9,6 +9,9 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace KOZAV::Backend {
 
@@ -18,6 +21,32 @@ class Dialect;
 enum class Durability {
     Deferred, ///< with the next durable write, in order: nothing later survives a crash without it
     Immediate ///< before the call returns
+};
+
+/// Reads the columns of a row one after the other, in the order in which its query names them.
+class RowReader final
+{
+public:
+    explicit RowReader(const QSqlQuery& row)
+        : m_row(row)
+    {
+    }
+
+    /// NULL is read as an empty text, as 0, or as nothing.
+    QString text() { return next().toString(); }
+    std::string utf8() { return text().toStdString(); }
+    int number() { return next().toInt(); }
+    std::optional<int> optionalNumber()
+    {
+        const QVariant value = next();
+        return value.isNull() ? std::nullopt : std::optional<int>(value.toInt());
+    }
+
+private:
+    QVariant next() { return m_row.value(m_column++); }
+
+    const QSqlQuery& m_row;
+    int m_column = 0;
 };
 
 /// One connection to the rows of a site: owns the connection, its dialect and the schema's version.
@@ -42,6 +71,23 @@ public:
     /// Runs a query; visit is called for each row and may return false to end.
     using RowVisitor = std::function<bool(const QSqlQuery& row)>;
     Status query(const char* sql, const QVariantList& values, const RowVisitor& visit);
+
+    /// Runs a query and has read make a record of each row.
+    template <typename Record>
+    Result<std::vector<Record>> list(const char* sql, const QVariantList& values,
+                                     Record (*read)(RowReader& row))
+    {
+        std::vector<Record> records;
+        const Status status = query(sql, values, [&](const QSqlQuery& row) {
+            RowReader reader(row);
+            records.push_back(read(reader));
+            return true;
+        });
+        return status.ok() ? Result(std::move(records)) : status;
+    }
+
+    /// Runs a query. @return the first column of its first row; an invalid value where there is no row
+    Result<QVariant> value(const char* sql, const QVariantList& values = {});
 
     /// Runs a write of one statement. @return the number of rows changed
     Result<int> change(const char* sql, const QVariantList& values, Durability durability);

@@ -44,6 +44,11 @@ Dialect::FailureKind Dialect::kindOf(const QSqlError& /*error*/) const
     return FailureKind::Definite;
 }
 
+Status Dialect::failure(const QSqlError& error) const
+{
+    return Status(classify(error), error.databaseText());
+}
+
 Status Dialect::run(const QSqlDatabase& connection, const char* sql) const
 {
     return scalar(connection, sql).status();
@@ -54,9 +59,7 @@ Result<QVariant> Dialect::scalar(const QSqlDatabase& connection, const char* sql
     QSqlQuery statement(connection);
     statement.setForwardOnly(true);
     if (!statement.exec(QString::fromLatin1(sql)))
-        return Status(
-            classify(statement.lastError()),
-            QStringLiteral("%1: %2").arg(QString::fromLatin1(sql), statement.lastError().databaseText()));
+        return failure(statement.lastError()).in(QString::fromLatin1(sql));
     return statement.next() ? statement.value(0) : QVariant();
 }
 

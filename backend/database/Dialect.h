@@ -103,10 +103,13 @@ public:
     };
     [[nodiscard]] virtual FailureKind kindOf(const QSqlError& error) const;
 
+    /// A failed call of the driver in the words of the engine.
+    [[nodiscard]] Status failure(const QSqlError& error) const;
+
+protected:
     /// Runs one statement without the statement cache: for settings that an engine takes while it prepares.
     Status run(const QSqlDatabase& connection, const char* sql) const;
 
-protected:
     /// The first column of the first row; an invalid value where there is no row.
     [[nodiscard]] Result<QVariant> scalar(const QSqlDatabase& connection, const char* sql) const;
 };

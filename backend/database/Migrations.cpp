@@ -9,9 +9,9 @@ namespace {
 Status runStep(Database& database, const MigrationStep& step)
 {
     for (const char* statement : step.statements)
-        if (const Result<int> done = database.change(statement, {}, Durability::Immediate); !done.ok())
+        if (const auto done = database.change(statement, {}, Durability::Immediate); !done.ok())
             return done.status();
-    const Result<int> noted =
+    const auto noted =
         database.change("UPDATE schema_version SET version = ?", {step.version}, Durability::Immediate);
     if (noted.ok() && noted.value() != 1)
         return Status::corrupt(QStringLiteral("the table schema_version does not hold one row"));
@@ -22,7 +22,7 @@ Status runMissingSteps(Database& database, const std::vector<MigrationStep>& ste
 {
     if (Status status = refuseNewerSchema(database, steps); !status.ok())
         return status;
-    const Result<int> version = database.schemaVersion();
+    const auto version = database.schemaVersion();
     if (!version.ok())
         return version.status();
     for (const MigrationStep& step : steps)
@@ -36,7 +36,7 @@ Status runMissingSteps(Database& database, const std::vector<MigrationStep>& ste
 
 Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& steps)
 {
-    const Result<int> version = database.schemaVersion();
+    const auto version = database.schemaVersion();
     if (!version.ok())
         return version.status();
     const int known = steps.empty() ? 0 : steps.back().version;
@@ -53,7 +53,7 @@ Status migrate(Database& database, const std::vector<MigrationStep>& steps)
 {
     // Without transactions there is nothing to prove and nothing to keep together where no step is missing.
     if (!database.changesSchemaInTransactions()) {
-        const Result<int> version = database.schemaVersion();
+        const auto version = database.schemaVersion();
         if (!version.ok())
             return version.status();
         if (steps.empty() || version.value() == steps.back().version)

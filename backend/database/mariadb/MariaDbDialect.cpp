@@ -2,8 +2,6 @@
 
 #include "backend/Operation.h"
 #include "backend/config/Password.h"
-#include "backend/database/mariadb/MariaDbErrors.h"
-#include "backend/database/mariadb/MariaDbSchema.h"
 
 #include <QFileInfo>
 #include <QSqlQuery>
@@ -11,16 +9,27 @@
 #include <algorithm>
 #include <mutex>
 
+// What makes a server keep texts as they are, and a caller's wait an end.
+//
+// Values travel within a statement's text, quoted by the driver: one exchange instead of two. The quoting is
+// right for one set of modes and one character set, and the driver begins every session with another one (of
+// three bytes a character). So each session sets them anew and reads them back: strict, so that a text that
+// is too long is refused and not cut; utf8mb4; no mode in which a backslash is a letter. A server that does
+// not keep to them is refused.
+//
+// With a certificate the driver checks the chain, but still takes a server that offers no encryption: the
+// state of the connection is read before anything is sent over it. Connecting, reading and writing have
+// time-outs; the wait for a lock ends a second before that for the answer, so that the statement's outcome is
+// known.
+//
+// Texts compare by code points and with their trailing blanks, as in SQLite: the tables say so
+// (MariaDbSchema.cpp), or a job found by one engine would be another one's.
+
 namespace KOZAV::Backend {
 
 namespace {
 
 constexpr int longestDatabaseName = 64;
-
-Status misconfigured(const QString& reason)
-{
-    return Status::configuration(reason);
-}
 
 /// The driver takes its options as one text, parted by semicolons.
 QString option(const char* name, const QString& value)
@@ -31,10 +40,11 @@ QString option(const char* name, const QString& value)
 Status checkTlsFile(const QString& path)
 {
     if (path.contains(QLatin1Char(';')) || path.contains(QLatin1Char('=')))
-        return misconfigured(
+        return Status::configuration(
             QStringLiteral("the path \"%1\" of database/tls_ca holds a ';' or '='").arg(path));
     if (!QFileInfo(path).isReadable())
-        return misconfigured(QStringLiteral("the file \"%1\" of database/tls_ca cannot be read").arg(path));
+        return Status::configuration(
+            QStringLiteral("the file \"%1\" of database/tls_ca cannot be read").arg(path));
     return {};
 }
 
@@ -82,13 +92,14 @@ QString MariaDbDialect::describe(const DatabaseSettings& settings) const
 Status MariaDbDialect::prepare(const DatabaseSettings& settings) const
 {
     if (settings.name.isEmpty() || settings.name.size() > longestDatabaseName)
-        return misconfigured(QStringLiteral("database/name has 1 to %1 characters").arg(longestDatabaseName));
+        return Status::configuration(
+            QStringLiteral("database/name has 1 to %1 characters").arg(longestDatabaseName));
     return settings.tlsCaFile.isEmpty() ? Status() : checkTlsFile(settings.tlsCaFile);
 }
 
 Status MariaDbDialect::configure(QSqlDatabase& connection, const DatabaseSettings& settings) const
 {
-    const Result<QString> password = readPassword(settings.passwordFile, databasePasswordVariable);
+    const auto password = readPassword(settings.passwordFile, databasePasswordVariable);
     if (!password.ok())
         return password.status();
     connection.setHostName(settings.host);
@@ -122,7 +133,7 @@ Status MariaDbDialect::identify(const QSqlDatabase& connection) const
             "SELECT COUNT(*), COALESCE(SUM(table_name = 'schema_version' AND table_comment LIKE "
             "'job import%'), 0) FROM information_schema.tables WHERE table_schema = DATABASE()")) ||
         !tables.next())
-        return Status(classify(tables.lastError()), tables.lastError().databaseText());
+        return failure(tables.lastError());
     if (tables.value(0).toInt() == 0 || tables.value(1).toInt() == 1)
         return {};
     return Status::configuration(QStringLiteral("it holds tables, and they are those of another program"));
@@ -147,7 +158,7 @@ Status MariaDbDialect::checkSession(const QSqlDatabase& connection) const
     if (!session.exec(QStringLiteral("SELECT @@SESSION.sql_mode, @@SESSION.character_set_client,"
                                      " @@GLOBAL.innodb_flush_log_at_trx_commit")) ||
         !session.next())
-        return Status(classify(session.lastError()), session.lastError().databaseText());
+        return failure(session.lastError());
     // The driver quotes a backslash with another one; ANSI quotes would not change what it writes.
     const QString mode = session.value(0).toString();
     if (!mode.contains(QLatin1String("STRICT_ALL_TABLES")) ||
@@ -166,7 +177,7 @@ Status MariaDbDialect::checkIntegrity(const QSqlDatabase& connection) const
     QSqlQuery check(connection);
     if (!check.exec(QStringLiteral("CHECK TABLE schema_version, company, orig_file, job_flow, job_compress, "
                                    "pre_file")))
-        return Status(classify(check.lastError()), check.lastError().databaseText());
+        return failure(check.lastError());
     while (check.next()) {
         const QString kind = check.value(2).toString();
         const QString text = check.value(3).toString();
@@ -180,8 +191,8 @@ Status MariaDbDialect::checkIntegrity(const QSqlDatabase& connection) const
 
 Status MariaDbDialect::checkReferences(const QSqlDatabase& connection) const
 {
-    for (const MariaDbReference& reference : mariaDbReferences()) {
-        const Result<QVariant> dangling = scalar(connection, reference.countSql);
+    for (const Reference& reference : references()) {
+        const auto dangling = scalar(connection, reference.countSql);
         if (!dangling.ok())
             return dangling.status();
         if (dangling.value().toLongLong() > 0)
@@ -197,7 +208,7 @@ Status MariaDbDialect::inspect(const QSqlDatabase& connection, ServiceHealth& he
     QSqlQuery status(connection);
     if (!status.exec(QStringLiteral("SHOW SESSION STATUS WHERE Variable_name IN ('Ssl_version', "
                                     "'wsrep_cluster_size')")))
-        return Status(classify(status.lastError()), status.lastError().databaseText());
+        return failure(status.lastError());
     while (status.next()) {
         const QString value = status.value(1).toString();
         if (status.value(0).toString().compare(QLatin1String("Ssl_version"), Qt::CaseInsensitive) == 0)
@@ -212,27 +223,22 @@ Result<bool> MariaDbDialect::createDatabase(QSqlDatabase& connection, const Data
 {
     connection.setDatabaseName(QString());
     if (!connection.open())
-        return Status(classify(connection.lastError()), connection.lastError().databaseText());
+        return failure(connection.lastError());
     if (Status status = checkTransport(connection, settings); !status.ok())
         return status;
     QSqlQuery known(connection);
     known.prepare(QStringLiteral("SELECT 1 FROM information_schema.schemata WHERE schema_name = ?"));
     known.addBindValue(settings.name);
     if (!known.exec())
-        return Status(classify(known.lastError()), known.lastError().databaseText());
+        return failure(known.lastError());
     if (known.next())
         return false;
     QString quoted = settings.name;
     quoted.replace(QLatin1Char('`'), QLatin1String("``"));
     QSqlQuery create(connection);
     if (!create.exec(QStringLiteral("CREATE DATABASE IF NOT EXISTS `%1` CHARACTER SET utf8mb4").arg(quoted)))
-        return Status(classify(create.lastError()), create.lastError().databaseText());
+        return failure(create.lastError());
     return true;
-}
-
-const std::vector<MigrationStep>& MariaDbDialect::migrations() const
-{
-    return mariaDbMigrations();
 }
 
 Dialect::SchemaLock MariaDbDialect::schemaLock() const
@@ -256,16 +262,6 @@ const char* MariaDbDialect::engineVersionSql() const
 {
     return "SELECT CONCAT(IF(VERSION() LIKE '%MariaDB%', 'MariaDB ', 'MySQL '),"
            " SUBSTRING_INDEX(VERSION(), '-', 1))";
-}
-
-ErrorCode MariaDbDialect::classify(const QSqlError& error) const
-{
-    return mariaDbErrorCode(error.nativeErrorCode().toInt());
-}
-
-Dialect::FailureKind MariaDbDialect::kindOf(const QSqlError& error) const
-{
-    return mariaDbFailureKind(error.nativeErrorCode().toInt());
 }
 
 } // namespace KOZAV::Backend

@@ -34,6 +34,14 @@ public:
     [[nodiscard]] FailureKind kindOf(const QSqlError& error) const override;
 
 private:
+    /// One reference between rows, and how the rows are counted that refer to nothing.
+    struct Reference
+    {
+        const char* table;
+        const char* countSql;
+    };
+    static const std::vector<Reference>& references();
+
     [[nodiscard]] Status checkSession(const QSqlDatabase& connection) const;
     [[nodiscard]] Status checkReferences(const QSqlDatabase& connection) const;
 };

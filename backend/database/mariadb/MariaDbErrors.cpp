@@ -1,4 +1,6 @@
-#include "backend/database/mariadb/MariaDbErrors.h"
+#include "backend/database/mariadb/MariaDbDialect.h"
+
+#include <QSqlError>
 
 #include <algorithm>
 #include <iterator>
@@ -7,7 +9,8 @@ namespace KOZAV::Backend {
 
 namespace {
 
-// Numbers of mysqld_error.h and errmsg.h.
+// Numbers of mysqld_error.h (a server's: 1000 to 1999, 3000 to 4999) and errmsg.h (the client library's: 2000
+// to 2999, 5000 and above).
 enum Number {
     DiskFull = 1021,
     DuplicateKey = 1022,
@@ -138,19 +141,7 @@ bool holds(const Numbers& numbers, int number)
     return std::find(std::begin(numbers), std::end(numbers), number) != std::end(numbers);
 }
 
-} // namespace
-
-ErrorCode mariaDbErrorCode(int number)
-{
-    const auto* const found = std::find_if(std::begin(meanings), std::end(meanings),
-                                           [number](const Meaning& m) { return m.number == number; });
-    if (found != std::end(meanings))
-        return found->code;
-    return mariaDbFailureKind(number) == Dialect::FailureKind::Definite ? ErrorCode::Internal
-                                                                        : ErrorCode::Unavailable;
-}
-
-Dialect::FailureKind mariaDbFailureKind(int number)
+Dialect::FailureKind failureKind(int number)
 {
     if (number == Deadlock)
         return Dialect::FailureKind::Contended;
@@ -160,6 +151,23 @@ Dialect::FailureKind mariaDbFailureKind(int number)
         return Dialect::FailureKind::LostUnanswered;
     return holds(lostWithRefusal, number) ? Dialect::FailureKind::LostRefused
                                           : Dialect::FailureKind::Definite;
+}
+
+} // namespace
+
+ErrorCode MariaDbDialect::classify(const QSqlError& error) const
+{
+    const int number = error.nativeErrorCode().toInt();
+    const auto* const found = std::find_if(std::begin(meanings), std::end(meanings),
+                                           [number](const Meaning& m) { return m.number == number; });
+    if (found != std::end(meanings))
+        return found->code;
+    return failureKind(number) == FailureKind::Definite ? ErrorCode::Internal : ErrorCode::Unavailable;
+}
+
+Dialect::FailureKind MariaDbDialect::kindOf(const QSqlError& error) const
+{
+    return failureKind(error.nativeErrorCode().toInt());
 }
 
 } // namespace KOZAV::Backend

@@ -1,4 +1,8 @@
-#include "backend/database/mariadb/MariaDbSchema.h"
+#include "backend/database/mariadb/MariaDbDialect.h"
+
+// The tables of docs/schema.md in the words of MariaDB. The engine commits each statement that makes a table
+// by itself, so every step can be run again where it was interrupted. The indexes are made with their tables,
+// named as those of the other engine.
 
 namespace KOZAV::Backend {
 
@@ -137,7 +141,7 @@ constexpr const char* createPreFile = "CREATE TABLE IF NOT EXISTS pre_file ("
 
 } // namespace
 
-const std::vector<MigrationStep>& mariaDbMigrations()
+const std::vector<MigrationStep>& MariaDbDialect::migrations() const
 {
     static const std::vector<MigrationStep> steps = {
         // orig_file and job_flow refer to each other: the first of them is made before the other is there.
@@ -149,9 +153,9 @@ const std::vector<MigrationStep>& mariaDbMigrations()
     return steps;
 }
 
-const std::vector<MariaDbReference>& mariaDbReferences()
+const std::vector<MariaDbDialect::Reference>& MariaDbDialect::references()
 {
-    static const std::vector<MariaDbReference> references = {
+    static const std::vector<Reference> references = {
         {"orig_file", DANGLING("orig_file", "company_code", "company", "code")},
         {"orig_file", DANGLING("orig_file", "flow_guid", "job_flow", "guid")},
         {"job_flow", DANGLING("job_flow", "orig_file_guid", "orig_file", "guid")},

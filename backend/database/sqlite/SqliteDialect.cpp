@@ -1,7 +1,6 @@
 #include "backend/database/sqlite/SqliteDialect.h"
 
-#include "backend/database/sqlite/SqliteFile.h"
-#include "backend/database/sqlite/SqliteSchema.h"
+#include "backend/io/PrivateFile.h"
 
 #include <QDeadlineTimer>
 #include <QFileInfo>
@@ -30,6 +29,47 @@ ErrorCode brokenConstraint(const QString& text)
     return ErrorCode::InvalidArgument;
 }
 
+Status refused(ErrorCode code, const QString& path, const QString& reason)
+{
+    return Status(code, QStringLiteral("cannot use \"%1\" as the database file: %2").arg(path, reason));
+}
+
+/// SQLite takes an empty file for a new database, and gives its other files the same mode.
+Status makeEmptyFile(const QFileInfo& file)
+{
+    if (const auto folder = makePrivateFolder(file.absolutePath()); !folder.ok())
+        return folder.status();
+    Status made = writePrivateFile(file.absoluteFilePath(), {}, ExistingTarget::Keep);
+    return made.code() == ErrorCode::AlreadyExists ? Status() : made;
+}
+
+Status checkExistingFile(const QFileInfo& file, const QString& path)
+{
+    if (!file.isFile())
+        return refused(ErrorCode::Configuration, path, QStringLiteral("it is not a regular file"));
+    if (!file.isReadable() || !file.isWritable())
+        return refused(ErrorCode::NotPermitted, path, QStringLiteral("it may not be read and written"));
+    return {};
+}
+
+/// Checks that a path names a writable regular file, or makes an empty one there: mode 0600, missing folders
+/// 0700. A file that exists is left as it is, also where another program makes it at the same time.
+Status prepareFile(const QString& path)
+{
+    if (path.isEmpty())
+        return refused(ErrorCode::Configuration, path, QStringLiteral("the name is empty"));
+    if (path.contains(QChar(QChar::Null)))
+        return refused(ErrorCode::Configuration, path, QStringLiteral("the name holds a NUL character"));
+    const QFileInfo file(QFileInfo(path).absoluteFilePath());
+    if (file.exists())
+        return checkExistingFile(file, path);
+    if (file.isSymLink())
+        return refused(ErrorCode::Configuration, path,
+                       QStringLiteral("it is a link to a file that does not exist"));
+    const Status made = makeEmptyFile(file);
+    return made.ok() ? made : refused(made.code(), path, made.message());
+}
+
 } // namespace
 
 QString SqliteDialect::describe(const DatabaseSettings& settings) const
@@ -39,7 +79,7 @@ QString SqliteDialect::describe(const DatabaseSettings& settings) const
 
 Status SqliteDialect::prepare(const DatabaseSettings& settings) const
 {
-    return prepareSqliteFile(settings.file);
+    return prepareFile(settings.file);
 }
 
 Status SqliteDialect::configure(QSqlDatabase& connection, const DatabaseSettings& settings) const
@@ -55,14 +95,14 @@ Status SqliteDialect::identify(const QSqlDatabase& connection) const
 {
     // The tables first: another process that makes this database now sets its mark and its tables in one
     // transaction, and a mark that was read before the tables were there would be taken for a missing one.
-    const Result<QVariant> tables = scalar(connection, "SELECT count(*) FROM sqlite_master");
+    const auto tables = scalar(connection, "SELECT count(*) FROM sqlite_master");
     if (!tables.ok())
         return tables.status();
-    const Result<QVariant> application = scalar(connection, "PRAGMA application_id");
+    const auto application = scalar(connection, "PRAGMA application_id");
     if (!application.ok())
         return application.status();
     const int mark = application.value().toInt();
-    if (mark == sqliteApplicationId || (mark == 0 && tables.value().toInt() == 0))
+    if (mark == applicationId || (mark == 0 && tables.value().toInt() == 0))
         return {};
     return Status::configuration(QStringLiteral("the file is a database of another program"));
 }
@@ -83,7 +123,7 @@ Status SqliteDialect::switchToWriteAheadLog(const QSqlDatabase& connection, int 
     // SQLite does not wait by itself here: two programs that open a new database at once would refuse each
     // other.
     QDeadlineTimer deadline(busyTimeoutMs);
-    Result<QVariant> mode = scalar(connection, "PRAGMA journal_mode = WAL");
+    auto mode = scalar(connection, "PRAGMA journal_mode = WAL");
     while (!mode.ok() && mode.code() == ErrorCode::Unavailable && !deadline.hasExpired()) {
         QThread::msleep(2);
         mode = scalar(connection, "PRAGMA journal_mode = WAL");
@@ -92,15 +132,16 @@ Status SqliteDialect::switchToWriteAheadLog(const QSqlDatabase& connection, int 
         return mode.status();
     if (mode.value().toString() == QLatin1String("wal"))
         return {};
-    return Status::configuration(QStringLiteral("the folder of the database does not allow a write-ahead log; "
-                                 "a database on a network share needs a server engine"));
+    return Status::configuration(
+        QStringLiteral("the folder of the database does not allow a write-ahead log; "
+                       "a database on a network share needs a server engine"));
 }
 
 Status SqliteDialect::quickCheck(const QSqlDatabase& connection, const DatabaseSettings& settings) const
 {
     if (QFileInfo(settings.file).size() > quickCheckLimit)
         return {};
-    const Result<QVariant> report = scalar(connection, "PRAGMA quick_check(1)");
+    const auto report = scalar(connection, "PRAGMA quick_check(1)");
     if (!report.ok())
         return report.status();
     return report.value().toString() == QLatin1String("ok") ? Status() : corrupt(report.value());
@@ -108,23 +149,18 @@ Status SqliteDialect::quickCheck(const QSqlDatabase& connection, const DatabaseS
 
 Status SqliteDialect::checkIntegrity(const QSqlDatabase& connection) const
 {
-    const Result<QVariant> report = scalar(connection, "PRAGMA integrity_check(1)");
+    const auto report = scalar(connection, "PRAGMA integrity_check(1)");
     if (!report.ok())
         return report.status();
     if (report.value().toString() != QLatin1String("ok"))
         return corrupt(report.value());
-    const Result<QVariant> dangling = scalar(connection, "PRAGMA foreign_key_check");
+    const auto dangling = scalar(connection, "PRAGMA foreign_key_check");
     if (!dangling.ok())
         return dangling.status();
     if (!dangling.value().isValid())
         return {};
     return corrupt(
         QStringLiteral("a row of %1 refers to a row that does not exist").arg(dangling.value().toString()));
-}
-
-const std::vector<MigrationStep>& SqliteDialect::migrations() const
-{
-    return sqliteMigrations();
 }
 
 const char* SqliteDialect::beginSql() const

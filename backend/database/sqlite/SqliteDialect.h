@@ -29,6 +29,9 @@ public:
     [[nodiscard]] ErrorCode classify(const QSqlError& error) const override;
 
 private:
+    /// "KOZA" in the header of a database file: what tells this system's files from others.
+    static constexpr int applicationId = 0x4B4F5A41;
+
     Status switchToWriteAheadLog(const QSqlDatabase& connection, int busyTimeoutMs) const;
     [[nodiscard]] Status quickCheck(const QSqlDatabase& connection, const DatabaseSettings& settings) const;
 };

@@ -1,9 +1,13 @@
-#include "backend/database/sqlite/SqliteSchema.h"
+#include "backend/database/sqlite/SqliteDialect.h"
+
+// The tables of docs/schema.md in the words of SQLite, step by step. A step that has been released never
+// changes: what comes later is a step of its own, here and for every other engine.
 
 namespace KOZAV::Backend {
 
 namespace {
 
+// SqliteDialect::applicationId.
 constexpr const char* setApplicationId = "PRAGMA application_id = 0x4B4F5A41";
 
 constexpr const char* createSchemaVersion = "CREATE TABLE schema_version ("
@@ -93,7 +97,7 @@ constexpr const char* createPreFile = "CREATE TABLE pre_file ("
 
 } // namespace
 
-const std::vector<MigrationStep>& sqliteMigrations()
+const std::vector<MigrationStep>& SqliteDialect::migrations() const
 {
     static const std::vector<MigrationStep> steps = {
         {1,
