@@ -33,14 +33,14 @@ auto guarded(Work&& work) noexcept -> decltype(work())
     }
 }
 
-/// The same; the failure then reads "Cannot <task>: <reason>".
+/// The same; the failure then reads "cannot <task>: <reason>".
 template <typename Work>
 auto guarded(const char* task, Work&& work) noexcept -> decltype(work())
 {
     try {
         return work();
     } catch (...) {
-        return caughtFailure().in(QStringLiteral("Cannot %1").arg(QLatin1String(task)));
+        return caughtFailure().in(QStringLiteral("cannot %1").arg(QLatin1String(task)));
     }
 }
 

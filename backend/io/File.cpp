@@ -36,7 +36,7 @@ Result<File> acceptRegular(File file)
     if (!info.ok())
         return info.status();
     if (info->kind != FileKind::Regular)
-        return Status::invalidArgument(QStringLiteral("Cannot read %1: it is %2, not a regular file")
+        return Status::invalidArgument(QStringLiteral("cannot read %1: it is %2, not a regular file")
                                            .arg(displayPath(file.path()), kindText(info->kind)));
     return file;
 }
@@ -168,7 +168,7 @@ Result<std::string> readSmallFile(const std::string& path, qint64 limit)
     if (!length.ok())
         return length.status();
     if (length.value() > limit)
-        return Status::corrupt(QStringLiteral("Cannot read %1: it is longer than %2 bytes")
+        return Status::corrupt(QStringLiteral("cannot read %1: it is longer than %2 bytes")
                                    .arg(displayPath(path), QString::number(limit)));
     content.resize(static_cast<size_t>(length.value()));
     return content;

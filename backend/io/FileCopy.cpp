@@ -57,7 +57,7 @@ Result<ContentDigest> CopyPass::run()
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
         return Status::internal(
-            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_source.path())));
+            QStringLiteral("cannot calculate the SHA-256 of %1").arg(displayPath(m_source.path())));
     return digest;
 }
 
@@ -131,7 +131,7 @@ Status SourceWatch::end(qint64 readLength) const
         return after.status();
     if (after->isSameState(m_before) && readLength == m_before.length)
         return {};
-    return Status::changedWhileRead(QStringLiteral("Cannot read %1: it was changed while it was read")
+    return Status::changedWhileRead(QStringLiteral("cannot read %1: it was changed while it was read")
                                         .arg(displayPath(m_source->path())));
 }
 

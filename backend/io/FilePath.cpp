@@ -145,7 +145,7 @@ Status requireReplaceable(const std::string& path)
         return info.status();
     if (info->kind == FileKind::Regular)
         return {};
-    return Status::invalidArgument(QStringLiteral("Cannot replace %1: it is %2, not a regular file")
+    return Status::invalidArgument(QStringLiteral("cannot replace %1: it is %2, not a regular file")
                                        .arg(displayPath(path), kindText(info->kind)));
 }
 

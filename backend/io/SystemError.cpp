@@ -84,7 +84,7 @@ Status systemFailure(int systemError, const QString& action, const std::string& 
     const auto code = errorCodeOf(systemError);
     const QString reason = code == ErrorCode::NoSpace ? noSpaceReason(systemError, path, neededBytes)
                                                       : QString::fromLocal8Bit(std::strerror(systemError));
-    return Status(code, QStringLiteral("Cannot %1 %2: %3").arg(action, displayPath(path), reason));
+    return Status(code, QStringLiteral("cannot %1 %2: %3").arg(action, displayPath(path), reason));
 }
 
 Status requireFreeSpace(const std::string& folder, qint64 neededBytes)

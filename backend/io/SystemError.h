@@ -11,7 +11,7 @@ namespace KOZAV::Backend {
 /// What an error number of the operating system means.
 ErrorCode errorCodeOf(int systemError);
 
-/// Failure of a system call: "Cannot <action> <path>: <reason>". For an exhausted disk the reason tells what
+/// Failure of a system call: "cannot <action> <path>: <reason>". For an exhausted disk the reason tells what
 /// was needed (where neededBytes is given) and what is free.
 Status systemFailure(int systemError, const QString& action, const std::string& path,
                      qint64 neededBytes = -1);

@@ -105,7 +105,7 @@ Status TempFile::complete(qint64 expectedLength)
     if (!info.ok())
         return info.status();
     if (info->length != expectedLength)
-        return Status::io(QStringLiteral("Cannot write %1: it has %2 bytes instead of %3")
+        return Status::io(QStringLiteral("cannot write %1: it has %2 bytes instead of %3")
                               .arg(displayPath(m_file.path()), QString::number(info->length),
                                    QString::number(expectedLength)));
     if (::fchmod(m_file.descriptor(), m_permissions) != 0)

@@ -22,7 +22,7 @@ namespace {
 
 Status refused(const std::string& path, const QString& reason)
 {
-    return Status::invalidArgument(QStringLiteral("Cannot pack %1: %2").arg(displayPath(path), reason));
+    return Status::invalidArgument(QStringLiteral("cannot pack %1: %2").arg(displayPath(path), reason));
 }
 
 /// Control characters other than these cannot be told from another code page in a zip archive.
@@ -279,7 +279,7 @@ Status verifyUnchanged(const FolderListing& listing)
 Status changedWhilePacked(const std::string& path)
 {
     return Status::changedWhileRead(
-        QStringLiteral("Cannot pack %1: it was changed or removed meanwhile").arg(displayPath(path)));
+        QStringLiteral("cannot pack %1: it was changed or removed meanwhile").arg(displayPath(path)));
 }
 
 } // namespace KOZAV::Backend

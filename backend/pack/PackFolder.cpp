@@ -19,11 +19,11 @@ Status checkRequest(const PackRequest& request)
 {
     if (request.level < fastestLevel || request.level > smallestLevel || request.threads < 0)
         return Status::invalidArgument(
-            QStringLiteral("Cannot pack %1: the level has to be 1 to 9, the number of threads not negative")
+            QStringLiteral("cannot pack %1: the level has to be 1 to 9, the number of threads not negative")
                 .arg(displayPath(request.folder)));
     if (fileInfo(request.target).ok())
         return Status::alreadyExists(
-            QStringLiteral("Cannot write %1: it exists already").arg(displayPath(request.target)));
+            QStringLiteral("cannot write %1: it exists already").arg(displayPath(request.target)));
     return {};
 }
 
@@ -39,7 +39,7 @@ Status checkPlaces(const PackRequest& request)
     const std::string inside = joinPath(folder.value(), {});
     if (joinPath(targetFolder.value(), {}).compare(0, inside.size(), inside) != 0)
         return {};
-    return Status::invalidArgument(QStringLiteral("Cannot pack %1 to %2, which lies inside of it")
+    return Status::invalidArgument(QStringLiteral("cannot pack %1 to %2, which lies inside of it")
                                        .arg(displayPath(request.folder), displayPath(request.target)));
 }
 

@@ -85,7 +85,7 @@ Status PieceCompressor::compress(const unsigned char* bytes, std::size_t size, b
     const std::size_t length =
         libdeflate_deflate_compress(m_compressor.get(), bytes, size, m_output.data(), m_output.size());
     if (length == 0)
-        return Status::internal(QStringLiteral("The compression failed"));
+        return Status::internal(QStringLiteral("the compression failed"));
     deflated->assign(m_output.begin(), m_output.begin() + static_cast<std::ptrdiff_t>(length));
     return isLast ? Status() : keepOpen(size, deflated);
 }
@@ -97,7 +97,7 @@ Status PieceCompressor::keepOpen(std::size_t uncompressedSize, std::vector<unsig
     constexpr std::size_t blockHeaderBits = 3;
     const auto last = findLastBlock(deflated, &m_inflated, uncompressedSize);
     if (!last)
-        return Status::internal(QStringLiteral("The compressed data cannot be read back"));
+        return Status::internal(QStringLiteral("the compressed data cannot be read back"));
     (*deflated)[last->begin / 8] &= static_cast<unsigned char>(~(1U << (last->begin % 8)));
     // The bits behind the end are zero, and zero is the header of a stored block that is not the last.
     if (deflated->size() * 8 - last->end < blockHeaderBits)

@@ -42,7 +42,7 @@ struct ZipError
 
 Status zipFailure(zip_error_t* error, const std::string& path)
 {
-    return Status::internal(QStringLiteral("Cannot pack %1: %2")
+    return Status::internal(QStringLiteral("cannot pack %1: %2")
                                 .arg(displayPath(path), QString::fromLocal8Bit(zip_error_strerror(error))));
 }
 
@@ -199,7 +199,7 @@ Status ZipWriter::checkEntryCount() const
         return zipFailure(&error.error, m_listing.root.path());
     }
     if (zip_get_num_entries(written.get(), 0) != static_cast<zip_int64_t>(m_listing.entries.size()))
-        return Status::internal(QStringLiteral("Cannot pack %1: the archive does not have all entries")
+        return Status::internal(QStringLiteral("cannot pack %1: the archive does not have all entries")
                                     .arg(displayPath(m_listing.root.path())));
     return {};
 }

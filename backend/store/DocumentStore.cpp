@@ -20,7 +20,7 @@ OpenedStore openLocal(const DocumentStoreSettings& settings)
 {
     if (settings.root.isEmpty())
         return Status::configuration(
-            QStringLiteral("The document store has no directory: document_store/root is empty"));
+            QStringLiteral("the document store has no directory: document_store/root is empty"));
     return LocalDocumentStore::open(QFile::encodeName(settings.root).toStdString());
 }
 

@@ -19,7 +19,7 @@ Status otherContent(const StoreLocation& location, const std::string& name)
 
 Status damagedFile(const StoreLocation& location, const std::string& name, const QString& reason)
 {
-    return Status::corrupt(QStringLiteral("The stored file %1 of %2 is damaged: %3")
+    return Status::corrupt(QStringLiteral("the stored file %1 of %2 is damaged: %3")
                                .arg(displayPath(name), locationText(location), reason));
 }
 

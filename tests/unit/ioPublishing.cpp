@@ -131,7 +131,7 @@ void IoPublishingTest::replacesNothingButRegularFiles()
     const Status published = publish(local(target(folder)), ExistingTarget::Replace, content.size());
     QCOMPARE(published.code(), ErrorCode::InvalidArgument);
     QCOMPARE(published.message(),
-             QStringLiteral("Cannot replace %1: it is %2, not a regular file").arg(target(folder), kind));
+             QStringLiteral("cannot replace %1: it is %2, not a regular file").arg(target(folder), kind));
     const auto after = fileInfo(local(target(folder)));
     QVERIFY(after.ok());
     QVERIFY(after->isSameFile(before.value()));

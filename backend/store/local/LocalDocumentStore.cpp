@@ -82,7 +82,7 @@ Status moveHashed(const File& source, const std::string& dataPath)
         return {};
     (void)renameFile(dataPath, source.path(), ExistingTarget::Keep);
     return Status::changedWhileRead(
-        QStringLiteral("Cannot store %1: it was changed meanwhile").arg(displayPath(source.path())));
+        QStringLiteral("cannot store %1: it was changed meanwhile").arg(displayPath(source.path())));
 }
 
 Result<Addition> addByMoving(const LocalStoreFolder& folder, const std::string& name,
@@ -119,8 +119,8 @@ Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::strin
     if (!usable.ok()) {
         // NotFound is said of stored files only.
         const bool absent = usable.code() == ErrorCode::NotFound;
-        return Status(absent ? ErrorCode::Configuration : usable.code(),
-                      QStringLiteral("The document store cannot be used. %1").arg(usable.message()));
+        return Status(absent ? ErrorCode::Configuration : usable.code(), usable.message())
+            .in(QStringLiteral("the document store cannot be used"));
     }
     std::unique_ptr<LocalDocumentStore> store(new LocalDocumentStore(root));
     store->removeLeftovers();
