@@ -17,7 +17,7 @@ namespace {
 
 Result<QString> shownValue(const QString& path, const QString& key)
 {
-    Result<QString> value = readSetting(path, key);
+    auto value = readSetting(path, key);
     if (!value.ok())
         return value;
     return withoutPassword(value.value());

@@ -66,7 +66,7 @@ Result<StoredFile> fetch(const JobRecord& job, const QString& path, Workplace& w
     if (!location.ok())
         return location.status();
     const std::string storedName = job.storedName.toStdString();
-    Result<StoredFile> stored = store.value()->find(location.value(), storedName);
+    auto stored = store.value()->find(location.value(), storedName);
     if (!stored.ok())
         return stored;
     const auto written =

@@ -208,7 +208,7 @@ Result<IniDocument> IniDocument::parse(const QByteArray& bytes)
         if (line.isEmpty() || isComment(line))
             continue;
         const bool section = line.startsWith(QLatin1Char('['));
-        const Status status = section ? document.readSection(line, i + 1) : document.readEntry(line, i + 1);
+        const auto status = section ? document.readSection(line, i + 1) : document.readEntry(line, i + 1);
         if (!status.ok())
             return status;
     }

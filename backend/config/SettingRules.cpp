@@ -21,39 +21,22 @@ using FieldOf = SettingField<decltype(memberType(Member))>;
 template <auto Member>
 constexpr FieldOf<Member> database()
 {
-    return {[](Settings & settings) -> auto& {return settings.database.*Member;
+    return {[](Settings& settings) { return &(settings.database.*Member); },
+            [](const Settings& settings) { return &(settings.database.*Member); }};
 }
-, [](const Settings& settings) -> auto&
-{
-    return settings.database.*Member;
-}
-}; // namespace
-} // namespace KOZAV::Backend
 
 template <auto Member>
 constexpr FieldOf<Member> store()
 {
-    return {[](Settings & settings) -> auto& {return settings.documentStore.*Member;
-}
-, [](const Settings& settings) -> auto&
-{
-    return settings.documentStore.*Member;
-}
-}
-;
+    return {[](Settings& settings) { return &(settings.documentStore.*Member); },
+            [](const Settings& settings) { return &(settings.documentStore.*Member); }};
 }
 
 template <auto Member>
 constexpr FieldOf<Member> other()
 {
-    return {[](Settings & settings) -> auto& {return settings.*Member;
-}
-, [](const Settings& settings) -> auto&
-{
-    return settings.*Member;
-}
-}
-;
+    return {[](Settings& settings) { return &(settings.*Member); },
+            [](const Settings& settings) { return &(settings.*Member); }};
 }
 
 constexpr SettingNeed optional = {};
@@ -76,9 +59,20 @@ constexpr FreshLine proposed(const char* value)
 constexpr FreshLine writtenDefault = {nullptr, true};
 constexpr FreshLine proposedDefault = {nullptr, false};
 
-QStringList oneOf(const char* first, const char* second)
+SettingRule choice(const char* key, const char* meaning, SettingField<QString> field, const char* first,
+                   const char* second)
 {
-    return {QString::fromLatin1(first), QString::fromLatin1(second)};
+    SettingRule rule{key, SettingType::Choice, meaning, field, optional, writtenDefault};
+    rule.choices = QStringList{QString::fromLatin1(first), QString::fromLatin1(second)};
+    return rule;
+}
+
+SettingRule number(const char* key, const char* meaning, SettingField<int> field, SettingRange range,
+                   SettingNeed need = optional, FreshLine fresh = proposedDefault)
+{
+    SettingRule rule{key, SettingType::Number, meaning, field, need, fresh};
+    rule.range = range;
+    return rule;
 }
 
 std::vector<SettingRule> databaseRules()
@@ -86,59 +80,29 @@ std::vector<SettingRule> databaseRules()
     using D = DatabaseSettings;
     using Type = SettingType;
     return {
-        {"database/driver", Type::Choice,
-         "the engine of the rows: QSQLITE, a file on this machine, or QMYSQL, a MariaDB or MySQL server",
-         database<&D::driver>(), optional, writtenDefault, oneOf("QSQLITE", "QMYSQL")},
+        choice(
+            "database/driver",
+            "the engine of the rows: QSQLITE, a file on this machine, or QMYSQL, a MariaDB or MySQL server",
+            database<&D::driver>(), "QSQLITE", "QMYSQL"),
         {"database/file", Type::Path, "the path of the SQLite database", database<&D::file>(), withSqlite,
          written("${data}/site.db")},
         {"database/host", Type::Word, "the name or address of the MariaDB or MySQL server, without blanks",
          database<&D::host>(), withServer, proposed("127.0.0.1")},
-        {"database/port",
-         Type::Number,
-         "the port of the server",
-         database<&D::port>(),
-         optional,
-         proposedDefault,
-         {},
-         {1, maxPort}},
+        number("database/port", "the port of the server", database<&D::port>(), {1, maxPort}),
         {"database/name", Type::Text, "the name of the database on the server", database<&D::name>(),
          withServer, proposed("zav_import")},
         {"database/user", Type::Text, "the account on the server", database<&D::user>(), withServer,
          proposed("zav_import")},
         {"database/password_file", Type::Path, "the path of a file whose first line is the password",
          database<&D::passwordFile>(), optional, proposed("database.password")},
-        {"database/connect_timeout",
-         Type::Number,
-         "the longest wait for a connection to the server",
-         database<&D::connectTimeoutSeconds>(),
-         optional,
-         proposedDefault,
-         {},
-         {1, maxSeconds, "seconds"}},
-        {"database/read_timeout",
-         Type::Number,
-         "the longest wait for an answer of the server",
-         database<&D::readTimeoutSeconds>(),
-         optional,
-         proposedDefault,
-         {},
-         {1, maxSeconds, "seconds"}},
-        {"database/write_timeout",
-         Type::Number,
-         "the longest wait for the server to take what is sent",
-         database<&D::writeTimeoutSeconds>(),
-         optional,
-         proposedDefault,
-         {},
-         {1, maxSeconds, "seconds"}},
-        {"database/busy_timeout",
-         Type::Number,
-         "the longest wait for another writer of the SQLite database",
-         database<&D::busyTimeoutMs>(),
-         optional,
-         proposedDefault,
-         {},
-         {0, maxBusyMs, "milliseconds"}},
+        number("database/connect_timeout", "the longest wait for a connection to the server",
+               database<&D::connectTimeoutSeconds>(), {1, maxSeconds, "seconds"}),
+        number("database/read_timeout", "the longest wait for an answer of the server",
+               database<&D::readTimeoutSeconds>(), {1, maxSeconds, "seconds"}),
+        number("database/write_timeout", "the longest wait for the server to take what is sent",
+               database<&D::writeTimeoutSeconds>(), {1, maxSeconds, "seconds"}),
+        number("database/busy_timeout", "the longest wait for another writer of the SQLite database",
+               database<&D::busyTimeoutMs>(), {0, maxBusyMs, "milliseconds"}),
         {"database/tls_ca", Type::Path,
          "the path of the certificate of the authority that signed the server's", database<&D::tlsCaFile>(),
          optional, proposed("ca.pem")},
@@ -154,9 +118,9 @@ std::vector<SettingRule> storeRules()
     using S = DocumentStoreSettings;
     using Type = SettingType;
     return {
-        {"document_store/kind", Type::Choice,
-         "the kind of the store: local, a folder, or mongodb, GridFS on a MongoDB server", store<&S::kind>(),
-         optional, writtenDefault, oneOf("local", "mongodb")},
+        choice("document_store/kind",
+               "the kind of the store: local, a folder, or mongodb, GridFS on a MongoDB server",
+               store<&S::kind>(), "local", "mongodb"),
         {"document_store/root", Type::Path, "the path of the store's folder", store<&S::root>(),
          withLocalStore, written("${data}/store")},
         {"document_store/uri", Type::Uri, "the connection to the MongoDB server", store<&S::uri>(),
@@ -187,22 +151,10 @@ std::vector<SettingRule> otherRules()
          other<&S::downloadCache>(), always, written("${data}/download")},
         {"robot/host", Type::Word, "the address or name of the CAM robot server, without blanks",
          other<&S::robotHost>(), always, written("127.0.0.1")},
-        {"robot/port",
-         Type::Number,
-         "the port of the CAM robot server",
-         other<&S::robotPort>(),
-         always,
-         written("9098"),
-         {},
-         {1, maxPort}},
-        {"user/id",
-         Type::Number,
-         "the number of the operator, which rows carry",
-         other<&S::userId>(),
-         always,
-         written("1"),
-         {},
-         {0, std::numeric_limits<int>::max()}},
+        number("robot/port", "the port of the CAM robot server", other<&S::robotPort>(), {1, maxPort}, always,
+               written("9098")),
+        number("user/id", "the number of the operator, which rows carry", other<&S::userId>(),
+               {0, std::numeric_limits<int>::max()}, always, written("1")),
         {"user/name", Type::Text, "the operator's name as it is shown", other<&S::userName>(), always,
          written("${login}")},
         {"user/login", Type::Text, "the name that the operator logs in with", other<&S::userLogin>(),
@@ -339,22 +291,22 @@ bool SettingRule::isNeeded(const Settings& settings) const
 bool SettingRule::take(Settings& settings, const QString& value, const QDir& folder) const
 {
     if (const auto* number = std::get_if<SettingField<int>>(&field))
-        return Backend::take(range, value, number->in(settings));
+        return Backend::take(range, value, *number->in(settings));
     if (const auto* flag = std::get_if<SettingField<bool>>(&field))
-        return Backend::take(value, flag->in(settings));
+        return Backend::take(value, *flag->in(settings));
     if (!isAcceptedText(*this, value))
         return false;
-    std::get<SettingField<QString>>(field).in(settings) = takenText(*this, value, folder);
+    *std::get<SettingField<QString>>(field).in(settings) = takenText(*this, value, folder);
     return true;
 }
 
 QString SettingRule::show(const Settings& settings) const
 {
     if (const auto* number = std::get_if<SettingField<int>>(&field))
-        return QString::number(number->of(settings));
+        return QString::number(*number->of(settings));
     if (const auto* flag = std::get_if<SettingField<bool>>(&field))
-        return flag->of(settings) ? QStringLiteral("true") : QStringLiteral("false");
-    return std::get<SettingField<QString>>(field).of(settings);
+        return *flag->of(settings) ? QStringLiteral("true") : QStringLiteral("false");
+    return *std::get<SettingField<QString>>(field).of(settings);
 }
 
 const std::vector<SettingRule>& settingRules()

@@ -45,12 +45,12 @@ struct SettingRange
     const char* unit = nullptr;
 };
 
-/// Reads and writes the field of the settings that a key stands for.
+/// Finds the field of the settings that a key stands for.
 template <typename T>
 struct SettingField
 {
-    T& (*in)(Settings& settings);
-    const T& (*of)(const Settings& settings);
+    T* (*in)(Settings& settings);
+    const T* (*of)(const Settings& settings);
 };
 
 /// All that is known of one key of the configuration file. What is read, checked, written, shown and

@@ -166,7 +166,7 @@ QByteArray freshText(const QString& dataRoot, const QString& userName)
 
 Result<QByteArray> readText(const QString& path)
 {
-    const Result<std::string> bytes = readSmallFile(QFile::encodeName(path).toStdString(), maxFileBytes);
+    const auto bytes = readSmallFile(QFile::encodeName(path).toStdString(), maxFileBytes);
     if (bytes.ok())
         return QByteArray::fromStdString(bytes.value());
     return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, bytes.message()));
@@ -221,7 +221,7 @@ Result<Settings> loadSettings(const QString& path)
     const auto bytes = readText(path);
     if (!bytes.ok())
         return bytes.status();
-    Result<Settings> settings = parseSettings(bytes.value(), path);
+    auto settings = parseSettings(bytes.value(), path);
     if (settings.ok() && showsPassword(settings.value()) && othersMayRead(path))
         return broken(
             QStringLiteral("configuration file \"%1\" holds a password and other users may read it: "
@@ -276,7 +276,7 @@ Status writeSetting(const QString& path, const QString& key, const QString& valu
     const auto before = readText(path);
     if (!before.ok())
         return before.status();
-    Result<IniDocument> document = IniDocument::parse(before.value());
+    auto document = IniDocument::parse(before.value());
     if (!document.ok())
         return parseSettings(before.value(), path).status();
 
