@@ -264,7 +264,7 @@ MongoWrite GridFsBucket::inserted(bool success, const Bson& reply, const bson_er
     if (!write.ok() || count == static_cast<qint64>(expected))
         return write;
     return {MongoWrite::End::Unknown,
-            Status::io(QStringLiteral("Cannot %1 %2: the MongoDB server %3 confirms %4 of %5 documents")
+            Status::io(QStringLiteral("cannot %1 %2: the MongoDB server %3 confirms %4 of %5 documents")
                            .arg(action, locationText(m_location), m_server->hosts, QString::number(count),
                                 QString::number(expected)))};
 }

@@ -1,10 +1,7 @@
 #include "backend/store/gridfs/GridFsDocumentStore.h"
 
-#include "backend/Guarded.h"
 #include "backend/Operation.h"
 #include "backend/io/FilePath.h"
-#include "backend/io/Folder.h"
-#include "backend/store/StoreFailures.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
 #include "backend/store/gridfs/GridFsDownload.h"
@@ -19,12 +16,6 @@ namespace {
 // Less is written in one go at the end.
 constexpr qint64 worthStarting = 1 << 20;
 
-Status checkNames(const StoreLocation& location, const std::string& name)
-{
-    const Status accepted = checkGridFsLocation(location);
-    return accepted.ok() ? checkGridFsName(name) : accepted;
-}
-
 /// Writes what arrives, and lets the system bring it to the disk meanwhile.
 GridFsDownload::Sink writerTo(File& target, qint64 length)
 {
@@ -37,18 +28,14 @@ GridFsDownload::Sink writerTo(File& target, qint64 length)
     };
 }
 
-Status copyOut(GridFsBucket& bucket, const GridFsFile& file, File& target)
-{
-    return GridFsDownload(bucket, file, writerTo(target, file.stored().length)).run().status();
-}
-
 Status fetch(GridFsBucket& bucket, const GridFsFile& file, const std::string& localPath)
 {
-    auto target = TargetFile::create(localPath, file.stored().length);
+    const qint64 length = file.stored().length;
+    auto target = TargetFile::create(localPath, length);
     if (!target.ok())
         return target.status();
-    const Status copied = copyOut(bucket, file, target->file());
-    return copied.ok() ? target->finish() : copied;
+    const auto digest = GridFsDownload(bucket, file, writerTo(target->file(), length)).run();
+    return digest.ok() ? target->finish() : digest.status();
 }
 
 /// Whether a file that was there when a fetch began has been removed since.
@@ -60,7 +47,7 @@ bool isGone(GridFsBucket& bucket, const GridFsFile& file)
 
 Status removalUnknown(const GridFsFile& file, const Status& failure)
 {
-    return Status::outcomeUnknown(QStringLiteral("It is not known whether %1 was removed. %2")
+    return Status::outcomeUnknown(QStringLiteral("it is not known whether %1 was removed: %2")
                                       .arg(displayPath(file.stored().name), failure.message()));
 }
 
@@ -80,119 +67,82 @@ GridFsDocumentStore::GridFsDocumentStore(GridFsServer server)
 {
 }
 
-Result<StoredFile> GridFsDocumentStore::put(const StoreLocation& location, const std::string& name,
-                                            const std::string& localPath)
+Status GridFsDocumentStore::checkLocation(const StoreLocation& location) const
 {
-    return guarded("store a file", [&]() -> Result<StoredFile> {
-        if (Status accepted = checkNames(location, name); !accepted.ok())
-            return accepted;
-        auto source = File::openForReading(localPath);
-        if (!source.ok())
-            return source.status();
-        auto opened = session(location);
-        if (!opened.ok())
-            return opened.status();
-        if (Status indexed = makeIndexesOnce(opened->bucket()); !indexed.ok())
-            return indexed;
-        GridFsUpload upload(opened.value(), m_clients, m_leftovers, name);
-        return upload.run(source.value());
-    });
+    return checkGridFsLocation(location);
 }
 
-Result<StoredFile> GridFsDocumentStore::adopt(const StoreLocation& location, const std::string& name,
-                                              const std::string& localPath)
+Status GridFsDocumentStore::checkName(const std::string& name) const
 {
-    return guarded("take a file into the store", [&]() -> Result<StoredFile> {
-        if (Status accepted = checkNames(location, name); !accepted.ok())
-            return accepted;
-        if (Status removable = requireWritableFolder(parentFolder(localPath)); !removable.ok())
-            return removable;
-        auto stored = put(location, name, localPath);
-        if (!stored.ok())
-            return stored;
-        const Status removed = removeFile(localPath);
-        return removed.ok() ? stored : removed;
-    });
+    return checkGridFsName(name);
 }
 
-Status GridFsDocumentStore::get(const StoreLocation& location, const std::string& name,
-                                const std::string& localPath)
+Result<StoredFile> GridFsDocumentStore::putFile(const StoreLocation& location, const std::string& name,
+                                                const std::string& localPath)
 {
-    return guarded("fetch a stored file", [&]() -> Status {
-        return read(location, name, [&localPath](GridFsBucket& bucket, const GridFsFile& file) {
-            return fetch(bucket, file, localPath);
-        });
-    });
+    auto source = File::openForReading(localPath);
+    if (!source.ok())
+        return source.status();
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    if (auto indexed = makeIndexesOnce(opened->bucket()); !indexed.ok())
+        return indexed;
+    GridFsUpload upload(opened.value(), m_clients, m_leftovers, name);
+    return upload.run(source.value());
 }
 
-Status GridFsDocumentStore::send(const StoreLocation& location, const std::string& name, File& target)
+Status GridFsDocumentStore::getFile(const StoreLocation& location, const std::string& name,
+                                    const std::string& localPath)
 {
-    return guarded("send a stored file", [&]() -> Status {
-        return read(location, name, [&target](GridFsBucket& bucket, const GridFsFile& file) {
-            return copyOut(bucket, file, target);
-        });
-    });
-}
-
-/// Has reader read the file of that name.
-Status GridFsDocumentStore::read(const StoreLocation& location, const std::string& name, const Reader& reader)
-{
-    auto session = sessionFor(location, name);
-    if (!session.ok())
-        return session.status();
-    const auto file = usableFile(session->bucket(), name);
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    const auto file = usableFile(opened->bucket(), name);
     if (!file.ok())
         return file.status();
-    Status done = reader(session->bucket(), file.value());
-    if (done.code() == ErrorCode::Corrupt && isGone(session->bucket(), file.value()))
+    auto fetched = fetch(opened->bucket(), file.value(), localPath);
+    if (fetched.code() == ErrorCode::Corrupt && isGone(opened->bucket(), file.value()))
         return notStored(location, name);
-    return done;
+    return fetched;
 }
 
-Result<StoredFile> GridFsDocumentStore::find(const StoreLocation& location, const std::string& name)
+Result<StoredFile> GridFsDocumentStore::findFile(const StoreLocation& location, const std::string& name)
 {
-    return guarded("find a stored file", [&]() -> Result<StoredFile> {
-        auto session = sessionFor(location, name);
-        if (!session.ok())
-            return session.status();
-        const auto file = usableFile(session->bucket(), name);
-        return file.ok() ? Result(file->stored()) : file.status();
-    });
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    const auto file = usableFile(opened->bucket(), name);
+    return file.ok() ? Result(file->stored()) : file.status();
 }
 
-Result<std::vector<StoredFile>> GridFsDocumentStore::list(const StoreLocation& location)
+Result<std::vector<StoredFile>> GridFsDocumentStore::listFiles(const StoreLocation& location)
 {
-    return guarded("list the stored files", [&]() -> Result<std::vector<StoredFile>> {
-        if (Status accepted = checkGridFsLocation(location); !accepted.ok())
-            return accepted;
-        auto opened = session(location);
-        return opened.ok() ? opened->bucket().files() : opened.status();
-    });
+    auto opened = session(location);
+    return opened.ok() ? opened->bucket().files() : opened.status();
 }
 
 /// The oldest revision first: as long as there is one, it is the file that a get brings.
-Status GridFsDocumentStore::remove(const StoreLocation& location, const std::string& name)
+Status GridFsDocumentStore::removeStored(const StoreLocation& location, const std::string& name)
 {
-    return guarded("remove a stored file", [&]() -> Status {
-        auto session = sessionFor(location, name);
-        if (!session.ok())
-            return session.status();
-        const auto revisions = session->bucket().revisions(name);
-        if (!revisions.ok())
-            return revisions.status();
-        if (revisions->empty())
-            return notStored(location, name);
-        for (const GridFsFile& file : revisions.value()) {
-            if (Status removed = removeRevision(session->bucket(), file); !removed.ok())
-                return removed;
-        }
-        return {};
-    });
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    const auto revisions = opened->bucket().revisions(name);
+    if (!revisions.ok())
+        return revisions.status();
+    if (revisions->empty())
+        return notStored(location, name);
+    for (const GridFsFile& file : revisions.value()) {
+        if (auto removed = removeRevision(opened->bucket(), file); !removed.ok())
+            return removed;
+    }
+    return {};
 }
 
-Result<ServiceHealth> GridFsDocumentStore::health()
+Result<ServiceHealth> GridFsDocumentStore::engineHealth()
 {
-    return guarded("look at the document store", [this] { return m_clients.health(); });
+    return m_clients.health();
 }
 
 /// A session whose location is free of what failed operations have left.
@@ -203,12 +153,6 @@ Result<GridFsSession> GridFsDocumentStore::session(const StoreLocation& location
         return opened;
     const Status cleared = m_leftovers.clear(opened->bucket());
     return cleared.ok() ? std::move(opened) : cleared;
-}
-
-Result<GridFsSession> GridFsDocumentStore::sessionFor(const StoreLocation& location, const std::string& name)
-{
-    const Status accepted = checkNames(location, name);
-    return accepted.ok() ? session(location) : accepted;
 }
 
 Status GridFsDocumentStore::makeIndexesOnce(GridFsBucket& bucket)

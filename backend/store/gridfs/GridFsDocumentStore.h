@@ -4,7 +4,6 @@
 #include "backend/store/gridfs/GridFsClients.h"
 #include "backend/store/gridfs/GridFsLeftovers.h"
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -24,25 +23,21 @@ public:
     /// Configuration where the settings cannot be used.
     static Result<std::unique_ptr<DocumentStore>> open(const DocumentStoreSettings& settings);
 
-    Result<StoredFile> put(const StoreLocation& location, const std::string& name,
-                           const std::string& localPath) override;
-    Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
-                             const std::string& localPath) override;
-    Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) override;
-    Status send(const StoreLocation& location, const std::string& name, File& target) override;
-    Result<StoredFile> find(const StoreLocation& location, const std::string& name) override;
-    Result<std::vector<StoredFile>> list(const StoreLocation& location) override;
-    Status remove(const StoreLocation& location, const std::string& name) override;
-    Result<ServiceHealth> health() override;
-
 private:
-    using Reader = std::function<Status(GridFsBucket& bucket, const GridFsFile& file)>;
-
     explicit GridFsDocumentStore(GridFsServer server);
 
+    [[nodiscard]] Status checkLocation(const StoreLocation& location) const override;
+    [[nodiscard]] Status checkName(const std::string& name) const override;
+    Result<StoredFile> putFile(const StoreLocation& location, const std::string& name,
+                               const std::string& localPath) override;
+    Status getFile(const StoreLocation& location, const std::string& name,
+                   const std::string& localPath) override;
+    Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) override;
+    Status removeStored(const StoreLocation& location, const std::string& name) override;
+    Result<ServiceHealth> engineHealth() override;
+
     Result<GridFsSession> session(const StoreLocation& location);
-    Result<GridFsSession> sessionFor(const StoreLocation& location, const std::string& name);
-    Status read(const StoreLocation& location, const std::string& name, const Reader& reader);
     Status makeIndexesOnce(GridFsBucket& bucket);
     Result<GridFsFile> usableFile(GridFsBucket& bucket, const std::string& name);
     Status removeRevision(GridFsBucket& bucket, const GridFsFile& file);

@@ -1,6 +1,6 @@
 #include "backend/store/gridfs/GridFsDownload.h"
 
-#include "backend/store/StoreFailures.h"
+#include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
 
 #include <algorithm>
@@ -54,7 +54,7 @@ Result<ContentDigest> GridFsDownload::run()
         return finished;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
-        return Status::internal(QStringLiteral("Cannot calculate a SHA-256"));
+        return Status::internal(QStringLiteral("cannot calculate a SHA-256"));
     const QByteArray& expected = m_file.stored().sha256;
     if (!expected.isEmpty() && digest.sha256 != expected)
         return otherSha256(m_bucket.location(), m_file.stored(), digest.sha256);

@@ -2,7 +2,6 @@
 
 #include "backend/Guarded.h"
 #include "backend/io/FilePath.h"
-#include "backend/store/StoreFailures.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
 #include "backend/store/gridfs/GridFsDownload.h"
@@ -98,7 +97,7 @@ Result<ContentDigest> ChunkSource::digest()
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
         return Status::internal(
-            QStringLiteral("Cannot calculate the SHA-256 of %1").arg(displayPath(m_file.path())));
+            QStringLiteral("cannot calculate the SHA-256 of %1").arg(displayPath(m_file.path())));
     return digest;
 }
 
@@ -296,7 +295,7 @@ Status GridFsUpload::unknown(const Status& failure)
 {
     m_hasSent = false;
     return Status::outcomeUnknown(
-        QStringLiteral("It is not known whether %1 was stored in %2. %3")
+        QStringLiteral("it is not known whether %1 was stored in %2: %3")
             .arg(displayPath(m_name), locationText(m_bucket.location()), failure.message()));
 }
 

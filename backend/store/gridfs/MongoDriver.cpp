@@ -141,7 +141,7 @@ Status mongoFailure(const QString& action, const QString& server, const bson_err
 {
     const ErrorCode code = errorCodeOf(error);
     const QString message = withoutPassword(QString::fromUtf8(error.message));
-    return Status(code, QStringLiteral("Cannot %1: %2").arg(action, reasonText(code, server, message)));
+    return Status(code, QStringLiteral("cannot %1: %2").arg(action, reasonText(code, server, message)));
 }
 
 bool isRefusal(const bson_error_t& error)

@@ -24,7 +24,7 @@ public:
     Q_DISABLE_COPY(MongoLogPause)
 };
 
-/// The Status for a failed call of libmongoc: "Cannot <action>: <reason>", without passwords.
+/// The Status for a failed call of libmongoc: "cannot <action>: <reason>", without passwords.
 /// @param server  the server in words
 Status mongoFailure(const QString& action, const QString& server, const bson_error_t& error);
 

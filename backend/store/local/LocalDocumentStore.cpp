@@ -1,12 +1,10 @@
 #include "backend/store/local/LocalDocumentStore.h"
 
-#include "backend/Guarded.h"
 #include "backend/io/FileCopy.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/SystemError.h"
 #include "backend/io/TempFile.h"
-#include "backend/store/StoreFailures.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
 
@@ -104,11 +102,20 @@ Result<Addition> addByMoving(const LocalStoreFolder& folder, const std::string& 
     return folder.add(name, digest.value(), move);
 }
 
-/// Copies the data of a stored file and checks it on the way.
-Status copyOut(const LocalStoreFolder& folder, const StoredFile& file, File& data, File& target)
+/// Copies a stored file to localPath, which gets the content as a whole or stays as it is.
+Status copyOut(const LocalStoreFolder& folder, const StoredFile& file, const std::string& localPath)
 {
-    const auto digest = copyFile(data, target);
-    return digest.ok() ? folder.checkDigest(file, digest.value()) : digest.status();
+    auto data = File::openForReading(folder.dataPath(file.name));
+    if (!data.ok())
+        return data.status();
+    auto target = TargetFile::create(localPath, file.length);
+    if (!target.ok())
+        return target.status();
+    const auto digest = copyFile(data.value(), target->file());
+    if (!digest.ok())
+        return digest.status();
+    auto same = folder.checkDigest(file, digest.value());
+    return same.ok() ? target->finish() : same;
 }
 
 } // namespace
@@ -127,138 +134,79 @@ Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::strin
     return std::unique_ptr<DocumentStore>(std::move(store));
 }
 
-Result<StoredFile> LocalDocumentStore::put(const StoreLocation& location, const std::string& name,
-                                           const std::string& localPath)
+Result<StoredFile> LocalDocumentStore::putFile(const StoreLocation& location, const std::string& name,
+                                               const std::string& localPath)
 {
-    return guarded("store a file", [&]() -> Result<StoredFile> {
-        const auto folder = preparedFolder(location, name);
-        if (!folder.ok())
-            return folder.status();
-        const auto added = addFile(folder.value(), name, localPath);
-        return added.ok() ? Result(added->file) : added.status();
-    });
-}
-
-Result<StoredFile> LocalDocumentStore::adopt(const StoreLocation& location, const std::string& name,
-                                             const std::string& localPath)
-{
-    return guarded("take a file into the store", [&]() -> Result<StoredFile> {
-        const auto folder = preparedFolder(location, name);
-        if (!folder.ok())
-            return folder.status();
-        if (const auto removable = requireWritableFolder(parentFolder(localPath)); !removable.ok())
-            return removable;
-        const auto info = fileInfo(localPath);
-        if (!info.ok())
-            return info.status();
-        const bool moves = canMove(info.value()) && canRenameInto(localPath, folder->tempFolder());
-        const auto added =
-            moves ? addByMoving(folder.value(), name, localPath) : addFile(folder.value(), name, localPath);
-        if (!added.ok())
-            return added.status();
-        const auto removed = moves && added->isNew ? Status() : removeFile(localPath);
-        return removed.ok() ? Result(added->file) : removed;
-    });
-}
-
-Status LocalDocumentStore::get(const StoreLocation& location, const std::string& name,
-                               const std::string& localPath)
-{
-    return guarded("fetch a stored file", [&]() -> Status {
-        const auto file = find(location, name);
-        if (!file.ok())
-            return file.status();
-        const LocalStoreFolder folder(m_root, location);
-        auto data = File::openForReading(folder.dataPath(name));
-        if (!data.ok())
-            return data.status();
-        auto target = TargetFile::create(localPath, file->length);
-        if (!target.ok())
-            return target.status();
-        const auto copied = copyOut(folder, file.value(), data.value(), target->file());
-        return copied.ok() ? target->finish() : copied;
-    });
-}
-
-Status LocalDocumentStore::send(const StoreLocation& location, const std::string& name, File& target)
-{
-    return guarded("send a stored file", [&]() -> Status {
-        const auto file = find(location, name);
-        if (!file.ok())
-            return file.status();
-        const LocalStoreFolder folder(m_root, location);
-        auto data = File::openForReading(folder.dataPath(name));
-        return data.ok() ? copyOut(folder, file.value(), data.value(), target) : data.status();
-    });
-}
-
-Result<StoredFile> LocalDocumentStore::find(const StoreLocation& location, const std::string& name)
-{
-    return guarded("find a stored file", [&]() -> Result<StoredFile> {
-        const auto folder = folderFor(location, name);
-        if (!folder.ok())
-            return folder.status();
-        const auto file = folder->stored(name);
-        if (!file.ok())
-            return file.status();
-        return file.value() ? Result(*file.value()) : notStored(location, name);
-    });
-}
-
-Result<std::vector<StoredFile>> LocalDocumentStore::list(const StoreLocation& location)
-{
-    return guarded("list the stored files", [&]() -> Result<std::vector<StoredFile>> {
-        if (const auto accepted = checkStoreLocation(location); !accepted.ok())
-            return accepted;
-        return LocalStoreFolder(m_root, location).storedFiles();
-    });
-}
-
-Status LocalDocumentStore::remove(const StoreLocation& location, const std::string& name)
-{
-    return guarded("remove a stored file", [&]() -> Status {
-        const auto folder = folderFor(location, name);
-        if (!folder.ok())
-            return folder.status();
-        const auto removed = folder->remove(name);
-        if (!removed.ok())
-            return removed.status();
-        return removed.value() ? Status() : notStored(location, name);
-    });
-}
-
-Result<ServiceHealth> LocalDocumentStore::health()
-{
-    return guarded("look at the document store", [&]() -> Result<ServiceHealth> {
-        const auto latency = fastestAnswerMs([this] { return requireWritableFolder(m_root); });
-        if (!latency.ok())
-            return latency.status();
-        ServiceHealth health;
-        health.engine = QStringLiteral("local folder");
-        health.place = displayPath(m_root);
-        health.latencyMs = latency.value();
-        return health;
-    });
-}
-
-Result<LocalStoreFolder> LocalDocumentStore::folderFor(const StoreLocation& location,
-                                                       const std::string& name) const
-{
-    if (const auto locationAccepted = checkStoreLocation(location); !locationAccepted.ok())
-        return locationAccepted;
-    if (const auto nameAccepted = checkStoredName(name); !nameAccepted.ok())
-        return nameAccepted;
-    return LocalStoreFolder(m_root, location);
-}
-
-Result<LocalStoreFolder> LocalDocumentStore::preparedFolder(const StoreLocation& location,
-                                                            const std::string& name) const
-{
-    auto folder = folderFor(location, name);
+    const auto folder = preparedFolder(location);
     if (!folder.ok())
-        return folder;
-    const auto prepared = folder->prepare();
-    return prepared.ok() ? folder : prepared;
+        return folder.status();
+    const auto added = addFile(folder.value(), name, localPath);
+    return added.ok() ? Result(added->file) : added.status();
+}
+
+Result<StoredFile> LocalDocumentStore::adoptFile(const StoreLocation& location, const std::string& name,
+                                                 const std::string& localPath)
+{
+    const auto folder = preparedFolder(location);
+    if (!folder.ok())
+        return folder.status();
+    const auto info = fileInfo(localPath);
+    if (!info.ok())
+        return info.status();
+    if (!canMove(info.value()) || !canRenameInto(localPath, folder->tempFolder()))
+        return DocumentStore::adoptFile(location, name, localPath);
+    const auto added = addByMoving(folder.value(), name, localPath);
+    if (!added.ok())
+        return added.status();
+    const auto removed = added->isNew ? Status() : removeFile(localPath);
+    return removed.ok() ? Result(added->file) : removed;
+}
+
+Status LocalDocumentStore::getFile(const StoreLocation& location, const std::string& name,
+                                   const std::string& localPath)
+{
+    const auto file = findFile(location, name);
+    return file.ok() ? copyOut(LocalStoreFolder(m_root, location), file.value(), localPath) : file.status();
+}
+
+Result<StoredFile> LocalDocumentStore::findFile(const StoreLocation& location, const std::string& name)
+{
+    const auto file = LocalStoreFolder(m_root, location).stored(name);
+    if (!file.ok())
+        return file.status();
+    return file.value() ? Result(*file.value()) : notStored(location, name);
+}
+
+Result<std::vector<StoredFile>> LocalDocumentStore::listFiles(const StoreLocation& location)
+{
+    return LocalStoreFolder(m_root, location).storedFiles();
+}
+
+Status LocalDocumentStore::removeStored(const StoreLocation& location, const std::string& name)
+{
+    const auto removed = LocalStoreFolder(m_root, location).remove(name);
+    if (!removed.ok())
+        return removed.status();
+    return removed.value() ? Status() : notStored(location, name);
+}
+
+Result<ServiceHealth> LocalDocumentStore::engineHealth()
+{
+    const auto latency = fastestAnswerMs([this] { return requireWritableFolder(m_root); });
+    if (!latency.ok())
+        return latency.status();
+    ServiceHealth health;
+    health.engine = QStringLiteral("local folder");
+    health.place = displayPath(m_root);
+    health.latencyMs = latency.value();
+    return health;
+}
+
+Result<LocalStoreFolder> LocalDocumentStore::preparedFolder(const StoreLocation& location) const
+{
+    LocalStoreFolder folder(m_root, location);
+    const auto prepared = folder.prepare();
+    return prepared.ok() ? Result(std::move(folder)) : prepared;
 }
 
 void LocalDocumentStore::removeLeftovers() const

@@ -17,27 +17,24 @@ public:
     /// programs left.
     static Result<std::unique_ptr<DocumentStore>> open(const std::string& root);
 
-    Result<StoredFile> put(const StoreLocation& location, const std::string& name,
-                           const std::string& localPath) override;
-    Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
-                             const std::string& localPath) override;
-    Status get(const StoreLocation& location, const std::string& name, const std::string& localPath) override;
-    Status send(const StoreLocation& location, const std::string& name, File& target) override;
-    Result<StoredFile> find(const StoreLocation& location, const std::string& name) override;
-    Result<std::vector<StoredFile>> list(const StoreLocation& location) override;
-    Status remove(const StoreLocation& location, const std::string& name) override;
-    Result<ServiceHealth> health() override;
-
 private:
     explicit LocalDocumentStore(std::string root)
         : m_root(std::move(root))
     {
     }
 
-    [[nodiscard]] Result<LocalStoreFolder> folderFor(const StoreLocation& location,
-                                                     const std::string& name) const;
-    [[nodiscard]] Result<LocalStoreFolder> preparedFolder(const StoreLocation& location,
-                                                          const std::string& name) const;
+    Result<StoredFile> putFile(const StoreLocation& location, const std::string& name,
+                               const std::string& localPath) override;
+    Result<StoredFile> adoptFile(const StoreLocation& location, const std::string& name,
+                                 const std::string& localPath) override;
+    Status getFile(const StoreLocation& location, const std::string& name,
+                   const std::string& localPath) override;
+    Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) override;
+    Status removeStored(const StoreLocation& location, const std::string& name) override;
+    Result<ServiceHealth> engineHealth() override;
+
+    [[nodiscard]] Result<LocalStoreFolder> preparedFolder(const StoreLocation& location) const;
     void removeLeftovers() const;
 
     std::string m_root;

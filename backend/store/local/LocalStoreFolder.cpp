@@ -6,7 +6,7 @@
 #include "backend/io/Folder.h"
 #include "backend/io/Sha256.h"
 #include "backend/io/TempFile.h"
-#include "backend/store/StoreFailures.h"
+#include "backend/store/StoreNames.h"
 
 #include <QList>
 
