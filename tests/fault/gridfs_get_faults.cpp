@@ -2,7 +2,9 @@
 
 #include "tests/fault/GridFsTrial.h"
 #include "tests/support/TestFiles.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QTest>
 
 using namespace KOZAV::Backend;
@@ -189,5 +191,6 @@ void GridFsGetFaults::damagedFileIsNotTakenForTheSame()
     QCOMPARE(ended.code(), ErrorCode::Corrupt);
 }
 
-QTEST_GUILESS_MAIN(GridFsGetFaults)
+ZAV_REGISTER_TEST(gridfs_get_faults, GridFsGetFaults, QCoreApplication)
+
 #include "gridfs_get_faults.moc"

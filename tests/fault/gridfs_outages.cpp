@@ -3,7 +3,9 @@
 
 #include "tests/fault/GridFsTrial.h"
 #include "tests/support/TestFiles.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QTest>
 
 using namespace KOZAV::Backend;
@@ -178,5 +180,6 @@ void GridFsOutages::restartedServerIsUsedAgain()
     QVERIFY(m_box->contentOf("job.zip") == trialContent());
 }
 
-QTEST_GUILESS_MAIN(GridFsOutages)
+ZAV_REGISTER_TEST(gridfs_outages, GridFsOutages, QCoreApplication)
+
 #include "gridfs_outages.moc"

@@ -3,6 +3,7 @@
 
 #include "tests/fault/GridFsTrial.h"
 #include "tests/support/TestFiles.h"
+#include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
 #include <QTest>
@@ -306,13 +307,7 @@ int runPut(const QStringList& arguments)
 
 } // namespace
 
-int main(int argc, char** argv)
-{
-    QCoreApplication application(argc, argv);
-    if (application.arguments().value(1) == QLatin1String("--put"))
-        return runPut(application.arguments());
-    GridFsPutFaults test;
-    return QTest::qExec(&test, argc, argv);
-}
+ZAV_REGISTER_ROLE("--put", runPut, QCoreApplication)
+ZAV_REGISTER_TEST(gridfs_put_faults, GridFsPutFaults, QCoreApplication)
 
 #include "gridfs_put_faults.moc"

@@ -16,7 +16,9 @@
 #include "tests/support/SiteEngines.h"
 #include "tests/support/TableLock.h"
 #include "tests/support/TestAuthority.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QTcpServer>
@@ -593,5 +595,6 @@ void MariaDbFaults::idleConnectionIsEndedByTheServer()
     textIsTooLong();
 }
 
-QTEST_GUILESS_MAIN(MariaDbFaults)
+ZAV_REGISTER_TEST(mariadb_faults, MariaDbFaults, QCoreApplication)
+
 #include "mariadb_faults.moc"

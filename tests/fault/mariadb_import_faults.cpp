@@ -10,7 +10,9 @@
 #include "tests/support/ServerRelay.h"
 #include "tests/support/ServiceWatch.h"
 #include "tests/support/SiteEngines.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QSet>
 #include <QTest>
@@ -362,5 +364,6 @@ void MariaDbImportFaults::haltedServerIsAskedAgainByItself()
     QCOMPARE(faultOf(workplace.site), QString());
 }
 
-QTEST_MAIN(MariaDbImportFaults)
+ZAV_REGISTER_TEST(mariadb_import_faults, MariaDbImportFaults, QApplication)
+
 #include "mariadb_import_faults.moc"

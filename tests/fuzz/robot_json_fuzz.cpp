@@ -1,4 +1,5 @@
 #include "tests/fuzz/JsonSplitterCheck.h"
+#include "tests/support/TestProgram.h"
 
 #include "robot_server/JsonSplitter.h"
 
@@ -135,5 +136,6 @@ void RobotJsonFuzzTest::corpusReachesDocumentsAndFaults()
         QVERIFY2(seen[fault] > 0, qPrintable(QString::number(fault)));
 }
 
-QTEST_APPLESS_MAIN(RobotJsonFuzzTest)
+ZAV_REGISTER_TEST(robot_json_fuzz, RobotJsonFuzzTest, KOZAV::Test::NoApplication)
+
 #include "robot_json_fuzz.moc"

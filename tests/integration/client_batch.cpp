@@ -2,7 +2,9 @@
 
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QImage>
 #include <QTest>
@@ -149,5 +151,6 @@ void ClientBatch::brokenConfiguration()
     QVERIFY2(client.output.contains(QStringLiteral("many")), client.everything().constData());
 }
 
-QTEST_MAIN(ClientBatch)
+ZAV_REGISTER_TEST(client_batch, ClientBatch, QApplication)
+
 #include "client_batch.moc"

@@ -2,7 +2,9 @@
 
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QTest>
 
 using namespace KOZAV::Test;
@@ -123,5 +125,6 @@ void ClientCommandLine::platformThatIsAskedFor()
     QCOMPARE(client.exitCode, -1);
 }
 
-QTEST_GUILESS_MAIN(ClientCommandLine)
+ZAV_REGISTER_TEST(client_command_line, ClientCommandLine, QCoreApplication)
+
 #include "client_command_line.moc"

@@ -5,7 +5,9 @@
 #include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
 #include "tests/support/RobotPeer.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QTest>
 
@@ -124,5 +126,6 @@ void ClientImport::jobThatNoLongerWaits()
     QVERIFY2(job.output.contains(QStringLiteral("does not wait for import")), qPrintable(job.output));
 }
 
-QTEST_MAIN(ClientImport)
+ZAV_REGISTER_TEST(client_import, ClientImport, QApplication)
+
 #include "client_import.moc"

@@ -3,7 +3,9 @@
 
 #include "tests/support/GridFsBox.h"
 #include "tests/support/TestFiles.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -239,5 +241,6 @@ void GridFsInterop::whatIsRemovedThereIsGoneHere()
     QCOMPARE(otherGets("a.zip"), QByteArrayLiteral("another one"));
 }
 
-QTEST_GUILESS_MAIN(GridFsInterop)
+ZAV_REGISTER_TEST(gridfs_interop, GridFsInterop, QCoreApplication)
+
 #include "gridfs_interop.moc"

@@ -3,7 +3,9 @@
 #include "tests/support/GridFsBox.h"
 #include "tests/support/TestAuthority.h"
 #include "tests/support/TestFiles.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QTest>
 
 using namespace KOZAV::Backend;
@@ -106,5 +108,6 @@ void GridFsTls::clientWithoutTlsIsRefused()
     QCOMPARE(triedPut(box).code(), ErrorCode::Unavailable);
 }
 
-QTEST_GUILESS_MAIN(GridFsTls)
+ZAV_REGISTER_TEST(gridfs_tls, GridFsTls, QCoreApplication)
+
 #include "gridfs_tls.moc"

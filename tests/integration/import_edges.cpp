@@ -4,7 +4,9 @@
 #include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
 #include "tests/support/RobotPeer.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QRegularExpression>
@@ -221,5 +223,6 @@ void ImportEdges::unknownCompanyLeavesOnlyStoredFiles()
     QCOMPARE(site.storedNames().size(), 2);
 }
 
-QTEST_MAIN(ImportEdges)
+ZAV_REGISTER_TEST(import_edges, ImportEdges, QApplication)
+
 #include "import_edges.moc"

@@ -4,7 +4,9 @@
 #include "tests/support/FolderTree.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QTest>
 
@@ -201,5 +203,6 @@ void ImportRealJobs::singleArchives()
              contentOf(file));
 }
 
-QTEST_MAIN(ImportRealJobs)
+ZAV_REGISTER_TEST(import_real_jobs, ImportRealJobs, QApplication)
+
 #include "import_real_jobs.moc"

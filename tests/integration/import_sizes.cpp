@@ -3,7 +3,9 @@
 #include "tests/support/FolderTree.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QTest>
 
@@ -109,5 +111,6 @@ void ImportSizes::fiveGigabytesInAFile()
     run(QStringLiteral("unzip"), {QStringLiteral("-tq"), site.fetch(jobs.front())});
 }
 
-QTEST_MAIN(ImportSizes)
+ZAV_REGISTER_TEST(import_sizes, ImportSizes, QApplication)
+
 #include "import_sizes.moc"

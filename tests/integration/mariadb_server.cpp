@@ -4,6 +4,7 @@
 #include "tests/support/ConfigurationFile.h"
 #include "tests/support/MariaDbServer.h"
 #include "tests/support/TestAuthority.h"
+#include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -53,7 +54,7 @@ bool isGone(qint64 process)
 }
 
 /// Role of another process: starts a server, tells its process, and lives until it is killed.
-int runServer()
+int runServer(const QStringList& /*arguments*/)
 {
     const MariaDbServer server;
     std::printf("%lld\n", static_cast<long long>(server.processId()));
@@ -199,12 +200,7 @@ void MariaDbServerTest::endsWithItsProgram()
     QTRY_VERIFY(isGone(process));
 }
 
-int main(int argc, char** argv)
-{
-    const QCoreApplication application(argc, argv);
-    if (QCoreApplication::arguments().value(1) == QLatin1String("--server"))
-        return runServer();
-    MariaDbServerTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+ZAV_REGISTER_ROLE("--server", runServer, QCoreApplication)
+ZAV_REGISTER_TEST(mariadb_server, MariaDbServerTest, QCoreApplication)
+
 #include "mariadb_server.moc"

@@ -11,7 +11,9 @@
 #include "tests/support/MariaDbServer.h"
 #include "tests/support/SiteContent.h"
 #include "tests/support/SiteEngines.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QJsonArray>
 #include <QTest>
@@ -295,5 +297,6 @@ void MigrateSites::pingTellsTheEngines()
         QVERIFY(service[text("latency_ms")].toDouble() > 0);
 }
 
-QTEST_GUILESS_MAIN(MigrateSites)
+ZAV_REGISTER_TEST(migrate_sites, MigrateSites, QCoreApplication)
+
 #include "migrate_sites.moc"

@@ -6,6 +6,7 @@
 #include "host/SiteAccess.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
+#include "tests/support/TestProgram.h"
 
 #include <QApplication>
 #include <QDir>
@@ -100,8 +101,10 @@ bool importOnce(Host::SiteAccess& site, OperatedPanel& panel, const QString& dir
 
 /// Role of another process: a client that imports its batch directory, and again what was refused, until all
 /// is imported.
-int runClient(const QString& configuration, const QString& directory)
+int runClient(const QStringList& arguments)
 {
+    const QString& configuration = arguments.at(2);
+    const QString& directory = arguments.at(3);
     constexpr int closingMessages = 2;
     Host::SiteAccess site(configuration);
     if (const QString problem = site.open(); !problem.isEmpty())
@@ -298,13 +301,7 @@ void Races::storedFilesEqualTheirSources()
     }
 }
 
-int main(int argc, char** argv)
-{
-    const QApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == QLatin1String("--client"))
-        return runClient(arguments.value(2), arguments.value(3));
-    Races test;
-    return QTest::qExec(&test, argc, argv);
-}
+ZAV_REGISTER_ROLE("--client", runClient, QApplication)
+ZAV_REGISTER_TEST(races, Races, QApplication)
+
 #include "races.moc"

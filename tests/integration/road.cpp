@@ -13,9 +13,11 @@
 #include "tests/support/FreshSite.h"
 #include "tests/support/PanelView.h"
 #include "tests/support/RobotPeer.h"
+#include "tests/support/TestProgram.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 #include "ui/import_list/ZAV_Import_Widget.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -250,5 +252,6 @@ void Road::jobWhoseFileIsDamaged()
     QCOMPARE(client.flow("HX000001").state, 0);
 }
 
-QTEST_MAIN(Road)
+ZAV_REGISTER_TEST(road, Road, QApplication)
+
 #include "road.moc"

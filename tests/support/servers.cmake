@@ -19,6 +19,6 @@ endif()
 # The peer itself, by an independent driver.
 if(ZAV_TEST_PYTHON)
   add_test(NAME gridfs_peer COMMAND "${ZAV_TEST_PYTHON}" -B "${PROJECT_SOURCE_DIR}/tests/peers/check_gridfs_peer.py")
-  zav_test_environment(gridfs_peer C.UTF-8)
+  zav_test_environment(gridfs_peer)
   set_tests_properties(gridfs_peer PROPERTIES LABELS gridfs TIMEOUT 120)
 endif()

@@ -1,18 +1,22 @@
-# zav_admin: its verbs in this process, and the program itself.
+# zav_admin: its verbs in this process, and the program itself. tests/integration/migrate.cmake adds to the program.
 add_library(zav_admin_test_support STATIC "${PROJECT_SOURCE_DIR}/tests/support/AdminSession.cpp")
 zav_compile_options(zav_admin_test_support)
 target_link_libraries(zav_admin_test_support PUBLIC zav_config_test_support zav_admin_lib)
 
-function(zav_add_admin_test subject source)
-  zav_add_test(admin_${subject} SOURCES ${source} LIBRARIES zav_admin_test_support LABELS admin)
-endfunction()
+# Two sites, of which one is moved to the other.
+add_library(zav_migrate_test_support STATIC "${PROJECT_SOURCE_DIR}/tests/support/SiteContent.cpp"
+                                            "${PROJECT_SOURCE_DIR}/tests/support/SitePair.cpp")
+zav_compile_options(zav_migrate_test_support)
+target_link_libraries(zav_migrate_test_support PUBLIC zav_admin_test_support PRIVATE Qt5::Sql)
 
-zav_add_admin_test(command_line adminCommandLine.cpp)
-zav_add_admin_test(site adminSite.cpp)
-zav_add_admin_test(verbs adminVerbs.cpp)
-zav_add_admin_test(manual adminManual.cpp)
-target_compile_definitions(admin_manual PRIVATE "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\"")
-zav_add_admin_test(program adminProgram.cpp)
-add_dependencies(admin_program zav_admin)
-target_compile_definitions(admin_program PRIVATE "ZAV_ADMIN_PROGRAM=\"$<TARGET_FILE:zav_admin>\""
-                                                 "ZAV_PROJECT_VERSION=\"${PROJECT_VERSION}\"")
+zav_add_test_program(
+  admin_tests
+  LIBRARIES zav_migrate_test_support zav_admin_test_support zav_site_test_support zav_mariadb_test_support
+            zav_file_test_support Qt5::Network Qt5::Sql
+  DEFINITIONS "ZAV_ADMIN_PROGRAM=\"$<TARGET_FILE:zav_admin>\"" "ZAV_PROJECT_VERSION=\"${PROJECT_VERSION}\""
+              "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\""
+              $<$<BOOL:${ZAV_MARIADBD}>:ZAV_WITH_MARIADB_SERVER>
+  DEPENDS zav_admin)
+zav_add_tests(admin_tests LABELS admin TESTS admin_command_line admin_init admin_manual admin_migrate admin_migrate_run
+                                             admin_ping admin_program admin_progress admin_site admin_verbs)
+zav_add_tests(admin_tests LABELS admin TIMEOUT 600 TESTS admin_migrate_interruption)

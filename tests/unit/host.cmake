@@ -1,22 +1,13 @@
+# The client's parts, one by one.
 if(ZAV_BUILD_PANELS)
-  # Runs the built test NAME a second time without openat2(), refused with the given error.
-  function(zav_add_run_without_openat2 name error)
-    add_test(NAME ${name}_${error} COMMAND ${name} ${ARGN})
-    zav_test_environment(${name}_${error} C.UTF-8)
-    set_property(TEST ${name}_${error} APPEND PROPERTY ENVIRONMENT "ZAV_TEST_OPENAT2=${error}")
-    set_tests_properties(${name}_${error} PROPERTIES TIMEOUT 300 LABELS host)
-  endfunction()
+  zav_add_test_program(host_tests LIBRARIES zav_client_lib zav_site_test_support zav_samples_lib zav_ui_test_support
+                                            Qt5::Sql)
+  zav_add_tests(host_tests LABELS host TESTS host_announcement host_layer_stack host_matrix host_robot_probe
+                                             host_service_log host_unpacker)
+  zav_add_tests(host_tests SITES LABELS host TESTS host_site_status)
 
-  zav_add_test(host_matrix SOURCES hostMatrix.cpp LIBRARIES zav_client_lib LABELS host)
-  zav_add_test(host_unpacker SOURCES hostUnpacker.cpp LIBRARIES zav_client_lib zav_site_test_support zav_samples_lib
-               LABELS host)
+  # Once more without openat2(), refused as an old kernel and as a strict sandbox refuse it.
   foreach(error ENOSYS EPERM)
-    zav_add_run_without_openat2(host_matrix ${error})
-    zav_add_run_without_openat2(host_unpacker ${error})
+    zav_repeat_tests(${error} ENVIRONMENT ZAV_TEST_OPENAT2=${error} TESTS host_matrix host_unpacker)
   endforeach()
-  zav_add_test(host_announcement SOURCES hostAnnouncement.cpp LIBRARIES zav_client_lib LABELS host)
-  zav_add_test(host_service_log SOURCES hostServiceLog.cpp LIBRARIES zav_client_lib LABELS host)
-  zav_add_test(host_robot_probe SOURCES hostRobotProbe.cpp
-               LIBRARIES zav_client_lib zav_site_test_support zav_ui_test_support LABELS host)
-  zav_add_test(host_layer_stack SOURCES hostLayerStack.cpp LIBRARIES zav_client_lib LABELS host)
 endif()

@@ -1,7 +1,9 @@
 #include "tests/support/ListPanelHarness.h"
+#include "tests/support/TestProgram.h"
 
 #include "services/ui/ZAV_UICommon.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QLoggingCategory>
@@ -204,5 +206,6 @@ void ListConnectionsTest::everyPanelListensForItself()
     QCOMPARE(harness.services.count("kozav_upload_prefile2mysql"), 1);
 }
 
-QTEST_MAIN(ListConnectionsTest)
+ZAV_REGISTER_TEST(list_connections, ListConnectionsTest, QApplication)
+
 #include "list_connections.moc"

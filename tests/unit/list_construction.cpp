@@ -1,5 +1,7 @@
 #include "tests/support/ListPanelHarness.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -349,5 +351,6 @@ void ListConstructionTest::destroyedPanelHearsNothing()
     VERIFY_DIALOGS(harness);
 }
 
-QTEST_MAIN(ListConstructionTest)
+ZAV_REGISTER_TEST(list_construction, ListConstructionTest, QApplication)
+
 #include "list_construction.moc"

@@ -1,7 +1,9 @@
 #include "tests/support/ListPanelHarness.h"
+#include "tests/support/TestProgram.h"
 
 #include "services/ui/ZAV_UICommon.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
@@ -463,5 +465,6 @@ void ListFilterTest::longListIsFiltered()
     QCOMPARE(harness.jobNames(), names);
 }
 
-QTEST_MAIN(ListFilterTest)
+ZAV_REGISTER_TEST(list_filter, ListFilterTest, QApplication)
+
 #include "list_filter.moc"

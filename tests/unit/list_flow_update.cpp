@@ -1,7 +1,9 @@
 #include "tests/support/ListPanelHarness.h"
 
 #include "tests/support/RobotPeer.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QTableWidget>
 #include <QTest>
 
@@ -297,5 +299,6 @@ void ListFlowUpdateTest::slotIsInvokedThroughTheMetaObject()
     VERIFY_DIALOGS(harness);
 }
 
-QTEST_MAIN(ListFlowUpdateTest)
+ZAV_REGISTER_TEST(list_flow_update, ListFlowUpdateTest, QApplication)
+
 #include "list_flow_update.moc"

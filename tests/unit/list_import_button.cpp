@@ -2,7 +2,9 @@
 
 #include "services/ui/ZAV_UICommon.h"
 #include "tests/support/MessageCloser.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableWidget>
@@ -363,5 +365,6 @@ void ListImportButtonTest::slotIsInvokedThroughTheMetaObject()
     VERIFY_DIALOGS(harness);
 }
 
-QTEST_MAIN(ListImportButtonTest)
+ZAV_REGISTER_TEST(list_import_button, ListImportButtonTest, QApplication)
+
 #include "list_import_button.moc"

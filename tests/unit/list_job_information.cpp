@@ -1,5 +1,7 @@
+#include "tests/support/TestProgram.h"
 #include "ui/import_list/JobInformation.h"
 
+#include <QApplication>
 #include <QTest>
 
 #include <limits>
@@ -121,5 +123,6 @@ void ListJobInformationTest::recordIsNotChanged()
     QCOMPARE(jobInformation(1, record, QStringLiteral("x")), QStringLiteral("up|x|ROBOT"));
 }
 
-QTEST_MAIN(ListJobInformationTest)
+ZAV_REGISTER_TEST(list_job_information, ListJobInformationTest, QApplication)
+
 #include "list_job_information.moc"

@@ -1,5 +1,7 @@
 #include "tests/support/ListPanelHarness.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QHeaderView>
 #include <QTableWidget>
 #include <QTest>
@@ -227,5 +229,6 @@ void ListJobTableTest::laterChangesOfTheListWaitForARebuild()
     COMPARE_JOURNAL(harness, {});
 }
 
-QTEST_MAIN(ListJobTableTest)
+ZAV_REGISTER_TEST(list_job_table, ListJobTableTest, QApplication)
+
 #include "list_job_table.moc"

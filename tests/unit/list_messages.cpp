@@ -1,6 +1,8 @@
 #include "tests/support/ListPanelHarness.h"
 #include "tests/support/MarkingTranslator.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QPushButton>
 #include <QTest>
 
@@ -168,5 +170,6 @@ void ListMessagesTest::confirmationNamesTheJob()
              QStringLiteral("确认导入job:") + job + QStringLiteral("到ZAV系统吗?"));
 }
 
-QTEST_MAIN(ListMessagesTest)
+ZAV_REGISTER_TEST(list_messages, ListMessagesTest, QApplication)
+
 #include "list_messages.moc"

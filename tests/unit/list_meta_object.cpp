@@ -1,5 +1,7 @@
 #include "tests/support/ListPanelHarness.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTest>
@@ -170,5 +172,6 @@ void ListMetaObjectTest::jobInfoSignalIsInvokedThroughTheMetaObject()
     VERIFY_DIALOGS(harness);
 }
 
-QTEST_MAIN(ListMetaObjectTest)
+ZAV_REGISTER_TEST(list_meta_object, ListMetaObjectTest, QApplication)
+
 #include "list_meta_object.moc"

@@ -1,7 +1,9 @@
 #include "tests/support/ListPanelHarness.h"
 
 #include "tests/support/RobotPeer.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTcpServer>
@@ -325,5 +327,6 @@ void ListRobotConnectionTest::requestOfAPanelThatIsGoneArrives()
     QTRY_COMPARE(arrived(peer), plainRequest);
 }
 
-QTEST_MAIN(ListRobotConnectionTest)
+ZAV_REGISTER_TEST(list_robot_connection, ListRobotConnectionTest, QApplication)
+
 #include "list_robot_connection.moc"

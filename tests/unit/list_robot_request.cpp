@@ -2,7 +2,9 @@
 
 #include "services/ui/ZAV_UICommon.h"
 #include "tests/support/RobotPeer.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QJsonDocument>
@@ -374,5 +376,6 @@ void ListRobotRequestTest::importFromTheButtonToTheRequest()
     VERIFY_DIALOGS(harness);
 }
 
-QTEST_MAIN(ListRobotRequestTest)
+ZAV_REGISTER_TEST(list_robot_request, ListRobotRequestTest, QApplication)
+
 #include "list_robot_request.moc"

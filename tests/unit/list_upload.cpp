@@ -1,7 +1,9 @@
 #include "tests/support/ListPanelHarness.h"
+#include "tests/support/TestProgram.h"
 
 #include "services/ui/ZAV_UICommon.h"
 
+#include <QApplication>
 #include <QTest>
 
 #include <limits>
@@ -208,5 +210,6 @@ void ListUploadTest::slotIsInvokedThroughTheMetaObject()
              QStringList{call("kozav_reupload_robot_tgz", "x", "", 5, "operator")});
 }
 
-QTEST_MAIN(ListUploadTest)
+ZAV_REGISTER_TEST(list_upload, ListUploadTest, QApplication)
+
 #include "list_upload.moc"

@@ -1,5 +1,7 @@
 #include "robot_server/CommandLine.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QTest>
 
 using namespace KOZAV::Robot;
@@ -164,5 +166,6 @@ void RobotCommandLineTest::version()
     QCOMPARE(parse(argument).information, QStringLiteral("zav_robot 1.2.3\n"));
 }
 
-QTEST_GUILESS_MAIN(RobotCommandLineTest)
+ZAV_REGISTER_TEST(robot_command_line, RobotCommandLineTest, QCoreApplication)
+
 #include "robot_command_line.moc"

@@ -1,4 +1,5 @@
 #include "robot_server/JsonSplitter.h"
+#include "tests/support/TestProgram.h"
 
 #include <QTest>
 
@@ -234,5 +235,6 @@ void RobotJsonFaultsTest::bracketsOfBothKindsCount()
     QCOMPARE(splitter.faultMessage(), QStringLiteral("byte 9: ") + QLatin1String(noComma));
 }
 
-QTEST_APPLESS_MAIN(RobotJsonFaultsTest)
+ZAV_REGISTER_TEST(robot_json_faults, RobotJsonFaultsTest, KOZAV::Test::NoApplication)
+
 #include "robot_json_faults.moc"

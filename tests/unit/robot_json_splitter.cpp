@@ -1,4 +1,5 @@
 #include "robot_server/JsonSplitter.h"
+#include "tests/support/TestProgram.h"
 
 #include <QTest>
 
@@ -263,5 +264,6 @@ void RobotJsonSplitterTest::workIsLinearWhateverThePackets()
     QVERIFY(std::all_of(works.begin(), works.end(), [&](qint64 work) { return work == works.front(); }));
 }
 
-QTEST_APPLESS_MAIN(RobotJsonSplitterTest)
+ZAV_REGISTER_TEST(robot_json_splitter, RobotJsonSplitterTest, KOZAV::Test::NoApplication)
+
 #include "robot_json_splitter.moc"

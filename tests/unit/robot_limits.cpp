@@ -1,7 +1,9 @@
 #include "robot_server/RobotServer.h"
 
 #include "tests/support/RobotClient.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -374,5 +376,6 @@ void RobotLimitsTest::peersThatAreNotAllowed()
     QCOMPARE(reason(0), taken ? QString() : QStringLiteral("the peer's address is not allowed"));
 }
 
-QTEST_GUILESS_MAIN(RobotLimitsTest)
+ZAV_REGISTER_TEST(robot_limits, RobotLimitsTest, QCoreApplication)
+
 #include "robot_limits.moc"

@@ -1,6 +1,8 @@
 #include "tests/support/RobotClient.h"
 #include "tests/support/RobotProgram.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -314,5 +316,6 @@ void RobotProgramTest::outputThatIsFull()
     QCOMPARE(program.complaint(), QByteArray("zav_robot: No space left on device\n"));
 }
 
-QTEST_GUILESS_MAIN(RobotProgramTest)
+ZAV_REGISTER_TEST(robot_program, RobotProgramTest, QCoreApplication)
+
 #include "robot_program.moc"

@@ -1,4 +1,5 @@
 #include "robot/RobotRequest.h"
+#include "tests/support/TestProgram.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -160,5 +161,6 @@ void RobotRequestTest::otherDocumentsAreInvalid()
     QCOMPARE(check.whyNot, whyNot);
 }
 
-QTEST_APPLESS_MAIN(RobotRequestTest)
+ZAV_REGISTER_TEST(robot_request, RobotRequestTest, KOZAV::Test::NoApplication)
+
 #include "robot_request.moc"

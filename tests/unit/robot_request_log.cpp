@@ -1,4 +1,5 @@
 #include "robot_server/RequestLog.h"
+#include "tests/support/TestProgram.h"
 
 #include <QBuffer>
 #include <QJsonDocument>
@@ -203,5 +204,6 @@ void RobotRequestLogTest::closedOutputIsAFailure()
              qPrintable(log.errorString()));
 }
 
-QTEST_APPLESS_MAIN(RobotRequestLogTest)
+ZAV_REGISTER_TEST(robot_request_log, RobotRequestLogTest, KOZAV::Test::NoApplication)
+
 #include "robot_request_log.moc"

@@ -1,7 +1,9 @@
 #include "tests/support/ListPanelHarness.h"
 #include "tests/support/PanelHarness.h"
 #include "tests/support/RobotProgram.h"
+#include "tests/support/TestProgram.h"
 
+#include <QApplication>
 #include <QTest>
 
 using KOZAV::Test::ListPanelHarness;
@@ -102,5 +104,6 @@ void RobotSendersTest::secondRequestOfTheSamePanel()
     QCOMPARE(robot.lines().at(0).split(' ').at(1), robot.lines().at(1).split(' ').at(1));
 }
 
-QTEST_MAIN(RobotSendersTest)
+ZAV_REGISTER_TEST(robot_senders, RobotSendersTest, QApplication)
+
 #include "robot_senders.moc"

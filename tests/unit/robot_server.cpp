@@ -1,7 +1,9 @@
 #include "robot_server/RobotServer.h"
 
 #include "tests/support/RobotClient.h"
+#include "tests/support/TestProgram.h"
 
+#include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -428,5 +430,6 @@ void RobotServerTest::stopEndsConnectionsOnce()
     QCOMPARE(m_finished->count(), 1);
 }
 
-QTEST_GUILESS_MAIN(RobotServerTest)
+ZAV_REGISTER_TEST(robot_server, RobotServerTest, QCoreApplication)
+
 #include "robot_server.moc"

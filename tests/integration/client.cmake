@@ -1,0 +1,23 @@
+# The whole road on the real services: the panels in their window, the client as a program, many clients at once.
+if(ZAV_BUILD_PANELS)
+  zav_add_test_program(
+    client_tests
+    SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
+    LIBRARIES zav_client_lib zav_operated_panel zav_site_test_support zav_client_test_support zav_samples_lib
+              Qt5::Network Qt5::Sql
+    DEFINITIONS "ZAV_VERSION=\"${PROJECT_VERSION}\"")
+  zav_add_tests(client_tests LABELS client TESTS client_batch client_command_line client_import import_edges
+                                                 import_real_jobs)
+  zav_add_tests(client_tests SITES LABELS client TESTS road)
+  zav_add_tests(client_tests LABELS client large TIMEOUT 900 TESTS import_sizes)
+  set(long_tests import_sizes)
+  if(ZAV_MARIADBD AND ZAV_WITH_MONGODB)
+    zav_add_tests(client_tests LABELS client large TIMEOUT 900 TESTS races)
+    set_property(TEST races APPEND PROPERTY ENVIRONMENT "ZAV_TEST_SITE=mariadb/gridfs")
+    list(APPEND long_tests races)
+  endif()
+  foreach(test IN LISTS long_tests)
+    set_property(TEST ${test} APPEND PROPERTY ENVIRONMENT "QTEST_FUNCTION_TIMEOUT=800000")
+    zav_keep_off_disk(${test})
+  endforeach()
+endif()

@@ -1,0 +1,360 @@
+#include "backend/records/SiteRecords.h"
+#include "tests/support/MariaDbServer.h"
+#include "tests/support/TemporaryDatabase.h"
+#include "tests/support/TestProgram.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QTest>
+
+#include <future>
+#include <vector>
+
+using namespace KOZAV::Backend;
+using namespace KOZAV::Test;
+
+/// The dialect of MariaDB on a real server: its tables, its texts, and what becomes of lost connections.
+class DatabaseMariaDbTest final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void opensAndMakesTheTables();
+    void manyProgramsMakeTheTablesAtOnce();
+    void interruptedStepIsFinished_data();
+    void interruptedStepIsFinished();
+    void tablesOfAnotherProgramAreRefused_data();
+    void tablesOfAnotherProgramAreRefused();
+    void newerTablesAreRefused();
+    void keysCompareByCodePoint();
+    void textsKeepEveryCharacter();
+    void textThatIsTooLongIsRefused();
+    void strictModeDoesNotDependOnTheServer();
+    void unchangedRowCountsAsFound();
+    void referencesHold();
+    void integrityCheckNamesADanglingRow();
+    void rowLockedByAnotherIsAnAnswer();
+    void readAfterALossIsRepeated();
+    void writeAfterALossIsNotRepeated();
+    void idleConnectionIsReplacedUnseen();
+    void newConnectionHasAWholeSession();
+    void transactionIsUndoneByALoss();
+    void commitWithoutAnAnswerIsUnknown();
+    void databaseIsMadeOnTheServer();
+    void healthTellsTheEngine();
+
+private:
+    std::unique_ptr<Database> open();
+    int companies();
+
+    DatabaseSettings m_settings;
+    std::unique_ptr<Database> m_database;
+};
+
+namespace {
+
+MariaDbServer& server()
+{
+    static MariaDbServer started;
+    return started;
+}
+
+constexpr const char* insertCompany =
+    "INSERT INTO company (code, name, created_time, updated_time) VALUES (?, ?, '', '')";
+
+QVariantList company(const QString& text)
+{
+    return {text, text};
+}
+
+QVariantList company(int number)
+{
+    return company(QString::number(number));
+}
+
+} // namespace
+
+void DatabaseMariaDbTest::init()
+{
+    m_settings = server().makeDatabase();
+    m_database = open();
+    QVERIFY(m_database);
+}
+
+void DatabaseMariaDbTest::cleanup()
+{
+    m_database.reset();
+}
+
+std::unique_ptr<Database> DatabaseMariaDbTest::open()
+{
+    Result<std::unique_ptr<Database>> opened = Database::open(m_settings);
+    if (!opened.ok())
+        qWarning("%s", qPrintable(opened.message()));
+    return opened.ok() ? std::move(opened.value()) : nullptr;
+}
+
+int DatabaseMariaDbTest::companies()
+{
+    return valueOf(*m_database, "SELECT COUNT(*) FROM company").toInt();
+}
+
+void DatabaseMariaDbTest::opensAndMakesTheTables()
+{
+    QCOMPARE(m_database->schemaVersion().value(), 1);
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    m_database = open();
+    QVERIFY(m_database);
+    QCOMPARE(m_database->schemaVersion().value(), 1);
+    QCOMPARE(companies(), 1);
+    QVERIFY(m_database->checkIntegrity().ok());
+}
+
+void DatabaseMariaDbTest::manyProgramsMakeTheTablesAtOnce()
+{
+    const DatabaseSettings fresh = server().makeDatabase();
+    std::vector<std::future<QString>> openings;
+    for (int i = 0; i < 8; ++i)
+        openings.push_back(std::async(std::launch::async, [&fresh] {
+            const auto opened = Database::open(fresh);
+            return opened.ok() ? QString::number(opened.value()->schemaVersion().value()) : opened.message();
+        }));
+    for (auto& opening : openings)
+        QCOMPARE(opening.get(), QStringLiteral("1"));
+}
+
+void DatabaseMariaDbTest::interruptedStepIsFinished_data()
+{
+    QTest::addColumn<QString>("done");
+    QTest::newRow("some tables made") << QStringLiteral("UPDATE schema_version SET version = 0");
+    QTest::newRow("the first table made") << QStringLiteral("DELETE FROM schema_version");
+}
+
+void DatabaseMariaDbTest::interruptedStepIsFinished()
+{
+    QFETCH(QString, done);
+    QVERIFY(server().run(m_settings, QStringLiteral("SET foreign_key_checks = 0; DROP TABLE pre_file, "
+                                                    "job_compress, job_flow; ") +
+                                         done));
+    QVERIFY(!server().run(m_settings, QStringLiteral("SELECT 1 FROM job_flow")));
+    m_database = open();
+    QVERIFY(m_database);
+    QCOMPARE(m_database->schemaVersion().value(), 1);
+    QCOMPARE(valueOf(*m_database, "SELECT COUNT(*) FROM job_flow").toInt(), 0);
+    QVERIFY(m_database->checkIntegrity().ok());
+}
+
+void DatabaseMariaDbTest::tablesOfAnotherProgramAreRefused_data()
+{
+    QTest::addColumn<QString>("table");
+    QTest::newRow("another name") << QStringLiteral("CREATE TABLE parts (id INTEGER)");
+    QTest::newRow("the same name") << QStringLiteral("CREATE TABLE schema_version (version INTEGER)");
+}
+
+void DatabaseMariaDbTest::tablesOfAnotherProgramAreRefused()
+{
+    QFETCH(QString, table);
+    m_settings = server().makeDatabase();
+    QVERIFY(server().run(m_settings, table));
+    const auto opened = Database::open(m_settings);
+    QCOMPARE(opened.code(), ErrorCode::Configuration);
+    QVERIFY2(opened.message().contains(QLatin1String("another program")), qPrintable(opened.message()));
+    QVERIFY2(!server().run(m_settings, QStringLiteral("SELECT 1 FROM company")), "a table was made");
+}
+
+void DatabaseMariaDbTest::newerTablesAreRefused()
+{
+    QVERIFY(server().run(m_settings, QStringLiteral("UPDATE schema_version SET version = 99")));
+    const auto opened = Database::open(m_settings);
+    QCOMPARE(opened.code(), ErrorCode::Configuration);
+    QVERIFY2(opened.message().contains(QLatin1String("99")), qPrintable(opened.message()));
+}
+
+void DatabaseMariaDbTest::keysCompareByCodePoint()
+{
+    const QStringList texts = {QStringLiteral("a"),  QStringLiteral("A"), QStringLiteral("a "),
+                               QStringLiteral("ä"),  QStringLiteral("á"), QStringLiteral("a\u0301"),
+                               QStringLiteral("ss"), QStringLiteral("ß"), QStringLiteral("公司")};
+    for (const QString& text : texts) {
+        const auto added = m_database->insert(insertCompany, company(text), Durability::Immediate);
+        QVERIFY2(added.ok(), qPrintable(text + added.message()));
+    }
+    for (const QString& text : texts)
+        QCOMPARE(valueOf(*m_database, "SELECT name FROM company WHERE code = ?", {text}).toString(), text);
+    QCOMPARE(m_database->insert(insertCompany, company(texts.first()), Durability::Immediate).code(),
+             ErrorCode::AlreadyExists);
+}
+
+void DatabaseMariaDbTest::textsKeepEveryCharacter()
+{
+    const QString text = QStringLiteral("板😀\u00a0\\'\"%_`\t\u200b𝄞");
+    QVERIFY(m_database->insert(insertCompany, company(text), Durability::Immediate).ok());
+    QCOMPARE(valueOf(*m_database, "SELECT name FROM company").toString(), text);
+}
+
+void DatabaseMariaDbTest::textThatIsTooLongIsRefused()
+{
+    const QString text(300, QLatin1Char('x'));
+    const auto added = m_database->insert(insertCompany, company(text), Durability::Immediate);
+    QCOMPARE(added.code(), ErrorCode::InvalidArgument);
+    QCOMPARE(companies(), 0);
+}
+
+void DatabaseMariaDbTest::strictModeDoesNotDependOnTheServer()
+{
+    QVERIFY(server().run(m_settings, QStringLiteral("SET GLOBAL sql_mode = ''")));
+    m_database = open();
+    textThatIsTooLongIsRefused();
+    QVERIFY(server().run(m_settings, QStringLiteral("SET GLOBAL sql_mode = DEFAULT")));
+}
+
+void DatabaseMariaDbTest::unchangedRowCountsAsFound()
+{
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    const auto changed = [this](const char* code) {
+        return m_database->change("UPDATE company SET job_count = 0 WHERE code = ?", {QLatin1String(code)},
+                                  Durability::Immediate);
+    };
+    QCOMPARE(changed("1").value(), 1);
+    QCOMPARE(changed("2").value(), 0);
+}
+
+void DatabaseMariaDbTest::referencesHold()
+{
+    const auto added = m_database->insert(
+        "INSERT INTO orig_file (guid, job_name, stored_name, suffix, company_code, user_id, created_time)"
+        " VALUES ('g', '', 's', '', 'none', 1, '')",
+        {}, Durability::Immediate);
+    QCOMPARE(added.code(), ErrorCode::NotFound);
+    QCOMPARE(m_database->insert(insertCompany, company(QString()), Durability::Immediate).code(),
+             ErrorCode::InvalidArgument);
+}
+
+void DatabaseMariaDbTest::integrityCheckNamesADanglingRow()
+{
+    QVERIFY(server().run(m_settings, QStringLiteral("SET foreign_key_checks = 0; INSERT INTO pre_file (guid, "
+                                                    "flow_guid, job_name, first_text, second_text, "
+                                                    "third_text, user_id, user_name, created_time) VALUES "
+                                                    "('g', 'none', '', '', '', '', 1, '', '')")));
+    const Status checked = m_database->checkIntegrity();
+    QCOMPARE(checked.code(), ErrorCode::Corrupt);
+    QVERIFY2(checked.message().contains(QLatin1String("pre_file")), qPrintable(checked.message()));
+}
+
+void DatabaseMariaDbTest::rowLockedByAnotherIsAnAnswer()
+{
+    m_settings.readTimeoutSeconds = 2;
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    const auto other = open();
+    QVERIFY(other);
+    const char* const update = "UPDATE company SET job_count = job_count + 1";
+    const Status held = m_database->transaction([&] {
+        if (const auto changed = m_database->change(update, {}, Durability::Immediate); !changed.ok())
+            return changed.status();
+        return other->change(update, {}, Durability::Immediate).code() == ErrorCode::Unavailable
+                   ? Status()
+                   : Status(ErrorCode::Internal, QStringLiteral("not told that the row is locked"));
+    });
+    QVERIFY2(held.ok(), qPrintable(held.message()));
+    QCOMPARE(other->change(update, {}, Durability::Immediate).value(), 1);
+    QCOMPARE(valueOf(*m_database, "SELECT job_count FROM company").toInt(), 2);
+}
+
+void DatabaseMariaDbTest::readAfterALossIsRepeated()
+{
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    server().killConnections();
+    QCOMPARE(companies(), 1);
+}
+
+void DatabaseMariaDbTest::writeAfterALossIsNotRepeated()
+{
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    server().killConnections();
+    const auto lost = m_database->insert(insertCompany, company(2), Durability::Immediate);
+    QCOMPARE(lost.code(), ErrorCode::OutcomeUnknown);
+    QVERIFY2(lost.message().contains(QLatin1String("not known")), qPrintable(lost.message()));
+    QCOMPARE(companies(), 1);
+    QVERIFY(m_database->insert(insertCompany, company(2), Durability::Immediate).ok());
+    QCOMPARE(companies(), 2);
+}
+
+void DatabaseMariaDbTest::idleConnectionIsReplacedUnseen()
+{
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    server().killConnections();
+    const QDeadlineTimer idle(1100); // Longer than a connection is trusted without a question.
+    QTRY_VERIFY(idle.hasExpired());
+    const auto added = m_database->insert(insertCompany, company(2), Durability::Immediate);
+    QVERIFY2(added.ok(), qPrintable(added.message()));
+    QCOMPARE(companies(), 2);
+}
+
+void DatabaseMariaDbTest::newConnectionHasAWholeSession()
+{
+    server().killConnections();
+    QCOMPARE(companies(), 0);
+    textsKeepEveryCharacter();
+    QCOMPARE(valueOf(*m_database, "SELECT @@SESSION.sql_mode LIKE '%STRICT_ALL_TABLES%'").toInt(), 1);
+}
+
+void DatabaseMariaDbTest::transactionIsUndoneByALoss()
+{
+    const auto work = [this](bool loseIt) {
+        return m_database->transaction([this, loseIt] {
+            if (const auto first = m_database->insert(insertCompany, company(1), Durability::Immediate);
+                !first.ok())
+                return first.status();
+            if (loseIt)
+                server().killConnections();
+            return m_database->insert(insertCompany, company(2), Durability::Immediate).status();
+        });
+    };
+    QCOMPARE(work(true).code(), ErrorCode::Unavailable);
+    QCOMPARE(companies(), 0);
+    QVERIFY(work(false).ok());
+    QCOMPARE(companies(), 2);
+}
+
+void DatabaseMariaDbTest::commitWithoutAnAnswerIsUnknown()
+{
+    const Status outcome = m_database->transaction([this] {
+        const auto added = m_database->insert(insertCompany, company(1), Durability::Immediate);
+        server().killConnections();
+        return added.status();
+    });
+    QCOMPARE(outcome.code(), ErrorCode::OutcomeUnknown);
+    QCOMPARE(companies(), 0);
+}
+
+void DatabaseMariaDbTest::databaseIsMadeOnTheServer()
+{
+    DatabaseSettings fresh = m_settings;
+    fresh.name = m_settings.name + QStringLiteral("_`quoted");
+    const Result<bool> refused = Database::createOnServer(fresh);
+    QCOMPARE(refused.code(), ErrorCode::NotPermitted);
+    QVERIFY(server().run(m_settings, QStringLiteral("GRANT ALL ON *.* TO '%1'@'%'").arg(m_settings.user)) ||
+            server().run(m_settings,
+                         QStringLiteral("GRANT ALL ON *.* TO '%1'@'127.0.0.1'").arg(m_settings.user)));
+    const Result<bool> made = Database::createOnServer(fresh);
+    QVERIFY2(made.ok(), qPrintable(made.message()));
+    QCOMPARE(made.value(), true);
+    QCOMPARE(Database::createOnServer(fresh).value(), false);
+    QVERIFY(Database::open(fresh).ok());
+}
+
+void DatabaseMariaDbTest::healthTellsTheEngine()
+{
+    const Result<ServiceHealth> health = m_database->health();
+    QVERIFY2(health.ok(), qPrintable(health.message()));
+    QVERIFY2(health->engine.startsWith(QLatin1String("MariaDB ")), qPrintable(health->engine));
+    QVERIFY(health->remote);
+    QCOMPARE(health->encryption, QString());
+    QVERIFY(health->latencyMs > 0);
+    QVERIFY(health->place.startsWith(QLatin1String("127.0.0.1:")));
+}
+
+ZAV_REGISTER_TEST(database_mariadb, DatabaseMariaDbTest, QCoreApplication)
+
+#include "database_mariadb.moc"

@@ -1,0 +1,17 @@
+# The document store in a local directory, and the packing of folders.
+add_library(zav_file_test_support STATIC "${PROJECT_SOURCE_DIR}/tests/support/TestFiles.cpp"
+                                         "${PROJECT_SOURCE_DIR}/tests/support/StoreBox.cpp"
+                                         "${PROJECT_SOURCE_DIR}/tests/support/PackBox.cpp")
+zav_compile_options(zav_file_test_support)
+target_link_libraries(zav_file_test_support PUBLIC kozav_backend_core Qt5::Core)
+
+zav_add_test_program(
+  file_tests
+  LIBRARIES zav_file_test_support Threads::Threads ZLIB::ZLIB
+  DEFINITIONS "ZAV_WITH_MONGODB=$<BOOL:${ZAV_WITH_MONGODB}>")
+zav_add_tests(file_tests LABELS store TESTS store_adopting store_content store_damage store_full_disk
+                                            store_interruption store_names store_refusals)
+zav_add_tests(file_tests LABELS pack TESTS pack_changes pack_content pack_faults pack_links pack_many pack_pieces
+                                           pack_refusals)
+zav_add_tests(file_tests LABELS pack large TIMEOUT 600 TESTS pack_huge)
+zav_repeat_tests(c_locale ENVIRONMENT LC_ALL=C TESTS store_names)
