@@ -1,6 +1,6 @@
 #include "backend/config/IniDocument.h"
 
-#include "backend/Utf8.h"
+#include "backend/Text.h"
 #include "backend/config/Redaction.h"
 
 #include <QRegularExpression>

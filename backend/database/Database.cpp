@@ -1,6 +1,6 @@
 #include "backend/database/Database.h"
 
-#include "backend/IsoTime.h"
+#include "backend/Text.h"
 #include "backend/database/Connection.h"
 #include "backend/database/Dialect.h"
 

@@ -1,3 +1,11 @@
+// Hashing costs more than reading and writing from memory, so it goes beside them: while a second thread
+// hashes one block, this one writes it and reads the next. Two buffers are enough: before a block is handed
+// over, the hash of the one before is waited for, and with that the buffer that is filled next is free.
+//
+// A source is copied as it was at one moment or not at all: its state is compared before and after, and its
+// length with what was read. The first byte too many ends the pass, so that a file which grows without end
+// does not.
+
 #include "backend/io/FileCopy.h"
 
 #include "backend/io/FilePath.h"

@@ -1,6 +1,6 @@
 #include "backend/io/FilePath.h"
 
-#include "backend/Utf8.h"
+#include "backend/Text.h"
 #include "backend/io/FileInfo.h"
 #include "backend/io/Folder.h"
 #include "backend/io/SystemError.h"

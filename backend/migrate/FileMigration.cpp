@@ -1,3 +1,12 @@
+// A source in use is copied in passes. Each lists what is there, copies what no pass before has brought, and
+// notes the content that the target then held. The last pass runs in the same snapshot as the rows, so no row
+// points at a file that was not brought; verify() lists both sides again and compares them with the notes.
+// Nothing is locked: what changes meanwhile is told, and the next run goes on from there, since files that
+// the target has are only compared.
+//
+// Several threads bring files, each over stores of its own; they share the list, the notes and the meter,
+// guarded by one mutex. The first failure is the one that is told.
+
 #include "backend/migrate/FileMigration.h"
 
 #include "backend/Guarded.h"

@@ -9,7 +9,7 @@
 
 #include "backend/pack/FolderListing.h"
 
-#include "backend/Utf8.h"
+#include "backend/Text.h"
 #include "backend/io/FilePath.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "backend/IsoTime.h"
+#include "backend/Text.h"
 #include "tests/support/TestProgram.h"
 
 #include <QTest>

@@ -1,6 +1,6 @@
 #include "backend/store/gridfs/GridFsFile.h"
 
-#include "backend/Utf8.h"
+#include "backend/Text.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Sha256.h"
 #include "backend/store/StoreNames.h"

@@ -1,6 +1,17 @@
+// A stored file is its data and its sum, two files of the same name in two folders; it is stored while both
+// are there and fit. So there is one moment at which a put is done, and whatever interrupts one before that
+// leaves data without a sum, or a sum without data: both mean nothing, and the next put of the name clears
+// them away.
+//
+// What takes long, the copying, hashing and flushing of the data, is done before the lock is taken. Under the
+// lock the sum gets its name first, then the data, then both folders are brought to the disk. A name is never
+// given other content: the data is renamed without replacing. Comparing with what is stored already takes no
+// lock either, since what is stored never changes; it may only have been removed meanwhile, which fails the
+// comparison.
+
 #include "backend/store/local/LocalStoreFolder.h"
 
-#include "backend/IsoTime.h"
+#include "backend/Text.h"
 #include "backend/io/FileCopy.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
