@@ -10,18 +10,24 @@ namespace KOZAV::Admin {
 
 using namespace Backend;
 using namespace Terminal;
+using DataLib::Model::Odbpp_Company;
 
 namespace {
 
-QJsonObject companyJson(const CompanyRecord& company)
+QString text(const std::string& utf8)
+{
+    return QString::fromStdString(utf8);
+}
+
+QJsonObject companyJson(const Odbpp_Company& company)
 {
     return {{QStringLiteral("id"), company.companyId},
-            {QStringLiteral("code"), company.code},
-            {QStringLiteral("name"), company.name},
+            {QStringLiteral("code"), text(company.companyCode)},
+            {QStringLiteral("name"), text(company.companyLabel)},
             {QStringLiteral("job_count"), company.jobCount},
             {QStringLiteral("batch_number"), company.batchNumber},
-            {QStringLiteral("created"), company.createdTime},
-            {QStringLiteral("updated"), company.updatedTime}};
+            {QStringLiteral("created"), text(company.createdTime)},
+            {QStringLiteral("updated"), text(company.updatedTime)}};
 }
 
 } // namespace
@@ -35,10 +41,11 @@ Result<Report> companyAddVerb(const Call& call)
                                     call.line.options.value(QStringLiteral("name")));
     if (!company.ok())
         return company.status();
-    const QString text = QStringLiteral("added company %1 \"%2\" with id %3\n")
-                             .arg(printable(company->code), printable(company->name))
-                             .arg(company->companyId);
-    return Report{{{QStringLiteral("company"), companyJson(company.value())}}, text};
+    const QString added =
+        QStringLiteral("added company %1 \"%2\" with id %3\n")
+            .arg(printable(text(company->companyCode)), printable(text(company->companyLabel)))
+            .arg(company->companyId);
+    return Report{{{QStringLiteral("company"), companyJson(company.value())}}, added};
 }
 
 Result<Report> companyListVerb(const Call& call)
@@ -54,10 +61,11 @@ Result<Report> companyListVerb(const Call& call)
                      QStringLiteral("JOBS"), QStringLiteral("BATCH")});
     table.alignRight({0, 3, 4});
     QJsonArray list;
-    for (const CompanyRecord& company : companies.value()) {
+    for (const Odbpp_Company& company : companies.value()) {
         list.append(companyJson(company));
-        table.addRow({QString::number(company.companyId), company.code, company.name,
-                      QString::number(company.jobCount), QString::number(company.batchNumber)});
+        table.addRow({QString::number(company.companyId), text(company.companyCode),
+                      text(company.companyLabel), QString::number(company.jobCount),
+                      QString::number(company.batchNumber)});
     }
     return Report{{{QStringLiteral("companies"), list}}, table.toString()};
 }

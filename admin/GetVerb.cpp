@@ -1,7 +1,7 @@
 #include "admin/Application.h"
 #include "admin/Verbs.h"
 #include "admin/Workplace.h"
-#include "backend/records/SiteRecords.h"
+#include "backend/records/JobListing.h"
 #include "backend/store/DocumentStore.h"
 #include "terminal/PrintableText.h"
 

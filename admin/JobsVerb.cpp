@@ -1,5 +1,6 @@
 #include "admin/Verbs.h"
 #include "admin/Workplace.h"
+#include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "terminal/TextTable.h"
 
@@ -34,13 +35,16 @@ Status askForCompany(const QString& company, Database& database, JobQuestion& qu
     if (!companies.ok())
         return companies.status();
     const auto& list = companies.value();
-    auto found = std::find_if(list.cbegin(), list.cend(), [&](const auto& c) { return c.code == company; });
+    const std::string wanted = company.toStdString();
+    auto found =
+        std::find_if(list.cbegin(), list.cend(), [&](const auto& c) { return c.companyCode == wanted; });
     if (found == list.cend())
-        found = std::find_if(list.cbegin(), list.cend(), [&](const auto& c) { return c.name == company; });
+        found =
+            std::find_if(list.cbegin(), list.cend(), [&](const auto& c) { return c.companyLabel == wanted; });
     if (found == list.cend())
         return Status::notFound(
             QStringLiteral("there is no company with the code or name \"%1\"").arg(company));
-    question.filter.companyCode = found->code;
+    question.filter.companyCode = QString::fromStdString(found->companyCode);
     return {};
 }
 

@@ -5,6 +5,7 @@
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 #include "backend/io/Folder.h"
+#include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 

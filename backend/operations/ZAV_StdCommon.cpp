@@ -4,7 +4,7 @@
 #include "backend/Operation.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
-#include "backend/records/SiteRecords.h"
+#include "backend/records/JobListing.h"
 
 #include <utility>
 

@@ -1,5 +1,6 @@
+#include "backend/records/JobListing.h"
+
 #include "backend/database/Database.h"
-#include "backend/records/SiteRecords.h"
 
 namespace KOZAV::Backend {
 
@@ -74,32 +75,39 @@ QVariantList otherValues(const JobFilter& filter)
     return values;
 }
 
-JobRecord readJob(const QSqlQuery& row)
+/// The columns of SELECT_JOB.
+JobRecord readJob(RowReader& row)
 {
-    int column = 0;
-    const auto text = [&] { return row.value(column++).toString(); };
-    const auto number = [&] { return row.value(column++).toInt(); };
     JobRecord job;
-    job.jobId = number();
-    job.flowGuid = text();
-    job.generatedName = text();
-    job.jobName = text();
-    job.flowNo = text();
-    job.state = number();
-    job.subState = number();
-    job.batchNumber = number();
-    job.userId = number();
-    job.createdTime = text();
-    job.origFileGuid = text();
-    job.companyCode = text();
-    job.companyName = text();
-    job.storedName = text();
-    job.suffix = text();
-    job.fileStore = text();
-    job.resource = text();
-    job.customer2 = text();
-    job.customer3 = text();
-    job.complete = number() != 0;
+    job.jobId = row.number();
+    job.flowGuid = row.text();
+    job.generatedName = row.text();
+    job.jobName = row.text();
+    job.flowNo = row.text();
+    job.state = row.number();
+    job.subState = row.number();
+    job.batchNumber = row.number();
+    job.userId = row.number();
+    job.createdTime = row.text();
+    job.origFileGuid = row.text();
+    job.companyCode = row.text();
+    job.companyName = row.text();
+    job.storedName = row.text();
+    job.suffix = row.text();
+    job.fileStore = row.text();
+    job.resource = row.text();
+    job.customer2 = row.text();
+    job.customer3 = row.text();
+    job.complete = row.number() != 0;
+    return job;
+}
+
+DataLib::Model::Odbpp_Job_C readWaitingJob(RowReader& row)
+{
+    DataLib::Model::Odbpp_Job_C job;
+    job.flowId = row.utf8();
+    job.jobId = row.number();
+    job.jobName = row.utf8();
     return job;
 }
 
@@ -108,14 +116,14 @@ JobRecord readJob(const QSqlQuery& row)
 Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter)
 {
     const auto [sql, values] = wayIn(filter);
-    std::vector<JobRecord> jobs;
-    const Status status = database.query(sql, values + otherValues(filter), [&](const QSqlQuery& row) {
-        jobs.push_back(readJob(row));
-        return true;
-    });
-    if (!status.ok())
-        return status;
-    return jobs;
+    return database.list(sql, values + otherValues(filter), readJob);
+}
+
+Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database)
+{
+    return database.list(
+        "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0 ORDER BY id", {},
+        readWaitingJob);
 }
 
 } // namespace KOZAV::Backend

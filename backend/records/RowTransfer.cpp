@@ -5,6 +5,18 @@
 #include <algorithm>
 #include <limits>
 
+// A row leaves one engine and enters another one as values that mean the same on both: numbers, texts and
+// NULL. What an engine gives in a type of its own is turned into these or refused, so that a digest over the
+// rows is equal on every engine for equal rows, and a comparison of two sites compares what they hold.
+//
+// The list of tables below is the schema as far as rows are concerned, in an order in which every reference
+// leads to a row that is there already. One cannot be had so: original files and flows refer to each other.
+// Such a column is a LaterReference, which is left NULL at first and written once the other table has its
+// rows. An Identity column tells whether two rows under one number are the same row at different times.
+//
+// Rows go in by many to a statement; where the engine refuses one for what it holds, they are tried again one
+// by one, so that the message names it.
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -191,7 +203,7 @@ Status insertPiece(Database& database, const TransferTable& table, const Transfe
     QVariantList values;
     for (int i = 0; i < count; ++i)
         values += rows[i];
-    const Result<int> inserted =
+    const auto inserted =
         database.change(insertText(table, count).constData(), values, Durability::Immediate);
     if (inserted.ok() && inserted.value() != count)
         return Status::internal(QStringLiteral("%1 of %2 rows were inserted into %3")
@@ -209,7 +221,7 @@ Status insertInPieces(Database& database, const TransferTable& table, const std:
         for (int at = 0; at < size;) {
             const int count = size - at >= pieceRows ? pieceRows : 1;
             const TransferRow* first = rows.data() + at;
-            if (const Status status = insertPiece(database, table, first, count); !status.ok())
+            if (const auto status = insertPiece(database, table, first, count); !status.ok())
                 return count == 1 ? located(table, *first, status) : status;
             at += count;
         }
@@ -269,9 +281,9 @@ Result<std::vector<TransferRow>> readRows(Database& database, const TransferTabl
 {
     std::vector<TransferRow> rows;
     Status odd;
-    const Status status =
+    const auto status =
         database.query(selectText(table).constData(), {afterNumber, limit}, [&](const QSqlQuery& query) {
-            Result<TransferRow> row = rowOf(table, query);
+            auto row = rowOf(table, query);
             odd = row.status();
             if (row.ok())
                 rows.push_back(std::move(row.value()));
@@ -285,7 +297,7 @@ Result<std::vector<TransferRow>> readRows(Database& database, const TransferTabl
 
 Status insertRows(Database& database, const TransferTable& table, const std::vector<TransferRow>& rows)
 {
-    const Status inserted = insertInPieces(database, table, rows, rowsPerStatement);
+    const auto inserted = insertInPieces(database, table, rows, rowsPerStatement);
     // Once more one by one, so that the message names the row.
     return isAboutARow(inserted.code()) ? insertInPieces(database, table, rows, 1) : inserted;
 }
@@ -295,7 +307,7 @@ Status updateRows(Database& database, const TransferTable& table, const std::vec
     return database.transaction([&] {
         for (const TransferRow& row : rows) {
             const QVariantList values = row.mid(1) << row.at(0);
-            const Result<int> changed =
+            const auto changed =
                 database.change(updateText(table).constData(), values, Durability::Immediate);
             if (!changed.ok())
                 return located(table, row, changed.status());
@@ -321,12 +333,12 @@ bool hasLaterReferences(const TransferTable& table)
 Result<QStringList> fileStoresInRows(Database& database)
 {
     QStringList names;
-    const Status status =
+    const auto status =
         database.query("SELECT DISTINCT file_store FROM job_compress", {}, [&names](const QSqlQuery& row) {
             names << row.value(0).toString();
             return true;
         });
-    return status.ok() ? Result<QStringList>(names) : Result<QStringList>(status);
+    return status.ok() ? Result(names) : status;
 }
 
 RowDigest::RowDigest(const TransferTable& table)
@@ -367,7 +379,7 @@ Result<TableDigest> digestOfTable(Database& database, const TransferTable& table
     RowDigest digest(table);
     qint64 last = std::numeric_limits<qint64>::min();
     for (;;) {
-        const Result<std::vector<TransferRow>> rows = readRows(database, table, last, rowsPerRead);
+        const auto rows = readRows(database, table, last, rowsPerRead);
         if (!rows.ok())
             return rows.status();
         for (const TransferRow& row : rows.value())

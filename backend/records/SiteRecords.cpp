@@ -3,9 +3,12 @@
 #include "backend/database/Database.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace KOZAV::Backend {
+
+using DataLib::Model::Odbpp_Company;
 
 namespace {
 
@@ -45,18 +48,53 @@ Status checkName(const QString& name)
             .arg(longestName));
 }
 
-CompanyRecord readCompany(const QSqlQuery& row)
+#define SELECT_COMPANY                                                                                       \
+    "SELECT id, code, name, job_count, batch_number, updated_user_id, created_time, updated_time FROM "      \
+    "company"
+
+/// The columns of SELECT_COMPANY.
+Odbpp_Company readCompany(RowReader& row)
 {
-    return {row.value(0).toInt(), row.value(1).toString(), row.value(2).toString(), row.value(3).toInt(),
-            row.value(4).toInt(), row.value(5).toString(), row.value(6).toString()};
+    Odbpp_Company company;
+    company.companyId = row.number();
+    company.companyCode = row.utf8();
+    company.companyLabel = row.utf8();
+    company.jobCount = row.number();
+    company.batchNumber = row.number();
+    company.updateUserId = row.number();
+    company.createdTime = row.utf8();
+    company.updatedTime = row.utf8();
+    return company;
 }
 
-Status takenCode(const QString& code, const CompanyRecord& by)
+/// One text for each set of conditions, so that an index serves it: 1 for the name, 2 for the code, 4 for the
+/// number, added up.
+constexpr std::array<const char*, 8> companySelects = {
+    SELECT_COMPANY " ORDER BY id",
+    SELECT_COMPANY " WHERE name = ? ORDER BY id",
+    SELECT_COMPANY " WHERE code = ? ORDER BY id",
+    SELECT_COMPANY " WHERE name = ? AND code = ? ORDER BY id",
+    SELECT_COMPANY " WHERE id = ? ORDER BY id",
+    SELECT_COMPANY " WHERE name = ? AND id = ? ORDER BY id",
+    SELECT_COMPANY " WHERE code = ? AND id = ? ORDER BY id",
+    SELECT_COMPANY " WHERE name = ? AND code = ? AND id = ? ORDER BY id",
+};
+
+#undef SELECT_COMPANY
+
+Status takenCode(const QString& code, const Odbpp_Company& by)
 {
-    QString message = QStringLiteral("the company \"%1\" has the code \"%2\" already").arg(by.name, by.code);
-    if (by.code != code)
+    const QString theirs = QString::fromStdString(by.companyCode);
+    QString message = QStringLiteral("the company \"%1\" has the code \"%2\" already")
+                          .arg(QString::fromStdString(by.companyLabel), theirs);
+    if (theirs != code)
         message += QStringLiteral(", and the robot does not tell codes apart that differ in case alone");
     return Status::alreadyExists(message);
+}
+
+Status takenName(const QString& name)
+{
+    return Status::alreadyExists(QStringLiteral("there is a company with the name \"%1\" already").arg(name));
 }
 
 /// Fails where another company has the code, in whatever case, or the name. To be asked in the transaction of
@@ -66,148 +104,131 @@ Status refuseTaken(Database& database, const QString& code, const QString& name)
     const auto companies = listCompanies(database);
     if (!companies.ok())
         return companies.status();
-    for (const CompanyRecord& company : companies.value())
-        if (company.code.toLower() == code.toLower())
+    for (const Odbpp_Company& company : companies.value())
+        if (QString::fromStdString(company.companyCode).toLower() == code.toLower())
             return takenCode(code, company);
-    for (const CompanyRecord& company : companies.value())
-        if (company.name == name)
-            return Status::alreadyExists(
-                QStringLiteral("there is a company with the name \"%1\" already").arg(name));
+    for (const Odbpp_Company& company : companies.value())
+        if (company.companyLabel == name.toStdString())
+            return takenName(name);
     return {};
 }
 
-Status insertCompany(Database& database, CompanyRecord& company)
-{
-    const Result<qint64> id = database.insert(
-        "INSERT INTO company (code, name, created_time, updated_time) VALUES (?, ?, ?, ?)",
-        {company.code, company.name, company.createdTime, company.updatedTime}, Durability::Immediate);
-    if (id.ok())
-        company.companyId = static_cast<int>(id.value());
-    return id.status();
-}
-
-/// Whether a company other than the one with the code has the name.
+/// Fails where a company other than the one with the code has the name.
 Status refuseNameOfAnother(Database& database, const QString& code, const QString& name)
 {
-    Status taken;
-    const Status asked =
-        database.query("SELECT code FROM company WHERE name = ?", {name}, [&](const QSqlQuery& row) {
-            if (row.value(0).toString() != code)
-                taken = Status::alreadyExists(
-                    QStringLiteral("there is a company with the name \"%1\" already").arg(name));
-            return false;
-        });
-    return asked.ok() ? taken : asked;
+    const auto owner = database.value("SELECT code FROM company WHERE name = ?", {name});
+    if (!owner.ok())
+        return owner.status();
+    return owner->isValid() && owner->toString() != code ? takenName(name) : Status();
+}
+
+OrigFileRecord readOrigFile(RowReader& row)
+{
+    OrigFileRecord file;
+    file.id = row.number();
+    file.guid = row.text();
+    file.companyCode = row.text();
+    file.companyName = row.text();
+    file.jobName = row.text();
+    file.generatedName = row.text();
+    file.storedName = row.text();
+    file.suffix = row.text();
+    file.createdTime = row.text();
+    file.state = row.optionalNumber();
+    file.subState = row.optionalNumber();
+    return file;
+}
+
+PreFileRecord readPreFile(RowReader& row)
+{
+    PreFileRecord file;
+    file.guid = row.text();
+    file.flowGuid = row.text();
+    file.jobName = row.text();
+    file.firstText = row.text();
+    file.secondText = row.text();
+    file.thirdText = row.text();
+    file.userId = row.number();
+    file.userName = row.text();
+    file.createdTime = row.text();
+    return file;
 }
 
 } // namespace
 
-Result<CompanyRecord> addCompany(Database& database, const QString& code, const QString& name)
+Result<std::vector<Odbpp_Company>> listCompanies(Database& database, const CompanyFilter& filter)
+{
+    size_t conditions = 0;
+    QVariantList values;
+    const auto take = [&](size_t condition, const auto& wanted) {
+        if (!wanted)
+            return;
+        conditions += condition;
+        values << *wanted;
+    };
+    take(1, filter.name);
+    take(2, filter.code);
+    take(4, filter.number);
+    return database.list(companySelects.at(conditions), values, readCompany);
+}
+
+Result<Odbpp_Company> addCompany(Database& database, const QString& code, const QString& name)
 {
     for (const Status& status : {checkCode(code), checkName(name)})
         if (!status.ok())
             return status;
-    CompanyRecord company;
-    company.code = code;
-    company.name = name;
-    company.createdTime = rowTime();
+    const QString now = rowTime();
+    Odbpp_Company company;
+    company.companyCode = code.toStdString();
+    company.companyLabel = name.toStdString();
+    company.createdTime = now.toStdString();
     company.updatedTime = company.createdTime;
-    const Status status = database.transaction([&] {
-        if (Status taken = refuseTaken(database, code, name); !taken.ok())
-            return taken;
-        return insertCompany(database, company);
+    const auto added = database.transaction([&] {
+        if (auto free = refuseTaken(database, code, name); !free.ok())
+            return free;
+        const auto number = database.insert(
+            "INSERT INTO company (code, name, created_time, updated_time) VALUES (?, ?, ?, ?)",
+            {code, name, now, now}, Durability::Immediate);
+        if (number.ok())
+            company.companyId = static_cast<int>(number.value());
+        return number.status();
     });
-    return status.ok() ? Result<CompanyRecord>(company) : Result<CompanyRecord>(status);
+    return added.ok() ? Result(company) : added;
 }
 
 Status renameCompany(Database& database, const QString& code, const QString& newName)
 {
-    if (Status status = checkName(newName); !status.ok())
+    if (auto status = checkName(newName); !status.ok())
         return status;
     return database.transaction([&] {
-        if (Status taken = refuseNameOfAnother(database, code, newName); !taken.ok())
-            return taken;
-        const Result<int> changed =
-            database.change("UPDATE company SET name = ?, updated_time = ? WHERE code = ?",
-                            {newName, rowTime(), code}, Durability::Immediate);
+        if (auto free = refuseNameOfAnother(database, code, newName); !free.ok())
+            return free;
+        const auto changed = database.change("UPDATE company SET name = ?, updated_time = ? WHERE code = ?",
+                                             {newName, rowTime(), code}, Durability::Immediate);
         if (changed.ok() && changed.value() == 0)
             return Status::notFound(QStringLiteral("there is no company with the code \"%1\"").arg(code));
         return changed.status();
     });
 }
 
-Result<std::vector<CompanyRecord>> listCompanies(Database& database)
-{
-    std::vector<CompanyRecord> companies;
-    const Status status =
-        database.query("SELECT id, code, name, job_count, batch_number, created_time, updated_time"
-                       " FROM company ORDER BY id",
-                       {}, [&](const QSqlQuery& row) {
-                           companies.push_back(readCompany(row));
-                           return true;
-                       });
-    if (!status.ok())
-        return status;
-    return companies;
-}
-
 Result<std::vector<OrigFileRecord>> listOrigFiles(Database& database, int limit)
 {
-    const auto number = [](const QVariant& value) {
-        return value.isNull() ? std::optional<int>() : std::optional<int>(value.toInt());
-    };
     const qint64 most = limit > 0 ? limit : std::numeric_limits<qint64>::max();
-    std::vector<OrigFileRecord> files;
-    const Status status = database.query(
+    return database.list(
         "SELECT o.id, o.guid, o.company_code, c.name, o.job_name, f.ko_serial_name, o.stored_name, o.suffix,"
         " o.created_time, f.state, f.sub_state FROM orig_file o"
         " LEFT JOIN company c ON c.code = o.company_code"
         " LEFT JOIN job_flow f ON f.guid = COALESCE(o.flow_guid,"
         "  (SELECT guid FROM job_flow WHERE orig_file_guid = o.guid ORDER BY id LIMIT 1))"
         " ORDER BY o.id DESC LIMIT ?",
-        {most}, [&](const QSqlQuery& row) {
-            files.push_back({row.value(0).toInt(), row.value(1).toString(), row.value(2).toString(),
-                             row.value(3).toString(), row.value(4).toString(), row.value(5).toString(),
-                             row.value(6).toString(), row.value(7).toString(), row.value(8).toString(),
-                             number(row.value(9)), number(row.value(10))});
-            return true;
-        });
-    if (!status.ok())
-        return status;
-    return files;
+        {most}, readOrigFile);
 }
 
 Result<std::vector<PreFileRecord>> listPreFiles(Database& database, const QString& flowGuid)
 {
-    std::vector<PreFileRecord> files;
-    const Status status = database.query(
-        "SELECT guid, flow_guid, job_name, first_text, second_text, third_text, user_id, user_name, "
-        "created_time"
-        " FROM pre_file WHERE flow_guid = ? ORDER BY id",
-        {flowGuid}, [&](const QSqlQuery& row) {
-            files.push_back({row.value(0).toString(), row.value(1).toString(), row.value(2).toString(),
-                             row.value(3).toString(), row.value(4).toString(), row.value(5).toString(),
-                             row.value(6).toInt(), row.value(7).toString(), row.value(8).toString()});
-            return true;
-        });
-    if (!status.ok())
-        return status;
-    return files;
-}
-
-Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database)
-{
-    std::vector<DataLib::Model::Odbpp_Job_C> jobs;
-    const Status status = database.query(
-        "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0 ORDER BY id", {},
-        [&](const QSqlQuery& row) {
-            jobs.push_back({row.value(0).toString().toStdString(), row.value(1).toInt(),
-                            row.value(2).toString().toStdString()});
-            return true;
-        });
-    if (!status.ok())
-        return status;
-    return jobs;
+    return database.list("SELECT guid, flow_guid, job_name, first_text, second_text, third_text, user_id,"
+                         " user_name, created_time FROM pre_file WHERE flow_guid = ? ORDER BY id",
+                         {flowGuid}, readPreFile);
 }
 
 } // namespace KOZAV::Backend

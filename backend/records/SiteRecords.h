@@ -1,80 +1,39 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "services/model/Odbpp_Job_C.h"
+#include "services/model/Odbpp_Company.h"
 
 #include <QString>
 
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace KOZAV::Backend {
 
 class Database;
 
-/// Companies and listings beyond what the service operations offer: for administration and for the client's
-/// tables.
-
-struct CompanyRecord
-{
-    int companyId = 0;
-    QString code;
-    QString name;
-    int jobCount = 0;
-    int batchNumber = 0;
-    QString createdTime;
-    QString updatedTime;
-};
-
-/// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to
-/// 255 characters without control characters. Both unique, the code in
-/// whatever case, as saved jobs go to the robot in lower case. AlreadyExists names what is taken.
-Result<CompanyRecord> addCompany(Database& database, const QString& code, const QString& name);
-/// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.
-Status renameCompany(Database& database, const QString& code, const QString& newName);
-/// In the order in which they were made.
-Result<std::vector<CompanyRecord>> listCompanies(Database& database);
-
-/// One imported job: its flow row with what is linked to it. Absent parts are empty texts or 0.
-struct JobRecord
-{
-    int jobId = 0;
-    QString flowGuid;
-    QString generatedName;
-    QString jobName;
-    QString flowNo;
-    int state = 0;
-    int subState = 0;
-    int batchNumber = 0;
-    int userId = 0;
-    QString createdTime;
-    QString origFileGuid;
-    QString companyCode;
-    QString companyName;
-    QString storedName;
-    QString suffix;
-    QString fileStore;
-    QString resource;
-    QString customer2;
-    QString customer3;
-    bool complete = false; ///< the job-compress row exists: the import is durable
-};
+/// Companies and the files beside a site's jobs, beyond what the service operations offer: for administration
+/// and for the client's tables.
 
 /// All given conditions must hold.
-struct JobFilter
+struct CompanyFilter
 {
-    std::optional<QString> companyCode;
-    std::optional<QString> companyName;
-    std::optional<QString> generatedName;
-    std::optional<QString> flowGuid;
-    std::optional<int> state;
-    std::optional<int> subState;
-    std::optional<int> batchNumber;
+    std::optional<QString> name;
+    std::optional<QString> code;
+    std::optional<qint64> number; ///< identifier of the row
 };
 
-/// Oldest first.
-Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
+/// In the order in which they were made.
+Result<std::vector<DataLib::Model::Odbpp_Company>> listCompanies(Database& database,
+                                                                 const CompanyFilter& filter = {});
+
+/// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to
+/// 255 characters without control characters. Both unique: AlreadyExists names the one that is taken.
+Result<DataLib::Model::Odbpp_Company> addCompany(Database& database, const QString& code,
+                                                 const QString& name);
+
+/// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.
+Status renameCompany(Database& database, const QString& code, const QString& newName);
 
 /// One original-file row with its company and the state of its flow; flow parts are absent where it has none.
 struct OrigFileRecord
@@ -111,8 +70,5 @@ struct PreFileRecord
 
 /// The pre-processed files of a job, oldest first.
 Result<std::vector<PreFileRecord>> listPreFiles(Database& database, const QString& flowGuid);
-
-/// The job flows in state (0, 0), oldest first, with the generated job name.
-Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
 
 } // namespace KOZAV::Backend

@@ -3,6 +3,7 @@
 #include "backend/Site.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
+#include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 #include "tests/support/SiteEngines.h"

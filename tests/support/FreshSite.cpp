@@ -100,10 +100,10 @@ std::vector<Backend::OrigFileRecord> FreshSite::origFiles() const
     return valueOf(Backend::listOrigFiles(database()));
 }
 
-Backend::CompanyRecord FreshSite::company(const QString& code) const
+DataLib::Model::Odbpp_Company FreshSite::company(const QString& code) const
 {
     for (const auto& record : valueOf(Backend::listCompanies(database()))) {
-        if (record.code == code)
+        if (record.companyCode == code.toStdString())
             return record;
     }
     qFatal("no company %s", qUtf8Printable(code));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 
 #include <QByteArray>
@@ -31,7 +32,7 @@ public:
 
     [[nodiscard]] std::vector<Backend::JobRecord> jobs() const;
     [[nodiscard]] std::vector<Backend::OrigFileRecord> origFiles() const;
-    [[nodiscard]] Backend::CompanyRecord company(const QString& code) const;
+    [[nodiscard]] DataLib::Model::Odbpp_Company company(const QString& code) const;
 
     /// Fetches the stored file through the service. @return its local path; empty where the service fails
     [[nodiscard]] QString fetch(const Backend::JobRecord& job) const;

@@ -39,16 +39,16 @@ void DatabaseCompaniesTest::init()
 
 void DatabaseCompaniesTest::addedCompaniesAreListedInTheirOrder()
 {
-    const Result<CompanyRecord> zeta = addCompany(*m_database, QStringLiteral("Z"), QStringLiteral("Zeta"));
-    const Result<CompanyRecord> alpha =
+    const auto zeta = addCompany(*m_database, QStringLiteral("Z"), QStringLiteral("Zeta"));
+    const auto alpha =
         addCompany(*m_database, QStringLiteral("A"), QString::fromUtf8("\xE7\x94\xB2 & \"S\xC3\xB6hne\""));
     QVERIFY(zeta.ok() && alpha.ok());
-    const Result<std::vector<CompanyRecord>> listed = listCompanies(*m_database);
+    const auto listed = listCompanies(*m_database);
     QCOMPARE(listed->size(), size_t{2});
     QCOMPARE(listed->at(0).companyId, zeta->companyId);
-    QCOMPARE(listed->at(0).name, QStringLiteral("Zeta"));
-    QCOMPARE(listed->at(1).code, QStringLiteral("A"));
-    QCOMPARE(listed->at(1).name, alpha->name);
+    QCOMPARE(listed->at(0).companyLabel, std::string("Zeta"));
+    QCOMPARE(listed->at(1).companyCode, std::string("A"));
+    QCOMPARE(listed->at(1).companyLabel, alpha->companyLabel);
     QCOMPARE(listed->at(1).createdTime, alpha->createdTime);
     QCOMPARE(listed->at(1).jobCount, 0);
     QCOMPARE(listed->at(1).batchNumber, 0);
@@ -88,11 +88,11 @@ void DatabaseCompaniesTest::codesAndNamesAreChecked()
     QFETCH(const QString, code);
     QFETCH(const QString, name);
     QFETCH(const ErrorCode, outcome);
-    const Result<CompanyRecord> added = addCompany(*m_database, code, name);
+    const auto added = addCompany(*m_database, code, name);
     QCOMPARE(added.code(), outcome);
     QCOMPARE(listCompanies(*m_database)->size(), size_t(added.ok() ? 1 : 0));
     if (added.ok())
-        QCOMPARE(listCompanies(*m_database)->front().name, name);
+        QCOMPARE(listCompanies(*m_database)->front().companyLabel, name.toStdString());
 }
 
 void DatabaseCompaniesTest::takenCodeOrNameIsNamed_data()
@@ -115,7 +115,7 @@ void DatabaseCompaniesTest::takenCodeOrNameIsNamed()
     QFETCH(const QString, name);
     QFETCH(const QString, text);
     QVERIFY(addCompany(*m_database, QStringLiteral("A"), QStringLiteral("Alpha")).ok());
-    const Result<CompanyRecord> again = addCompany(*m_database, code, name);
+    const auto again = addCompany(*m_database, code, name);
     QCOMPARE(again.code(), ErrorCode::AlreadyExists);
     QVERIFY2(again.message().contains(text), qPrintable(again.message()));
     QCOMPARE(listCompanies(*m_database)->size(), size_t{1});
@@ -152,13 +152,12 @@ void DatabaseCompaniesTest::codesAreComparedWithoutCase()
 
 void DatabaseCompaniesTest::renamingKeepsTheRest()
 {
-    const Result<CompanyRecord> before =
-        addCompany(*m_database, QStringLiteral("A"), QStringLiteral("Alpha"));
+    const auto before = addCompany(*m_database, QStringLiteral("A"), QStringLiteral("Alpha"));
     QVERIFY(renameCompany(*m_database, QStringLiteral("A"), QStringLiteral("Beta")).ok());
     QVERIFY(renameCompany(*m_database, QStringLiteral("A"), QStringLiteral("Beta")).ok());
-    const CompanyRecord after = listCompanies(*m_database)->front();
-    QCOMPARE(after.name, QStringLiteral("Beta"));
-    QCOMPARE(after.code, before->code);
+    const auto after = listCompanies(*m_database)->front();
+    QCOMPARE(after.companyLabel, std::string("Beta"));
+    QCOMPARE(after.companyCode, before->companyCode);
     QCOMPARE(after.companyId, before->companyId);
     QCOMPARE(after.createdTime, before->createdTime);
 }
@@ -182,7 +181,7 @@ void DatabaseCompaniesTest::renamingIsRefused()
     QVERIFY(addCompany(*m_database, QStringLiteral("A"), QStringLiteral("Alpha")).ok());
     QVERIFY(addCompany(*m_database, QStringLiteral("B"), QStringLiteral("Beta")).ok());
     QCOMPARE(renameCompany(*m_database, code, name).code(), outcome);
-    QCOMPARE(listCompanies(*m_database)->front().name, QStringLiteral("Alpha"));
+    QCOMPARE(listCompanies(*m_database)->front().companyLabel, std::string("Alpha"));
 }
 
 ZAV_REGISTER_TEST(database_companies, DatabaseCompaniesTest, QCoreApplication)

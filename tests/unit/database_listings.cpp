@@ -1,3 +1,4 @@
+#include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "tests/support/TemporaryDatabase.h"
 #include "tests/support/TestProgram.h"

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "backend/Status.h"
+#include "services/model/Odbpp_Job_C.h"
+
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+class Database;
+
+/// One imported job: its flow row with what is linked to it. Absent parts are empty texts or 0.
+struct JobRecord
+{
+    int jobId = 0;
+    QString flowGuid;
+    QString generatedName;
+    QString jobName;
+    QString flowNo;
+    int state = 0;
+    int subState = 0;
+    int batchNumber = 0;
+    int userId = 0;
+    QString createdTime;
+    QString origFileGuid;
+    QString companyCode;
+    QString companyName;
+    QString storedName;
+    QString suffix;
+    QString fileStore;
+    QString resource;
+    QString customer2;
+    QString customer3;
+    bool complete = false; ///< the job-compress row exists: the import is durable
+};
+
+/// All given conditions must hold.
+struct JobFilter
+{
+    std::optional<QString> companyCode;
+    std::optional<QString> companyName;
+    std::optional<QString> generatedName;
+    std::optional<QString> flowGuid;
+    std::optional<int> state;
+    std::optional<int> subState;
+    std::optional<int> batchNumber;
+};
+
+/// Oldest first.
+Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
+
+/// The job flows in state (0, 0), oldest first, with the generated job name.
+Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
+
+} // namespace KOZAV::Backend
