@@ -43,7 +43,7 @@ public:
         if (!m_end.hasExpired())
             return m_failure;
         const AnswerWatch watch;
-        Status outcome = attempt();
+        auto outcome = attempt();
         if (outcome.code() == ErrorCode::Unavailable && !watch.isAtOnce())
             outcome = begin(outcome);
         return outcome;

@@ -97,11 +97,11 @@ Status Connection::open()
 
 Status Connection::openHandle()
 {
-    if (Status status = m_dialect->configure(m_handle, m_settings); !status.ok())
+    if (auto status = m_dialect->configure(m_handle, m_settings); !status.ok())
         return status;
     if (!m_handle.open())
         return m_dialect->failure(m_handle.lastError());
-    Status status = m_dialect->checkTransport(m_handle, m_settings);
+    auto status = m_dialect->checkTransport(m_handle, m_settings);
     if (!status.ok())
         m_handle.close();
     return status;
@@ -133,7 +133,7 @@ Status Connection::execute(const char* sql, const QVariantList& values, Purpose 
 Connection::Attempt Connection::settled(Purpose purpose, const std::function<Attempt()>& once)
 {
     for (int turn = 1;; ++turn) {
-        if (Status ready = refresh(); !ready.ok())
+        if (auto ready = refresh(); !ready.ok())
             return {ready, FailureKind::Definite};
         const AnswerWatch watch;
         Attempt outcome = once();
@@ -248,7 +248,7 @@ Status Connection::reopen()
     m_statements.clear();
     m_handle.close();
     m_durability.reset();
-    Status status = openHandle();
+    auto status = openHandle();
     if (status.ok())
         status = startSession();
     if (!status.ok())

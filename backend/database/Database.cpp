@@ -87,9 +87,9 @@ Status Database::Private::write(const char* sql, const QVariantList& values, Dur
                                 const Connection::Answer& answer)
 {
     ++writes;
-    if (Status status = connection.use(durability); !status.ok())
+    if (auto status = connection.use(durability); !status.ok())
         return status;
-    if (Status status = checkValues(values); !status.ok())
+    if (auto status = checkValues(values); !status.ok())
         return status;
     return connection.execute(sql, values, Connection::Purpose::Write, answer);
 }
@@ -123,7 +123,7 @@ Result<std::unique_ptr<Database>> Database::open(const DatabaseSettings& setting
     if (!dialect.ok())
         return dialect.status();
     std::unique_ptr<Database> database(new Database(std::move(dialect.value()), settings));
-    if (const Status started = database->start(); !started.ok())
+    if (const auto started = database->start(); !started.ok())
         return started.in(QStringLiteral("cannot open the database %1").arg(database->place()));
     return database;
 }
@@ -153,24 +153,24 @@ Status Database::start()
 {
     Connection& connection = d->connection;
     const Dialect& dialect = connection.dialect();
-    if (Status status = dialect.prepare(connection.settings()); !status.ok())
+    if (auto status = dialect.prepare(connection.settings()); !status.ok())
         return status;
-    if (Status status = connection.open(); !status.ok())
+    if (auto status = connection.open(); !status.ok())
         return status;
-    if (Status status = dialect.identify(connection.handle()); !status.ok())
+    if (auto status = dialect.identify(connection.handle()); !status.ok())
         return status;
-    if (Status status = refuseNewerSchema(*this, dialect.migrations()); !status.ok())
+    if (auto status = refuseNewerSchema(*this, dialect.migrations()); !status.ok())
         return status;
-    if (Status status = connection.startSession(); !status.ok())
+    if (auto status = connection.startSession(); !status.ok())
         return status;
-    Status status = migrate(*this, dialect.migrations());
+    auto status = migrate(*this, dialect.migrations());
     connection.forgetStatements();
     return status;
 }
 
 Status Database::query(const char* sql, const QVariantList& values, const RowVisitor& visit)
 {
-    if (Status status = checkValues(values); !status.ok())
+    if (auto status = checkValues(values); !status.ok())
         return status;
     return d->connection.execute(sql, values, Connection::Purpose::Read, [&](QSqlQuery& query) {
         while (query.next())
@@ -186,7 +186,7 @@ Status Database::query(const char* sql, const QVariantList& values, const RowVis
 Result<QVariant> Database::value(const char* sql, const QVariantList& values)
 {
     QVariant first;
-    const Status status = query(sql, values, [&first](const QSqlQuery& row) {
+    const auto status = query(sql, values, [&first](const QSqlQuery& row) {
         first = row.value(0);
         return false;
     });
@@ -196,7 +196,7 @@ Result<QVariant> Database::value(const char* sql, const QVariantList& values)
 Result<int> Database::change(const char* sql, const QVariantList& values, Durability durability)
 {
     int changed = 0;
-    const Status status = d->write(sql, values, durability, [&changed](QSqlQuery& query) {
+    const auto status = d->write(sql, values, durability, [&changed](QSqlQuery& query) {
         changed = query.numRowsAffected();
         return Status();
     });
@@ -206,7 +206,7 @@ Result<int> Database::change(const char* sql, const QVariantList& values, Durabi
 Result<qint64> Database::insert(const char* sql, const QVariantList& values, Durability durability)
 {
     qint64 number = 0;
-    const Status status = d->write(sql, values, durability, [&number](QSqlQuery& query) {
+    const auto status = d->write(sql, values, durability, [&number](QSqlQuery& query) {
         number = query.lastInsertId().toLongLong();
         return Status();
     });
@@ -218,12 +218,12 @@ Status Database::transaction(const std::function<Status()>& work, Durability dur
     Connection& connection = d->connection;
     if (connection.inTransaction())
         return connection.located(Status::internal(QStringLiteral("a transaction is open already")));
-    if (Status status = connection.use(durability); !status.ok())
+    if (auto status = connection.use(durability); !status.ok())
         return status;
-    if (Status status = connection.begin(connection.dialect().beginSql()); !status.ok())
+    if (auto status = connection.begin(connection.dialect().beginSql()); !status.ok())
         return status;
     OpenTransaction open(connection);
-    Status outcome = work();
+    auto outcome = work();
     return outcome.ok() ? open.commit() : outcome;
 }
 
@@ -232,7 +232,7 @@ Status Database::snapshot(const std::function<Status()>& work)
     Connection& connection = d->connection;
     if (connection.inTransaction())
         return connection.located(Status::internal(QStringLiteral("a transaction is open already")));
-    if (Status status = connection.begin(connection.dialect().beginReadSql()); !status.ok())
+    if (auto status = connection.begin(connection.dialect().beginReadSql()); !status.ok())
         return status;
     const OpenTransaction open(connection);
     return work();
@@ -244,9 +244,9 @@ Status Database::changeSchema(const std::function<Status()>& work)
     if (!lock.takeSql)
         return transaction(work);
     const Connection::Hold hold(d->connection);
-    if (Status status = d->takeSchemaLock(*this, lock.takeSql); !status.ok())
+    if (auto status = d->takeSchemaLock(*this, lock.takeSql); !status.ok())
         return status;
-    Status outcome = work();
+    auto outcome = work();
     // A lock that cannot be given back ends with the connection.
     (void)value(lock.giveBackSql);
     return outcome;
@@ -300,7 +300,7 @@ Result<ServiceHealth> Database::health()
     health.engine = engine.value();
     health.place = place();
     health.latencyMs = latency.value();
-    const Status inspected = d->connection.dialect().inspect(d->connection.handle(), health);
+    const auto inspected = d->connection.dialect().inspect(d->connection.handle(), health);
     return inspected.ok() ? Result(health) : inspected;
 }
 

@@ -78,7 +78,7 @@ public:
                                      Record (*read)(RowReader& row))
     {
         std::vector<Record> records;
-        const Status status = query(sql, values, [&](const QSqlQuery& row) {
+        const auto status = query(sql, values, [&](const QSqlQuery& row) {
             RowReader reader(row);
             records.push_back(read(reader));
             return true;

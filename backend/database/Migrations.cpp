@@ -20,14 +20,14 @@ Status runStep(Database& database, const MigrationStep& step)
 
 Status runMissingSteps(Database& database, const std::vector<MigrationStep>& steps)
 {
-    if (Status status = refuseNewerSchema(database, steps); !status.ok())
+    if (auto status = refuseNewerSchema(database, steps); !status.ok())
         return status;
     const auto version = database.schemaVersion();
     if (!version.ok())
         return version.status();
     for (const MigrationStep& step : steps)
         if (step.version > version.value())
-            if (Status status = runStep(database, step); !status.ok())
+            if (auto status = runStep(database, step); !status.ok())
                 return status;
     return {};
 }

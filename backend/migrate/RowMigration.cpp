@@ -4,6 +4,21 @@
 
 #include <limits>
 
+// Source and target are walked side by side, in the order of the rows' numbers and a batch at a time, so that
+// memory does not grow with the site. Every row of the source has one of three fates: the target lacks it and
+// it is inserted; the target has it as it is, or as it was at another time; or the target has another row in
+// its place, and the whole migration ends. A row that only the target has ends it too: the two sites have
+// parted.
+//
+// There are three passes over the same walk. Look writes nothing, and finds every refusal before anything is
+// copied. Bring writes rows without their references to rows of tables that come later; Link writes those
+// references once all rows are there. Each batch is a transaction of its own, and a run that was interrupted
+// anywhere is continued by the next one, which finds the rows that are there already.
+//
+// While the source is read its digest is taken; verify() reads both sides anew and compares. The source may
+// be in use: it is read in a snapshot, and what changed in it since is told as such and not as damage of the
+// target.
+
 namespace KOZAV::Backend {
 
 namespace {

@@ -7,6 +7,11 @@
 #include <memory>
 #include <optional>
 
+// The order is what keeps the target whole. Files go before rows, since a row must never point at nothing.
+// The source may be in use meanwhile, so the files are copied twice: at first all of them, which takes long,
+// and then, in the snapshot in which the rows are read, those that have come since. A row is written after
+// its file, so every file that a row of the snapshot names is in the source's store by then.
+
 namespace KOZAV::Backend {
 
 namespace {

@@ -117,7 +117,7 @@ Status MariaDbDialect::checkTransport(const QSqlDatabase& connection, const Data
         return {};
     // With a certificate the driver still takes a server that offers no encryption at all.
     ServiceHealth health;
-    if (Status status = inspect(connection, health); !status.ok())
+    if (auto status = inspect(connection, health); !status.ok())
         return status;
     if (!health.encryption.isEmpty())
         return {};
@@ -142,11 +142,11 @@ Status MariaDbDialect::identify(const QSqlDatabase& connection) const
 Status MariaDbDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const
 {
     // The driver begins with a character set of three bytes a character.
-    if (Status status = run(connection, "SET NAMES utf8mb4"); !status.ok())
+    if (auto status = run(connection, "SET NAMES utf8mb4"); !status.ok())
         return status;
-    if (Status status = run(connection, sessionSql(settings).toLatin1().constData()); !status.ok())
+    if (auto status = run(connection, sessionSql(settings).toLatin1().constData()); !status.ok())
         return status;
-    if (Status status = run(connection, "SET SESSION TRANSACTION ISOLATION LEVEL REPEATABLE READ");
+    if (auto status = run(connection, "SET SESSION TRANSACTION ISOLATION LEVEL REPEATABLE READ");
         !status.ok())
         return status;
     return checkSession(connection);
@@ -224,7 +224,7 @@ Result<bool> MariaDbDialect::createDatabase(QSqlDatabase& connection, const Data
     connection.setDatabaseName(QString());
     if (!connection.open())
         return failure(connection.lastError());
-    if (Status status = checkTransport(connection, settings); !status.ok())
+    if (auto status = checkTransport(connection, settings); !status.ok())
         return status;
     QSqlQuery known(connection);
     known.prepare(QStringLiteral("SELECT 1 FROM information_schema.schemata WHERE schema_name = ?"));

@@ -39,7 +39,7 @@ Status makeEmptyFile(const QFileInfo& file)
 {
     if (const auto folder = makePrivateFolder(file.absolutePath()); !folder.ok())
         return folder.status();
-    Status made = writePrivateFile(file.absoluteFilePath(), {}, ExistingTarget::Keep);
+    auto made = writePrivateFile(file.absoluteFilePath(), {}, ExistingTarget::Keep);
     return made.code() == ErrorCode::AlreadyExists ? Status() : made;
 }
 
@@ -66,7 +66,7 @@ Status prepareFile(const QString& path)
     if (file.isSymLink())
         return refused(ErrorCode::Configuration, path,
                        QStringLiteral("it is a link to a file that does not exist"));
-    const Status made = makeEmptyFile(file);
+    const auto made = makeEmptyFile(file);
     return made.ok() ? made : refused(made.code(), path, made.message());
 }
 
@@ -109,11 +109,11 @@ Status SqliteDialect::identify(const QSqlDatabase& connection) const
 
 Status SqliteDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const
 {
-    if (Status status = switchToWriteAheadLog(connection, settings.busyTimeoutMs); !status.ok())
+    if (auto status = switchToWriteAheadLog(connection, settings.busyTimeoutMs); !status.ok())
         return status;
     for (const char* setting :
          {"PRAGMA foreign_keys = ON", "PRAGMA trusted_schema = OFF", "PRAGMA cache_size = -65536"})
-        if (Status status = run(connection, setting); !status.ok())
+        if (auto status = run(connection, setting); !status.ok())
             return status;
     return quickCheck(connection, settings);
 }

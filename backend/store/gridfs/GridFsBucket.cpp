@@ -85,9 +85,9 @@ Status GridFsBucket::makeIndexes()
         .flag("unique", true)
         .document("partialFilterExpression",
                   Bson().document("metadata.sha256", Bson().flag("$exists", true)));
-    if (Status made = createIndex(filesSuffix, byName, false); !made.ok())
+    if (auto made = createIndex(filesSuffix, byName, false); !made.ok())
         return made;
-    if (Status made = createIndex(chunksSuffix, byChunk, false); !made.ok())
+    if (auto made = createIndex(chunksSuffix, byChunk, false); !made.ok())
         return made;
     return createIndex(filesSuffix, ourNames, true);
 }
@@ -105,7 +105,7 @@ Status GridFsBucket::createIndex(const char* suffix, const Bson& index, bool nee
     if (mongoc_client_write_command_with_opts(m_client, m_location.database.c_str(), command.get(),
                                               options.get(), reply.forReply(), &error))
         return {};
-    Status failed = failure(QStringLiteral("make an index of"), error);
+    auto failed = failure(QStringLiteral("make an index of"), error);
     if (needed || !isIndexConflict(error))
         return failed;
     qCInfo(logStore).noquote() << failed.message();
@@ -117,7 +117,7 @@ Result<std::optional<GridFsFile>> GridFsBucket::newest(const std::string& name)
     Bson options;
     options.document("sort", Bson().int32("uploadDate", -1)).int64("limit", 1);
     std::optional<GridFsFile> found;
-    const Status asked =
+    const auto asked =
         query(m_files, Bson().text("filename", name), options, [&found](const BsonView& document) {
             found = GridFsFile::read(document);
             return Status();
@@ -130,7 +130,7 @@ Result<std::vector<GridFsFile>> GridFsBucket::revisions(const std::string& name)
     Bson options;
     options.document("sort", Bson().int32("uploadDate", 1));
     std::vector<GridFsFile> found;
-    const Status asked =
+    const auto asked =
         query(m_files, Bson().text("filename", name), options, [&found](const BsonView& document) {
             if (auto file = GridFsFile::read(document))
                 found.push_back(std::move(*file));
@@ -142,7 +142,7 @@ Result<std::vector<GridFsFile>> GridFsBucket::revisions(const std::string& name)
 Result<std::vector<StoredFile>> GridFsBucket::files()
 {
     std::map<std::string, StoredFile> newest;
-    const Status asked = query(m_files, Bson(), Bson(), [&newest](const BsonView& document) {
+    const auto asked = query(m_files, Bson(), Bson(), [&newest](const BsonView& document) {
         const auto file = GridFsFile::read(document);
         if (!file)
             return Status();
@@ -165,7 +165,7 @@ Result<bool> GridFsBucket::hasFile(const GridFsId& id)
     Bson options;
     options.document("projection", Bson().int32("_id", 1)).int64("limit", 1);
     bool found = false;
-    const Status asked = query(m_files, Bson().value("_id", id.value()), options, [&found](const BsonView&) {
+    const auto asked = query(m_files, Bson().value("_id", id.value()), options, [&found](const BsonView&) {
         found = true;
         return Status();
     });
@@ -188,7 +188,7 @@ Status GridFsBucket::query(const MongoCollection& collection, const Bson& filter
         return visit(document);
     };
     const AnswerWatch watch;
-    Status ended = queryOnce(collection, filter, options, noted);
+    auto ended = queryOnce(collection, filter, options, noted);
     const bool again = !visited && watch.foundClosed(ended);
     return again ? queryOnce(collection, filter, options, noted) : ended;
 }
@@ -200,7 +200,7 @@ Status GridFsBucket::queryOnce(const MongoCollection& collection, const Bson& fi
         mongoc_collection_find_with_opts(collection.get(), filter.get(), options.get(), nullptr));
     const bson_t* document = nullptr;
     while (mongoc_cursor_next(cursor.get(), &document)) {
-        if (Status visited = visit(BsonView(document)); !visited.ok())
+        if (auto visited = visit(BsonView(document)); !visited.ok())
             return visited;
     }
     bson_error_t error = {};
@@ -276,7 +276,7 @@ MongoWrite GridFsBucket::ended(bool success, const Bson& reply, const bson_error
     const bool unconfirmed = BsonView(reply.get()).elements("writeConcernErrors") > 0;
     if (success && !refused && !unconfirmed)
         return {};
-    const Status failed = failure(action, error);
+    const auto failed = failure(action, error);
     if (refused)
         return {MongoWrite::End::Refused, failed};
     if (unconfirmed)

@@ -33,7 +33,7 @@ Status ask(mongoc_client_t* client, const GridFsServer& server, const char* what
 Result<QString> versionText(mongoc_client_t* client, const GridFsServer& server)
 {
     Bson build;
-    if (Status told = ask(client, server, "buildInfo", build); !told.ok())
+    if (auto told = ask(client, server, "buildInfo", build); !told.ok())
         return told;
     return QString::fromStdString(BsonView(build.get()).text("version").value_or("?"));
 }

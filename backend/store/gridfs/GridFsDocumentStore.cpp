@@ -9,6 +9,14 @@
 
 #include <utility>
 
+// Each operation has a connection of its own for its time (GridFsSession) and begins by clearing away what
+// earlier ones could not (GridFsLeftovers). The indexes are made once a location, before its first put:
+// asking for them with each would double the exchanges of a small file.
+//
+// A removal takes the files document first. From then on the file is gone for every reader, and its chunks
+// are nobody's; in the other order a reader could meet a file without content. As in GridFsUpload.cpp, an
+// answer that was lost is looked for over a new connection.
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -20,7 +28,7 @@ constexpr qint64 worthStarting = 1 << 20;
 GridFsDownload::Sink writerTo(File& target, qint64 length)
 {
     return [&target, length, written = qint64(0)](const char* bytes, qint64 size) mutable {
-        Status done = target.write(bytes, size, length);
+        auto done = target.write(bytes, size, length);
         if (done.ok() && size >= worthStarting)
             target.startWriting(written, size);
         written += size;
@@ -151,7 +159,7 @@ Result<GridFsSession> GridFsDocumentStore::session(const StoreLocation& location
     auto opened = GridFsSession::open(m_clients, location);
     if (!opened.ok())
         return opened;
-    const Status cleared = m_leftovers.clear(opened->bucket());
+    const auto cleared = m_leftovers.clear(opened->bucket());
     return cleared.ok() ? std::move(opened) : cleared;
 }
 
@@ -163,7 +171,7 @@ Status GridFsDocumentStore::makeIndexesOnce(GridFsBucket& bucket)
         if (m_indexed.count(key) > 0)
             return {};
     }
-    if (Status made = bucket.makeIndexes(); !made.ok())
+    if (auto made = bucket.makeIndexes(); !made.ok())
         return made;
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_indexed.insert(key);
@@ -191,7 +199,7 @@ Status GridFsDocumentStore::removeRevision(GridFsBucket& bucket, const GridFsFil
         return clarifyRemoval(bucket.location(), file, removed.status);
     if (removed.end == MongoWrite::End::Refused)
         return removed.status;
-    const Status chunks = removed.ok() ? bucket.removeChunks(file.id()) : removed.status;
+    const auto chunks = removed.ok() ? bucket.removeChunks(file.id()) : removed.status;
     if (!chunks.ok()) {
         qCWarning(logStore).noquote() << chunks.message();
         m_leftovers.remember(bucket.location(), file.id());

@@ -46,11 +46,11 @@ Result<ContentDigest> GridFsDownload::run()
 {
     if (!m_file.damage().isEmpty())
         return damaged(m_file.damage());
-    const Status visited = m_bucket.visitChunks(m_file.id(), chunksAtOnce(m_file.chunkSize()),
-                                                [this](const BsonView& chunk) { return takeChunk(chunk); });
+    const auto visited = m_bucket.visitChunks(m_file.id(), chunksAtOnce(m_file.chunkSize()),
+                                              [this](const BsonView& chunk) { return takeChunk(chunk); });
     if (!visited.ok())
         return visited;
-    if (Status finished = finish(); !finished.ok())
+    if (auto finished = finish(); !finished.ok())
         return finished;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
@@ -69,7 +69,7 @@ Status GridFsDownload::takeChunk(const BsonView& chunk)
         return damaged(QStringLiteral("chunk %1 has no number or no data").arg(m_chunks));
     if (content->size == 0 && m_length == m_file.stored().length)
         return {}; // some programs end a file with an empty chunk
-    if (Status fits = checkChunk(*number, content->size); !fits.ok())
+    if (auto fits = checkChunk(*number, content->size); !fits.ok())
         return fits;
     ++m_chunks;
     return take(content->data, content->size);
@@ -105,7 +105,7 @@ Status GridFsDownload::take(const char* bytes, qint64 size)
         size -= part;
         const bool more = size > 0 || m_length < m_file.stored().length;
         if (block.size == m_blockSize && more) {
-            if (Status handed = handOver(); !handed.ok())
+            if (auto handed = handOver(); !handed.ok())
                 return handed;
         }
     }

@@ -153,15 +153,15 @@ void GridFsFile::write(Bson& document) const
 
 Status checkGridFsLocation(const StoreLocation& location)
 {
-    if (Status accepted = checkStoreLocation(location); !accepted.ok())
+    if (auto accepted = checkStoreLocation(location); !accepted.ok())
         return accepted;
-    const Status database = checkDatabase(location.database);
+    const auto database = checkDatabase(location.database);
     return database.ok() ? checkFileStore(location) : database;
 }
 
 Status checkGridFsName(const std::string& name)
 {
-    if (Status accepted = checkStoredName(name); !accepted.ok())
+    if (auto accepted = checkStoredName(name); !accepted.ok())
         return accepted;
     return isValidUtf8(name) ? Status()
                              : refused(QStringLiteral("name of a file in GridFS"), name,

@@ -38,7 +38,7 @@ Status GridFsLeftovers::clear(GridFsBucket& bucket)
 {
     Status unavailable;
     for (Leftover& leftover : taken(bucket.location())) {
-        const Status removed = unavailable.ok() ? removeWhole(bucket, leftover.id) : unavailable;
+        const auto removed = unavailable.ok() ? removeWhole(bucket, leftover.id) : unavailable;
         if (removed.ok())
             continue;
         if (removed.code() == ErrorCode::Unavailable)

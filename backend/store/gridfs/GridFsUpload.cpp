@@ -92,7 +92,7 @@ Status ChunkSource::fill(ChunkBatch& batch)
 
 Result<ContentDigest> ChunkSource::digest()
 {
-    if (Status unchanged = m_watch.end(m_length); !unchanged.ok())
+    if (auto unchanged = m_watch.end(m_length); !unchanged.ok())
         return unchanged;
     const ContentDigest digest{m_length, m_sha256.result()};
     if (digest.sha256.isEmpty())
@@ -112,12 +112,12 @@ Result<ContentDigest> sendAll(ChunkSource& source, const GridFsId& id,
             batches[turn].emplace(id, gridFsChunkSize, source.batchCapacity());
         return source.fill(*batches[turn]);
     };
-    Status filled = fill(0);
+    auto filled = fill(0);
     for (size_t turn = 0; filled.ok() && !batches[turn]->isEmpty(); turn = 1 - turn) {
         std::future<Status> next;
         if (!source.atEnd())
             next = std::async(std::launch::async, fill, 1 - turn);
-        if (Status sent = send(*batches[turn]); !sent.ok())
+        if (auto sent = send(*batches[turn]); !sent.ok())
             return sent;
         if (!next.valid())
             break;
@@ -196,7 +196,7 @@ Result<StoredFile> GridFsUpload::acceptSame(const GridFsFile& existing, const Co
     if (found.value() != digest)
         return otherContent(m_bucket.location(), m_name);
     file.sha256 = digest.sha256;
-    const Status confirmed = m_bucket.confirm();
+    const auto confirmed = m_bucket.confirm();
     return confirmed.ok() ? Result(file) : confirmed;
 }
 
@@ -274,7 +274,7 @@ void GridFsUpload::withdraw()
     if (!std::exchange(m_hasSent, false))
         return;
     (void)guarded("remove chunks", [this] {
-        Status removed = removeChunks();
+        auto removed = removeChunks();
         // Chunks that were on their way when a connection was lost may arrive after their removal.
         if (!removed.ok() || m_connectionLost)
             m_leftovers.remember(m_bucket.location(), m_id);
