@@ -1,6 +1,8 @@
 #include "backend/Operation.h"
 
 #include <chrono>
+#include <memory>
+#include <mutex>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -13,10 +15,71 @@ Q_LOGGING_CATEGORY(logUi, "kozav.backend.ui")
 
 namespace {
 
-OperationObserver& observerSlot()
+struct OperationRow
 {
-    static OperationObserver observer;
-    return observer;
+    ServiceOperation operation;
+    const char* name;
+    const QLoggingCategory& (*category)();
+};
+
+constexpr OperationRow operationRows[] = {
+    {ServiceOperation::MongodbPut, "MongodbPut", logStore},
+    {ServiceOperation::MongodbGet, "MongodbGet", logStore},
+    {ServiceOperation::FoldersCompressSave2MongoDb, "FoldersCompressSave2MongoDb", logStore},
+    {ServiceOperation::GetInputJobList, "getInputJobList", logUi},
+    {ServiceOperation::GetCurrentUser, "getCurrentUser", logUi},
+    {ServiceOperation::RefreshOrigFileTable, "refreshOrigFileTable", logUi},
+    {ServiceOperation::SendEmitCamImportJobInfo, "sendemitCAMImportJobInfo", logUi},
+    {ServiceOperation::SelectCompanies, "Odbpp_CompanyBll::select", logDatabase},
+    {ServiceOperation::InputCompanies, "inputCompanies", logDatabase},
+    {ServiceOperation::UpdateBatchNumber, "UpdateBatchNumber", logDatabase},
+    {ServiceOperation::InputOrigFile, "inputOrigFile", logDatabase},
+    {ServiceOperation::SelectJobFlows, "Odbpp_JobFlowBll::select", logDatabase},
+    {ServiceOperation::InsertFlowBeforeOrigFile, "insertflowbeforeorigfile", logDatabase},
+    {ServiceOperation::UpdateUploadBatchNum, "updateUploadBatchNum", logDatabase},
+    {ServiceOperation::UpdateOrigFileGuid, "UpdateOrigFileGuid", logDatabase},
+    {ServiceOperation::UpdateLastOdbppImportMongoFsGuid, "UpdateLastOdbppImportMongoFsGuid", logDatabase},
+    {ServiceOperation::UpdateState, "UpdateState", logDatabase},
+    {ServiceOperation::UpdatePreImportOrCheckTime, "UpdatePreImportOrCheckTime", logDatabase},
+    {ServiceOperation::InputJobCompress, "inputJobCompress", logDatabase},
+    {ServiceOperation::InputJobCompressByFolder, "inputJobCompressByFolder", logDatabase},
+    {ServiceOperation::ReuploadRobotTgz, "kozav_reupload_robot_tgz", logDatabase},
+    {ServiceOperation::UploadPrefile2Mysql, "kozav_upload_prefile2mysql", logDatabase},
+};
+
+const OperationRow& rowOf(ServiceOperation operation)
+{
+    for (const OperationRow& row : operationRows)
+        if (row.operation == operation)
+            return row;
+    Q_UNREACHABLE();
+}
+
+/// The observer may be changed while calls are under way on other threads: each call keeps the one it tells.
+class ObserverSlot final
+{
+public:
+    void set(OperationObserver observer)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_observer = observer ? std::make_shared<const OperationObserver>(std::move(observer)) : nullptr;
+    }
+
+    std::shared_ptr<const OperationObserver> get()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_observer;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::shared_ptr<const OperationObserver> m_observer;
+};
+
+ObserverSlot& observerSlot()
+{
+    static ObserverSlot slot;
+    return slot;
 }
 
 qint64 monotonicMs()
@@ -25,38 +88,51 @@ qint64 monotonicMs()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
+OperationOutcome outcomeOf(ErrorCode reason)
+{
+    if (reason == ErrorCode::None)
+        return OperationOutcome::Succeeded;
+    return reason == ErrorCode::OutcomeUnknown ? OperationOutcome::Unknown : OperationOutcome::Failed;
+}
+
+Status tell(const OperationEvent& event)
+{
+    const OperationRow& row = rowOf(event.operation);
+    if (event.outcome != OperationOutcome::Succeeded)
+        qCWarning(row.category).noquote() << QLatin1String(row.name) + QLatin1Char(' ') + event.subject +
+                                                 QStringLiteral(": ") + event.message;
+    if (const auto observer = observerSlot().get())
+        (*observer)(event);
+    return {};
+}
+
 } // namespace
+
+QString operationName(ServiceOperation operation)
+{
+    return QString::fromLatin1(rowOf(operation).name);
+}
 
 void setOperationObserver(OperationObserver observer)
 {
-    observerSlot() = std::move(observer);
+    observerSlot().set(std::move(observer));
 }
 
-Operation::Operation(Category category, const char* name, QString subject)
-    : m_category(category)
+Operation::Operation(ServiceOperation operation)
 {
-    m_event.operation = QString::fromLatin1(name);
-    m_event.subject = std::move(subject);
-    m_event.category = QString::fromLatin1(category().categoryName());
-    m_event.status = Status::internal(QStringLiteral("ended without an outcome"));
-    m_event.startedMs = monotonicMs();
+    event.operation = operation;
+    event.startedMs = monotonicMs();
 }
 
-Operation::~Operation()
+void Operation::end(const Status& outcome) noexcept
 {
-    m_event.endedMs = monotonicMs();
-    if (!m_event.status.ok())
-        qCWarning(m_category).noquote() << m_event.operation + QLatin1Char(' ') + m_event.subject +
-                                               QStringLiteral(": ") + m_event.status.message();
-    if (observerSlot())
-        observerSlot()(m_event);
-}
-
-bool Operation::finish(const Status& status, QString result)
-{
-    m_event.status = status;
-    m_event.result = std::move(result);
-    return status.ok();
+    event.endedMs = monotonicMs();
+    event.outcome = outcomeOf(outcome.code());
+    event.reason = outcome.code();
+    event.message = outcome.message();
+    if (!outcome.ok())
+        event.part = outcome.part();
+    (void)guarded([this] { return tell(event); });
 }
 
 } // namespace KOZAV::Backend

@@ -1,11 +1,10 @@
 #pragma once
 
+#include "backend/Guarded.h"
+#include "backend/HostInterface.h"
 #include "backend/Status.h"
 
 #include <QLoggingCategory>
-#include <QString>
-
-#include <functional>
 
 namespace KOZAV::Backend {
 
@@ -15,41 +14,32 @@ Q_DECLARE_LOGGING_CATEGORY(logPack)     // kozav.backend.pack
 Q_DECLARE_LOGGING_CATEGORY(logDatabase) // kozav.backend.database
 Q_DECLARE_LOGGING_CATEGORY(logUi)       // kozav.backend.ui
 
-/// One finished call of a service operation.
-struct OperationEvent
-{
-    QString operation; ///< name of the service operation, such as "MongodbPut"
-    QString subject;   ///< what it was called for: a folder, a stored name, a flow key, a job name
-    QString result;    ///< what it returned, where that is a text: an archive identifier, a flow key
-    QString category;  ///< logging category of the service
-    Status status;
-    qint64 startedMs = 0; ///< monotonic clock, milliseconds
-    qint64 endedMs = 0;
-};
-
-using OperationObserver = std::function<void(const OperationEvent&)>;
-
-/// Has every service operation of this process reported to observer when it ends, on the thread that called
-/// it; an empty function ends that. For hosts that show or time the work of the services.
-void setOperationObserver(OperationObserver observer);
-
-/// Scope of one service call. Its end logs a failure as a warning of the category ("<operation> <subject>:
-/// <message>") and tells the observer.
+/// One call of a service operation. run() is the only way in which one is carried out.
 class Operation final
 {
 public:
-    using Category = const QLoggingCategory& (*)();
+    /// Carries out work(Operation&), which returns a Status. An exception ends here, as an Internal failure.
+    /// A failure is logged as a warning of the operation's category, "<operation> <subject>: <message>", and
+    /// the host's observer is told in either case.
+    template <typename Work>
+    static Status run(ServiceOperation operation, const Work& work) noexcept
+    {
+        Operation call(operation);
+        const Status outcome = guarded([&] { return work(call); });
+        call.end(outcome);
+        return outcome;
+    }
 
-    Operation(Category category, const char* name, QString subject);
-    ~Operation();
-    Q_DISABLE_COPY(Operation)
+    /// What the observer will be told. Work fills in the texts and numbers that it knows, before it does
+    /// anything that may fail.
+    OperationEvent event;
 
-    /// Records the outcome; returns whether it was a success.
-    bool finish(const Status& status, QString result = {});
+    /// To be told when a part of the site has answered.
+    void answeredBy(SitePart part) { event.part = part; }
 
 private:
-    Category m_category;
-    OperationEvent m_event;
+    explicit Operation(ServiceOperation operation);
+    void end(const Status& outcome) noexcept;
 };
 
 } // namespace KOZAV::Backend

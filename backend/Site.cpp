@@ -237,7 +237,8 @@ Result<Database*> Site::database()
         return database.status();
     };
     const Status opened = d->use == Use::Services ? part.databasePause.run(open) : open();
-    return opened.ok() ? Result<Database*>(part.database.get()) : Result<Database*>(opened);
+    return opened.ok() ? Result<Database*>(part.database.get())
+                       : Result<Database*>(opened.from(SitePart::Rows));
 }
 
 Result<DocumentStore*> Site::documentStore()
@@ -251,7 +252,7 @@ Result<DocumentStore*> Site::documentStore()
         d->store.reset();
         Result<std::unique_ptr<DocumentStore>> opened = openDocumentStore(now->documentStore);
         if (!opened.ok())
-            return opened.status();
+            return opened.status().from(SitePart::Files);
         d->store = std::move(opened.value());
         d->storeSettings = now->documentStore;
     }

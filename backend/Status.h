@@ -1,5 +1,7 @@
 #pragma once
 
+#include "backend/HostInterface.h"
+
 #include <QString>
 
 #include <optional>
@@ -7,25 +9,8 @@
 
 namespace KOZAV::Backend {
 
-/// What kind of failure a Status reports.
-enum class ErrorCode {
-    None,
-    InvalidArgument, ///< a name, value or location that cannot be accepted
-    NotFound,
-    AlreadyExists,    ///< taken by other content
-    NotPermitted,     ///< the operating system or the server refuses access
-    NoSpace,          ///< disk, quota or inodes exhausted
-    Io,               ///< reading or writing failed
-    ChangedWhileRead, ///< a source file was changed, replaced or removed while it was read
-    Corrupt,          ///< stored data is not what was stored
-    Configuration,    ///< the configuration is missing, broken or not usable
-    Unavailable,      ///< a server or a locked database cannot be reached in time
-    OutcomeUnknown,   ///< the connection was lost before the answer: the change may have been made
-    Internal
-};
-
 /// Result of an operation: success, or a code and one clear sentence that names what was tried and why it
-/// failed.
+/// failed. Where it was a part of the site that failed, the failure says so.
 class [[nodiscard]] Status
 {
 public:
@@ -60,15 +45,35 @@ public:
     [[nodiscard]] ErrorCode code() const { return m_code; }
     [[nodiscard]] const QString& message() const { return m_message; }
 
+    [[nodiscard]] SitePart part() const { return m_part; }
+
+    /// The same failure in other words.
+    [[nodiscard]] Status retold(QString message) const
+    {
+        Status status(m_code, std::move(message));
+        status.m_part = m_part;
+        return status;
+    }
+
     /// The same failure, told as "<context>: <message>": what was being done, where the message names only
     /// what went wrong. A success stays one.
     [[nodiscard]] Status in(const QString& context) const
     {
-        return ok() ? *this : Status(m_code, context + QStringLiteral(": ") + m_message);
+        return ok() ? *this : retold(context + QStringLiteral(": ") + m_message);
+    }
+
+    /// The same failure, as one of that part, unless it is known to be another's. A success stays one.
+    [[nodiscard]] Status from(SitePart part) const
+    {
+        Status status = *this;
+        if (!ok() && m_part == SitePart::None)
+            status.m_part = part;
+        return status;
     }
 
 private:
     ErrorCode m_code = ErrorCode::None;
+    SitePart m_part = SitePart::None;
     QString m_message;
 };
 

@@ -66,6 +66,7 @@ zav_install_component(kozav_backend kozav_backend)
 zav_install_pkgconfig(kozav_backend)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/services/" DESTINATION "${ZAV_INSTALL_HEADERS}/services"
         FILES_MATCHING PATTERN "*.h")
+zav_install_header(backend/HostInterface.h)
 set(ZAV_PACKAGE_COMPONENTS "services kozav_backend")
 
 if(TARGET zav_import)

@@ -9,8 +9,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <system_error>
 
 namespace KOZAV::Host {
+
+using Backend::OperationEvent;
+using Backend::OperationOutcome;
+using Backend::ServiceOperation;
 
 namespace {
 
@@ -20,27 +26,54 @@ qint64 monotonicMs()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-bool isStoringCall(const ServiceCall& call)
+bool isStoring(const OperationEvent& event)
 {
-    return call.operation == QLatin1String("MongodbPut") ||
-           call.operation == QLatin1String("FoldersCompressSave2MongoDb");
+    return event.operation == ServiceOperation::MongodbPut ||
+           event.operation == ServiceOperation::FoldersCompressSave2MongoDb;
 }
 
-const ServiceCall* findCall(const std::vector<ServiceCall>& calls, QLatin1String operation)
+bool isLastRow(const OperationEvent& event)
 {
-    const auto found = std::find_if(calls.begin(), calls.end(), [&](const ServiceCall& call) {
-        return call.operation.startsWith(operation);
-    });
-    return found == calls.end() ? nullptr : &*found;
+    return event.operation == ServiceOperation::InputJobCompress ||
+           event.operation == ServiceOperation::InputJobCompressByFolder;
 }
 
-QString firstFailure(const std::vector<ServiceCall>& calls)
+QString firstFailure(const std::vector<OperationEvent>& events)
 {
-    for (const ServiceCall& call : calls) {
-        if (!call.failure.isEmpty())
-            return call.failure;
+    for (const OperationEvent& event : events) {
+        if (event.outcome != OperationOutcome::Succeeded)
+            return event.message;
     }
     return {};
+}
+
+/// Takes over into the row what a call has acknowledged.
+void acknowledge(const OperationEvent& event, BatchReportRow& row)
+{
+    if (isLastRow(event) && event.outcome == OperationOutcome::Unknown)
+        row.result = BatchResult::Unknown;
+    if (event.outcome != OperationOutcome::Succeeded)
+        return;
+    if (isStoring(event)) {
+        row.storedName = event.storedName;
+        row.bytes = event.storedBytes;
+    } else if (event.operation == ServiceOperation::InsertFlowBeforeOrigFile) {
+        row.generatedName = event.generatedName;
+    } else if (isLastRow(event)) {
+        row.result = BatchResult::Imported;
+    }
+}
+
+/// The names in a directory as they are on disk, whatever their encoding.
+std::vector<QByteArray> namesIn(const QString& directory)
+{
+    std::vector<QByteArray> names;
+    std::error_code failed;
+    std::filesystem::directory_iterator entry(QFile::encodeName(directory).toStdString(), failed);
+    for (; !failed && entry != std::filesystem::directory_iterator(); entry.increment(failed))
+        names.push_back(QByteArray::fromStdString(entry->path().filename().native()));
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 QString leftOutReason(const QByteArray& name, const QString& directory, bool besideCompanies)
@@ -57,8 +90,7 @@ QString leftOutReason(const QByteArray& name, const QString& directory, bool bes
 
 } // namespace
 
-BatchReport::BatchReport(SiteAccess& site, const QString& batchDirectory)
-    : m_site(site)
+BatchReport::BatchReport(const QString& batchDirectory)
 {
     listEntries(batchDirectory);
 }
@@ -82,7 +114,7 @@ void BatchReport::listEntries(const QString& batchDirectory)
 void BatchReport::listLeftOut(const QString& directory, const QStringList& seen, const QString& company)
 {
     const QSet<QString> seenNames(seen.begin(), seen.end());
-    for (const QByteArray& name : m_site.entryNames(directory)) {
+    for (const QByteArray& name : namesIn(directory)) {
         const QString decoded = QFile::decodeName(name);
         if (QFile::encodeName(decoded) == name && seenNames.contains(decoded))
             continue;
@@ -99,68 +131,62 @@ void BatchReport::start()
     m_lastEndMs = monotonicMs();
 }
 
-void BatchReport::serviceCalled(const ServiceCall& call)
+void BatchReport::serviceCalled(const OperationEvent& event)
 {
-    if (call.operation == QLatin1String("UpdateBatchNumber")) {
-        if (!call.failure.isEmpty())
-            m_remarks << call.failure;
+    if (event.operation == ServiceOperation::UpdateBatchNumber) {
+        if (event.outcome != OperationOutcome::Succeeded)
+            m_remarks << event.message;
         return;
     }
-    if (isStoringCall(call))
-        m_callsByEntry.emplace_back();
-    if (!m_callsByEntry.empty())
-        m_callsByEntry.back().push_back(call);
+    if (isStoring(event))
+        m_eventsByEntry.emplace_back();
+    if (!m_eventsByEntry.empty())
+        m_eventsByEntry.back().push_back(event);
+    if (isLastRow(event) && event.outcome == OperationOutcome::Succeeded)
+        ++m_imported;
 }
 
 void BatchReport::finish()
 {
     std::size_t stored = 0;
     for (const Entry& entry : m_entries) {
-        const bool hasCalls = entry.accepted && stored < m_callsByEntry.size();
-        addRow(entry, hasCalls ? m_callsByEntry[stored++] : std::vector<ServiceCall>());
+        const bool hasEvents = entry.accepted && stored < m_eventsByEntry.size();
+        addRow(entry, hasEvents ? m_eventsByEntry[stored++] : Events());
     }
     m_rows.insert(m_rows.end(), m_leftOut.begin(), m_leftOut.end());
 }
 
-void BatchReport::addRow(const Entry& entry, const std::vector<ServiceCall>& calls)
+void BatchReport::addRow(const Entry& entry, const Events& events)
 {
     BatchReportRow row;
     row.company = entry.company;
     row.entry = entry.name;
-    const ServiceCall* flow = findCall(calls, QLatin1String("insertflowbeforeorigfile"));
-    const bool complete = flow && describeJob(row, flow->result);
-    if (!complete)
-        row.reason = failureReason(entry, calls);
-    else if (const QString failure = firstFailure(calls); !failure.isEmpty())
+    for (const OperationEvent& event : events)
+        acknowledge(event, row);
+    if (row.result != BatchResult::Imported)
+        row.reason = failureReason(entry, events);
+    else if (const QString failure = firstFailure(events); !failure.isEmpty())
         m_remarks << failure;
 
-    if (!calls.empty()) {
-        row.seconds = static_cast<double>(calls.back().endedMs - m_lastEndMs) / 1000.0;
-        m_lastEndMs = calls.back().endedMs;
+    if (!events.empty()) {
+        row.seconds = static_cast<double>(events.back().endedMs - m_lastEndMs) / 1000.0;
+        m_lastEndMs = events.back().endedMs;
     }
     m_rows.push_back(row);
 }
 
-bool BatchReport::describeJob(BatchReportRow& row, const QString& flowKey)
-{
-    const auto job = flowKey.isEmpty() ? std::nullopt : m_site.importedJob(flowKey);
-    if (!job)
-        return false;
-    row.generatedName = job->generatedName;
-    row.storedName = job->storedName;
-    row.bytes = std::max<qint64>(0, m_site.storedBytes(job->storedName));
-    return job->complete;
-}
-
-QString BatchReport::failureReason(const Entry& entry, const std::vector<ServiceCall>& calls)
+QString BatchReport::failureReason(const Entry& entry, const Events& events)
 {
     if (!entry.accepted)
         return QStringLiteral("not a job archive: only .zip, .rar, .tgz and .kos, so written, are imported");
-    if (calls.empty())
+    if (events.empty())
         return QStringLiteral("the import did not come to it");
-    if (QString failure = firstFailure(calls); !failure.isEmpty())
+    if (QString failure = firstFailure(events); !failure.isEmpty())
         return failure;
-    if (!findCall(calls, QLatin1String("inputCompanies")))
+    const auto isCount = [](const OperationEvent& event) {
+        return event.operation == ServiceOperation::InputCompanies;
+    };
+    if (std::none_of(events.begin(), events.end(), isCount))
         return QStringLiteral("the site has no company named \"%1\"").arg(entry.company);
     return QStringLiteral("the import ended before its last row was written");
 }
@@ -168,7 +194,7 @@ QString BatchReport::failureReason(const Entry& entry, const std::vector<Service
 bool BatchReport::allImported() const
 {
     return std::all_of(m_rows.begin(), m_rows.end(),
-                       [](const BatchReportRow& row) { return row.imported(); });
+                       [](const BatchReportRow& row) { return row.result == BatchResult::Imported; });
 }
 
 } // namespace KOZAV::Host

@@ -2,6 +2,7 @@
 
 #include "host/DialogOperator.h"
 #include "host/MainWindow.h"
+#include "host/SiteAccess.h"
 #include "terminal/TextTable.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
@@ -63,7 +64,7 @@ int BatchRun::run()
         return 2;
     }
     screenshot(QStringLiteral("idle"));
-    m_report = std::make_unique<BatchReport>(m_site, m_directory);
+    m_report = std::make_unique<BatchReport>(m_directory);
     if (!chooseDirectory()) {
         m_out << "error: the panel's dialog did not accept " << m_directory << '\n';
         m_out.flush();
@@ -89,46 +90,49 @@ void BatchRun::importDirectory()
 {
     const QGroupBox* box = batchBox(*m_window.importPanel());
     connect(box->findChild<QProgressBar*>(), &QProgressBar::valueChanged, this, &BatchRun::showProgress);
-    connect(&m_site, &SiteAccess::serviceCalled, this, &BatchRun::showCall);
+    const auto calls =
+        connect(&m_site, &SiteAccess::serviceCalled, this,
+                [this](const Backend::OperationEvent& event) { m_report->serviceCalled(event); });
     m_report->start();
     button(*box, QStringLiteral("导入"))->click();
-    disconnect(&m_site, &SiteAccess::serviceCalled, this, &BatchRun::showCall);
+    disconnect(calls);
 }
 
 void BatchRun::showProgress(int companiesDone)
 {
     const auto* bar = m_window.importPanel()->findChild<QProgressBar*>();
-    m_out << "progress: " << companiesDone << " of " << bar->maximum() << " companies, " << m_imported
-          << " jobs imported\n";
+    m_out << "progress: " << companiesDone << " of " << bar->maximum() << " companies, "
+          << m_report->importedSoFar() << " jobs imported\n";
     m_out.flush();
     if (!m_runningShown)
         screenshot(QStringLiteral("running"));
     m_runningShown = true;
 }
 
-void BatchRun::showCall(const ServiceCall& call)
-{
-    m_report->serviceCalled(call);
-    if (call.operation.startsWith(QLatin1String("inputJobCompress")) && call.failure.isEmpty())
-        ++m_imported;
-}
-
 void BatchRun::printReport()
 {
-    Terminal::TextTable imported({QStringLiteral("company"), QStringLiteral("job"),
-                                  QStringLiteral("generated name"), QStringLiteral("stored name"),
-                                  QStringLiteral("bytes"), QStringLiteral("seconds")});
+    const QString company = QStringLiteral("company");
+    const QString generated = QStringLiteral("generated name");
+    const QString stored = QStringLiteral("stored name");
+    Terminal::TextTable imported({company, QStringLiteral("job"), generated, stored, QStringLiteral("bytes"),
+                                  QStringLiteral("seconds")});
     imported.alignRight({4, 5});
-    Terminal::TextTable refused(
-        {QStringLiteral("company"), QStringLiteral("entry"), QStringLiteral("why not")});
+    Terminal::TextTable unknown({company, QStringLiteral("job"), generated, stored, QStringLiteral("why")});
+    Terminal::TextTable refused({company, QStringLiteral("entry"), QStringLiteral("why not")});
     for (const BatchReportRow& row : m_report->rows()) {
-        if (row.imported())
+        if (row.result == BatchResult::Imported)
             imported.addRow({row.company, row.entry, row.generatedName, row.storedName,
                              QString::number(row.bytes), QString::number(row.seconds, 'f', 3)});
+        else if (row.result == BatchResult::Unknown)
+            unknown.addRow({row.company, row.entry, row.generatedName, row.storedName, row.reason});
         else
             refused.addRow({row.company, row.entry, row.reason});
     }
     m_out << "\nImported: " << imported.rowCount() << '\n' << imported.toString();
+    if (unknown.rowCount() > 0)
+        m_out << "\nUnknown: " << unknown.rowCount()
+              << " (look with \"zav_admin jobs\" before importing again)\n"
+              << unknown.toString();
     m_out << "\nNot imported: " << refused.rowCount() << '\n' << refused.toString();
     for (const QString& remark : m_report->remarks())
         m_out << "remark: " << remark << '\n';

@@ -11,6 +11,7 @@ namespace KOZAV::Host {
 
 class DialogOperator;
 class MainWindow;
+class SiteAccess;
 
 /// Works the file import panel of a window as an operator would: chooses a batch directory in the panel's own
 /// dialog, presses the button, reads the messages; then prints what was imported and what was not.
@@ -24,15 +25,14 @@ public:
              QTextStream& out);
     ~BatchRun() override;
 
-    /// @return exit code: 0 when every entry was imported, 1 when not, 2 when the directory cannot be
-    /// imported
+    /// @return exit code: 0 when every entry was imported, 1 when not, or when that is unknown of one, 2 when
+    /// the directory cannot be imported
     int run();
 
 private:
     [[nodiscard]] bool chooseDirectory();
     void importDirectory();
     void showProgress(int companiesDone);
-    void showCall(const ServiceCall& call);
     void printReport();
     void screenshot(const QString& name);
 
@@ -43,7 +43,6 @@ private:
     QTextStream& m_out;
     std::unique_ptr<DialogOperator> m_operator;
     std::unique_ptr<BatchReport> m_report;
-    int m_imported = 0;
     bool m_runningShown = false;
 };
 

@@ -72,7 +72,7 @@ private:
     QCommandLineOption m_batch =
         valueOption("batch",
                     "Import a batch directory through the panel, print what became of every entry, and "
-                    "end. Exit code: 0 all imported, 1 not all, 2 not started.",
+                    "end. Exit code: 0 all imported, 1 not all, or unknown of some, 2 not started.",
                     "DIR");
     QCommandLineOption m_importJob =
         valueOption("import",

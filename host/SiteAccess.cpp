@@ -1,22 +1,21 @@
 #include "host/SiteAccess.h"
 
-#include "backend/Operation.h"
 #include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
-#include "backend/io/Folder.h"
 #include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QDir>
-#include <QFile>
-
-#include <algorithm>
 
 namespace KOZAV::Host {
 
+using Backend::ErrorCode;
+using Backend::OperationEvent;
+using Backend::ServiceHealth;
 using Backend::Site;
+using Backend::SitePart;
 
 namespace {
 
@@ -33,34 +32,9 @@ OrigFileRow rowOf(const Backend::OrigFileRecord& record)
     return row;
 }
 
-/// Whose answer the end of a call tells of.
-std::optional<SitePart> partOf(const Backend::OperationEvent& event)
+bool isUnreachable(ErrorCode reason)
 {
-    if (event.category == QLatin1String("kozav.backend.store"))
-        return SitePart::Files;
-    // Rows are not written before the store was asked for the file that they point at.
-    if (event.status.message().startsWith(QLatin1String("no row is written for the stored file")))
-        return SitePart::Files;
-    const bool rows = event.category == QLatin1String("kozav.backend.database") ||
-                      event.operation == QLatin1String("getInputJobList");
-    return rows ? std::optional<SitePart>(SitePart::Rows) : std::nullopt;
-}
-
-bool isUnreachable(const Backend::Status& status)
-{
-    return status.code() == Backend::ErrorCode::Unavailable ||
-           status.code() == Backend::ErrorCode::OutcomeUnknown;
-}
-
-SitePartState stateOf(const Backend::ServiceHealth& health)
-{
-    SitePartState state;
-    state.engine = health.engine;
-    state.place = health.place;
-    state.remote = health.remote;
-    state.encryption = health.encryption;
-    state.topology = health.topology;
-    return state;
+    return reason == ErrorCode::Unavailable || reason == ErrorCode::OutcomeUnknown;
 }
 
 QString placesOf(const Backend::Settings& settings)
@@ -70,32 +44,16 @@ QString placesOf(const Backend::Settings& settings)
         .join(QLatin1Char('\n'));
 }
 
-Backend::Result<Backend::ServiceHealth> healthOfRows()
-{
-    const auto database = Site::current().database();
-    return database.ok() ? database.value()->health()
-                         : Backend::Result<Backend::ServiceHealth>(database.status());
-}
-
-Backend::Result<Backend::ServiceHealth> healthOfFiles()
-{
-    const auto store = Site::current().documentStore();
-    return store.ok() ? store.value()->health() : Backend::Result<Backend::ServiceHealth>(store.status());
-}
-
 } // namespace
 
 SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
     : QObject(parent)
 {
     // Calls end on any thread; what is shown of them changes on that of the window.
-    qRegisterMetaType<ServiceCall>();
+    qRegisterMetaType<OperationEvent>();
     connect(this, &SiteAccess::serviceCalled, this, &SiteAccess::noteCall);
-    Site::current().setConfigurationPath(Backend::configurationPath(configuration));
-    Backend::setOperationObserver([this](const Backend::OperationEvent& event) {
-        Q_EMIT serviceCalled({event.operation, event.subject, event.result, event.status.message(),
-                              event.startedMs, event.endedMs, partOf(event), isUnreachable(event.status)});
-    });
+    Backend::setConfigurationFile(configuration);
+    Backend::setOperationObserver([this](const OperationEvent& event) { Q_EMIT serviceCalled(event); });
 }
 
 SiteAccess::~SiteAccess()
@@ -115,9 +73,14 @@ QString SiteAccess::open()
     return {};
 }
 
-const SitePartState& SiteAccess::part(SitePart part) const
+const ServiceHealth& SiteAccess::part(SitePart part) const
 {
-    return m_parts[static_cast<std::size_t>(part)];
+    return part == SitePart::Rows ? m_rows : m_files;
+}
+
+ServiceHealth& SiteAccess::stateOf(SitePart part)
+{
+    return part == SitePart::Rows ? m_rows : m_files;
 }
 
 /// Asks both parts what they are, where the configuration names others than were asked last.
@@ -127,40 +90,34 @@ void SiteAccess::lookAtParts()
     if (!settings.ok() || placesOf(settings.value()) == m_places)
         return;
     m_places = placesOf(settings.value());
-    for (const SitePart part : {SitePart::Rows, SitePart::Files}) {
-        const auto health = part == SitePart::Rows ? healthOfRows() : healthOfFiles();
-        SitePartState& state = m_parts[static_cast<std::size_t>(part)];
-        state = health.ok() ? stateOf(health.value()) : SitePartState();
-        state.lastFailure = health.message();
-        if (!health.ok())
-            state.place = part == SitePart::Rows ? Backend::placeOf(settings->database)
-                                                 : Backend::placeOf(settings->documentStore);
-        if (part == SitePart::Files)
-            state.place += QStringLiteral(" (%1/%2)")
-                               .arg(settings->documentStore.database, settings->documentStore.fileStore);
-        Q_EMIT partChanged(part);
-    }
+    m_rows = Backend::healthOf(SitePart::Rows);
+    m_files = Backend::healthOf(SitePart::Files);
+    m_files.place +=
+        QStringLiteral(" (%1/%2)").arg(settings->documentStore.database, settings->documentStore.fileStore);
+    Q_EMIT partChanged(SitePart::Rows);
+    Q_EMIT partChanged(SitePart::Files);
 }
 
-void SiteAccess::noteCall(const ServiceCall& call)
+void SiteAccess::noteCall(const OperationEvent& event)
 {
-    if (call.part && (call.unreachable || call.failure.isEmpty()))
-        notePart(*call.part, call.failure);
+    const bool tells = event.outcome == Backend::OperationOutcome::Succeeded || isUnreachable(event.reason);
+    if (event.part != SitePart::None && tells)
+        notePart(event.part, event.message);
 }
 
 /// A file of this machine may be locked for a while, but it is there.
 void SiteAccess::notePart(SitePart part, const QString& failure)
 {
-    SitePartState& state = m_parts[static_cast<std::size_t>(part)];
-    if (!state.remote || state.lastFailure == failure)
+    ServiceHealth& state = stateOf(part);
+    if (!state.remote || state.failure == failure)
         return;
-    state.lastFailure = failure;
+    state.failure = failure;
     Q_EMIT partChanged(part);
 }
 
 QString SiteAccess::configurationPath() const
 {
-    return Site::current().configurationPath();
+    return Backend::configurationFile();
 }
 
 QString SiteAccess::workDirectory() const
@@ -180,8 +137,7 @@ std::vector<OrigFileRow> SiteAccess::origFiles()
                              ? Backend::listOrigFiles(*database.value())
                              : Backend::Result<std::vector<Backend::OrigFileRecord>>(database.status());
     if (!records.ok()) {
-        m_lastError = records.message();
-        if (isUnreachable(records.status()))
+        if (isUnreachable(records.code()))
             notePart(SitePart::Rows, records.message());
         return {};
     }
@@ -229,20 +185,6 @@ qint64 SiteAccess::storedBytes(const QString& storedName)
         return -1;
     const auto file = store.value()->find(storeLocation(settings->documentStore), storedName.toStdString());
     return file.ok() ? file->length : -1;
-}
-
-std::vector<QByteArray> SiteAccess::entryNames(const QString& directory)
-{
-    const auto names = Backend::namesIn(QFile::encodeName(directory).toStdString());
-    if (!names.ok()) {
-        m_lastError = names.message();
-        return {};
-    }
-    std::vector<QByteArray> entries;
-    for (const std::string& name : names.value())
-        entries.push_back(QByteArray::fromStdString(name));
-    std::sort(entries.begin(), entries.end());
-    return entries;
 }
 
 } // namespace KOZAV::Host

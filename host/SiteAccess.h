@@ -1,13 +1,11 @@
 #pragma once
 
-#include "host/SitePart.h"
+#include "backend/HostInterface.h"
 
-#include <QByteArray>
 #include <QDateTime>
 #include <QObject>
 #include <QString>
 
-#include <array>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -39,22 +37,9 @@ struct ImportedJob
     bool complete = false; ///< the last row of the import was written
 };
 
-/// One finished call of a service operation.
-struct ServiceCall
-{
-    QString operation;
-    QString subject;
-    QString result;
-    QString failure; ///< why it failed; empty on success
-    qint64 startedMs = 0;
-    qint64 endedMs = 0;
-    std::optional<SitePart> part; ///< whose answer it was, or whose silence; absent where it needed none
-    bool unreachable = false;     ///< it failed because that part could not be reached
-};
-
 /// The client's door to the embedded services beyond their public operations: which site is open, its tables,
-/// and what the services do while a panel works. The only part of the client that knows how the services are
-/// made.
+/// and what the services do while a panel works. The only part of the client that knows more of the backend
+/// than its interface for hosts.
 class SiteAccess final : public QObject
 {
     Q_OBJECT
@@ -68,36 +53,32 @@ public:
 
     /// What rows and stored files of the site lie on, as found when it was opened, and whether they could be
     /// reached the last time that something was asked of them.
-    [[nodiscard]] const SitePartState& part(SitePart part) const;
+    [[nodiscard]] const Backend::ServiceHealth& part(Backend::SitePart part) const;
     [[nodiscard]] QString configurationPath() const;
     /// A directory of this machine for work files of any size; empty where it cannot be made.
     [[nodiscard]] QString workDirectory() const;
 
-    /// Newest first. A failure gives no rows; lastError() says why.
+    /// Newest first; none where they cannot be read.
     [[nodiscard]] std::vector<OrigFileRow> origFiles();
     [[nodiscard]] std::optional<ImportedJob> importedJob(const QString& flowKey);
     [[nodiscard]] std::optional<ImportedJob> jobNamed(const QString& generatedName);
     /// Length of a stored file in bytes; -1 where there is none.
     [[nodiscard]] qint64 storedBytes(const QString& storedName);
-    /// The names in a directory as they are on disk, whatever their encoding; without "." and "..".
-    [[nodiscard]] std::vector<QByteArray> entryNames(const QString& directory);
-    [[nodiscard]] QString lastError() const { return m_lastError; }
 
 Q_SIGNALS:
-    void serviceCalled(const KOZAV::Host::ServiceCall& call);
-    void partChanged(KOZAV::Host::SitePart part);
+    void serviceCalled(const KOZAV::Backend::OperationEvent& event);
+    void partChanged(KOZAV::Backend::SitePart part);
 
 private:
     [[nodiscard]] std::optional<ImportedJob> findJob(const QString& flowKey, const QString& generatedName);
     void lookAtParts();
-    void noteCall(const ServiceCall& call);
-    void notePart(SitePart part, const QString& failure);
+    void noteCall(const Backend::OperationEvent& event);
+    void notePart(Backend::SitePart part, const QString& failure);
+    Backend::ServiceHealth& stateOf(Backend::SitePart part);
 
-    QString m_lastError;
     QString m_places; ///< the places that the parts were looked at
-    std::array<SitePartState, 2> m_parts;
+    Backend::ServiceHealth m_rows;
+    Backend::ServiceHealth m_files;
 };
 
 } // namespace KOZAV::Host
-
-Q_DECLARE_METATYPE(KOZAV::Host::ServiceCall)

@@ -11,6 +11,9 @@
 
 namespace KOZAV::Host {
 
+using Backend::ServiceHealth;
+using Backend::SitePart;
+
 namespace {
 
 constexpr int edge = 8;
@@ -31,19 +34,19 @@ QString partName(SitePart part)
 }
 
 /// The engine as it is called in short; the tool tip has its version.
-QString engineName(SitePart part, const SitePartState& state)
+QString engineName(SitePart part, const ServiceHealth& state)
 {
     if (part == SitePart::Files)
         return state.remote ? QStringLiteral("GridFS") : QStringLiteral("本地");
     return state.engine.section(QLatin1Char(' '), 0, 0);
 }
 
-QString encryptionText(const SitePartState& state)
+QString encryptionText(const ServiceHealth& state)
 {
     return state.encryption.isEmpty() ? QStringLiteral("未加密") : QStringLiteral("已加密");
 }
 
-QString labelText(SitePart part, const SitePartState& state)
+QString labelText(SitePart part, const ServiceHealth& state)
 {
     QStringList pieces = {partName(part), engineName(part, state), state.place};
     pieces.removeAll(QString());
@@ -54,14 +57,14 @@ QString labelText(SitePart part, const SitePartState& state)
     return pieces.join(QLatin1Char(' '));
 }
 
-QString connectionText(const SitePartState& state)
+QString connectionText(const ServiceHealth& state)
 {
     if (!state.remote)
         return QStringLiteral("本机");
     return QStringList({encryptionText(state), state.encryption}).join(QLatin1Char(' ')).trimmed();
 }
 
-QString toolTipText(SitePart part, const SitePartState& state, const QString& configuration)
+QString toolTipText(SitePart part, const ServiceHealth& state, const QString& configuration)
 {
     QStringList lines = {partName(part)};
     const auto add = [&lines](const QString& what, const QString& text) {
@@ -74,7 +77,7 @@ QString toolTipText(SitePart part, const SitePartState& state, const QString& co
         add(QStringLiteral("连接"), connectionText(state));
     add(QStringLiteral("拓扑"), state.topology);
     add(QStringLiteral("配置"), configuration);
-    add(QStringLiteral("无法连接"), state.lastFailure);
+    add(QStringLiteral("无法连接"), state.failure);
     return QStringLiteral("<p>%1</p>")
         .arg(
             lines.join(QLatin1Char('\n')).toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")));
@@ -108,7 +111,7 @@ QLabel* SiteStatusBar::addLabel(const QString& text)
 
 void SiteStatusBar::showPart(SitePart part)
 {
-    const SitePartState& state = m_site.part(part);
+    const ServiceHealth& state = m_site.part(part);
     QLabel* label = part == SitePart::Rows ? m_rows : m_files;
     label->setText(labelText(part, state));
     label->setToolTip(toolTipText(part, state, m_site.configurationPath()));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/SitePart.h"
+#include "backend/HostInterface.h"
 
 #include <QStatusBar>
 
@@ -22,7 +22,7 @@ public:
 
 private:
     QLabel* addLabel(const QString& text);
-    void showPart(SitePart part);
+    void showPart(Backend::SitePart part);
 
     const SiteAccess& m_site;
     QLabel* m_rows;

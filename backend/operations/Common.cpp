@@ -1,18 +1,14 @@
 #include "services/common/Common.h"
 
-#include "backend/Guarded.h"
-#include "backend/Operation.h"
-#include "backend/Site.h"
 #include "backend/io/PrivateFile.h"
+#include "backend/operations/RowWrites.h"
+#include "backend/operations/SiteWork.h"
 #include "backend/pack/PackFolder.h"
-#include "backend/store/DocumentStore.h"
 
 #include <QDateTime>
 #include <QFile>
-#include <QUuid>
 
 #include <cstdio>
-#include <functional>
 
 namespace KOZAV {
 
@@ -55,11 +51,6 @@ int serviceStatus(ErrorCode code)
     return 12;
 }
 
-QString subjectOf(const std::string& text)
-{
-    return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
-}
-
 std::string withoutSeparator(std::string folder)
 {
     while (folder.size() > 1 && folder.back() == '/')
@@ -94,40 +85,27 @@ Status makeStagingFolder(const std::string& stagingDir)
     return makePrivateFolder(QFile::decodeName(stagingDir.c_str())).status();
 }
 
-Status packAndStore(const std::string& folder, const std::string& stagingDir, const std::string& archiveId)
+Status packAndStore(Operation& call, const std::string& folder, const std::string& stagingDir,
+                    const std::string& storedName)
 {
-    const Result<Settings> settings = Site::current().settings();
-    if (!settings.ok())
-        return settings.status();
-    const Result<DocumentStore*> store = Site::current().documentStore();
-    if (!store.ok())
+    // A site that cannot be used is to be known before the work.
+    if (const auto store = Site::current().documentStore(); !store.ok())
         return store.status();
-    Status staging = makeStagingFolder(stagingDir);
-    if (!staging.ok())
+    if (Status staging = makeStagingFolder(stagingDir); !staging.ok())
         return staging;
-
-    const std::string storedName = archiveId + ".zip";
     const StagedArchive archive(stagingDir, storedName);
     PackRequest request;
     request.folder = folder;
     request.target = archive.path();
-    const Result<PackResult> packed = packFolder(request);
+    const auto packed = packFolder(request);
     if (!packed.ok())
         return packed.status();
-    return store.value()->adopt(storeLocation(settings->documentStore), storedName, archive.path()).status();
-}
-
-/// Runs a call of the store as a service operation for a stored name.
-int storeOperation(const char* name, const std::string& storedName,
-                   const std::function<Status(DocumentStore&)>& call)
-{
-    Operation operation(logStore, name, subjectOf(storedName));
-    const Status status = guarded([&call] {
-        const Result<DocumentStore*> store = Site::current().documentStore();
-        return store.ok() ? call(*store.value()) : store.status();
+    return withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
+        const auto stored = store.adopt(location, storedName, archive.path());
+        if (stored.ok())
+            call.event.storedBytes = stored->length;
+        return stored.status();
     });
-    operation.finish(status, status.ok() ? subjectOf(storedName) : QString());
-    return serviceStatus(status.code());
 }
 
 DataLib::Model::KOZAV_Config configOf(const Settings& settings)
@@ -158,7 +136,7 @@ DataLib::Model::KOZAV_Config Common::getConfig()
 {
     DataLib::Model::KOZAV_Config config;
     const Status status = guarded([&config] {
-        const Result<Settings> settings = Site::current().settings();
+        const auto settings = Site::current().settings();
         if (settings.ok())
             config = configOf(settings.value());
         return settings.status();
@@ -168,7 +146,7 @@ DataLib::Model::KOZAV_Config Common::getConfig()
 
 std::string Common::getGUID()
 {
-    return QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
+    return newGuid().toStdString();
 }
 
 std::string Common::GetTimeStr()
@@ -179,32 +157,44 @@ std::string Common::GetTimeStr()
 int Common::MongodbPut(const std::string& dbName, const std::string& fsName, const std::string& localPath,
                        const std::string& storedName)
 {
-    return storeOperation("MongodbPut", storedName, [&](DocumentStore& store) {
-        return store.put({dbName, fsName}, storedName, localPath).status();
+    const Status stored = Operation::run(ServiceOperation::MongodbPut, [&](Operation& call) {
+        call.event.subject = call.event.storedName = QString::fromStdString(storedName);
+        return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
+            const auto file = store.put({dbName, fsName}, storedName, localPath);
+            if (file.ok())
+                call.event.storedBytes = file->length;
+            return file.status();
+        });
     });
+    return serviceStatus(stored.code());
 }
 
 int Common::MongodbGet(const std::string& dbName, const std::string& fsName, const std::string& localPath,
                        const std::string& storedName)
 {
-    return storeOperation("MongodbGet", storedName, [&](DocumentStore& store) {
-        return store.get({dbName, fsName}, storedName, localPath);
+    const Status fetched = Operation::run(ServiceOperation::MongodbGet, [&](Operation& call) {
+        call.event.subject = call.event.storedName = QString::fromStdString(storedName);
+        return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
+            return store.get({dbName, fsName}, storedName, localPath);
+        });
     });
+    return serviceStatus(fetched.code());
 }
 
 int Common::FoldersCompressSave2MongoDb(const std::string& folder, const std::string& stagingDir,
                                         std::string& archiveId)
 {
-    const std::string path = withoutSeparator(folder);
-    Operation operation(logStore, "FoldersCompressSave2MongoDb", QString::fromLocal8Bit(path.c_str()));
     std::string id;
-    const Status status = guarded([&] {
+    const Status stored = Operation::run(ServiceOperation::FoldersCompressSave2MongoDb, [&](Operation& call) {
+        const std::string path = withoutSeparator(folder);
+        call.event.subject = QString::fromLocal8Bit(path.c_str());
         id = commonInterface()->getGUID();
-        return packAndStore(path, stagingDir, id);
+        const std::string storedName = id + ".zip";
+        call.event.storedName = QString::fromStdString(storedName);
+        return packAndStore(call, path, stagingDir, storedName);
     });
-    archiveId = status.ok() ? id : std::string();
-    operation.finish(status, subjectOf(archiveId));
-    return serviceStatus(status.code());
+    archiveId = stored.ok() ? id : std::string();
+    return serviceStatus(stored.code());
 }
 
 } // namespace KOZAV

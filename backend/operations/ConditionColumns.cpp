@@ -27,7 +27,7 @@ Status refuseUnknown(const std::vector<ConditionColumn>& columns, const Wanted& 
         const auto isNamed = [&](const ConditionColumn& column) { return condition.first == column.name; };
         if (std::none_of(columns.begin(), columns.end(), isNamed))
             return Status::invalidArgument(QStringLiteral("there is no condition column \"%1\"")
-                                                          .arg(QString::fromStdString(condition.first)));
+                                               .arg(QString::fromStdString(condition.first)));
     }
     return {};
 }

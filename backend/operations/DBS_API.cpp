@@ -1,16 +1,10 @@
 #include "services/dbs_api/DBS_API.h"
 
-#include "backend/Guarded.h"
-#include "backend/Operation.h"
-#include "backend/Site.h"
-#include "backend/database/Database.h"
-#include "backend/operations/RowValues.h"
-#include "backend/operations/SettledInsert.h"
-#include "backend/operations/StoredFileCheck.h"
+#include "backend/operations/RowWrites.h"
+#include "backend/operations/SiteWork.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QUuid>
 
 namespace KOZAV::DBS_API {
 
@@ -30,14 +24,8 @@ struct RobotArchive
 {
     QString path;
     QString suffix;
-    StoreLocation location;
     QString storedName;
 };
-
-QString newGuid()
-{
-    return QUuid::createUuid().toString(QUuid::WithoutBraces);
-}
 
 Result<RobotJob> findJob(Database& database, const QString& generatedName)
 {
@@ -62,19 +50,16 @@ Result<RobotArchive> describeArchive(const QString& path)
     const QFileInfo file(path);
     if (!file.isFile())
         return Status::notFound(QStringLiteral("there is no file \"%1\"").arg(path));
-    const Result<StoreLocation> location = configuredLocation();
-    if (!location.ok())
-        return location.status();
     const QString suffix = file.suffix();
     const QString storedName = suffix.isEmpty() ? newGuid() : newGuid() + QLatin1Char('.') + suffix;
-    return RobotArchive{path, suffix, location.value(), storedName};
+    return RobotArchive{path, suffix, storedName};
 }
 
 Status writeRows(Database& database, const RobotJob& job, const RobotArchive& archive, int userId,
                  const QString& userName)
 {
     const QString origFileGuid = newGuid();
-    const Result<qint64> added =
+    const auto added =
         database.insert("INSERT INTO orig_file (guid, job_name, stored_name, suffix, company_code, user_id, "
                         "user_name, source_path,"
                         " flow_guid, created_time) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
@@ -89,92 +74,104 @@ Status writeRows(Database& database, const RobotJob& job, const RobotArchive& ar
         .status();
 }
 
+/// Takes a stored file away again whose rows were not written.
+Status withdrawFile(Operation& call, const RobotArchive& archive, const Status& reason)
+{
+    const Status removed = withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
+        return store.remove(location, archive.storedName.toStdString());
+    });
+    call.event.storedBytes = -1;
+    if (removed.ok())
+        return reason;
+    return reason.retold(QStringLiteral("%1; the stored file \"%2\" is left without a row: %3")
+                             .arg(reason.message(), archive.storedName, removed.message()));
+}
+
 /// The file first, the rows last: whatever happens in between, no row points at nothing.
-Status storeAndRecord(Database& database, const RobotJob& job, const RobotArchive& archive, int userId,
+Status storeAndRecord(Operation& call, const RobotJob& job, const RobotArchive& archive, int userId,
                       const QString& userName)
 {
-    const Result<DocumentStore*> store = Site::current().documentStore();
-    if (!store.ok())
-        return store.status();
-    const std::string localPath = QFile::encodeName(archive.path).toStdString();
-    const Result<StoredFile> stored =
-        store.value()->put(archive.location, archive.storedName.toStdString(), localPath);
+    call.event.storedName = archive.storedName;
+    const Status stored = withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
+        const auto file = store.put(location, archive.storedName.toStdString(),
+                                    QFile::encodeName(archive.path).toStdString());
+        if (file.ok())
+            call.event.storedBytes = file->length;
+        return file.status();
+    });
     if (!stored.ok())
-        return stored.status();
-    Status recorded =
-        database.transaction([&] { return writeRows(database, job, archive, userId, userName); });
+        return stored;
+    const Status recorded = withRows(call, [&](Database& database) {
+        return database.transaction([&] { return writeRows(database, job, archive, userId, userName); });
+    });
     if (recorded.ok() || recorded.code() == ErrorCode::OutcomeUnknown)
         return recorded;
-    const Status removed = store.value()->remove(archive.location, archive.storedName.toStdString());
-    if (removed.ok())
-        return recorded;
-    return Status(recorded.code(), QStringLiteral("%1; the stored file \"%2\" is left without a row: %3")
-                                       .arg(recorded.message(), archive.storedName, removed.message()));
+    return withdrawFile(call, archive, recorded);
 }
 
-Status reupload(const std::string& archivePath, const std::string& jobName, int userId,
-                const std::string& userName)
+Status reupload(Operation& call, const std::string& archivePath, int userId, const std::string& userName)
 {
-    const RowValues texts =
-        RowValues().text("archive path", archivePath).text("job name", jobName).text("user name", userName);
-    if (!texts.status().ok())
-        return texts.status();
-    const Result<RobotArchive> archive = describeArchive(QString::fromStdString(archivePath));
+    const auto archive = describeArchive(QString::fromStdString(archivePath));
     if (!archive.ok())
         return archive.status();
-    const Result<Database*> database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const Result<RobotJob> job = findJob(*database.value(), QString::fromStdString(jobName));
-    if (!job.ok())
-        return job.status();
-    return storeAndRecord(*database.value(), job.value(), archive.value(), userId,
-                          QString::fromStdString(userName));
+    RobotJob job;
+    const Status found = withRows(call, [&](Database& database) {
+        const auto named = findJob(database, call.event.generatedName);
+        if (named.ok())
+            job = named.value();
+        return named.status();
+    });
+    if (!found.ok())
+        return found;
+    call.event.jobName = job.jobName;
+    call.event.flowKey = job.flowGuid;
+    return storeAndRecord(call, job, archive.value(), userId, QString::fromStdString(userName));
 }
 
-Status addPreFile(const RowValues& values)
-{
-    if (!values.status().ok())
-        return values.status();
-    const Result<Database*> database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const KeyedRow row = {
-        "INSERT INTO pre_file (guid, flow_guid, job_name, first_text, second_text, third_text, user_id,"
-        " user_name, created_time) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
-        values.list(), "SELECT id FROM pre_file WHERE guid = ?", values.list().first()};
-    Status added = insertSettled(*database.value(), row, Durability::Immediate);
-    if (added.code() == ErrorCode::NotFound)
-        return Status::notFound(QStringLiteral("there is no job flow with that key: ") + added.message());
-    return added;
-}
+constexpr const char* insertPreFile =
+    "INSERT INTO pre_file (guid, flow_guid, job_name, first_text, second_text, third_text, user_id,"
+    " user_name, created_time) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
 
 } // namespace
 
 bool kozav_reupload_robot_tgz(std::string archivePath, std::string jobName, int userId, std::string userName)
 {
-    Operation operation(logDatabase, "kozav_reupload_robot_tgz", QString::fromStdString(jobName));
-    return operation.finish(guarded([&] { return reupload(archivePath, jobName, userId, userName); }));
+    const Status uploaded = Operation::run(ServiceOperation::ReuploadRobotTgz, [&](Operation& call) {
+        call.event.subject = call.event.generatedName = QString::fromStdString(jobName);
+        const RowValues texts = RowValues()
+                                    .text("archive path", archivePath)
+                                    .text("job name", jobName)
+                                    .text("user name", userName);
+        return texts.status().ok() ? reupload(call, archivePath, userId, userName) : texts.status();
+    });
+    return uploaded.ok();
 }
 
 std::string kozav_upload_prefile2mysql(std::string flowGuid, std::string jobName, std::string firstText,
                                        std::string secondText, std::string thirdText, int userId,
                                        std::string userName)
 {
-    Operation operation(logDatabase, "kozav_upload_prefile2mysql", QString::fromStdString(flowGuid));
-    const QString key = newGuid();
-    const RowValues values = RowValues()
-                                 .text(key)
-                                 .text("flow key", flowGuid)
-                                 .text("job name", jobName)
-                                 .text("first text", firstText)
-                                 .text("second text", secondText)
-                                 .text("third text", thirdText)
-                                 .number(userId)
-                                 .text("user name", userName)
-                                 .time();
-    const Status status = guarded([&] { return addPreFile(values); });
-    return operation.finish(status, status.ok() ? key : QString()) ? key.toStdString() : std::string();
+    std::string key;
+    const Status added = Operation::run(ServiceOperation::UploadPrefile2Mysql, [&](Operation& call) {
+        const QString guid = newGuid();
+        call.event.subject = call.event.flowKey = QString::fromStdString(flowGuid);
+        call.event.generatedName = QString::fromStdString(jobName);
+        key = guid.toStdString();
+        const RowValues values = RowValues()
+                                     .text(guid)
+                                     .text("flow key", flowGuid)
+                                     .text("job name", jobName)
+                                     .text("first text", firstText)
+                                     .text("second text", secondText)
+                                     .text("third text", thirdText)
+                                     .number(userId)
+                                     .text("user name", userName)
+                                     .time();
+        const KeyedRow row = {insertPreFile, "SELECT id FROM pre_file WHERE guid = ?", guid,
+                              "there is no job flow with that key"};
+        return insertRow(call, row, values, Durability::Immediate);
+    });
+    return added.ok() ? key : std::string();
 }
 
 } // namespace KOZAV::DBS_API

@@ -1,11 +1,8 @@
 #include "services/bll/Odbpp_CompanyBll.h"
 
-#include "backend/Guarded.h"
-#include "backend/Operation.h"
-#include "backend/Site.h"
-#include "backend/database/Database.h"
 #include "backend/operations/ConditionColumns.h"
-#include "backend/operations/RowValues.h"
+#include "backend/operations/RowWrites.h"
+#include "backend/operations/SiteWork.h"
 #include "backend/records/SiteRecords.h"
 
 #include <utility>
@@ -40,20 +37,15 @@ CompanyFilter filterOf(const Conditions& conditions)
     return filter;
 }
 
-Status selectCompanies(const std::map<std::string, std::string>& textConditions,
-                       const std::map<std::string, int>& intConditions,
+Status selectCompanies(Operation& call, const Conditions& conditions,
                        std::vector<Model::Odbpp_Company>& companies)
 {
-    const auto conditions = matchConditions(companyColumns(), textConditions, intConditions);
-    if (!conditions.ok() || !conditions->satisfiable)
-        return conditions.status();
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    auto found = listCompanies(*database.value(), filterOf(conditions.value()));
-    if (found.ok())
-        companies = std::move(found.value());
-    return found.status();
+    return withRows(call, [&](Database& database) {
+        auto found = listCompanies(database, filterOf(conditions));
+        if (found.ok())
+            companies = std::move(found.value());
+        return found.status();
+    });
 }
 
 /// Why a job count was not written.
@@ -99,33 +91,29 @@ Result<int> countJob(Database& database, const QVariantList& values)
     return counted.value() ? Result(1) : write();
 }
 
-Status writeJobCount(const std::string& companyName, int userId, int jobCount)
+Status writeJobCount(Operation& call, const RowValues& values, int jobCount)
 {
-    const RowValues values =
-        RowValues().number(jobCount).number(userId).time().text("company name", companyName).number(jobCount);
     if (!values.status().ok())
         return values.status();
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const auto changed = countJob(*database.value(), values.list());
-    if (changed.ok() && changed.value() == 0)
-        return refusedJobCount(*database.value(), QString::fromStdString(companyName), jobCount);
-    return changed.status();
+    return withRows(call, [&](Database& database) {
+        const auto changed = countJob(database, values.list());
+        if (changed.ok() && changed.value() == 0)
+            return refusedJobCount(database, call.event.company, jobCount);
+        return changed.status();
+    });
 }
 
-Status writeBatchNumber(int batchNumber, int companyId)
+Status writeBatchNumber(Operation& call, int batchNumber, int companyId)
 {
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const RowValues values = RowValues().number(batchNumber).time().number(companyId);
-    const auto changed =
-        database.value()->change("UPDATE company SET batch_number = ?, updated_time = ? WHERE id = ?",
-                                 values.list(), Durability::Immediate);
-    if (changed.ok() && changed.value() == 0)
-        return Status::notFound(QStringLiteral("there is no company with the number %1").arg(companyId));
-    return changed.status();
+    return withRows(call, [&](Database& database) {
+        const RowValues values = RowValues().number(batchNumber).time().number(companyId);
+        const auto changed =
+            database.change("UPDATE company SET batch_number = ?, updated_time = ? WHERE id = ?",
+                            values.list(), Durability::Immediate);
+        if (changed.ok() && changed.value() == 0)
+            return Status::notFound(QStringLiteral("there is no company with the number %1").arg(companyId));
+        return changed.status();
+    });
 }
 
 } // namespace
@@ -138,25 +126,43 @@ bool Odbpp_CompanyBll::select(const std::map<std::string, std::string>& textCond
                               const std::map<std::string, int>& intConditions,
                               std::vector<Model::Odbpp_Company>& companies)
 {
-    Operation operation(logDatabase, "Odbpp_CompanyBll::select",
-                        describeConditions(textConditions, intConditions));
     companies.clear();
-    const auto status = guarded([&] { return selectCompanies(textConditions, intConditions, companies); });
-    if (!status.ok())
+    const Status selected = Operation::run(ServiceOperation::SelectCompanies, [&](Operation& call) {
+        call.event.subject = describeConditions(textConditions, intConditions);
+        if (const auto name = textConditions.find("CompanyName"); name != textConditions.end())
+            call.event.company = QString::fromStdString(name->second);
+        const auto conditions = matchConditions(companyColumns(), textConditions, intConditions);
+        if (!conditions.ok() || !conditions->satisfiable)
+            return conditions.status();
+        return selectCompanies(call, conditions.value(), companies);
+    });
+    if (!selected.ok())
         companies.clear();
-    return operation.finish(status);
+    return selected.ok();
 }
 
 bool Odbpp_CompanyBll::inputCompanies(std::string& companyName, int userId, int jobCount)
 {
-    Operation operation(logDatabase, "inputCompanies", QString::fromStdString(companyName));
-    return operation.finish(guarded([&] { return writeJobCount(companyName, userId, jobCount); }));
+    const Status counted = Operation::run(ServiceOperation::InputCompanies, [&](Operation& call) {
+        call.event.subject = call.event.company = QString::fromStdString(companyName);
+        const RowValues values = RowValues()
+                                     .number(jobCount)
+                                     .number(userId)
+                                     .time()
+                                     .text("company name", companyName)
+                                     .number(jobCount);
+        return writeJobCount(call, values, jobCount);
+    });
+    return counted.ok();
 }
 
 bool Odbpp_CompanyBll::UpdateBatchNumber(int batchNumber, int companyId)
 {
-    Operation operation(logDatabase, "UpdateBatchNumber", QString::number(companyId));
-    return operation.finish(guarded([&] { return writeBatchNumber(batchNumber, companyId); }));
+    const Status written = Operation::run(ServiceOperation::UpdateBatchNumber, [&](Operation& call) {
+        call.event.subject = QString::number(companyId);
+        return writeBatchNumber(call, batchNumber, companyId);
+    });
+    return written.ok();
 }
 
 } // namespace KOZAV::DataLib::BLL

@@ -1,13 +1,6 @@
 #include "services/bll/Odbpp_JobCompressBll.h"
 
-#include "backend/Guarded.h"
-#include "backend/Operation.h"
-#include "backend/Site.h"
-#include "backend/database/Database.h"
-#include "backend/operations/FlowWrites.h"
-#include "backend/operations/RowValues.h"
-#include "backend/operations/SettledInsert.h"
-#include "backend/operations/StoredFileCheck.h"
+#include "backend/operations/RowWrites.h"
 
 namespace KOZAV::DataLib::BLL {
 
@@ -60,47 +53,38 @@ RowValues valuesOf(const CompressRow& row)
         .time();
 }
 
-Status requireFile(const CompressRow& row)
-{
-    const Result<StoreLocation> configured = configuredLocation();
-    if (!configured.ok())
-        return configured.status();
-    return requireStoredFile({configured->database, row.fsName}, row.storedName);
-}
-
 /// Takes a flow whose file is not there off the list of waiting jobs, unless its import was complete before.
-Status withdrawFlow(const CompressRow& row, const Status& reason)
+Status withdrawFlow(Operation& call, const CompressRow& row, const Status& reason)
 {
     const Status withdrawn = changeFlow(
+        call,
         "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ?"
         " WHERE guid = ? AND NOT EXISTS (SELECT 1 FROM job_compress WHERE flow_guid = job_flow.guid)",
         RowValues().number(importFailedState).number(importFailedSubState).number(row.userId).time(),
         row.flowGuid, Durability::Immediate);
     if (withdrawn.ok() || withdrawn.code() == ErrorCode::NotFound)
         return reason;
-    return Status(reason.code(), QStringLiteral("%1; the job also stays on the list of waiting jobs: %2")
-                                     .arg(reason.message(), withdrawn.message()));
+    return reason.retold(QStringLiteral("%1; the job also stays on the list of waiting jobs: %2")
+                             .arg(reason.message(), withdrawn.message()));
 }
 
-Status addCompressRow(const CompressRow& row)
+Status addCompressRow(Operation& call, const CompressRow& row)
 {
+    OperationEvent& event = call.event;
+    event.company = QString::fromStdString(row.companyName);
+    event.jobName = QString::fromStdString(row.jobName);
+    event.subject = event.flowKey = QString::fromStdString(row.flowGuid);
+    event.storedName = QString::fromStdString(row.storedName);
     if (row.flowGuid.empty())
         return Status::invalidArgument(QStringLiteral("the flow key is empty"));
     const RowValues values = valuesOf(row);
     if (!values.status().ok())
         return values.status();
-    if (Status missing = requireFile(row); !missing.ok())
-        return withdrawFlow(row, missing);
-    const Result<Database*> database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const KeyedRow keyed = {insertCompressRow, values.list(),
-                            "SELECT id FROM job_compress WHERE flow_guid = ?",
-                            QString::fromStdString(row.flowGuid)};
-    Status added = insertSettled(*database.value(), keyed, Durability::Immediate);
-    if (added.code() == ErrorCode::NotFound)
-        return Status::notFound(QStringLiteral("there is no such job flow or no such company: ") + added.message());
-    return added;
+    if (Status missing = requireStoredFile(call, row.storedName, row.fsName); !missing.ok())
+        return withdrawFlow(call, row, missing);
+    const KeyedRow keyed = {insertCompressRow, "SELECT id FROM job_compress WHERE flow_guid = ?",
+                            event.flowKey, "there is no such job flow or no such company"};
+    return insertRow(call, keyed, values, Durability::Immediate);
 }
 
 } // namespace
@@ -114,23 +98,23 @@ bool Odbpp_JobCompressBll::inputJobCompress(std::string companyName, std::string
                                             std::string suffix, std::string remark, std::string fsName,
                                             int userId, int jobNumber)
 {
-    Operation operation(logDatabase, "inputJobCompress", QString::fromStdString(flowGuid));
-    return operation.finish(guarded([&] {
-        return addCompressRow({companyName,
-                               companyCode,
-                               companyId,
-                               jobName,
-                               flowGuid,
-                               storedName,
-                               suffix,
-                               remark,
-                               fsName,
-                               userId,
-                               jobNumber,
-                               {},
-                               {},
-                               {}});
-    }));
+    const Status added = Operation::run(ServiceOperation::InputJobCompress, [&](Operation& call) {
+        return addCompressRow(call, {companyName,
+                                     companyCode,
+                                     companyId,
+                                     jobName,
+                                     flowGuid,
+                                     storedName,
+                                     suffix,
+                                     remark,
+                                     fsName,
+                                     userId,
+                                     jobNumber,
+                                     {},
+                                     {},
+                                     {}});
+    });
+    return added.ok();
 }
 
 bool Odbpp_JobCompressBll::inputJobCompressByFolder(std::string companyName, std::string companyCode,
@@ -140,10 +124,12 @@ bool Odbpp_JobCompressBll::inputJobCompressByFolder(std::string companyName, std
                                                     int jobNumber, std::string resource,
                                                     std::string customer2, std::string customer3)
 {
-    Operation operation(logDatabase, "inputJobCompressByFolder", QString::fromStdString(flowGuid));
-    return operation.finish(
-        addCompressRow({companyName, companyCode, companyId, jobName, flowGuid, storedName, suffix, remark,
-                        fsName, userId, jobNumber, resource, customer2, customer3}));
+    const Status added = Operation::run(ServiceOperation::InputJobCompressByFolder, [&](Operation& call) {
+        return addCompressRow(call,
+                              {companyName, companyCode, companyId, jobName, flowGuid, storedName, suffix,
+                               remark, fsName, userId, jobNumber, resource, customer2, customer3});
+    });
+    return added.ok();
 }
 
 } // namespace KOZAV::DataLib::BLL

@@ -1,15 +1,8 @@
 #include "services/bll/Odbpp_JobFlowBll.h"
 
-#include "backend/Guarded.h"
-#include "backend/Operation.h"
-#include "backend/Site.h"
 #include "backend/operations/ConditionColumns.h"
-#include "backend/database/Database.h"
-#include "backend/operations/FlowWrites.h"
-#include "backend/operations/RowValues.h"
-#include "backend/operations/SettledInsert.h"
-
-#include <QUuid>
+#include "backend/operations/RowWrites.h"
+#include "backend/operations/SiteWork.h"
 
 #include <array>
 
@@ -76,34 +69,28 @@ Model::Odbpp_JobFlow readFlow(const QSqlQuery& row)
     return flow;
 }
 
-Status selectFlows(const std::map<std::string, std::string>& textConditions,
-                   const std::map<std::string, int>& intConditions, std::vector<Model::Odbpp_JobFlow>& flows)
+Status selectFlows(Operation& call, const Conditions& conditions, std::vector<Model::Odbpp_JobFlow>& flows)
 {
-    const Result<Conditions> conditions = matchConditions(flowColumns(), textConditions, intConditions);
-    if (!conditions.ok() || !conditions->satisfiable)
-        return conditions.status();
-    const Result<Database*> database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    return database.value()->query(flowSelects.at(conditions->columns), conditions->values,
-                                   [&](const QSqlQuery& row) {
-                                       flows.push_back(readFlow(row));
-                                       return true;
-                                   });
+    return withRows(call, [&](Database& database) {
+        return database.query(flowSelects.at(conditions.columns), conditions.values,
+                              [&](const QSqlQuery& row) {
+                                  flows.push_back(readFlow(row));
+                                  return true;
+                              });
+    });
 }
 
-Status addFlow(const RowValues& values)
+/// Carries out an operation that changes columns of the one flow that it is given.
+/// @param values  gives them, without the flow key
+template <typename Values>
+bool writeFlow(ServiceOperation operation, const char* sql, const std::string& flowGuid,
+               Durability durability, const Values& values)
 {
-    if (!values.status().ok())
-        return values.status();
-    const Result<Database*> database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const KeyedRow row = {
-        "INSERT INTO job_flow (guid, job_name, user_id, flow_no, ko_serial_name, created_time)"
-        " VALUES (?, ?, ?, ?, ?, ?)",
-        values.list(), "SELECT id FROM job_flow WHERE guid = ?", values.list().first()};
-    return insertSettled(*database.value(), row, Durability::Deferred);
+    const Status written = Operation::run(operation, [&](Operation& call) {
+        call.event.subject = call.event.flowKey = QString::fromStdString(flowGuid);
+        return changeFlow(call, sql, values(), flowGuid, durability);
+    });
+    return written.ok();
 }
 
 } // namespace
@@ -116,70 +103,74 @@ bool Odbpp_JobFlowBll::select(const std::map<std::string, std::string>& textCond
                               const std::map<std::string, int>& intConditions,
                               std::vector<Model::Odbpp_JobFlow>& flows)
 {
-    Operation operation(logDatabase, "Odbpp_JobFlowBll::select",
-                        describeConditions(textConditions, intConditions));
     flows.clear();
-    const Status status = guarded([&] { return selectFlows(textConditions, intConditions, flows); });
-    if (!status.ok())
+    const Status selected = Operation::run(ServiceOperation::SelectJobFlows, [&](Operation& call) {
+        call.event.subject = describeConditions(textConditions, intConditions);
+        const auto conditions = matchConditions(flowColumns(), textConditions, intConditions);
+        if (!conditions.ok() || !conditions->satisfiable)
+            return conditions.status();
+        return selectFlows(call, conditions.value(), flows);
+    });
+    if (!selected.ok())
         flows.clear();
-    return operation.finish(status);
+    return selected.ok();
 }
 
 std::string Odbpp_JobFlowBll::insertflowbeforeorigfile(std::string jobName, int userId, std::string flowNo,
                                                        std::string generatedJobName)
 {
-    Operation operation(logDatabase, "insertflowbeforeorigfile", QString::fromStdString(generatedJobName));
-    const QString flowGuid = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    const RowValues values = RowValues()
-                                 .text(flowGuid)
-                                 .text("job name", jobName)
-                                 .number(userId)
-                                 .text("flow number", flowNo)
-                                 .text("generated job name", generatedJobName)
-                                 .time();
-    const Status status = guarded([&] { return addFlow(values); });
-    return operation.finish(status, status.ok() ? flowGuid : QString()) ? flowGuid.toStdString()
-                                                                        : std::string();
+    std::string key;
+    const Status inserted = Operation::run(ServiceOperation::InsertFlowBeforeOrigFile, [&](Operation& call) {
+        const QString flowGuid = newGuid();
+        call.event.jobName = QString::fromStdString(jobName);
+        call.event.subject = call.event.generatedName = QString::fromStdString(generatedJobName);
+        call.event.flowKey = flowGuid;
+        key = flowGuid.toStdString();
+        const RowValues values = RowValues()
+                                     .text(flowGuid)
+                                     .text("job name", jobName)
+                                     .number(userId)
+                                     .text("flow number", flowNo)
+                                     .text("generated job name", generatedJobName)
+                                     .time();
+        const KeyedRow row = {
+            "INSERT INTO job_flow (guid, job_name, user_id, flow_no, ko_serial_name, created_time)"
+            " VALUES (?, ?, ?, ?, ?, ?)",
+            "SELECT id FROM job_flow WHERE guid = ?", flowGuid};
+        return insertRow(call, row, values, Durability::Deferred);
+    });
+    return inserted.ok() ? key : std::string();
 }
 
 bool Odbpp_JobFlowBll::updateUploadBatchNum(int batchNumber, std::string flowGuid)
 {
-    Operation operation(logDatabase, "updateUploadBatchNum", QString::fromStdString(flowGuid));
-    return operation.finish(guarded([&] {
-        return changeFlow("UPDATE job_flow SET upload_batch_number = ? WHERE guid = ?",
-                          RowValues().number(batchNumber), flowGuid, Durability::Deferred);
-    }));
+    return writeFlow(ServiceOperation::UpdateUploadBatchNum,
+                     "UPDATE job_flow SET upload_batch_number = ? WHERE guid = ?", flowGuid,
+                     Durability::Deferred, [&] { return RowValues().number(batchNumber); });
 }
 
 bool Odbpp_JobFlowBll::UpdateOrigFileGuid(std::string origFileGuid, std::string flowGuid)
 {
-    Operation operation(logDatabase, "UpdateOrigFileGuid", QString::fromStdString(flowGuid));
-    return operation.finish(guarded([&] {
-        return changeFlow("UPDATE job_flow SET orig_file_guid = ? WHERE guid = ?",
-                          RowValues().text("original-file key", origFileGuid), flowGuid,
-                          Durability::Deferred);
-    }));
+    return writeFlow(ServiceOperation::UpdateOrigFileGuid,
+                     "UPDATE job_flow SET orig_file_guid = ? WHERE guid = ?", flowGuid, Durability::Deferred,
+                     [&] { return RowValues().text("original-file key", origFileGuid); });
 }
 
 bool Odbpp_JobFlowBll::UpdateLastOdbppImportMongoFsGuid(std::string origFileGuid, std::string flowGuid)
 {
-    Operation operation(logDatabase, "UpdateLastOdbppImportMongoFsGuid", QString::fromStdString(flowGuid));
-    return operation.finish(guarded([&] {
-        return changeFlow("UPDATE job_flow SET last_import_orig_file_guid = ? WHERE guid = ?",
-                          RowValues().text("original-file key", origFileGuid), flowGuid,
-                          Durability::Deferred);
-    }));
+    return writeFlow(ServiceOperation::UpdateLastOdbppImportMongoFsGuid,
+                     "UPDATE job_flow SET last_import_orig_file_guid = ? WHERE guid = ?", flowGuid,
+                     Durability::Deferred,
+                     [&] { return RowValues().text("original-file key", origFileGuid); });
 }
 
 bool Odbpp_JobFlowBll::UpdateState(int userId, int state, int subState, std::string flowGuid)
 {
-    Operation operation(logDatabase, "UpdateState", QString::fromStdString(flowGuid));
-    return operation.finish(guarded([&] {
-        return changeFlow(
-            "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ? WHERE guid = ?",
-            RowValues().number(state).number(subState).number(userId).time(), flowGuid,
-            Durability::Immediate);
-    }));
+    return writeFlow(
+        ServiceOperation::UpdateState,
+        "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ? WHERE guid = ?",
+        flowGuid, Durability::Immediate,
+        [&] { return RowValues().number(state).number(subState).number(userId).time(); });
 }
 
 bool Odbpp_JobFlowBll::UpdatePreImportOrCheckTime(std::string flowGuid, int preImportUserId,
@@ -187,23 +178,22 @@ bool Odbpp_JobFlowBll::UpdatePreImportOrCheckTime(std::string flowGuid, int preI
                                                   int checkUserId, std::string checkUserName, int checkFlag,
                                                   std::string checkNote)
 {
-    Operation operation(logDatabase, "UpdatePreImportOrCheckTime", QString::fromStdString(flowGuid));
-    const RowValues values = RowValues()
-                                 .number(preImportUserId)
-                                 .number(preImportFlag)
-                                 .text("pre-import note", preImportNote)
-                                 .number(checkUserId)
-                                 .text("name of the checking user", checkUserName)
-                                 .number(checkFlag)
-                                 .text("check note", checkNote)
-                                 .time();
-    return operation.finish(guarded([&] {
-        return changeFlow("UPDATE job_flow SET pre_import_user_id = ?, pre_import_flag = ?,"
-                          " pre_import_note = ?, check_user_id = ?, check_user_name = ?,"
-                          " check_flag = ?, check_note = ?, pre_import_or_check_time = ?"
-                          " WHERE guid = ?",
-                          values, flowGuid, Durability::Immediate);
-    }));
+    const auto values = [&] {
+        return RowValues()
+            .number(preImportUserId)
+            .number(preImportFlag)
+            .text("pre-import note", preImportNote)
+            .number(checkUserId)
+            .text("name of the checking user", checkUserName)
+            .number(checkFlag)
+            .text("check note", checkNote)
+            .time();
+    };
+    return writeFlow(ServiceOperation::UpdatePreImportOrCheckTime,
+                     "UPDATE job_flow SET pre_import_user_id = ?, pre_import_flag = ?, pre_import_note = ?,"
+                     " check_user_id = ?, check_user_name = ?, check_flag = ?, check_note = ?,"
+                     " pre_import_or_check_time = ? WHERE guid = ?",
+                     flowGuid, Durability::Immediate, values);
 }
 
 } // namespace KOZAV::DataLib::BLL

@@ -1,9 +1,6 @@
 #include "services/ui/ZAV_StdCommon.h"
 
-#include "backend/Guarded.h"
-#include "backend/Operation.h"
-#include "backend/Site.h"
-#include "backend/database/Database.h"
+#include "backend/operations/SiteWork.h"
 #include "backend/records/JobListing.h"
 
 #include <utility>
@@ -24,17 +21,14 @@ struct LastWaitingJobs
     std::vector<Odbpp_Job_C> jobs;
 };
 
-Status readWaitingJobs(std::vector<Odbpp_Job_C>& jobs)
+Status readWaitingJobs(Database& database, std::vector<Odbpp_Job_C>& jobs)
 {
     static thread_local LastWaitingJobs last;
-    const Result<Database*> database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const Result<QString> revision = database.value()->revision();
+    const auto revision = database.revision();
     if (!revision.ok())
         return revision.status();
     if (revision->isEmpty() || revision.value() != last.revision) {
-        Result<std::vector<Odbpp_Job_C>> waiting = listWaitingJobs(*database.value());
+        auto waiting = listWaitingJobs(database);
         if (!waiting.ok())
             return waiting.status();
         last = {revision.value(), std::move(waiting.value())};
@@ -45,7 +39,7 @@ Status readWaitingJobs(std::vector<Odbpp_Job_C>& jobs)
 
 Status readUser(Kozav_User& user)
 {
-    const Result<Settings> settings = Site::current().settings();
+    const auto settings = Site::current().settings();
     if (!settings.ok())
         return settings.status();
     user.loginName = settings->userLogin.toStdString();
@@ -64,20 +58,21 @@ ZAV_StdCommon* ZAV_StdCommon::interface()
 
 std::vector<Odbpp_Job_C> ZAV_StdCommon::getInputJobList()
 {
-    Operation operation(logUi, "getInputJobList", {});
     std::vector<Odbpp_Job_C> jobs;
-    if (!operation.finish(guarded([&jobs] { return readWaitingJobs(jobs); })))
+    const Status listed = Operation::run(ServiceOperation::GetInputJobList, [&](Operation& call) {
+        return withRows(call, [&](Database& database) { return readWaitingJobs(database, jobs); });
+    });
+    if (!listed.ok())
         jobs.clear();
     return jobs;
 }
 
 Kozav_User ZAV_StdCommon::getCurrentUser()
 {
-    Operation operation(logUi, "getCurrentUser", {});
     Kozav_User user;
-    if (!operation.finish(guarded([&user] { return readUser(user); })))
-        return {};
-    return user;
+    const Status read =
+        Operation::run(ServiceOperation::GetCurrentUser, [&](Operation& /*call*/) { return readUser(user); });
+    return read.ok() ? user : Kozav_User();
 }
 
 } // namespace KOZAV::UI

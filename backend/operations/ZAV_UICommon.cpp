@@ -4,8 +4,9 @@
 
 namespace KOZAV::UI {
 
-using Backend::logUi;
 using Backend::Operation;
+using Backend::ServiceOperation;
+using Backend::Status;
 
 ZAV_UICommon::ZAV_UICommon(QObject* parent)
     : QObject(parent)
@@ -20,16 +21,19 @@ ZAV_UICommon* ZAV_UICommon::interface()
 
 void ZAV_UICommon::refreshOrigFileTable()
 {
-    Operation operation(logUi, "refreshOrigFileTable", {});
-    Q_EMIT origFileTableRefreshRequested();
-    operation.finish({});
+    (void)Operation::run(ServiceOperation::RefreshOrigFileTable, [this](Operation& /*call*/) {
+        Q_EMIT origFileTableRefreshRequested();
+        return Status();
+    });
 }
 
 void ZAV_UICommon::sendemitCAMImportJobInfo(const QString& jobInfo)
 {
-    Operation operation(logUi, "sendemitCAMImportJobInfo", jobInfo);
-    Q_EMIT emitCAMImportJobInfo(jobInfo);
-    operation.finish({});
+    (void)Operation::run(ServiceOperation::SendEmitCamImportJobInfo, [&](Operation& call) {
+        call.event.subject = jobInfo;
+        Q_EMIT emitCAMImportJobInfo(jobInfo);
+        return Status();
+    });
 }
 
 } // namespace KOZAV::UI

@@ -79,7 +79,7 @@ void tell(const QStringList& fields)
 /// client's report says of each entry. @return whether all was imported
 bool importOnce(Host::SiteAccess& site, OperatedPanel& panel, const QString& directory)
 {
-    Host::BatchReport report(site, directory);
+    Host::BatchReport report(directory);
     const auto connection = QObject::connect(&site, &Host::SiteAccess::serviceCalled,
                                              [&report](const auto& call) { report.serviceCalled(call); });
     report.start();
@@ -87,7 +87,7 @@ bool importOnce(Host::SiteAccess& site, OperatedPanel& panel, const QString& dir
     QObject::disconnect(connection);
     report.finish();
     for (const Host::BatchReportRow& row : report.rows()) {
-        if (!row.imported()) {
+        if (row.result != Host::BatchResult::Imported) {
             tell({QStringLiteral("refused"), row.entry, row.reason});
             continue;
         }

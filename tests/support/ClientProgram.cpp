@@ -5,7 +5,8 @@
 
 namespace KOZAV::Test {
 
-ClientRun runClient(const QStringList& arguments, const QString& platform)
+ClientRun runClient(const QStringList& arguments, const QString& platform,
+                    const std::function<void(const QString& output)>& watch)
 {
     const QString platformVariable = QStringLiteral("QT_QPA_PLATFORM");
     auto environment = QProcessEnvironment::systemEnvironment();
@@ -18,12 +19,17 @@ ClientRun runClient(const QStringList& arguments, const QString& platform)
     QProcess client;
     client.setProcessEnvironment(environment);
     client.start(QStringLiteral(ZAV_CLIENT), arguments);
-    if (!client.waitForFinished(120000))
-        qFatal("the client did not end");
     ClientRun run;
+    QByteArray output;
+    while (watch && client.waitForReadyRead(120000)) {
+        output += client.readAllStandardOutput();
+        watch(QString::fromUtf8(output));
+    }
+    if (client.state() != QProcess::NotRunning && !client.waitForFinished(120000))
+        qFatal("the client did not end");
     if (client.exitStatus() == QProcess::NormalExit)
         run.exitCode = client.exitCode();
-    run.output = QString::fromUtf8(client.readAllStandardOutput());
+    run.output = QString::fromUtf8(output + client.readAllStandardOutput());
     run.errors = QString::fromLocal8Bit(client.readAllStandardError());
     return run;
 }

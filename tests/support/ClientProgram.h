@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+
 namespace KOZAV::Test {
 
 /// One run of the built zav_client, to its end.
@@ -17,6 +19,8 @@ struct ClientRun
 
 /// Runs zav_client where there is no display.
 /// @param platform  value of QT_QPA_PLATFORM; empty: the variable is not set
-ClientRun runClient(const QStringList& arguments, const QString& platform = {});
+/// @param watch     called with all that it has written so far, each time that there is more
+ClientRun runClient(const QStringList& arguments, const QString& platform = {},
+                    const std::function<void(const QString& output)>& watch = {});
 
 } // namespace KOZAV::Test

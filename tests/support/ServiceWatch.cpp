@@ -1,6 +1,6 @@
 #include "tests/support/ServiceWatch.h"
 
-#include "backend/Operation.h"
+#include "backend/HostInterface.h"
 
 #include <algorithm>
 
@@ -10,8 +10,8 @@ ServiceWatch::ServiceWatch()
 {
     Backend::setOperationObserver([this](const Backend::OperationEvent& event) {
         ++m_calls;
-        if (!event.status.ok())
-            m_failures << event.operation + QStringLiteral(": ") + event.status.message();
+        if (event.outcome != Backend::OperationOutcome::Succeeded)
+            m_failures << Backend::operationName(event.operation) + QStringLiteral(": ") + event.message;
         m_longestCallMs = std::max(m_longestCallMs, event.endedMs - event.startedMs);
         if (afterCall)
             afterCall(m_calls);

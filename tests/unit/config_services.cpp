@@ -1,4 +1,4 @@
-#include "backend/Operation.h"
+#include "backend/HostInterface.h"
 #include "backend/Site.h"
 #include "backend/store/DocumentStore.h"
 #include "services/common/Common.h"
@@ -26,7 +26,10 @@ using namespace KOZAV;
 using namespace KOZAV::Test;
 using Backend::ErrorCode;
 using Backend::OperationEvent;
+using Backend::OperationOutcome;
+using Backend::ServiceOperation;
 using Backend::Site;
+using Backend::SitePart;
 
 class ConfigServicesTest final : public QObject
 {
@@ -179,17 +182,20 @@ void ConfigServicesTest::userIsHandedOn()
 void ConfigServicesTest::waitingJobsAreHandedOn()
 {
     QVERIFY(UI::ZAV_StdCommon::interface()->getInputJobList().empty());
-    QCOMPARE(m_events.last().operation, QStringLiteral("getInputJobList"));
-    QVERIFY2(m_events.last().status.ok(), qPrintable(m_events.last().status.message()));
+    QCOMPARE(m_events.last().operation, ServiceOperation::GetInputJobList);
+    QVERIFY2(m_events.last().outcome == OperationOutcome::Succeeded, qPrintable(m_events.last().message));
+    QCOMPARE(m_events.last().part, SitePart::Rows);
 }
 
 void ConfigServicesTest::fileGoesInAndOut()
 {
     makeFile(QStringLiteral("job.tgz"), "content");
     QCOMPARE(Common::MongodbPut("plant", "odbpp", local("job.tgz"), "a.tgz"), 0);
-    QCOMPARE(m_events.last().operation, QStringLiteral("MongodbPut"));
+    QCOMPARE(m_events.last().operation, ServiceOperation::MongodbPut);
     QCOMPARE(m_events.last().subject, QStringLiteral("a.tgz"));
-    QCOMPARE(m_events.last().result, QStringLiteral("a.tgz"));
+    QCOMPARE(m_events.last().storedName, QStringLiteral("a.tgz"));
+    QCOMPARE(m_events.last().storedBytes, qint64(7));
+    QCOMPARE(m_events.last().part, SitePart::Files);
     QVERIFY(QFile::exists(QString::fromStdString(local("job.tgz"))));
     QCOMPARE(Common::MongodbGet("plant", "odbpp", local("back.tgz"), "a.tgz"), 0);
     QCOMPARE(contentOf(local("back.tgz")), QByteArray("content"));
@@ -208,8 +214,10 @@ void ConfigServicesTest::failuresHaveNumbers()
     QCOMPARE(Common::MongodbPut("plant", "odbpp", local("two"), "a.zip"), 3);
     m_file->write("broken");
     QCOMPARE(Common::MongodbPut("plant", "odbpp", local("one"), "b.zip"), 9);
-    QCOMPARE(m_events.last().status.code(), ErrorCode::Configuration);
-    QCOMPARE(m_events.last().result, QString());
+    QCOMPARE(m_events.last().outcome, OperationOutcome::Failed);
+    QCOMPARE(m_events.last().reason, ErrorCode::Configuration);
+    QCOMPARE(m_events.last().part, SitePart::None);
+    QCOMPARE(m_events.last().storedBytes, qint64(-1));
     const QStringList warnings = CapturedLog::of(QtWarningMsg);
     QVERIFY2(warnings.first().startsWith(QLatin1String("kozav.backend.store: MongodbGet none.zip: ")),
              qPrintable(warnings.first()));
@@ -234,9 +242,10 @@ void ConfigServicesTest::folderIsPackedAndStored()
     QCOMPARE(Common::FoldersCompressSave2MongoDb(local(folder.constData()), local(staging.constData()), id),
              0);
     QVERIFY(!QUuid::fromString(QString::fromStdString(id)).isNull());
-    QCOMPARE(m_events.last().operation, QStringLiteral("FoldersCompressSave2MongoDb"));
+    QCOMPARE(m_events.last().operation, ServiceOperation::FoldersCompressSave2MongoDb);
     QCOMPARE(m_events.last().subject, QString::fromStdString(local("job")));
-    QCOMPARE(m_events.last().result, QString::fromStdString(id));
+    QCOMPARE(m_events.last().storedName, QString::fromStdString(id) + QStringLiteral(".zip"));
+    QVERIFY(m_events.last().storedBytes > 0);
     QVERIFY(QDir(QString::fromStdString(local(staging.constData()))).isEmpty());
     QCOMPARE(Common::MongodbGet("plant", "odbpp", local("back.zip"), id + ".zip"), 0);
     QVERIFY(contentOf(local("back.zip")).startsWith("PK"));

@@ -167,7 +167,9 @@ void HostSiteStatus::lockedFileIsNoLostServer()
     });
     QVERIFY2(held.ok(), qPrintable(held.message()));
     QCOMPARE(calls.count(), 1);
-    QVERIFY(calls[0][0].value<ServiceCall>().unreachable);
+    const auto event = calls[0][0].value<Backend::OperationEvent>();
+    QCOMPARE(event.reason, Backend::ErrorCode::Unavailable);
+    QCOMPARE(event.part, Backend::SitePart::Rows);
     QVERIFY(!client.isUnreachable("siteRows"));
 }
 

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "services/ServicesExport.h"
+
+#include <QMetaType>
+#include <QString>
+
+#include <functional>
+
+/// @file
+/// For hosts of the services: which site they work on, what becomes of each call, and how the two parts of
+/// the site are. Beside the services this is all that the backend offers; a host needs none of it.
+
+namespace KOZAV::Backend {
+
+/// What kind of failure there was. Values are only ever added.
+enum class ErrorCode {
+    None,
+    InvalidArgument, ///< a name, value or location that cannot be accepted
+    NotFound,
+    AlreadyExists,    ///< taken by other content
+    NotPermitted,     ///< the operating system or the server refuses access
+    NoSpace,          ///< disk, quota or inodes exhausted
+    Io,               ///< reading or writing failed
+    ChangedWhileRead, ///< a source file was changed, replaced or removed while it was read
+    Corrupt,          ///< stored data is not what was stored
+    Configuration,    ///< the configuration is missing, broken or not usable
+    Unavailable,      ///< a server or a locked database cannot be reached in time
+    OutcomeUnknown,   ///< the connection was lost before the answer: the change may have been made
+    Internal
+};
+
+/// The two parts that a site is made of.
+enum class SitePart {
+    None, ///< neither
+    Rows, ///< the database
+    Files ///< the document store
+};
+
+/// The operations of the services, by the names that they have there. Not among them are those that neither
+/// ask a part of the site nor tell anybody anything: getConfig, getGUID, GetTimeStr.
+enum class ServiceOperation {
+    MongodbPut,
+    MongodbGet,
+    FoldersCompressSave2MongoDb,
+    GetInputJobList,
+    GetCurrentUser,
+    RefreshOrigFileTable,
+    SendEmitCamImportJobInfo,
+    SelectCompanies,
+    InputCompanies,
+    UpdateBatchNumber,
+    InputOrigFile,
+    SelectJobFlows,
+    InsertFlowBeforeOrigFile,
+    UpdateUploadBatchNum,
+    UpdateOrigFileGuid,
+    UpdateLastOdbppImportMongoFsGuid,
+    UpdateState,
+    UpdatePreImportOrCheckTime,
+    InputJobCompress,
+    InputJobCompressByFolder,
+    ReuploadRobotTgz,
+    UploadPrefile2Mysql
+};
+
+/// The operation as its header calls it, such as "MongodbPut".
+KOZAV_SERVICES_API QString operationName(ServiceOperation operation);
+
+enum class OperationOutcome {
+    Succeeded,
+    Failed, ///< nothing was changed, or only what the operation's contract says
+    Unknown ///< the answer was lost: neither a success nor a failure
+};
+
+/// One finished call of a service operation. Texts are empty and numbers as they begin here where the call
+/// does not know them.
+struct OperationEvent
+{
+    ServiceOperation operation = ServiceOperation::MongodbPut;
+    OperationOutcome outcome = OperationOutcome::Succeeded;
+    ErrorCode reason = ErrorCode::None;
+    SitePart part = SitePart::None; ///< what answered last, or failed to; None where neither had a say in it
+
+    QString company;       ///< its name
+    QString jobName;       ///< the name that the job came with
+    QString generatedName; ///< the name that the system gave it
+    QString flowKey;
+    QString storedName;
+    qint64 storedBytes = -1; ///< length of the file that this call has stored
+
+    QString subject;      ///< what it was called for, in words: a folder, a name, a key
+    QString message;      ///< why it did not succeed, for people
+    qint64 startedMs = 0; ///< monotonic clock, milliseconds
+    qint64 endedMs = 0;
+};
+
+using OperationObserver = std::function<void(const OperationEvent&)>;
+
+/// Has every service operation of this process reported to observer when it ends, on the thread that called
+/// it, before it returns; an empty function ends that. An exception that observer throws goes no further. A
+/// call that is just ending on another thread may still tell the observer before.
+KOZAV_SERVICES_API void setOperationObserver(OperationObserver observer);
+
+/// Has the services work on the site of a configuration file from now on.
+/// @param path  the file; empty: $ZAV_CONFIG, otherwise the one in the user's configuration folder, which is
+///              made with working defaults where it is missing
+KOZAV_SERVICES_API void setConfigurationFile(const QString& path);
+[[nodiscard]] KOZAV_SERVICES_API QString configurationFile();
+
+/// What a look at one part of a site tells. Holds no password.
+struct ServiceHealth
+{
+    QString engine;      ///< name and version, such as "MariaDB 10.11.6"
+    QString place;       ///< file, folder, or host, port and name
+    bool remote = false; ///< reached over a network connection or socket
+    QString encryption; ///< protocol of an encrypted connection, such as "TLSv1.3"; empty where there is none
+    QString topology;   ///< how several servers make the engine, in a few words; empty where it is one
+    double latencyMs = 0; ///< of the fastest of a few small requests
+    QString failure;      ///< why it could not be asked; then only the place is known, if that
+
+    [[nodiscard]] bool isReachable() const { return failure.isEmpty(); }
+};
+
+/// Asks the rows or the files of the services' site, over a connection of the calling thread, which is opened
+/// where it is not. Takes as long as the time-outs of the configuration allow.
+KOZAV_SERVICES_API ServiceHealth healthOf(SitePart part);
+
+} // namespace KOZAV::Backend
+
+Q_DECLARE_METATYPE(KOZAV::Backend::OperationEvent)

@@ -1,0 +1,124 @@
+// How the operations write rows, so that a connection lost before the answer leaves no doubt wherever
+// somebody can still be asked. An insert carries a key of its own: the key finds the row if it arrived, and
+// keeps a second try from making another. An update sets values that do not depend on the row: made twice it
+// is the same.
+
+#include "backend/operations/RowWrites.h"
+
+#include "backend/operations/SiteWork.h"
+
+#include <QUuid>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+Result<bool> isThere(Database& database, const KeyedRow& row)
+{
+    bool found = false;
+    const Status asked = database.query(row.findSql, {row.key}, [&found](const QSqlQuery& /*row*/) {
+        found = true;
+        return false;
+    });
+    return asked.ok() ? Result<bool>(found) : Result<bool>(asked);
+}
+
+Status insertSettled(Database& database, const KeyedRow& row, const QVariantList& values,
+                     Durability durability)
+{
+    const auto insert = [&] { return database.insert(row.insertSql, values, durability).status(); };
+    Status first = insert();
+    if (first.code() != ErrorCode::OutcomeUnknown)
+        return first;
+    const auto arrived = isThere(database, row);
+    if (!arrived.ok())
+        return first;
+    if (arrived.value())
+        return {};
+    Status second = insert();
+    if (second.code() != ErrorCode::AlreadyExists)
+        return second;
+    // The first one may have been carried out after the question.
+    const auto late = isThere(database, row);
+    return late.ok() && late.value() ? Status() : second;
+}
+
+} // namespace
+
+RowValues& RowValues::text(const char* what, const std::string& utf8)
+{
+    const QString value = QString::fromStdString(utf8);
+    if (m_status.ok() && value.toStdString() != utf8)
+        m_status = Status::invalidArgument(
+            QStringLiteral("the %1 is not UTF-8 text, or begins with a byte order mark")
+                .arg(QLatin1String(what)));
+    return text(value);
+}
+
+RowValues& RowValues::text(const QString& value)
+{
+    m_values.append(value);
+    return *this;
+}
+
+RowValues& RowValues::number(int value)
+{
+    m_values.append(value);
+    return *this;
+}
+
+RowValues& RowValues::time()
+{
+    return text(rowTime());
+}
+
+Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, Durability durability)
+{
+    if (!values.status().ok())
+        return values.status();
+    return withRows(call, [&](Database& database) {
+        Status added = insertSettled(database, row, values.list(), durability);
+        if (added.code() == ErrorCode::NotFound && row.noReference)
+            return added.in(QLatin1String(row.noReference));
+        return added;
+    });
+}
+
+Status requireStoredFile(Operation& call, const std::string& storedName,
+                         const std::optional<std::string>& fileStore)
+{
+    return withFiles(call, [&](DocumentStore& store, StoreLocation location) {
+        location.fileStore = fileStore.value_or(location.fileStore);
+        const Status found = store.find(location, storedName).status();
+        return found.in(QStringLiteral("no row is written for the stored file \"%1\"")
+                            .arg(QString::fromStdString(storedName)));
+    });
+}
+
+Status changeFlow(Operation& call, const char* sql, RowValues values, const std::string& flowGuid,
+                  Durability durability)
+{
+    if (flowGuid.empty())
+        return Status::invalidArgument(QStringLiteral("the flow key is empty"));
+    values.text("flow key", flowGuid);
+    if (!values.status().ok())
+        return values.status();
+    return withRows(call, [&](Database& database) {
+        auto changed = database.change(sql, values.list(), durability);
+        // The same values again: whether the first write was carried out makes no difference then.
+        if (changed.code() == ErrorCode::OutcomeUnknown)
+            changed = database.change(sql, values.list(), durability);
+        if (changed.ok() && changed.value() == 0)
+            return Status::notFound(QStringLiteral("there is no job flow with that key"));
+        if (changed.code() == ErrorCode::NotFound)
+            return changed.status().in(QStringLiteral("the original file does not exist"));
+        return changed.status();
+    });
+}
+
+QString newGuid()
+{
+    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
+} // namespace KOZAV::Backend

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "backend/Operation.h"
+#include "backend/database/Database.h"
+
+#include <QVariantList>
+
+#include <optional>
+#include <string>
+
+namespace KOZAV::Backend {
+
+/// The values of one statement, in its order, from the arguments of a service operation. The first argument
+/// that cannot be stored as it is is remembered: status() is to be asked before the values are used.
+class RowValues final
+{
+public:
+    /// @param what  the argument in words, for the failure
+    RowValues& text(const char* what, const std::string& utf8);
+    RowValues& text(const QString& value);
+    RowValues& number(int value);
+    /// The current time.
+    RowValues& time();
+
+    [[nodiscard]] const Status& status() const { return m_status; }
+    [[nodiscard]] const QVariantList& list() const { return m_values; }
+
+private:
+    QVariantList m_values;
+    Status m_status;
+};
+
+/// One row that is told apart from all others by a key that this program made.
+struct KeyedRow
+{
+    const char* insertSql;
+    const char* findSql; ///< selects the row by its key, the one value
+    QVariant key;
+    const char* noReference = nullptr; ///< in words, where the row refers to one that does not exist
+};
+
+/// Inserts a row. Where the answer is lost the database is asked for the row, and the insert repeated if it
+/// is not there: the key keeps it from being there twice. OutcomeUnknown only where nobody can be asked.
+Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, Durability durability);
+
+/// Fails unless the site's document store holds a file of that name: to be asked before a row that points at
+/// it.
+/// @param fileStore  where it lies; the configured file store where none is given
+Status requireStoredFile(Operation& call, const std::string& storedName,
+                         const std::optional<std::string>& fileStore = {});
+
+/// State pair of a job flow whose import failed: the row is kept, but nobody waits for it.
+constexpr int importFailedState = -1;
+constexpr int importFailedSubState = -1;
+
+/// Runs an UPDATE of one job-flow row whose last bound value is the flow key. NotFound where no row has that
+/// key or the update refers to an original file that does not exist; InvalidArgument for an empty key.
+/// Repeated where its answer is lost: the update has to set values that do not depend on the row.
+Status changeFlow(Operation& call, const char* sql, RowValues values, const std::string& flowGuid,
+                  Durability durability);
+
+/// A new identifier for a row or a stored file.
+QString newGuid();
+
+} // namespace KOZAV::Backend
