@@ -131,7 +131,7 @@ FileMigration::FileMigration(DocumentStoreSettings source, DocumentStoreSettings
 
 Result<FileMigration::Listing> FileMigration::list(DocumentStore& store,
                                                    const DocumentStoreSettings& settings,
-                                                   const QStringList& fileStores) const
+                                                   const QStringList& fileStores)
 {
     Listing listing;
     for (const QString& name : fileStores) {
@@ -147,34 +147,42 @@ Result<FileMigration::Listing> FileMigration::list(DocumentStore& store,
     return listing;
 }
 
-Status FileMigration::check(const QStringList& fileStores)
+Result<FileMigration::Listings> FileMigration::listBoth(const QStringList& fileStores)
 {
-    const auto source = list(*m_stores.source, m_sourceSettings, fileStores);
+    auto source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
-    const auto target = list(*m_stores.target, m_targetSettings, fileStores);
+    auto target = list(*m_stores.target, m_targetSettings, fileStores);
     if (!target.ok())
         return target.status();
-    if (auto fits = compareWithTarget(source.value(), target.value()); !fits.ok())
+    return Listings{std::move(source.value()), std::move(target.value())};
+}
+
+Status FileMigration::check(const QStringList& fileStores)
+{
+    const auto now = listBoth(fileStores);
+    if (!now.ok())
+        return now.status();
+    if (auto fits = compareWithTarget(now.value()); !fits.ok())
         return fits;
     m_meter.expectFiles(m_all.files, m_missing.bytes);
     return {};
 }
 
-Status FileMigration::compareWithTarget(const Listing& source, const Listing& target)
+Status FileMigration::compareWithTarget(const Listings& now)
 {
     qint64 present = 0;
-    for (const auto& [key, file] : source) {
-        const auto there = target.find(key);
-        if (there != target.end() && isKnownToDiffer(file, there->second))
+    for (const auto& [key, file] : now.source) {
+        const auto there = now.target.find(key);
+        if (there != now.target.end() && isKnownToDiffer(file, there->second))
             return targetDiffers(storeLocation(m_targetSettings, key.first), file.name);
         m_all.files += 1;
         m_all.bytes += file.length;
-        present += there == target.end() ? 0 : 1;
-        m_missing.bytes += there == target.end() ? file.length : 0;
+        present += there == now.target.end() ? 0 : 1;
+        m_missing.bytes += there == now.target.end() ? file.length : 0;
     }
     m_missing.files = m_all.files - present;
-    m_others = static_cast<qint64>(target.size()) - present;
+    m_others = static_cast<qint64>(now.target.size()) - present;
     return {};
 }
 
@@ -202,31 +210,28 @@ void FileMigration::note(const FileKey& key, const FileCopier::Outcome& outcome)
 
 Status FileMigration::verify(const QStringList& fileStores)
 {
-    const auto source = list(*m_stores.source, m_sourceSettings, fileStores);
-    if (!source.ok())
-        return source.status();
-    const auto target = list(*m_stores.target, m_targetSettings, fileStores);
-    if (!target.ok())
-        return target.status();
+    const auto now = listBoth(fileStores);
+    if (!now.ok())
+        return now.status();
     m_all = {};
     for (const auto& [key, content] : m_brought) {
-        const auto from = source->find(key);
-        if (from == source->end() || !holds(from->second, content))
+        const auto from = now->source.find(key);
+        if (from == now->source.end() || !holds(from->second, content))
             return sourceChanged(storeLocation(m_sourceSettings, key.first), key.second,
                                  QStringLiteral("is gone or has other content"));
-        const auto to = target->find(key);
-        if (to == target->end() || !holds(to->second, content))
+        const auto to = now->target.find(key);
+        if (to == now->target.end() || !holds(to->second, content))
             return Status::corrupt(
                 QStringLiteral("the target no longer has the stored file \"%1\" that it took")
                     .arg(displayPath(key.second)));
         m_all.files += 1;
         m_all.bytes += content.length;
     }
-    for (const auto& [key, file] : source.value())
+    for (const auto& [key, file] : now->source)
         if (m_brought.count(key) == 0)
             return sourceChanged(storeLocation(m_sourceSettings, key.first), file.name,
                                  QStringLiteral("is new"));
-    m_others = static_cast<qint64>(target->size()) - m_all.files;
+    m_others = static_cast<qint64>(now->target.size()) - m_all.files;
     return {};
 }
 

@@ -50,13 +50,19 @@ public:
 private:
     using FileKey = std::pair<std::string, std::string>; ///< file store and name
     using Listing = std::map<FileKey, StoredFile>;
+    struct Listings
+    {
+        Listing source;
+        Listing target;
+    };
     class Crew;
 
     FileMigration(DocumentStoreSettings source, DocumentStoreSettings target, ProgressMeter& meter);
 
-    Result<Listing> list(DocumentStore& store, const DocumentStoreSettings& settings,
-                         const QStringList& fileStores) const;
-    Status compareWithTarget(const Listing& source, const Listing& target);
+    static Result<Listing> list(DocumentStore& store, const DocumentStoreSettings& settings,
+                                const QStringList& fileStores);
+    Result<Listings> listBoth(const QStringList& fileStores);
+    Status compareWithTarget(const Listings& now);
     void note(const FileKey& key, const FileCopier::Outcome& outcome);
 
     DocumentStoreSettings m_sourceSettings;
