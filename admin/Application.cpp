@@ -1,9 +1,9 @@
 #include "admin/Application.h"
 
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Guarded.h"
+#include "backend/Site.h"
 #include "backend/config/Redaction.h"
-#include "backend/config/Settings.h"
 #include "terminal/PrintableText.h"
 
 #include <QCoreApplication>
@@ -11,7 +11,6 @@
 #include <QJsonDocument>
 
 #include <algorithm>
-#include <exception>
 
 namespace KOZAV::Admin {
 
@@ -64,8 +63,8 @@ Result<Report> runVerb(CommandLine line, QIODevice& out, QIODevice& err)
             QStringLiteral("unknown verb \"%1\"; \"zav_admin --help\" lists them").arg(words));
     if (const auto checked = checkLine(*verb, line); !checked.ok())
         return checked;
-    Workplace workplace(configurationPath(line.options.value(QStringLiteral("config"))));
-    return verb->run({line, workplace, out, err});
+    Site site(line.options.value(QStringLiteral("config")));
+    return verb->run({line, site, out, err});
 }
 
 Report versionReport()
@@ -84,15 +83,6 @@ Result<Report> runLine(const QStringList& arguments, QIODevice& out, QIODevice& 
     if (line->has(QStringLiteral("help")))
         return helpReport(line->words);
     return runVerb(line.value(), out, err);
-}
-
-Result<Report> runGuarded(const QStringList& arguments, QIODevice& out, QIODevice& err)
-{
-    try {
-        return runLine(arguments, out, err);
-    } catch (const std::exception& exception) {
-        return Status::internal(QString::fromLocal8Bit(exception.what()));
-    }
 }
 
 /// JSON text with the controls escaped that the writer leaves as they are: they only ever stand in strings.
@@ -173,7 +163,7 @@ bool writeWhole(QIODevice& device, const QByteArray& bytes)
 ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
     const bool json = wantsJson(arguments);
-    const auto report = runGuarded(arguments, out, err);
+    const auto report = guarded([&] { return runLine(arguments, out, err); });
     if (!report.ok()) {
         writeWhole(err, failureText(report.status(), json));
         return exitCodeOf(report.code());

@@ -1,5 +1,5 @@
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Site.h"
 #include "backend/records/SiteRecords.h"
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
@@ -34,7 +34,7 @@ QJsonObject companyJson(const Odbpp_Company& company)
 
 Result<Report> companyAddVerb(const Call& call)
 {
-    const auto database = call.workplace.database();
+    const auto database = call.site.database();
     if (!database.ok())
         return database.status();
     const auto company = addCompany(*database.value(), call.line.options.value(QStringLiteral("code")),
@@ -50,7 +50,7 @@ Result<Report> companyAddVerb(const Call& call)
 
 Result<Report> companyListVerb(const Call& call)
 {
-    const auto database = call.workplace.database();
+    const auto database = call.site.database();
     if (!database.ok())
         return database.status();
     const auto companies = listCompanies(*database.value());
@@ -72,7 +72,7 @@ Result<Report> companyListVerb(const Call& call)
 
 Result<Report> companyRenameVerb(const Call& call)
 {
-    const auto database = call.workplace.database();
+    const auto database = call.site.database();
     if (!database.ok())
         return database.status();
     const QString code = call.line.options.value(QStringLiteral("code"));

@@ -1,5 +1,5 @@
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Site.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SettingRules.h"
 #include "terminal/PrintableText.h"
@@ -69,10 +69,10 @@ QString whereAbsent(const SettingRule& rule)
 
 Result<Report> configGetVerb(const Call& call)
 {
-    const auto settings = call.workplace.settings();
+    const auto settings = call.site.settings();
     if (!settings.ok())
         return settings.status();
-    const QString& path = call.workplace.configurationPath();
+    const QString path = call.site.configurationPath();
     return call.line.words.isEmpty() ? reportAll(path) : reportKey(path, call.line.words.first());
 }
 
@@ -97,10 +97,10 @@ Result<Report> configListVerb(const Call& /*call*/)
 Result<Report> configSetVerb(const Call& call)
 {
     const QString& key = call.line.words.at(0);
-    const QString& path = call.workplace.configurationPath();
+    const QString path = call.site.configurationPath();
     // A broken file may be mended by the very key that is set, so it is not loaded here.
     if (!QFileInfo::exists(path))
-        return call.workplace.settings().status();
+        return call.site.settings().status();
     const auto written = writeSetting(path, key, call.line.words.at(1));
     if (!written.ok())
         return written;

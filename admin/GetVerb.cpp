@@ -1,6 +1,6 @@
 #include "admin/Application.h"
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Site.h"
 #include "backend/records/JobListing.h"
 #include "backend/store/DocumentStore.h"
 #include "terminal/PrintableText.h"
@@ -18,9 +18,9 @@ using namespace Terminal;
 
 namespace {
 
-Result<JobRecord> findJob(const QString& generatedName, Workplace& workplace)
+Result<JobRecord> findJob(const QString& generatedName, Site& site)
 {
-    const auto database = workplace.database();
+    const auto database = site.database();
     if (!database.ok())
         return database.status();
     JobFilter filter;
@@ -36,14 +36,13 @@ Result<JobRecord> findJob(const QString& generatedName, Workplace& workplace)
 }
 
 /// An import that did not end has not recorded its file store; the configured one is where it put the file.
-Result<StoreLocation> locationOf(const JobRecord& job, Workplace& workplace)
+Result<StoreLocation> locationOf(const JobRecord& job, Site& site)
 {
-    const auto settings = workplace.settings();
+    const auto settings = site.settings();
     if (!settings.ok())
         return settings.status();
-    const DocumentStoreSettings& store = settings->documentStore;
-    const QString& fileStore = job.fileStore.isEmpty() ? store.fileStore : job.fileStore;
-    return StoreLocation{store.database.toStdString(), fileStore.toStdString()};
+    return job.fileStore.isEmpty() ? storeLocation(settings->documentStore)
+                                   : storeLocation(settings->documentStore, job.fileStore.toStdString());
 }
 
 Status checkTarget(const QString& path, bool force)
@@ -57,12 +56,12 @@ Status checkTarget(const QString& path, bool force)
     return {};
 }
 
-Result<StoredFile> fetch(const JobRecord& job, const QString& path, Workplace& workplace)
+Result<StoredFile> fetch(const JobRecord& job, const QString& path, Site& site)
 {
-    const auto store = workplace.documentStore();
+    const auto store = site.documentStore();
     if (!store.ok())
         return store.status();
-    const auto location = locationOf(job, workplace);
+    const auto location = locationOf(job, site);
     if (!location.ok())
         return location.status();
     const std::string storedName = job.storedName.toStdString();
@@ -81,7 +80,7 @@ Result<StoredFile> fetchToFile(const JobRecord& job, const QString& path, const 
     const auto target = checkTarget(path, call.line.has(QStringLiteral("force")));
     if (!target.ok())
         return target;
-    return fetch(job, path, call.workplace);
+    return fetch(job, path, call.site);
 }
 
 Status writeContent(QFile& content, QIODevice& out)
@@ -105,7 +104,7 @@ Status writeContent(QFile& content, QIODevice& out)
 /// begins: whatever ends that leaves nothing behind.
 Result<StoredFile> fetchToOutput(const JobRecord& job, const Call& call)
 {
-    const auto settings = call.workplace.settings();
+    const auto settings = call.site.settings();
     if (!settings.ok())
         return settings.status();
     if (const auto folders = makeFolders(settings.value()); !folders.ok())
@@ -115,7 +114,7 @@ Result<StoredFile> fetchToOutput(const JobRecord& job, const Call& call)
         return Status::io(QStringLiteral("cannot make a folder in the download cache \"%1\": %2")
                               .arg(settings->downloadCache, passage.errorString()));
     QFile content(passage.filePath(QStringLiteral("content")));
-    auto stored = fetch(job, content.fileName(), call.workplace);
+    auto stored = fetch(job, content.fileName(), call.site);
     if (!stored.ok())
         return stored;
     if (!content.open(QIODevice::ReadOnly))
@@ -133,7 +132,7 @@ Result<Report> getVerb(const Call& call)
 {
     const QString& path = call.line.words.at(1);
     const bool toOutput = path == QLatin1String("-");
-    const auto job = findJob(call.line.words.at(0), call.workplace);
+    const auto job = findJob(call.line.words.at(0), call.site);
     if (!job.ok())
         return job.status();
     const auto stored = toOutput ? fetchToOutput(job.value(), call) : fetchToFile(job.value(), path, call);

@@ -1,6 +1,6 @@
 #include "admin/ServerOptions.h"
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Site.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
@@ -133,10 +133,10 @@ bool liesUnder(const Settings& settings, const QString& dataRoot)
 }
 
 /// A configuration that is there stays, so it must already say what is asked for.
-Status checkPresent(Workplace& workplace, const QString& dataRoot, const SettingValues& values)
+Status checkPresent(Site& site, const QString& dataRoot, const SettingValues& values)
 {
-    const QString& path = workplace.configurationPath();
-    const auto settings = workplace.settings();
+    const QString path = site.configurationPath();
+    const auto settings = site.settings();
     if (!settings.ok())
         return settings.status();
     if (!dataRoot.isEmpty() && !liesUnder(settings.value(), dataRoot))
@@ -162,7 +162,7 @@ bool isMissing(bool local, const QString& path)
 }
 
 /// Makes the database, on a server or as a file, and its tables. @return whether there was none
-Result<bool> provideDatabase(const Settings& settings, Workplace& workplace)
+Result<bool> provideDatabase(const Settings& settings, Site& site)
 {
     const bool isFile = settings.database.driver == QLatin1String("QSQLITE");
     Result<bool> made = isMissing(isFile, settings.database.file);
@@ -170,20 +170,20 @@ Result<bool> provideDatabase(const Settings& settings, Workplace& workplace)
         made = Database::createOnServer(settings.database);
     if (!made.ok())
         return made;
-    const auto opened = workplace.database();
+    const auto opened = site.database();
     return opened.ok() ? made : Result<bool>(opened.status());
 }
 
 /// Opens the store and tries it.
-Status provideStore(Workplace& workplace)
+Status provideStore(Site& site)
 {
-    const auto store = workplace.documentStore();
+    const auto store = site.documentStore();
     return store.ok() ? store.value()->health().status() : store.status();
 }
 
-Status provideData(Workplace& workplace, SiteParts& parts)
+Status provideData(Site& site, SiteParts& parts)
 {
-    const auto loaded = workplace.settings();
+    const auto loaded = site.settings();
     if (!loaded.ok())
         return loaded.status();
     const Settings& settings = loaded.value();
@@ -192,12 +192,12 @@ Status provideData(Workplace& workplace, SiteParts& parts)
     const bool uploadMissing = isMissing(true, settings.uploadCache);
     const bool downloadMissing = isMissing(true, settings.downloadCache);
     // What may fail for want of a server comes before what is made on this machine.
-    const auto database = provideDatabase(settings, workplace);
+    const auto database = provideDatabase(settings, site);
     if (!database.ok())
         return database.status();
     if (auto folders = makeFolders(settings); !folders.ok())
         return folders;
-    if (auto store = provideStore(workplace); !store.ok())
+    if (auto store = provideStore(site); !store.ok())
         return store;
     parts.add(QStringLiteral("database"), placeOf(settings.database), database.value());
     parts.add(QStringLiteral("document store"), placeOf(settings.documentStore), storeMissing);
@@ -207,13 +207,12 @@ Status provideData(Workplace& workplace, SiteParts& parts)
 }
 
 /// Makes what a configuration names that is there already.
-Status completeSite(Workplace& workplace, const QString& dataRoot, const SettingValues& values,
-                    SiteParts& parts)
+Status completeSite(Site& site, const QString& dataRoot, const SettingValues& values, SiteParts& parts)
 {
-    if (auto fits = checkPresent(workplace, dataRoot, values); !fits.ok())
+    if (auto fits = checkPresent(site, dataRoot, values); !fits.ok())
         return fits;
-    parts.add(QStringLiteral("configuration"), workplace.configurationPath(), false);
-    return provideData(workplace, parts);
+    parts.add(QStringLiteral("configuration"), site.configurationPath(), false);
+    return provideData(site, parts);
 }
 
 /// Makes a site; its configuration is there only once all the rest is.
@@ -223,9 +222,9 @@ Status makeSite(const QString& path, const QString& dataRoot, const SettingValue
     if (!configuration.ok())
         return configuration.status();
     NewConfiguration& file = *configuration.value();
-    Workplace workplace(file.path());
+    Site site(file.path());
     parts.add(QStringLiteral("configuration"), path, true);
-    const auto data = provideData(workplace, parts);
+    const auto data = provideData(site, parts);
     return data.ok() ? file.keep() : file.named(data);
 }
 
@@ -240,9 +239,9 @@ Result<Report> initVerb(const Call& call)
     const auto servers = serverSettings(call.line);
     if (!servers.ok())
         return servers.status();
-    const QString& path = call.workplace.configurationPath();
+    const QString path = call.site.configurationPath();
     const QString root = dataRoot.value_or(QString());
-    const auto done = QFileInfo::exists(path) ? completeSite(call.workplace, root, servers.value(), parts)
+    const auto done = QFileInfo::exists(path) ? completeSite(call.site, root, servers.value(), parts)
                                               : makeSite(path, root, servers.value(), parts);
     return done.ok() ? Result<Report>(parts.report()) : Result<Report>(done);
 }

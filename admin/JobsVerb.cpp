@@ -1,5 +1,5 @@
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Site.h"
 #include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "terminal/TextTable.h"
@@ -147,7 +147,7 @@ Report reportOf(const std::vector<JobRecord>& jobs, bool onlyFailed)
 
 Result<Report> jobsVerb(const Call& call)
 {
-    const auto database = call.workplace.database();
+    const auto database = call.site.database();
     if (!database.ok())
         return database.status();
     const auto question = questionOf(call.line, *database.value());

@@ -1,6 +1,6 @@
 #include "admin/MigrationDisplay.h"
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/migrate/SiteMigration.h"
 #include "terminal/PrintableText.h"
@@ -107,10 +107,11 @@ Result<Report> migrateVerb(const Call& call)
     const QString other = call.line.options.value(QStringLiteral("to"));
     if (other.isEmpty())
         return Status::invalidArgument(QStringLiteral("--to is empty; accepted is a configuration file"));
-    const auto source = call.workplace.settings();
+    const auto source = call.site.settings();
     if (!source.ok())
         return source.status();
-    const auto target = Workplace(configurationPath(other)).settings();
+    Site otherSite(other);
+    const auto target = otherSite.settings();
     if (!target.ok())
         return target.status();
 
@@ -123,7 +124,7 @@ Result<Report> migrateVerb(const Call& call)
     QIODevice* device = progressDevice(call);
     MigrationDisplay display(device, ProgressLine::viewOf(device), [&clock] { return clock.elapsed(); });
     const auto report =
-        migrateSite(source.value(), target.value(), options,
+        migrateSite(call.site, otherSite, options,
                     [&display](const MigrationProgress& progress) { display.show(progress); });
     if (!report.ok())
         return report.status();

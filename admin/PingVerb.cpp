@@ -1,6 +1,6 @@
 #include "admin/Application.h"
 #include "admin/Verbs.h"
-#include "admin/Workplace.h"
+#include "backend/Site.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
@@ -25,17 +25,17 @@ struct Look
     Result<ServiceHealth> health;
 };
 
-Result<ServiceHealth> lookAtRows(const Settings& settings, Workplace& workplace)
+Result<ServiceHealth> lookAtRows(const Settings& settings, Site& site)
 {
     if (const auto present = requireDatabaseFile(settings.database); !present.ok())
         return present;
-    const auto database = workplace.database();
+    const auto database = site.database();
     return database.ok() ? database.value()->health() : Result<ServiceHealth>(database.status());
 }
 
-Result<ServiceHealth> lookAtFiles(Workplace& workplace)
+Result<ServiceHealth> lookAtFiles(Site& site)
 {
-    const auto store = workplace.documentStore();
+    const auto store = site.documentStore();
     return store.ok() ? store.value()->health() : Result<ServiceHealth>(store.status());
 }
 
@@ -118,13 +118,13 @@ Report reportOf(const std::vector<Look>& looks)
 
 Result<Report> pingVerb(const Call& call)
 {
-    const auto settings = call.workplace.settings();
+    const auto settings = call.site.settings();
     if (!settings.ok())
         return settings.status();
     // Both are looked at, whatever comes of the first.
     const std::vector<Look> looks = {
-        {QStringLiteral("rows"), placeOf(settings->database), lookAtRows(settings.value(), call.workplace)},
-        {QStringLiteral("files"), placeOf(settings->documentStore), lookAtFiles(call.workplace)}};
+        {QStringLiteral("rows"), placeOf(settings->database), lookAtRows(settings.value(), call.site)},
+        {QStringLiteral("files"), placeOf(settings->documentStore), lookAtFiles(call.site)}};
     return reportOf(looks);
 }
 

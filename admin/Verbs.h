@@ -9,9 +9,11 @@
 
 #include <vector>
 
-namespace KOZAV::Admin {
+namespace KOZAV::Backend {
+class Site;
+} // namespace KOZAV::Backend
 
-class Workplace;
+namespace KOZAV::Admin {
 
 /// What a verb has to say, in both forms.
 struct Report
@@ -29,7 +31,7 @@ struct Call
 {
     /// Options that the verb has, required ones present; words are the operands, as many as it takes.
     const CommandLine& line;
-    Workplace& workplace;
+    Backend::Site& site;
     QIODevice& out; ///< for content; what the verb has to say it returns
     QIODevice& err; ///< for progress
 };

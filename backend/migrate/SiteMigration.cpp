@@ -1,6 +1,7 @@
 #include "backend/migrate/SiteMigration.h"
 
 #include "backend/Guarded.h"
+#include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 
@@ -36,20 +37,13 @@ Status checkPair(const Settings& source, const Settings& target)
     return {};
 }
 
-Status inWords(const char* side, const Status& status)
-{
-    if (status.ok())
-        return {};
-    return status.in(QLatin1String(side));
-}
-
 class SiteMigration final
 {
 public:
-    SiteMigration(const Settings& source, const Settings& target, const MigrationOptions& options,
+    SiteMigration(Site& source, Site& target, const MigrationOptions& options,
                   const MigrationObserver& observer)
-        : m_sourceSettings(source)
-        , m_targetSettings(target)
+        : m_sourceSite(source)
+        , m_targetSite(target)
         , m_options(options)
         , m_meter(observer)
     {
@@ -68,6 +62,7 @@ public:
     }
 
 private:
+    Status loadSettings();
     Status open();
     Status check();
     Status copy();
@@ -76,29 +71,46 @@ private:
     [[nodiscard]] Result<QStringList> fileStores();
     [[nodiscard]] MigrationReport report() const;
 
-    const Settings& m_sourceSettings;
-    const Settings& m_targetSettings;
+    Site& m_sourceSite;
+    Site& m_targetSite;
+    Settings m_sourceSettings; ///< as they were when it began
+    Settings m_targetSettings;
     MigrationOptions m_options;
     ProgressMeter m_meter;
-    std::unique_ptr<Database> m_source;
-    std::unique_ptr<Database> m_target;
+    Database* m_source = nullptr;
+    Database* m_target = nullptr;
     std::unique_ptr<FileMigration> m_files;
     std::optional<RowMigration> m_rows;
 };
 
+Status SiteMigration::loadSettings()
+{
+    const auto source = m_sourceSite.settings();
+    if (!source.ok())
+        return source.status();
+    const auto target = m_targetSite.settings();
+    if (!target.ok())
+        return target.status();
+    m_sourceSettings = source.value();
+    m_targetSettings = target.value();
+    return {};
+}
+
 Status SiteMigration::open()
 {
     m_meter.enter(Phase::Checking);
+    if (const auto loaded = loadSettings(); !loaded.ok())
+        return loaded;
     if (auto fits = checkPair(m_sourceSettings, m_targetSettings); !fits.ok())
         return fits;
-    auto source = Database::open(m_sourceSettings.database);
+    const auto source = m_sourceSite.database();
     if (!source.ok())
-        return inWords("source", source.status());
-    auto target = Database::open(m_targetSettings.database);
+        return source.status().in(QStringLiteral("source"));
+    const auto target = m_targetSite.database();
     if (!target.ok())
-        return inWords("target", target.status());
-    m_source = std::move(source.value());
-    m_target = std::move(target.value());
+        return target.status().in(QStringLiteral("target"));
+    m_source = source.value();
+    m_target = target.value();
     m_rows.emplace(*m_source, *m_target, m_options.outdatedRows, m_meter);
     auto files = FileMigration::open(m_sourceSettings.documentStore, m_targetSettings.documentStore, m_meter);
     if (files.ok())
@@ -179,8 +191,8 @@ MigrationReport SiteMigration::report() const
 
 } // namespace
 
-Result<MigrationReport> migrateSite(const Settings& source, const Settings& target,
-                                    const MigrationOptions& options, const MigrationObserver& observer)
+Result<MigrationReport> migrateSite(Site& source, Site& target, const MigrationOptions& options,
+                                    const MigrationObserver& observer)
 {
     return guarded("migrate the site", [&]() -> Result<MigrationReport> {
         return SiteMigration(source, target, options, observer).run();

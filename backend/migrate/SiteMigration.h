@@ -1,7 +1,6 @@
 #pragma once
 
 #include "backend/Status.h"
-#include "backend/config/Settings.h"
 #include "backend/migrate/FileMigration.h"
 #include "backend/migrate/MigrationProgress.h"
 #include "backend/migrate/RowMigration.h"
@@ -11,6 +10,8 @@
 #include <vector>
 
 namespace KOZAV::Backend {
+
+class Site;
 
 struct MigrationOptions
 {
@@ -35,7 +36,7 @@ struct MigrationReport
 /// sides are compared. Failures: Configuration (both are the same site, or one is no site), AlreadyExists
 /// (the target has other content; nothing is overwritten), ChangedWhileRead (run again), and those of the
 /// engines.
-Result<MigrationReport> migrateSite(const Settings& source, const Settings& target,
-                                    const MigrationOptions& options, const MigrationObserver& observer);
+Result<MigrationReport> migrateSite(Site& source, Site& target, const MigrationOptions& options,
+                                    const MigrationObserver& observer);
 
 } // namespace KOZAV::Backend

@@ -1,7 +1,7 @@
 // A site moves from embedded engines to the ones that this run is about, and back, with whatever may happen
 // to the servers on the way.
 
-#include "backend/config/Settings.h"
+#include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/migrate/SiteMigration.h"
 #include "backend/records/RowTransfer.h"
@@ -230,8 +230,9 @@ void MigrateSites::lostRowServerIsTold()
             server->kill();
         }
     };
-    const auto outcome = Backend::migrateSite(Backend::loadSettings(path(from)).value(),
-                                              Backend::loadSettings(path(to)).value(), {}, killServer);
+    Backend::Site fromSite(path(from));
+    Backend::Site toSite(path(to));
+    const auto outcome = Backend::migrateSite(fromSite, toSite, {}, killServer);
     QVERIFY(killed);
     server->restart();
     QCOMPARE(outcome.code(), Backend::ErrorCode::Unavailable);

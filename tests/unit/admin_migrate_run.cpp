@@ -1,4 +1,4 @@
-#include "backend/config/Settings.h"
+#include "backend/Site.h"
 #include "backend/io/FileLock.h"
 #include "backend/migrate/SiteMigration.h"
 #include "tests/support/SiteContent.h"
@@ -57,8 +57,9 @@ void write(const QString& path, const QByteArray& content)
 
 Result<MigrationReport> AdminMigrateRunTest::migrateWatched(const MigrationObserver& observer) const
 {
-    return migrateSite(loadSettings(m_sites->from()).value(), loadSettings(m_sites->to()).value(), {},
-                       observer);
+    Site from(m_sites->from());
+    Site to(m_sites->to());
+    return migrateSite(from, to, {}, observer);
 }
 
 void AdminMigrateRunTest::init()
