@@ -62,11 +62,7 @@ Result<ContentDigest> CopyPass::run()
         return transferred;
     if (const auto unchanged = watch->end(m_length); !unchanged.ok())
         return unchanged;
-    const ContentDigest digest{m_length, m_sha256.result()};
-    if (digest.sha256.isEmpty())
-        return Status::internal(
-            QStringLiteral("cannot calculate the SHA-256 of %1").arg(displayPath(m_source.path())));
-    return digest;
+    return digestOf(m_length, m_sha256, displayPath(m_source.path()));
 }
 
 Status CopyPass::transfer()
@@ -113,6 +109,14 @@ Status CopyPass::write(const char* block, qint64 size)
 }
 
 } // namespace
+
+Result<ContentDigest> digestOf(qint64 length, Sha256& hash, const QString& what)
+{
+    ContentDigest digest{length, hash.result()};
+    if (digest.sha256.isEmpty())
+        return Status::internal(QStringLiteral("cannot calculate the SHA-256 of %1").arg(what));
+    return digest;
+}
 
 Result<ContentDigest> digestFile(File& source)
 {

@@ -4,8 +4,11 @@
 #include "backend/io/File.h"
 
 #include <QByteArray>
+#include <QString>
 
 namespace KOZAV::Backend {
+
+class Sha256;
 
 /// Length and SHA-256 (lower-case hexadecimal) of a content.
 struct ContentDigest
@@ -19,6 +22,10 @@ struct ContentDigest
     }
     bool operator!=(const ContentDigest& other) const { return !(*this == other); }
 };
+
+/// The digest of a content that has been hashed to its end; Internal, naming what it is, where the
+/// cryptographic library failed.
+Result<ContentDigest> digestOf(qint64 length, Sha256& hash, const QString& what);
 
 /// Reads a file from its start and tells its digest. Fails with ChangedWhileRead where the file is changed
 /// meanwhile.

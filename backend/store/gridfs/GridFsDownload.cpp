@@ -1,5 +1,6 @@
 #include "backend/store/gridfs/GridFsDownload.h"
 
+#include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
 
@@ -52,12 +53,10 @@ Result<ContentDigest> GridFsDownload::run()
         return visited;
     if (auto finished = finish(); !finished.ok())
         return finished;
-    const ContentDigest digest{m_length, m_sha256.result()};
-    if (digest.sha256.isEmpty())
-        return Status::internal(QStringLiteral("cannot calculate a SHA-256"));
+    auto digest = digestOf(m_length, m_sha256, displayPath(m_file.stored().name));
     const QByteArray& expected = m_file.stored().sha256;
-    if (!expected.isEmpty() && digest.sha256 != expected)
-        return otherSha256(m_bucket.location(), m_file.stored(), digest.sha256);
+    if (digest.ok() && !expected.isEmpty() && digest->sha256 != expected)
+        return otherSha256(m_bucket.location(), m_file.stored(), digest->sha256);
     return digest;
 }
 

@@ -94,11 +94,7 @@ Result<ContentDigest> ChunkSource::digest()
 {
     if (auto unchanged = m_watch.end(m_length); !unchanged.ok())
         return unchanged;
-    const ContentDigest digest{m_length, m_sha256.result()};
-    if (digest.sha256.isEmpty())
-        return Status::internal(
-            QStringLiteral("cannot calculate the SHA-256 of %1").arg(displayPath(m_file.path())));
-    return digest;
+    return digestOf(m_length, m_sha256, displayPath(m_file.path()));
 }
 
 /// While one batch is sent, the next one is read and hashed on a second thread. Hands each of them to send,
