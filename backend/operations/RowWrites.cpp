@@ -5,6 +5,7 @@
 
 #include "backend/operations/RowWrites.h"
 
+#include "backend/Text.h"
 #include "backend/operations/SiteWork.h"
 
 #include <QUuid>
@@ -12,6 +13,8 @@
 namespace KOZAV::Backend {
 
 namespace {
+
+const std::string byteOrderMark = "\xef\xbb\xbf";
 
 Result<bool> isThere(Database& database, const KeyedRow& row)
 {
@@ -47,12 +50,13 @@ Status insertSettled(Database& database, const KeyedRow& row, const QVariantList
 
 RowValues& RowValues::text(const char* what, const std::string& utf8)
 {
-    const QString value = QString::fromStdString(utf8);
-    if (m_status.ok() && value.toStdString() != utf8)
+    // Qt takes a byte order mark away, so that the text would not come back as it was given.
+    const bool isMarked = utf8.compare(0, byteOrderMark.size(), byteOrderMark) == 0;
+    if (m_status.ok() && (isMarked || !isValidUtf8(utf8)))
         m_status = Status::invalidArgument(
             QStringLiteral("the %1 is not UTF-8 text, or begins with a byte order mark")
                 .arg(QLatin1String(what)));
-    return text(value);
+    return text(QString::fromStdString(utf8));
 }
 
 RowValues& RowValues::text(const QString& value)
