@@ -20,7 +20,7 @@ Status publish(const std::string& target, ExistingTarget existing, qint64 expect
     auto temp = TempFile::create(target, TempFile::Access::AsUserDefault);
     if (!temp.ok())
         return temp.status();
-    if (const auto written = temp->file().write(content.constData(), content.size()); !written.ok())
+    if (auto written = temp->file().write(content.constData(), content.size()); !written.ok())
         return written;
     return temp->publish(expectedLength, existing);
 }
