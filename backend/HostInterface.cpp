@@ -43,7 +43,7 @@ QString configurationFile()
 ServiceHealth healthOf(SitePart part)
 {
     ServiceHealth health;
-    const Status looked = guarded([&]() -> Status {
+    const auto looked = guarded([&]() -> Status {
         if (part == SitePart::None)
             return Status::invalidArgument(QStringLiteral("no part of the site is named"));
         const auto found = lookAt(part);

@@ -5,6 +5,11 @@
 #include <mutex>
 #include <utility>
 
+// A call ends in three steps, in this order: what it came to is written into its event, a failure is logged,
+// and the observer is told. Nothing of that may harm the call: an exception on the way, of the log or of the
+// observer, ends here too. Names and logging categories of the operations stand in one table; the log's lines
+// begin with the names, so those do not change.
+
 namespace KOZAV::Backend {
 
 Q_LOGGING_CATEGORY(logConfig, "kozav.backend.config")

@@ -25,7 +25,7 @@ public:
     static Status run(ServiceOperation operation, const Work& work) noexcept
     {
         Operation call(operation);
-        const Status outcome = guarded([&] { return work(call); });
+        auto outcome = guarded([&] { return work(call); });
         call.end(outcome);
         return outcome;
     }

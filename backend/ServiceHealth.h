@@ -18,7 +18,7 @@ Result<double> fastestAnswerMs(const Request& request)
     double fastest = std::numeric_limits<double>::max();
     for (int round = 0; round < rounds; ++round) {
         const auto sent = std::chrono::steady_clock::now();
-        if (Status answered = request(); !answered.ok())
+        if (auto answered = request(); !answered.ok())
             return answered;
         const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - sent;
         fastest = std::min(fastest, taken.count());

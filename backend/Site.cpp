@@ -16,6 +16,14 @@
 #include <mutex>
 #include <optional>
 
+// The service operations are called many times a second and have no object of their own, so every one of them
+// asks the site again: for the settings, which costs one look at the file while it is as it was last seen;
+// for the database, which is the calling thread's own, since a connection may be used by the thread alone
+// that opened it; for the store, which all threads share. A thread's part goes with the thread. Another
+// configuration file begins a new epoch: whatever a thread holds of the one before is closed by that thread,
+// when it asks next. Settings that differ in a section close what was opened by that section, and nothing
+// else.
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -125,7 +133,7 @@ Result<Settings> Site::Private::loadMissing(const Status& why)
     if (use == Use::OneRun)
         return Status::configuration(
             QStringLiteral("there is no %1; \"zav_admin init\" makes one").arg(file));
-    const Status made = createDefaultSettings(path);
+    const auto made = createDefaultSettings(path);
     // Another process may have made it meanwhile, which is as good.
     if (!made.ok() && made.code() != ErrorCode::AlreadyExists)
         return failed(Status(made.code(), file + QStringLiteral(" cannot be made: ") + made.message()));
@@ -151,7 +159,7 @@ void Site::Private::welcome(const Settings& settings)
     welcomed = foldersOf(settings);
     const DocumentStoreSettings& documents = settings.documentStore;
     const bool newStore = documents.kind == QLatin1String("local") && !QFileInfo::exists(documents.root);
-    const Status folders = makeFolders(settings);
+    const auto folders = makeFolders(settings);
     if (!folders.ok())
         qCCritical(logConfig).noquote() << folders.message();
     else if (newStore) // To be seen in the log where the disk of a store is not mounted.
@@ -219,7 +227,7 @@ Result<Settings> Site::settings()
 
 Result<Database*> Site::database()
 {
-    const Result<Settings> now = settings();
+    const auto now = settings();
     if (!now.ok())
         return now.status();
     ThreadPart& part = d->threadPart();
@@ -231,26 +239,26 @@ Result<Database*> Site::database()
     if (part.database)
         return part.database.get();
     const auto open = [&part] {
-        Result<std::unique_ptr<Database>> database = Database::open(part.databaseSettings);
+        auto database = Database::open(part.databaseSettings);
         if (database.ok())
             part.database = std::move(database.value());
         return database.status();
     };
-    const Status opened = d->use == Use::Services ? part.databasePause.run(open) : open();
+    const auto opened = d->use == Use::Services ? part.databasePause.run(open) : open();
     return opened.ok() ? Result<Database*>(part.database.get())
                        : Result<Database*>(opened.from(SitePart::Rows));
 }
 
 Result<DocumentStore*> Site::documentStore()
 {
-    const Result<Settings> now = settings();
+    const auto now = settings();
     if (!now.ok())
         return now.status();
     const std::lock_guard<std::mutex> lock(d->storeMutex);
     ThreadPart& part = d->threadPart();
     if (!d->store || !(d->storeSettings == now->documentStore)) {
         d->store.reset();
-        Result<std::unique_ptr<DocumentStore>> opened = openDocumentStore(now->documentStore);
+        auto opened = openDocumentStore(now->documentStore);
         if (!opened.ok())
             return opened.status().from(SitePart::Files);
         d->store = std::move(opened.value());

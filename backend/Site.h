@@ -22,7 +22,7 @@ public:
         Services, ///< as long as the process runs: a configuration file and folders that are missing are
                   ///< made, what is wrong with the configuration is logged, and a server that did not answer
                   ///< is left alone for a while
-        OneRun ///< one run of a program: nothing is made or logged; the caller tells what fails
+        OneRun    ///< one run of a program: nothing is made or logged; the caller tells what fails
     };
 
     /// @param configurationPath  see Backend::configurationPath()

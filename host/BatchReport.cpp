@@ -12,6 +12,11 @@
 #include <filesystem>
 #include <system_error>
 
+// The listing and the events are brought together by their order: of the accepted entries, the first has the
+// events from the first storing call up to the second, and so on. An entry that is not accepted has none, and
+// one that the import did not come to has none either. What a row says of a job is taken from calls that
+// succeeded, never from what was asked for.
+
 namespace KOZAV::Host {
 
 using Backend::OperationEvent;

@@ -1,8 +1,9 @@
 #include "host/WaitingJobsView.h"
 
 #include "host/Theme.h"
-#include "host/WaitingJobsModel.h"
+#include "services/ui/ZAV_StdCommon.h"
 
+#include <QAbstractTableModel>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -11,11 +12,70 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include <vector>
+
 namespace KOZAV::Host {
+
+/// The jobs that wait for import, oldest first.
+class WaitingJobsView::Model final : public QAbstractTableModel
+{
+public:
+    using QAbstractTableModel::QAbstractTableModel;
+
+    void reload();
+    [[nodiscard]] const DataLib::Model::Odbpp_Job_C& job(int row) const;
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+private:
+    std::vector<DataLib::Model::Odbpp_Job_C> m_jobs;
+};
+
+void WaitingJobsView::Model::reload()
+{
+    beginResetModel();
+    m_jobs = UI::ZAV_StdCommon::interface()->getInputJobList();
+    endResetModel();
+}
+
+const DataLib::Model::Odbpp_Job_C& WaitingJobsView::Model::job(int row) const
+{
+    return m_jobs[static_cast<std::size_t>(row)];
+}
+
+int WaitingJobsView::Model::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(m_jobs.size());
+}
+
+int WaitingJobsView::Model::columnCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : 2;
+}
+
+QVariant WaitingJobsView::Model::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || role != Qt::DisplayRole)
+        return {};
+    const DataLib::Model::Odbpp_Job_C& row = job(index.row());
+    if (index.column() == 0)
+        return row.jobId;
+    return QString::fromStdString(row.jobName);
+}
+
+QVariant WaitingJobsView::Model::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+        return QAbstractTableModel::headerData(section, orientation, role);
+    return section == 0 ? QStringLiteral("编号") : QStringLiteral("系统料号");
+}
 
 WaitingJobsView::WaitingJobsView(QWidget* parent)
     : QWidget(parent)
-    , m_jobs(new WaitingJobsModel(this))
+    , m_jobs(new Model(this))
     , m_table(new QTableView(this))
     , m_count(new QLabel(this))
     , m_open(new QPushButton(QStringLiteral("打开料号导入(&O)"), this))

@@ -10,8 +10,6 @@ class QTableView;
 
 namespace KOZAV::Host {
 
-class WaitingJobsModel;
-
 /// The jobs that wait for import, from which the operator opens one.
 class WaitingJobsView final : public QWidget
 {
@@ -25,10 +23,12 @@ Q_SIGNALS:
     void openRequested(const KOZAV::DataLib::Model::Odbpp_Job_C& job);
 
 private:
+    class Model;
+
     void openSelected();
     void showSelection();
 
-    WaitingJobsModel* m_jobs;
+    Model* m_jobs;
     QTableView* m_table;
     QLabel* m_count;
     QPushButton* m_open;

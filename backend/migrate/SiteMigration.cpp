@@ -99,7 +99,7 @@ Status SiteMigration::loadSettings()
 Status SiteMigration::open()
 {
     m_meter.enter(Phase::Checking);
-    if (const auto loaded = loadSettings(); !loaded.ok())
+    if (auto loaded = loadSettings(); !loaded.ok())
         return loaded;
     if (auto fits = checkPair(m_sourceSettings, m_targetSettings); !fits.ok())
         return fits;

@@ -91,7 +91,7 @@ Status packAndStore(Operation& call, const std::string& folder, const std::strin
     // A site that cannot be used is to be known before the work.
     if (const auto store = Site::current().documentStore(); !store.ok())
         return store.status();
-    if (Status staging = makeStagingFolder(stagingDir); !staging.ok())
+    if (auto staging = makeStagingFolder(stagingDir); !staging.ok())
         return staging;
     const StagedArchive archive(stagingDir, storedName);
     PackRequest request;
@@ -135,7 +135,7 @@ Common* Common::commonInterface()
 DataLib::Model::KOZAV_Config Common::getConfig()
 {
     DataLib::Model::KOZAV_Config config;
-    const Status status = guarded([&config] {
+    const auto status = guarded([&config] {
         const auto settings = Site::current().settings();
         if (settings.ok())
             config = configOf(settings.value());
@@ -157,7 +157,7 @@ std::string Common::GetTimeStr()
 int Common::MongodbPut(const std::string& dbName, const std::string& fsName, const std::string& localPath,
                        const std::string& storedName)
 {
-    const Status stored = Operation::run(ServiceOperation::MongodbPut, [&](Operation& call) {
+    const auto stored = Operation::run(ServiceOperation::MongodbPut, [&](Operation& call) {
         call.event.subject = call.event.storedName = QString::fromStdString(storedName);
         return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
             const auto file = store.put({dbName, fsName}, storedName, localPath);
@@ -172,7 +172,7 @@ int Common::MongodbPut(const std::string& dbName, const std::string& fsName, con
 int Common::MongodbGet(const std::string& dbName, const std::string& fsName, const std::string& localPath,
                        const std::string& storedName)
 {
-    const Status fetched = Operation::run(ServiceOperation::MongodbGet, [&](Operation& call) {
+    const auto fetched = Operation::run(ServiceOperation::MongodbGet, [&](Operation& call) {
         call.event.subject = call.event.storedName = QString::fromStdString(storedName);
         return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
             return store.get({dbName, fsName}, storedName, localPath);
@@ -185,7 +185,7 @@ int Common::FoldersCompressSave2MongoDb(const std::string& folder, const std::st
                                         std::string& archiveId)
 {
     std::string id;
-    const Status stored = Operation::run(ServiceOperation::FoldersCompressSave2MongoDb, [&](Operation& call) {
+    const auto stored = Operation::run(ServiceOperation::FoldersCompressSave2MongoDb, [&](Operation& call) {
         const std::string path = withoutSeparator(folder);
         call.event.subject = QString::fromLocal8Bit(path.c_str());
         id = commonInterface()->getGUID();

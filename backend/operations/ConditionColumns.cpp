@@ -51,7 +51,7 @@ Result<Conditions> matchConditions(const std::vector<ConditionColumn>& columns,
                                    const std::map<std::string, int>& intConditions)
 {
     const Wanted wanted = collect(textConditions, intConditions);
-    if (Status status = refuseUnknown(columns, wanted); !status.ok())
+    if (auto status = refuseUnknown(columns, wanted); !status.ok())
         return status;
     Conditions conditions;
     for (size_t i = 0; i < columns.size(); ++i) {

@@ -30,14 +30,14 @@ struct RobotArchive
 Result<RobotJob> findJob(Database& database, const QString& generatedName)
 {
     RobotJob job;
-    const Status status = database.query("SELECT f.guid, f.job_name, o.company_code FROM job_flow f"
-                                         " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"
-                                         " WHERE f.ko_serial_name = ?",
-                                         {generatedName}, [&](const QSqlQuery& row) {
-                                             job = {row.value(0).toString(), row.value(1).toString(),
-                                                    row.isNull(2) ? QVariant() : row.value(2)};
-                                             return false;
-                                         });
+    const auto status = database.query("SELECT f.guid, f.job_name, o.company_code FROM job_flow f"
+                                       " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"
+                                       " WHERE f.ko_serial_name = ?",
+                                       {generatedName}, [&](const QSqlQuery& row) {
+                                           job = {row.value(0).toString(), row.value(1).toString(),
+                                                  row.isNull(2) ? QVariant() : row.value(2)};
+                                           return false;
+                                       });
     if (!status.ok())
         return status;
     if (job.flowGuid.isEmpty())
@@ -77,7 +77,7 @@ Status writeRows(Database& database, const RobotJob& job, const RobotArchive& ar
 /// Takes a stored file away again whose rows were not written.
 Status withdrawFile(Operation& call, const RobotArchive& archive, const Status& reason)
 {
-    const Status removed = withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
+    const auto removed = withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
         return store.remove(location, archive.storedName.toStdString());
     });
     call.event.storedBytes = -1;
@@ -92,7 +92,7 @@ Status storeAndRecord(Operation& call, const RobotJob& job, const RobotArchive& 
                       const QString& userName)
 {
     call.event.storedName = archive.storedName;
-    const Status stored = withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
+    auto stored = withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
         const auto file = store.put(location, archive.storedName.toStdString(),
                                     QFile::encodeName(archive.path).toStdString());
         if (file.ok())
@@ -101,7 +101,7 @@ Status storeAndRecord(Operation& call, const RobotJob& job, const RobotArchive& 
     });
     if (!stored.ok())
         return stored;
-    const Status recorded = withRows(call, [&](Database& database) {
+    auto recorded = withRows(call, [&](Database& database) {
         return database.transaction([&] { return writeRows(database, job, archive, userId, userName); });
     });
     if (recorded.ok() || recorded.code() == ErrorCode::OutcomeUnknown)
@@ -115,7 +115,7 @@ Status reupload(Operation& call, const std::string& archivePath, int userId, con
     if (!archive.ok())
         return archive.status();
     RobotJob job;
-    const Status found = withRows(call, [&](Database& database) {
+    auto found = withRows(call, [&](Database& database) {
         const auto named = findJob(database, call.event.generatedName);
         if (named.ok())
             job = named.value();
@@ -136,7 +136,7 @@ constexpr const char* insertPreFile =
 
 bool kozav_reupload_robot_tgz(std::string archivePath, std::string jobName, int userId, std::string userName)
 {
-    const Status uploaded = Operation::run(ServiceOperation::ReuploadRobotTgz, [&](Operation& call) {
+    const auto uploaded = Operation::run(ServiceOperation::ReuploadRobotTgz, [&](Operation& call) {
         call.event.subject = call.event.generatedName = QString::fromStdString(jobName);
         const RowValues texts = RowValues()
                                     .text("archive path", archivePath)
@@ -152,7 +152,7 @@ std::string kozav_upload_prefile2mysql(std::string flowGuid, std::string jobName
                                        std::string userName)
 {
     std::string key;
-    const Status added = Operation::run(ServiceOperation::UploadPrefile2Mysql, [&](Operation& call) {
+    const auto added = Operation::run(ServiceOperation::UploadPrefile2Mysql, [&](Operation& call) {
         const QString guid = newGuid();
         call.event.subject = call.event.flowKey = QString::fromStdString(flowGuid);
         call.event.generatedName = QString::fromStdString(jobName);

@@ -127,7 +127,7 @@ bool Odbpp_CompanyBll::select(const std::map<std::string, std::string>& textCond
                               std::vector<Model::Odbpp_Company>& companies)
 {
     companies.clear();
-    const Status selected = Operation::run(ServiceOperation::SelectCompanies, [&](Operation& call) {
+    const auto selected = Operation::run(ServiceOperation::SelectCompanies, [&](Operation& call) {
         call.event.subject = describeConditions(textConditions, intConditions);
         if (const auto name = textConditions.find("CompanyName"); name != textConditions.end())
             call.event.company = QString::fromStdString(name->second);
@@ -143,7 +143,7 @@ bool Odbpp_CompanyBll::select(const std::map<std::string, std::string>& textCond
 
 bool Odbpp_CompanyBll::inputCompanies(std::string& companyName, int userId, int jobCount)
 {
-    const Status counted = Operation::run(ServiceOperation::InputCompanies, [&](Operation& call) {
+    const auto counted = Operation::run(ServiceOperation::InputCompanies, [&](Operation& call) {
         call.event.subject = call.event.company = QString::fromStdString(companyName);
         const RowValues values = RowValues()
                                      .number(jobCount)
@@ -158,7 +158,7 @@ bool Odbpp_CompanyBll::inputCompanies(std::string& companyName, int userId, int 
 
 bool Odbpp_CompanyBll::UpdateBatchNumber(int batchNumber, int companyId)
 {
-    const Status written = Operation::run(ServiceOperation::UpdateBatchNumber, [&](Operation& call) {
+    const auto written = Operation::run(ServiceOperation::UpdateBatchNumber, [&](Operation& call) {
         call.event.subject = QString::number(companyId);
         return writeBatchNumber(call, batchNumber, companyId);
     });

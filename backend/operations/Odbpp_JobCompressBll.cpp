@@ -56,7 +56,7 @@ RowValues valuesOf(const CompressRow& row)
 /// Takes a flow whose file is not there off the list of waiting jobs, unless its import was complete before.
 Status withdrawFlow(Operation& call, const CompressRow& row, const Status& reason)
 {
-    const Status withdrawn = changeFlow(
+    const auto withdrawn = changeFlow(
         call,
         "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ?"
         " WHERE guid = ? AND NOT EXISTS (SELECT 1 FROM job_compress WHERE flow_guid = job_flow.guid)",
@@ -80,7 +80,7 @@ Status addCompressRow(Operation& call, const CompressRow& row)
     const RowValues values = valuesOf(row);
     if (!values.status().ok())
         return values.status();
-    if (Status missing = requireStoredFile(call, row.storedName, row.fsName); !missing.ok())
+    if (auto missing = requireStoredFile(call, row.storedName, row.fsName); !missing.ok())
         return withdrawFlow(call, row, missing);
     const KeyedRow keyed = {insertCompressRow, "SELECT id FROM job_compress WHERE flow_guid = ?",
                             event.flowKey, "there is no such job flow or no such company"};
@@ -98,7 +98,7 @@ bool Odbpp_JobCompressBll::inputJobCompress(std::string companyName, std::string
                                             std::string suffix, std::string remark, std::string fsName,
                                             int userId, int jobNumber)
 {
-    const Status added = Operation::run(ServiceOperation::InputJobCompress, [&](Operation& call) {
+    const auto added = Operation::run(ServiceOperation::InputJobCompress, [&](Operation& call) {
         return addCompressRow(call, {companyName,
                                      companyCode,
                                      companyId,
@@ -124,7 +124,7 @@ bool Odbpp_JobCompressBll::inputJobCompressByFolder(std::string companyName, std
                                                     int jobNumber, std::string resource,
                                                     std::string customer2, std::string customer3)
 {
-    const Status added = Operation::run(ServiceOperation::InputJobCompressByFolder, [&](Operation& call) {
+    const auto added = Operation::run(ServiceOperation::InputJobCompressByFolder, [&](Operation& call) {
         return addCompressRow(call,
                               {companyName, companyCode, companyId, jobName, flowGuid, storedName, suffix,
                                remark, fsName, userId, jobNumber, resource, customer2, customer3});

@@ -86,7 +86,7 @@ template <typename Values>
 bool writeFlow(ServiceOperation operation, const char* sql, const std::string& flowGuid,
                Durability durability, const Values& values)
 {
-    const Status written = Operation::run(operation, [&](Operation& call) {
+    const auto written = Operation::run(operation, [&](Operation& call) {
         call.event.subject = call.event.flowKey = QString::fromStdString(flowGuid);
         return changeFlow(call, sql, values(), flowGuid, durability);
     });
@@ -104,7 +104,7 @@ bool Odbpp_JobFlowBll::select(const std::map<std::string, std::string>& textCond
                               std::vector<Model::Odbpp_JobFlow>& flows)
 {
     flows.clear();
-    const Status selected = Operation::run(ServiceOperation::SelectJobFlows, [&](Operation& call) {
+    const auto selected = Operation::run(ServiceOperation::SelectJobFlows, [&](Operation& call) {
         call.event.subject = describeConditions(textConditions, intConditions);
         const auto conditions = matchConditions(flowColumns(), textConditions, intConditions);
         if (!conditions.ok() || !conditions->satisfiable)
@@ -120,7 +120,7 @@ std::string Odbpp_JobFlowBll::insertflowbeforeorigfile(std::string jobName, int 
                                                        std::string generatedJobName)
 {
     std::string key;
-    const Status inserted = Operation::run(ServiceOperation::InsertFlowBeforeOrigFile, [&](Operation& call) {
+    const auto inserted = Operation::run(ServiceOperation::InsertFlowBeforeOrigFile, [&](Operation& call) {
         const QString flowGuid = newGuid();
         call.event.jobName = QString::fromStdString(jobName);
         call.event.subject = call.event.generatedName = QString::fromStdString(generatedJobName);

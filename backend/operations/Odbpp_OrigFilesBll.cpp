@@ -21,7 +21,7 @@ Odbpp_OrigFilesBll::~Odbpp_OrigFilesBll() = default;
 bool Odbpp_OrigFilesBll::inputOrigFile(std::string origFileGuid, std::string jobName, std::string storedName,
                                        std::string suffix, std::string companyCode, int fileType, int userId)
 {
-    const Status added = Operation::run(ServiceOperation::InputOrigFile, [&](Operation& call) {
+    const auto added = Operation::run(ServiceOperation::InputOrigFile, [&](Operation& call) {
         call.event.jobName = QString::fromStdString(jobName);
         call.event.subject = call.event.storedName = QString::fromStdString(storedName);
         const RowValues values = RowValues()
@@ -35,7 +35,7 @@ bool Odbpp_OrigFilesBll::inputOrigFile(std::string origFileGuid, std::string job
                                      .time();
         if (!values.status().ok())
             return values.status();
-        if (Status missing = requireStoredFile(call, storedName); !missing.ok())
+        if (auto missing = requireStoredFile(call, storedName); !missing.ok())
             return missing;
         const KeyedRow row = {insertOrigFile, "SELECT id FROM orig_file WHERE guid = ?",
                               values.list().first(), "there is no company of that code"};

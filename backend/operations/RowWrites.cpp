@@ -1,14 +1,14 @@
-// How the operations write rows, so that a connection lost before the answer leaves no doubt wherever
-// somebody can still be asked. An insert carries a key of its own: the key finds the row if it arrived, and
-// keeps a second try from making another. An update sets values that do not depend on the row: made twice it
-// is the same.
-
 #include "backend/operations/RowWrites.h"
 
 #include "backend/Text.h"
 #include "backend/operations/SiteWork.h"
 
 #include <QUuid>
+
+// How the operations write rows, so that a connection lost before the answer leaves no doubt wherever
+// somebody can still be asked. An insert carries a key of its own: the key finds the row if it arrived, and
+// keeps a second try from making another. An update sets values that do not depend on the row: made twice it
+// is the same.
 
 namespace KOZAV::Backend {
 
@@ -19,7 +19,7 @@ const std::string byteOrderMark = "\xef\xbb\xbf";
 Result<bool> isThere(Database& database, const KeyedRow& row)
 {
     bool found = false;
-    const Status asked = database.query(row.findSql, {row.key}, [&found](const QSqlQuery& /*row*/) {
+    const auto asked = database.query(row.findSql, {row.key}, [&found](const QSqlQuery& /*row*/) {
         found = true;
         return false;
     });
@@ -30,7 +30,7 @@ Status insertSettled(Database& database, const KeyedRow& row, const QVariantList
                      Durability durability)
 {
     const auto insert = [&] { return database.insert(row.insertSql, values, durability).status(); };
-    Status first = insert();
+    auto first = insert();
     if (first.code() != ErrorCode::OutcomeUnknown)
         return first;
     const auto arrived = isThere(database, row);
@@ -38,7 +38,7 @@ Status insertSettled(Database& database, const KeyedRow& row, const QVariantList
         return first;
     if (arrived.value())
         return {};
-    Status second = insert();
+    auto second = insert();
     if (second.code() != ErrorCode::AlreadyExists)
         return second;
     // The first one may have been carried out after the question.
@@ -81,7 +81,7 @@ Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, 
     if (!values.status().ok())
         return values.status();
     return withRows(call, [&](Database& database) {
-        Status added = insertSettled(database, row, values.list(), durability);
+        auto added = insertSettled(database, row, values.list(), durability);
         if (added.code() == ErrorCode::NotFound && row.noReference)
             return added.in(QLatin1String(row.noReference));
         return added;
@@ -93,7 +93,7 @@ Status requireStoredFile(Operation& call, const std::string& storedName,
 {
     return withFiles(call, [&](DocumentStore& store, StoreLocation location) {
         location.fileStore = fileStore.value_or(location.fileStore);
-        const Status found = store.find(location, storedName).status();
+        const auto found = store.find(location, storedName).status();
         return found.in(QStringLiteral("no row is written for the stored file \"%1\"")
                             .arg(QString::fromStdString(storedName)));
     });

@@ -17,7 +17,7 @@ Status withRows(Operation& call, const Work& work)
     const auto database = Site::current().database();
     if (!database.ok())
         return database.status();
-    const Status status = work(*database.value());
+    const auto status = work(*database.value());
     if (status.ok())
         call.answeredBy(SitePart::Rows);
     return status.from(SitePart::Rows);
@@ -34,7 +34,7 @@ Status withFiles(Operation& call, const Work& work)
     const auto store = Site::current().documentStore();
     if (!store.ok())
         return store.status();
-    const Status status = work(*store.value(), storeLocation(settings->documentStore));
+    const auto status = work(*store.value(), storeLocation(settings->documentStore));
     if (status.ok())
         call.answeredBy(SitePart::Files);
     return status.from(SitePart::Files);

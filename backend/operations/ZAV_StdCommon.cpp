@@ -59,7 +59,7 @@ ZAV_StdCommon* ZAV_StdCommon::interface()
 std::vector<Odbpp_Job_C> ZAV_StdCommon::getInputJobList()
 {
     std::vector<Odbpp_Job_C> jobs;
-    const Status listed = Operation::run(ServiceOperation::GetInputJobList, [&](Operation& call) {
+    const auto listed = Operation::run(ServiceOperation::GetInputJobList, [&](Operation& call) {
         return withRows(call, [&](Database& database) { return readWaitingJobs(database, jobs); });
     });
     if (!listed.ok())
@@ -70,7 +70,7 @@ std::vector<Odbpp_Job_C> ZAV_StdCommon::getInputJobList()
 Kozav_User ZAV_StdCommon::getCurrentUser()
 {
     Kozav_User user;
-    const Status read =
+    const auto read =
         Operation::run(ServiceOperation::GetCurrentUser, [&](Operation& /*call*/) { return readUser(user); });
     return read.ok() ? user : Kozav_User();
 }
