@@ -59,11 +59,6 @@ QString helpOf(const ServerOption& option)
     return rule.defaultValue().isEmpty() ? help : help + QStringLiteral("; otherwise ") + rule.defaultValue();
 }
 
-Status misused(const QString& message)
-{
-    return Status::invalidArgument(message);
-}
-
 QString dashed(const char* name)
 {
     return QStringLiteral("--") + QLatin1String(name);
@@ -84,10 +79,11 @@ Status refusePassword(const ServerOption& option, const QString& value)
 {
     if (!ruleOf(option).mayHoldPassword() || !holdsPassword(value))
         return {};
-    return misused(QStringLiteral("%1 holds a password, and a command line can be read by others: put the "
-                                  "password into a file of its own, which document_store/password_file names "
-                                  "(--mongodb-password-file FILE), and leave it out of the URI")
-                       .arg(dashed(option.name)));
+    return Status::invalidArgument(
+        QStringLiteral("%1 holds a password, and a command line can be read by others: put the "
+                       "password into a file of its own, which document_store/password_file names "
+                       "(--mongodb-password-file FILE), and leave it out of the URI")
+            .arg(dashed(option.name)));
 }
 
 /// The options that were given belong to a server that was named, and all are there that it needs.
@@ -98,9 +94,11 @@ Status checkServer(const CommandLine& line, const Server& server)
     for (const ServerOption& option : server.options) {
         const bool given = has(line, option.name);
         if (given && !named)
-            return misused(QStringLiteral("%1 needs %2").arg(dashed(option.name), dashed(leader.name)));
+            return Status::invalidArgument(
+                QStringLiteral("%1 needs %2").arg(dashed(option.name), dashed(leader.name)));
         if (!given && named && ruleOf(option).need.choice != nullptr)
-            return misused(QStringLiteral("%1 needs %2").arg(dashed(leader.name), dashed(option.name)));
+            return Status::invalidArgument(
+                QStringLiteral("%1 needs %2").arg(dashed(leader.name), dashed(option.name)));
     }
     return {};
 }
@@ -112,7 +110,7 @@ Status takeServer(const CommandLine& line, const Server& server, SettingValues& 
         if (!value)
             continue;
         if (value->isEmpty())
-            return misused(QStringLiteral("%1 is empty").arg(dashed(option.name)));
+            return Status::invalidArgument(QStringLiteral("%1 is empty").arg(dashed(option.name)));
         if (auto refused = refusePassword(option, *value); !refused.ok())
             return refused;
         values.emplace_back(QLatin1String(option.key), settingOf(ruleOf(option), *value));
@@ -133,7 +131,7 @@ Status checkPlaintext(const CommandLine& line)
     QStringList leaders;
     for (const Server& server : servers())
         leaders << dashed(server.options.front().name);
-    return misused(
+    return Status::invalidArgument(
         QStringLiteral("%1 needs %2").arg(dashed(allowPlaintext), leaders.join(QStringLiteral(" or "))));
 }
 

@@ -149,7 +149,7 @@ void FeatureGenerator::startRun(bool pads)
     m_step = m_random.below(2) == 0 ? Point{pitch, 0} : Point{0, pitch};
     m_place = placeFor(m_step * m_left);
     const auto number = [&](quint32 bound) { return QByteArray::number(m_random.below(bound)); };
-    m_drawing = ' ' + number(pads ? kSymbols.size() : kRoundSymbols) + " P 0";
+    m_drawing = ' ' + number(pads ? static_cast<quint32>(kSymbols.size()) : kRoundSymbols) + " P 0";
     if (pads)
         m_drawing += ' ' + number(4);
     m_drawing += ";0=" + number(8);

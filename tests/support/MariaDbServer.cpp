@@ -19,7 +19,7 @@ using Backend::DatabaseSettings;
 
 namespace {
 
-constexpr int waitMs = 60'000;
+constexpr int serverWaitMs = 60'000;
 constexpr int pollMs = 10;
 constexpr const char* host = "127.0.0.1";
 
@@ -100,7 +100,7 @@ void MariaDbServer::makeDataFolder() const
          QStringLiteral("--user=") + systemUser(), QStringLiteral("--auth-root-authentication-method=socket"),
          QStringLiteral("--auth-root-socket-user=") + systemUser(), QStringLiteral("--skip-test-db"),
          QStringLiteral("--skip-name-resolve"), QStringLiteral("--innodb-log-file-size=16M")});
-    if (!install.waitForFinished(waitMs) || install.exitCode() != 0)
+    if (!install.waitForFinished(serverWaitMs) || install.exitCode() != 0)
         qFatal("mariadb-install-db: %s%s", install.readAll().constData(), qPrintable(install.errorString()));
 }
 
@@ -128,7 +128,7 @@ QStringList MariaDbServer::startArguments() const
 bool MariaDbServer::start()
 {
     m_process.start(QStringLiteral(ZAV_MARIADBD), startArguments());
-    const QDeadlineTimer deadline(waitMs);
+    const QDeadlineTimer deadline(serverWaitMs);
     const auto ready = [this] { return administer(QString(), [](const QSqlDatabase&) { return true; }); };
     while (!ready())
         if (deadline.hasExpired() || m_process.state() == QProcess::NotRunning ||
@@ -147,7 +147,7 @@ void MariaDbServer::restart()
 void MariaDbServer::stop()
 {
     m_process.send(SIGSTOP);
-    const QDeadlineTimer deadline(waitMs);
+    const QDeadlineTimer deadline(serverWaitMs);
     while (!m_process.isStopped())
         if (deadline.hasExpired())
             qFatal("mariadbd does not stop");
@@ -278,7 +278,7 @@ int MariaDbServer::killConnections() const
         const QString left =
             QLatin1String(connectionsOfAccounts) +
             QStringLiteral(" AND id IN (0%1)").arg(QLatin1Char(',') + ids.join(QLatin1Char(',')));
-        const QDeadlineTimer deadline(waitMs);
+        const QDeadlineTimer deadline(serverWaitMs);
         while (!ids.isEmpty() && open.exec(left) && open.next() && !deadline.hasExpired()) {
         }
         return !deadline.hasExpired();
