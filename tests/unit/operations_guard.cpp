@@ -7,6 +7,7 @@
 #include "services/bll/Odbpp_OrigFilesBll.h"
 #include "services/common/Common.h"
 #include "services/dbs_api/DBS_API.h"
+#include "services/ui/ZAV_StdCommon.h"
 #include "services/ui/ZAV_UICommon.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/FreshSite.h"
@@ -15,28 +16,33 @@
 #include <QCoreApplication>
 #include <QTest>
 
-#include <atomic>
 #include <cstdlib>
-#include <functional>
+#include <map>
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
-/// The memory that a copy of a text of this length needs is refused while this is on.
-constexpr std::size_t longText = 100000;
-std::atomic<bool> refuseLongTexts{false};
+/// The next request of this thread for memory is refused while this is on.
+thread_local bool refuseMemory = false;
 
 } // namespace
 
 void* operator new(std::size_t size)
 {
-    if (refuseLongTexts && size >= longText)
+    void* memory = refuseMemory ? nullptr : std::malloc(size > 0 ? size : 1);
+    refuseMemory = false;
+    if (memory == nullptr)
         throw std::bad_alloc();
-    if (void* memory = std::malloc(size > 0 ? size : 1))
-        return memory;
-    throw std::bad_alloc();
+    return memory;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    return std::malloc(size > 0 ? size : 1);
 }
 
 void operator delete(void* memory) noexcept
@@ -53,132 +59,86 @@ using namespace KOZAV;
 using namespace KOZAV::Test;
 using namespace KOZAV::DataLib::BLL;
 using Backend::OperationEvent;
+using Backend::ServiceOperation;
 
 namespace {
 
-/// A call of an operation with a text that cannot be copied. @return whether it gave its success value
-struct Call
-{
-    Backend::ServiceOperation operation;
-    std::function<bool(std::string&&)> call;
-};
-
+/// Texts that take no memory when they are handed over.
 const std::string any = "any";
 
-bool selectWith(const char* column, std::string&& text)
+/// One that does when it is copied.
+const std::string path = "/a/path/that/is/longer/than/a/short/text";
+
+using Conditions = std::map<std::string, std::string>;
+const Conditions byName = {{"CompanyName", any}};
+const Conditions byKey = {{"FlowGuid", any}};
+
+struct Call
 {
-    std::map<std::string, std::string> conditions;
-    conditions[column] = std::move(text);
-    refuseLongTexts = true;
+    ServiceOperation operation;
+    bool (*succeeds)(); ///< calls it; whether it gave its success value
+};
+
+bool selectCompanies()
+{
     std::vector<DataLib::Model::Odbpp_Company> companies;
-    const bool selected = Odbpp_CompanyBll().select(conditions, {}, companies);
-    refuseLongTexts = false;
-    return selected;
+    return Odbpp_CompanyBll().select(byName, {}, companies);
 }
 
-bool selectFlowsWith(std::string&& text)
+bool selectFlows()
 {
-    std::map<std::string, std::string> conditions;
-    conditions["FlowGuid"] = std::move(text);
-    refuseLongTexts = true;
     std::vector<DataLib::Model::Odbpp_JobFlow> flows;
-    const bool selected = Odbpp_JobFlowBll().select(conditions, {}, flows);
-    refuseLongTexts = false;
-    return selected;
+    return Odbpp_JobFlowBll().select(byKey, {}, flows);
 }
 
-/// Calls an operation with the refusal on.
-template <typename Operation>
-bool refused(const Operation& operation)
+bool packFolder()
 {
-    refuseLongTexts = true;
-    const bool succeeded = operation();
-    refuseLongTexts = false;
-    return succeeded;
+    std::string id = "before";
+    return Common::FoldersCompressSave2MongoDb(path, any, id) == 0 || !id.empty();
+}
+
+bool countJob()
+{
+    std::string company = any;
+    return Odbpp_CompanyBll().inputCompanies(company, 1, 1);
 }
 
 const std::vector<Call>& calls()
 {
-    using Backend::ServiceOperation;
-    using Text = std::string;
+    using Flows = Odbpp_JobFlowBll;
+    using Compresses = Odbpp_JobCompressBll;
     static const std::vector<Call> all = {
-        {ServiceOperation::SelectCompanies,
-         [](Text&& text) { return selectWith("CompanyName", std::move(text)); }},
-        {ServiceOperation::InputCompanies,
-         [](Text&& text) { return refused([&] { return Odbpp_CompanyBll().inputCompanies(text, 1, 1); }); }},
+        {ServiceOperation::MongodbPut, [] { return Common::MongodbPut(any, any, path, any) == 0; }},
+        {ServiceOperation::MongodbGet, [] { return Common::MongodbGet(any, any, path, any) == 0; }},
+        {ServiceOperation::FoldersCompressSave2MongoDb, packFolder},
+        {ServiceOperation::GetInputJobList,
+         [] { return !UI::ZAV_StdCommon::interface()->getInputJobList().empty(); }},
+        {ServiceOperation::SelectCompanies, selectCompanies},
+        {ServiceOperation::InputCompanies, countJob},
+        {ServiceOperation::UpdateBatchNumber, [] { return Odbpp_CompanyBll().UpdateBatchNumber(1, 1); }},
         {ServiceOperation::InputOrigFile,
-         [](Text&& text) {
-             return refused([&] {
-                 return Odbpp_OrigFilesBll().inputOrigFile(any, std::move(text), any, any, any, 0, 1);
-             });
-         }},
-        {ServiceOperation::SelectJobFlows, [](Text&& text) { return selectFlowsWith(std::move(text)); }},
+         [] { return Odbpp_OrigFilesBll().inputOrigFile(any, any, any, any, any, 0, 1); }},
+        {ServiceOperation::SelectJobFlows, selectFlows},
         {ServiceOperation::InsertFlowBeforeOrigFile,
-         [](Text&& text) {
-             return refused([&] {
-                 return !Odbpp_JobFlowBll().insertflowbeforeorigfile(std::move(text), 1, any, any).empty();
-             });
-         }},
-        {ServiceOperation::UpdateUploadBatchNum,
-         [](Text&& text) {
-             return refused([&] { return Odbpp_JobFlowBll().updateUploadBatchNum(1, std::move(text)); });
-         }},
-        {ServiceOperation::UpdateOrigFileGuid,
-         [](Text&& text) {
-             return refused([&] { return Odbpp_JobFlowBll().UpdateOrigFileGuid(std::move(text), any); });
-         }},
+         [] { return !Flows().insertflowbeforeorigfile(any, 1, any, any).empty(); }},
+        {ServiceOperation::UpdateUploadBatchNum, [] { return Flows().updateUploadBatchNum(1, any); }},
+        {ServiceOperation::UpdateOrigFileGuid, [] { return Flows().UpdateOrigFileGuid(any, any); }},
         {ServiceOperation::UpdateLastOdbppImportMongoFsGuid,
-         [](Text&& text) {
-             return refused(
-                 [&] { return Odbpp_JobFlowBll().UpdateLastOdbppImportMongoFsGuid(std::move(text), any); });
-         }},
-        {ServiceOperation::UpdateState,
-         [](Text&& text) {
-             return refused([&] { return Odbpp_JobFlowBll().UpdateState(1, 1, 2, std::move(text)); });
-         }},
+         [] { return Flows().UpdateLastOdbppImportMongoFsGuid(any, any); }},
+        {ServiceOperation::UpdateState, [] { return Flows().UpdateState(1, 1, 2, any); }},
         {ServiceOperation::UpdatePreImportOrCheckTime,
-         [](Text&& text) {
-             return refused([&] {
-                 return Odbpp_JobFlowBll().UpdatePreImportOrCheckTime(any, 1, 1, std::move(text), 1, any, 1,
-                                                                      any);
-             });
-         }},
+         [] { return Flows().UpdatePreImportOrCheckTime(any, 1, 1, any, 1, any, 1, any); }},
         {ServiceOperation::InputJobCompress,
-         [](Text&& text) {
-             return refused([&] {
-                 return Odbpp_JobCompressBll().inputJobCompress(any, any, 1, std::move(text), any, any, any,
-                                                                any, any, 1, 1);
-             });
-         }},
+         [] { return Compresses().inputJobCompress(any, any, 1, any, any, any, any, any, any, 1, 1); }},
         {ServiceOperation::InputJobCompressByFolder,
-         [](Text&& text) {
-             return refused([&] {
-                 return Odbpp_JobCompressBll().inputJobCompressByFolder(
-                     any, any, 1, std::move(text), any, any, any, any, any, 1, 1, any, any, any);
-             });
+         [] {
+             return Compresses().inputJobCompressByFolder(any, any, 1, any, any, any, any, any, any, 1, 1,
+                                                          any, any, any);
          }},
         {ServiceOperation::ReuploadRobotTgz,
-         [](Text&& text) {
-             return refused([&] { return DBS_API::kozav_reupload_robot_tgz(std::move(text), any, 1, any); });
-         }},
+         [] { return DBS_API::kozav_reupload_robot_tgz(any, any, 1, any); }},
         {ServiceOperation::UploadPrefile2Mysql,
-         [](Text&& text) {
-             return refused([&] {
-                 return !DBS_API::kozav_upload_prefile2mysql(any, any, std::move(text), any, any, 1, any)
-                             .empty();
-             });
-         }},
-        {ServiceOperation::MongodbPut,
-         [](Text&& text) { return refused([&] { return Common::MongodbPut(text, any, any, any) == 0; }); }},
-        {ServiceOperation::MongodbGet,
-         [](Text&& text) { return refused([&] { return Common::MongodbGet(text, any, any, any) == 0; }); }},
-        {ServiceOperation::FoldersCompressSave2MongoDb,
-         [](Text&& text) {
-             return refused([&] {
-                 std::string id = "before";
-                 return Common::FoldersCompressSave2MongoDb(text, any, id) == 0 || !id.empty();
-             });
-         }},
+         [] { return !DBS_API::kozav_upload_prefile2mysql(any, any, any, any, any, 1, any).empty(); }},
     };
     return all;
 }
@@ -211,7 +171,7 @@ void OperationsGuard::init()
 
 void OperationsGuard::cleanup()
 {
-    refuseLongTexts = false;
+    refuseMemory = false;
     Backend::setOperationObserver({});
     m_site.reset();
 }
@@ -229,17 +189,19 @@ void OperationsGuard::exceptionIsAFailure()
     const Call& call = calls()[std::size_t(index)];
     const CapturedLog log;
     bool succeeded = true;
+    refuseMemory = true;
     try {
-        succeeded = call.call(std::string(longText, 'x'));
+        succeeded = call.succeeds();
     } catch (const std::exception& exception) {
-        refuseLongTexts = false;
         QFAIL(exception.what());
     }
+    QVERIFY2(!refuseMemory, "the call has asked for no memory");
     QVERIFY(!succeeded);
     QCOMPARE(m_events.size(), 1);
     QCOMPARE(m_events.first().operation, call.operation);
     QCOMPARE(m_events.first().outcome, Backend::OperationOutcome::Failed);
     QCOMPARE(m_events.first().reason, Backend::ErrorCode::Internal);
+    QCOMPARE(m_events.first().message, QStringLiteral("out of memory"));
     QCOMPARE(CapturedLog::of(QtWarningMsg).size(), 1);
 }
 
