@@ -30,33 +30,53 @@ private:
 };
 
 /// Keeps a batch of many jobs from waiting many times for a server that does not answer: after an attempt
-/// that failed by its time-out, the next ones within a few seconds fail at once with the same reason.
+/// that failed by its time-out, the next ones within a few seconds fail at once with the same reason. Not for
+/// several threads at a time.
 class ServerPause final
 {
 public:
-    static constexpr int seconds = 5;
+    /// The message of a failure with the advice that goes with a pause.
+    static QString withAdvice(const QString& message)
+    {
+        return QStringLiteral("%1; a new try makes sense in %2 seconds").arg(message).arg(seconds);
+    }
 
     /// Runs attempt, or fails as the last one did while the pause lasts.
     template <typename Attempt>
     Status run(const Attempt& attempt)
     {
-        if (!m_end.hasExpired())
-            return m_failure;
+        if (auto standing = this->standing(); !standing.ok())
+            return standing;
         const AnswerWatch watch;
         auto outcome = attempt();
-        if (outcome.code() == ErrorCode::Unavailable && !watch.isAtOnce())
-            outcome = begin(outcome);
+        if (isSilence(outcome, watch))
+            begin(outcome = Status(outcome.code(), withAdvice(outcome.message())));
         return outcome;
     }
 
-private:
-    Status begin(const Status& failure)
+    /// The failure that the pause began with, while it lasts.
+    [[nodiscard]] Status standing() const { return m_end.hasExpired() ? Status() : m_failure; }
+
+    /// Begins a pause where an attempt, watched since it began, ended with silence. The failure brings its
+    /// advice along.
+    void note(const Status& outcome, const AnswerWatch& watch)
     {
-        m_failure = Status(
-            failure.code(),
-            QStringLiteral("%1; a new try makes sense in %2 seconds").arg(failure.message()).arg(seconds));
+        if (isSilence(outcome, watch))
+            begin(outcome);
+    }
+
+private:
+    static constexpr int seconds = 5;
+
+    static bool isSilence(const Status& outcome, const AnswerWatch& watch)
+    {
+        return outcome.code() == ErrorCode::Unavailable && !watch.isAtOnce();
+    }
+
+    void begin(const Status& failure)
+    {
+        m_failure = failure;
         m_end = QDeadlineTimer(std::chrono::seconds(seconds));
-        return m_failure;
     }
 
     Status m_failure;

@@ -6,6 +6,15 @@
 #include <cstring>
 #include <utility>
 
+// A client of the driver keeps its connections and what it knows of the servers; making one costs a handshake
+// and a login. So each operation takes one that an earlier operation has left and gives it back. Whether a
+// server can be reached is settled at that moment and not by the first request: where the client knows its
+// server, this costs no exchange.
+//
+// After a failed look for a server a client answers from memory for some seconds, though the server may be
+// back. Such a client is dropped and a new one asks; what the store waits for is its own pause, which begins
+// only where a server did not answer in time, and holds for all threads.
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -71,16 +80,50 @@ GridFsClients::GridFsClients(GridFsServer server)
 
 Result<GridFsClients::Lease> GridFsClients::lease()
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_free.empty()) {
-            MongoClient client = std::move(m_free.back());
-            m_free.pop_back();
-            return Lease(std::move(client), this);
-        }
+    auto kept = keptConnection();
+    if (!kept.ok())
+        return kept.status();
+    const bool isNew = !kept.value();
+    const AnswerWatch watch;
+    auto client = reached(std::move(kept.value()));
+    // For some seconds the driver tells from memory that a server is gone, which may be back: a new
+    // connection asks it.
+    if (!isNew && watch.foundClosed(client.status()))
+        client = reached({});
+    if (client.ok())
+        return Lease(std::move(client.value()), this);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_pause.note(client.status(), watch);
+    return client.status();
+}
+
+/// The connection, or a new one in the place of none, once a server that takes writes is found.
+Result<MongoClient> GridFsClients::reached(MongoClient client) const
+{
+    if (!client) {
+        auto made = connection(m_server.uri.get());
+        if (!made.ok())
+            return made;
+        client = std::move(made.value());
     }
-    auto client = connection(m_server.uri.get());
-    return client.ok() ? Result(Lease(std::move(client.value()), this)) : client.status();
+    bson_error_t error = {};
+    const MongoServerDescription server(mongoc_client_select_server(client.get(), true, nullptr, &error));
+    if (!server)
+        return mongoFailure(QStringLiteral("reach the document store"), m_server.hosts, error);
+    return client;
+}
+
+/// One that is free; null where none is. The pause's failure while that lasts.
+Result<MongoClient> GridFsClients::keptConnection()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (auto standing = m_pause.standing(); !standing.ok())
+        return standing;
+    if (m_free.empty())
+        return MongoClient();
+    MongoClient client = std::move(m_free.back());
+    m_free.pop_back();
+    return client;
 }
 
 Result<GridFsClients::Lease> GridFsClients::recoveryLease() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/ServerPause.h"
 #include "backend/ServiceHealth.h"
 #include "backend/Status.h"
 #include "backend/store/gridfs/GridFsBucket.h"
@@ -12,6 +13,7 @@
 namespace KOZAV::Backend {
 
 /// The connections of a store. Each serves one operation of one thread at a time and is kept for the next.
+/// After a server that did not answer, the store pauses as a whole (ServerPause).
 class GridFsClients final
 {
 public:
@@ -35,7 +37,7 @@ public:
         GridFsClients* m_home; ///< null: the connection ends with the lease
     };
 
-    /// No server has to be there: the first request looks for one.
+    /// Over a server that takes writes; Unavailable where none is found.
     Result<Lease> lease();
 
     /// A new connection with short time-outs, for a look at what a lost one has left behind.
@@ -48,11 +50,14 @@ public:
 
 private:
     [[nodiscard]] Result<MongoClient> connection(const mongoc_uri_t* uri) const;
+    [[nodiscard]] Result<MongoClient> reached(MongoClient client) const;
+    Result<MongoClient> keptConnection();
     void giveBack(MongoClient client);
 
     const GridFsServer m_server;
     std::mutex m_mutex;
     std::vector<MongoClient> m_free; ///< guarded by m_mutex
+    ServerPause m_pause;             ///< guarded by m_mutex
 };
 
 /// What one operation works with: a connection of its own, and a location on it.

@@ -1,6 +1,7 @@
 #include "backend/store/gridfs/MongoDriver.h"
 
 #include "backend/Operation.h"
+#include "backend/ServerPause.h"
 #include "backend/config/Redaction.h"
 
 #include <algorithm>
@@ -29,9 +30,6 @@ void logDriverMessage(mongoc_log_level_t level, const char* domain, const char* 
     else
         qCDebug(logStore).noquote() << shownMessage(domain, message);
 }
-
-// After a failed look for a server, libmongoc answers from memory for this long.
-constexpr int coolDownSeconds = 5;
 
 struct ServerCode
 {
@@ -104,9 +102,8 @@ ErrorCode errorCodeOf(const bson_error_t& error)
 QString reasonText(ErrorCode code, const QString& server, const QString& message)
 {
     if (code == ErrorCode::Unavailable)
-        return QStringLiteral(
-                   "the MongoDB server %1 is not available (%2); a new try makes sense in %3 seconds")
-            .arg(server, message, QString::number(coolDownSeconds));
+        return ServerPause::withAdvice(
+            QStringLiteral("the MongoDB server %1 is not available (%2)").arg(server, message));
     if (code == ErrorCode::NotPermitted)
         return QStringLiteral("the MongoDB server %1 does not permit it (%2)").arg(server, message);
     if (code == ErrorCode::NoSpace)
