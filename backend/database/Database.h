@@ -39,7 +39,12 @@ public:
     std::optional<int> optionalNumber()
     {
         const QVariant value = next();
-        return value.isNull() ? std::nullopt : std::optional<int>(value.toInt());
+        return value.isNull() ? std::nullopt : std::optional(value.toInt());
+    }
+    std::optional<QString> optionalText()
+    {
+        const QVariant value = next();
+        return value.isNull() ? std::nullopt : std::optional(value.toString());
     }
 
 private:

@@ -9,7 +9,10 @@ namespace KOZAV::Backend {
 class Database;
 
 /// The statements that lead from the schema before to this version. The first step makes the table
-/// schema_version with its one row.
+/// schema_version with its one row; the number there is raised with each step.
+///
+/// A step that was released never changes: sites have it. A change of the schema is a step behind the others,
+/// of every engine and with the same number.
 struct MigrationStep
 {
     int version;

@@ -27,22 +27,27 @@ struct RobotArchive
     QString storedName;
 };
 
-Result<RobotJob> findJob(Database& database, const QString& generatedName)
+RobotJob readJob(RowReader& row)
 {
     RobotJob job;
-    const auto status = database.query("SELECT f.guid, f.job_name, o.company_code FROM job_flow f"
-                                       " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"
-                                       " WHERE f.ko_serial_name = ?",
-                                       {generatedName}, [&](const QSqlQuery& row) {
-                                           job = {row.value(0).toString(), row.value(1).toString(),
-                                                  row.isNull(2) ? QVariant() : row.value(2)};
-                                           return false;
-                                       });
-    if (!status.ok())
-        return status;
-    if (job.flowGuid.isEmpty())
-        return Status::notFound(QStringLiteral("there is no job with that generated name"));
+    job.flowGuid = row.text();
+    job.jobName = row.text();
+    if (const auto code = row.optionalText())
+        job.companyCode = *code;
     return job;
+}
+
+Result<RobotJob> findJob(Database& database, const QString& generatedName)
+{
+    const auto jobs = database.list("SELECT f.guid, f.job_name, o.company_code FROM job_flow f"
+                                    " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"
+                                    " WHERE f.ko_serial_name = ?",
+                                    {generatedName}, readJob);
+    if (!jobs.ok())
+        return jobs.status();
+    if (jobs->empty())
+        return Status::notFound(QStringLiteral("there is no job with that generated name"));
+    return jobs->front();
 }
 
 Result<RobotArchive> describeArchive(const QString& path)

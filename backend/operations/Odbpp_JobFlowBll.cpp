@@ -5,6 +5,7 @@
 #include "backend/operations/SiteWork.h"
 
 #include <array>
+#include <utility>
 
 namespace KOZAV::DataLib::BLL {
 
@@ -38,45 +39,42 @@ constexpr std::array<const char*, 4> flowSelects = {
 
 #undef SELECT_JOB_FLOW
 
-Model::Odbpp_JobFlow readFlow(const QSqlQuery& row)
+/// The columns of SELECT_JOB_FLOW.
+Model::Odbpp_JobFlow readFlow(RowReader& row)
 {
-    int column = 0;
-    const auto text = [&] { return row.value(column++).toString().toStdString(); };
-    const auto number = [&] { return row.value(column++).toInt(); };
     Model::Odbpp_JobFlow flow;
-    flow.flowGuid = text();
-    flow.jobId = number();
-    flow.jobName = text();
-    flow.koSerialName = text();
-    flow.flowNo = text();
-    flow.userId = number();
-    flow.state = number();
-    flow.subState = number();
-    flow.stateUserId = number();
-    flow.stateTime = text();
-    flow.origFileGuid = text();
-    flow.lastOdbppImportMongoFsGuid = text();
-    flow.uploadBatchNum = number();
-    flow.preImportUserId = number();
-    flow.preImportFlag = number();
-    flow.preImportNote = text();
-    flow.checkUserId = number();
-    flow.checkUserName = text();
-    flow.checkFlag = number();
-    flow.checkNote = text();
-    flow.preImportOrCheckTime = text();
-    flow.createdTime = text();
+    flow.flowGuid = row.utf8();
+    flow.jobId = row.number();
+    flow.jobName = row.utf8();
+    flow.koSerialName = row.utf8();
+    flow.flowNo = row.utf8();
+    flow.userId = row.number();
+    flow.state = row.number();
+    flow.subState = row.number();
+    flow.stateUserId = row.number();
+    flow.stateTime = row.utf8();
+    flow.origFileGuid = row.utf8();
+    flow.lastOdbppImportMongoFsGuid = row.utf8();
+    flow.uploadBatchNum = row.number();
+    flow.preImportUserId = row.number();
+    flow.preImportFlag = row.number();
+    flow.preImportNote = row.utf8();
+    flow.checkUserId = row.number();
+    flow.checkUserName = row.utf8();
+    flow.checkFlag = row.number();
+    flow.checkNote = row.utf8();
+    flow.preImportOrCheckTime = row.utf8();
+    flow.createdTime = row.utf8();
     return flow;
 }
 
 Status selectFlows(Operation& call, const Conditions& conditions, std::vector<Model::Odbpp_JobFlow>& flows)
 {
     return withRows(call, [&](Database& database) {
-        return database.query(flowSelects.at(conditions.columns), conditions.values,
-                              [&](const QSqlQuery& row) {
-                                  flows.push_back(readFlow(row));
-                                  return true;
-                              });
+        auto found = database.list(flowSelects.at(conditions.columns), conditions.values, readFlow);
+        if (found.ok())
+            flows = std::move(found.value());
+        return found.status();
     });
 }
 

@@ -18,12 +18,8 @@ const std::string byteOrderMark = "\xef\xbb\xbf";
 
 Result<bool> isThere(Database& database, const KeyedRow& row)
 {
-    bool found = false;
-    const auto asked = database.query(row.findSql, {row.key}, [&found](const QSqlQuery& /*row*/) {
-        found = true;
-        return false;
-    });
-    return asked.ok() ? Result<bool>(found) : Result<bool>(asked);
+    const auto found = database.value(row.findSql, {row.key});
+    return found.ok() ? Result(found->isValid()) : found.status();
 }
 
 Status insertSettled(Database& database, const KeyedRow& row, const QVariantList& values,

@@ -1,7 +1,6 @@
 #include "backend/database/sqlite/SqliteDialect.h"
 
-// The tables of docs/schema.md in the words of SQLite, step by step. A step that has been released never
-// changes: what comes later is a step of its own, here and for every other engine.
+// The tables of docs/schema.md in the words of SQLite.
 
 namespace KOZAV::Backend {
 
