@@ -13,7 +13,7 @@
 
 namespace KOZAV::Backend {
 
-/// What kind of failure there was. Values are only ever added.
+/// What kind of failure there was. Hosts are compiled against the numbers: new values come at the end.
 enum class ErrorCode {
     None,
     InvalidArgument, ///< a name, value or location that cannot be accepted
@@ -38,7 +38,8 @@ enum class SitePart {
 };
 
 /// The operations of the services, by the names that they have there. Not among them are those that neither
-/// ask a part of the site nor tell anybody anything: getConfig, getGUID, GetTimeStr.
+/// ask a part of the site nor tell anybody anything: getConfig, getGUID, GetTimeStr. New values come at the
+/// end.
 enum class ServiceOperation {
     MongodbPut,
     MongodbGet,
@@ -85,7 +86,7 @@ struct OperationEvent
     QString company;       ///< its name
     QString jobName;       ///< the name that the job came with
     QString generatedName; ///< the name that the system gave it
-    QString flowKey;
+    QString flowKey;       ///< of an insert that failed: the one that its row would have had
     QString storedName;
     qint64 storedBytes = -1; ///< length of the file that this call has stored
 
@@ -103,8 +104,8 @@ using OperationObserver = std::function<void(const OperationEvent&)>;
 KOZAV_SERVICES_API void setOperationObserver(OperationObserver observer);
 
 /// Has the services work on the site of a configuration file from now on.
-/// @param path  the file; empty: $ZAV_CONFIG, otherwise the one in the user's configuration folder, which is
-///              made with working defaults where it is missing
+/// A file that is missing is made, with working defaults, when the site is first used.
+/// @param path  the file; empty: $ZAV_CONFIG, otherwise the one in the user's configuration folder
 KOZAV_SERVICES_API void setConfigurationFile(const QString& path);
 [[nodiscard]] KOZAV_SERVICES_API QString configurationFile();
 

@@ -127,7 +127,7 @@ Result<Settings> Site::Private::loadMissing(const Status& why)
 {
     const QString file = QStringLiteral("configuration file \"%1\"").arg(path);
     if (why.code() != ErrorCode::NotFound)
-        return failed(Status(why.code(), file + QStringLiteral(" cannot be read: ") + why.message()));
+        return failed(why.in(file + QStringLiteral(" cannot be read")));
     if (current)
         return failed(Status::configuration(file + QStringLiteral(" has been removed")));
     if (use == Use::OneRun)
@@ -136,7 +136,7 @@ Result<Settings> Site::Private::loadMissing(const Status& why)
     const auto made = createDefaultSettings(path);
     // Another process may have made it meanwhile, which is as good.
     if (!made.ok() && made.code() != ErrorCode::AlreadyExists)
-        return failed(Status(made.code(), file + QStringLiteral(" cannot be made: ") + made.message()));
+        return failed(made.in(file + QStringLiteral(" cannot be made")));
     if (made.ok())
         qCInfo(logConfig).noquote()
             << QStringLiteral("made the configuration file \"%1\" with defaults").arg(path);

@@ -173,8 +173,7 @@ std::optional<ImportedJob> SiteAccess::findJob(const QString& flowKey, const QSt
     if (!jobs.ok() || jobs->empty())
         return std::nullopt;
     const Backend::JobRecord& job = jobs->front();
-    return ImportedJob{job.flowGuid,    job.generatedName, job.jobName,
-                       job.companyName, job.storedName,    job.complete};
+    return ImportedJob{job.flowGuid, job.generatedName, job.jobName, job.companyName, job.storedName};
 }
 
 qint64 SiteAccess::storedBytes(const QString& storedName)

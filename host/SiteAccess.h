@@ -34,7 +34,6 @@ struct ImportedJob
     QString jobName; ///< name the job came with
     QString company;
     QString storedName;
-    bool complete = false; ///< the last row of the import was written
 };
 
 /// The client's door to the embedded services beyond their public operations: which site is open, its tables,
