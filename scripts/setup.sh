@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing. Usage: scripts/setup.sh [build|test]
+# Installs the Debian packages that are missing. Usage: scripts/setup.sh [build|test|long]
 #   build  what the build and the main job need (default)
 #   test   that, and what the tests and checks need
+#   long   that, and what the checks before a release need
 # Can be run again: it asks for nothing that is there. Needs root or sudo only where something is missing.
 set -euo pipefail
 
@@ -20,8 +21,17 @@ test_packages=(
   python3-pymongo python3-gridfs python3-bson python3-mockupdb
 )
 
+long_packages=(
+  clang libclang-rt-14-dev doxygen
+)
+
 wanted=("${build_packages[@]}")
-[ "${1:-build}" = test ] && wanted+=("${test_packages[@]}")
+case ${1:-build} in
+  build) ;;
+  test) wanted+=("${test_packages[@]}") ;;
+  long) wanted+=("${test_packages[@]}" "${long_packages[@]}") ;;
+  *) echo "setup: unknown set of packages $1 (build, test, long)" >&2; exit 2 ;;
+esac
 
 missing=()
 for package in "${wanted[@]}"; do

@@ -7,6 +7,7 @@ usage() {
   cat >&2 <<'TEXT'
 Usage: scripts/test.sh            set up, build, run the tests: setup ci
        scripts/test.sh all        what continuous integration runs: setup format tidy no-panels asan-ubsan ci
+       scripts/test.sh long       what takes too long for that, before a release: setup-long docs fuzz
        scripts/test.sh STAGE...   the stages named, in that order
 Stages: setup       installs what is missing
         format      clang-format of every source
@@ -14,6 +15,9 @@ Stages: setup       installs what is missing
         no-panels   the build without panels and without MongoDB, and its tests
         asan-ubsan  the build with sanitizers, and its tests
         ci          the plain build, and its tests
+        setup-long  installs what is missing for docs and fuzz
+        docs        the reference of the installed headers, without a warning
+        fuzz        each fuzzer for ten minutes, built by clang
 TEXT
   exit 2
 }
@@ -59,6 +63,15 @@ run_stage() { # STAGE
       build "$1"
       run_tests "$1"
       ;;
+    setup-long) scripts/setup.sh long ;;
+    docs)
+      configure tidy
+      cmake --build --preset tidy --target docs
+      ;;
+    fuzz)
+      build fuzz
+      run_tests fuzz
+      ;;
     asan-ubsan)
       build asan-ubsan
       # Tests of sizes that the instrumented build would only take longer for run in the plain build alone.
@@ -70,10 +83,11 @@ run_stage() { # STAGE
 case ${1:-} in
   '') stages=(setup ci) ;;
   all) stages=(setup format tidy no-panels asan-ubsan ci) ;;
+  long) stages=(setup-long docs fuzz) ;;
   *) stages=("$@") ;;
 esac
 for stage in "${stages[@]}"; do
-  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci)$ ]] || usage
+  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci|setup-long|docs|fuzz)$ ]] || usage
 done
 
 show_summary() {
