@@ -2,7 +2,7 @@
 
 #include <array>
 
-// Names and texts are those of the ODB++ format specification, release 8, as far as readers look at them: the
+// Names and texts are those of the ODB++ format, release 8, as far as readers look at them: the
 // matrix with its steps and layers, headers as NAME=VALUE, attributes as ".name = value".
 
 namespace KOZAV::Samples {

@@ -6,8 +6,8 @@
 
 // A features file is text, one record a line: its units, the number of its features, the tables of symbols
 // and attributes that features refer to by number, then the features. P is a pad, L a line, S a surface with
-// the corners of its island, clockwise, as OS records. The format is that of "features" in the ODB++ format
-// specification, release 8.
+// the corners of its island, clockwise, as OS records. The format is that of "features" in the ODB++ format,
+// release 8.
 //
 // Real jobs pack to about a fifth, since designs repeat themselves: parts have their pads in rows, a line
 // begins where the last one ended, islands are alike. So features come in runs that differ in a number or two
