@@ -6,18 +6,14 @@ if(ZAV_BUILD_PANELS)
     LIBRARIES zav_client_lib zav_operated_panel zav_site_test_support zav_client_test_support zav_samples_lib
               Qt5::Network Qt5::Sql
     DEFINITIONS "ZAV_VERSION=\"${PROJECT_VERSION}\"")
-  zav_add_tests(client_tests LABELS client TESTS client_batch client_command_line client_import import_edges
-                                                 import_real_jobs)
+  zav_add_tests(client_tests LABELS client TESTS client_batch client_command_line client_import)
+  zav_add_tests(client_tests SECONDS 15 LABELS client TESTS import_edges import_real_jobs)
   zav_add_tests(client_tests SITES LABELS client TESTS road)
-  zav_add_tests(client_tests LABELS client large TIMEOUT 900 TESTS import_sizes)
-  set(long_tests import_sizes)
+  zav_add_tests(client_tests SECONDS 100 ON_MEMORY TIMEOUT 900 ENVIRONMENT QTEST_FUNCTION_TIMEOUT=800000
+                LABELS client large TESTS import_sizes)
   if(ZAV_MARIADBD AND ZAV_WITH_MONGODB)
-    zav_add_tests(client_tests LABELS client large TIMEOUT 900 TESTS races)
-    set_property(TEST races APPEND PROPERTY ENVIRONMENT "ZAV_TEST_SITE=mariadb/gridfs")
-    list(APPEND long_tests races)
+    zav_add_tests(client_tests SECONDS 15 ON_MEMORY TIMEOUT 900
+                  ENVIRONMENT ZAV_TEST_SITE=mariadb/gridfs QTEST_FUNCTION_TIMEOUT=800000
+                  LABELS client large TESTS races)
   endif()
-  foreach(test IN LISTS long_tests)
-    set_property(TEST ${test} APPEND PROPERTY ENVIRONMENT "QTEST_FUNCTION_TIMEOUT=800000")
-    zav_keep_off_disk(${test})
-  endforeach()
 endif()

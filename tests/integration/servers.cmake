@@ -4,6 +4,5 @@ if(ZAV_MARIADBD)
     server_tests
     SOURCES "${PROJECT_SOURCE_DIR}/tests/contract/ImportSteps.cpp"
     LIBRARIES zav_site_test_support zav_config_test_support zav_mariadb_test_support Qt5::Network Qt5::Sql)
-  zav_add_tests(server_tests LABELS mariadb TESTS mariadb_server)
-  zav_keep_off_disk(mariadb_server)
+  zav_add_tests(server_tests ON_MEMORY LABELS mariadb TESTS mariadb_server)
 endif()

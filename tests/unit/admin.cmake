@@ -19,4 +19,4 @@ zav_add_test_program(
   DEPENDS zav_admin)
 zav_add_tests(admin_tests LABELS admin TESTS admin_command_line admin_init admin_manual admin_migrate admin_migrate_run
                                              admin_ping admin_program admin_progress admin_site admin_verbs)
-zav_add_tests(admin_tests LABELS admin fault TIMEOUT 600 TESTS admin_migrate_interruption)
+zav_add_tests(admin_tests SECONDS 60 ON_MEMORY TIMEOUT 600 LABELS admin fault TESTS admin_migrate_interruption)
