@@ -34,8 +34,8 @@ int refuse(const char* program)
     return 2;
 }
 
-/// All rows and functions of a test, as QtTest's options name them; empty where they cannot be listed. A process
-/// lists them: QtTest does nothing else in the one that is asked for them.
+/// All rows and functions of a test, as QtTest's options name them; empty where they cannot be listed. A
+/// process lists them: QtTest does nothing else in the one that is asked for them.
 std::vector<std::string> rowsOf(const std::string& program, const std::string& test)
 {
     std::vector<std::string> rows;

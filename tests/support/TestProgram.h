@@ -12,9 +12,9 @@
 ///
 /// `PROGRAM database_opening [QtTest's options]` runs it and nothing else, in a process of its own. Its name
 /// is the file's and the ctest entry's. `--part 2/4` runs every fourth of its rows and functions, from the
-/// second on: four such runs, which may go on at the same time, are the whole test. A test that needs a second
-/// process starts its own program in a role: `PROGRAM --open ...` calls the function that ZAV_REGISTER_ROLE put
-/// under that option.
+/// second on: four such runs, which may go on at the same time, are the whole test. A test that needs a
+/// second process starts its own program in a role: `PROGRAM --open ...` calls the function that
+/// ZAV_REGISTER_ROLE put under that option.
 
 namespace KOZAV::Test {
 
