@@ -102,11 +102,11 @@ int DatabaseMariaDbTest::companies()
 
 void DatabaseMariaDbTest::opensAndMakesTheTables()
 {
-    QCOMPARE(m_database->schemaVersion().value(), 1);
+    QCOMPARE(m_database->schemaVersion().value(), 2);
     QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
     m_database = open();
     QVERIFY(m_database);
-    QCOMPARE(m_database->schemaVersion().value(), 1);
+    QCOMPARE(m_database->schemaVersion().value(), 2);
     QCOMPARE(companies(), 1);
     QVERIFY(m_database->checkIntegrity().ok());
 }
@@ -121,7 +121,7 @@ void DatabaseMariaDbTest::manyProgramsMakeTheTablesAtOnce()
             return opened.ok() ? QString::number(opened.value()->schemaVersion().value()) : opened.message();
         }));
     for (auto& opening : openings)
-        QCOMPARE(opening.get(), QStringLiteral("1"));
+        QCOMPARE(opening.get(), QStringLiteral("2"));
 }
 
 void DatabaseMariaDbTest::interruptedStepIsFinished_data()
@@ -140,7 +140,7 @@ void DatabaseMariaDbTest::interruptedStepIsFinished()
     QVERIFY(!server().run(m_settings, QStringLiteral("SELECT 1 FROM job_flow")));
     m_database = open();
     QVERIFY(m_database);
-    QCOMPARE(m_database->schemaVersion().value(), 1);
+    QCOMPARE(m_database->schemaVersion().value(), 2);
     QCOMPARE(valueOf(*m_database, "SELECT COUNT(*) FROM job_flow").toInt(), 0);
     QVERIFY(m_database->checkIntegrity().ok());
 }

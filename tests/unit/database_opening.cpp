@@ -102,7 +102,7 @@ void DatabaseOpeningTest::engineAndSchemaVersion()
     const TemporaryDatabase place;
     const auto database = place.open();
     QVERIFY(database);
-    QCOMPARE(database->schemaVersion().value(), 1);
+    QCOMPARE(database->schemaVersion().value(), 2);
     QVERIFY(database->engineVersion().value().startsWith(QStringLiteral("SQLite 3.")));
 }
 
@@ -155,7 +155,7 @@ void DatabaseOpeningTest::foreignContentIsRefusedAndLeftAsItIs_data()
     QTest::newRow("other program") << QStringLiteral("foreign") << ErrorCode::Configuration
                                    << QStringLiteral("another program");
     QTest::newRow("newer schema") << QStringLiteral("newer") << ErrorCode::Configuration
-                                  << QStringLiteral("schema version 99, this program knows up to 1");
+                                  << QStringLiteral("schema version 99, this program knows up to 2");
 }
 
 void DatabaseOpeningTest::foreignContentIsRefusedAndLeftAsItIs()
@@ -266,7 +266,7 @@ void DatabaseOpeningTest::processesThatOpenAFreshSiteAtOnceAllSucceed()
             QCOMPARE(process->wait(), 0);
             QCOMPARE(process->output().trimmed(), QStringLiteral("0"));
         }
-        QCOMPARE(place.open()->schemaVersion().value(), 1);
+        QCOMPARE(place.open()->schemaVersion().value(), 2);
     }
 }
 

@@ -176,7 +176,7 @@ Status MariaDbDialect::checkIntegrity(const QSqlDatabase& connection) const
 {
     QSqlQuery check(connection);
     if (!check.exec(QStringLiteral("CHECK TABLE schema_version, company, orig_file, job_flow, job_compress, "
-                                   "pre_file")))
+                                   "pre_file, site, event")))
         return failure(check.lastError());
     while (check.next()) {
         const QString kind = check.value(2).toString();

@@ -130,6 +130,44 @@ constexpr const char* createPreFile = "CREATE TABLE IF NOT EXISTS pre_file ("
                                       " CONSTRAINT pre_file_flow FOREIGN KEY (flow_guid)"
                                       "  REFERENCES job_flow (guid))" TABLE_OPTIONS;
 
+constexpr const char* createSite = "CREATE TABLE IF NOT EXISTS site ("
+                                   " id INTEGER PRIMARY KEY CHECK (id = 1),"
+                                   " identity " KEY_TEXT " NOT NULL CHECK (identity <> ''),"
+                                   " created_time " TIME_TEXT " NOT NULL,"
+                                   " checked_time " TIME_TEXT " NOT NULL DEFAULT '')" TABLE_OPTIONS;
+
+constexpr const char* createEvent = "CREATE TABLE IF NOT EXISTS event ("
+                                    " id INTEGER PRIMARY KEY AUTO_INCREMENT,"
+                                    " guid " KEY_TEXT " NOT NULL UNIQUE CHECK (guid <> ''),"
+                                    " kind " KEY_TEXT " NOT NULL CHECK (kind <> ''),"
+                                    " run_guid " KEY_TEXT ","
+                                    " flow_guid " KEY_TEXT ","
+                                    " user_id INTEGER NOT NULL,"
+                                    " user_name " LONG_TEXT " NOT NULL,"
+                                    " host " LONG_TEXT " NOT NULL,"
+                                    " subject " LONG_TEXT " NOT NULL,"
+                                    " outcome " LONG_TEXT " NOT NULL,"
+                                    " reason " LONG_TEXT " NOT NULL,"
+                                    " detail " LONG_TEXT " NOT NULL,"
+                                    " created_time " TIME_TEXT " NOT NULL,"
+                                    " INDEX event_flow_guid (flow_guid),"
+                                    " INDEX event_run_guid (run_guid),"
+                                    " INDEX event_kind (kind, id),"
+                                    " CONSTRAINT event_flow FOREIGN KEY (flow_guid)"
+                                    "  REFERENCES job_flow (guid))" TABLE_OPTIONS;
+
+// One statement, so that the columns are there with their indexes or not at all. MySQL has no words for a
+// column that may be there already: the text is made empty then.
+constexpr const char* chooseContentColumns =
+    "SET @add_content = (SELECT IF(COUNT(*) = 0, 'ALTER TABLE orig_file"
+    " ADD COLUMN stored_length BIGINT, ADD COLUMN stored_sha256 VARCHAR(64),"
+    " ADD COLUMN content_length BIGINT, ADD COLUMN content_sha256 VARCHAR(64),"
+    " ADD INDEX orig_file_stored_name (stored_name),"
+    " ADD INDEX orig_file_stored_content (stored_length, stored_sha256),"
+    " ADD INDEX orig_file_content (content_length, content_sha256)', 'DO 0')"
+    " FROM information_schema.columns WHERE table_schema = DATABASE()"
+    " AND table_name = 'orig_file' AND column_name = 'stored_length')";
+
 #undef TABLE_OPTIONS
 #undef KEY_TEXT
 #undef LONG_TEXT
@@ -149,6 +187,9 @@ const std::vector<MigrationStep>& MariaDbDialect::migrations() const
          {createSchemaVersion, insertSchemaVersion, "SET SESSION foreign_key_checks = 0", createCompany,
           createOrigFile, createJobFlow, createJobCompress, createPreFile,
           "SET SESSION foreign_key_checks = 1"}},
+        {2,
+         {createSite, createEvent, chooseContentColumns, "PREPARE add_content FROM @add_content",
+          "EXECUTE add_content", "DEALLOCATE PREPARE add_content"}},
     };
     return steps;
 }
@@ -164,6 +205,7 @@ const std::vector<MariaDbDialect::Reference>& MariaDbDialect::references()
         {"job_compress", DANGLING("job_compress", "company_code", "company", "code")},
         {"job_compress", DANGLING("job_compress", "company_id", "company", "id")},
         {"pre_file", DANGLING("pre_file", "flow_guid", "job_flow", "guid")},
+        {"event", DANGLING("event", "flow_guid", "job_flow", "guid")},
     };
     return references;
 }

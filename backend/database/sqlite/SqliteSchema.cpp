@@ -94,6 +94,27 @@ constexpr const char* createPreFile = "CREATE TABLE pre_file ("
                                       " user_name TEXT NOT NULL,"
                                       " created_time TEXT NOT NULL)";
 
+constexpr const char* createSite = "CREATE TABLE site ("
+                                   " id INTEGER PRIMARY KEY CHECK (id = 1),"
+                                   " identity TEXT NOT NULL CHECK (identity <> ''),"
+                                   " created_time TEXT NOT NULL,"
+                                   " checked_time TEXT NOT NULL DEFAULT '')";
+
+constexpr const char* createEvent = "CREATE TABLE event ("
+                                    " id INTEGER PRIMARY KEY AUTOINCREMENT,"
+                                    " guid TEXT NOT NULL UNIQUE CHECK (guid <> ''),"
+                                    " kind TEXT NOT NULL CHECK (kind <> ''),"
+                                    " run_guid TEXT,"
+                                    " flow_guid TEXT REFERENCES job_flow (guid),"
+                                    " user_id INTEGER NOT NULL,"
+                                    " user_name TEXT NOT NULL,"
+                                    " host TEXT NOT NULL,"
+                                    " subject TEXT NOT NULL,"
+                                    " outcome TEXT NOT NULL,"
+                                    " reason TEXT NOT NULL,"
+                                    " detail TEXT NOT NULL,"
+                                    " created_time TEXT NOT NULL)";
+
 } // namespace
 
 const std::vector<MigrationStep>& SqliteDialect::migrations() const
@@ -109,6 +130,16 @@ const std::vector<MigrationStep>& SqliteDialect::migrations() const
           "CREATE INDEX orig_file_company_code ON orig_file (company_code)",
           "CREATE INDEX job_compress_company_code ON job_compress (company_code)",
           "CREATE INDEX pre_file_flow_guid ON pre_file (flow_guid)"}},
+        {2,
+         {createSite, createEvent, "CREATE INDEX event_flow_guid ON event (flow_guid)",
+          "CREATE INDEX event_run_guid ON event (run_guid)", "CREATE INDEX event_kind ON event (kind, id)",
+          "ALTER TABLE orig_file ADD COLUMN stored_length INTEGER",
+          "ALTER TABLE orig_file ADD COLUMN stored_sha256 TEXT",
+          "ALTER TABLE orig_file ADD COLUMN content_length INTEGER",
+          "ALTER TABLE orig_file ADD COLUMN content_sha256 TEXT",
+          "CREATE INDEX orig_file_stored_name ON orig_file (stored_name)",
+          "CREATE INDEX orig_file_stored_content ON orig_file (stored_length, stored_sha256)",
+          "CREATE INDEX orig_file_content ON orig_file (content_length, content_sha256)"}},
     };
     return steps;
 }
