@@ -7,7 +7,7 @@ usage() {
   cat >&2 <<'TEXT'
 Usage: scripts/test.sh            set up, build, run the tests: setup ci
        scripts/test.sh all        what continuous integration runs: setup format tidy no-panels asan-ubsan ci
-       scripts/test.sh long       what takes too long for that, before a release: setup-long docs fuzz
+       scripts/test.sh long       what takes too long for that, before a release: setup-long docs clang fuzz
        scripts/test.sh STAGE...   the stages named, in that order
 Stages: setup       installs what is missing
         format      clang-format of every source
@@ -15,8 +15,9 @@ Stages: setup       installs what is missing
         no-panels   the build without panels and without MongoDB, and its tests
         asan-ubsan  the build with sanitizers, and its tests
         ci          the plain build, and its tests
-        setup-long  installs what is missing for docs and fuzz
+        setup-long  installs what is missing for docs, clang and fuzz
         docs        the reference of the installed headers, without a warning
+        clang       the build by clang without precompiled headers, and its quick tests
         fuzz        each fuzzer for ten minutes, built by clang
 TEXT
   exit 2
@@ -49,7 +50,13 @@ run_tests() { # PRESET [ctest options]
   : >build/summary.txt
   # Two tests to a core: about half of what they take is waiting, for servers and for disks.
   ctest --preset "$preset" -j $((2 * jobs)) --no-label-summary "$@" |
-    awk '/^[0-9]+% tests passed, / { ended = 1 } ended { print >"build/summary.txt"; next } { print; fflush() }'
+    while IFS= read -r line; do
+      if [[ -s build/summary.txt || $line =~ ^[0-9]+%\ tests\ passed,\  ]]; then
+        printf '%s\n' "$line" >>build/summary.txt
+      else
+        printf '%s\n' "$line"
+      fi
+    done
 }
 
 run_stage() { # STAGE
@@ -69,14 +76,19 @@ run_stage() { # STAGE
       configure tidy
       cmake --build --preset tidy --target docs
       ;;
+    clang)
+      build clang
+      run_tests clang -L quick
+      ;;
     fuzz)
       build fuzz
       run_tests fuzz
       ;;
     asan-ubsan)
       build asan-ubsan
-      # Tests of sizes that the instrumented build would only take longer for run in the plain build alone.
-      run_tests asan-ubsan -LE large
+      # What looks at the tree, and sizes that the instrumented build would only take longer for, run in the plain
+      # build alone.
+      run_tests asan-ubsan -LE "large|house"
       ;;
   esac
 }
@@ -84,11 +96,11 @@ run_stage() { # STAGE
 case ${1:-} in
   '') stages=(setup ci) ;;
   all) stages=(setup format tidy no-panels asan-ubsan ci) ;;
-  long) stages=(setup-long docs fuzz) ;;
+  long) stages=(setup-long docs clang fuzz) ;;
   *) stages=("$@") ;;
 esac
 for stage in "${stages[@]}"; do
-  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci|setup-long|docs|fuzz)$ ]] || usage
+  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci|setup-long|docs|clang|fuzz)$ ]] || usage
 done
 
 show_summary() {
