@@ -5,6 +5,6 @@ target_link_libraries(zav_database_test_support PUBLIC kozav_backend_core Qt5::S
 
 zav_add_test_program(database_tests LIBRARIES zav_database_test_support zav_mariadb_test_support)
 zav_add_tests(database_tests LABELS database
-              TESTS database_companies database_durability database_full_disk database_listings database_locking
+              TESTS database_companies database_durability database_events database_full_disk database_listings database_locking
                     database_mariadb database_migrations database_opening database_statements database_transactions
                     database_transfer)

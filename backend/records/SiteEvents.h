@@ -1,0 +1,69 @@
+#pragma once
+
+#include "backend/Status.h"
+
+#include <QJsonObject>
+#include <QLatin1String>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+class Database;
+
+/// What happened at a site beside its rows: who did it, when, and why. An event is written once and never
+/// changed.
+struct SiteEvent
+{
+    QString guid;
+    QString kind;     ///< one of eventKind
+    QString runGuid;  ///< key of the run that it belongs to; empty for none
+    QString flowGuid; ///< key of the job that it is about; empty for none
+    int userId = 0;
+    QString userName;
+    QString host;        ///< machine that it happened on
+    QString subject;     ///< what it is about, for people
+    QString outcome;     ///< how it ended, for people
+    QString reason;      ///< why, as the user gave it
+    QJsonObject detail;  ///< further values of the kind
+    QString createdTime; ///< as the rows have it (rowTime())
+};
+
+/// The kinds of event, and what their details hold.
+namespace eventKind {
+
+/// A job was voided: {"state", "sub_state"} as they were before, {"stored_name", "file_store"}.
+constexpr QLatin1String jobVoided("void");
+/// That was taken back: {"state", "sub_state"} as they are again.
+constexpr QLatin1String jobUnvoided("unvoid");
+/// A check of the site has ended: the number of findings of each kind, by its name.
+constexpr QLatin1String checked("check");
+/// A stored file was moved into quarantine, back from it, or removed there.
+constexpr QLatin1String quarantined("quarantine");
+constexpr QLatin1String restored("restore");
+constexpr QLatin1String purged("purge");
+/// A finding of a check was mended.
+constexpr QLatin1String repaired("repair");
+constexpr QLatin1String backedUp("backup");
+
+} // namespace eventKind
+
+/// All given conditions must hold.
+struct EventFilter
+{
+    std::optional<QString> kind;
+    std::optional<QString> flowGuid;
+    std::optional<QString> runGuid;
+    int limit = 0; ///< at most so many; 0: all
+};
+
+/// Writes an event, durably, or with the transaction that it is called in. Key, host and time are filled in
+/// where they are empty. NotFound where there is no job of that key.
+Status addEvent(Database& database, SiteEvent event);
+
+/// Newest first.
+Result<std::vector<SiteEvent>> listEvents(Database& database, const EventFilter& filter = {});
+
+} // namespace KOZAV::Backend
