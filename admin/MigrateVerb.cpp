@@ -6,7 +6,6 @@
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
 
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QLocale>
 
@@ -93,13 +92,6 @@ Report reportOf(const MigrationReport& report, const Settings& source, const Set
     return shown;
 }
 
-/// With JSON the standard error is for a failure's document, unless somebody looks at it.
-QIODevice* progressDevice(const Call& call)
-{
-    const bool json = call.line.has(QStringLiteral("json"));
-    return json && !ProgressLine::viewOf(&call.err).isTerminal ? nullptr : &call.err;
-}
-
 } // namespace
 
 Result<Report> migrateVerb(const Call& call)
@@ -119,13 +111,8 @@ Result<Report> migrateVerb(const Call& call)
     options.dryRun = call.line.has(QStringLiteral("dry-run"));
     options.outdatedRows =
         call.line.has(QStringLiteral("update")) ? OutdatedRows::Update : OutdatedRows::Refuse;
-    QElapsedTimer clock;
-    clock.start();
-    QIODevice* device = progressDevice(call);
-    MigrationDisplay display(device, ProgressLine::viewOf(device), [&clock] { return clock.elapsed(); });
-    const auto report =
-        migrateSite(call.site, otherSite, options,
-                    [&display](const MigrationProgress& progress) { display.show(progress); });
+    CopyProgress progress(call);
+    const auto report = migrateSite(call.site, otherSite, options, progress.observer());
     if (!report.ok())
         return report.status();
     return reportOf(report.value(), source.value(), target.value(), options.dryRun);

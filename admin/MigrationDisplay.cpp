@@ -83,6 +83,12 @@ QString taskText(Phase phase)
     return QStringLiteral("verifying");
 }
 
+QIODevice* progressDevice(const Call& call)
+{
+    const bool json = call.line.has(QStringLiteral("json"));
+    return json && !Terminal::ProgressLine::viewOf(&call.err).isTerminal ? nullptr : &call.err;
+}
+
 } // namespace
 
 MigrationDisplay::MigrationDisplay(QIODevice* device, Terminal::ProgressLine::View view,
@@ -128,6 +134,18 @@ QString MigrationDisplay::fileDetails(const MigrationProgress& progress) const
         text += QStringLiteral(", %1 left")
                     .arg(timeText(static_cast<qint64>(static_cast<double>(left) / perMs) / msPerSecond));
     return text;
+}
+
+CopyProgress::CopyProgress(const Call& call)
+    : m_display(progressDevice(call), Terminal::ProgressLine::viewOf(progressDevice(call)),
+                [this] { return m_clock.isValid() ? m_clock.elapsed() : 0; })
+{
+    m_clock.start();
+}
+
+Backend::MigrationObserver CopyProgress::observer()
+{
+    return [this](const MigrationProgress& progress) { m_display.show(progress); };
 }
 
 } // namespace KOZAV::Admin

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "admin/Verbs.h"
 #include "backend/migrate/MigrationProgress.h"
 #include "terminal/ProgressLine.h"
+
+#include <QElapsedTimer>
 
 namespace KOZAV::Admin {
 
@@ -21,6 +24,22 @@ private:
     Terminal::ProgressLine m_line;
     Backend::MigrationProgress::Phase m_phase = Backend::MigrationProgress::Phase::Checking;
     qint64 m_phaseSince = 0; ///< by the clock
+};
+
+/// The progress of a verb that copies a site: on the standard error, unless that is for a failure's document
+/// and nobody looks at it.
+class CopyProgress final
+{
+public:
+    explicit CopyProgress(const Call& call);
+    Q_DISABLE_COPY(CopyProgress)
+
+    /// To be called while this object lives.
+    [[nodiscard]] Backend::MigrationObserver observer();
+
+private:
+    QElapsedTimer m_clock;
+    MigrationDisplay m_display;
 };
 
 } // namespace KOZAV::Admin

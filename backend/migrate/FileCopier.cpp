@@ -60,6 +60,11 @@ Status named(const std::string& name, const Status& status)
 
 } // namespace
 
+bool holds(const StoredFile& file, const ContentDigest& content)
+{
+    return file.length == content.length && (file.sha256.isEmpty() || file.sha256 == content.sha256);
+}
+
 Status targetDiffers(const StoreLocation& target, const std::string& name)
 {
     return Status::alreadyExists(
@@ -129,42 +134,48 @@ FileCopier::FileCopier(StoreLocation source, StoreLocation target, std::string p
 {
 }
 
-Result<FileCopier::Outcome> FileCopier::bring(const std::string& fileStore, const StoredFile& listed)
+Result<FileCopier::Outcome> FileCopier::bring(const FileTask& task)
 {
-    m_source.fileStore = fileStore;
-    m_target.fileStore = fileStore;
+    const std::string& name = task.file.name;
+    m_source.fileStore = task.fileStore;
+    m_target.fileStore = task.fileStore;
     const Passage passage(m_passage);
-    const auto source = m_stores.source->find(m_source, listed.name);
+    const auto source = m_stores.source->find(m_source, name);
     if (source.code() == ErrorCode::NotFound)
-        return sourceChanged(m_source, listed.name, QStringLiteral("is gone"));
+        return sourceChanged(m_source, name, QStringLiteral("is gone"));
     if (!source.ok())
-        return named(listed.name, source.status());
-    const auto target = m_stores.target->find(m_target, listed.name);
+        return named(name, source.status());
+    const auto target = m_stores.target->find(m_target, name);
     if (target.ok())
-        return accept(source.value(), target.value());
-    return target.code() == ErrorCode::NotFound ? copy(source.value()) : named(listed.name, target.status());
+        return accept(task, source.value(), target.value());
+    return target.code() == ErrorCode::NotFound ? copy(task, source.value()) : named(name, target.status());
 }
 
-Result<FileCopier::Outcome> FileCopier::accept(const StoredFile& source, const StoredFile& target)
+Result<FileCopier::Outcome> FileCopier::accept(const FileTask& task, const StoredFile& source,
+                                               const StoredFile& target)
 {
     if (source.length != target.length)
         return targetDiffers(m_target, target.name);
-    const auto expected = contentOf(*m_stores.source, m_source, source);
-    if (!expected.ok())
-        return expected.status();
+    const auto held = contentOf(*m_stores.source, m_source, source);
+    if (!held.ok())
+        return held.status();
+    if (auto right = checkExpected(task, held.value()); !right.ok())
+        return right;
     const auto there = contentOf(*m_stores.target, m_target, target);
     if (!there.ok())
         return there.status();
-    if (expected.value() != there.value())
+    if (held.value() != there.value())
         return targetDiffers(m_target, target.name);
-    return Outcome{expected.value(), false};
+    return Outcome{held.value(), false};
 }
 
-Result<FileCopier::Outcome> FileCopier::copy(const StoredFile& source)
+Result<FileCopier::Outcome> FileCopier::copy(const FileTask& task, const StoredFile& source)
 {
     const auto fetched = fetch(*m_stores.source, m_source, source);
     if (!fetched.ok())
         return fetched.status();
+    if (auto right = checkExpected(task, fetched.value()); !right.ok())
+        return right;
     const qint64 half = source.length / 2;
     m_onBytes(half);
     if (const auto stored = m_stores.target->adopt(m_target, source.name, m_passage); !stored.ok())
@@ -173,6 +184,14 @@ Result<FileCopier::Outcome> FileCopier::copy(const StoredFile& source)
         return arrived;
     m_onBytes(source.length - half);
     return Outcome{fetched.value(), true};
+}
+
+Status FileCopier::checkExpected(const FileTask& task, const ContentDigest& found) const
+{
+    if (!task.expected || *task.expected == found)
+        return {};
+    return Status::corrupt(QStringLiteral("the stored file %1 in %2 is not what its row says")
+                               .arg(quoted(task.file.name), locationText(m_source)));
 }
 
 Status FileCopier::checkArrived(const std::string& name, const ContentDigest& expected)

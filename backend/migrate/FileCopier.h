@@ -10,9 +10,24 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace KOZAV::Backend {
+
+struct FileCount
+{
+    qint64 files = 0;
+    qint64 bytes = 0;
+};
+
+/// One stored file that is to be brought to another store.
+struct FileTask
+{
+    std::string fileStore;
+    StoredFile file;                            ///< as the source listed it
+    std::optional<ContentDigest> expected = {}; ///< what it has to hold, where others than the store know it
+};
 
 /// The store that files come from and the one that they go to.
 struct StorePair
@@ -61,15 +76,17 @@ public:
     };
 
     /// Has the target hold the file as the source does. AlreadyExists where it holds other content under the
-    /// name, ChangedWhileRead where the source no longer has the file.
-    Result<Outcome> bring(const std::string& fileStore, const StoredFile& listed);
+    /// name, ChangedWhileRead where the source no longer has the file, Corrupt where its content is not what
+    /// it has to be.
+    Result<Outcome> bring(const FileTask& task);
 
 private:
     FileCopier(StoreLocation source, StoreLocation target, std::string passage,
                std::function<void(qint64)> onBytes);
 
-    Result<Outcome> accept(const StoredFile& source, const StoredFile& target);
-    Result<Outcome> copy(const StoredFile& source);
+    Result<Outcome> accept(const FileTask& task, const StoredFile& source, const StoredFile& target);
+    Result<Outcome> copy(const FileTask& task, const StoredFile& source);
+    [[nodiscard]] Status checkExpected(const FileTask& task, const ContentDigest& found) const;
     Status checkArrived(const std::string& name, const ContentDigest& expected);
     Result<ContentDigest> contentOf(DocumentStore& store, const StoreLocation& location,
                                     const StoredFile& file);
@@ -81,6 +98,9 @@ private:
     std::string m_passage;
     std::function<void(qint64)> m_onBytes;
 };
+
+/// Whether a store's entry is that content; a hash that the store does not have is no contradiction.
+bool holds(const StoredFile& file, const ContentDigest& content);
 
 /// The failure of a file that one place has with other content than the other.
 Status targetDiffers(const StoreLocation& target, const std::string& name);

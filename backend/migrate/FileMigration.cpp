@@ -4,27 +4,17 @@
 // Nothing is locked: what changes meanwhile is told, and the next run goes on from there, since files that
 // the target has are only compared.
 //
-// Several threads bring files, each over stores of its own; they share the list, the notes and the meter,
-// guarded by one mutex. The first failure is the one that is told.
+// The first file that cannot be brought ends the run, and its failure is the one that is told.
 
 #include "backend/migrate/FileMigration.h"
 
-#include "backend/Guarded.h"
 #include "backend/io/FilePath.h"
+#include "backend/migrate/FileCrew.h"
 #include "backend/store/StoreNames.h"
-
-#include <algorithm>
-#include <atomic>
-#include <mutex>
-#include <system_error>
-#include <thread>
 
 namespace KOZAV::Backend {
 
 namespace {
-
-/// Small files wait for the disk and for the server more than they take of either: several at once.
-constexpr std::size_t mostWorkers = 4;
 
 bool isKnownToDiffer(const StoredFile& source, const StoredFile& target)
 {
@@ -33,82 +23,7 @@ bool isKnownToDiffer(const StoredFile& source, const StoredFile& target)
     return !source.sha256.isEmpty() && !target.sha256.isEmpty() && source.sha256 != target.sha256;
 }
 
-/// Whether a store's entry is the content that was brought; a hash that the store does not have is no
-/// contradiction.
-bool holds(const StoredFile& file, const ContentDigest& content)
-{
-    return file.length == content.length && (file.sha256.isEmpty() || file.sha256 == content.sha256);
-}
-
 } // namespace
-
-/// The threads that bring a list of files. The first failure ends the work: what others have begun is brought
-/// to its end, nothing more is begun.
-class FileMigration::Crew final
-{
-public:
-    Crew(FileMigration& migration, std::vector<std::pair<FileKey, StoredFile>> tasks,
-         const TransferFolder& folder)
-        : m_migration(migration)
-        , m_tasks(std::move(tasks))
-        , m_folder(folder)
-    {
-    }
-
-    Status run()
-    {
-        const std::size_t workers = std::min(mostWorkers, m_tasks.size());
-        std::vector<std::thread> threads;
-        for (std::size_t i = 1; i < workers; ++i) {
-            try {
-                threads.emplace_back([this, i] { work(i); });
-            } catch (const std::system_error&) {
-                break; // fewer do it as well
-            }
-        }
-        if (workers > 0)
-            work(0);
-        for (std::thread& thread : threads)
-            thread.join();
-        return m_failure;
-    }
-
-private:
-    void work(std::size_t number)
-    {
-        const auto status = guarded("copy stored files", [&] { return bringFiles(number); });
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!status.ok() && m_failure.ok())
-            m_failure = status;
-        m_ended = m_ended || !status.ok();
-    }
-
-    Status bringFiles(std::size_t number)
-    {
-        auto copier = FileCopier::open(m_migration.m_sourceSettings, m_migration.m_targetSettings,
-                                       m_folder.path("file-" + std::to_string(number)),
-                                       [this](qint64 bytes) { m_migration.m_meter.addBytes(bytes); });
-        if (!copier.ok())
-            return copier.status();
-        for (std::size_t next = m_next++; next < m_tasks.size() && !m_ended; next = m_next++) {
-            const auto& [key, file] = m_tasks[next];
-            const auto outcome = copier.value()->bring(key.first, file);
-            if (!outcome.ok())
-                return outcome.status();
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_migration.note(key, outcome.value());
-        }
-        return {};
-    }
-
-    FileMigration& m_migration;
-    std::vector<std::pair<FileKey, StoredFile>> m_tasks;
-    const TransferFolder& m_folder;
-    std::atomic<std::size_t> m_next{0};
-    std::atomic<bool> m_ended{false};
-    std::mutex m_mutex;
-    Status m_failure;
-};
 
 Result<std::unique_ptr<FileMigration>> FileMigration::open(const DocumentStoreSettings& source,
                                                            const DocumentStoreSettings& target,
@@ -191,16 +106,21 @@ Status FileMigration::copy(const QStringList& fileStores, const TransferFolder& 
     auto source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
-    std::vector<std::pair<FileKey, StoredFile>> tasks;
+    std::vector<FileTask> tasks;
     for (auto& [key, file] : source.value())
         if (m_brought.count(key) == 0)
-            tasks.emplace_back(key, std::move(file));
-    return Crew(*this, std::move(tasks), folder).run();
+            tasks.push_back({key.first, std::move(file)});
+    FileCrew crew(m_sourceSettings, m_targetSettings, folder, m_meter);
+    return crew.bring(tasks, [this](const FileTask& task, const Result<FileCopier::Outcome>& outcome) {
+        if (outcome.ok())
+            note(task, outcome.value());
+        return outcome.status();
+    });
 }
 
-void FileMigration::note(const FileKey& key, const FileCopier::Outcome& outcome)
+void FileMigration::note(const FileTask& task, const FileCopier::Outcome& outcome)
 {
-    m_brought.emplace(key, outcome.content);
+    m_brought.emplace(FileKey(task.fileStore, task.file.name), outcome.content);
     if (outcome.copied) {
         m_copied.files += 1;
         m_copied.bytes += outcome.content.length;

@@ -17,12 +17,6 @@
 
 namespace KOZAV::Backend {
 
-struct FileCount
-{
-    qint64 files = 0;
-    qint64 bytes = 0;
-};
-
 /// The stored files of a site on their way to another.
 class FileMigration final
 {
@@ -55,7 +49,6 @@ private:
         Listing source;
         Listing target;
     };
-    class Crew;
 
     FileMigration(DocumentStoreSettings source, DocumentStoreSettings target, ProgressMeter& meter);
 
@@ -63,7 +56,7 @@ private:
                                 const QStringList& fileStores);
     Result<Listings> listBoth(const QStringList& fileStores);
     Status compareWithTarget(const Listings& now);
-    void note(const FileKey& key, const FileCopier::Outcome& outcome);
+    void note(const FileTask& task, const FileCopier::Outcome& outcome);
 
     DocumentStoreSettings m_sourceSettings;
     DocumentStoreSettings m_targetSettings;

@@ -43,6 +43,9 @@ public:
     /// than were copied, Corrupt where only the target has.
     Status verify();
 
+    /// The same for the target alone: the source may have gone on.
+    Status verifyTarget();
+
     /// Of the last check() or copy().
     [[nodiscard]] const std::vector<TableCount>& tables() const { return m_tables; }
 
@@ -62,6 +65,7 @@ private:
                       Batch& batch) const;
     Status write(const TransferTable& table, Pass pass, const Batch& batch);
     Status refuseRowsBehind(const TransferTable& table, qint64 last);
+    Status verifyTargetTable(const TableCount& count);
 
     Database& m_source;
     Database& m_target;

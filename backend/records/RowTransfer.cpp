@@ -313,6 +313,19 @@ Result<std::vector<TransferRow>> readRows(Database& database, const TransferTabl
     return rows;
 }
 
+Result<qint64> countRows(Database& database)
+{
+    qint64 rows = 0;
+    for (const TransferTable& table : transferTables()) {
+        const QByteArray sql = QByteArray("SELECT COUNT(*) FROM ") + table.name;
+        const auto counted = database.value(sql.constData());
+        if (!counted.ok())
+            return counted.status();
+        rows += counted->toLongLong();
+    }
+    return rows;
+}
+
 Status insertRows(Database& database, const TransferTable& table, const std::vector<TransferRow>& rows)
 {
     const auto inserted = insertInPieces(database, table, rows, rowsPerStatement);

@@ -63,6 +63,9 @@ RowLikeness compareRows(const TransferTable& table, const TransferRow& source, c
 Result<std::vector<TransferRow>> readRows(Database& database, const TransferTable& table, qint64 afterNumber,
                                           int limit);
 
+/// The number of rows of all tables.
+Result<qint64> countRows(Database& database);
+
 /// Inserts rows under the numbers that they have, in one durable transaction. The engine gives higher numbers
 /// to rows that come later.
 Status insertRows(Database& database, const TransferTable& table, const std::vector<TransferRow>& rows);
