@@ -121,19 +121,29 @@ Status TempFile::rename(ExistingTarget existing)
     return renamed;
 }
 
-void removeStaleTempFiles(const std::string& folder)
+Result<std::vector<std::string>> staleTempFiles(const std::string& folder)
 {
     const auto names = namesIn(folder);
     if (!names.ok())
-        return;
+        return names;
+    std::vector<std::string> stale;
     for (const std::string& name : names.value()) {
         if (name.compare(0, tempPrefix.size(), tempPrefix) != 0)
             continue;
-        const std::string path = joinPath(folder, name);
-        const auto info = fileInfo(path);
+        const auto info = fileInfo(joinPath(folder, name));
         if (info.ok() && isStale(info.value()))
-            (void)removeFile(path);
+            stale.push_back(name);
     }
+    return stale;
+}
+
+void removeStaleTempFiles(const std::string& folder)
+{
+    const auto names = staleTempFiles(folder);
+    if (!names.ok())
+        return;
+    for (const std::string& name : names.value())
+        (void)removeFile(joinPath(folder, name));
 }
 
 } // namespace KOZAV::Backend

@@ -5,6 +5,7 @@
 #include "backend/io/FilePath.h"
 
 #include <string>
+#include <vector>
 
 namespace KOZAV::Backend {
 
@@ -52,7 +53,11 @@ private:
     unsigned m_permissions;
 };
 
-/// Removes what interrupted programs left in a folder: temporary files of ours that are older than a day.
+/// The names of what interrupted programs left in a folder: temporary files of ours that are older than a
+/// day.
+Result<std::vector<std::string>> staleTempFiles(const std::string& folder);
+
+/// Removes what interrupted programs left in a folder.
 /// Failures are not reported, as such files do no harm.
 void removeStaleTempFiles(const std::string& folder);
 

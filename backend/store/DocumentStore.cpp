@@ -11,6 +11,8 @@
 
 #include <QFile>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -64,12 +66,21 @@ StoreLocation storeLocation(const DocumentStoreSettings& settings, std::string f
 DocumentStore::~DocumentStore() = default;
 
 template <typename Work>
-auto DocumentStore::onName(const char* task, const StoreLocation& location, const std::string& name,
-                           Work&& work) -> decltype(work())
+auto DocumentStore::onLocation(const char* task, const StoreLocation& location, Work&& work)
+    -> decltype(work())
 {
     return guarded(task, [&]() -> decltype(work()) {
         if (auto accepted = checkLocation(location); !accepted.ok())
             return accepted;
+        return work();
+    });
+}
+
+template <typename Work>
+auto DocumentStore::onName(const char* task, const StoreLocation& location, const std::string& name,
+                           Work&& work) -> decltype(work())
+{
+    return onLocation(task, location, [&]() -> decltype(work()) {
         if (auto accepted = checkName(name); !accepted.ok())
             return accepted;
         return work();
@@ -104,15 +115,72 @@ Result<StoredFile> DocumentStore::find(const StoreLocation& location, const std:
 
 Result<std::vector<StoredFile>> DocumentStore::list(const StoreLocation& location)
 {
-    return guarded("list the stored files", [&]() -> Result<std::vector<StoredFile>> {
-        auto accepted = checkLocation(location);
-        return accepted.ok() ? listFiles(location) : accepted;
-    });
+    return onLocation("list the stored files", location, [&] { return listFiles(location); });
 }
 
 Status DocumentStore::remove(const StoreLocation& location, const std::string& name)
 {
     return onName("remove a stored file", location, name, [&] { return removeStored(location, name); });
+}
+
+Result<std::vector<StoredFile>> DocumentStore::findSome(const StoreLocation& location,
+                                                        const std::vector<std::string>& names)
+{
+    return onLocation("find stored files", location, [&] {
+        std::vector<std::string> wanted;
+        std::copy_if(names.begin(), names.end(), std::back_inserter(wanted),
+                     [this](const std::string& name) { return checkName(name).ok(); });
+        std::sort(wanted.begin(), wanted.end());
+        wanted.erase(std::unique(wanted.begin(), wanted.end()), wanted.end());
+        return findFiles(location, wanted);
+    });
+}
+
+Status DocumentStore::quarantine(const StoreLocation& location, const std::string& name)
+{
+    return onName("move a stored file to the quarantine", location, name,
+                  [&] { return quarantineFile(location, name); });
+}
+
+Result<std::vector<QuarantinedFile>> DocumentStore::listQuarantine(const StoreLocation& location)
+{
+    return onLocation("list the quarantine", location, [&] { return listQuarantined(location); });
+}
+
+Status DocumentStore::restoreQuarantined(const StoreLocation& location, const std::string& name)
+{
+    return onName("put a file back from the quarantine", location, name,
+                  [&] { return restoreFile(location, name); });
+}
+
+Status DocumentStore::purgeQuarantined(const StoreLocation& location, const std::string& name)
+{
+    return onName("remove a file from the quarantine", location, name,
+                  [&] { return purgeFile(location, name); });
+}
+
+Result<QString> DocumentStore::siteMark(const StoreLocation& location)
+{
+    return onLocation("read the mark of the document store", location,
+                      [&] { return readSiteMark(location); });
+}
+
+Status DocumentStore::setSiteMark(const StoreLocation& location, const QString& identity)
+{
+    return onLocation("mark the document store", location, [&] {
+        auto accepted = checkSiteIdentity(identity);
+        return accepted.ok() ? writeSiteMark(location, identity) : accepted;
+    });
+}
+
+Result<std::vector<StoreFlaw>> DocumentStore::survey(const StoreLocation& location)
+{
+    return onLocation("look through the document store", location, [&] { return surveyLocation(location); });
+}
+
+Status DocumentStore::removeFlaw(const StoreLocation& location, const StoreFlaw& flaw)
+{
+    return onLocation("mend the document store", location, [&] { return mendFlaw(location, flaw); });
 }
 
 Result<ServiceHealth> DocumentStore::health()

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QString>
 
 #include <memory>
 #include <string>
@@ -31,6 +32,36 @@ struct StoredFile
     qint64 length = 0;
     QByteArray sha256;  ///< lower-case hexadecimal
     QDateTime storedAt; ///< UTC
+};
+
+/// A file that was taken out of the store and can be put back: it is neither found, listed nor fetched.
+struct QuarantinedFile
+{
+    StoredFile file;
+    QDateTime since; ///< UTC
+};
+
+/// Something of a location that a listing does not show, and that should not be there or should be otherwise.
+struct StoreFlaw
+{
+    enum class Kind {
+        SumUnreadable,     ///< what the store knows of the file cannot be understood
+        WrongLength,       ///< the content has another length than it should have
+        NotRegular,        ///< a folder, a link, a device in the place of a content
+        DataWithoutSum,    ///< content that nothing is known of
+        SumWithoutData,    ///< knowledge of a content that is not there
+        LeftoverTemp,      ///< a temporary file of an interrupted program
+        ChunksMissing,     ///< GridFS: the file has fewer chunks than its length asks for
+        ChunksSurplus,     ///< GridFS: the file has more
+        ChunksWithoutFile, ///< GridFS: chunks of an interrupted upload
+        IndexMissing       ///< GridFS: without it names are not unique, or reading takes long
+    };
+
+    Kind kind = Kind::SumUnreadable;
+    std::string name;  ///< of the stored file; else what the store calls it
+    QString text;      ///< one clause for people
+    qint64 bytes = -1; ///< that it takes up; -1 where that is not known
+    QDateTime since;   ///< UTC; invalid where that is not known
 };
 
 /// A store of whole files by name. Local paths are in the local 8-bit code page.
@@ -68,6 +99,43 @@ public:
     /// Removes a stored file; NotFound where nothing is.
     Status remove(const StoreLocation& location, const std::string& name);
 
+    /// Which of the names are stored, by name; names that no file can have are not. As in a listing, damaged
+    /// files are there as well.
+    Result<std::vector<StoredFile>> findSome(const StoreLocation& location,
+                                             const std::vector<std::string>& names);
+
+    /// Takes a file out of the store, where it can be put back from. Readers see it stored or not stored;
+    /// whatever interrupts this, it is stored or in quarantine. The name is free then. NotFound where nothing
+    /// is stored; AlreadyExists where an earlier file of the name is in quarantine.
+    Status quarantine(const StoreLocation& location, const std::string& name);
+
+    /// What is in quarantine, by name, damaged files included.
+    Result<std::vector<QuarantinedFile>> listQuarantine(const StoreLocation& location);
+
+    /// Puts a file back as it was. NotFound where the quarantine has none of the name; AlreadyExists where
+    /// the name is stored anew.
+    Status restoreQuarantined(const StoreLocation& location, const std::string& name);
+
+    /// Removes a file from the quarantine, for good; NotFound where none of the name is there.
+    Status purgeQuarantined(const StoreLocation& location, const std::string& name);
+
+    /// The identity of the site that the location belongs to; empty where it has none.
+    Result<QString> siteMark(const StoreLocation& location);
+
+    /// Marks the location, which is made where it is missing, as one of this site. AlreadyExists where it is
+    /// another's.
+    Status setSiteMark(const StoreLocation& location, const QString& identity);
+
+    /// Looks for what a listing does not show, without reading contents and in bounded memory. What others
+    /// are doing meanwhile is no flaw.
+    Result<std::vector<StoreFlaw>> survey(const StoreLocation& location);
+
+    /// Mends a flaw that a survey has found, as long as that is still there: removes a leftover
+    /// (SumWithoutData, LeftoverTemp, ChunksWithoutFile), moves content that nothing is known of to the
+    /// quarantine (DataWithoutSum), makes an index (IndexMissing). All others are InvalidArgument: they are
+    /// damage.
+    Status removeFlaw(const StoreLocation& location, const StoreFlaw& flaw);
+
     /// Asks the engine for its version and how fast it answers.
     Result<ServiceHealth> health();
 
@@ -88,8 +156,21 @@ private:
     virtual Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) = 0;
     virtual Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) = 0;
     virtual Status removeStored(const StoreLocation& location, const std::string& name) = 0;
+    /// @param names  sorted, each once
+    virtual Result<std::vector<StoredFile>> findFiles(const StoreLocation& location,
+                                                      const std::vector<std::string>& names) = 0;
+    virtual Status quarantineFile(const StoreLocation& location, const std::string& name) = 0;
+    virtual Result<std::vector<QuarantinedFile>> listQuarantined(const StoreLocation& location) = 0;
+    virtual Status restoreFile(const StoreLocation& location, const std::string& name) = 0;
+    virtual Status purgeFile(const StoreLocation& location, const std::string& name) = 0;
+    virtual Result<QString> readSiteMark(const StoreLocation& location) = 0;
+    virtual Status writeSiteMark(const StoreLocation& location, const QString& identity) = 0;
+    virtual Result<std::vector<StoreFlaw>> surveyLocation(const StoreLocation& location) = 0;
+    virtual Status mendFlaw(const StoreLocation& location, const StoreFlaw& flaw) = 0;
     virtual Result<ServiceHealth> engineHealth() = 0;
 
+    template <typename Work>
+    auto onLocation(const char* task, const StoreLocation& location, Work&& work) -> decltype(work());
     template <typename Work>
     auto onName(const char* task, const StoreLocation& location, const std::string& name, Work&& work)
         -> decltype(work());

@@ -2,6 +2,8 @@
 
 #include "backend/io/FilePath.h"
 
+#include <QRegularExpression>
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -33,6 +35,15 @@ Status checkStoreLocation(const StoreLocation& location)
     return checkLocationPart(QStringLiteral("file store of the document store"), location.fileStore);
 }
 
+Status checkSiteIdentity(const QString& identity)
+{
+    static const QRegularExpression accepted(QStringLiteral("\\A[0-9A-Za-z-]{1,64}\\z"));
+    return accepted.match(identity).hasMatch()
+               ? Status()
+               : Status::invalidArgument(
+                     QStringLiteral("\"%1\" cannot be used as identity of a site").arg(identity));
+}
+
 QString locationText(const StoreLocation& location)
 {
     return displayPath(location.database) + QLatin1Char('/') + displayPath(location.fileStore);
@@ -42,6 +53,36 @@ Status notStored(const StoreLocation& location, const std::string& name)
 {
     return Status::notFound(
         QStringLiteral("%1 has no file named %2").arg(locationText(location), displayPath(name)));
+}
+
+Status notQuarantined(const StoreLocation& location, const std::string& name)
+{
+    return Status::notFound(QStringLiteral("the quarantine of %1 has no file named %2")
+                                .arg(locationText(location), displayPath(name)));
+}
+
+Status quarantinedAlready(const StoreLocation& location, const std::string& name)
+{
+    return Status::alreadyExists(QStringLiteral("the quarantine of %1 already has a file named %2")
+                                     .arg(locationText(location), displayPath(name)));
+}
+
+Status storedAnew(const StoreLocation& location, const std::string& name)
+{
+    return Status::alreadyExists(QStringLiteral("%1 cannot be put back: %2 has a file of that name")
+                                     .arg(displayPath(name), locationText(location)));
+}
+
+Status otherSite(const StoreLocation& location, const QString& identity)
+{
+    return Status::alreadyExists(QStringLiteral("the document store %1 belongs to another site, %2")
+                                     .arg(locationText(location), identity));
+}
+
+Status notMendable(const StoreLocation& location, const StoreFlaw& flaw)
+{
+    return Status::invalidArgument(QStringLiteral("%1 of %2 is damaged, which cannot be mended here: %3")
+                                       .arg(displayPath(flaw.name), locationText(location), flaw.text));
 }
 
 Status otherContent(const StoreLocation& location, const std::string& name)

@@ -131,6 +131,23 @@ def _regex(value, wanted):
     return isinstance(value, str) and pattern.search(value) is not None
 
 
+_TYPE_NUMBERS = {"double": 1, "string": 2, "object": 3, "array": 4, "binData": 5, "objectId": 7, "bool": 8, "int": 16}
+_TYPES = {1: float, 2: str, 3: dict, 4: list, 5: bytes, 7: ObjectId, 8: bool, 9: datetime.datetime}
+
+
+def _number_of_type(value):
+    if isinstance(value, int) and not isinstance(value, bool):
+        return 18 if isinstance(value, bson.Int64) else 16
+    return next((number for number, kind in _TYPES.items() if isinstance(value, kind)), 10 if value is None else 0)
+
+
+def _has_type(value, wanted):
+    number = _TYPE_NUMBERS.get(wanted, wanted)
+    if not isinstance(number, int):
+        raise Refused(2, "Unknown type name alias: %s" % wanted, "BadValue")
+    return value is not _MISSING and _number_of_type(value) == number
+
+
 _OPERATORS = {
     "$eq": _equals,
     "$ne": lambda value, wanted: not _equals(value, wanted),
@@ -142,6 +159,7 @@ _OPERATORS = {
     "$nin": lambda value, wanted: not any(_equals(value, item) for item in wanted),
     "$exists": lambda value, wanted: (value is not _MISSING) == bool(wanted),
     "$regex": _regex,
+    "$type": _has_type,
     "$not": lambda value, wanted: not _holds(value, wanted),
 }
 
@@ -208,7 +226,14 @@ def updated(document, change):
 def _change_field(document, operator, path, value):
     *parents, last = path.split(".")
     for part in parents:
-        document[part] = dict(document.get(part) or {})
+        inner = document.get(part, {})
+        if not isinstance(inner, dict):
+            if operator == "$unset":
+                return
+            raise Refused(28, "Cannot create field '%s' in element {%s: %r}" % (last, part, inner), "PathNotViable")
+        if part not in document and operator == "$unset":
+            return
+        document[part] = dict(inner)
         document = document[part]
     if operator == "$set":
         document[last] = value

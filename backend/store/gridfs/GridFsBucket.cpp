@@ -20,6 +20,11 @@ namespace {
 
 constexpr const char* filesSuffix = ".files";
 constexpr const char* chunksSuffix = ".chunks";
+constexpr const char* siteSuffix = ".site";
+constexpr const char* siteId = "site";
+
+// Names that one request asks for: of the longest, a part of what a request may hold.
+constexpr size_t namesAtOnce = 1000;
 
 // Servers that have another index over the same fields, or cannot have this one on a sharded collection.
 constexpr uint32_t indexConflicts[] = {67, 85, 86};
@@ -141,8 +146,29 @@ Result<std::vector<GridFsFile>> GridFsBucket::revisions(const std::string& name)
 
 Result<std::vector<StoredFile>> GridFsBucket::files()
 {
+    return newestOf(Bson());
+}
+
+Result<std::vector<StoredFile>> GridFsBucket::files(const std::vector<std::string>& names)
+{
+    std::vector<StoredFile> found;
+    for (size_t start = 0; start < names.size(); start += namesAtOnce) {
+        const size_t end = std::min(names.size(), start + namesAtOnce);
+        Bson wanted;
+        for (size_t i = start; i < end; ++i)
+            wanted.text(QByteArray::number(static_cast<qulonglong>(i - start)).constData(), names[i]);
+        auto some = newestOf(Bson().document("filename", Bson().array("$in", wanted)));
+        if (!some.ok())
+            return some;
+        std::move(some->begin(), some->end(), std::back_inserter(found));
+    }
+    return found;
+}
+
+Result<std::vector<StoredFile>> GridFsBucket::newestOf(const Bson& filter)
+{
     std::map<std::string, StoredFile> newest;
-    const auto asked = query(m_files, Bson(), Bson(), [&newest](const BsonView& document) {
+    const auto asked = query(m_files, filter, Bson(), [&newest](const BsonView& document) {
         const auto file = GridFsFile::read(document);
         if (!file)
             return Status();
@@ -160,6 +186,44 @@ Result<std::vector<StoredFile>> GridFsBucket::files()
     return files;
 }
 
+Result<std::vector<QuarantinedFile>> GridFsBucket::quarantined()
+{
+    Bson range;
+    range.text("$gte", quarantineName({})).text("$lt", quarantineEnd);
+    std::map<std::string, QuarantinedFile> newest;
+    const auto asked =
+        query(m_files, Bson().document("filename", range), Bson(), [&newest](const BsonView& document) {
+            const auto file = GridFsFile::readQuarantined(document);
+            if (!file)
+                return Status();
+            const QuarantinedFile found{file->stored(), file->quarantinedSince()};
+            const auto [entry, isFirst] = newest.emplace(found.file.name, found);
+            if (!isFirst && found.file.storedAt > entry->second.file.storedAt)
+                entry->second = found;
+            return Status();
+        });
+    if (!asked.ok())
+        return asked;
+    std::vector<QuarantinedFile> files;
+    for (auto& entry : newest)
+        files.push_back(std::move(entry.second));
+    return files;
+}
+
+Result<std::vector<GridFsFile>> GridFsBucket::quarantinedRevisions(const std::string& name)
+{
+    Bson options;
+    options.document("sort", Bson().int32("uploadDate", 1));
+    std::vector<GridFsFile> found;
+    const auto asked = query(m_files, Bson().text("filename", quarantineName(name)), options,
+                             [&found](const BsonView& document) {
+                                 if (auto file = GridFsFile::readQuarantined(document))
+                                     found.push_back(std::move(*file));
+                                 return Status();
+                             });
+    return asked.ok() ? Result(std::move(found)) : asked;
+}
+
 Result<bool> GridFsBucket::hasFile(const GridFsId& id)
 {
     Bson options;
@@ -172,11 +236,74 @@ Result<bool> GridFsBucket::hasFile(const GridFsId& id)
     return asked.ok() ? Result(found) : asked;
 }
 
+Result<std::string> GridFsBucket::documentName(const GridFsId& id)
+{
+    std::string name;
+    const auto asked =
+        query(m_files, Bson().value("_id", id.value()), Bson(), [&name](const BsonView& document) {
+            name = document.text("filename").value_or("");
+            return Status();
+        });
+    return asked.ok() ? Result(std::move(name)) : asked;
+}
+
 Status GridFsBucket::visitChunks(const GridFsId& id, int atOnce, const Visit& visit)
 {
     Bson options;
     options.document("sort", Bson().int32("n", 1)).int64("batchSize", atOnce);
     return query(m_chunks, Bson().value("files_id", id.value()), options, visit);
+}
+
+Status GridFsBucket::visit(Part part, const Bson& filter, const Bson& options, const Visit& visit)
+{
+    return query(part == Part::Files ? m_files : m_chunks, filter, options, visit);
+}
+
+Status GridFsBucket::visitIndexes(Part part, const Visit& visit)
+{
+    const MongoCollection& collection = part == Part::Files ? m_files : m_chunks;
+    return visitAll(mongoc_collection_find_indexes_with_opts(collection.get(), nullptr), visit);
+}
+
+qint64 GridFsBucket::chunkBytes(const GridFsId& id)
+{
+    Bson sum;
+    sum.document("$sum", Bson().text("$binarySize", "$data"));
+    Bson pipeline;
+    pipeline.document("0", Bson().document("$match", Bson().value("files_id", id.value())))
+        .document("1", Bson().document("$group", Bson().int32("_id", 0).document("bytes", sum)));
+    qint64 bytes = -1;
+    const auto asked =
+        visitAll(mongoc_collection_aggregate(m_chunks.get(), MONGOC_QUERY_NONE,
+                                             Bson().array("pipeline", pipeline).get(), nullptr, nullptr),
+                 [&bytes](const BsonView& document) {
+                     bytes = document.wholeNumber("bytes").value_or(-1);
+                     return Status();
+                 });
+    return asked.ok() ? bytes : -1; // servers before 4.4 do not know $binarySize
+}
+
+Result<std::string> GridFsBucket::siteMark()
+{
+    std::string identity;
+    const auto asked = query(collection(m_client, siteSuffix), Bson().text("_id", siteId), Bson(),
+                             [&identity](const BsonView& document) {
+                                 identity = document.text("identity").value_or("");
+                                 return Status();
+                             });
+    return asked.ok() ? Result(std::move(identity)) : asked;
+}
+
+MongoWrite GridFsBucket::insertSiteMark(const std::string& identity)
+{
+    Bson document;
+    Bson reply;
+    bson_error_t error = {};
+    document.text("_id", siteId).text("identity", identity);
+    const MongoCollection marks = collection(m_client, siteSuffix);
+    const bool success =
+        mongoc_collection_insert_one(marks.get(), document.get(), nullptr, reply.forReply(), &error);
+    return inserted(success, reply, error, 1);
 }
 
 Status GridFsBucket::query(const MongoCollection& collection, const Bson& filter, const Bson& options,
@@ -196,8 +323,14 @@ Status GridFsBucket::query(const MongoCollection& collection, const Bson& filter
 Status GridFsBucket::queryOnce(const MongoCollection& collection, const Bson& filter, const Bson& options,
                                const Visit& visit)
 {
-    const MongoCursor cursor(
-        mongoc_collection_find_with_opts(collection.get(), filter.get(), options.get(), nullptr));
+    return visitAll(mongoc_collection_find_with_opts(collection.get(), filter.get(), options.get(), nullptr),
+                    visit);
+}
+
+/// @param results  of a request; ended here
+Status GridFsBucket::visitAll(mongoc_cursor_t* results, const Visit& visit) const
+{
+    const MongoCursor cursor(results);
     const bson_t* document = nullptr;
     while (mongoc_cursor_next(cursor.get(), &document)) {
         if (auto visited = visit(BsonView(document)); !visited.ok())
@@ -236,6 +369,51 @@ MongoWrite GridFsBucket::removeFile(const GridFsId& id)
     return remove(mongoc_collection_delete_one, m_files, Bson().value("_id", id.value()));
 }
 
+MongoWrite GridFsBucket::removeFile(const GridFsFile& file)
+{
+    Bson filter;
+    Bson reply;
+    filter.value("_id", file.id().value()).text("filename", file.documentName());
+    const MongoWrite write = remove(mongoc_collection_delete_one, m_files, filter, reply);
+    return changedOne(write, reply, "deletedCount", file);
+}
+
+MongoWrite GridFsBucket::moveToQuarantine(const GridFsFile& file)
+{
+    Bson values;
+    values.text("filename", quarantineName(file.stored().name))
+        .date("metadata.quarantined", QDateTime::currentDateTimeUtc());
+    return update(file, Bson().document("$set", values));
+}
+
+MongoWrite GridFsBucket::moveFromQuarantine(const GridFsFile& file)
+{
+    Bson change;
+    change.document("$set", Bson().text("filename", file.stored().name))
+        .document("$unset", Bson().text("metadata.quarantined", ""));
+    return update(file, change);
+}
+
+MongoWrite GridFsBucket::update(const GridFsFile& file, const Bson& change)
+{
+    Bson filter;
+    Bson reply;
+    bson_error_t error = {};
+    filter.value("_id", file.id().value()).text("filename", file.documentName());
+    const bool success = mongoc_collection_update_one(m_files.get(), filter.get(), change.get(), nullptr,
+                                                      reply.forReply(), &error);
+    return changedOne(ended(success, reply, error, QStringLiteral("change")), reply, "matchedCount", file);
+}
+
+/// The write, or its refusal where there was no document for it.
+MongoWrite GridFsBucket::changedOne(const MongoWrite& write, const Bson& reply, const char* count,
+                                    const GridFsFile& file) const
+{
+    if (!write.ok() || BsonView(reply.get()).wholeNumber(count).value_or(0) == 1)
+        return write;
+    return {MongoWrite::End::Refused, notStored(m_location, file.stored().name)};
+}
+
 Status GridFsBucket::removeChunks(const GridFsId& id)
 {
     return remove(mongoc_collection_delete_many, m_chunks, Bson().value("files_id", id.value())).status;
@@ -250,6 +428,12 @@ Status GridFsBucket::confirm()
 MongoWrite GridFsBucket::remove(Removal removal, const MongoCollection& collection, const Bson& filter)
 {
     Bson reply;
+    return remove(removal, collection, filter, reply);
+}
+
+MongoWrite GridFsBucket::remove(Removal removal, const MongoCollection& collection, const Bson& filter,
+                                Bson& reply)
+{
     bson_error_t error = {};
     const bool success = removal(collection.get(), filter.get(), nullptr, reply.forReply(), &error);
     return ended(success, reply, error, QStringLiteral("remove from"));

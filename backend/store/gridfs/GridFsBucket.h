@@ -52,19 +52,49 @@ public:
     Result<std::vector<GridFsFile>> revisions(const std::string& name);
     /// The newest revision of every name, by name.
     Result<std::vector<StoredFile>> files();
+    /// The same of some names.
+    Result<std::vector<StoredFile>> files(const std::vector<std::string>& names);
+    /// The newest revision of everything in quarantine, by name.
+    Result<std::vector<QuarantinedFile>> quarantined();
+    /// All revisions of a name in quarantine, oldest first.
+    Result<std::vector<GridFsFile>> quarantinedRevisions(const std::string& name);
     /// Whether there is a files document with this identifier.
     Result<bool> hasFile(const GridFsId& id);
+
+    /// The filename in the files document with this identifier; empty where there is none.
+    Result<std::string> documentName(const GridFsId& id);
 
     using Visit = std::function<Status(const BsonView& document)>;
     /// Calls visit for the chunks of a file, by number, until it fails.
     /// @param atOnce  chunks that one reply may hold
     Status visitChunks(const GridFsId& id, int atOnce, const Visit& visit);
 
+    enum class Part { Files, Chunks };
+    /// Calls visit for the documents of one collection that answer the filter, until it fails.
+    Status visit(Part part, const Bson& filter, const Bson& options, const Visit& visit);
+
+    /// The indexes of a collection as the server describes them; none where there is no such collection.
+    Status visitIndexes(Part part, const Visit& visit);
+
+    /// What the chunks of a file take up; -1 where the server cannot tell.
+    qint64 chunkBytes(const GridFsId& id);
+
+    /// The identity in the mark of the location; empty where there is none.
+    Result<std::string> siteMark();
+    /// Refused with AlreadyExists where there is a mark.
+    MongoWrite insertSiteMark(const std::string& identity);
+
     MongoWrite insertChunks(ChunkBatch& batch);
     /// Refused with AlreadyExists where a file of ours has the name.
     MongoWrite insertFile(const GridFsFile& file);
     /// Success where there is none.
     MongoWrite removeFile(const GridFsId& id);
+    /// Refused with NotFound where it is gone or has another name by now.
+    MongoWrite removeFile(const GridFsFile& file);
+    // The two moves, each of one document: refused with NotFound where it is gone or has another name by now,
+    // with AlreadyExists where the name to come is taken.
+    MongoWrite moveToQuarantine(const GridFsFile& file);
+    MongoWrite moveFromQuarantine(const GridFsFile& file);
     /// Success where there are none.
     Status removeChunks(const GridFsId& id);
 
@@ -74,13 +104,19 @@ public:
 private:
     using Removal = bool (*)(mongoc_collection_t*, const bson_t*, const bson_t*, bson_t*, bson_error_t*);
 
+    Result<std::vector<StoredFile>> newestOf(const Bson& filter);
+    MongoWrite update(const GridFsFile& file, const Bson& change);
+    [[nodiscard]] MongoWrite changedOne(const MongoWrite& write, const Bson& reply, const char* count,
+                                        const GridFsFile& file) const;
     [[nodiscard]] MongoCollection collection(mongoc_client_t* client, const char* suffix) const;
     [[nodiscard]] Status failure(const QString& action, const bson_error_t& error) const;
     Status query(const MongoCollection& collection, const Bson& filter, const Bson& options,
                  const Visit& visit);
     Status queryOnce(const MongoCollection& collection, const Bson& filter, const Bson& options,
                      const Visit& visit);
+    Status visitAll(mongoc_cursor_t* results, const Visit& visit) const;
     Status createIndex(const char* suffix, const Bson& index, bool needed);
+    MongoWrite remove(Removal removal, const MongoCollection& collection, const Bson& filter, Bson& reply);
     MongoWrite remove(Removal removal, const MongoCollection& collection, const Bson& filter);
     [[nodiscard]] MongoWrite inserted(bool success, const Bson& reply, const bson_error_t& error,
                                       size_t expected) const;

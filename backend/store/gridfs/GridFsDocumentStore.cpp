@@ -5,6 +5,7 @@
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
 #include "backend/store/gridfs/GridFsDownload.h"
+#include "backend/store/gridfs/GridFsSurvey.h"
 #include "backend/store/gridfs/GridFsUpload.h"
 
 #include <utility>
@@ -14,8 +15,10 @@
 // asking for them with each would double the exchanges of a small file.
 //
 // A removal takes the files document first. From then on the file is gone for every reader, and its chunks
-// are nobody's; in the other order a reader could meet a file without content. As in GridFsUpload.cpp, an
-// answer that was lost is looked for over a new connection.
+// are nobody's; in the other order a reader could meet a file without content. The quarantine is a change of
+// the name in the files document, and nothing else: one document, so it is done or not, and the index that
+// decides between two of one name decides here too. As in GridFsUpload.cpp, an answer that was lost is looked
+// for over a new connection.
 
 namespace KOZAV::Backend {
 
@@ -57,6 +60,25 @@ Status removalUnknown(const GridFsFile& file, const Status& failure)
 {
     return Status::outcomeUnknown(QStringLiteral("it is not known whether %1 was removed: %2")
                                       .arg(displayPath(file.stored().name), failure.message()));
+}
+
+Status moveUnknown(const GridFsFile& file, const Status& failure)
+{
+    return Status::outcomeUnknown(QStringLiteral("it is not known whether %1 was moved: %2")
+                                      .arg(displayPath(file.stored().name), failure.message()));
+}
+
+/// What the location is marked with, compared with the identity that it should be marked with; nothing where
+/// it has no mark.
+Result<bool> hasSameMark(GridFsBucket& bucket, const QString& identity)
+{
+    const auto mark = bucket.siteMark();
+    if (!mark.ok())
+        return mark.status();
+    const QString present = QString::fromStdString(mark.value());
+    if (present.isEmpty() || present == identity)
+        return !present.isEmpty();
+    return otherSite(bucket.location(), present);
 }
 
 } // namespace
@@ -148,6 +170,137 @@ Status GridFsDocumentStore::removeStored(const StoreLocation& location, const st
     return {};
 }
 
+Result<std::vector<StoredFile>> GridFsDocumentStore::findFiles(const StoreLocation& location,
+                                                               const std::vector<std::string>& names)
+{
+    auto opened = session(location);
+    return opened.ok() ? opened->bucket().files(names) : opened.status();
+}
+
+/// The oldest revision first: as long as there is one, it is the file that a get brings.
+Status GridFsDocumentStore::quarantineFile(const StoreLocation& location, const std::string& name)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    GridFsBucket& bucket = opened->bucket();
+    if (auto indexed = makeIndexesOnce(bucket); !indexed.ok())
+        return indexed;
+    const auto revisions = bucket.revisions(name);
+    if (!revisions.ok())
+        return revisions.status();
+    if (revisions->empty())
+        return notStored(location, name);
+    for (const GridFsFile& file : revisions.value()) {
+        const auto moved = moveRevision(bucket, file, &GridFsBucket::moveToQuarantine);
+        if (moved.code() == ErrorCode::AlreadyExists)
+            return quarantinedAlready(location, name);
+        if (!moved.ok())
+            return moved;
+    }
+    return {};
+}
+
+Result<std::vector<QuarantinedFile>> GridFsDocumentStore::listQuarantined(const StoreLocation& location)
+{
+    auto opened = session(location);
+    return opened.ok() ? opened->bucket().quarantined() : opened.status();
+}
+
+/// The newest revision first: it is the file that a get is to bring.
+Status GridFsDocumentStore::restoreFile(const StoreLocation& location, const std::string& name)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    GridFsBucket& bucket = opened->bucket();
+    if (auto indexed = makeIndexesOnce(bucket); !indexed.ok())
+        return indexed;
+    const auto revisions = bucket.quarantinedRevisions(name);
+    if (!revisions.ok())
+        return revisions.status();
+    if (revisions->empty())
+        return notQuarantined(location, name);
+    const auto present = bucket.newest(name);
+    if (!present.ok())
+        return present.status();
+    if (present.value())
+        return storedAnew(location, name);
+    for (auto file = revisions->rbegin(); file != revisions->rend(); ++file) {
+        const auto moved = moveRevision(bucket, *file, &GridFsBucket::moveFromQuarantine);
+        if (moved.code() == ErrorCode::AlreadyExists)
+            return storedAnew(location, name);
+        if (!moved.ok())
+            return moved;
+    }
+    return {};
+}
+
+Status GridFsDocumentStore::purgeFile(const StoreLocation& location, const std::string& name)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    const auto revisions = opened->bucket().quarantinedRevisions(name);
+    if (!revisions.ok())
+        return revisions.status();
+    if (revisions->empty())
+        return notQuarantined(location, name);
+    for (const GridFsFile& file : revisions.value()) {
+        if (auto removed = removeRevision(opened->bucket(), file); !removed.ok())
+            return removed;
+    }
+    return {};
+}
+
+Result<QString> GridFsDocumentStore::readSiteMark(const StoreLocation& location)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    const auto mark = opened->bucket().siteMark();
+    return mark.ok() ? Result(QString::fromStdString(mark.value())) : mark.status();
+}
+
+Status GridFsDocumentStore::writeSiteMark(const StoreLocation& location, const QString& identity)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    GridFsBucket& bucket = opened->bucket();
+    if (auto indexed = makeIndexesOnce(bucket); !indexed.ok())
+        return indexed;
+    const auto marked = hasSameMark(bucket, identity);
+    if (!marked.ok())
+        return marked.status();
+    if (marked.value())
+        return bucket.confirm();
+    const MongoWrite write = bucket.insertSiteMark(identity.toStdString());
+    if (write.end == MongoWrite::End::Unknown)
+        return clarifyMark(location, identity, write.status);
+    if (write.status.code() != ErrorCode::AlreadyExists)
+        return write.status;
+    return hasSameMark(bucket, identity).status(); // somebody else was faster
+}
+
+Result<std::vector<StoreFlaw>> GridFsDocumentStore::surveyLocation(const StoreLocation& location)
+{
+    auto opened = session(location);
+    return opened.ok() ? GridFsSurvey(opened->bucket()).run() : opened.status();
+}
+
+Status GridFsDocumentStore::mendFlaw(const StoreLocation& location, const StoreFlaw& flaw)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    if (flaw.kind == StoreFlaw::Kind::IndexMissing)
+        return opened->bucket().makeIndexes();
+    if (flaw.kind == StoreFlaw::Kind::ChunksWithoutFile)
+        return removeStaleChunks(opened->bucket(), flaw.name);
+    return notMendable(location, flaw);
+}
+
 Result<ServiceHealth> GridFsDocumentStore::engineHealth()
 {
     return m_clients.health();
@@ -194,7 +347,7 @@ Result<GridFsFile> GridFsDocumentStore::usableFile(GridFsBucket& bucket, const s
 /// operation.
 Status GridFsDocumentStore::removeRevision(GridFsBucket& bucket, const GridFsFile& file)
 {
-    const MongoWrite removed = bucket.removeFile(file.id());
+    const MongoWrite removed = bucket.removeFile(file);
     if (removed.end == MongoWrite::End::Unknown)
         return clarifyRemoval(bucket.location(), file, removed.status);
     if (removed.end == MongoWrite::End::Refused)
@@ -205,6 +358,40 @@ Status GridFsDocumentStore::removeRevision(GridFsBucket& bucket, const GridFsFil
         m_leftovers.remember(bucket.location(), file.id());
     }
     return removed.ok() ? Status() : removalUnknown(file, removed.status);
+}
+
+Status GridFsDocumentStore::moveRevision(GridFsBucket& bucket, const GridFsFile& file, Move move)
+{
+    const MongoWrite moved = (bucket.*move)(file);
+    if (moved.end == MongoWrite::End::Unknown)
+        return clarifyMove(bucket.location(), file, moved.status);
+    return moved.end == MongoWrite::End::Unconfirmed ? moveUnknown(file, moved.status) : moved.status;
+}
+
+/// The connection was lost at the files document: a new one tells which name it has.
+Status GridFsDocumentStore::clarifyMove(const StoreLocation& location, const GridFsFile& file,
+                                        const Status& failure)
+{
+    auto recovery = GridFsSession::openForRecovery(m_clients, location);
+    const auto name = recovery.ok() ? recovery->bucket().documentName(file.id()) : recovery.status();
+    if (!name.ok())
+        return moveUnknown(file, failure);
+    if (name->empty() || name.value() == file.documentName())
+        return failure;
+    return recovery->bucket().confirm().ok() ? Status() : moveUnknown(file, failure);
+}
+
+Status GridFsDocumentStore::clarifyMark(const StoreLocation& location, const QString& identity,
+                                        const Status& failure)
+{
+    auto recovery = GridFsSession::openForRecovery(m_clients, location);
+    const auto marked = recovery.ok() ? hasSameMark(recovery->bucket(), identity) : recovery.status();
+    if (marked.code() == ErrorCode::AlreadyExists)
+        return marked.status();
+    if (marked.ok() && marked.value() && recovery->bucket().confirm().ok())
+        return {};
+    return Status::outcomeUnknown(QStringLiteral("it is not known whether %1 was marked: %2")
+                                      .arg(locationText(location), failure.message()));
 }
 
 /// The connection was lost at the files document: a new one tells whether it is still there.

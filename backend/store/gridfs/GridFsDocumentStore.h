@@ -35,12 +35,27 @@ private:
     Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) override;
     Status removeStored(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<StoredFile>> findFiles(const StoreLocation& location,
+                                              const std::vector<std::string>& names) override;
+    Status quarantineFile(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<QuarantinedFile>> listQuarantined(const StoreLocation& location) override;
+    Status restoreFile(const StoreLocation& location, const std::string& name) override;
+    Status purgeFile(const StoreLocation& location, const std::string& name) override;
+    Result<QString> readSiteMark(const StoreLocation& location) override;
+    Status writeSiteMark(const StoreLocation& location, const QString& identity) override;
+    Result<std::vector<StoreFlaw>> surveyLocation(const StoreLocation& location) override;
+    Status mendFlaw(const StoreLocation& location, const StoreFlaw& flaw) override;
     Result<ServiceHealth> engineHealth() override;
+
+    using Move = MongoWrite (GridFsBucket::*)(const GridFsFile& file);
 
     Result<GridFsSession> session(const StoreLocation& location);
     Status makeIndexesOnce(GridFsBucket& bucket);
     Result<GridFsFile> usableFile(GridFsBucket& bucket, const std::string& name);
     Status removeRevision(GridFsBucket& bucket, const GridFsFile& file);
+    Status moveRevision(GridFsBucket& bucket, const GridFsFile& file, Move move);
+    Status clarifyMove(const StoreLocation& location, const GridFsFile& file, const Status& failure);
+    Status clarifyMark(const StoreLocation& location, const QString& identity, const Status& failure);
     Status clarifyRemoval(const StoreLocation& location, const GridFsFile& file, const Status& failure);
 
     GridFsClients m_clients;

@@ -21,6 +21,7 @@ bson_value_t null()
 constexpr const char* refusedInDatabases = "$ .\"*<>:|?";
 constexpr size_t longestDatabase = 63;   // bytes
 constexpr size_t longestNamespace = 255; // bytes of "<database>.<file store>.chunks"
+const std::string quarantinePrefix = "kozav.quarantine/";
 const std::string longestSuffix = ".chunks";
 const std::string reservedPrefix = "system.";
 
@@ -55,6 +56,14 @@ Status checkFileStore(const StoreLocation& location)
 }
 
 } // namespace
+
+// What follows the slash in the order of bytes.
+const std::string quarantineEnd = "kozav.quarantine0";
+
+std::string quarantineName(const std::string& name)
+{
+    return quarantinePrefix + name;
+}
 
 GridFsId GridFsId::fresh()
 {
@@ -98,6 +107,7 @@ GridFsFile::GridFsFile(GridFsId id)
 
 GridFsFile::GridFsFile(GridFsId id, StoredFile file, int chunkSize)
     : m_id(std::move(id))
+    , m_documentName(file.name)
     , m_stored(std::move(file))
     , m_chunkSize(chunkSize)
 {
@@ -106,11 +116,39 @@ GridFsFile::GridFsFile(GridFsId id, StoredFile file, int chunkSize)
 std::optional<GridFsFile> GridFsFile::read(const BsonView& document)
 {
     const auto name = document.text("filename");
-    auto id = document.value("_id");
-    if (!name || !checkGridFsName(*name).ok() || !id)
+    return name && checkGridFsName(*name).ok() ? std::optional(readNamed(document, *name)) : std::nullopt;
+}
+
+std::optional<GridFsFile> GridFsFile::readQuarantined(const BsonView& document)
+{
+    const auto documentName = document.text("filename");
+    const QDateTime since = document.date("metadata.quarantined");
+    if (!since.isValid() || !documentName ||
+        documentName->compare(0, quarantinePrefix.size(), quarantinePrefix) != 0)
         return std::nullopt;
-    GridFsFile file{GridFsId(*bson_iter_value(&*id))};
-    file.m_stored.name = *name;
+    const std::string name = documentName->substr(quarantinePrefix.size());
+    if (!checkGridFsName(name).ok())
+        return std::nullopt;
+    GridFsFile file = readNamed(document, name);
+    file.m_documentName = *documentName;
+    file.m_quarantinedSince = since;
+    return file;
+}
+
+GridFsFile GridFsFile::readAny(const BsonView& document)
+{
+    auto quarantined = readQuarantined(document);
+    return quarantined ? std::move(*quarantined)
+                       : readNamed(document, document.text("filename").value_or(""));
+}
+
+GridFsFile GridFsFile::readNamed(const BsonView& document, const std::string& name)
+{
+    bson_value_t noId = null();
+    auto id = document.value("_id");
+    GridFsFile file{GridFsId(id ? *bson_iter_value(&*id) : noId)};
+    file.m_documentName = name;
+    file.m_stored.name = name;
     file.m_stored.storedAt = document.date("uploadDate");
     file.readSizes(document);
     file.readMetadata(document);
@@ -147,7 +185,7 @@ void GridFsFile::write(Bson& document) const
         .int64("length", m_stored.length)
         .int32("chunkSize", static_cast<int>(m_chunkSize))
         .date("uploadDate", m_stored.storedAt)
-        .text("filename", m_stored.name)
+        .text("filename", m_documentName)
         .document("metadata", metadata);
 }
 

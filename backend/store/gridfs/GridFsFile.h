@@ -41,9 +41,20 @@ public:
     /// stored file.
     static std::optional<GridFsFile> read(const BsonView& document);
 
+    /// The same for a file in quarantine, under the name that it was stored by; nothing where the document is
+    /// not that of one.
+    static std::optional<GridFsFile> readQuarantined(const BsonView& document);
+
+    /// Reads the document of any file, whatever it is called.
+    static GridFsFile readAny(const BsonView& document);
+
     void write(Bson& document) const;
 
     [[nodiscard]] const GridFsId& id() const { return m_id; }
+    /// The filename in its document: for a file in quarantine not the name that it was stored by.
+    [[nodiscard]] const std::string& documentName() const { return m_documentName; }
+    /// Since when it is in quarantine; invalid where it is stored.
+    [[nodiscard]] const QDateTime& quarantinedSince() const { return m_quarantinedSince; }
     /// sha256 is empty where another program stored the file and kept none.
     [[nodiscard]] const StoredFile& stored() const { return m_stored; }
     [[nodiscard]] qint64 chunkSize() const { return m_chunkSize; }
@@ -53,14 +64,22 @@ public:
 
 private:
     explicit GridFsFile(GridFsId id);
+    static GridFsFile readNamed(const BsonView& document, const std::string& name);
     void readSizes(const BsonView& document);
     void readMetadata(const BsonView& document);
 
     GridFsId m_id;
+    std::string m_documentName;
+    QDateTime m_quarantinedSince;
     StoredFile m_stored;
     qint64 m_chunkSize = 0;
     QString m_damage;
 };
+
+/// The filename of a file in quarantine: one that no file can be stored under. All of them lie between
+/// quarantineName("") and quarantineEnd.
+std::string quarantineName(const std::string& name);
+extern const std::string quarantineEnd;
 
 /// Whether both texts of a location can be names of MongoDB, which accepts less than a file system.
 Status checkGridFsLocation(const StoreLocation& location);

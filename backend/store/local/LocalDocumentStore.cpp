@@ -7,6 +7,8 @@
 #include "backend/io/TempFile.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
+#include "backend/store/local/LocalQuarantine.h"
+#include "backend/store/local/LocalSurvey.h"
 
 #include <utility>
 
@@ -188,6 +190,58 @@ Status LocalDocumentStore::removeStored(const StoreLocation& location, const std
     if (!removed.ok())
         return removed.status();
     return removed.value() ? Status() : notStored(location, name);
+}
+
+Result<std::vector<StoredFile>> LocalDocumentStore::findFiles(const StoreLocation& location,
+                                                              const std::vector<std::string>& names)
+{
+    return LocalStoreFolder(m_root, location).storedFiles(names);
+}
+
+Status LocalDocumentStore::quarantineFile(const StoreLocation& location, const std::string& name)
+{
+    const LocalStoreFolder folder(m_root, location);
+    return LocalQuarantine(folder).take(name);
+}
+
+Result<std::vector<QuarantinedFile>> LocalDocumentStore::listQuarantined(const StoreLocation& location)
+{
+    const LocalStoreFolder folder(m_root, location);
+    return LocalQuarantine(folder).files();
+}
+
+Status LocalDocumentStore::restoreFile(const StoreLocation& location, const std::string& name)
+{
+    const LocalStoreFolder folder(m_root, location);
+    return LocalQuarantine(folder).putBack(name);
+}
+
+Status LocalDocumentStore::purgeFile(const StoreLocation& location, const std::string& name)
+{
+    const LocalStoreFolder folder(m_root, location);
+    return LocalQuarantine(folder).purge(name);
+}
+
+Result<QString> LocalDocumentStore::readSiteMark(const StoreLocation& location)
+{
+    return LocalStoreFolder(m_root, location).siteMark();
+}
+
+Status LocalDocumentStore::writeSiteMark(const StoreLocation& location, const QString& identity)
+{
+    return LocalStoreFolder(m_root, location).setSiteMark(identity);
+}
+
+Result<std::vector<StoreFlaw>> LocalDocumentStore::surveyLocation(const StoreLocation& location)
+{
+    const LocalStoreFolder folder(m_root, location);
+    return LocalSurvey(folder).flaws();
+}
+
+Status LocalDocumentStore::mendFlaw(const StoreLocation& location, const StoreFlaw& flaw)
+{
+    const LocalStoreFolder folder(m_root, location);
+    return LocalSurvey(folder).mend(flaw);
 }
 
 Result<ServiceHealth> LocalDocumentStore::engineHealth()

@@ -32,6 +32,16 @@ private:
     Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) override;
     Status removeStored(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<StoredFile>> findFiles(const StoreLocation& location,
+                                              const std::vector<std::string>& names) override;
+    Status quarantineFile(const StoreLocation& location, const std::string& name) override;
+    Result<std::vector<QuarantinedFile>> listQuarantined(const StoreLocation& location) override;
+    Status restoreFile(const StoreLocation& location, const std::string& name) override;
+    Status purgeFile(const StoreLocation& location, const std::string& name) override;
+    Result<QString> readSiteMark(const StoreLocation& location) override;
+    Status writeSiteMark(const StoreLocation& location, const QString& identity) override;
+    Result<std::vector<StoreFlaw>> surveyLocation(const StoreLocation& location) override;
+    Status mendFlaw(const StoreLocation& location, const StoreFlaw& flaw) override;
     Result<ServiceHealth> engineHealth() override;
 
     [[nodiscard]] Result<LocalStoreFolder> preparedFolder(const StoreLocation& location) const;

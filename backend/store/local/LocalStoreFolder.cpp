@@ -11,15 +11,11 @@
 
 #include "backend/store/local/LocalStoreFolder.h"
 
-#include "backend/Text.h"
 #include "backend/io/FileCopy.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
-#include "backend/io/Sha256.h"
-#include "backend/io/TempFile.h"
 #include "backend/store/StoreNames.h"
-
-#include <QList>
+#include "backend/store/local/SumFile.h"
 
 #include <algorithm>
 #include <utility>
@@ -28,36 +24,8 @@ namespace KOZAV::Backend {
 
 namespace {
 
-/// Longest text that a sum file can hold.
-constexpr qint64 longestSumLine = 256;
-
-/// What a sum file says of a stored file: "<sha256> <length> <stored at>\n".
-std::string formatSumLine(const StoredFile& file)
-{
-    const QByteArray line =
-        file.sha256 + ' ' + QByteArray::number(file.length) + ' ' + isoTime(file.storedAt) + '\n';
-    return line.toStdString();
-}
-
-/// The reverse, for the file of that name; nothing where the text is not exactly such a line.
-std::optional<StoredFile> parseSumLine(const std::string& name, const std::string& line)
-{
-    if (line.empty() || line.back() != '\n')
-        return std::nullopt;
-    const QList<QByteArray> fields = QByteArray(line.data(), static_cast<int>(line.size()) - 1).split(' ');
-    if (fields.size() != 3)
-        return std::nullopt;
-    StoredFile file;
-    file.name = name;
-    file.sha256 = fields.at(0);
-    file.length = fields.at(1).toLongLong();
-    file.storedAt = QDateTime::fromString(QString::fromLatin1(fields.at(2)), Qt::ISODateWithMs);
-    // Only what would be written again byte for byte is accepted: no signs, zeros in front, other dates or
-    // digits.
-    const auto exact =
-        isSha256(file.sha256) && file.length >= 0 && file.storedAt.isValid() && formatSumLine(file) == line;
-    return exact ? std::optional(file) : std::nullopt;
-}
+/// Longest text that the mark of a location can hold.
+constexpr qint64 longestMark = 128;
 
 } // namespace
 
@@ -67,6 +35,7 @@ LocalStoreFolder::LocalStoreFolder(const std::string& root, StoreLocation locati
     , m_files(joinPath(m_base, "files"))
     , m_sums(joinPath(m_base, "sums"))
     , m_temps(joinPath(m_base, "tmp"))
+    , m_mark(joinPath(m_base, "site"))
 {
 }
 
@@ -133,14 +102,35 @@ Result<std::vector<StoredFile>> LocalStoreFolder::storedFiles() const
         return names.code() == ErrorCode::NotFound ? Result(files) : names.status();
     std::sort(names->begin(), names->end());
     for (const std::string& name : names.value()) {
-        const auto line = readSmallFile(sumPath(name), longestSumLine);
-        if (line.code() == ErrorCode::NotFound)
-            continue;
-        StoredFile damaged;
-        damaged.name = name;
-        files.push_back(line.ok() ? parseSumLine(name, line.value()).value_or(damaged) : damaged);
+        if (auto file = listed(name))
+            files.push_back(std::move(*file));
     }
     return files;
+}
+
+Result<std::vector<StoredFile>> LocalStoreFolder::storedFiles(const std::vector<std::string>& names) const
+{
+    std::vector<StoredFile> files;
+    for (const std::string& name : names) {
+        const auto data = fileInfo(dataPath(name));
+        if (!data.ok() && data.code() != ErrorCode::NotFound)
+            return data.status();
+        auto file = data.ok() ? listed(name) : std::nullopt;
+        if (file)
+            files.push_back(std::move(*file));
+    }
+    return files;
+}
+
+/// What a listing says of a name whose data is there; nothing where that is not stored.
+std::optional<StoredFile> LocalStoreFolder::listed(const std::string& name) const
+{
+    const auto line = readSmallFile(sumPath(name), longestSumLine);
+    if (line.code() == ErrorCode::NotFound)
+        return std::nullopt;
+    StoredFile damaged;
+    damaged.name = name;
+    return line.ok() ? parseSumLine(name, line.value()).value_or(damaged) : damaged;
 }
 
 Status LocalStoreFolder::checkDigest(const StoredFile& file, const ContentDigest& digest) const
@@ -213,7 +203,7 @@ Status LocalStoreFolder::enter(const StoredFile& file, const DataMove& move) con
         if (auto cleared = removeFile(data); !cleared.ok()) // of an interrupted put
             return cleared;
     }
-    auto entered = writeSum(file);
+    auto entered = writeSmallFile(sumPath(file.name), formatSumLine(file), m_temps);
     if (entered.ok())
         entered = move.enter(data);
     if (entered.ok()) {
@@ -226,24 +216,41 @@ Status LocalStoreFolder::enter(const StoredFile& file, const DataMove& move) con
     return entered;
 }
 
-Status LocalStoreFolder::writeSum(const StoredFile& file) const
-{
-    auto temp = TempFile::createIn(m_temps, sumPath(file.name));
-    if (!temp.ok())
-        return temp.status();
-    const std::string line = formatSumLine(file);
-    const auto length = static_cast<qint64>(line.size());
-    if (auto written = temp->file().write(line.data(), length, length); !written.ok())
-        return written;
-    const auto completed = temp->complete(length);
-    return completed.ok() ? temp->rename(ExistingTarget::Replace) : completed;
-}
-
 /// Both names at once: a file system that keeps a journal writes it once for the two folders.
 Status LocalStoreFolder::sync() const
 {
     const auto sums = syncFolder(m_sums);
     return sums.ok() ? syncFolder(m_files) : sums;
+}
+
+Result<QString> LocalStoreFolder::siteMark() const
+{
+    const auto line = readSmallFile(m_mark, longestMark);
+    if (line.code() == ErrorCode::NotFound)
+        return QString();
+    if (!line.ok())
+        return line.status();
+    const QString text = QString::fromLatin1(line->data(), static_cast<int>(line->size()));
+    if (!text.endsWith(QLatin1Char('\n')) || !checkSiteIdentity(text.chopped(1)).ok())
+        return Status::corrupt(QStringLiteral("the mark of the document store, %1, cannot be understood")
+                                   .arg(displayPath(m_mark)));
+    return text.chopped(1);
+}
+
+Status LocalStoreFolder::setSiteMark(const QString& identity) const
+{
+    if (auto prepared = prepare(); !prepared.ok())
+        return prepared;
+    const auto locked = lock();
+    if (!locked.ok())
+        return locked.status();
+    const auto present = siteMark();
+    if (!present.ok())
+        return present.status();
+    if (!present->isEmpty())
+        return present.value() == identity ? Status() : otherSite(m_location, present.value());
+    const auto written = writeSmallFile(m_mark, identity.toStdString() + '\n', m_temps);
+    return written.ok() ? syncFolder(m_base) : written;
 }
 
 Result<bool> LocalStoreFolder::remove(const std::string& name) const

@@ -13,7 +13,7 @@ namespace KOZAV::Backend {
 
 struct ContentDigest;
 
-/// The three folders of one location of a local store (docs/store-layout.md) and the steps that change them.
+/// The folders of one location of a local store (docs/store-layout.md) and the steps that change them.
 class LocalStoreFolder final
 {
 public:
@@ -22,14 +22,29 @@ public:
     /// Makes the folders where they are missing.
     Status prepare() const;
 
-    [[nodiscard]] std::string dataPath(const std::string& name) const;
+    [[nodiscard]] const StoreLocation& location() const { return m_location; }
+    [[nodiscard]] const std::string& path() const { return m_base; }
+    [[nodiscard]] const std::string& filesFolder() const { return m_files; }
+    [[nodiscard]] const std::string& sumsFolder() const { return m_sums; }
     [[nodiscard]] const std::string& tempFolder() const { return m_temps; }
+    [[nodiscard]] std::string dataPath(const std::string& name) const;
+    [[nodiscard]] std::string sumPath(const std::string& name) const;
+
+    /// Keeps all others from changing the location while it lives. NotFound where that was never made.
+    [[nodiscard]] Result<FileLock> lock() const;
+
+    /// The identity of the site that the location belongs to; empty where it is not marked.
+    [[nodiscard]] Result<QString> siteMark() const;
+    /// Makes the location where it is missing, and marks it. AlreadyExists where it is another site's.
+    [[nodiscard]] Status setSiteMark(const QString& identity) const;
 
     /// What is stored under the name, if anything. Corrupt where length and sum do not fit.
     Result<std::optional<StoredFile>> stored(const std::string& name) const;
 
     /// Everything that is stored, by name, damaged files included: those keep what their sum says.
     Result<std::vector<StoredFile>> storedFiles() const;
+    /// Those of the names that are stored, in their order; damaged ones as above.
+    Result<std::vector<StoredFile>> storedFiles(const std::vector<std::string>& names) const;
 
     /// Corrupt where the digest is not that of the stored file.
     [[nodiscard]] Status checkDigest(const StoredFile& file, const ContentDigest& digest) const;
@@ -58,14 +73,12 @@ public:
     Result<bool> remove(const std::string& name) const;
 
 private:
-    [[nodiscard]] std::string sumPath(const std::string& name) const;
-    [[nodiscard]] Result<FileLock> lock() const;
+    [[nodiscard]] std::optional<StoredFile> listed(const std::string& name) const;
     [[nodiscard]] Status corrupt(const std::string& name, const QString& reason) const;
     Result<Addition> addLocked(const StoredFile& file, const DataMove& move) const;
     Status enter(const StoredFile& file, const DataMove& move) const;
     Status verify(const StoredFile& file) const;
     Status removeLocked(const std::string& name) const;
-    Status writeSum(const StoredFile& file) const;
     Status sync() const;
 
     StoreLocation m_location;
@@ -73,6 +86,7 @@ private:
     std::string m_files;
     std::string m_sums;
     std::string m_temps;
+    std::string m_mark;
 };
 
 } // namespace KOZAV::Backend

@@ -1,0 +1,233 @@
+#include "backend/store/local/LocalSurvey.h"
+
+#include "backend/io/FilePath.h"
+#include "backend/io/Folder.h"
+#include "backend/io/TempFile.h"
+#include "backend/store/StoreNames.h"
+#include "backend/store/local/SumFile.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace KOZAV::Backend {
+
+namespace {
+
+/// In front of the name where a note of the quarantine is meant: no stored name holds a slash.
+const std::string quarantinePrefix = "quarantine/";
+
+bool isQuarantined(const StoreFlaw& flaw)
+{
+    return flaw.name.compare(0, quarantinePrefix.size(), quarantinePrefix) == 0;
+}
+
+std::string fileNameOf(const StoreFlaw& flaw)
+{
+    return isQuarantined(flaw) ? flaw.name.substr(quarantinePrefix.size()) : flaw.name;
+}
+
+StoreFlaw flawOf(StoreFlaw::Kind kind, const std::string& name, const FileInfo& info, const QString& text)
+{
+    return {kind, name, text, info.length,
+            QDateTime::fromMSecsSinceEpoch(info.modifiedNs / 1'000'000, Qt::UTC)};
+}
+
+/// The names in the folder, sorted; none where there is no folder.
+Result<std::vector<std::string>> sortedNames(const std::string& folder)
+{
+    auto names = namesIn(folder);
+    if (names.code() == ErrorCode::NotFound)
+        return std::vector<std::string>();
+    if (names.ok())
+        std::sort(names->begin(), names->end());
+    return names;
+}
+
+} // namespace
+
+LocalSurvey::LocalSurvey(const LocalStoreFolder& folder)
+    : m_folder(folder)
+    , m_quarantine(folder)
+{
+}
+
+Result<std::vector<StoreFlaw>> LocalSurvey::flaws() const
+{
+    std::vector<StoreFlaw> flaws;
+    auto looked = addStored(flaws);
+    if (looked.ok())
+        looked = addNotes(flaws);
+    if (looked.ok())
+        looked = addTemps(flaws);
+    return looked.ok() ? Result(std::move(flaws)) : looked;
+}
+
+/// What is wrong with a name, seen from both sides: its data and its sum.
+Result<std::optional<StoreFlaw>> LocalSurvey::look(const std::string& name) const
+{
+    using Kind = StoreFlaw::Kind;
+    const auto data = fileInfo(m_folder.dataPath(name));
+    const auto sum = fileInfo(m_folder.sumPath(name));
+    for (const auto& side : {data, sum}) {
+        if (!side.ok() && side.code() != ErrorCode::NotFound)
+            return side.status();
+    }
+    std::optional<StoreFlaw> flaw;
+    if (!data.ok() && sum.ok())
+        flaw = flawOf(Kind::SumWithoutData, name, sum.value(), QStringLiteral("its content is not there"));
+    if (!data.ok())
+        return flaw;
+    if (data->kind != FileKind::Regular)
+        flaw = flawOf(Kind::NotRegular, name, data.value(),
+                      QStringLiteral("it is %1").arg(kindText(data->kind)));
+    else if (!sum.ok())
+        flaw = flawOf(Kind::DataWithoutSum, name, data.value(), QStringLiteral("it has no sum file"));
+    if (flaw)
+        return flaw;
+    const auto line = readSmallFile(m_folder.sumPath(name), longestSumLine);
+    const auto file = line.ok() ? parseSumLine(name, line.value()) : std::nullopt;
+    if (!file)
+        flaw = flawOf(Kind::SumUnreadable, name, data.value(),
+                      QStringLiteral("its sum file cannot be understood"));
+    else if (file->length != data->length)
+        flaw = flawOf(Kind::WrongLength, name, data.value(),
+                      QStringLiteral("it has %1 bytes instead of %2")
+                          .arg(QString::number(data->length), QString::number(file->length)));
+    return flaw;
+}
+
+/// The names that something may be wrong with.
+Result<LocalSurvey::Suspects> LocalSurvey::suspects() const
+{
+    const auto files = sortedNames(m_folder.filesFolder());
+    const auto sums = sortedNames(m_folder.sumsFolder());
+    if (!files.ok() || !sums.ok())
+        return files.ok() ? sums.status() : files.status();
+    Suspects found;
+    std::set_symmetric_difference(files->begin(), files->end(), sums->begin(), sums->end(),
+                                  std::back_inserter(found));
+    for (const std::string& name : files.value()) {
+        if (!std::binary_search(sums->begin(), sums->end(), name))
+            continue;
+        const auto flaw = look(name);
+        if (!flaw.ok())
+            return flaw.status();
+        if (flaw.value())
+            found.push_back(name);
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+Status LocalSurvey::addStored(std::vector<StoreFlaw>& flaws) const
+{
+    const auto names = suspects();
+    if (!names.ok())
+        return names.status();
+    for (const std::string& name : names.value()) {
+        const auto locked = m_folder.lock();
+        if (!locked.ok())
+            return locked.status();
+        const auto flaw = look(name);
+        if (!flaw.ok())
+            return flaw.status();
+        if (flaw.value())
+            flaws.push_back(*flaw.value());
+    }
+    return {};
+}
+
+/// A note whose file is no longer, or not yet, in quarantine.
+std::optional<StoreFlaw> LocalSurvey::lookAtNote(const std::string& name) const
+{
+    const auto note = fileInfo(m_quarantine.notePath(name));
+    if (!note.ok() || fileInfo(m_quarantine.dataPath(name)).code() != ErrorCode::NotFound)
+        return std::nullopt;
+    return flawOf(StoreFlaw::Kind::SumWithoutData, quarantinePrefix + name, note.value(),
+                  QStringLiteral("no such file is in quarantine"));
+}
+
+Status LocalSurvey::addNotes(std::vector<StoreFlaw>& flaws) const
+{
+    const auto names = sortedNames(m_quarantine.notesFolder());
+    if (!names.ok())
+        return names.status();
+    for (const std::string& name : names.value()) {
+        if (!lookAtNote(name))
+            continue;
+        const auto locked = m_folder.lock();
+        if (!locked.ok())
+            return locked.status();
+        if (auto flaw = lookAtNote(name))
+            flaws.push_back(std::move(*flaw));
+    }
+    return {};
+}
+
+Status LocalSurvey::addTemps(std::vector<StoreFlaw>& flaws) const
+{
+    const auto names = staleTempFiles(m_folder.tempFolder());
+    if (!names.ok())
+        return names.code() == ErrorCode::NotFound ? Status() : names.status();
+    for (const std::string& name : names.value()) {
+        const auto info = fileInfo(joinPath(m_folder.tempFolder(), name));
+        if (info.ok())
+            flaws.push_back(flawOf(StoreFlaw::Kind::LeftoverTemp, name, info.value(),
+                                   QStringLiteral("an interrupted program has left it")));
+    }
+    return {};
+}
+
+Status LocalSurvey::mend(const StoreFlaw& flaw) const
+{
+    const std::string name = fileNameOf(flaw);
+    if (auto accepted = checkStoredName(name); !accepted.ok())
+        return accepted;
+    switch (flaw.kind) {
+    case StoreFlaw::Kind::SumWithoutData:
+        return isQuarantined(flaw) ? removeNote(name) : removeSum(name);
+    case StoreFlaw::Kind::DataWithoutSum:
+        return m_quarantine.takeUnknown(name);
+    case StoreFlaw::Kind::LeftoverTemp:
+        return removeTemp(name);
+    default:
+        return notMendable(m_folder.location(), flaw);
+    }
+}
+
+Status LocalSurvey::removeSum(const std::string& name) const
+{
+    const auto locked = m_folder.lock();
+    if (!locked.ok())
+        return locked.status();
+    const auto flaw = look(name);
+    if (!flaw.ok())
+        return flaw.status();
+    if (!flaw.value() || flaw.value()->kind != StoreFlaw::Kind::SumWithoutData)
+        return {};
+    const auto removed = removeFile(m_folder.sumPath(name));
+    return removed.ok() ? syncFolder(m_folder.sumsFolder()) : removed;
+}
+
+Status LocalSurvey::removeNote(const std::string& name) const
+{
+    const auto locked = m_folder.lock();
+    if (!locked.ok())
+        return locked.status();
+    if (!lookAtNote(name))
+        return {};
+    const auto removed = removeFile(m_quarantine.notePath(name));
+    return removed.ok() ? syncFolder(m_quarantine.notesFolder()) : removed;
+}
+
+Status LocalSurvey::removeTemp(const std::string& name) const
+{
+    const auto stale = staleTempFiles(m_folder.tempFolder());
+    if (!stale.ok())
+        return stale.status();
+    if (std::find(stale->begin(), stale->end(), name) == stale->end())
+        return {};
+    return removeFile(joinPath(m_folder.tempFolder(), name));
+}
+
+} // namespace KOZAV::Backend
