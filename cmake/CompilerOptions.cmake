@@ -23,6 +23,10 @@ function(zav_compile_options target)
   endif()
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
                                            -Woverloaded-virtual -fstack-protector-strong)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # Qt's macros for logging have no arguments for theirs.
+    target_compile_options(${target} PRIVATE -Wno-gnu-zero-variadic-macro-arguments)
+  endif()
   if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # A type with a field of a source's own type is no header's when sources are compiled together.
     target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
