@@ -1,8 +1,7 @@
 #include "admin/MigrationDisplay.h"
 
-#include <QLocale>
+#include "admin/ProgressText.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace KOZAV::Admin {
@@ -11,62 +10,6 @@ using Backend::MigrationProgress;
 using Phase = MigrationProgress::Phase;
 
 namespace {
-
-constexpr qint64 msPerSecond = 1000;
-/// Before that a rate says nothing.
-constexpr qint64 leastForRateMs = 500;
-
-QString sizeText(qint64 bytes)
-{
-    return QLocale::c().formattedDataSize(bytes, 1);
-}
-
-/// Both in the unit that suits the second.
-QString sizesText(qint64 done, qint64 total)
-{
-    constexpr double step = 1024;
-    const QStringList units = {QStringLiteral("bytes"), QStringLiteral("KiB"), QStringLiteral("MiB"),
-                               QStringLiteral("GiB"), QStringLiteral("TiB")};
-    double scale = 1;
-    int unit = 0;
-    for (; static_cast<double>(total) / scale >= step && unit + 1 < units.size(); ++unit)
-        scale *= step;
-    const int digits = unit == 0 ? 0 : 1;
-    return QStringLiteral("%1 of %2 %3")
-        .arg(static_cast<double>(done) / scale, 0, 'f', digits)
-        .arg(static_cast<double>(total) / scale, 0, 'f', digits)
-        .arg(units[unit]);
-}
-
-QString timeText(qint64 seconds)
-{
-    constexpr qint64 sixty = 60;
-    QString minutesAndSeconds =
-        QStringLiteral("%1:%2").arg(seconds / sixty % sixty).arg(seconds % sixty, 2, 10, QLatin1Char('0'));
-    if (seconds < sixty * sixty)
-        return minutesAndSeconds;
-    return QStringLiteral("%1:%2").arg(seconds / (sixty * sixty)).arg(minutesAndSeconds, 5, QLatin1Char('0'));
-}
-
-QString countText(qint64 done, qint64 total)
-{
-    return QStringLiteral("%1/%2").arg(done).arg(total);
-}
-
-double fractionOf(qint64 done, qint64 total)
-{
-    return total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 1;
-}
-
-/// Bytes make the way; where there are none to be copied, files do, as they are looked at all the same.
-double fileFraction(const MigrationProgress& progress)
-{
-    constexpr double notQuiteAll = 0.999;
-    if (progress.bytesTotal == 0)
-        return fractionOf(progress.files, progress.filesTotal);
-    const double fraction = fractionOf(progress.bytes, progress.bytesTotal);
-    return progress.files < progress.filesTotal ? std::min(fraction, notQuiteAll) : fraction;
-}
 
 QString taskText(Phase phase)
 {
@@ -110,7 +53,7 @@ void MigrationDisplay::show(const MigrationProgress& progress)
         m_line.show(task, -1, QStringLiteral("%1 rows").arg(progress.rows));
         break;
     case Phase::Files:
-        m_line.show(task, fileFraction(progress), fileDetails(progress));
+        m_line.show(task, fractionOf(filesDone(progress)), detailsOf(filesDone(progress)));
         break;
     case Phase::Rows:
     case Phase::Verifying:
@@ -120,20 +63,10 @@ void MigrationDisplay::show(const MigrationProgress& progress)
     }
 }
 
-QString MigrationDisplay::fileDetails(const MigrationProgress& progress) const
+FilesDone MigrationDisplay::filesDone(const MigrationProgress& progress) const
 {
-    QString text = countText(progress.files, progress.filesTotal) + QStringLiteral(", ") +
-                   sizesText(progress.bytes, progress.bytesTotal);
-    const qint64 elapsedMs = m_clock() - m_phaseSince;
-    if (elapsedMs < leastForRateMs || progress.bytes <= 0)
-        return text;
-    const double perMs = static_cast<double>(progress.bytes) / static_cast<double>(elapsedMs);
-    text += QStringLiteral(", %1/s").arg(sizeText(static_cast<qint64>(perMs * msPerSecond)));
-    const qint64 left = progress.bytesTotal - progress.bytes;
-    if (left > 0)
-        text += QStringLiteral(", %1 left")
-                    .arg(timeText(static_cast<qint64>(static_cast<double>(left) / perMs) / msPerSecond));
-    return text;
+    return {progress.files, progress.filesTotal, progress.bytes, progress.bytesTotal,
+            m_clock() - m_phaseSince};
 }
 
 CopyProgress::CopyProgress(const Call& call)

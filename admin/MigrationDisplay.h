@@ -1,5 +1,6 @@
 #pragma once
 
+#include "admin/ProgressText.h"
 #include "admin/Verbs.h"
 #include "backend/migrate/MigrationProgress.h"
 #include "terminal/ProgressLine.h"
@@ -18,7 +19,7 @@ public:
     void show(const Backend::MigrationProgress& progress);
 
 private:
-    [[nodiscard]] QString fileDetails(const Backend::MigrationProgress& progress) const;
+    [[nodiscard]] FilesDone filesDone(const Backend::MigrationProgress& progress) const;
 
     Terminal::ProgressLine::Clock m_clock;
     Terminal::ProgressLine m_line;

@@ -2,6 +2,7 @@
 
 #include "admin/Application.h"
 #include "admin/ServerOptions.h"
+#include "terminal/ProgressLine.h"
 
 #include <algorithm>
 #include <limits>
@@ -218,6 +219,12 @@ const std::vector<CommandOption>& commonOptions()
         return all;
     }();
     return options;
+}
+
+QIODevice* progressDevice(const Call& call)
+{
+    const bool json = call.line.has(QStringLiteral("json"));
+    return json && !Terminal::ProgressLine::viewOf(&call.err).isTerminal ? nullptr : &call.err;
 }
 
 const Verb* takeVerb(QStringList& words)

@@ -36,6 +36,10 @@ struct Call
     QIODevice& err; ///< for progress
 };
 
+/// Where progress is shown; null where it is not. With JSON the standard error is for a failure's document,
+/// unless somebody looks at it.
+QIODevice* progressDevice(const Call& call);
+
 /// One verb of zav_admin.
 struct Verb
 {

@@ -75,7 +75,7 @@ ARROWS = (
 # A room is a folder with all below it; the files that lie in backend/ itself are named. What hosts see of the backend is
 # declared on the lowest floor, since all speak of its events, and done on the highest.
 BACKEND_FLOORS = (
-    (r"backend/operations/", r"backend/migrate/", r"backend/HostInterface\.cpp"),
+    (r"backend/operations/", r"backend/migrate/", r"backend/check/", r"backend/HostInterface\.cpp"),
     (r"backend/Site\.",),
     (r"backend/records/",),
     (r"backend/database/", r"backend/store/"),
