@@ -26,12 +26,6 @@ QString taskText(Phase phase)
     return QStringLiteral("verifying");
 }
 
-QIODevice* progressDevice(const Call& call)
-{
-    const bool json = call.line.has(QStringLiteral("json"));
-    return json && !Terminal::ProgressLine::viewOf(&call.err).isTerminal ? nullptr : &call.err;
-}
-
 } // namespace
 
 MigrationDisplay::MigrationDisplay(QIODevice* device, Terminal::ProgressLine::View view,
