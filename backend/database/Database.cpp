@@ -20,9 +20,10 @@
 //
 // open() goes from what changes nothing to what does, so that a database of another program or of a newer one
 // is left as it was: the settings, the connection, the mark of this system, the schema's version, and only
-// then the session's modes and the missing steps of the schema. Where the engine undoes changes of tables,
-// these run in one transaction. MariaDB commits each by itself: programs that start at once take turns by a
-// lock of the server, and the steps are written so that one that was interrupted can run again.
+// then the session's modes, the look for damage, and the missing steps of the schema. Where the engine undoes
+// changes of tables, these run in one transaction. MariaDB commits each by itself: programs that start at
+// once take turns by a lock of the server, and the steps are written so that one that was interrupted can run
+// again.
 
 namespace KOZAV::Backend {
 
@@ -43,6 +44,17 @@ Status checkValues(const QVariantList& values)
             return Status::invalidArgument(
                 QStringLiteral("a text holds a NUL character or begins with a byte order mark"));
     return {};
+}
+
+/// What is damaged is best not written to again before somebody has looked.
+Status withAdvice(const Status& failure)
+{
+    if (failure.code() != ErrorCode::Corrupt)
+        return failure;
+    return failure.retold(
+        QStringLiteral("it is damaged (%1); leave it as it is: \"zav_admin check\" tells what "
+                       "is damaged, \"zav_admin restore\" brings a backup back")
+            .arg(failure.message()));
 }
 
 /// Scope of a transaction: rolled back unless committed.
@@ -124,7 +136,7 @@ Result<std::unique_ptr<Database>> Database::open(const DatabaseSettings& setting
         return dialect.status();
     std::unique_ptr<Database> database(new Database(std::move(dialect.value()), settings));
     if (const auto started = database->start(); !started.ok())
-        return started.in(QStringLiteral("cannot open the database %1").arg(database->place()));
+        return withAdvice(started).in(QStringLiteral("cannot open the database %1").arg(database->place()));
     return database;
 }
 
@@ -162,6 +174,8 @@ Status Database::start()
     if (auto status = refuseNewerSchema(*this, dialect.migrations()); !status.ok())
         return status;
     if (auto status = connection.startSession(); !status.ok())
+        return status;
+    if (auto status = dialect.checkOpened(connection.handle()); !status.ok())
         return status;
     auto status = migrate(*this, dialect.migrations());
     connection.forgetStatements();
@@ -309,10 +323,9 @@ const QString& Database::place() const
     return d->connection.place();
 }
 
-Status Database::checkIntegrity()
+Result<DatabaseFlaws> Database::examine(const ExaminationOptions& options) const
 {
-    const Connection& connection = d->connection;
-    return connection.located(connection.dialect().checkIntegrity(connection.handle()));
+    return examine(d->connection.settings(), options);
 }
 
 QString rowTime()

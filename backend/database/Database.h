@@ -3,6 +3,7 @@
 #include "backend/ServiceHealth.h"
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
+#include "backend/database/DatabaseExamination.h"
 
 #include <QSqlQuery>
 #include <QVariant>
@@ -126,9 +127,14 @@ public:
     Result<ServiceHealth> health();
     /// Where the rows lie, in words for messages and status lines; holds no password.
     [[nodiscard]] const QString& place() const;
-    /// Reads the whole database through and checks every reference between rows; Corrupt names what is wrong.
-    /// Slow where there are many rows: open() does the same only for a small database.
-    Status checkIntegrity();
+
+    /// Reads the whole database through and compares its parts, the references between rows, and its schema
+    /// with what this program makes. Changes nothing, and others may write meanwhile. Slow where there are
+    /// many rows. @return every flaw found; none where the database is whole. A failure: nothing can be said
+    [[nodiscard]] Result<DatabaseFlaws> examine(const ExaminationOptions& options = {}) const;
+    /// The same of a database that need not be open, or cannot be opened because it is damaged.
+    static Result<DatabaseFlaws> examine(const DatabaseSettings& settings,
+                                         const ExaminationOptions& options = {});
 
 private:
     Database(std::unique_ptr<Dialect> dialect, const DatabaseSettings& settings);

@@ -29,6 +29,11 @@ Status Dialect::checkTransport(const QSqlDatabase& /*connection*/, const Databas
     return {};
 }
 
+Status Dialect::checkOpened(const QSqlDatabase& /*connection*/) const
+{
+    return {};
+}
+
 Status Dialect::inspect(const QSqlDatabase& /*connection*/, ServiceHealth& /*health*/) const
 {
     return {};
@@ -61,6 +66,19 @@ Result<QVariant> Dialect::scalar(const QSqlDatabase& connection, const char* sql
     if (!statement.exec(QString::fromLatin1(sql)))
         return failure(statement.lastError()).in(QString::fromLatin1(sql));
     return statement.next() ? statement.value(0) : QVariant();
+}
+
+Status Dialect::rows(const QSqlDatabase& connection, const QString& sql,
+                     const std::function<void(const QSqlQuery& row)>& visit) const
+{
+    QSqlQuery statement(connection);
+    statement.setForwardOnly(true);
+    if (!statement.exec(sql))
+        return failure(statement.lastError()).in(sql);
+    while (statement.next())
+        visit(statement);
+    const QSqlError error = statement.lastError();
+    return error.type() == QSqlError::NoError ? Status() : failure(error).in(sql);
 }
 
 } // namespace KOZAV::Backend

@@ -3,11 +3,13 @@
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
+#include "backend/database/DatabaseExamination.h"
 #include "backend/database/Migrations.h"
 
 #include <QSqlDatabase>
 #include <QSqlError>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -44,8 +46,13 @@ public:
     /// Sets the session up; to be called once after every open, before the first write.
     virtual Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const = 0;
 
-    /// Thorough check of the stored data, for administration; slow on a large database.
-    [[nodiscard]] virtual Status checkIntegrity(const QSqlDatabase& connection) const = 0;
+    /// A short look at a database that was just opened: Corrupt where it is damaged. Changes nothing.
+    [[nodiscard]] virtual Status checkOpened(const QSqlDatabase& connection) const;
+
+    /// Adds what a thorough look at the database finds wrong (Database::examine). The connection is
+    /// identified, and used for nothing else. Corrupt where the damage does not let it go on.
+    [[nodiscard]] virtual Status examine(const QSqlDatabase& connection, const ExaminationOptions& options,
+                                         DatabaseFlaws& flaws) const = 0;
 
     /// Fills in what the connection tells of the engine: remote, encryption, topology.
     virtual Status inspect(const QSqlDatabase& connection, ServiceHealth& health) const;
@@ -112,6 +119,10 @@ protected:
 
     /// The first column of the first row; an invalid value where there is no row.
     [[nodiscard]] Result<QVariant> scalar(const QSqlDatabase& connection, const char* sql) const;
+
+    /// Runs a query and has visit look at each of its rows.
+    Status rows(const QSqlDatabase& connection, const QString& sql,
+                const std::function<void(const QSqlQuery& row)>& visit) const;
 };
 
 } // namespace KOZAV::Backend

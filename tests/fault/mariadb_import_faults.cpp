@@ -4,6 +4,7 @@
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FlawText.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/MariaDbServer.h"
 #include "tests/support/OperatedPanel.h"
@@ -114,9 +115,8 @@ QString faultOf(const ServiceWatch& watch, const QString& password)
 /// What is wrong with the rows of a site; empty where each refers to what is there whole.
 QString faultOf(const FreshSite& site)
 {
-    if (const Backend::Status rows = Backend::Site::current().database().value()->checkIntegrity();
-        !rows.ok())
-        return rows.message();
+    if (QString flaws = flawsOf(*Backend::Site::current().database().value()); !flaws.isEmpty())
+        return flaws;
     QSet<QString> generatedNames;
     for (const auto& job : site.jobs()) {
         generatedNames.insert(job.generatedName);

@@ -8,3 +8,4 @@ zav_add_tests(database_tests LABELS database
               TESTS database_companies database_durability database_events database_full_disk database_listings database_locking
                     database_mariadb database_migrations database_opening database_statements database_transactions
                     database_transfer)
+zav_add_tests(database_tests ON_MEMORY LABELS database TESTS database_examination)

@@ -1,3 +1,4 @@
+#include "tests/support/FlawText.h"
 #include "tests/support/TemporaryDatabase.h"
 #include "tests/support/TestProgram.h"
 
@@ -100,7 +101,7 @@ void DatabaseDurabilityTest::committedRowsSurviveACrashOfTheProgram()
     const auto database = place.open();
     QVERIFY(database);
     QCOMPARE(valueOf(*database, "SELECT count(*) FROM company").toInt(), 5);
-    QVERIFY(database->checkIntegrity().ok());
+    QCOMPARE(flawsOf(*database), QString());
 }
 
 ZAV_REGISTER_ROLE("--write", writeAndCrash, QCoreApplication)

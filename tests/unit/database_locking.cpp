@@ -1,3 +1,4 @@
+#include "tests/support/FlawText.h"
 #include "tests/support/TemporaryDatabase.h"
 #include "tests/support/TestProgram.h"
 
@@ -129,7 +130,7 @@ void DatabaseLockingTest::aKilledWriterLeavesNothingBehind()
     m_holder->kill();
     QVERIFY(add(*m_database).ok());
     QCOMPARE(valueOf(*m_database, "SELECT group_concat(code) FROM company").toString(), QStringLiteral("A"));
-    QVERIFY(m_database->checkIntegrity().ok());
+    QCOMPARE(flawsOf(*m_database), QString());
 }
 
 ZAV_REGISTER_ROLE("--hold-write-lock", holdWriteLock, QCoreApplication)

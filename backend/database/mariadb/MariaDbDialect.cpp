@@ -172,36 +172,6 @@ Status MariaDbDialect::checkSession(const QSqlDatabase& connection) const
     return {};
 }
 
-Status MariaDbDialect::checkIntegrity(const QSqlDatabase& connection) const
-{
-    QSqlQuery check(connection);
-    if (!check.exec(QStringLiteral("CHECK TABLE schema_version, company, orig_file, job_flow, job_compress, "
-                                   "pre_file, site, event")))
-        return failure(check.lastError());
-    while (check.next()) {
-        const QString kind = check.value(2).toString();
-        const QString text = check.value(3).toString();
-        if (kind.compare(QLatin1String("error"), Qt::CaseInsensitive) == 0 ||
-            (kind == QLatin1String("status") && text != QLatin1String("OK")))
-            return Status::corrupt(
-                QStringLiteral("the table %1 is damaged: %2").arg(check.value(0).toString(), text));
-    }
-    return checkReferences(connection);
-}
-
-Status MariaDbDialect::checkReferences(const QSqlDatabase& connection) const
-{
-    for (const Reference& reference : references()) {
-        const auto dangling = scalar(connection, reference.countSql);
-        if (!dangling.ok())
-            return dangling.status();
-        if (dangling.value().toLongLong() > 0)
-            return Status::corrupt(QStringLiteral("a row of %1 refers to a row that does not exist")
-                                       .arg(QLatin1String(reference.table)));
-    }
-    return {};
-}
-
 Status MariaDbDialect::inspect(const QSqlDatabase& connection, ServiceHealth& health) const
 {
     health.remote = true;

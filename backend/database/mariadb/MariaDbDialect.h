@@ -18,7 +18,8 @@ public:
                                         const DatabaseSettings& settings) const override;
     [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;
     Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const override;
-    [[nodiscard]] Status checkIntegrity(const QSqlDatabase& connection) const override;
+    [[nodiscard]] Status examine(const QSqlDatabase& connection, const ExaminationOptions& options,
+                                 DatabaseFlaws& flaws) const override;
     Status inspect(const QSqlDatabase& connection, ServiceHealth& health) const override;
     Result<bool> createDatabase(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] const std::vector<MigrationStep>& migrations() const override;
@@ -42,8 +43,16 @@ private:
     };
     static const std::vector<Reference>& references();
 
+    /// What the steps of the schema make, in the words of the server's own tables.
+    static const SchemaObjects& ownObjects();
+
+    struct Examination;
+
     [[nodiscard]] Status checkSession(const QSqlDatabase& connection) const;
-    [[nodiscard]] Status checkReferences(const QSqlDatabase& connection) const;
+    [[nodiscard]] Status lookAtSchema(Examination& examination) const;
+    [[nodiscard]] Status lookAtRights(Examination& examination) const;
+    [[nodiscard]] Status lookAtTable(Examination& examination, const QString& table) const;
+    [[nodiscard]] Status lookAtReferences(Examination& examination) const;
 };
 
 } // namespace KOZAV::Backend

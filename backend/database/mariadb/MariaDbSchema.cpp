@@ -177,6 +177,76 @@ constexpr const char* chooseContentColumns =
     "SELECT COUNT(*) FROM " table " WHERE " column " IS NOT NULL AND NOT EXISTS (SELECT 1 FROM " target      \
     " AS referred WHERE referred." key " = " table "." column ")"
 
+/// A table as the last step leaves it: its columns, its indexes and its references by name. The server tells
+/// them in these words when it is asked as MariaDbExamination.cpp does.
+struct TableLayout
+{
+    const char* table;
+    const char* columns;
+    const char* indexes;
+    const char* references;
+};
+
+constexpr TableLayout layouts[] = {
+    {"schema_version", "id int, version int", "PRIMARY UNIQUE id", ""},
+    {"company",
+     "id int AUTO, code varchar(255), name varchar(255), job_count int DEFAULT, batch_number int DEFAULT,"
+     " created_time varchar(32), updated_user_id int DEFAULT, updated_time varchar(32)",
+     "PRIMARY UNIQUE id, code UNIQUE code, name UNIQUE name", ""},
+    {"orig_file",
+     "id int AUTO, guid varchar(255), job_name mediumtext, stored_name varchar(255), suffix mediumtext,"
+     " company_code varchar(255) NULL, file_type int DEFAULT, user_id int, user_name mediumtext DEFAULT,"
+     " source_path mediumtext DEFAULT, flow_guid varchar(255) NULL, created_time varchar(32),"
+     " stored_length bigint NULL, stored_sha256 varchar(64) NULL, content_length bigint NULL,"
+     " content_sha256 varchar(64) NULL",
+     "PRIMARY UNIQUE id, guid UNIQUE guid, orig_file_company_code company_code, orig_file_flow_guid "
+     "flow_guid,"
+     " orig_file_stored_name stored_name, orig_file_stored_content stored_length+stored_sha256,"
+     " orig_file_content content_length+content_sha256",
+     "orig_file_company company_code>company.code, orig_file_flow flow_guid>job_flow.guid"},
+    {"job_flow",
+     "id int AUTO, guid varchar(255), job_name mediumtext, ko_serial_name varchar(255), flow_no mediumtext,"
+     " user_id int, state int DEFAULT, sub_state int DEFAULT, state_user_id int DEFAULT,"
+     " state_time varchar(32) DEFAULT, orig_file_guid varchar(255) NULL,"
+     " last_import_orig_file_guid varchar(255) NULL, upload_batch_number int DEFAULT,"
+     " pre_import_user_id int DEFAULT, pre_import_flag int DEFAULT, pre_import_note mediumtext DEFAULT,"
+     " check_user_id int DEFAULT, check_user_name mediumtext DEFAULT, check_flag int DEFAULT,"
+     " check_note mediumtext DEFAULT, pre_import_or_check_time varchar(32) DEFAULT, created_time varchar(32)",
+     "PRIMARY UNIQUE id, guid UNIQUE guid, ko_serial_name UNIQUE ko_serial_name,"
+     " job_flow_state state+sub_state+id+guid+ko_serial_name, job_flow_upload_batch_number "
+     "upload_batch_number,"
+     " job_flow_orig_file_guid orig_file_guid, job_flow_last_import last_import_orig_file_guid",
+     "job_flow_orig_file orig_file_guid>orig_file.guid,"
+     " job_flow_last_import last_import_orig_file_guid>orig_file.guid"},
+    {"job_compress",
+     "id int AUTO, flow_guid varchar(255), company_name mediumtext, company_code varchar(255), company_id "
+     "int,"
+     " job_name mediumtext, stored_name varchar(255), suffix mediumtext, remark mediumtext, file_store "
+     "mediumtext,"
+     " user_id int, job_number int, resource mediumtext DEFAULT, customer2 mediumtext DEFAULT,"
+     " customer3 mediumtext DEFAULT, created_time varchar(32)",
+     "PRIMARY UNIQUE id, flow_guid UNIQUE flow_guid, job_compress_company_code company_code,"
+     " job_compress_company_id company_id",
+     "job_compress_flow flow_guid>job_flow.guid, job_compress_company company_code>company.code,"
+     " job_compress_company_number company_id>company.id"},
+    {"pre_file",
+     "id int AUTO, guid varchar(255), flow_guid varchar(255), job_name mediumtext, first_text mediumtext,"
+     " second_text mediumtext, third_text mediumtext, user_id int, user_name mediumtext, created_time "
+     "varchar(32)",
+     "PRIMARY UNIQUE id, guid UNIQUE guid, pre_file_flow_guid flow_guid",
+     "pre_file_flow flow_guid>job_flow.guid"},
+    {"site", "id int, identity varchar(255), created_time varchar(32), checked_time varchar(32) DEFAULT",
+     "PRIMARY UNIQUE id", ""},
+    {"event",
+     "id int AUTO, guid varchar(255), kind varchar(255), run_guid varchar(255) NULL, flow_guid varchar(255) "
+     "NULL,"
+     " user_id int, user_name mediumtext, host mediumtext, subject mediumtext, outcome mediumtext,"
+     " reason mediumtext, detail mediumtext, created_time varchar(32)",
+     "PRIMARY UNIQUE id, guid UNIQUE guid, event_flow_guid flow_guid, event_run_guid run_guid, event_kind "
+     "kind+id",
+     "event_flow flow_guid>job_flow.guid"},
+};
+
 } // namespace
 
 const std::vector<MigrationStep>& MariaDbDialect::migrations() const
@@ -211,5 +281,27 @@ const std::vector<MariaDbDialect::Reference>& MariaDbDialect::references()
 }
 
 #undef DANGLING
+
+const SchemaObjects& MariaDbDialect::ownObjects()
+{
+    static const SchemaObjects objects = [] {
+        SchemaObjects all;
+        const auto add = [&all](const TableLayout& layout, const char* kind, const char* parts) {
+            const QString place =
+                QStringLiteral("%1 %2.").arg(QLatin1String(kind), QLatin1String(layout.table));
+            for (const QString& part :
+                 QString::fromLatin1(parts).split(QStringLiteral(", "), Qt::SkipEmptyParts))
+                all[place + part.section(QLatin1Char(' '), 0, 0)] = part.section(QLatin1Char(' '), 1);
+        };
+        for (const TableLayout& layout : layouts) {
+            all[QStringLiteral("table %1").arg(QLatin1String(layout.table))] = QStringLiteral("InnoDB");
+            add(layout, "column", layout.columns);
+            add(layout, "index", layout.indexes);
+            add(layout, "reference", layout.references);
+        }
+        return all;
+    }();
+    return objects;
+}
 
 } // namespace KOZAV::Backend

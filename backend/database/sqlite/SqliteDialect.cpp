@@ -10,15 +10,6 @@ namespace KOZAV::Backend {
 
 namespace {
 
-/// Up to this size a database is read through at every open; a larger one would make each start wait, and is
-/// checked on request instead (checkIntegrity).
-constexpr qint64 quickCheckLimit = 4LL * 1024 * 1024;
-
-Status corrupt(const QVariant& report)
-{
-    return Status::corrupt(QStringLiteral("the database is damaged: %1").arg(report.toString()));
-}
-
 /// The driver does not give the number of the constraint, but SQLite's texts for them do not change.
 ErrorCode brokenConstraint(const QString& text)
 {
@@ -115,7 +106,7 @@ Status SqliteDialect::startSession(const QSqlDatabase& connection, const Databas
          {"PRAGMA foreign_keys = ON", "PRAGMA trusted_schema = OFF", "PRAGMA cache_size = -65536"})
         if (auto status = run(connection, setting); !status.ok())
             return status;
-    return quickCheck(connection, settings);
+    return {};
 }
 
 Status SqliteDialect::switchToWriteAheadLog(const QSqlDatabase& connection, int busyTimeoutMs) const
@@ -135,32 +126,6 @@ Status SqliteDialect::switchToWriteAheadLog(const QSqlDatabase& connection, int 
     return Status::configuration(
         QStringLiteral("the folder of the database does not allow a write-ahead log; "
                        "a database on a network share needs a server engine"));
-}
-
-Status SqliteDialect::quickCheck(const QSqlDatabase& connection, const DatabaseSettings& settings) const
-{
-    if (QFileInfo(settings.file).size() > quickCheckLimit)
-        return {};
-    const auto report = scalar(connection, "PRAGMA quick_check(1)");
-    if (!report.ok())
-        return report.status();
-    return report.value().toString() == QLatin1String("ok") ? Status() : corrupt(report.value());
-}
-
-Status SqliteDialect::checkIntegrity(const QSqlDatabase& connection) const
-{
-    const auto report = scalar(connection, "PRAGMA integrity_check(1)");
-    if (!report.ok())
-        return report.status();
-    if (report.value().toString() != QLatin1String("ok"))
-        return corrupt(report.value());
-    const auto dangling = scalar(connection, "PRAGMA foreign_key_check");
-    if (!dangling.ok())
-        return dangling.status();
-    if (!dangling.value().isValid())
-        return {};
-    return corrupt(
-        QStringLiteral("a row of %1 refers to a row that does not exist").arg(dangling.value().toString()));
 }
 
 const char* SqliteDialect::beginSql() const

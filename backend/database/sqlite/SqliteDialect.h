@@ -2,6 +2,12 @@
 
 #include "backend/database/Dialect.h"
 
+#include <QStringList>
+
+#include <functional>
+
+class QDeadlineTimer;
+
 namespace KOZAV::Backend {
 
 /// SQLite through QSQLITE: one file, write-ahead log.
@@ -18,7 +24,9 @@ public:
     Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;
     Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const override;
-    [[nodiscard]] Status checkIntegrity(const QSqlDatabase& connection) const override;
+    [[nodiscard]] Status checkOpened(const QSqlDatabase& connection) const override;
+    [[nodiscard]] Status examine(const QSqlDatabase& connection, const ExaminationOptions& options,
+                                 DatabaseFlaws& flaws) const override;
     [[nodiscard]] const std::vector<MigrationStep>& migrations() const override;
     [[nodiscard]] const char* beginSql() const override;
     [[nodiscard]] const char* beginReadSql() const override;
@@ -33,7 +41,27 @@ private:
     static constexpr int applicationId = 0x4B4F5A41;
 
     Status switchToWriteAheadLog(const QSqlDatabase& connection, int busyTimeoutMs) const;
-    [[nodiscard]] Status quickCheck(const QSqlDatabase& connection, const DatabaseSettings& settings) const;
+
+    /// What the steps of the schema up to a version make.
+    struct OwnSchema
+    {
+        SchemaObjects objects;
+        QStringList ends; ///< statements that read the first or the last entry of a table or an index
+    };
+    [[nodiscard]] Result<OwnSchema> ownSchema(int version) const;
+    [[nodiscard]] Result<SchemaObjects> objectsOf(const QSqlDatabase& connection) const;
+    [[nodiscard]] Result<int> storedVersion(const QSqlDatabase& connection) const;
+
+    [[nodiscard]] Status inSnapshot(const QSqlDatabase& connection,
+                                    const std::function<Status()>& work) const;
+    [[nodiscard]] Status checkLength(const QSqlDatabase& connection) const;
+    [[nodiscard]] Status checkEnds(const QSqlDatabase& connection, const QDeadlineTimer& deadline) const;
+    [[nodiscard]] Status readThrough(const QSqlDatabase& connection) const;
+
+    [[nodiscard]] Status lookAtLength(const QSqlDatabase& connection, DatabaseFlaws& flaws) const;
+    [[nodiscard]] Status lookAtPages(const QSqlDatabase& connection, DatabaseFlaws& flaws) const;
+    [[nodiscard]] Status lookAtReferences(const QSqlDatabase& connection, DatabaseFlaws& flaws) const;
+    [[nodiscard]] Status lookAtSchema(const QSqlDatabase& connection, DatabaseFlaws& flaws) const;
 };
 
 } // namespace KOZAV::Backend
