@@ -7,6 +7,17 @@
 
 namespace KOZAV::Backend {
 
+namespace {
+
+/// Fetched once: to look it up for each of thousands of small files costs more than to hash them.
+const EVP_MD* algorithm()
+{
+    static const EVP_MD* const sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    return sha256;
+}
+
+} // namespace
+
 void Sha256::FreeContext::operator()(evp_md_ctx_st* context) const
 {
     EVP_MD_CTX_free(context);
@@ -15,7 +26,7 @@ void Sha256::FreeContext::operator()(evp_md_ctx_st* context) const
 Sha256::Sha256()
     : m_context(EVP_MD_CTX_new())
 {
-    m_failed = !m_context || EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr) != 1;
+    m_failed = !m_context || !algorithm() || EVP_DigestInit_ex(m_context.get(), algorithm(), nullptr) != 1;
 }
 
 Sha256::~Sha256() = default;

@@ -43,7 +43,7 @@ Status checkPlaces(const PackRequest& request)
                                        .arg(displayPath(request.folder), displayPath(request.target)));
 }
 
-PackResult resultOf(const FolderListing& listing, qint64 archiveBytes)
+PackResult resultOf(const FolderListing& listing, const WrittenZip& archive)
 {
     PackResult result;
     for (const FolderEntry& entry : listing.entries) {
@@ -52,7 +52,8 @@ PackResult resultOf(const FolderListing& listing, qint64 archiveBytes)
         result.files += isFolder ? 0 : 1;
         result.inputBytes += isFolder ? 0 : entry.info.length;
     }
-    result.archiveBytes = archiveBytes;
+    result.archiveBytes = archive.length;
+    result.content = archive.content;
     return result;
 }
 
@@ -62,13 +63,13 @@ Result<PackResult> packListed(const FolderListing& listing, const PackRequest& r
     auto archive = TempFile::create(request.target, TempFile::Access::AsUserDefault);
     if (!archive.ok())
         return archive.status();
-    const auto length = writeZip(listing, {request.threads, request.level}, archive.value());
-    if (!length.ok())
-        return length.status();
+    const auto written = writeZip(listing, {request.threads, request.level}, archive.value());
+    if (!written.ok())
+        return written.status();
     if (const auto unchanged = verifyUnchanged(listing); !unchanged.ok())
         return unchanged;
-    const auto published = archive->publish(length.value(), ExistingTarget::Keep);
-    return published.ok() ? Result(resultOf(listing, length.value())) : published;
+    const auto published = archive->publish(written->length, ExistingTarget::Keep);
+    return published.ok() ? Result(resultOf(listing, written.value())) : published;
 }
 
 } // namespace

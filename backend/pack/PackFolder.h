@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "backend/io/FileCopy.h"
 
 #include <string>
 
@@ -20,6 +21,7 @@ struct PackResult
     qint64 folders = 0;
     qint64 inputBytes = 0;
     qint64 archiveBytes = 0;
+    ContentDigest content; ///< of the folder, whatever its times: see FolderDigest
 };
 
 /// Packs a folder into a zip archive (docs/zip-layout.md). On failure no target remains.

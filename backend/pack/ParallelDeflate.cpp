@@ -11,13 +11,15 @@
 //
 // What must stay true: a slot is written by the thread that claimed it alone, until done is set under the
 // mutex; the deque keeps slots where they are while others are added behind and taken in front. A piece is
-// read from a file that is as it was listed, before and after, or it is a failure.
+// read from a file that is as it was listed, before and after, or it is a failure. The hash of a file takes
+// its pieces in their order (PieceHash), which are claimed in it.
 
 #include "backend/pack/ParallelDeflate.h"
 
 #include "backend/Guarded.h"
 #include "backend/pack/FolderListing.h"
 #include "backend/pack/PieceCompressor.h"
+#include "backend/pack/PieceHash.h"
 
 #include <libdeflate.h>
 
@@ -59,7 +61,7 @@ public:
     {
     }
 
-    Status compress(const FolderEntry& entry, qint64 offset, DeflatedPiece* piece);
+    Status compress(const FolderEntry& entry, qint64 offset, PieceHash::Turn* turn, DeflatedPiece* piece);
 
 private:
     Status read(const FolderEntry& entry, qint64 offset, qint64 size);
@@ -69,10 +71,14 @@ private:
     std::vector<unsigned char> m_content;
 };
 
-Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, DeflatedPiece* piece)
+Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, PieceHash::Turn* turn,
+                             DeflatedPiece* piece)
 {
     if (auto contentRead = read(entry, offset, piece->uncompressedSize); !contentRead.ok())
         return contentRead;
+    turn->add(m_content.data());
+    if (piece->isLast)
+        piece->sha256 = turn->result();
     const auto size = static_cast<std::size_t>(piece->uncompressedSize);
     piece->crc = libdeflate_crc32(0, m_content.data(), size);
     return m_compressor.compress(m_content.data(), size, piece->isLast, &piece->bytes);
@@ -156,14 +162,18 @@ void ParallelDeflate::work(int level)
 {
     std::unique_ptr<PieceWorker> worker;
     while (Slot* slot = claim()) {
+        const Job& job = slot->job;
         DeflatedPiece piece;
-        piece.uncompressedSize = slot->job.size;
-        piece.isLast = slot->job.isLast;
-        piece.status = guarded("compress a file", [&] {
-            if (!worker)
-                worker = std::make_unique<PieceWorker>(m_listing, level);
-            return worker->compress(m_listing.entries[slot->job.entry], slot->job.offset, &piece);
-        });
+        piece.uncompressedSize = job.size;
+        piece.isLast = job.isLast;
+        {
+            PieceHash::Turn turn(job.hash, job.offset, job.size);
+            piece.status = guarded("compress a file", [&] {
+                if (!worker)
+                    worker = std::make_unique<PieceWorker>(m_listing, level);
+                return worker->compress(m_listing.entries[job.entry], job.offset, &turn, &piece);
+            });
+        }
         finish(slot, std::move(piece));
     }
 }
@@ -182,6 +192,9 @@ ParallelDeflate::Slot* ParallelDeflate::claim()
     job.offset = m_nextOffset;
     job.size = length <= longestWholeFile ? length : std::min(pieceSize, length - m_nextOffset);
     job.isLast = job.offset + job.size == length;
+    if (job.offset == 0)
+        m_nextHash = job.isLast ? nullptr : std::make_shared<PieceHash>();
+    job.hash = m_nextHash;
     m_nextEntry += job.isLast ? 1 : 0;
     m_nextOffset = job.isLast ? 0 : job.offset + job.size;
     m_windowBytes += job.size + pieceOverhead;

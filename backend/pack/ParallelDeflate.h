@@ -2,15 +2,19 @@
 
 #include "backend/Status.h"
 
+#include <QByteArray>
+
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 namespace KOZAV::Backend {
 
+class PieceHash;
 struct FolderListing;
 
 /// A compressed part of a file.
@@ -21,11 +25,12 @@ struct DeflatedPiece
     quint32 crc = 0;                  ///< CRC-32 of what was compressed
     qint64 uncompressedSize = 0;
     bool isLast = false; ///< of its file
+    QByteArray sha256;   ///< of the whole file, with its last piece: lower-case hexadecimal
 };
 
-/// Reads and compresses the files of a listing on several threads, ahead of whoever takes the pieces. How far
-/// ahead is bounded by bytes, so memory does not depend on the sizes of the files. The pieces do not depend
-/// on the number of threads.
+/// Reads, hashes and compresses the files of a listing on several threads, ahead of whoever takes the pieces.
+/// How far ahead is bounded by bytes, so memory does not depend on the sizes of the files. The pieces do not
+/// depend on the number of threads.
 class ParallelDeflate final
 {
 public:
@@ -46,6 +51,7 @@ private:
         qint64 offset = 0;
         qint64 size = 0;
         bool isLast = false;
+        std::shared_ptr<PieceHash> hash; ///< of a file of several pieces
     };
 
     struct Slot
@@ -73,6 +79,7 @@ private:
     qint64 m_windowBytes = 0;
     std::size_t m_nextEntry = 0;
     qint64 m_nextOffset = 0;
+    std::shared_ptr<PieceHash> m_nextHash;
     bool m_stopping = false;
 
     std::vector<std::thread> m_threads;

@@ -9,7 +9,9 @@
 
 #include "backend/pack/ZipSources.h"
 
+#include "backend/Guarded.h"
 #include "backend/io/File.h"
+#include "backend/pack/FolderDigest.h"
 #include "backend/pack/FolderListing.h"
 
 #include <zlib.h>
@@ -27,9 +29,11 @@ constexpr qint64 bufferSize = 1 << 20;
 
 } // namespace
 
-EntrySource::EntrySource(const FolderEntry& entry, ParallelDeflate* pieces, Status* failure)
+EntrySource::EntrySource(const FolderEntry& entry, ParallelDeflate* pieces, ListedFolderDigest* digest,
+                         Status* failure)
     : m_entry(entry)
     , m_pieces(pieces)
+    , m_digest(digest)
     , m_failure(failure)
     , m_error()
 {
@@ -101,7 +105,21 @@ bool EntrySource::takePiece()
         crc32_combine(m_crc, m_piece.crc, static_cast<z_off_t>(m_piece.uncompressedSize)));
     m_compressedSize += static_cast<qint64>(m_piece.bytes.size());
     m_ended = m_piece.isLast;
-    return true;
+    return !m_ended || noteHash();
+}
+
+/// libzip is no place for an exception to pass through.
+bool EntrySource::noteHash()
+{
+    const auto noted = guarded("hash the content of the folder", [this] {
+        m_digest->addFile(m_entry, m_piece.sha256);
+        return Status();
+    });
+    if (noted.ok())
+        return true;
+    *m_failure = noted;
+    zip_error_set(&m_error, ZIP_ER_MEMORY, 0);
+    return false;
 }
 
 /// libzip asks before it reads, when only the size is known, and again after it.

@@ -10,15 +10,17 @@
 namespace KOZAV::Backend {
 
 class File;
+class ListedFolderDigest;
 struct FolderEntry;
 
 /// One file's content for libzip, compressed already: libzip copies the pieces as they come.
 class EntrySource final
 {
 public:
-    /// failure is told why a piece could not be had. All must outlive the archive that the source is given
-    /// to.
-    EntrySource(const FolderEntry& entry, ParallelDeflate* pieces, Status* failure);
+    /// digest is told the file's hash, failure why a piece could not be had. All must outlive the archive
+    /// that the source is given to.
+    EntrySource(const FolderEntry& entry, ParallelDeflate* pieces, ListedFolderDigest* digest,
+                Status* failure);
     Q_DISABLE_COPY(EntrySource)
 
     /// The source for zip_file_add(), which then owns it.
@@ -30,10 +32,12 @@ private:
     zip_int64_t answer(void* data, zip_uint64_t length, zip_source_cmd_t command);
     zip_int64_t read(char* buffer, zip_uint64_t length);
     bool takePiece();
+    bool noteHash();
     void describe(zip_stat_t* description) const;
 
     const FolderEntry& m_entry;
     ParallelDeflate* m_pieces;
+    ListedFolderDigest* m_digest;
     Status* m_failure;
     zip_error_t m_error;
     DeflatedPiece m_piece;

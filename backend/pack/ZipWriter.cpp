@@ -2,6 +2,7 @@
 
 #include "backend/io/FilePath.h"
 #include "backend/io/TempFile.h"
+#include "backend/pack/FolderDigest.h"
 #include "backend/pack/FolderListing.h"
 #include "backend/pack/ParallelDeflate.h"
 #include "backend/pack/ZipSources.h"
@@ -73,11 +74,12 @@ public:
         : m_listing(listing)
         , m_file(file)
         , m_pieces(listing, options.threads, options.level)
+        , m_digest(listing)
         , m_target(file.file())
     {
     }
 
-    Result<qint64> write();
+    Result<WrittenZip> write();
 
 private:
     Status open();
@@ -91,13 +93,14 @@ private:
     const FolderListing& m_listing;
     const TempFile& m_file;
     ParallelDeflate m_pieces;
+    ListedFolderDigest m_digest;
     ArchiveFile m_target;
     Status m_readFailure;
     std::deque<EntrySource> m_sources;
     Archive m_archive; ///< last: it uses the others until it is gone
 };
 
-Result<qint64> ZipWriter::write()
+Result<WrittenZip> ZipWriter::write()
 {
     if (const auto opened = open(); !opened.ok())
         return opened;
@@ -107,8 +110,12 @@ Result<qint64> ZipWriter::write()
     }
     if (const auto closed = close(); !closed.ok())
         return closed;
-    const auto complete = checkEntryCount();
-    return complete.ok() ? Result(m_target.length()) : complete;
+    if (const auto complete = checkEntryCount(); !complete.ok())
+        return complete;
+    const auto content = m_digest.result();
+    if (!content.ok())
+        return content.status();
+    return WrittenZip{m_target.length(), content.value()};
 }
 
 Status ZipWriter::open()
@@ -142,7 +149,7 @@ Status ZipWriter::add(const FolderEntry& entry)
 zip_source_t* ZipWriter::contentOf(const FolderEntry& entry)
 {
     if (entry.info.kind == FileKind::Regular && entry.info.length > 0)
-        return m_sources.emplace_back(entry, &m_pieces, &m_readFailure).create(m_archive.get());
+        return m_sources.emplace_back(entry, &m_pieces, &m_digest, &m_readFailure).create(m_archive.get());
     return zip_source_buffer(m_archive.get(), entry.linkTarget.data(), entry.linkTarget.size(), 0);
 }
 
@@ -205,17 +212,21 @@ Status ZipWriter::checkEntryCount() const
 }
 
 /// An archive without entries is its end record alone; libzip would rather make no file.
-Result<qint64> writeEmptyArchive(TempFile& file)
+Result<WrittenZip> writeEmptyArchive(TempFile& file)
 {
     constexpr std::array<char, 22> endRecord = {'P', 'K', 5, 6};
     const auto size = static_cast<qint64>(endRecord.size());
-    const auto written = file.file().write(endRecord.data(), size);
-    return written.ok() ? Result(size) : written;
+    if (const auto written = file.file().write(endRecord.data(), size); !written.ok())
+        return written;
+    const auto content = FolderDigest().result();
+    if (!content.ok())
+        return content.status();
+    return WrittenZip{size, content.value()};
 }
 
 } // namespace
 
-Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options, TempFile& file)
+Result<WrittenZip> writeZip(const FolderListing& listing, const ZipOptions& options, TempFile& file)
 {
     if (listing.entries.empty())
         return writeEmptyArchive(file);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "backend/io/FileCopy.h"
 
 namespace KOZAV::Backend {
 
@@ -13,7 +14,13 @@ struct ZipOptions
     int level = 5;   ///< deflate level, 1 to 9
 };
 
-/// Writes the listed folder as a zip archive (docs/zip-layout.md) into the empty file; returns its length.
-Result<qint64> writeZip(const FolderListing& listing, const ZipOptions& options, TempFile& file);
+struct WrittenZip
+{
+    qint64 length = 0;
+    ContentDigest content; ///< of the folder, see FolderDigest
+};
+
+/// Writes the listed folder as a zip archive (docs/zip-layout.md) into the empty file.
+Result<WrittenZip> writeZip(const FolderListing& listing, const ZipOptions& options, TempFile& file);
 
 } // namespace KOZAV::Backend

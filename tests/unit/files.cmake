@@ -12,8 +12,8 @@ zav_add_test_program(
 zav_add_tests(file_tests LABELS store TESTS store_adopting store_content store_damage store_full_disk
                                             store_names store_refusals)
 zav_add_tests(file_tests SECONDS 20 ON_MEMORY LABELS store fault TESTS store_interruption)
-zav_add_tests(file_tests LABELS pack TESTS pack_changes pack_content pack_faults pack_links pack_pieces
-                                           pack_refusals)
+zav_add_tests(file_tests LABELS pack TESTS pack_changes pack_content pack_digest pack_faults pack_links
+                                           pack_pieces pack_refusals)
 zav_add_tests(file_tests SECONDS 10 LABELS pack TESTS pack_many)
 zav_add_tests(file_tests SECONDS 30 TIMEOUT 600 LABELS pack large TESTS pack_huge)
 zav_repeat_tests(c_locale ENVIRONMENT LC_ALL=C TESTS store_names)
