@@ -42,6 +42,11 @@ public:
         const QVariant value = next();
         return value.isNull() ? std::nullopt : std::optional(value.toInt());
     }
+    std::optional<qint64> optionalLongNumber()
+    {
+        const QVariant value = next();
+        return value.isNull() ? std::nullopt : std::optional(value.toLongLong());
+    }
     std::optional<QString> optionalText()
     {
         const QVariant value = next();

@@ -1,6 +1,7 @@
 #include "services/common/Common.h"
 
 #include "backend/io/PrivateFile.h"
+#include "backend/operations/PackedContents.h"
 #include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
 #include "backend/pack/PackFolder.h"
@@ -102,8 +103,10 @@ Status packAndStore(Operation& call, const std::string& folder, const std::strin
         return packed.status();
     return withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
         const auto stored = store.adopt(location, storedName, archive.path());
-        if (stored.ok())
+        if (stored.ok()) {
             call.event.storedBytes = stored->length;
+            keepPackedContent(storedName, packed->content);
+        }
         return stored.status();
     });
 }

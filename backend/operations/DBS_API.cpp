@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <optional>
+
 namespace KOZAV::DBS_API {
 
 using namespace Backend;
@@ -25,6 +27,7 @@ struct RobotArchive
     QString path;
     QString suffix;
     QString storedName;
+    std::optional<ContentDigest> content; ///< once it is stored
 };
 
 RobotJob readJob(RowReader& row)
@@ -57,20 +60,21 @@ Result<RobotArchive> describeArchive(const QString& path)
         return Status::notFound(QStringLiteral("there is no file \"%1\"").arg(path));
     const QString suffix = file.suffix();
     const QString storedName = suffix.isEmpty() ? newGuid() : newGuid() + QLatin1Char('.') + suffix;
-    return RobotArchive{path, suffix, storedName};
+    return RobotArchive{path, suffix, storedName, {}};
 }
 
 Status writeRows(Database& database, const RobotJob& job, const RobotArchive& archive, int userId,
                  const QString& userName)
 {
     const QString origFileGuid = newGuid();
+    const QVariantList values = {origFileGuid,    job.jobName, archive.storedName, archive.suffix,
+                                 job.companyCode, userId,      userName,           archive.path,
+                                 job.flowGuid,    rowTime()};
     const auto added =
         database.insert("INSERT INTO orig_file (guid, job_name, stored_name, suffix, company_code, user_id, "
-                        "user_name, source_path,"
-                        " flow_guid, created_time) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
-                        {origFileGuid, job.jobName, archive.storedName, archive.suffix, job.companyCode,
-                         userId, userName, archive.path, job.flowGuid, rowTime()},
-                        Durability::Immediate);
+                        "user_name, source_path, flow_guid, created_time, stored_length, stored_sha256)"
+                        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+                        values + RowValues().content(archive.content).list(), Durability::Immediate);
     if (!added.ok())
         return added.status();
     return database
@@ -93,15 +97,17 @@ Status withdrawFile(Operation& call, const RobotArchive& archive, const Status& 
 }
 
 /// The file first, the rows last: whatever happens in between, no row points at nothing.
-Status storeAndRecord(Operation& call, const RobotJob& job, const RobotArchive& archive, int userId,
+Status storeAndRecord(Operation& call, const RobotJob& job, RobotArchive archive, int userId,
                       const QString& userName)
 {
     call.event.storedName = archive.storedName;
     auto stored = withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
         const auto file = store.put(location, archive.storedName.toStdString(),
                                     QFile::encodeName(archive.path).toStdString());
-        if (file.ok())
+        if (file.ok()) {
             call.event.storedBytes = file->length;
+            archive.content = contentOf(file.value());
+        }
         return file.status();
     });
     if (!stored.ok())

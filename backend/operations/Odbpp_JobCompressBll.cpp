@@ -80,8 +80,8 @@ Status addCompressRow(Operation& call, const CompressRow& row)
     const RowValues values = valuesOf(row);
     if (!values.status().ok())
         return values.status();
-    if (auto missing = requireStoredFile(call, row.storedName, row.fsName); !missing.ok())
-        return withdrawFlow(call, row, missing);
+    if (const auto stored = requireStoredFile(call, row.storedName, row.fsName); !stored.ok())
+        return withdrawFlow(call, row, stored.status());
     const KeyedRow keyed = {insertCompressRow, "SELECT id FROM job_compress WHERE flow_guid = ?",
                             event.flowKey, "there is no such job flow or no such company"};
     return insertRow(call, keyed, values, Durability::Immediate);

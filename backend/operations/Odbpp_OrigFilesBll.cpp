@@ -1,5 +1,6 @@
 #include "services/bll/Odbpp_OrigFilesBll.h"
 
+#include "backend/operations/PackedContents.h"
 #include "backend/operations/RowWrites.h"
 
 namespace KOZAV::DataLib::BLL {
@@ -10,7 +11,8 @@ namespace {
 
 constexpr const char* insertOrigFile =
     "INSERT INTO orig_file (guid, job_name, stored_name, suffix, company_code,"
-    " file_type, user_id, created_time) VALUES (?, ?, ?, ?, ?, ?, ?, ?)";
+    " file_type, user_id, created_time, stored_length, stored_sha256, content_length, content_sha256)"
+    " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
 
 } // namespace
 
@@ -24,22 +26,27 @@ bool Odbpp_OrigFilesBll::inputOrigFile(std::string origFileGuid, std::string job
     const auto added = Operation::run(ServiceOperation::InputOrigFile, [&](Operation& call) {
         call.event.jobName = QString::fromStdString(jobName);
         call.event.subject = call.event.storedName = QString::fromStdString(storedName);
-        const RowValues values = RowValues()
-                                     .text("original-file key", origFileGuid)
-                                     .text("job name", jobName)
-                                     .text("stored name", storedName)
-                                     .text("suffix", suffix)
-                                     .text("company code", companyCode)
-                                     .number(fileType)
-                                     .number(userId)
-                                     .time();
+        RowValues values = RowValues()
+                               .text("original-file key", origFileGuid)
+                               .text("job name", jobName)
+                               .text("stored name", storedName)
+                               .text("suffix", suffix)
+                               .text("company code", companyCode)
+                               .number(fileType)
+                               .number(userId)
+                               .time();
         if (!values.status().ok())
             return values.status();
-        if (auto missing = requireStoredFile(call, storedName); !missing.ok())
-            return missing;
+        const auto stored = requireStoredFile(call, storedName);
+        if (!stored.ok())
+            return stored.status();
+        values.content(contentOf(stored.value())).content(packedContent(storedName));
         const KeyedRow row = {insertOrigFile, "SELECT id FROM orig_file WHERE guid = ?",
                               values.list().first(), "there is no company of that code"};
-        return insertRow(call, row, values, Durability::Deferred);
+        auto inserted = insertRow(call, row, values, Durability::Deferred);
+        if (inserted.ok())
+            forgetPackedContent(storedName);
+        return inserted;
     });
     return added.ok();
 }

@@ -72,6 +72,13 @@ RowValues& RowValues::time()
     return text(rowTime());
 }
 
+RowValues& RowValues::content(const std::optional<ContentDigest>& content)
+{
+    m_values << (content ? QVariant(content->length) : QVariant())
+             << (content ? QVariant(QString::fromLatin1(content->sha256)) : QVariant());
+    return *this;
+}
+
 Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, Durability durability)
 {
     if (!values.status().ok())
@@ -84,15 +91,26 @@ Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, 
     });
 }
 
-Status requireStoredFile(Operation& call, const std::string& storedName,
-                         const std::optional<std::string>& fileStore)
+Result<StoredFile> requireStoredFile(Operation& call, const std::string& storedName,
+                                     const std::optional<std::string>& fileStore)
 {
-    return withFiles(call, [&](DocumentStore& store, StoreLocation location) {
+    StoredFile file;
+    auto status = withFiles(call, [&](DocumentStore& store, StoreLocation location) {
         location.fileStore = fileStore.value_or(location.fileStore);
-        const auto found = store.find(location, storedName).status();
-        return found.in(QStringLiteral("no row is written for the stored file \"%1\"")
-                            .arg(QString::fromStdString(storedName)));
+        auto found = store.find(location, storedName);
+        if (found.ok())
+            file = std::move(found.value());
+        return found.status().in(QStringLiteral("no row is written for the stored file \"%1\"")
+                                     .arg(QString::fromStdString(storedName)));
     });
+    return status.ok() ? Result(std::move(file)) : status;
+}
+
+std::optional<ContentDigest> contentOf(const StoredFile& file)
+{
+    if (file.sha256.isEmpty())
+        return std::nullopt;
+    return ContentDigest{file.length, file.sha256};
 }
 
 Status changeFlow(Operation& call, const char* sql, RowValues values, const std::string& flowGuid,

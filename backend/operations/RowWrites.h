@@ -2,6 +2,8 @@
 
 #include "backend/Operation.h"
 #include "backend/database/Database.h"
+#include "backend/io/FileCopy.h"
+#include "backend/store/DocumentStore.h"
 
 #include <QVariantList>
 
@@ -21,6 +23,8 @@ public:
     RowValues& number(int value);
     /// The current time.
     RowValues& time();
+    /// Length and SHA-256, or NULL for both.
+    RowValues& content(const std::optional<ContentDigest>& content);
 
     [[nodiscard]] const Status& status() const { return m_status; }
     [[nodiscard]] const QVariantList& list() const { return m_values; }
@@ -46,8 +50,12 @@ Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, 
 /// Fails unless the site's document store holds a file of that name: to be asked before a row that points at
 /// it.
 /// @param fileStore  where it lies; the configured file store where none is given
-Status requireStoredFile(Operation& call, const std::string& storedName,
-                         const std::optional<std::string>& fileStore = {});
+Result<StoredFile> requireStoredFile(Operation& call, const std::string& storedName,
+                                     const std::optional<std::string>& fileStore = {});
+
+/// What its row keeps of a stored file; nothing where the store does not know its hash, as of a file that
+/// another program stored.
+std::optional<ContentDigest> contentOf(const StoredFile& file);
 
 /// State pair of a job flow whose import failed: the row is kept, but nobody waits for it.
 constexpr int importFailedState = -1;

@@ -1,6 +1,7 @@
 #include "backend/records/JobListing.h"
 
 #include "backend/database/Database.h"
+#include "backend/records/FileContent.h"
 
 namespace KOZAV::Backend {
 
@@ -12,7 +13,9 @@ namespace {
     "SELECT f.id, f.guid, f.ko_serial_name, f.job_name, f.flow_no, f.state, f.sub_state, "                   \
     "f.upload_batch_number,"                                                                                 \
     " f.user_id, f.created_time, f.orig_file_guid, c.code, c.name, COALESCE(z.stored_name, o.stored_name),"  \
-    " COALESCE(z.suffix, o.suffix), z.file_store, z.resource, z.customer2, z.customer3, z.id IS NOT NULL"    \
+    " COALESCE(z.suffix, o.suffix), z.file_store, z.resource, z.customer2, z.customer3,"                     \
+    " CASE WHEN z.stored_name <> o.stored_name THEN NULL ELSE o.stored_length END, o.stored_sha256,"         \
+    " o.content_length, o.content_sha256, z.id IS NOT NULL"                                                  \
     " FROM job_flow f"                                                                                       \
     " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"                                                    \
     " LEFT JOIN job_compress z ON z.flow_guid = f.guid"                                                      \
@@ -98,6 +101,8 @@ JobRecord readJob(RowReader& row)
     job.resource = row.text();
     job.customer2 = row.text();
     job.customer3 = row.text();
+    job.stored = readContent(row);
+    job.content = readContent(row);
     job.complete = row.number() != 0;
     return job;
 }

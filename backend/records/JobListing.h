@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "backend/io/FileCopy.h"
 #include "services/model/Odbpp_Job_C.h"
 
 #include <QString>
@@ -34,7 +35,10 @@ struct JobRecord
     QString resource;
     QString customer2;
     QString customer3;
-    bool complete = false; ///< the job-compress row exists: the import is durable
+    std::optional<ContentDigest> stored;  ///< the stored file, as it was put; absent in a row that was not
+                                          ///< filled yet (docs/schema.md)
+    std::optional<ContentDigest> content; ///< of a packed folder: its content
+    bool complete = false;                ///< the job-compress row exists: the import is durable
 };
 
 /// All given conditions must hold.
