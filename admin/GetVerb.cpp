@@ -1,6 +1,8 @@
 #include "admin/Application.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
+#include "backend/io/FilePath.h"
+#include "backend/records/FileContent.h"
 #include "backend/records/JobListing.h"
 #include "backend/store/DocumentStore.h"
 #include "terminal/PrintableText.h"
@@ -56,6 +58,22 @@ Status checkTarget(const QString& path, bool force)
     return {};
 }
 
+/// A file that another program has stored has no hash there: it is known once it was fetched.
+Status compareFetched(const JobRecord& job, const std::string& path, StoredFile& stored)
+{
+    auto fetched = File::openForReading(path);
+    if (!fetched.ok())
+        return fetched.status();
+    const auto digest = digestFile(fetched.value());
+    if (!digest.ok())
+        return digest.status();
+    stored.sha256 = digest->sha256;
+    auto same = checkContent(job, digest.value());
+    if (!same.ok())
+        (void)removeFile(path);
+    return same;
+}
+
 Result<StoredFile> fetch(const JobRecord& job, const QString& path, Site& site)
 {
     const auto store = site.documentStore();
@@ -68,10 +86,15 @@ Result<StoredFile> fetch(const JobRecord& job, const QString& path, Site& site)
     auto stored = store.value()->find(location.value(), storedName);
     if (!stored.ok())
         return stored;
-    const auto written =
-        store.value()->get(location.value(), storedName, QFile::encodeName(path).toStdString());
-    if (!written.ok())
+    const bool isHashed = !stored->sha256.isEmpty();
+    // Before anything is written: a get gives nothing else than what the store has told here.
+    if (auto same = isHashed ? checkContent(job, {stored->length, stored->sha256}) : Status(); !same.ok())
+        return same;
+    const std::string target = QFile::encodeName(path).toStdString();
+    if (auto written = store.value()->get(location.value(), storedName, target); !written.ok())
         return written;
+    if (auto same = isHashed ? Status() : compareFetched(job, target, stored.value()); !same.ok())
+        return same;
     return stored;
 }
 

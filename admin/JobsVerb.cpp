@@ -91,6 +91,17 @@ Result<JobQuestion> questionOf(const CommandLine& line, Database& database)
     return question;
 }
 
+/// Null where the row does not know it.
+QJsonValue lengthJson(const std::optional<ContentDigest>& content)
+{
+    return content ? QJsonValue(content->length) : QJsonValue();
+}
+
+QJsonValue sha256Json(const std::optional<ContentDigest>& content)
+{
+    return content ? QJsonValue(QString::fromLatin1(content->sha256)) : QJsonValue();
+}
+
 QJsonObject jobJson(const JobRecord& job)
 {
     return {{QStringLiteral("id"), job.jobId},
@@ -107,6 +118,10 @@ QJsonObject jobJson(const JobRecord& job)
             {QStringLiteral("stored_name"), job.storedName},
             {QStringLiteral("file_store"), job.fileStore},
             {QStringLiteral("suffix"), job.suffix},
+            {QStringLiteral("stored_length"), lengthJson(job.stored)},
+            {QStringLiteral("stored_sha256"), sha256Json(job.stored)},
+            {QStringLiteral("content_length"), lengthJson(job.content)},
+            {QStringLiteral("content_sha256"), sha256Json(job.content)},
             {QStringLiteral("flow_no"), job.flowNo},
             {QStringLiteral("flow_guid"), job.flowGuid},
             {QStringLiteral("orig_file_guid"), job.origFileGuid},

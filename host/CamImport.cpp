@@ -1,14 +1,14 @@
 // How a confirmed job becomes an open one. The job list panel announces it and returns; what follows must not
 // hold up the window, so the stored file is fetched and unpacked on a thread of the pool, and only signals
 // come back. The file goes through the panel's own retrieval, under a name that is used once, so that two
-// clients on one machine do not meet.
+// clients on one machine do not meet. The store has compared it with its own sum, which would change places
+// with the file: here it is compared with the job's row.
 //
 // hasImportSuccess() is emitted last and only for a job whose matrix could be read: the panel stamps the flow
 // and asks the robot as soon as it hears it. One job is imported at a time, since that signal names none.
 
 #include "host/CamImport.h"
 
-#include "host/SiteAccess.h"
 #include "host/odb/JobUnpacker.h"
 #include "services/common/Common.h"
 #include "services/ui/ZAV_UICommon.h"
@@ -86,19 +86,30 @@ void CamImport::start(const QString& jobName)
         return;
     }
     Q_EMIT started(jobName);
-    m_watcher.setFuture(QtConcurrent::run(this, &CamImport::importStoredFile, job->storedName,
+    m_watcher.setFuture(QtConcurrent::run(this, &CamImport::importStoredFile, *job,
                                           m_site.storedBytes(job->storedName),
                                           m_workFolder->filePath(QStringLiteral("job"))));
 }
 
-CamImport::Outcome CamImport::importStoredFile(const QString& storedName, qint64 storedBytes,
+CamImport::Outcome CamImport::importStoredFile(const ImportedJob& job, qint64 storedBytes,
                                                const QString& workFolder)
 {
     Q_EMIT progressed(-1, storedBytes);
-    const QString archive = fetch(storedName);
+    const QString archive = fetch(job.storedName);
     if (archive.isEmpty())
-        return {{}, QStringLiteral("存储文件 %1 取不回来").arg(storedName)};
+        return {{}, QStringLiteral("存储文件 %1 取不回来").arg(job.storedName)};
+    if (!SiteAccess::isAsImported(job, archive)) {
+        QFile::remove(archive);
+        return {{},
+                QStringLiteral("存储文件 %1 与料号 %2 导入时的内容不一致")
+                    .arg(job.storedName, job.generatedName)};
+    }
+    return openFetched(archive, storedBytes, workFolder);
+}
 
+CamImport::Outcome CamImport::openFetched(const QString& archive, qint64 storedBytes,
+                                          const QString& workFolder)
+{
     UnpackRequest request;
     request.archive = archive;
     request.folder = workFolder;

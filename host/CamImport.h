@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/SiteAccess.h"
 #include "host/odb/OdbJob.h"
 
 #include <QFutureWatcher>
@@ -16,8 +17,6 @@ class ZAV_ImportFromFile_Widget;
 }
 
 namespace KOZAV::Host {
-
-class SiteAccess;
 
 /// What a job-information text of the job list panel says.
 struct JobAnnouncement
@@ -71,8 +70,9 @@ private:
 
     void announced(const QString& jobInformation);
     void start(const QString& jobName);
-    [[nodiscard]] Outcome importStoredFile(const QString& storedName, qint64 storedBytes,
+    [[nodiscard]] Outcome importStoredFile(const ImportedJob& job, qint64 storedBytes,
                                            const QString& workFolder);
+    [[nodiscard]] Outcome openFetched(const QString& archive, qint64 storedBytes, const QString& workFolder);
     [[nodiscard]] QString fetch(const QString& storedName);
     void finished();
 

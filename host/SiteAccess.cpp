@@ -3,11 +3,13 @@
 #include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
+#include "backend/io/FileCopy.h"
 #include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QDir>
+#include <QFile>
 
 namespace KOZAV::Host {
 
@@ -173,7 +175,12 @@ std::optional<ImportedJob> SiteAccess::findJob(const QString& flowKey, const QSt
     if (!jobs.ok() || jobs->empty())
         return std::nullopt;
     const Backend::JobRecord& job = jobs->front();
-    return ImportedJob{job.flowGuid, job.generatedName, job.jobName, job.companyName, job.storedName};
+    ImportedJob found{job.flowGuid, job.generatedName, job.jobName, job.companyName, job.storedName, -1, {}};
+    if (job.stored) {
+        found.storedLength = job.stored->length;
+        found.storedSha256 = job.stored->sha256;
+    }
+    return found;
 }
 
 qint64 SiteAccess::storedBytes(const QString& storedName)
@@ -184,6 +191,17 @@ qint64 SiteAccess::storedBytes(const QString& storedName)
         return -1;
     const auto file = store.value()->find(storeLocation(settings->documentStore), storedName.toStdString());
     return file.ok() ? file->length : -1;
+}
+
+bool SiteAccess::isAsImported(const ImportedJob& job, const QString& path)
+{
+    if (job.storedSha256.isEmpty())
+        return true;
+    auto file = Backend::File::openForReading(QFile::encodeName(path).toStdString());
+    if (!file.ok())
+        return false;
+    const auto digest = Backend::digestFile(file.value());
+    return digest.ok() && digest.value() == Backend::ContentDigest{job.storedLength, job.storedSha256};
 }
 
 } // namespace KOZAV::Host

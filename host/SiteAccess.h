@@ -2,6 +2,7 @@
 
 #include "backend/HostInterface.h"
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QObject>
 #include <QString>
@@ -34,6 +35,8 @@ struct ImportedJob
     QString jobName; ///< name the job came with
     QString company;
     QString storedName;
+    qint64 storedLength = -1; ///< of the stored file, as its row says; -1 where that does not know it
+    QByteArray storedSha256;
 };
 
 /// The client's door to the embedded services beyond their public operations: which site is open, its tables,
@@ -63,6 +66,9 @@ public:
     [[nodiscard]] std::optional<ImportedJob> jobNamed(const QString& generatedName);
     /// Length of a stored file in bytes; -1 where there is none.
     [[nodiscard]] qint64 storedBytes(const QString& storedName);
+    /// Whether a fetched file is what the job's row says of its stored file; false as well where the file
+    /// cannot be read, true where the row says nothing. On any thread.
+    [[nodiscard]] static bool isAsImported(const ImportedJob& job, const QString& path);
 
 Q_SIGNALS:
     void serviceCalled(const KOZAV::Backend::OperationEvent& event);

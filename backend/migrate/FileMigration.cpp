@@ -4,6 +4,9 @@
 // Nothing is locked: what changes meanwhile is told, and the next run goes on from there, since files that
 // the target has are only compared.
 //
+// Each content is compared with what rows say of it: where two files have changed places and their sums with
+// them, a store finds nothing. The last pass knows the rows of all files.
+//
 // The first file that cannot be brought ends the run, and its failure is the one that is told.
 
 #include "backend/migrate/FileMigration.h"
@@ -73,6 +76,39 @@ Result<FileMigration::Listings> FileMigration::listBoth(const QStringList& fileS
     return Listings{std::move(source.value()), std::move(target.value())};
 }
 
+void FileMigration::expect(const std::vector<FileClaim>& claims)
+{
+    m_claims.clear();
+    for (const FileClaim& claim : claims) {
+        const QString& fileStore = claim.fileStore.isEmpty() ? m_sourceSettings.fileStore : claim.fileStore;
+        m_claims.emplace(FileKey(fileStore.toStdString(), claim.storedName.toStdString()), claim);
+    }
+}
+
+Status FileMigration::checkClaims(const FileKey& key, const ContentDigest& found) const
+{
+    const auto [first, last] = m_claims.equal_range(key);
+    for (auto claim = first; claim != last; ++claim)
+        if (auto right = checkClaim(claim->second, found); !right.ok())
+            return right;
+    return {};
+}
+
+/// A store that gives something else than it lists fails a get.
+Status FileMigration::checkListed(const FileKey& key, const StoredFile& file) const
+{
+    return file.sha256.isEmpty() ? Status() : checkClaims(key, {file.length, file.sha256});
+}
+
+/// What a store has no hash of is only known once it was fetched.
+FileTask FileMigration::taskOf(const FileKey& key, StoredFile file) const
+{
+    FileTask task{key.first, std::move(file)};
+    if (const auto claim = m_claims.find(key); claim != m_claims.end())
+        task.expected = claim->second.stored;
+    return task;
+}
+
 Status FileMigration::check(const QStringList& fileStores)
 {
     const auto now = listBoth(fileStores);
@@ -88,6 +124,8 @@ Status FileMigration::compareWithTarget(const Listings& now)
 {
     qint64 present = 0;
     for (const auto& [key, file] : now.source) {
+        if (auto right = checkListed(key, file); !right.ok())
+            return right;
         const auto there = now.target.find(key);
         if (there != now.target.end() && isKnownToDiffer(file, there->second))
             return targetDiffers(storeLocation(m_targetSettings, key.first), file.name);
@@ -103,13 +141,20 @@ Status FileMigration::compareWithTarget(const Listings& now)
 
 Status FileMigration::copy(const QStringList& fileStores, const TransferFolder& folder)
 {
+    for (const auto& [key, content] : m_brought)
+        if (auto right = checkClaims(key, content); !right.ok())
+            return right;
     auto source = list(*m_stores.source, m_sourceSettings, fileStores);
     if (!source.ok())
         return source.status();
     std::vector<FileTask> tasks;
-    for (auto& [key, file] : source.value())
-        if (m_brought.count(key) == 0)
-            tasks.push_back({key.first, std::move(file)});
+    for (auto& [key, file] : source.value()) {
+        if (m_brought.count(key) != 0)
+            continue;
+        if (auto right = checkListed(key, file); !right.ok())
+            return right;
+        tasks.push_back(taskOf(key, std::move(file)));
+    }
     FileCrew crew(m_sourceSettings, m_targetSettings, folder, m_meter);
     return crew.bring(tasks, [this](const FileTask& task, const Result<FileCopier::Outcome>& outcome) {
         if (outcome.ok())

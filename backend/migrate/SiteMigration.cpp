@@ -4,6 +4,7 @@
 #include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
+#include "backend/records/FileContent.h"
 
 #include <memory>
 #include <optional>
@@ -67,6 +68,7 @@ private:
     Status check();
     Status copy();
     Status copyMoment(const TransferFolder& folder);
+    Status expectContents();
     Status verify();
     [[nodiscard]] Result<QStringList> fileStores();
     [[nodiscard]] MigrationReport report() const;
@@ -129,6 +131,15 @@ Result<QStringList> SiteMigration::fileStores()
     return names;
 }
 
+/// What the rows say by now of the content of files.
+Status SiteMigration::expectContents()
+{
+    const auto claims = listFileClaims(*m_source);
+    if (claims.ok())
+        m_files->expect(claims.value());
+    return claims.status();
+}
+
 Status SiteMigration::check()
 {
     const auto stores = fileStores();
@@ -136,6 +147,8 @@ Status SiteMigration::check()
         return stores.status();
     if (auto rows = m_source->snapshot([this] { return m_rows->check(); }); !rows.ok())
         return rows;
+    if (auto known = expectContents(); !known.ok())
+        return known;
     return m_files->check(stores.value());
 }
 
@@ -160,6 +173,8 @@ Status SiteMigration::copyMoment(const TransferFolder& folder)
     const auto stores = fileStores();
     if (!stores.ok())
         return stores.status();
+    if (auto known = expectContents(); !known.ok())
+        return known;
     if (auto copied = m_files->copy(stores.value(), folder); !copied.ok())
         return copied;
     m_meter.enter(Phase::Rows);
