@@ -92,7 +92,7 @@ int runStoreRole(const QStringList& arguments)
 {
     const QString& verb = arguments.at(2);
     const std::string name = local(arguments.at(4));
-    const std::string path = local(arguments.at(5));
+    const std::string path = local(arguments.value(5));
     const auto opened = openDocumentStore(localSettings(arguments.at(3)));
     if (!opened.ok())
         return reportRole(opened.status());
@@ -101,6 +101,14 @@ int runStoreRole(const QStringList& arguments)
         return reportRole(store.put(testLocation(), name, path).status());
     if (verb == QLatin1String("adopt"))
         return reportRole(store.adopt(testLocation(), name, path).status());
+    if (verb == QLatin1String("quarantine"))
+        return reportRole(store.quarantine(testLocation(), name));
+    if (verb == QLatin1String("restore"))
+        return reportRole(store.restoreQuarantined(testLocation(), name));
+    if (verb == QLatin1String("purge"))
+        return reportRole(store.purgeQuarantined(testLocation(), name));
+    if (verb == QLatin1String("mark"))
+        return reportRole(store.setSiteMark(testLocation(), arguments.at(4)));
     return reportRole(store.get(testLocation(), name, path));
 }
 

@@ -41,7 +41,8 @@ const Backend::StoreLocation& testLocation();
 /// Opens the local store in root; ends the test program where that fails.
 std::unique_ptr<Backend::DocumentStore> openLocalStore(const std::string& root);
 
-/// Role of another process: "--store put|adopt|get <root> <name> <path>".
+/// Role of another process: "--store put|adopt|get <root> <name> <path>", "--store
+/// quarantine|restore|purge|mark <root> <name>".
 int runStoreRole(const QStringList& arguments);
 
 } // namespace KOZAV::Test

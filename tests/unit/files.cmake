@@ -7,10 +7,11 @@ target_link_libraries(zav_file_test_support PUBLIC kozav_backend_core Qt5::Core)
 
 zav_add_test_program(
   file_tests
+  SOURCES "${PROJECT_SOURCE_DIR}/tests/support/StoreBehaviour.cpp"
   LIBRARIES zav_file_test_support Threads::Threads ZLIB::ZLIB
   DEFINITIONS "ZAV_WITH_MONGODB=$<BOOL:${ZAV_WITH_MONGODB}>")
-zav_add_tests(file_tests LABELS store TESTS store_adopting store_content store_damage store_full_disk
-                                            store_names store_refusals)
+zav_add_tests(file_tests LABELS store TESTS store_adopting store_behaviour store_content store_damage
+                                            store_full_disk store_names store_refusals store_survey)
 zav_add_tests(file_tests SECONDS 20 ON_MEMORY LABELS store fault TESTS store_interruption)
 zav_add_tests(file_tests LABELS pack TESTS pack_changes pack_content pack_digest pack_faults pack_links
                                            pack_pieces pack_refusals)

@@ -127,6 +127,8 @@ void StoreDamageTest::oldLeftoversAreSwept()
     age(foreign, 2500);
     age(box.data("job.zip"), 2500);
     box.reopen();
+    QCOMPARE(readFile(old), QByteArray("left"));
+    QVERIFY(box.put("next.zip", content).ok());
     QVERIFY(readFile(old).isNull());
     QCOMPARE(readFile(young), QByteArray("left"));
     QCOMPARE(readFile(foreign), QByteArray("left"));

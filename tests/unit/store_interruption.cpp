@@ -24,11 +24,72 @@ QStringList fault(const QString& calls, const QString& what, int number)
 
 QStringList role(const StoreBox& box, const QString& verb, const std::string& path)
 {
-    return {QStringLiteral("--store"), verb, QString::fromStdString(box.root()), QStringLiteral("job.zip"),
-            QString::fromStdString(path)};
+    const bool marks = verb == QLatin1String("mark");
+    return {QStringLiteral("--store"), verb, QString::fromStdString(box.root()),
+            marks ? QStringLiteral("job-zip") : QStringLiteral("job.zip"), QString::fromStdString(path)};
 }
 
 constexpr int mostSteps = 60;
+
+// Where a move has to have left its file.
+enum Places { Stored = 1, InQuarantine = 2, Nowhere = 4 };
+
+/// A store whose file is where the verb takes it from.
+void prepareMove(StoreBox& box, const QString& verb)
+{
+    if (!box.put("job.zip", content).ok())
+        qFatal("the file cannot be stored");
+    if (verb != QLatin1String("quarantine") && !box.store().quarantine(testLocation(), "job.zip").ok())
+        qFatal("the file cannot be moved");
+}
+
+/// Where the file is: as a whole, and in one place only.
+Places placeOf(StoreBox& box)
+{
+    const auto found = box.store().find(testLocation(), "job.zip");
+    const auto listed = box.store().listQuarantine(testLocation());
+    if (!listed.ok() || (!found.ok() && found.code() != ErrorCode::NotFound))
+        qFatal("%s %s", qPrintable(listed.message()), qPrintable(found.message()));
+    if (found.ok() && (!listed->empty() || box.get("job.zip") != content))
+        qFatal("the file is damaged, or there twice");
+    if (!listed->empty() && listed->front().file.sha256.isEmpty())
+        qFatal("what is known of the file is lost");
+    if (found.ok())
+        return Stored;
+    return listed->empty() ? Nowhere : InQuarantine;
+}
+
+/// What a verb leads to where it succeeds, and from where.
+Places endOf(const QString& verb)
+{
+    if (verb == QLatin1String("purge"))
+        return Nowhere;
+    return verb == QLatin1String("restore") ? Stored : InQuarantine;
+}
+
+Places startOf(const QString& verb)
+{
+    return verb == QLatin1String("quarantine") ? Stored : InQuarantine;
+}
+
+/// After an interruption the verb can be run again, and what it has left can be mended.
+void checkGoesOn(StoreBox& box, const QString& verb)
+{
+    const auto flaws = box.store().survey(testLocation());
+    QVERIFY2(flaws.ok(), qPrintable(flaws.message()));
+    for (const StoreFlaw& flaw : flaws.value())
+        QCOMPARE(flaw.kind, StoreFlaw::Kind::SumWithoutData);
+    if (placeOf(box) != endOf(verb)) {
+        const ProgramEnd again = runRole({}, role(box, verb, {}));
+        QVERIFY2(again.exitCode == 0, again.output.constData());
+    }
+    QCOMPARE(placeOf(box), endOf(verb));
+    const auto left = box.store().survey(testLocation());
+    for (const StoreFlaw& flaw : left.value())
+        QVERIFY(box.store().removeFlaw(testLocation(), flaw).ok());
+    QVERIFY(box.store().survey(testLocation())->empty());
+    QCOMPARE(placeOf(box), endOf(verb));
+}
 
 } // namespace
 
@@ -41,6 +102,12 @@ private Q_SLOTS:
     void byAFailedCallIsToldAndUndone();
     void byAKillLosesNothing_data();
     void byAKillLosesNothing();
+    void ofAMoveByAFailedCall_data();
+    void ofAMoveByAFailedCall();
+    void ofAMoveByAKill_data();
+    void ofAMoveByAKill();
+    void ofMarkingLeavesAMarkOrNone_data();
+    void ofMarkingLeavesAMarkOrNone();
     void ofReadingTheSourceStoresNothing();
     void ofAGetKeepsItsTarget();
 };
@@ -148,6 +215,117 @@ void StoreInterruptionTest::byAKillLosesNothing()
         QCOMPARE(box.get("job.zip"), content);
     }
     QVERIFY2(number > leastCalls, qPrintable(QString::number(number)));
+    QVERIFY(number < mostSteps);
+}
+
+void StoreInterruptionTest::ofAMoveByAFailedCall_data()
+{
+    QTest::addColumn<QString>("verb");
+    QTest::addColumn<QString>("calls");
+    QTest::addColumn<int>("leastCalls");
+    const auto row = [](const char* verb, const char* calls, int leastCalls) {
+        QTest::addRow("%s at %s", verb, calls)
+            << QString::fromLatin1(verb) << QString::fromLatin1(calls) << leastCalls;
+    };
+    row("quarantine", "fsync", 8); // three folders, the note and its folder, both names, the sum's end
+    row("quarantine", "mkdir", 3);
+    row("quarantine", "rename", 1);
+    row("quarantine", "renameat2", 1);
+    row("quarantine", "unlink", 1);
+    row("quarantine", "flock", 1);
+    row("restore", "fsync", 5);
+    row("restore", "rename", 1);
+    row("restore", "renameat2", 1);
+    row("restore", "unlink", 1);
+    row("purge", "fsync", 2);
+    row("purge", "unlink", 2);
+}
+
+/// A failure leaves the file where it was, but for what can only fail when the move is done.
+void StoreInterruptionTest::ofAMoveByAFailedCall()
+{
+    QFETCH(const QString, verb);
+    QFETCH(const QString, calls);
+    QFETCH(const int, leastCalls);
+    int failures = 0;
+    int number = 1;
+    for (bool hit = true; hit && number < mostSteps; ++number) {
+        StoreBox box;
+        prepareMove(box, verb);
+        const std::string log = box.beside("calls");
+        QStringList tool = fault(calls, QStringLiteral("error=EIO"), number);
+        tool[3] = QString::fromStdString(log);
+        const ProgramEnd end = runRole(tool, role(box, verb, {}));
+        hit = readFile(log).contains("INJECTED");
+        failures += end.exitCode == 0 ? 0 : 1;
+        if (end.exitCode == 0 || verb == QLatin1String("purge")) {
+            QVERIFY(end.exitCode != 0 || placeOf(box) == endOf(verb));
+        } else {
+            QCOMPARE(reportedCode(end.output), ErrorCode::Io);
+            QCOMPARE(placeOf(box), startOf(verb));
+        }
+        checkGoesOn(box, verb);
+    }
+    QVERIFY2(number > leastCalls + 1, qPrintable(QString::number(number)));
+    QVERIFY(failures > 0 || calls == QLatin1String("unlink"));
+    QVERIFY(number < mostSteps);
+}
+
+void StoreInterruptionTest::ofAMoveByAKill_data()
+{
+    ofAMoveByAFailedCall_data();
+}
+
+void StoreInterruptionTest::ofAMoveByAKill()
+{
+    QFETCH(const QString, verb);
+    QFETCH(const QString, calls);
+    QFETCH(const int, leastCalls);
+    int number = 1;
+    for (; number < mostSteps; ++number) {
+        StoreBox box;
+        prepareMove(box, verb);
+        const ProgramEnd end =
+            runRole(fault(calls, QStringLiteral("signal=KILL"), number), role(box, verb, {}));
+        box.reopen();
+        const Places place = placeOf(box);
+        QVERIFY(place == startOf(verb) || place == endOf(verb));
+        checkGoesOn(box, verb);
+        if (end.exitCode == 0)
+            break;
+    }
+    QVERIFY2(number > leastCalls, qPrintable(QString::number(number)));
+    QVERIFY(number < mostSteps);
+}
+
+void StoreInterruptionTest::ofMarkingLeavesAMarkOrNone_data()
+{
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<QString>("what");
+    for (const char* call : {"mkdir", "fsync", "rename", "fchmod", "flock"}) {
+        for (const char* what : {"signal=KILL", "error=EIO"})
+            QTest::addRow("%s %s", call, what) << QString::fromLatin1(call) << QString::fromLatin1(what);
+    }
+}
+
+void StoreInterruptionTest::ofMarkingLeavesAMarkOrNone()
+{
+    QFETCH(const QString, call);
+    QFETCH(const QString, what);
+    int number = 1;
+    for (; number < mostSteps; ++number) {
+        StoreBox box;
+        const ProgramEnd end = runRole(fault(call, what, number), role(box, QStringLiteral("mark"), {}));
+        const auto mark = box.store().siteMark(testLocation());
+        QVERIFY2(mark.ok(), qPrintable(mark.message()));
+        QVERIFY(mark->isEmpty() || mark.value() == QLatin1String("job-zip"));
+        if (end.exitCode == 0) {
+            QVERIFY(!mark->isEmpty());
+            break;
+        }
+        QVERIFY(box.store().setSiteMark(testLocation(), QStringLiteral("job-zip")).ok());
+    }
+    QVERIFY(number > 1);
     QVERIFY(number < mostSteps);
 }
 

@@ -131,9 +131,7 @@ Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::strin
         return Status(absent ? ErrorCode::Configuration : usable.code(), usable.message())
             .in(QStringLiteral("the document store cannot be used"));
     }
-    std::unique_ptr<LocalDocumentStore> store(new LocalDocumentStore(root));
-    store->removeLeftovers();
-    return std::unique_ptr<DocumentStore>(std::move(store));
+    return std::unique_ptr<DocumentStore>(new LocalDocumentStore(root));
 }
 
 Result<StoredFile> LocalDocumentStore::putFile(const StoreLocation& location, const std::string& name,
@@ -256,8 +254,9 @@ Result<ServiceHealth> LocalDocumentStore::engineHealth()
     return health;
 }
 
-Result<LocalStoreFolder> LocalDocumentStore::preparedFolder(const StoreLocation& location) const
+Result<LocalStoreFolder> LocalDocumentStore::preparedFolder(const StoreLocation& location)
 {
+    std::call_once(m_swept, [this] { removeLeftovers(); });
     LocalStoreFolder folder(m_root, location);
     const auto prepared = folder.prepare();
     return prepared.ok() ? Result(std::move(folder)) : prepared;

@@ -4,6 +4,7 @@
 #include "backend/store/local/LocalStoreFolder.h"
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace KOZAV::Backend {
@@ -13,8 +14,8 @@ namespace KOZAV::Backend {
 class LocalDocumentStore final : public DocumentStore
 {
 public:
-    /// Opens the store in an existing directory that this user may write, and removes what interrupted
-    /// programs left.
+    /// Opens the store in an existing directory that this user may write. What interrupted programs left is
+    /// removed before the first file is stored: who only looks changes nothing.
     static Result<std::unique_ptr<DocumentStore>> open(const std::string& root);
 
 private:
@@ -44,10 +45,11 @@ private:
     Status mendFlaw(const StoreLocation& location, const StoreFlaw& flaw) override;
     Result<ServiceHealth> engineHealth() override;
 
-    [[nodiscard]] Result<LocalStoreFolder> preparedFolder(const StoreLocation& location) const;
+    [[nodiscard]] Result<LocalStoreFolder> preparedFolder(const StoreLocation& location);
     void removeLeftovers() const;
 
     std::string m_root;
+    std::once_flag m_swept;
 };
 
 } // namespace KOZAV::Backend
