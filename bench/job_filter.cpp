@@ -4,7 +4,10 @@
 
 #include "backend/Site.h"
 #include "backend/config/Settings.h"
+#include "backend/records/SiteRecords.h"
+#include "services/bll/Odbpp_JobCompressBll.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
+#include "services/common/Common.h"
 #include "services/ui/ZAV_StdCommon.h"
 #include "ui/import_list/ZAV_Import_Widget.h"
 
@@ -32,12 +35,28 @@ double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-void addJobs(int from, int to)
+/// Makes jobs from ... to - 1, which all have the same stored file.
+void addJobs(int from, int to, const DataLib::Model::Odbpp_Company& company, const std::string& storedName)
 {
+    const std::string fileStore = Common::commonInterface()->getConfig().mongoFsName;
     DataLib::BLL::Odbpp_JobFlowBll flows;
-    for (int number = from; number < to; ++number)
-        flows.insertflowbeforeorigfile(
+    DataLib::BLL::Odbpp_JobCompressBll compresses;
+    for (int number = from; number < to; ++number) {
+        const std::string flowGuid = flows.insertflowbeforeorigfile(
             "board", 1, "F1", QStringLiteral("AB%1").arg(number, 6, 10, QLatin1Char('0')).toStdString());
+        compresses.inputJobCompress(company.companyLabel, company.companyCode, company.companyId, "board",
+                                    flowGuid, storedName, "tgz", "", fileStore, 1, number);
+    }
+}
+
+/// Stores a file, whatever is in it. @return its name
+std::string storeFile(const QString& localPath)
+{
+    const auto config = Common::commonInterface()->getConfig();
+    const std::string name = "board.tgz";
+    if (Common::MongodbPut(config.mongoDbName, config.mongoFsName, localPath.toStdString(), name) != 0)
+        qFatal("the file of the jobs cannot be stored");
+    return name;
 }
 
 /// Paints whatever of the widget waits to be painted.
@@ -112,11 +131,15 @@ int main(int argc, char* argv[])
         qFatal("%s", qUtf8Printable(made.message()));
     Backend::Site::current().setConfigurationPath(configuration);
 
+    const std::string storedName = storeFile(configuration);
+    const auto company = Backend::addCompany(*Backend::Site::current().database().value(),
+                                             QStringLiteral("AB"), QStringLiteral("Acme"));
+
     QTextStream out(stdout);
     out << "   rows  bare table ms  panel ms  ratio  panel after a change ms  ratio\n";
     int filled = 0;
     for (const int rows : {1000, 10000, 100000}) {
-        addJobs(filled, rows);
+        addJobs(filled, rows, company.value(), storedName);
         filled = rows;
         const auto jobs = UI::ZAV_StdCommon::interface()->getInputJobList();
         UI::ZAV_Import_Widget panel(nullptr);

@@ -118,6 +118,11 @@ DataLib::Model::Odbpp_Job_C readWaitingJob(RowReader& row)
 
 } // namespace
 
+bool isVoided(const JobRecord& job)
+{
+    return job.state == voidedState && job.subState == voidedSubState;
+}
+
 Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter)
 {
     const auto [sql, values] = wayIn(filter);
@@ -127,8 +132,9 @@ Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& fil
 Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database)
 {
     return database.list(
-        "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0 ORDER BY id", {},
-        readWaitingJob);
+        "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0"
+        " AND EXISTS (SELECT 1 FROM job_compress WHERE flow_guid = job_flow.guid) ORDER BY id",
+        {}, readWaitingJob);
 }
 
 } // namespace KOZAV::Backend

@@ -41,6 +41,11 @@ struct JobRecord
     bool complete = false;                ///< the job-compress row exists: the import is durable
 };
 
+/// State pair of a job that was taken back (JobVoiding.h).
+constexpr int voidedState = -2;
+constexpr int voidedSubState = -2;
+[[nodiscard]] bool isVoided(const JobRecord& job);
+
 /// All given conditions must hold.
 struct JobFilter
 {
@@ -56,7 +61,7 @@ struct JobFilter
 /// Oldest first.
 Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
 
-/// The job flows in state (0, 0), oldest first, with the generated job name.
+/// The job flows in state (0, 0) whose import is complete, oldest first, with the generated job name.
 Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
 
 } // namespace KOZAV::Backend

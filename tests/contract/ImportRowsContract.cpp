@@ -136,8 +136,8 @@ void ImportRowsContract::compressRowNeedsItsStoredFile()
 void ImportRowsContract::compressRowWithoutItsFileTakesTheJobOffTheList()
 {
     ImportedJob job = jobWithFile(*m_site);
-    const ImportedJob other = beginJob("Alpha");
-    QCOMPARE(waitingJobs(), size_t{2});
+    const ImportedJob other = importArchive("Alpha", m_site->writeFile(QStringLiteral("c.tgz"), "other"));
+    QCOMPARE(waitingJobs(), size_t{1});
     job.storedName = "nothing.tgz";
     expectFailure("inputJobCompress", "nothing.tgz");
     QVERIFY(!addCompressRow(job));
@@ -158,6 +158,14 @@ void ImportRowsContract::compressRowOfACompleteJobChangesNothing()
     expectFailure("inputJobCompress", "nothing.tgz");
     QVERIFY(!addCompressRow(job));
     QCOMPARE(ContractSite::job(job.generatedName), before);
+    QCOMPARE(waitingJobs(), size_t{1});
+}
+
+void ImportRowsContract::aJobWaitsOnceItsImportIsComplete()
+{
+    const ImportedJob job = jobWithFile(*m_site);
+    QCOMPARE(waitingJobs(), size_t{0});
+    QVERIFY(addCompressRow(job));
     QCOMPARE(waitingJobs(), size_t{1});
 }
 

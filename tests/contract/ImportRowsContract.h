@@ -25,6 +25,7 @@ private Q_SLOTS:
     void compressRowNeedsItsStoredFile();
     void compressRowWithoutItsFileTakesTheJobOffTheList();
     void compressRowOfACompleteJobChangesNothing();
+    void aJobWaitsOnceItsImportIsComplete();
     void compressRowIsRefused_data();
     void compressRowIsRefused();
     void oneCompressRowAFlow();

@@ -3,6 +3,7 @@
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/ui/ZAV_StdCommon.h"
 #include "services/ui/ZAV_UICommon.h"
+#include "tests/contract/ImportSteps.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -14,11 +15,6 @@ using UI::ZAV_StdCommon;
 using UI::ZAV_UICommon;
 
 namespace {
-
-std::string makeFlow(const std::string& generatedName)
-{
-    return BLL::Odbpp_JobFlowBll().insertflowbeforeorigfile("board", 5, "F1", generatedName);
-}
 
 QString waiting()
 {
@@ -51,11 +47,19 @@ void UiServicesContract::emptySiteHasNoWaitingJobs()
     QVERIFY(ZAV_StdCommon::interface()->getInputJobList().empty());
 }
 
+std::string UiServicesContract::importJob(const std::string& companyName) const
+{
+    return importArchive(companyName, m_site->writeFile(QStringLiteral("board.tgz"), "content")).flowGuid;
+}
+
 void UiServicesContract::waitingJobsAreOldestFirst()
 {
-    const std::string key = makeFlow("Z000001");
-    QVERIFY(!makeFlow("A000002").empty() && !makeFlow("A000001").empty());
-    QCOMPARE(waiting(), QStringLiteral("Z000001 A000002 A000001"));
+    ContractSite::addCompany("Z", "Zeta");
+    ContractSite::addCompany("A", "Alpha");
+    const std::string key = importJob("Zeta");
+    importJob("Alpha");
+    importJob("Zeta");
+    QCOMPARE(waiting(), QStringLiteral("Z000001 A000001 Z000002"));
     const Model::Odbpp_Job_C oldest = ZAV_StdCommon::interface()->getInputJobList().front();
     QCOMPARE(oldest.flowId, key);
     std::vector<Model::Odbpp_JobFlow> flows;
@@ -77,17 +81,19 @@ void UiServicesContract::stateTakesAJobOffTheList()
 {
     QFETCH(const int, state);
     QFETCH(const int, subState);
-    makeFlow("A000001");
-    const std::string key = makeFlow("A000002");
-    makeFlow("A000003");
+    ContractSite::addCompany("A", "Alpha");
+    importJob("Alpha");
+    const std::string key = importJob("Alpha");
+    importJob("Alpha");
     QVERIFY(BLL::Odbpp_JobFlowBll().UpdateState(5, state, subState, key));
     QCOMPARE(waiting(), QStringLiteral("A000001 A000003"));
 }
 
 void UiServicesContract::aJobCanComeBackToTheList()
 {
-    const std::string key = makeFlow("A000001");
-    makeFlow("A000002");
+    ContractSite::addCompany("A", "Alpha");
+    const std::string key = importJob("Alpha");
+    importJob("Alpha");
     QVERIFY(BLL::Odbpp_JobFlowBll().UpdateState(5, 1, 2, key));
     QVERIFY(BLL::Odbpp_JobFlowBll().UpdateState(5, 0, 0, key));
     QCOMPARE(waiting(), QStringLiteral("A000001 A000002"));

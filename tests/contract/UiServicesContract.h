@@ -28,6 +28,9 @@ private Q_SLOTS:
     void jobInformationIsAnnounced();
 
 private:
+    /// Imports a job whole. @return its flow key
+    std::string importJob(const std::string& companyName) const;
+
     std::unique_ptr<ContractSite> m_site;
 };
 

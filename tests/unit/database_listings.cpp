@@ -11,8 +11,8 @@ using namespace KOZAV::Test;
 
 namespace {
 
-/// Two companies and five jobs: A000001 and A000002 complete in batch 7, A000003 without a job-compress row,
-/// B000001 complete by hand, and a flow without an original file.
+/// Two companies and six jobs: A000001 and A000002 complete in batch 7, A000003 without a job-compress row,
+/// B000001 complete by hand, a flow without an original file, and A000004, whose import has not ended.
 const char* const siteRows[] = {
     "INSERT INTO company (code, name, created_time, updated_time) VALUES ('A', 'Alpha', 't', 't'), ('B', "
     "'Beta', 't', 't')",
@@ -26,7 +26,8 @@ const char* const siteRows[] = {
     "7, 't2'),"
     " ('f3', 'three', 'A000003', 'F3', 5, -1, -1, 'o3', 8, 't3'), ('f4', 'four', 'B000001', 'F4', 6, 0, 0, "
     "'o4', 0, 't4'),"
-    " ('f5', 'five', 'X000001', 'F5', 6, 0, 3, NULL, 0, 't5')",
+    " ('f5', 'five', 'X000001', 'F5', 6, 0, 3, NULL, 0, 't5'), ('f6', 'six', 'A000004', 'F6', 5, 0, 0, NULL, "
+    "0, 't6')",
     "INSERT INTO job_compress (flow_guid, company_name, company_code, company_id, job_name, stored_name, "
     "suffix, remark,"
     " file_store, user_id, job_number, resource, customer2, customer3, created_time) VALUES"
@@ -62,7 +63,7 @@ private Q_SLOTS:
     void anIncompleteJobHasNoFileStore();
     void originalFilesAreListedNewestFirst();
     void originalFilesAreLimited();
-    void waitingJobsAreThoseInStateZero();
+    void waitingJobsAreThoseThatAreComplete();
     void listingsUseTheirIndex_data();
     void listingsUseTheirIndex();
 
@@ -91,7 +92,7 @@ void DatabaseListingsTest::jobsAreFiltered_data()
     const QString alpha = QStringLiteral("Alpha");
     const QString a = QStringLiteral("A");
     const auto text = [](const char* value) { return QString::fromLatin1(value); };
-    row("all", {}, "A000001 A000002 A000003 B000001 X000001");
+    row("all", {}, "A000001 A000002 A000003 B000001 X000001 A000004");
     row("company code", {a, {}, {}, {}, {}, {}, {}}, "A000001 A000002 A000003");
     row("company name", {{}, alpha, {}, {}, {}, {}, {}}, "A000001 A000002 A000003");
     row("unknown company", {{}, text("nobody"), {}, {}, {}, {}, {}}, "");
@@ -100,11 +101,11 @@ void DatabaseListingsTest::jobsAreFiltered_data()
     row("generated name", {{}, {}, text("A000002"), {}, {}, {}, {}}, "A000002");
     row("flow key", {{}, {}, {}, text("f5"), {}, {}, {}}, "X000001");
     row("flow key of another state", {{}, {}, {}, text("f5"), 1, {}, {}}, "");
-    row("state", {{}, {}, {}, {}, 0, {}, {}}, "A000001 B000001 X000001");
-    row("state pair", {{}, {}, {}, {}, 0, 0, {}}, "A000001 B000001");
+    row("state", {{}, {}, {}, {}, 0, {}, {}}, "A000001 B000001 X000001 A000004");
+    row("state pair", {{}, {}, {}, {}, 0, 0, {}}, "A000001 B000001 A000004");
     row("second state alone", {{}, {}, {}, {}, {}, 2, {}}, "A000002");
     row("batch", {{}, {}, {}, {}, {}, {}, 7}, "A000001 A000002");
-    row("no batch", {{}, {}, {}, {}, {}, {}, 0}, "B000001 X000001");
+    row("no batch", {{}, {}, {}, {}, {}, {}, 0}, "B000001 X000001 A000004");
     row("batch and state", {{}, {}, {}, {}, 0, {}, 7}, "A000001");
     row("company and state", {a, {}, {}, {}, -1, -1, {}}, "A000003");
 }
@@ -173,7 +174,7 @@ void DatabaseListingsTest::originalFilesAreLimited()
     QCOMPARE(files->front().guid, QStringLiteral("o5"));
 }
 
-void DatabaseListingsTest::waitingJobsAreThoseInStateZero()
+void DatabaseListingsTest::waitingJobsAreThoseThatAreComplete()
 {
     const auto jobs = listWaitingJobs(*m_database);
     QCOMPARE(jobs->size(), size_t{2});
@@ -190,8 +191,10 @@ void DatabaseListingsTest::listingsUseTheirIndex_data()
     const auto row = [](const char* what, const char* sql, const char* index) {
         QTest::newRow(what) << QByteArray("EXPLAIN QUERY PLAN ") + sql << QString::fromLatin1(index);
     };
-    row("waiting list", "SELECT guid, id FROM job_flow WHERE state = 0 AND sub_state = 0 ORDER BY id",
-        "job_flow_state");
+    const char* waiting = "SELECT guid, id FROM job_flow WHERE state = 0 AND sub_state = 0 AND EXISTS"
+                          " (SELECT 1 FROM job_compress WHERE flow_guid = job_flow.guid) ORDER BY id";
+    row("waiting list", waiting, "COVERING INDEX job_flow_state");
+    row("end of a waiting job's import", waiting, "sqlite_autoindex_job_compress");
     row("batch", "SELECT id FROM job_flow WHERE upload_batch_number = 7 ORDER BY id",
         "job_flow_upload_batch_number");
     row("company's files", "SELECT guid FROM orig_file WHERE company_code = 'A'", "orig_file_company_code");
