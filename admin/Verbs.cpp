@@ -40,6 +40,22 @@ std::vector<CommandOption> initOptions()
     return options;
 }
 
+std::vector<CommandOption> unvoidOptions()
+{
+    return {option("company", "CODE-or-NAME", "with --batch: all jobs of this company's batch"),
+            option("batch", "N", "with --company: the batch number"),
+            option("reason", "TEXT", "why; kept with the job"),
+            flag("yes", "do it; otherwise it is only told what would be done")};
+}
+
+std::vector<CommandOption> voidOptions()
+{
+    std::vector<CommandOption> options = unvoidOptions();
+    options.at(2).required = true;
+    options.push_back(flag("force", "also jobs that went on to the robot"));
+    return options;
+}
+
 Result<Report> helpVerb(const Call& call)
 {
     return helpReport(call.line.words);
@@ -70,9 +86,14 @@ std::vector<Verb> makeVerbs()
          "list the imported jobs, oldest first",
          jobsVerb,
          {option("company", "CODE-or-NAME", "jobs of this company"),
-          option("state", "N|N,M|waiting|failed",
-                 "jobs in this state; waiting: 0,0; failed: the import did not end"),
+          option("state", "N|N,M|waiting|failed|voided",
+                 "jobs in this state; waiting: complete and 0,0; failed: the import did not end; voided"),
           option("batch", "N", "jobs of this batch number")}},
+        {"job show", "JOB", "show a job, its stored file, and what happened to it", jobShowVerb},
+        {"job void", "[JOB...]",
+         "take imports back: off the waiting list, their stored files into quarantine, the rows kept",
+         jobVoidVerb, voidOptions()},
+        {"job unvoid", "[JOB...]", "take back what \"job void\" did", jobUnvoidVerb, unvoidOptions()},
         {"get",
          "JOB FILE",
          "fetch the stored file of a job, checked against its SHA-256; FILE \"-\" is the standard output",

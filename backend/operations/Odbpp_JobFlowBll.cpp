@@ -162,13 +162,22 @@ bool Odbpp_JobFlowBll::UpdateLastOdbppImportMongoFsGuid(std::string origFileGuid
                      [&] { return RowValues().text("original-file key", origFileGuid); });
 }
 
+/// A voided job keeps its state: a client that still shows it does not bring it back.
 bool Odbpp_JobFlowBll::UpdateState(int userId, int state, int subState, std::string flowGuid)
 {
-    return writeFlow(
-        ServiceOperation::UpdateState,
-        "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ? WHERE guid = ?",
-        flowGuid, Durability::Immediate,
-        [&] { return RowValues().number(state).number(subState).number(userId).time(); });
+    const auto written = Operation::run(ServiceOperation::UpdateState, [&](Operation& call) {
+        call.event.subject = call.event.flowKey = QString::fromStdString(flowGuid);
+        const auto changed =
+            changeFlow(call,
+                       "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ?"
+                       " WHERE (state <> -2 OR sub_state <> -2) AND guid = ?",
+                       RowValues().number(state).number(subState).number(userId).time(), flowGuid,
+                       Durability::Immediate);
+        return changed.code() == ErrorCode::NotFound
+                   ? changed.retold(changed.message() + QStringLiteral(", or the job was voided"))
+                   : changed;
+    });
+    return written.ok();
 }
 
 bool Odbpp_JobFlowBll::UpdatePreImportOrCheckTime(std::string flowGuid, int preImportUserId,
