@@ -35,18 +35,18 @@ struct SiteEvent
 namespace eventKind {
 
 /// A job was voided: {"state", "sub_state"} as they were before, {"stored_name", "file_store"}.
-constexpr QLatin1String jobVoided("void");
+inline const QLatin1String jobVoided("void");
 /// That was taken back: {"state", "sub_state"} as they are again.
-constexpr QLatin1String jobUnvoided("unvoid");
+inline const QLatin1String jobUnvoided("unvoid");
 /// A check of the site has ended: the number of findings of each kind, by its name.
-constexpr QLatin1String checked("check");
+inline const QLatin1String checked("check");
 /// A stored file was moved into quarantine, back from it, or removed there.
-constexpr QLatin1String quarantined("quarantine");
-constexpr QLatin1String restored("restore");
-constexpr QLatin1String purged("purge");
+inline const QLatin1String quarantined("quarantine");
+inline const QLatin1String restored("restore");
+inline const QLatin1String purged("purge");
 /// A finding of a check was mended.
-constexpr QLatin1String repaired("repair");
-constexpr QLatin1String backedUp("backup");
+inline const QLatin1String repaired("repair");
+inline const QLatin1String backedUp("backup");
 
 } // namespace eventKind
 

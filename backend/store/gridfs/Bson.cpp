@@ -73,22 +73,22 @@ Bson& Bson::array(const char* key, const Bson& value)
     return *this;
 }
 
-std::optional<bson_iter_t> BsonView::value(const char* path) const
+std::optional<BsonView::Value> BsonView::value(const char* path) const
 {
     bson_iter_t start = {};
     bson_iter_t found = {};
     if (bson_iter_init(&start, m_document) && bson_iter_find_descendant(&start, path, &found))
-        return found;
+        return Value{found};
     return std::nullopt;
 }
 
 std::optional<std::string> BsonView::text(const char* path) const
 {
     const auto found = value(path);
-    if (!found || !BSON_ITER_HOLDS_UTF8(&*found))
+    if (!found || !BSON_ITER_HOLDS_UTF8(&found->at))
         return std::nullopt;
     uint32_t length = 0;
-    const char* text = bson_iter_utf8(&*found, &length);
+    const char* text = bson_iter_utf8(&found->at, &length);
     return std::string(text, length);
 }
 
@@ -97,30 +97,30 @@ std::optional<qint64> BsonView::wholeNumber(const char* path) const
     const auto found = value(path);
     if (!found)
         return std::nullopt;
-    if (BSON_ITER_HOLDS_DOUBLE(&*found))
-        return exactly(bson_iter_double(&*found));
-    if (BSON_ITER_HOLDS_INT(&*found))
-        return bson_iter_as_int64(&*found);
+    if (BSON_ITER_HOLDS_DOUBLE(&found->at))
+        return exactly(bson_iter_double(&found->at));
+    if (BSON_ITER_HOLDS_INT(&found->at))
+        return bson_iter_as_int64(&found->at);
     return std::nullopt;
 }
 
 QDateTime BsonView::date(const char* path) const
 {
     const auto found = value(path);
-    if (!found || !BSON_ITER_HOLDS_DATE_TIME(&*found))
+    if (!found || !BSON_ITER_HOLDS_DATE_TIME(&found->at))
         return {};
-    return QDateTime::fromMSecsSinceEpoch(bson_iter_date_time(&*found), Qt::UTC);
+    return QDateTime::fromMSecsSinceEpoch(bson_iter_date_time(&found->at), Qt::UTC);
 }
 
 std::optional<BsonView::Bytes> BsonView::binary(const char* path) const
 {
     const auto found = value(path);
-    if (!found || !BSON_ITER_HOLDS_BINARY(&*found))
+    if (!found || !BSON_ITER_HOLDS_BINARY(&found->at))
         return std::nullopt;
     bson_subtype_t subtype = BSON_SUBTYPE_BINARY;
     uint32_t size = 0;
     const uint8_t* data = nullptr;
-    bson_iter_binary(&*found, &subtype, &size, &data);
+    bson_iter_binary(&found->at, &subtype, &size, &data);
     return Bytes{reinterpret_cast<const char*>(data), size};
 }
 
@@ -128,7 +128,7 @@ int BsonView::elements(const char* path) const
 {
     const auto found = value(path);
     bson_iter_t element = {};
-    if (!found || !BSON_ITER_HOLDS_ARRAY(&*found) || !bson_iter_recurse(&*found, &element))
+    if (!found || !BSON_ITER_HOLDS_ARRAY(&found->at) || !bson_iter_recurse(&found->at, &element))
         return 0;
     int count = 0;
     while (bson_iter_next(&element))

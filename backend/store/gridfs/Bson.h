@@ -67,8 +67,13 @@ public:
     /// Points into the document.
     [[nodiscard]] std::optional<Bytes> binary(const char* path) const;
 
+    /// Holds the library's type, which by itself would lose its alignment as an argument of a template.
+    struct Value
+    {
+        bson_iter_t at;
+    };
     /// A value of any type; points into the document.
-    [[nodiscard]] std::optional<bson_iter_t> value(const char* path) const;
+    [[nodiscard]] std::optional<Value> value(const char* path) const;
 
     /// How many elements the array at the path has; 0 where there is none.
     [[nodiscard]] int elements(const char* path) const;

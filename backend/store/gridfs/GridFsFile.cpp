@@ -146,7 +146,7 @@ GridFsFile GridFsFile::readNamed(const BsonView& document, const std::string& na
 {
     bson_value_t noId = null();
     auto id = document.value("_id");
-    GridFsFile file{GridFsId(id ? *bson_iter_value(&*id) : noId)};
+    GridFsFile file{GridFsId(id ? *bson_iter_value(&id->at) : noId)};
     file.m_documentName = name;
     file.m_stored.name = name;
     file.m_stored.storedAt = document.date("uploadDate");

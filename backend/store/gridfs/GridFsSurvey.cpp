@@ -110,13 +110,13 @@ bool isIndex(const BsonView& index, const NeededIndex& needed)
 {
     const auto key = index.value("key");
     bson_iter_t field = {};
-    if (!key || !bson_iter_recurse(&*key, &field))
+    if (!key || !bson_iter_recurse(&key->at, &field))
         return false;
     std::vector<std::string> fields;
     while (bson_iter_next(&field))
         fields.emplace_back(bson_iter_key(&field));
     const auto unique = index.value("unique");
-    return fields == needed.fields && (!needed.unique || (unique && bson_iter_as_bool(&*unique)));
+    return fields == needed.fields && (!needed.unique || (unique && bson_iter_as_bool(&unique->at)));
 }
 
 } // namespace
@@ -243,7 +243,7 @@ Status GridFsSurvey::countChunks(Page& page, const GridFsId& after, const GridFs
             auto found = chunk.value("files_id");
             if (!found)
                 return Status();
-            const GridFsId id(*bson_iter_value(&*found));
+            const GridFsId id(*bson_iter_value(&found->at));
             while (tally != page.end() && compared(tally->file.id(), id) < 0)
                 ++tally;
             const bool isKnown = !m_suspectChunks.empty() && compared(m_suspectChunks.back(), id) == 0;
