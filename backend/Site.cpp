@@ -2,6 +2,7 @@
 
 #include "backend/Operation.h"
 #include "backend/ServerPause.h"
+#include "backend/SiteWatch.h"
 #include "backend/database/Database.h"
 #include "backend/io/FileInfo.h"
 #include "backend/store/DocumentStore.h"
@@ -75,6 +76,7 @@ struct Site::Private
     std::atomic<quint64> epoch{
         1}; ///< another one: whatever a thread has open belongs to an earlier configuration
     QThreadStorage<ThreadPart*> threads;
+    SiteWatch watch; ///< of the database, where the site is used as long as the process runs
 
     const QString& resolvedPath();
     Result<Settings> settings();
@@ -83,6 +85,7 @@ struct Site::Private
     Result<Settings> failed(const Status& status);
     void welcome(const Settings& settings);
     ThreadPart& threadPart();
+    Status openDatabase(ThreadPart& part) const;
 };
 
 const QString& Site::Private::resolvedPath()
@@ -236,17 +239,25 @@ Result<Database*> Site::database()
         part.databasePause = {};
         part.databaseSettings = now->database;
     }
+    if (auto opened = d->openDatabase(part); !opened.ok())
+        return opened.from(SitePart::Rows);
+    if (d->use == Use::Services)
+        if (auto whole = d->watch.look(*part.database, now->database); !whole.ok())
+            return whole.from(SitePart::Rows);
+    return part.database.get();
+}
+
+Status Site::Private::openDatabase(ThreadPart& part) const
+{
     if (part.database)
-        return part.database.get();
+        return {};
     const auto open = [&part] {
         auto database = Database::open(part.databaseSettings);
         if (database.ok())
             part.database = std::move(database.value());
         return database.status();
     };
-    const auto opened = d->use == Use::Services ? part.databasePause.run(open) : open();
-    return opened.ok() ? Result<Database*>(part.database.get())
-                       : Result<Database*>(opened.from(SitePart::Rows));
+    return use == Use::Services ? part.databasePause.run(open) : open();
 }
 
 Result<DocumentStore*> Site::documentStore()
@@ -273,6 +284,7 @@ void Site::close()
     d->threadPart().database.reset();
     d->threadPart().databasePause = {};
     d->threadPart().store.reset();
+    d->watch.reset();
     const std::lock_guard<std::mutex> lock(d->storeMutex);
     d->store.reset();
 }

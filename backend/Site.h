@@ -47,7 +47,8 @@ public:
     /// The document store. Owned by the site.
     Result<DocumentStore*> documentStore();
 
-    /// Closes the connections of the calling thread and the store; the next use opens them again.
+    /// Closes the connections of the calling thread and the store; the next use opens them again. Waits for
+    /// the daily reading of the database (SiteWatch) where that is under way.
     void close();
 
 private:

@@ -296,6 +296,12 @@ Result<int> Database::schemaVersion()
     return version->toInt();
 }
 
+Result<QString> Database::readThroughTime()
+{
+    const auto time = value("SELECT checked_time FROM site WHERE id = 1");
+    return time.ok() ? Result(time->toString()) : time.status();
+}
+
 Result<QString> Database::engineVersion()
 {
     const auto version = value(d->connection.dialect().engineVersionSql());

@@ -35,6 +35,24 @@ Status examineOver(Connection& connection, const ExaminationOptions& options, Da
     return connection.dialect().examine(connection.handle(), options, flaws);
 }
 
+Status readOver(Connection& connection)
+{
+    if (auto status = connection.open(); !status.ok())
+        return status;
+    if (auto status = connection.dialect().identify(connection.handle()); !status.ok())
+        return status;
+    return connection.dialect().readThrough(connection.handle());
+}
+
+/// Waits for no disk: nobody's write is held up by it.
+Status noteReading(Connection& connection)
+{
+    if (auto status = connection.use(Durability::Deferred); !status.ok())
+        return status;
+    return connection.execute("UPDATE site SET checked_time = ? WHERE id = 1", {rowTime()},
+                              Connection::Purpose::Write, [](QSqlQuery&) { return Status(); });
+}
+
 } // namespace
 
 DatabaseFlaws compareSchemas(const SchemaObjects& ours, const SchemaObjects& found)
@@ -72,6 +90,20 @@ Result<DatabaseFlaws> Database::examine(const DatabaseSettings& settings, const 
     else if (!examined.ok())
         return examined.in(QStringLiteral("cannot examine the database %1").arg(connection.place()));
     return flaws;
+}
+
+Status Database::readThrough(const DatabaseSettings& settings)
+{
+    if (auto present = requireDatabaseFile(settings); !present.ok())
+        return present;
+    auto dialect = Dialect::forDriver(settings.driver);
+    if (!dialect.ok())
+        return dialect.status();
+    if (settings.driver != QLatin1String("QSQLITE"))
+        return {};
+    Connection connection(std::move(dialect.value()), settings);
+    const auto read = readOver(connection);
+    return connection.located(read.ok() ? noteReading(connection) : read);
 }
 
 } // namespace KOZAV::Backend

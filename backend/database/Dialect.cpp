@@ -34,6 +34,11 @@ Status Dialect::checkOpened(const QSqlDatabase& /*connection*/) const
     return {};
 }
 
+Status Dialect::readThrough(const QSqlDatabase& /*connection*/) const
+{
+    return {};
+}
+
 Status Dialect::inspect(const QSqlDatabase& /*connection*/, ServiceHealth& /*health*/) const
 {
     return {};

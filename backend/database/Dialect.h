@@ -49,6 +49,9 @@ public:
     /// A short look at a database that was just opened: Corrupt where it is damaged. Changes nothing.
     [[nodiscard]] virtual Status checkOpened(const QSqlDatabase& connection) const;
 
+    /// Reads a whole database through; Corrupt where it is damaged. Changes nothing.
+    [[nodiscard]] virtual Status readThrough(const QSqlDatabase& connection) const;
+
     /// Adds what a thorough look at the database finds wrong (Database::examine). The connection is
     /// identified, and used for nothing else. Corrupt where the damage does not let it go on.
     [[nodiscard]] virtual Status examine(const QSqlDatabase& connection, const ExaminationOptions& options,

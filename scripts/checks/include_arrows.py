@@ -76,7 +76,7 @@ ARROWS = (
 # declared on the lowest floor, since all speak of its events, and done on the highest.
 BACKEND_FLOORS = (
     (r"backend/operations/", r"backend/migrate/", r"backend/check/", r"backend/HostInterface\.cpp"),
-    (r"backend/Site\.",),
+    (r"backend/Site\w*\.",),
     (r"backend/records/",),
     (r"backend/database/", r"backend/store/"),
     (r"backend/config/", r"backend/pack/"),

@@ -25,6 +25,7 @@ public:
     [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;
     Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] Status checkOpened(const QSqlDatabase& connection) const override;
+    [[nodiscard]] Status readThrough(const QSqlDatabase& connection) const override;
     [[nodiscard]] Status examine(const QSqlDatabase& connection, const ExaminationOptions& options,
                                  DatabaseFlaws& flaws) const override;
     [[nodiscard]] const std::vector<MigrationStep>& migrations() const override;
@@ -56,7 +57,6 @@ private:
                                     const std::function<Status()>& work) const;
     [[nodiscard]] Status checkLength(const QSqlDatabase& connection) const;
     [[nodiscard]] Status checkEnds(const QSqlDatabase& connection, const QDeadlineTimer& deadline) const;
-    [[nodiscard]] Status readThrough(const QSqlDatabase& connection) const;
 
     [[nodiscard]] Status lookAtLength(const QSqlDatabase& connection, DatabaseFlaws& flaws) const;
     [[nodiscard]] Status lookAtPages(const QSqlDatabase& connection, DatabaseFlaws& flaws) const;
