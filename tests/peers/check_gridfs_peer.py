@@ -106,6 +106,44 @@ class Rules(PeerCase):
         self.assertEqual(caught.exception.details["writeErrors"][0]["index"], 1)
         self.assertEqual(chunks.count_documents({}), 2)
 
+    def test_dropped_index_refuses_no_more(self):
+        things = self.database.things
+        name = things.create_index("key", unique=True)
+        things.insert_one({"key": 1})
+        with self.assertRaises(errors.OperationFailure) as caught:
+            things.drop_index("other")
+        self.assertEqual(caught.exception.code, 27)
+        things.drop_index(name)
+        things.insert_one({"key": 1})
+        self.assertEqual([index["name"] for index in things.list_indexes()], ["_id_"])
+
+    def test_documents_are_found_by_type(self):
+        values = {"number": 1, "long": bson.Int64(1), "text": "1", "id": bson.ObjectId(), "flag": True, "none": None}
+        things = self.database.things
+        things.insert_many([{"name": name, "value": value} for name, value in values.items()])
+        things.insert_one({"name": "missing"})
+        for name, wanted in (("id", "objectId"), ("id", 7), ("number", "int"), ("long", 18), ("flag", 8), ("none", 10)):
+            with self.subTest(wanted=wanted):
+                self.assertEqual(names(things.find({"value": {"$type": wanted}})), [name])
+        others = names(things.find({"value": {"$not": {"$type": 7}}}))
+        self.assertEqual(others, ["flag", "long", "missing", "none", "number", "text"])
+        low, high = bson.ObjectId("0" * 24), bson.ObjectId("f" * 24)
+        self.assertEqual(names(things.find({"value": {"$gt": low, "$lte": high}})), ["id"])
+
+    def test_fields_change_in_documents_only(self):
+        things = self.database.things
+        things.insert_many([{"name": "a", "part": {"x": 1}}, {"name": "b"}, {"name": "c", "part": "text"}])
+        for name in "ab":
+            self.assertEqual(things.update_one({"name": name}, {"$set": {"part.y": 2}}).modified_count, 1)
+        with self.assertRaises(errors.WriteError) as caught:
+            things.update_one({"name": "c"}, {"$set": {"part.y": 2}})
+        self.assertEqual(caught.exception.code, 28)
+        self.assertEqual([found.get("part") for found in things.find().sort("name")], [{"x": 1, "y": 2}, {"y": 2}, "text"])
+        for name in "abc":
+            things.update_one({"name": name}, {"$unset": {"part.y": "", "other.y": ""}})
+        self.assertEqual([found.get("part") for found in things.find().sort("name")], [{"x": 1}, {}, "text"])
+        self.assertFalse(any("other" in found for found in things.find()))
+
     def test_unordered_insert_goes_on(self):
         things = self.database.things
         with self.assertRaises(errors.BulkWriteError):

@@ -71,6 +71,21 @@ def list_indexes(server, message):
     return peer_wire.batch_reply(namespace, 0, "firstBatch", [bson.encode(index.options) for index in indexes])
 
 
+def drop_indexes(server, message):
+    namespace = server.namespace(message.command)
+    if namespace not in server.data.collections:
+        raise Refused(26, "ns not found", "NamespaceNotFound")
+    indexes = server.data.collections[namespace].indexes
+    before, name = len(indexes), message.command["index"]
+    if name == "_id_":
+        raise Refused(72, "cannot drop _id index", "InvalidOptions")
+    if name != "*" and name not in indexes:
+        raise Refused(27, "index not found with name [%s]" % name, "IndexNotFound")
+    for dropped in [known for known in indexes if known != "_id_" and name in ("*", known)]:
+        del indexes[dropped]
+    return {"nIndexesWas": before, "ok": 1.0}
+
+
 def list_collections(server, message):
     prefix = message.command["$db"] + "."
     names = [name[len(prefix) :] for name in server.data.collections if name.startswith(prefix)]
@@ -130,6 +145,7 @@ COMMANDS = {
     "distinct": peer_reads.distinct,
     "aggregate": peer_reads.aggregate,
     "createIndexes": create_indexes,
+    "dropIndexes": drop_indexes,
     "listIndexes": list_indexes,
     "listCollections": list_collections,
     "listDatabases": list_databases,

@@ -68,6 +68,12 @@ Status moveUnknown(const GridFsFile& file, const Status& failure)
                                       .arg(displayPath(file.stored().name), failure.message()));
 }
 
+Status markUnknown(const StoreLocation& location, const Status& failure)
+{
+    return Status::outcomeUnknown(QStringLiteral("it is not known whether %1 was marked: %2")
+                                      .arg(locationText(location), failure.message()));
+}
+
 /// What the location is marked with, compared with the identity that it should be marked with; nothing where
 /// it has no mark.
 Result<bool> hasSameMark(GridFsBucket& bucket, const QString& identity)
@@ -278,6 +284,8 @@ Status GridFsDocumentStore::writeSiteMark(const StoreLocation& location, const Q
     const MongoWrite write = bucket.insertSiteMark(identity.toStdString());
     if (write.end == MongoWrite::End::Unknown)
         return clarifyMark(location, identity, write.status);
+    if (write.end == MongoWrite::End::Unconfirmed)
+        return markUnknown(location, write.status);
     if (write.status.code() != ErrorCode::AlreadyExists)
         return write.status;
     return hasSameMark(bucket, identity).status(); // somebody else was faster
@@ -390,8 +398,7 @@ Status GridFsDocumentStore::clarifyMark(const StoreLocation& location, const QSt
         return marked.status();
     if (marked.ok() && marked.value() && recovery->bucket().confirm().ok())
         return {};
-    return Status::outcomeUnknown(QStringLiteral("it is not known whether %1 was marked: %2")
-                                      .arg(locationText(location), failure.message()));
+    return markUnknown(location, failure);
 }
 
 /// The connection was lost at the files document: a new one tells whether it is still there.

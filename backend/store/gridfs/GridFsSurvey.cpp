@@ -142,6 +142,12 @@ struct GridFsSurvey::Tally
         return (file.stored().length + file.chunkSize() - 1) / file.chunkSize();
     }
 
+    /// Nothing but one chunk behind the last.
+    [[nodiscard]] bool hasOneMore() const
+    {
+        return file.damage().isEmpty() && !hasGap && !hasTwice && next == expected() + 1;
+    }
+
     [[nodiscard]] std::optional<StoreFlaw> flaw() const
     {
         const StoredFile& stored = file.stored();
@@ -305,12 +311,21 @@ Status GridFsSurvey::lookAgainAtFile(const GridFsId& id)
     const auto flaw = tally->flaw();
     if (!visited.ok() || !flaw)
         return visited;
-    const bool mayBeEmpty =
-        flaw->kind == Kind::ChunksSurplus && !tally->hasTwice && tally->next == tally->expected() + 1;
-    const auto empty = mayBeEmpty ? isEmptyChunk(id, tally->expected()) : Result(false);
-    if (empty.ok() && !empty.value())
+    const auto isReal = isStillThere(id, *tally);
+    if (isReal.ok() && isReal.value())
         m_flaws.push_back(*flaw);
-    return empty.status();
+    return isReal.status();
+}
+
+/// Whether what was counted is a flaw. A removal takes the files document before the chunks: while that is
+/// there, the chunks are.
+Result<bool> GridFsSurvey::isStillThere(const GridFsId& id, const Tally& tally)
+{
+    const auto hasFile = m_bucket.hasFile(id);
+    if (!hasFile.ok() || !hasFile.value() || !tally.hasOneMore())
+        return hasFile;
+    const auto empty = isEmptyChunk(id, tally.expected());
+    return empty.ok() ? Result(!empty.value()) : empty;
 }
 
 /// Some programs end a file with an empty chunk.

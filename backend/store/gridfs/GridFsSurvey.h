@@ -36,6 +36,7 @@ private:
     void judge(const Page& page);
     Status lookAgain();
     Status lookAgainAtFile(const GridFsId& id);
+    Result<bool> isStillThere(const GridFsId& id, const Tally& tally);
     Result<bool> isEmptyChunk(const GridFsId& id, qint64 number);
     Status lookAgainAtChunks(const GridFsId& id);
 
