@@ -1,42 +1,21 @@
 #include "host/BatchRun.h"
 
+#include "host/BatchBox.h"
 #include "host/DialogOperator.h"
 #include "host/MainWindow.h"
+#include "host/ManifestKeeper.h"
 #include "host/SiteAccess.h"
 #include "terminal/TextTable.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QGroupBox>
 #include <QLineEdit>
 #include <QPixmap>
 #include <QProgressBar>
 #include <QPushButton>
 
 namespace KOZAV::Host {
-
-namespace {
-
-QGroupBox* batchBox(const QWidget& panel)
-{
-    for (auto* box : panel.findChildren<QGroupBox*>()) {
-        if (box->title() == QStringLiteral("批量导入"))
-            return box;
-    }
-    return nullptr;
-}
-
-QPushButton* button(const QWidget& box, const QString& text)
-{
-    for (auto* candidate : box.findChildren<QPushButton*>()) {
-        if (candidate->text() == text)
-            return candidate;
-    }
-    return nullptr;
-}
-
-} // namespace
 
 BatchRun::BatchRun(MainWindow& window, SiteAccess& site, const QString& directory, const QString& screenshots,
                    QTextStream& out)
@@ -80,21 +59,21 @@ int BatchRun::run()
 
 bool BatchRun::chooseDirectory()
 {
-    const QGroupBox* box = batchBox(*m_window.importPanel());
+    const BatchBox box = batchBoxOf(*m_window.importPanel());
     m_operator->chooseDirectory(m_directory);
-    button(*box, QStringLiteral("打开"))->click();
-    return QDir(box->findChild<QLineEdit*>()->text()) == QDir(m_directory);
+    box.openButton->click();
+    return QDir(box.directory->text()) == QDir(m_directory);
 }
 
 void BatchRun::importDirectory()
 {
-    const QGroupBox* box = batchBox(*m_window.importPanel());
-    connect(box->findChild<QProgressBar*>(), &QProgressBar::valueChanged, this, &BatchRun::showProgress);
+    const BatchBox box = batchBoxOf(*m_window.importPanel());
+    connect(box.progress, &QProgressBar::valueChanged, this, &BatchRun::showProgress);
     const auto calls =
         connect(&m_site, &SiteAccess::serviceCalled, this,
                 [this](const Backend::OperationEvent& event) { m_report->serviceCalled(event); });
     m_report->start();
-    button(*box, QStringLiteral("导入"))->click();
+    box.importButton->click();
     disconnect(calls);
 }
 
@@ -134,7 +113,7 @@ void BatchRun::printReport()
               << " (look with \"zav_admin jobs\" before importing again)\n"
               << unknown.toString();
     m_out << "\nNot imported: " << refused.rowCount() << '\n' << refused.toString();
-    for (const QString& remark : m_report->remarks())
+    for (const QString& remark : m_report->remarks() + m_window.manifestKeeper().remarks())
         m_out << "remark: " << remark << '\n';
     m_out.flush();
 }

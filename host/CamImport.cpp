@@ -1,8 +1,9 @@
 // How a confirmed job becomes an open one. The job list panel announces it and returns; what follows must not
 // hold up the window, so the stored file is fetched and unpacked on a thread of the pool, and only signals
-// come back. The file goes through the panel's own retrieval, under a name that is used once, so that two
-// clients on one machine do not meet. The store has compared it with its own sum, which would change places
-// with the file: here it is compared with the job's row.
+// come back. The file goes through the panel's own retrieval, into a work folder of this program's own, so
+// that two clients on one machine do not meet, and what is left when the program is ended goes with that
+// folder. The store has compared the file with its own sum, which would change places with the file: here it
+// is compared with the job's row.
 //
 // hasImportSuccess() is emitted last and only for a job whose matrix could be read: the panel stamps the flow
 // and asks the robot as soon as it hears it. One job is imported at a time, since that signal names none.
@@ -80,22 +81,23 @@ void CamImport::start(const QString& jobName)
     }
     m_jobName = jobName;
     m_cancelled = false;
-    m_workFolder = std::make_unique<QTemporaryDir>(m_site.workDirectory() + QStringLiteral("/job-XXXXXX"));
-    if (!m_workFolder->isValid()) {
-        Q_EMIT failed(jobName, m_workFolder->errorString());
+    const QString work = m_site.workDirectory();
+    m_workFolder = std::make_unique<QTemporaryDir>(work + QStringLiteral("/job-XXXXXX"));
+    if (work.isEmpty() || !m_workFolder->isValid()) {
+        Q_EMIT failed(jobName, work.isEmpty() ? QStringLiteral("下载缓存中无法建立工作目录")
+                                              : m_workFolder->errorString());
         return;
     }
     Q_EMIT started(jobName);
     m_watcher.setFuture(QtConcurrent::run(this, &CamImport::importStoredFile, *job,
-                                          m_site.storedBytes(job->storedName),
-                                          m_workFolder->filePath(QStringLiteral("job"))));
+                                          m_site.storedBytes(job->storedName), m_workFolder->path()));
 }
 
 CamImport::Outcome CamImport::importStoredFile(const ImportedJob& job, qint64 storedBytes,
                                                const QString& workFolder)
 {
     Q_EMIT progressed(-1, storedBytes);
-    const QString archive = fetch(job.storedName);
+    const QString archive = fetch(job.storedName, workFolder);
     if (archive.isEmpty())
         return {{}, QStringLiteral("存储文件 %1 取不回来").arg(job.storedName)};
     if (!SiteAccess::isAsImported(job, archive)) {
@@ -112,7 +114,7 @@ CamImport::Outcome CamImport::openFetched(const QString& archive, qint64 storedB
 {
     UnpackRequest request;
     request.archive = archive;
-    request.folder = workFolder;
+    request.folder = workFolder + QStringLiteral("/job");
     request.cancelled = &m_cancelled;
     request.progress = [this, storedBytes](qint64 done) { Q_EMIT progressed(done, storedBytes); };
     const UnpackResult unpacked = unpackJob(request);
@@ -121,20 +123,19 @@ CamImport::Outcome CamImport::openFetched(const QString& archive, qint64 storedB
         return {{}, QStringLiteral("已取消")};
     if (!unpacked.ok())
         return {{}, unpacked.error};
-    OdbJob job = openOdbJob(workFolder);
+    OdbJob job = openOdbJob(request.folder);
     const QString error = job.error;
     return {std::move(job), error};
 }
 
-QString CamImport::fetch(const QString& storedName)
+QString CamImport::fetch(const QString& storedName, const QString& workFolder)
 {
     const QFileInfo name(storedName);
-    const QString local =
-        QStringLiteral("cam-") + QString::fromStdString(Common::commonInterface()->getGUID());
-    m_panel.getFilesFrommogodbUuidTypeOriginName(local, name.completeBaseName(), name.suffix());
     const auto config = Common::commonInterface()->getConfig();
-    const QString path =
-        QString::fromStdString(config.downloadCacheDir) + local + QLatin1Char('.') + name.suffix();
+    const QDir cache(QString::fromStdString(config.downloadCacheDir));
+    const QString local = cache.relativeFilePath(workFolder + QStringLiteral("/archive"));
+    m_panel.getFilesFrommogodbUuidTypeOriginName(local, name.completeBaseName(), name.suffix());
+    const QString path = cache.filePath(local) + QLatin1Char('.') + name.suffix();
     return QFile::exists(path) ? path : QString();
 }
 

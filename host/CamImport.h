@@ -73,7 +73,7 @@ private:
     [[nodiscard]] Outcome importStoredFile(const ImportedJob& job, qint64 storedBytes,
                                            const QString& workFolder);
     [[nodiscard]] Outcome openFetched(const QString& archive, qint64 storedBytes, const QString& workFolder);
-    [[nodiscard]] QString fetch(const QString& storedName);
+    [[nodiscard]] QString fetch(const QString& storedName, const QString& workFolder);
     void finished();
 
     SiteAccess& m_site;

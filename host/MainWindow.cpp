@@ -11,6 +11,7 @@
 #include "host/CamImport.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
+#include "host/ManifestKeeper.h"
 #include "host/OrigFileModel.h"
 #include "host/RobotProbe.h"
 #include "host/ServiceLog.h"
@@ -49,6 +50,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_importPanel(new UI::ZAV_ImportFromFile_Widget(this))
     , m_files(new OrigFileModel(site, this))
     , m_camImport(new CamImport(site, *m_importPanel, this))
+    , m_manifests(new ManifestKeeper(site, *m_importPanel, this))
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
 {
@@ -59,6 +61,8 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     buildDocks();
     buildMenu();
     connectParts();
+    connectManifests();
+    m_manifests->recover();
     reloadFiles();
 }
 
@@ -150,6 +154,18 @@ void MainWindow::connectParts()
                   QStringLiteral("%1 无法打开：%2").arg(jobName, reason));
     });
     connect(m_robotProbe, &RobotProbe::probed, m_status, &SiteStatusBar::showRobot);
+}
+
+void MainWindow::connectManifests()
+{
+    connect(m_manifests, &ManifestKeeper::putBack, this, [this](const QString& folder) {
+        m_log.add(QtInfoMsg, QStringLiteral("client"),
+                  QStringLiteral("%1 未导入，readme.json 已放回").arg(folder));
+    });
+    connect(m_manifests, &ManifestKeeper::lost, this, [this](const QString& folder, const QString& reason) {
+        m_log.add(QtWarningMsg, QStringLiteral("client"),
+                  QStringLiteral("%1 的 readme.json 未能保留：%2").arg(folder, reason));
+    });
 }
 
 void MainWindow::watchRobot()

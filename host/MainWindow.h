@@ -17,6 +17,7 @@ namespace KOZAV::Host {
 
 class CamImport;
 class JobListDock;
+class ManifestKeeper;
 class OrigFileModel;
 class RobotProbe;
 class ServiceLog;
@@ -36,6 +37,7 @@ public:
     [[nodiscard]] UI::ZAV_ImportFromFile_Widget* importPanel() const { return m_importPanel; }
     [[nodiscard]] CamImport& camImport() const { return *m_camImport; }
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
+    [[nodiscard]] const ManifestKeeper& manifestKeeper() const { return *m_manifests; }
 
     /// Has sizes and places of this window kept in the configuration's folder from now on, and those of the
     /// last time restored.
@@ -55,6 +57,7 @@ private:
     void buildDocks();
     void buildMenu();
     void connectParts();
+    void connectManifests();
     QWidget* buildMessages();
     void reloadFiles();
     void openJob(const DataLib::Model::Odbpp_Job_C& job);
@@ -65,6 +68,7 @@ private:
     OrigFileModel* m_files;
     QTableView* m_fileTable = nullptr;
     CamImport* m_camImport;
+    ManifestKeeper* m_manifests;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;
     SiteStatusBar* m_status;

@@ -4,17 +4,24 @@
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 #include "backend/io/FileCopy.h"
+#include "backend/io/ProcessFolder.h"
+#include "backend/io/TempFile.h"
 #include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+
+#include <map>
+#include <string>
 
 namespace KOZAV::Host {
 
 using Backend::ErrorCode;
 using Backend::OperationEvent;
+using Backend::ProcessFolder;
 using Backend::ServiceHealth;
 using Backend::Site;
 using Backend::SitePart;
@@ -46,10 +53,41 @@ QString placesOf(const Backend::Settings& settings)
         .join(QLatin1Char('\n'));
 }
 
+std::string sharedWorkFolder(const Backend::Settings& settings)
+{
+    return QFile::encodeName(settings.downloadCache + QStringLiteral("work")).toStdString();
+}
+
+/// Removes what an import that was interrupted left outside of the folder of a process, a day after.
+void removeUnclaimed(const QString& downloadCache)
+{
+    const QDateTime yesterday = QDateTime::currentDateTime().addDays(-1);
+    Backend::removeStaleTempFiles(QFile::encodeName(downloadCache).toStdString());
+    for (const QFileInfo& file : QDir(downloadCache).entryInfoList({QStringLiteral("cam-*")}, QDir::Files)) {
+        if (file.lastModified() < yesterday)
+            QFile::remove(file.filePath());
+    }
+    const QDir work(downloadCache + QStringLiteral("work"));
+    for (const QFileInfo& folder :
+         work.entryInfoList({QStringLiteral("job-*")}, QDir::Dirs | QDir::NoSymLinks)) {
+        if (folder.lastModified() < yesterday)
+            QDir(folder.filePath()).removeRecursively();
+    }
+}
+
 } // namespace
+
+/// Work folders that this process holds: one in each download cache that the configuration has named, and
+/// those that it has taken over.
+struct SiteAccess::WorkFolders
+{
+    std::map<std::string, ProcessFolder> own;
+    std::map<QString, ProcessFolder> abandoned;
+};
 
 SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
     : QObject(parent)
+    , m_work(std::make_unique<WorkFolders>())
 {
     // Calls end on any thread; what is shown of them changes on that of the window.
     qRegisterMetaType<OperationEvent>();
@@ -61,6 +99,8 @@ SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
 SiteAccess::~SiteAccess()
 {
     Backend::setOperationObserver({});
+    for (auto& own : m_work->own)
+        own.second.removeIfEmpty();
 }
 
 QString SiteAccess::open()
@@ -122,13 +162,48 @@ QString SiteAccess::configurationPath() const
     return Backend::configurationFile();
 }
 
-QString SiteAccess::workDirectory() const
+QString SiteAccess::workDirectory()
 {
     const auto settings = Site::current().settings();
     if (!settings.ok())
         return {};
-    const QString directory = settings->downloadCache + QStringLiteral("work");
-    return QDir().mkpath(directory) ? directory : QString();
+    const std::string shared = sharedWorkFolder(settings.value());
+    // The configuration may name another cache by now: what lies in the one before stays usable.
+    auto own = m_work->own.find(shared);
+    if (own == m_work->own.end()) {
+        auto made = ProcessFolder::make(shared);
+        if (!made.ok())
+            return {};
+        own = m_work->own.emplace(shared, std::move(made.value())).first;
+    }
+    return QFile::decodeName(own->second.path().c_str());
+}
+
+QStringList SiteAccess::takeAbandonedWork()
+{
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return {};
+    removeUnclaimed(settings->downloadCache);
+    auto taken = ProcessFolder::takeAbandoned(sharedWorkFolder(settings.value()));
+    if (!taken.ok())
+        return {};
+    QStringList directories;
+    for (ProcessFolder& folder : taken.value()) {
+        const QString directory = QFile::decodeName(folder.path().c_str());
+        directories << directory;
+        m_work->abandoned.emplace(directory, std::move(folder));
+    }
+    return directories;
+}
+
+void SiteAccess::removeAbandonedWork(const QString& directory)
+{
+    const auto folder = m_work->abandoned.find(directory);
+    if (folder == m_work->abandoned.end())
+        return;
+    (void)folder->second.remove();
+    m_work->abandoned.erase(folder);
 }
 
 std::vector<OrigFileRow> SiteAccess::origFiles()

@@ -6,7 +6,9 @@
 #include <QDateTime>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -57,8 +59,14 @@ public:
     /// reached the last time that something was asked of them.
     [[nodiscard]] const Backend::ServiceHealth& part(Backend::SitePart part) const;
     [[nodiscard]] QString configurationPath() const;
-    /// A directory of this machine for work files of any size; empty where it cannot be made.
-    [[nodiscard]] QString workDirectory() const;
+    /// A directory of this machine for work files of any size, this program's alone; empty where it cannot be
+    /// made. It lies in the download cache.
+    [[nodiscard]] QString workDirectory();
+    /// The work directories of programs that have ended without removing them, for this one from now on.
+    /// Removes what of an interrupted import lies beside them.
+    [[nodiscard]] QStringList takeAbandonedWork();
+    /// Removes one of these.
+    void removeAbandonedWork(const QString& directory);
 
     /// Newest first; none where they cannot be read.
     [[nodiscard]] std::vector<OrigFileRow> origFiles();
@@ -81,6 +89,8 @@ private:
     void notePart(Backend::SitePart part, const QString& failure);
     Backend::ServiceHealth& stateOf(Backend::SitePart part);
 
+    struct WorkFolders;
+    std::unique_ptr<WorkFolders> m_work;
     QString m_places; ///< the places that the parts were looked at
     Backend::ServiceHealth m_rows;
     Backend::ServiceHealth m_files;

@@ -174,6 +174,27 @@ Descriptor openBeneath(int folder, const QString& path, int flags)
     return openByParts(folder, name, flags);
 }
 
+std::error_code writeAll(int file, const QByteArray& content)
+{
+    for (qint64 done = 0; done < content.size();) {
+        const auto written =
+            ::write(file, content.constData() + done, static_cast<size_t>(content.size() - done));
+        if (written < 0 && errno != EINTR)
+            return lastError();
+        done += std::max<qint64>(written, 0);
+    }
+    return ::fsync(file) == 0 ? std::error_code() : lastError();
+}
+
+/// Gives a file a second name that nothing has yet, and brings that to the disk.
+std::error_code linked(int folder, const QByteArray& name, int newFolder, const QByteArray& newName,
+                       int flags)
+{
+    if (::linkat(folder, name.constData(), newFolder, newName.constData(), flags) != 0)
+        return lastError();
+    return ::fsync(newFolder) == 0 ? std::error_code() : lastError();
+}
+
 QString folderOf(const QString& path)
 {
     return path.left(std::max(0, path.lastIndexOf(QLatin1Char('/'))));
@@ -229,6 +250,31 @@ std::error_code WorkFolder::makeFile(const QString& path, QFile& file) const
         return parent.error();
     Descriptor made = openPart(parent.get(), nameOf(path), O_WRONLY | O_CREAT | O_EXCL, 0666);
     return made.error() ? made.error() : made.giveTo(file, QIODevice::WriteOnly | QIODevice::Unbuffered);
+}
+
+std::error_code WorkFolder::publishFile(const QString& path, const QByteArray& content) const
+{
+    const Descriptor parent = openBeneath(m_folder, folderOf(path), folderFlags);
+    if (parent.error())
+        return parent.error();
+    // A file without a name leaves nothing behind when the program ends before it has one.
+    Descriptor nameless(::openat(parent.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+    if (!nameless.error()) {
+        if (const std::error_code error = writeAll(nameless.get(), content); error)
+            return error;
+        const QByteArray open = "/proc/self/fd/" + QByteArray::number(nameless.get());
+        return linked(AT_FDCWD, open, parent.get(), nameOf(path), AT_SYMLINK_FOLLOW);
+    }
+    const QByteArray part = nameOf(path) + ".part";
+    ::unlinkat(parent.get(), part.constData(), 0);
+    const Descriptor named = openPart(parent.get(), part, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    std::error_code error = named.error();
+    if (!error)
+        error = writeAll(named.get(), content);
+    if (!error)
+        error = linked(parent.get(), part, parent.get(), nameOf(path), 0);
+    ::unlinkat(parent.get(), part.constData(), 0);
+    return error;
 }
 
 std::error_code WorkFolder::makeLink(const QString& path, const QByteArray& target) const

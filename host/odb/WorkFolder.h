@@ -45,6 +45,9 @@ public:
     [[nodiscard]] std::error_code makeFolderOf(const QString& path) const;
     /// Makes a file in a folder that exists, and opens it for writing; never one that is there already.
     [[nodiscard]] std::error_code makeFile(const QString& path, QFile& file) const;
+    /// Makes a file with this content, durably, in a folder that exists: whole or not at all, and never over
+    /// anything that has its name (file_exists).
+    [[nodiscard]] std::error_code publishFile(const QString& path, const QByteArray& content) const;
     /// Makes a symbolic link in a folder that exists.
     [[nodiscard]] std::error_code makeLink(const QString& path, const QByteArray& target) const;
     /// Opens a regular file for reading; what is none is not waited for and fails as not_supported.

@@ -1,0 +1,262 @@
+// The copies of a batch are one file, the journal: a line for each manifest, with its folder and its content,
+// then a line for each copy that was dropped, appended while the batch runs. It is on the disk before the
+// panel begins to delete manifests, which costs the batch one flush; the lines of the drops are not flushed,
+// since the program alone may end at any moment without losing them. After a crash of the machine a manifest
+// may so come back into the folder of a job that was imported, which loses nothing.
+//
+// Both signals of the panel's button frame its slot: pressed() comes before clicked(), however the button is
+// worked, and a connection made to clicked() after the panel's own is called after it. A press that does not
+// become a click leaves copies of manifests that are all in their places, which the next press puts aside.
+
+#include "host/ManifestKeeper.h"
+
+#include "host/BatchBox.h"
+#include "host/SiteAccess.h"
+#include "host/odb/WorkFolder.h"
+#include "ui/import_from_file/BatchDirectory.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QSet>
+
+#include <optional>
+
+namespace KOZAV::Host {
+
+using Backend::OperationEvent;
+using Backend::OperationOutcome;
+using Backend::ServiceOperation;
+
+namespace {
+
+/// A longer file is no manifest.
+constexpr qint64 mostBytes = 16LL * 1024 * 1024;
+/// So long a copy waits for a batch directory that is not there, such as one on a disk that is not mounted.
+constexpr int mostDays = 30;
+
+QString manifestName()
+{
+    return QStringLiteral("readme.json");
+}
+
+QString journalName(int batch)
+{
+    return QStringLiteral("/manifests-%1").arg(batch);
+}
+
+QByteArray line(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+/// The manifest of a job folder, or why it cannot be kept; neither where there is none.
+struct FoundManifest
+{
+    std::optional<QByteArray> content;
+    QString refusal;
+};
+
+FoundManifest readManifest(const QString& folder)
+{
+    WorkFolder opened;
+    QFile file;
+    std::error_code error = opened.open(folder);
+    if (!error)
+        error = opened.openFile(manifestName(), file);
+    if (error == std::errc::no_such_file_or_directory)
+        return {};
+    if (error)
+        return {std::nullopt, WorkFolder::reason(error)};
+    if (file.size() > mostBytes)
+        return {std::nullopt, QStringLiteral("it is longer than %1 bytes").arg(mostBytes)};
+    QByteArray content = file.read(mostBytes);
+    if (file.error() != QFile::NoError)
+        return {std::nullopt, file.errorString()};
+    return {std::move(content), QString()};
+}
+
+/// The numbers of the copies that a journal says are dropped.
+QSet<int> droppedIn(QFile& journal)
+{
+    QSet<int> dropped;
+    journal.seek(0);
+    while (!journal.atEnd()) {
+        const QJsonValue number =
+            QJsonDocument::fromJson(journal.readLine()).object().value(QStringLiteral("dropped"));
+        if (number.isDouble())
+            dropped.insert(number.toInt());
+    }
+    return dropped;
+}
+
+} // namespace
+
+ManifestKeeper::ManifestKeeper(SiteAccess& site, const QWidget& panel, QObject* parent)
+    : QObject(parent)
+    , m_site(site)
+{
+    const BatchBox box = batchBoxOf(panel);
+    // The field may be cleared while the panel keeps the directory.
+    connect(box.directory, &QLineEdit::textChanged, this, [this](const QString& directory) {
+        if (!directory.isEmpty())
+            m_directory = directory;
+    });
+    connect(box.importButton, &QPushButton::pressed, this, &ManifestKeeper::keep);
+    connect(box.importButton, &QPushButton::clicked, this, &ManifestKeeper::restore);
+    connect(&site, &SiteAccess::serviceCalled, this, &ManifestKeeper::serviceCalled);
+}
+
+ManifestKeeper::~ManifestKeeper()
+{
+    restore();
+}
+
+void ManifestKeeper::keep()
+{
+    restore();
+    if (m_directory.isEmpty())
+        return;
+    const QString work = m_site.workDirectory();
+    QSaveFile journal(work + journalName(++m_batches));
+    for (const QFileInfo& company : UI::batchCompanies(m_directory)) {
+        for (const QFileInfo& job : UI::batchJobs(UI::batchEntryPath(company))) {
+            if (UI::batchEntryKind(job) != UI::BatchEntryKind::JobFolder)
+                continue;
+            const QString folder = UI::batchEntryPath(job);
+            const FoundManifest found = readManifest(folder);
+            if (!found.refusal.isEmpty())
+                tellLost(folder, found.refusal);
+            if (!found.content)
+                continue;
+            if (!journal.isOpen() && !journal.open(QIODevice::WriteOnly))
+                return tellLost(m_directory, journal.errorString());
+            m_kept.insert(folder, m_kept.size());
+            journal.write(
+                line({{QStringLiteral("folder"), folder},
+                      {QStringLiteral("content"), QString::fromLatin1(found.content->toBase64())}}));
+        }
+    }
+    if (m_kept.isEmpty())
+        return;
+    m_journal.setFileName(journal.fileName());
+    if (!journal.commit() ||
+        !m_journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered)) {
+        m_kept.clear();
+        tellLost(m_directory, journal.errorString());
+    }
+}
+
+void ManifestKeeper::serviceCalled(const OperationEvent& event)
+{
+    switch (event.operation) {
+    case ServiceOperation::FoldersCompressSave2MongoDb:
+        m_folder = event.subject;
+        m_storedName = event.storedName;
+        break;
+    case ServiceOperation::MongodbPut:
+        m_folder.clear();
+        break;
+    case ServiceOperation::InputJobCompressByFolder:
+        if (event.outcome == OperationOutcome::Succeeded && event.storedName == m_storedName)
+            drop(m_folder);
+        break;
+    default:
+        break;
+    }
+}
+
+void ManifestKeeper::drop(const QString& folder)
+{
+    const auto kept = m_kept.constFind(folder);
+    if (kept != m_kept.constEnd())
+        m_journal.write(line({{QStringLiteral("dropped"), *kept}}));
+}
+
+void ManifestKeeper::restore()
+{
+    m_kept.clear();
+    if (!m_journal.isOpen())
+        return;
+    m_journal.close();
+    restoreFrom(m_journal.fileName());
+}
+
+void ManifestKeeper::recover()
+{
+    for (const QString& work : m_site.takeAbandonedWork()) {
+        const QDir folder(work);
+        const QStringList journals = {QStringLiteral("manifests-*")};
+        for (const QString& name : folder.entryList(journals, QDir::Files))
+            restoreFrom(folder.filePath(name));
+        if (folder.entryList(journals, QDir::Files).isEmpty())
+            m_site.removeAbandonedWork(work);
+    }
+}
+
+/// Puts back what the journal has and did not drop. The journal goes when nothing in it is left to do.
+void ManifestKeeper::restoreFrom(const QString& journalPath)
+{
+    QFile journal(journalPath);
+    if (!journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered))
+        return tellLost(journalPath, journal.errorString());
+    const bool mayWait = QFileInfo(journal).lastModified().daysTo(QDateTime::currentDateTime()) < mostDays;
+    const QSet<int> dropped = droppedIn(journal);
+    QByteArray done;
+    int waiting = 0;
+    journal.seek(0);
+    for (int number = 0; !journal.atEnd(); ++number) {
+        const QJsonObject copy = QJsonDocument::fromJson(journal.readLine()).object();
+        if (!copy.contains(QStringLiteral("folder")))
+            break;
+        if (dropped.contains(number))
+            continue;
+        const QByteArray content =
+            QByteArray::fromBase64(copy.value(QStringLiteral("content")).toString().toLatin1());
+        if (restoreOne(copy.value(QStringLiteral("folder")).toString(), content, mayWait))
+            done += line({{QStringLiteral("dropped"), number}});
+        else
+            ++waiting;
+    }
+    if (waiting == 0)
+        journal.remove();
+    else
+        journal.write(done);
+}
+
+/// @return false where it is to be tried again at the next start
+bool ManifestKeeper::restoreOne(const QString& folder, const QByteArray& content, bool mayWait)
+{
+    const FoundManifest found = readManifest(folder);
+    if (found.content == content)
+        return true;
+    WorkFolder opened;
+    std::error_code error = opened.open(folder);
+    if (error == std::errc::no_such_file_or_directory && QFileInfo::exists(QFileInfo(folder).path())) {
+        tellLost(folder, QStringLiteral("the job folder is gone"));
+        return true;
+    }
+    if (!error)
+        error = opened.publishFile(manifestName(), content);
+    if (!error) {
+        m_remarks << QStringLiteral("the manifest is back in %1").arg(folder);
+        Q_EMIT putBack(folder);
+        return true;
+    }
+    const bool taken = error == std::errc::file_exists;
+    tellLost(folder, taken ? QStringLiteral("there is another one now") : WorkFolder::reason(error));
+    return taken || !mayWait;
+}
+
+void ManifestKeeper::tellLost(const QString& folder, const QString& reason)
+{
+    m_remarks << QStringLiteral("the manifest of %1 could not be kept: %2").arg(folder, reason);
+    Q_EMIT lost(folder, reason);
+}
+
+} // namespace KOZAV::Host

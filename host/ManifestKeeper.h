@@ -1,0 +1,66 @@
+#pragma once
+
+#include "backend/HostInterface.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QHash>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+class QWidget;
+
+namespace KOZAV::Host {
+
+class SiteAccess;
+
+/// Keeps the job manifests of a batch until their jobs are imported. The panel reads a folder's readme.json
+/// and deletes it before it packs the folder: of a job that is then refused, or whose import ends with the
+/// program, the manifest's texts stand nowhere else.
+///
+/// Before a batch starts, copies of all manifests are written into the work folder. A copy is dropped when
+/// the last row of its job is written. After the batch, and at the next start where the program was ended,
+/// the others go back into their folders; never over anything that is there. A readme.json that is no regular
+/// file is neither followed nor read.
+class ManifestKeeper final : public QObject
+{
+    Q_OBJECT
+public:
+    /// @param panel  the file import panel; outlives this object
+    ManifestKeeper(SiteAccess& site, const QWidget& panel, QObject* parent = nullptr);
+    /// Puts back what a batch that was prepared and not run has left to do.
+    ~ManifestKeeper() override;
+
+    /// Puts back what programs that were ended have left, and removes their work files.
+    void recover();
+
+    /// What was told so far, in words.
+    [[nodiscard]] const QStringList& remarks() const { return m_remarks; }
+
+Q_SIGNALS:
+    /// A manifest is in the job folder again.
+    void putBack(const QString& folder);
+    /// It is not, or was not kept at all.
+    void lost(const QString& folder, const QString& reason);
+
+private:
+    void keep();
+    void serviceCalled(const Backend::OperationEvent& event);
+    void restore();
+    void restoreFrom(const QString& journal);
+    bool restoreOne(const QString& folder, const QByteArray& content, bool mayWait);
+    void drop(const QString& folder);
+    void tellLost(const QString& folder, const QString& reason);
+
+    SiteAccess& m_site;
+    QString m_directory;        ///< of the batch, as it was chosen last
+    QFile m_journal;            ///< open while there are copies
+    QHash<QString, int> m_kept; ///< numbers of the copies by their job folders
+    QString m_folder;           ///< the job folder that was stored last
+    QString m_storedName;       ///< what it was stored as
+    QStringList m_remarks;
+    int m_batches = 0;
+};
+
+} // namespace KOZAV::Host

@@ -1,0 +1,331 @@
+// What becomes of the job manifests of a batch, which the panel deletes before it imports.
+
+#include "backend/Site.h"
+#include "backend/config/Settings.h"
+#include "backend/io/ProcessFolder.h"
+#include "host/BatchRun.h"
+#include "host/MainWindow.h"
+#include "host/ManifestKeeper.h"
+#include "host/ServiceLog.h"
+#include "host/SiteAccess.h"
+#include "tests/support/FreshSite.h"
+#include "tests/support/TestProgram.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+using namespace KOZAV;
+using namespace KOZAV::Host;
+using namespace KOZAV::Test;
+
+namespace {
+
+const QByteArray manifest = R"({"resource": "r", "customer2": "二", "customer3": "三"})";
+
+void writeFile(const QString& path, const QByteArray& content)
+{
+    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+QByteArray readmeOf(const QString& folder)
+{
+    QFile file(folder + QStringLiteral("/readme.json"));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// A client on a fresh site with the company 甲; its batch is the folder "batch".
+class Client final
+{
+public:
+    Client()
+    {
+        site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
+        start();
+    }
+
+    /// Begins the program anew.
+    void start()
+    {
+        m_window.reset();
+        m_access.reset();
+        m_access.emplace(site.configuration());
+        if (const QString failure = m_access->open(); !failure.isEmpty())
+            qFatal("%s", qPrintable(failure));
+        m_window.emplace(*m_access, m_log);
+    }
+
+    void end()
+    {
+        m_window.reset();
+        m_access.reset();
+    }
+
+    /// Imports the batch. @return what the run printed
+    QString importBatch()
+    {
+        QString output;
+        QTextStream out(&output);
+        BatchRun(*m_window, *m_access, site.path(QStringLiteral("batch")), {}, out).run();
+        return output;
+    }
+
+    [[nodiscard]] QString job(const char* company, const char* name) const
+    {
+        return site.path(QStringLiteral("batch/%1/%2").arg(QString::fromUtf8(company), QLatin1String(name)));
+    }
+
+    /// Makes a job folder with a manifest. @return its path
+    QString addJob(const char* company, const char* name) const
+    {
+        writeFile(job(company, name) + QStringLiteral("/file"), "content");
+        writeFile(job(company, name) + QStringLiteral("/readme.json"), manifest);
+        return job(company, name);
+    }
+
+    [[nodiscard]] SiteAccess& access() { return *m_access; }
+    [[nodiscard]] const QStringList& remarks() const { return m_window->manifestKeeper().remarks(); }
+
+    [[nodiscard]] static QString shared()
+    {
+        return Backend::Site::current().settings()->downloadCache + QStringLiteral("work");
+    }
+
+    /// The folders of processes in the work folder.
+    [[nodiscard]] static QStringList workFolders()
+    {
+        return QDir(shared()).entryList({QStringLiteral("process-*")}, QDir::Dirs);
+    }
+
+    FreshSite site;
+
+private:
+    ServiceLog m_log;
+    std::optional<SiteAccess> m_access;
+    std::optional<MainWindow> m_window;
+};
+
+/// What a program leaves that was ended with copies of these folders' manifests.
+void leaveCopies(const QStringList& folders, const QByteArray& tail = {})
+{
+    const auto work = Backend::ProcessFolder::make(QFile::encodeName(Client::shared()).toStdString());
+    QVERIFY2(work.ok(), qPrintable(work.message()));
+    QByteArray journal;
+    for (const QString& folder : folders) {
+        const QJsonObject copy = {{QStringLiteral("folder"), folder},
+                                  {QStringLiteral("content"), QString::fromLatin1(manifest.toBase64())}};
+        journal += QJsonDocument(copy).toJson(QJsonDocument::Compact) + '\n';
+    }
+    writeFile(QString::fromStdString(work->path()) + QStringLiteral("/manifests-1"), journal + tail);
+}
+
+} // namespace
+
+class ClientManifests : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void ofImportedJobsAreUsedUp();
+    void ofRefusedJobsComeBack();
+    void aSecondRunUsesWhatCameBack();
+    void noFileIsReplaced();
+    void whatIsNoRegularFileIsNotRead();
+    void aPressThatIsNoClickChangesNothing();
+    void comeBackAtTheNextStart();
+    void ofLivingProgramsAreLeftAlone();
+    void waitForABatchDirectoryThatIsNotThere();
+    void workFilesOfEndedProgramsGo();
+};
+
+void ClientManifests::ofImportedJobsAreUsedUp()
+{
+    Client client;
+    const QString job = client.addJob("甲", "one");
+    const QString output = client.importBatch();
+    QVERIFY2(output.contains(QStringLiteral("Imported: 1")), qPrintable(output));
+    QVERIFY2(!output.contains(QStringLiteral("remark")), qPrintable(output));
+    QVERIFY(!QFileInfo::exists(job + QStringLiteral("/readme.json")));
+    QCOMPARE(client.site.jobs().front().customer2, QStringLiteral("二"));
+    client.end();
+    QCOMPARE(Client::workFolders(), QStringList());
+}
+
+void ClientManifests::ofRefusedJobsComeBack()
+{
+    Client client;
+    const QString imported = client.addJob("甲", "one");
+    const QString broken = client.addJob("甲", "two");
+    QVERIFY(QFile::link(QStringLiteral("/etc/hostname"), broken + QStringLiteral("/out")));
+    const QString nobodys = client.addJob("乙", "three");
+    const QString output = client.importBatch();
+    QVERIFY2(output.contains(QStringLiteral("Imported: 1")), qPrintable(output));
+    QVERIFY(!QFileInfo::exists(imported + QStringLiteral("/readme.json")));
+    for (const QString& folder : {broken, nobodys}) {
+        QCOMPARE(readmeOf(folder), manifest);
+        QVERIFY2(output.contains(QStringLiteral("remark: the manifest is back in ") + folder),
+                 qPrintable(output));
+        QCOMPARE(QDir(folder).entryList({QStringLiteral("readme*")}, QDir::Files | QDir::Hidden).size(), 1);
+    }
+    client.end();
+    QCOMPARE(Client::workFolders(), QStringList());
+}
+
+void ClientManifests::aSecondRunUsesWhatCameBack()
+{
+    Client client;
+    const QString job = client.addJob("乙", "one");
+    client.importBatch();
+    QCOMPARE(readmeOf(job), manifest);
+    client.site.addCompany(QStringLiteral("CD"), QStringLiteral("乙"));
+    const QString output = client.importBatch();
+    QVERIFY2(output.contains(QStringLiteral("Imported: 1")), qPrintable(output));
+    QCOMPARE(client.site.jobs().front().customer3, QStringLiteral("三"));
+}
+
+void ClientManifests::noFileIsReplaced()
+{
+    Client client;
+    const QString job = client.addJob("乙", "one");
+    QObject::connect(&client.access(), &SiteAccess::serviceCalled,
+                     [&job](const Backend::OperationEvent& event) {
+                         if (event.operation == Backend::ServiceOperation::FoldersCompressSave2MongoDb)
+                             writeFile(job + QStringLiteral("/readme.json"), "new");
+                     });
+    const QString output = client.importBatch();
+    QCOMPARE(readmeOf(job), QByteArray("new"));
+    QVERIFY2(output.contains(QStringLiteral("there is another one now")), qPrintable(output));
+    client.end();
+    QCOMPARE(Client::workFolders(), QStringList());
+}
+
+void ClientManifests::whatIsNoRegularFileIsNotRead()
+{
+    Client client;
+    const QString linked = client.addJob("乙", "link");
+    const QString piped = client.addJob("乙", "pipe");
+    for (const QString& folder : {linked, piped})
+        QVERIFY(QFile::remove(folder + QStringLiteral("/readme.json")));
+    const QString secret = client.site.path(QStringLiteral("secret"));
+    writeFile(secret, "secret");
+    QVERIFY(QFile::link(secret, linked + QStringLiteral("/readme.json")));
+    QCOMPARE(::mkfifo(QFile::encodeName(piped + QStringLiteral("/readme.json")).constData(), 0600), 0);
+    const QString output = client.importBatch();
+    QVERIFY2(output.contains(linked + QStringLiteral(" could not be kept: a symbolic link is on the way")),
+             qPrintable(output));
+    QVERIFY2(output.contains(piped + QStringLiteral(" could not be kept: it is not a regular file")),
+             qPrintable(output));
+    QVERIFY(!QFileInfo(linked + QStringLiteral("/readme.json")).isFile());
+    QVERIFY(QFileInfo::exists(secret));
+}
+
+void ClientManifests::aPressThatIsNoClickChangesNothing()
+{
+    Client client;
+    const QString job = client.addJob("乙", "one");
+    client.importBatch();
+    leaveCopies({job}); // all that a press alone does
+    client.start();
+    QCOMPARE(client.remarks(), QStringList());
+    QCOMPARE(readmeOf(job), manifest);
+    QCOMPARE(Client::workFolders(), QStringList());
+}
+
+void ClientManifests::comeBackAtTheNextStart()
+{
+    Client client;
+    const QString imported = client.addJob("甲", "one");
+    const QString crashed = client.addJob("甲", "two");
+    const QString gone = client.addJob("甲", "three");
+    for (const QString& folder : {imported, crashed})
+        QVERIFY(QFile::remove(folder + QStringLiteral("/readme.json")));
+    QVERIFY(QDir(gone).removeRecursively());
+    // The last line was cut off when the program ended.
+    leaveCopies({imported, crashed, gone}, "{\"dropped\":0}\n{\"dropp");
+    client.start();
+    QCOMPARE(readmeOf(crashed), manifest);
+    QVERIFY(!QFileInfo::exists(imported + QStringLiteral("/readme.json")));
+    QCOMPARE(client.remarks().size(), 2);
+    QVERIFY(client.remarks().at(0).contains(crashed));
+    QVERIFY(client.remarks().at(1).contains(QStringLiteral("the job folder is gone")));
+    QCOMPARE(Client::workFolders(), QStringList());
+    client.start();
+    QCOMPARE(client.remarks(), QStringList());
+}
+
+void ClientManifests::ofLivingProgramsAreLeftAlone()
+{
+    Client client;
+    const auto living = Backend::ProcessFolder::make(QFile::encodeName(Client::shared()).toStdString());
+    const QString job = client.addJob("甲", "one");
+    QVERIFY(QFile::remove(job + QStringLiteral("/readme.json")));
+    const QJsonObject copy = {{QStringLiteral("folder"), job},
+                              {QStringLiteral("content"), QString::fromLatin1(manifest.toBase64())}};
+    writeFile(QString::fromStdString(living->path()) + QStringLiteral("/manifests-1"),
+              QJsonDocument(copy).toJson(QJsonDocument::Compact) + '\n');
+    client.start();
+    QVERIFY(!QFileInfo::exists(job + QStringLiteral("/readme.json")));
+    QCOMPARE(Client::workFolders().size(), 1);
+}
+
+void ClientManifests::waitForABatchDirectoryThatIsNotThere()
+{
+    Client client;
+    const QString one = client.addJob("甲", "one");
+    const QString elsewhere = client.site.path(QStringLiteral("elsewhere"));
+    QVERIFY(QFile::remove(one + QStringLiteral("/readme.json")));
+    QVERIFY(QDir().rename(client.site.path(QStringLiteral("batch")), elsewhere));
+    leaveCopies({one});
+    client.start();
+    QCOMPARE(client.remarks().size(), 1);
+    QCOMPARE(Client::workFolders().size(), 1);
+    QVERIFY(QDir().rename(elsewhere, client.site.path(QStringLiteral("batch"))));
+    client.start();
+    QCOMPARE(readmeOf(one), manifest);
+    QCOMPARE(Client::workFolders(), QStringList());
+}
+
+void ClientManifests::workFilesOfEndedProgramsGo()
+{
+    Client client;
+    {
+        const auto work = Backend::ProcessFolder::make(QFile::encodeName(Client::shared()).toStdString());
+        writeFile(QString::fromStdString(work->path()) + QStringLiteral("/job-x/job/matrix/matrix"),
+                  "content");
+        writeFile(QString::fromStdString(work->path()) + QStringLiteral("/job-x/archive.tgz"), "content");
+    }
+    const auto living = Backend::ProcessFolder::make(QFile::encodeName(Client::shared()).toStdString());
+    const QString kept = QString::fromStdString(living->path()) + QStringLiteral("/job-y/archive.tgz");
+    writeFile(kept, "content");
+    const QString cache = Backend::Site::current().settings()->downloadCache;
+    for (const char* name : {"cam-old.tgz", "cam-new.tgz", "other.tgz"}) {
+        QFile file(cache + QLatin1String(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        if (!QByteArray(name).contains("new"))
+            QVERIFY(file.setFileTime(QDateTime::currentDateTime().addDays(-2),
+                                     QFileDevice::FileModificationTime));
+    }
+    client.start();
+    QCOMPARE(Client::workFolders().size(), 1);
+    QVERIFY(QFileInfo::exists(kept));
+    QCOMPARE(QDir(cache).entryList({QStringLiteral("*.tgz")}, QDir::Files),
+             QStringList({QStringLiteral("cam-new.tgz"), QStringLiteral("other.tgz")}));
+}
+
+ZAV_REGISTER_TEST(client_manifests, ClientManifests, QApplication)
+
+#include "client_manifests.moc"
