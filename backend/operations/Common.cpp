@@ -98,6 +98,7 @@ Status packAndStore(Operation& call, const std::string& folder, const std::strin
     PackRequest request;
     request.folder = folder;
     request.target = archive.path();
+    request.isStaged = true;
     const auto packed = packFolder(request);
     if (!packed.ok())
         return packed.status();

@@ -57,6 +57,15 @@ PackResult resultOf(const FolderListing& listing, const WrittenZip& archive)
     return result;
 }
 
+Status publish(TempFile& archive, qint64 length, const PackRequest& request)
+{
+    if (!request.isStaged)
+        return archive.publish(length, ExistingTarget::Keep);
+    if (auto completed = archive.complete(length); !completed.ok())
+        return completed;
+    return archive.rename(ExistingTarget::Keep);
+}
+
 Result<PackResult> packListed(const FolderListing& listing, const PackRequest& request)
 {
     removeStaleTempFiles(parentFolder(request.target));
@@ -68,7 +77,7 @@ Result<PackResult> packListed(const FolderListing& listing, const PackRequest& r
         return written.status();
     if (const auto unchanged = verifyUnchanged(listing); !unchanged.ok())
         return unchanged;
-    const auto published = archive->publish(written->length, ExistingTarget::Keep);
+    const auto published = publish(archive.value(), written->length, request);
     return published.ok() ? Result(resultOf(listing, written.value())) : published;
 }
 

@@ -13,6 +13,8 @@ struct PackRequest
     std::string target; ///< archive to write, local 8-bit; must not exist
     int threads = 0;    ///< compressing threads; 0: one for each core
     int level = 5; ///< deflate level, 1 (fast) to 9 (small); 5 packs as small as the usual 6 of other packers
+    bool isStaged = false; ///< the archive is taken away from there at once: its content is brought to the
+                           ///< disk, but its name may be gone after a crash
 };
 
 struct PackResult

@@ -64,28 +64,30 @@ public:
     Status compress(const FolderEntry& entry, qint64 offset, PieceHash::Turn* turn, DeflatedPiece* piece);
 
 private:
-    Status read(const FolderEntry& entry, qint64 offset, qint64 size);
+    [[nodiscard]] Status read(const FolderEntry& entry, qint64 offset, qint64 size,
+                              unsigned char* content) const;
 
     const FolderListing& m_listing;
     PieceCompressor m_compressor;
-    std::vector<unsigned char> m_content;
+    GrowingBuffer m_content;
 };
 
 Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, PieceHash::Turn* turn,
                              DeflatedPiece* piece)
 {
-    if (auto contentRead = read(entry, offset, piece->uncompressedSize); !contentRead.ok())
+    const auto size = static_cast<std::size_t>(piece->uncompressedSize);
+    unsigned char* const content = m_content.ofSize(size);
+    if (auto contentRead = read(entry, offset, piece->uncompressedSize, content); !contentRead.ok())
         return contentRead;
-    turn->add(m_content.data());
+    turn->add(content);
     if (piece->isLast)
         piece->sha256 = turn->result();
-    const auto size = static_cast<std::size_t>(piece->uncompressedSize);
-    piece->crc = libdeflate_crc32(0, m_content.data(), size);
-    return m_compressor.compress(m_content.data(), size, piece->isLast, &piece->bytes);
+    piece->crc = libdeflate_crc32(0, content, size);
+    return m_compressor.compress(content, size, piece->isLast, &piece->bytes);
 }
 
 /// Reads a part of a file that, before and after, is as it was listed.
-Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size)
+Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size, unsigned char* content) const
 {
     const std::string path = m_listing.pathOf(entry);
     const auto isAsListed = [&entry](const File& file) {
@@ -99,8 +101,7 @@ Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size)
                    : changedWhilePacked(path);
     if (!isAsListed(file.value()))
         return changedWhilePacked(path);
-    m_content.resize(std::max(m_content.size(), static_cast<std::size_t>(size)));
-    const auto length = file->readAt(reinterpret_cast<char*>(m_content.data()), size, offset);
+    const auto length = file->readAt(reinterpret_cast<char*>(content), size, offset);
     if (!length.ok())
         return length.status();
     return length.value() == size && isAsListed(file.value()) ? Status() : changedWhilePacked(path);

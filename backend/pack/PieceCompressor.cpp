@@ -9,7 +9,6 @@
 #include <libdeflate.h>
 #include <zlib.h>
 
-#include <algorithm>
 #include <new>
 #include <optional>
 
@@ -32,8 +31,8 @@ struct LastBlock
 };
 
 /// Reads through a whole deflate stream; nothing where it is not one of uncompressedSize bytes.
-std::optional<LastBlock> findLastBlock(std::vector<unsigned char>* deflated,
-                                       std::vector<unsigned char>* inflated, std::size_t uncompressedSize)
+std::optional<LastBlock> findLastBlock(std::vector<unsigned char>* deflated, GrowingBuffer* inflated,
+                                       std::size_t uncompressedSize)
 {
     // What inflate() tells in data_type when it stops after a block.
     constexpr int unusedBits = 7;
@@ -44,11 +43,10 @@ std::optional<LastBlock> findLastBlock(std::vector<unsigned char>* deflated,
     if (inflateInit2(&stream, rawDeflate) != Z_OK)
         throw std::bad_alloc();
     const std::unique_ptr<z_stream, CloseInflate> closing(&stream);
-    inflated->resize(std::max(inflated->size(), uncompressedSize + 1));
     stream.next_in = deflated->data();
     stream.avail_in = static_cast<uInt>(deflated->size());
-    stream.next_out = inflated->data();
-    stream.avail_out = static_cast<uInt>(inflated->size());
+    stream.next_out = inflated->ofSize(uncompressedSize + 1);
+    stream.avail_out = static_cast<uInt>(uncompressedSize + 1);
 
     LastBlock block;
     while (inflate(&stream, Z_BLOCK) == Z_OK) {
@@ -81,12 +79,12 @@ PieceCompressor::~PieceCompressor() = default;
 Status PieceCompressor::compress(const unsigned char* bytes, std::size_t size, bool isLast,
                                  std::vector<unsigned char>* deflated)
 {
-    m_output.resize(std::max(m_output.size(), libdeflate_deflate_compress_bound(m_compressor.get(), size)));
-    const std::size_t length =
-        libdeflate_deflate_compress(m_compressor.get(), bytes, size, m_output.data(), m_output.size());
+    const std::size_t bound = libdeflate_deflate_compress_bound(m_compressor.get(), size);
+    unsigned char* const output = m_output.ofSize(bound);
+    const std::size_t length = libdeflate_deflate_compress(m_compressor.get(), bytes, size, output, bound);
     if (length == 0)
         return Status::internal(QStringLiteral("the compression failed"));
-    deflated->assign(m_output.begin(), m_output.begin() + static_cast<std::ptrdiff_t>(length));
+    deflated->assign(output, output + length);
     return isLast ? Status() : keepOpen(size, deflated);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "backend/pack/GrowingBuffer.h"
 
 #include <cstddef>
 #include <memory>
@@ -34,8 +35,8 @@ private:
     Status keepOpen(std::size_t uncompressedSize, std::vector<unsigned char>* deflated);
 
     std::unique_ptr<libdeflate_compressor, FreeCompressor> m_compressor;
-    std::vector<unsigned char> m_output;
-    std::vector<unsigned char> m_inflated;
+    GrowingBuffer m_output;
+    GrowingBuffer m_inflated;
 };
 
 } // namespace KOZAV::Backend
