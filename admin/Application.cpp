@@ -2,7 +2,6 @@
 
 #include "admin/Verbs.h"
 #include "backend/Guarded.h"
-#include "backend/Site.h"
 #include "backend/config/Redaction.h"
 #include "terminal/PrintableText.h"
 
@@ -63,7 +62,7 @@ Result<Report> runVerb(CommandLine line, QIODevice& out, QIODevice& err)
             QStringLiteral("unknown verb \"%1\"; \"zav_admin --help\" lists them").arg(words));
     if (const auto checked = checkLine(*verb, line); !checked.ok())
         return checked;
-    Site site(line.options.value(QStringLiteral("config")));
+    Site site(line.options.value(QStringLiteral("config")), verb->use);
     return verb->run({line, site, out, err});
 }
 

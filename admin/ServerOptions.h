@@ -1,11 +1,9 @@
 #pragma once
 
 #include "admin/CommandLine.h"
+#include "backend/SiteCreation.h"
 #include "backend/Status.h"
 
-#include <QString>
-
-#include <utility>
 #include <vector>
 
 namespace KOZAV::Admin {
@@ -13,15 +11,12 @@ namespace KOZAV::Admin {
 // The options of "init" that name the servers of a new site. What an option takes, and which of them go
 // together, the rule of its configuration key says.
 
-/// Keys and values of a configuration, in an order in which they can be written one by one.
-using SettingValues = std::vector<std::pair<QString, QString>>;
-
 /// The options, in the order of the help.
 std::vector<CommandOption> serverOptions();
 
 /// What these options say, as the configuration holds it: paths absolute, and driver or kind of the servers
 /// named. InvalidArgument where one is missing that another one needs, where one is empty, or where one holds
 /// a password: what stands on a command line can be read by others.
-Backend::Result<SettingValues> serverSettings(const CommandLine& line);
+Backend::Result<Backend::SettingValues> serverSettings(const CommandLine& line);
 
 } // namespace KOZAV::Admin

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "admin/CommandLine.h"
+#include "backend/Site.h"
 #include "backend/Status.h"
 
 #include <QIODevice>
@@ -8,10 +9,6 @@
 #include <QString>
 
 #include <vector>
-
-namespace KOZAV::Backend {
-class Site;
-} // namespace KOZAV::Backend
 
 namespace KOZAV::Admin {
 
@@ -49,6 +46,7 @@ struct Verb
     Backend::Result<Report> (*run)(const Call& call);
     /// An option of the same name takes a value in all verbs or in none.
     std::vector<CommandOption> options = {};
+    Backend::Site::Use use = Backend::Site::Use::OneRun; ///< what the site is opened for
 };
 
 /// All verbs, in the order of the help.

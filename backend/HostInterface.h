@@ -104,8 +104,11 @@ using OperationObserver = std::function<void(const OperationEvent&)>;
 KOZAV_SERVICES_API void setOperationObserver(OperationObserver observer);
 
 /// Has the services work on the site of a configuration file from now on.
-/// A file that is missing is made, with working defaults, when the site is first used.
-/// @param path  the file; empty: $ZAV_CONFIG, otherwise the one in the user's configuration folder
+/// Nothing of a site is ever made by that: every operation fails while the file, the database or the store
+/// that it names is missing or belongs to another site, and the message says what to do. "zav_admin init"
+/// makes a site.
+/// @param path  the file; empty: $ZAV_CONFIG; without that the one in the user's configuration folder, and
+///              where none is there the machine's, /etc/zav_import/zav.ini
 KOZAV_SERVICES_API void setConfigurationFile(const QString& path);
 [[nodiscard]] KOZAV_SERVICES_API QString configurationFile();
 

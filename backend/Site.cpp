@@ -2,14 +2,15 @@
 
 #include "backend/Operation.h"
 #include "backend/ServerPause.h"
+#include "backend/SiteComparison.h"
 #include "backend/SiteWatch.h"
 #include "backend/database/Database.h"
 #include "backend/io/FileInfo.h"
+#include "backend/records/SiteIdentity.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QFileInfo>
 #include <QStringList>
 #include <QThreadStorage>
 
@@ -24,6 +25,12 @@
 // configuration file begins a new epoch: whatever a thread holds of the one before is closed by that thread,
 // when it asks next. Settings that differ in a section close what was opened by that section, and nothing
 // else.
+//
+// Whether a part is of this site is compared when it has been opened, before anybody gets it, and never again
+// while it stays open: an operation costs nothing more by it. With an identity in the configuration each part
+// is compared by itself, so that a server that is down does not keep the other part from being used; without
+// one both are needed to settle it (SiteComparison.cpp). Where a thread has both, the files of the newest
+// rows are looked for once for all threads.
 
 namespace KOZAV::Backend {
 
@@ -35,6 +42,7 @@ struct ThreadPart
 {
     std::unique_ptr<Database> database;
     DatabaseSettings databaseSettings;
+    QString databaseIdentity;  ///< that the open database was compared with
     ServerPause databasePause; ///< after an attempt to open with these settings
     std::shared_ptr<DocumentStore> store;
     quint64 epoch = 0;
@@ -43,8 +51,16 @@ struct ThreadPart
 /// What has to be made on this machine before the settings can be worked with.
 QStringList foldersOf(const Settings& settings)
 {
-    return {settings.documentStore.root, settings.uploadCache, settings.downloadCache};
+    return {settings.uploadCache, settings.downloadCache};
 }
+
+/// The identity of a site whose configuration does not tell it, as both parts have it.
+struct SettledIdentity
+{
+    QString identity;
+    DatabaseSettings database;
+    DocumentStoreSettings store;
+};
 
 } // namespace
 
@@ -68,10 +84,13 @@ struct Site::Private
     QStringList welcomed;  ///< the folders that were last made for a configuration
     QString logged;        ///< the failure last logged, until the file is usable again
 
-    // The store, guarded by storeMutex.
+    // The store and what was compared with others, guarded by storeMutex.
     std::mutex storeMutex;
     std::shared_ptr<DocumentStore> store;
     DocumentStoreSettings storeSettings;
+    QString storeIdentity; ///< that the open store was compared with
+    bool filesCompared = false;
+    SettledIdentity settled;
 
     std::atomic<quint64> epoch{
         1}; ///< another one: whatever a thread has open belongs to an earlier configuration
@@ -85,7 +104,17 @@ struct Site::Private
     Result<Settings> failed(const Status& status);
     void welcome(const Settings& settings);
     ThreadPart& threadPart();
-    Status openDatabase(ThreadPart& part) const;
+
+    [[nodiscard]] bool logs() const { return use == Use::Services; }
+    [[nodiscard]] bool compares() const { return use != Use::Inspection; }
+    Status openDatabase(ThreadPart& part, const DatabaseSettings& wanted) const;
+    Status openStore(ThreadPart& part, const DocumentStoreSettings& wanted);
+    QString identityOf(const Settings& settings) const;
+    Status compareRows(ThreadPart& part, const Settings& settings);
+    Status compareFiles(ThreadPart& part, const Settings& settings);
+    Status compareNewest(ThreadPart& part, const Settings& settings);
+    Status settle(ThreadPart& part, const Settings& settings);
+    void takeOver(const QString& identity);
 };
 
 const QString& Site::Private::resolvedPath()
@@ -133,23 +162,13 @@ Result<Settings> Site::Private::loadMissing(const Status& why)
         return failed(why.in(file + QStringLiteral(" cannot be read")));
     if (current)
         return failed(Status::configuration(file + QStringLiteral(" has been removed")));
-    if (use == Use::OneRun)
-        return Status::configuration(
-            QStringLiteral("there is no %1; \"zav_admin init\" makes one").arg(file));
-    const auto made = createDefaultSettings(path);
-    // Another process may have made it meanwhile, which is as good.
-    if (!made.ok() && made.code() != ErrorCode::AlreadyExists)
-        return failed(made.in(file + QStringLiteral(" cannot be made")));
-    if (made.ok())
-        qCInfo(logConfig).noquote()
-            << QStringLiteral("made the configuration file \"%1\" with defaults").arg(path);
-    const auto found = fileInfo(nativePath, LastLink::ItsTarget);
-    return found.ok() ? load(found.value()) : failed(found.status());
+    return failed(Status::configuration(
+        QStringLiteral("there is no %1; \"zav_admin init\" makes one, and a site with it").arg(file)));
 }
 
 Result<Settings> Site::Private::failed(const Status& status)
 {
-    if (use == Use::OneRun)
+    if (!logs())
         return status;
     if (status.message() != logged)
         qCCritical(logConfig).noquote() << status.message();
@@ -160,14 +179,8 @@ Result<Settings> Site::Private::failed(const Status& status)
 void Site::Private::welcome(const Settings& settings)
 {
     welcomed = foldersOf(settings);
-    const DocumentStoreSettings& documents = settings.documentStore;
-    const bool newStore = documents.kind == QLatin1String("local") && !QFileInfo::exists(documents.root);
-    const auto folders = makeFolders(settings);
-    if (!folders.ok())
+    if (const auto folders = makeFolders(settings); !folders.ok())
         qCCritical(logConfig).noquote() << folders.message();
-    else if (newStore) // To be seen in the log where the disk of a store is not mounted.
-        qCInfo(logConfig).noquote()
-            << QStringLiteral("made an empty document store \"%1\"").arg(documents.root);
 }
 
 ThreadPart& Site::Private::threadPart()
@@ -183,6 +196,139 @@ ThreadPart& Site::Private::threadPart()
         part.epoch = now;
     }
     return part;
+}
+
+/// Opens the thread's database, if it is not; it is not compared then.
+Status Site::Private::openDatabase(ThreadPart& part, const DatabaseSettings& wanted) const
+{
+    if (!(part.databaseSettings == wanted)) {
+        part.database.reset();
+        part.databasePause = {};
+        part.databaseSettings = wanted;
+    }
+    if (part.database)
+        return {};
+    part.databaseIdentity.clear();
+    const auto open = [&part] {
+        auto database = Database::open(part.databaseSettings);
+        if (database.ok())
+            part.database = std::move(database.value());
+        return database.status();
+    };
+    const auto opened = use == Use::Services ? part.databasePause.run(open) : open();
+    return opened.from(SitePart::Rows);
+}
+
+/// The same for the store of all threads.
+Status Site::Private::openStore(ThreadPart& part, const DocumentStoreSettings& wanted)
+{
+    if (!store || !(storeSettings == wanted)) {
+        store.reset();
+        storeIdentity.clear();
+        filesCompared = false;
+        auto opened = openDocumentStore(wanted);
+        if (!opened.ok())
+            return opened.status().from(SitePart::Files);
+        store = std::move(opened.value());
+        storeSettings = wanted;
+    }
+    part.store = store;
+    return {};
+}
+
+/// What the parts are to be compared with; empty where that is not settled.
+QString Site::Private::identityOf(const Settings& settings) const
+{
+    const bool isSettled = settled.database == settings.database && settled.store == settings.documentStore;
+    return settings.siteId.isEmpty() && isSettled ? settled.identity : settings.siteId;
+}
+
+Status Site::Private::compareRows(ThreadPart& part, const Settings& settings)
+{
+    const QString identity = identityOf(settings);
+    if (identity.isEmpty())
+        return settle(part, settings);
+    if (auto same = compareDatabase(*part.database, identity); !same.ok())
+        return same;
+    part.databaseIdentity = identity;
+    if (!store || storeIdentity != identity)
+        return {};
+    // A store that does not answer is no reason to keep the rows from anybody.
+    auto newest = compareNewest(part, settings);
+    return newest.code() == ErrorCode::Configuration ? newest : Status();
+}
+
+Status Site::Private::compareFiles(ThreadPart& part, const Settings& settings)
+{
+    const QString identity = identityOf(settings);
+    if (identity.isEmpty()) {
+        auto opened = openDatabase(part, settings.database);
+        return opened.ok() ? settle(part, settings) : opened;
+    }
+    if (storeIdentity != identity) {
+        if (auto same = compareStore(*store, storeSettings, identity); !same.ok())
+            return same;
+        storeIdentity = identity;
+    }
+    return part.database && part.databaseIdentity == identity ? compareNewest(part, settings) : Status();
+}
+
+/// Once for all threads, as long as the store is open.
+Status Site::Private::compareNewest(ThreadPart& part, const Settings& settings)
+{
+    if (filesCompared || use == Use::Mending)
+        return {};
+    const SiteParts parts{settings, *part.database, *store};
+    const auto files = lookForNewestFiles(parts);
+    if (!files.ok())
+        return files.status();
+    if (auto judged = judge(files.value(), parts); !judged.ok())
+        return judged;
+    filesCompared = true;
+    if (files->missing > 0 && logs())
+        qCWarning(logStore).noquote()
+            << QStringLiteral("%1 of the %2 files that the newest rows name are not in the store, such as "
+                              "\"%3\": \"zav_admin check\" tells what is wrong")
+                   .arg(files->missing)
+                   .arg(files->looked)
+                   .arg(files->example);
+    return {};
+}
+
+/// Takes both parts together where the configuration does not tell the identity.
+Status Site::Private::settle(ThreadPart& part, const Settings& settings)
+{
+    if (auto opened = openStore(part, settings.documentStore); !opened.ok())
+        return opened;
+    const auto identity = settleIdentity({settings, *part.database, *store}, Asker::Opening);
+    if (!identity.ok())
+        return identity.status();
+    if (auto newest = compareNewest(part, settings); !newest.ok())
+        return newest;
+    part.databaseIdentity = storeIdentity = identity.value();
+    settled = {identity.value(), settings.database, settings.documentStore};
+    takeOver(identity.value());
+    return {};
+}
+
+/// Writes the identity to the configuration. One that this user may not write stays as it is: then both parts
+/// are compared with each other at each start.
+void Site::Private::takeOver(const QString& identity)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto written = writeSiteId(path, identity);
+    if (!logs())
+        return;
+    if (written.ok())
+        qCInfo(logConfig).noquote()
+            << QStringLiteral("configuration file \"%1\" has taken over the identity of its site, %2")
+                   .arg(path, identity);
+    else
+        qCWarning(logConfig).noquote()
+            << QStringLiteral(
+                   "the identity of the site, %1, cannot be written to its configuration file: %2; "
+                   "its owner may run \"zav_admin config set site/id %1\"")
+                   .arg(identity, written.message());
 }
 
 Site& Site::current()
@@ -234,30 +380,21 @@ Result<Database*> Site::database()
     if (!now.ok())
         return now.status();
     ThreadPart& part = d->threadPart();
-    if (!(part.databaseSettings == now->database)) {
-        part.database.reset();
-        part.databasePause = {};
-        part.databaseSettings = now->database;
+    if (auto opened = d->openDatabase(part, now->database); !opened.ok())
+        return opened;
+    const bool compared =
+        !part.databaseIdentity.isEmpty() && (now->siteId.isEmpty() || now->siteId == part.databaseIdentity);
+    if (!compared && d->compares()) {
+        const std::lock_guard<std::mutex> lock(d->storeMutex);
+        if (auto same = d->compareRows(part, now.value()); !same.ok()) {
+            part.database.reset();
+            return same;
+        }
     }
-    if (auto opened = d->openDatabase(part); !opened.ok())
-        return opened.from(SitePart::Rows);
     if (d->use == Use::Services)
         if (auto whole = d->watch.look(*part.database, now->database); !whole.ok())
             return whole.from(SitePart::Rows);
     return part.database.get();
-}
-
-Status Site::Private::openDatabase(ThreadPart& part) const
-{
-    if (part.database)
-        return {};
-    const auto open = [&part] {
-        auto database = Database::open(part.databaseSettings);
-        if (database.ok())
-            part.database = std::move(database.value());
-        return database.status();
-    };
-    return use == Use::Services ? part.databasePause.run(open) : open();
 }
 
 Result<DocumentStore*> Site::documentStore()
@@ -267,16 +404,34 @@ Result<DocumentStore*> Site::documentStore()
         return now.status();
     const std::lock_guard<std::mutex> lock(d->storeMutex);
     ThreadPart& part = d->threadPart();
-    if (!d->store || !(d->storeSettings == now->documentStore)) {
-        d->store.reset();
-        auto opened = openDocumentStore(now->documentStore);
-        if (!opened.ok())
-            return opened.status().from(SitePart::Files);
-        d->store = std::move(opened.value());
-        d->storeSettings = now->documentStore;
-    }
-    part.store = d->store;
+    if (auto opened = d->openStore(part, now->documentStore); !opened.ok())
+        return opened;
+    if (d->compares())
+        if (auto same = d->compareFiles(part, now.value()); !same.ok())
+            return same;
     return part.store.get();
+}
+
+Status Site::compareIdentity()
+{
+    const auto now = settings();
+    if (!now.ok())
+        return now.status();
+    ThreadPart& part = d->threadPart();
+    if (auto opened = d->openDatabase(part, now->database); !opened.ok())
+        return opened;
+    const std::lock_guard<std::mutex> lock(d->storeMutex);
+    if (auto opened = d->openStore(part, now->documentStore); !opened.ok())
+        return opened;
+    const auto own = siteIdentity(*part.database);
+    const QString identity = now->siteId.isEmpty() && own.ok() ? own.value() : now->siteId;
+    if (identity.isEmpty())
+        return own.ok()
+                   ? Status::configuration(QStringLiteral("the site has no identity yet; it gets one when a "
+                                                          "program that writes to it opens it"))
+                   : own.status();
+    auto same = compareDatabase(*part.database, identity);
+    return same.ok() ? compareStore(*part.store, now->documentStore, identity) : same;
 }
 
 void Site::close()
@@ -287,6 +442,7 @@ void Site::close()
     d->watch.reset();
     const std::lock_guard<std::mutex> lock(d->storeMutex);
     d->store.reset();
+    d->settled = {};
 }
 
 } // namespace KOZAV::Backend

@@ -1,6 +1,7 @@
 // The rows of imports on a MariaDB server: through the services, and by the engine's own C library with the
 // same statements, in turns on the same server. Prints times and their ratio.
 #include "backend/Site.h"
+#include "backend/SiteCreation.h"
 #include "backend/config/Password.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
@@ -169,6 +170,7 @@ int main(int argc, char* argv[])
     require(createDefaultSettings(configuration, folder.filePath(QStringLiteral("data"))).ok(),
             "configuring");
     Test::MariaDbServer::writeTo(configuration, server.makeDatabase());
+    require(createSite({configuration}).ok(), "making the site");
     Site::current().setConfigurationPath(configuration);
     addedCompany("S", "services");
     const int bareId = addedCompany("B", "bare");

@@ -3,7 +3,7 @@
 // and their ratio.
 
 #include "backend/Site.h"
-#include "backend/config/Settings.h"
+#include "backend/SiteCreation.h"
 #include "backend/records/SiteRecords.h"
 #include "services/bll/Odbpp_JobCompressBll.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
@@ -125,8 +125,7 @@ int main(int argc, char* argv[])
     const QApplication application(argc, argv);
     const QTemporaryDir directory;
     const QString configuration = directory.filePath(QStringLiteral("zav.ini"));
-    const auto made =
-        Backend::createDefaultSettings(configuration, directory.filePath(QStringLiteral("data")));
+    const auto made = Backend::createSite({configuration, directory.filePath(QStringLiteral("data"))});
     if (!made.ok())
         qFatal("%s", qUtf8Printable(made.message()));
     Backend::Site::current().setConfigurationPath(configuration);

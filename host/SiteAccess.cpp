@@ -1,6 +1,7 @@
 #include "host/SiteAccess.h"
 
 #include "backend/Site.h"
+#include "backend/SiteCreation.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 #include "backend/io/FileCopy.h"
@@ -88,6 +89,7 @@ struct SiteAccess::WorkFolders
 SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
     : QObject(parent)
     , m_work(std::make_unique<WorkFolders>())
+    , m_named(!configuration.isEmpty() || !qEnvironmentVariableIsEmpty("ZAV_CONFIG"))
 {
     // Calls end on any thread; what is shown of them changes on that of the window.
     qRegisterMetaType<OperationEvent>();
@@ -101,6 +103,21 @@ SiteAccess::~SiteAccess()
     Backend::setOperationObserver({});
     for (auto& own : m_work->own)
         own.second.removeIfEmpty();
+}
+
+FirstStart SiteAccess::makeFirstSite()
+{
+    FirstStart start;
+    if (m_named || QFileInfo::exists(configurationPath()))
+        return start;
+    const auto site = Backend::createSite({configurationPath()});
+    if (!site.ok()) {
+        start.failure = site.message();
+        return start;
+    }
+    for (const auto& part : site->parts)
+        start.made += QStringLiteral("\n%1: %2").arg(part.name, part.place);
+    return start;
 }
 
 QString SiteAccess::open()

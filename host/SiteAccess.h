@@ -41,6 +41,14 @@ struct ImportedJob
     QByteArray storedSha256;
 };
 
+/// What became of a client's first start.
+struct FirstStart
+{
+    QString made;    ///< the places of the new site, in words; empty where there is a configuration or one is
+                     ///< named
+    QString failure; ///< why no site could be made
+};
+
 /// The client's door to the embedded services beyond their public operations: which site is open, its tables,
 /// and what the services do while a panel works. The only part of the client that knows more of the backend
 /// than its interface for hosts.
@@ -51,6 +59,10 @@ public:
     /// @param configuration  configuration file; empty: the usual places
     explicit SiteAccess(const QString& configuration, QObject* parent = nullptr);
     ~SiteAccess() override;
+
+    /// Makes a site, as "zav_admin init" does, where neither the program's caller nor the environment names a
+    /// configuration and none is at the default places. To be called before open(), by a window alone.
+    [[nodiscard]] FirstStart makeFirstSite();
 
     /// Opens configuration, database and store. @return why that is not possible; empty on success
     [[nodiscard]] QString open();
@@ -91,6 +103,7 @@ private:
 
     struct WorkFolders;
     std::unique_ptr<WorkFolders> m_work;
+    bool m_named;     ///< whether the caller or the environment names the configuration
     QString m_places; ///< the places that the parts were looked at
     Backend::ServiceHealth m_rows;
     Backend::ServiceHealth m_files;

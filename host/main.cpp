@@ -42,6 +42,20 @@ int runUnattended(MainWindow& window, SiteAccess& site, const CommandLine& line,
     return ImportRun(window, site, line.importJob, line.mode, line.screenshots, out).run();
 }
 
+/// Tells of the site that a first start has made, beside the window.
+void welcome(MainWindow& window, ServiceLog& log, const QString& made, QTextStream& out)
+{
+    const QString news = QStringLiteral("首次启动，已新建站点：%1").arg(made);
+    out << news << '\n';
+    out.flush();
+    log.add(QtInfoMsg, QStringLiteral("site"), news);
+    auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("料号数据管理"), news,
+                                QMessageBox::Ok, &window);
+    box->setTextFormat(Qt::PlainText);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
 int refuse(const QString& reason, const CommandLine& line, QTextStream& out)
 {
     out << "error: " << reason << '\n';
@@ -74,6 +88,9 @@ int main(int argc, char* argv[])
     QDir::setCurrent(emptyDirectory.path());
 
     SiteAccess site(line.configuration);
+    const FirstStart first = line.unattended() ? FirstStart() : site.makeFirstSite();
+    if (!first.failure.isEmpty())
+        return refuse(first.failure, line, out);
     if (const QString failure = site.open(); !failure.isEmpty())
         return refuse(failure, line, out);
     ServiceLog log;
@@ -91,5 +108,7 @@ int main(int argc, char* argv[])
     window.rememberState();
     window.watchRobot();
     window.show();
+    if (!first.made.isEmpty())
+        welcome(window, log, first.made, out);
     return QApplication::exec();
 }

@@ -1,5 +1,7 @@
 #include "backend/config/SettingRules.h"
 
+#include <QUuid>
+
 #include <algorithm>
 #include <limits>
 
@@ -159,6 +161,9 @@ std::vector<SettingRule> otherRules()
          written("${login}")},
         {"user/login", Type::Text, "the name that the operator logs in with", other<&S::userLogin>(),
          optional, written("${login}")},
+        {"site/id", Type::Guid,
+         "the identity of the site, written by zav_admin init; its database and its store have the same",
+         other<&S::siteId>(), optional, proposed("00000000-0000-0000-0000-000000000000")},
     };
 }
 
@@ -171,6 +176,12 @@ bool isLocationName(const QString& value)
 {
     return value != QLatin1String(".") && value != QLatin1String("..") && value.size() <= maxLocationName &&
            !value.contains(QLatin1Char('/')) && !value.contains(QLatin1Char('\\'));
+}
+
+bool isGuid(const QString& value)
+{
+    const QUuid guid = QUuid::fromString(value);
+    return !guid.isNull() && guid.toString(QUuid::WithoutBraces) == value;
 }
 
 bool isMongoUri(const QString& value)
@@ -205,6 +216,8 @@ bool isAcceptedText(const SettingRule& rule, const QString& value)
         return rule.choices.contains(value);
     case SettingType::Word:
         return hasNoSpace(value);
+    case SettingType::Guid:
+        return isGuid(value);
     case SettingType::LocationName:
         return isLocationName(value);
     case SettingType::Uri:
@@ -243,6 +256,8 @@ QString SettingRule::form() const
         return QStringLiteral("a text");
     case SettingType::Word:
         return QStringLiteral("a text without blanks");
+    case SettingType::Guid:
+        return QStringLiteral("a GUID in lower case, without braces");
     case SettingType::LocationName:
         return QStringLiteral("a name of at most %1 characters, without / and \\, not . or ..")
             .arg(maxLocationName);

@@ -15,6 +15,7 @@ enum class SettingType {
     Choice,       ///< one of a few words
     Text,         ///< any text
     Word,         ///< a text without blanks
+    Guid,         ///< lower-case hexadecimal, with hyphens and without braces
     LocationName, ///< a name that a store makes folders or collections of
     Uri,          ///< of MongoDB; may hold a password
     Path,         ///< made absolute

@@ -172,6 +172,28 @@ Result<QByteArray> readText(const QString& path)
     return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, bytes.message()));
 }
 
+/// The text of a configuration file with another value for a key, if it is usable then.
+Result<QByteArray> withSetting(const QString& path, const QString& key, const QString& value)
+{
+    if (findSettingRule(key) == nullptr)
+        return unknownKey(ErrorCode::InvalidArgument, key);
+    const auto before = readText(path);
+    if (!before.ok())
+        return before;
+    auto document = IniDocument::parse(before.value());
+    if (!document.ok())
+        return parseSettings(before.value(), path).status();
+
+    document->setValue(key, value);
+    const QByteArray after = document->toBytes();
+    const auto settings = parseSettings(after, path);
+    if (settings.ok())
+        return after;
+    const bool wasBroken = !parseSettings(before.value(), path).ok();
+    return Status(wasBroken ? ErrorCode::Configuration : ErrorCode::InvalidArgument,
+                  QStringLiteral("%1 is not set: %2").arg(key, settings.message()));
+}
+
 bool showsPassword(const Settings& settings)
 {
     const auto& rules = settingRules();
@@ -213,7 +235,16 @@ QString configurationPath(const QString& explicitPath)
     const QString named = qEnvironmentVariable("ZAV_CONFIG");
     if (!named.isEmpty())
         return QFileInfo(named).absoluteFilePath();
-    return inHome(QStandardPaths::GenericConfigLocation) + QStringLiteral("/zav.ini");
+    const QStringList places = defaultConfigurationPaths();
+    const auto there = std::find_if(places.cbegin(), places.cend(),
+                                    [](const QString& place) { return QFileInfo::exists(place); });
+    return there == places.cend() ? places.first() : *there;
+}
+
+QStringList defaultConfigurationPaths()
+{
+    return {inHome(QStandardPaths::GenericConfigLocation) + QStringLiteral("/zav.ini"),
+            QStringLiteral("/etc/zav_import/zav.ini")};
 }
 
 Result<Settings> loadSettings(const QString& path)
@@ -247,10 +278,7 @@ Status createDefaultSettings(const QString& path, const QString& dataRoot)
 
 Status makeFolders(const Settings& settings)
 {
-    QStringList folders = {settings.uploadCache, settings.downloadCache};
-    if (settings.documentStore.kind == QLatin1String("local"))
-        folders << settings.documentStore.root;
-    for (const QString& folder : qAsConst(folders)) {
+    for (const QString& folder : {settings.uploadCache, settings.downloadCache}) {
         const auto made = makePrivateFolder(folder);
         if (!made.ok())
             return made.status();
@@ -271,23 +299,14 @@ Result<QString> readSetting(const QString& path, const QString& key)
 
 Status writeSetting(const QString& path, const QString& key, const QString& value)
 {
-    if (findSettingRule(key) == nullptr)
-        return unknownKey(ErrorCode::InvalidArgument, key);
-    const auto before = readText(path);
-    if (!before.ok())
-        return before.status();
-    auto document = IniDocument::parse(before.value());
-    if (!document.ok())
-        return parseSettings(before.value(), path).status();
+    const auto changed = withSetting(path, key, value);
+    return changed.ok() ? writePrivateFile(path, changed.value(), ExistingTarget::Replace) : changed.status();
+}
 
-    document->setValue(key, value);
-    const QByteArray after = document->toBytes();
-    const auto settings = parseSettings(after, path);
-    if (settings.ok())
-        return writePrivateFile(path, after, ExistingTarget::Replace);
-    const bool wasBroken = !parseSettings(before.value(), path).ok();
-    return {wasBroken ? ErrorCode::Configuration : ErrorCode::InvalidArgument,
-            QStringLiteral("%1 is not set: %2").arg(key, settings.message())};
+Status writeSiteId(const QString& path, const QString& identity)
+{
+    const auto changed = withSetting(path, QStringLiteral("site/id"), identity);
+    return changed.ok() ? replaceOwnFile(path, changed.value()) : changed.status();
 }
 
 } // namespace KOZAV::Backend

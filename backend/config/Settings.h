@@ -3,6 +3,7 @@
 #include "backend/Status.h"
 
 #include <QString>
+#include <QStringList>
 
 namespace KOZAV::Backend {
 
@@ -51,11 +52,16 @@ struct Settings
     int userId = 0;
     QString userName;
     QString userLogin;
+    QString siteId; ///< identity of the site, which its database and its store have too; empty: not given yet
 };
 
-/// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG, then the XDG configuration
-/// folder.
+/// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG; without both, the first of
+/// defaultConfigurationPaths() where there is a file, or the first of them.
 QString configurationPath(const QString& explicitPath);
+
+/// The places that are looked at where none is named: the user's, in the XDG configuration folder, and the
+/// machine's, /etc/zav_import/zav.ini.
+QStringList defaultConfigurationPaths();
 
 /// Reads and checks a configuration file. A failure names file, key and what is accepted.
 Result<Settings> loadSettings(const QString& path);
@@ -64,8 +70,7 @@ Result<Settings> loadSettings(const QString& path);
 /// dataRoot where that is not empty. Refuses to replace an existing file.
 Status createDefaultSettings(const QString& path, const QString& dataRoot = {});
 
-/// Makes the folders that the settings speak of where they are missing, mode 0700: the two caches and, with a
-/// local store, its root. (The database makes its own.)
+/// Makes the folders of the two caches where they are missing, mode 0700.
 Status makeFolders(const Settings& settings);
 
 /// Reads, or checks and writes, a single key ("section/key") of a configuration file. Reading gives what is
@@ -73,5 +78,9 @@ Status makeFolders(const Settings& settings);
 /// is refused (InvalidArgument), and the file stays as it was; comments and other lines are kept.
 Result<QString> readSetting(const QString& path, const QString& key);
 Status writeSetting(const QString& path, const QString& key, const QString& value);
+
+/// Writes the identity of the site into a configuration file without one. The file keeps its permissions;
+/// NotPermitted where it belongs to another user.
+Status writeSiteId(const QString& path, const QString& identity);
 
 } // namespace KOZAV::Backend

@@ -131,11 +131,22 @@ Database::~Database() = default;
 
 Result<std::unique_ptr<Database>> Database::open(const DatabaseSettings& settings)
 {
+    return begin(settings, MissingDatabase::Refused);
+}
+
+Result<std::unique_ptr<Database>> Database::create(const DatabaseSettings& settings)
+{
+    const auto made = createOnServer(settings);
+    return made.ok() ? begin(settings, MissingDatabase::Made) : made.status();
+}
+
+Result<std::unique_ptr<Database>> Database::begin(const DatabaseSettings& settings, MissingDatabase missing)
+{
     auto dialect = Dialect::forDriver(settings.driver);
     if (!dialect.ok())
         return dialect.status();
     std::unique_ptr<Database> database(new Database(std::move(dialect.value()), settings));
-    if (const auto started = database->start(); !started.ok())
+    if (const auto started = database->start(missing); !started.ok())
         return withAdvice(started).in(QStringLiteral("cannot open the database %1").arg(database->place()));
     return database;
 }
@@ -149,7 +160,8 @@ Result<bool> Database::createOnServer(const DatabaseSettings& settings)
     const QString name = QStringLiteral("kozav-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
     const auto work = [&]() -> Result<bool> {
         QSqlDatabase connection = QSqlDatabase::addDatabase(settings.driver, name);
-        for (const auto& step : {engine.prepare(settings), engine.configure(connection, settings)})
+        for (const auto& step :
+             {engine.prepare(settings, MissingDatabase::Made), engine.configure(connection, settings)})
             if (!step.ok())
                 return step;
         return engine.createDatabase(connection, settings);
@@ -161,17 +173,17 @@ Result<bool> Database::createOnServer(const DatabaseSettings& settings)
     return made.status().in(QStringLiteral("cannot make the database %1").arg(engine.describe(settings)));
 }
 
-Status Database::start()
+Status Database::start(MissingDatabase missing)
 {
     Connection& connection = d->connection;
     const Dialect& dialect = connection.dialect();
-    if (auto status = dialect.prepare(connection.settings()); !status.ok())
+    if (auto status = dialect.prepare(connection.settings(), missing); !status.ok())
         return status;
     if (auto status = connection.open(); !status.ok())
         return status;
     if (auto status = dialect.identify(connection.handle()); !status.ok())
         return status;
-    if (auto status = refuseNewerSchema(*this, dialect.migrations()); !status.ok())
+    if (auto status = checkSchemaVersion(*this, dialect.migrations(), missing); !status.ok())
         return status;
     if (auto status = connection.startSession(); !status.ok())
         return status;

@@ -18,6 +18,9 @@ namespace KOZAV::Backend {
 
 class Dialect;
 
+/// What becomes of a database that is not there.
+enum class MissingDatabase { Refused, Made };
+
 /// When a write must have reached the disk.
 enum class Durability {
     Deferred, ///< with the next durable write, in order: nothing later survives a crash without it
@@ -70,8 +73,13 @@ private:
 class Database final
 {
 public:
-    /// Opens, checks and migrates. A newer schema than this program knows is refused and left as it is.
+    /// Opens, checks and migrates a database that is there. Configuration where it is missing, empty, or
+    /// holds no tables of ours: a lost database is never replaced by a new one. A newer schema than this
+    /// program knows is refused and left as it is.
     static Result<std::unique_ptr<Database>> open(const DatabaseSettings& settings);
+
+    /// Makes what is missing of it, the database itself or its tables, and opens it: for making a site.
+    static Result<std::unique_ptr<Database>> create(const DatabaseSettings& settings);
     ~Database();
     Q_DISABLE_COPY(Database)
 
@@ -150,7 +158,8 @@ public:
 
 private:
     Database(std::unique_ptr<Dialect> dialect, const DatabaseSettings& settings);
-    Status start();
+    static Result<std::unique_ptr<Database>> begin(const DatabaseSettings& settings, MissingDatabase missing);
+    Status start(MissingDatabase missing);
     struct Private;
     std::unique_ptr<Private> d;
 };

@@ -30,8 +30,9 @@ public:
     /// The database in words for messages; holds no password.
     [[nodiscard]] virtual QString describe(const DatabaseSettings& settings) const = 0;
 
-    /// Checks what the settings name before anything is opened, and makes what an engine needs to begin with.
-    virtual Status prepare(const DatabaseSettings& settings) const = 0;
+    /// Checks what the settings name before anything is opened. Where a missing database is to be made, makes
+    /// what an engine needs to begin with.
+    virtual Status prepare(const DatabaseSettings& settings, MissingDatabase missing) const = 0;
 
     /// Puts the settings into a connection that is not open yet.
     virtual Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const = 0;

@@ -20,7 +20,7 @@ Status runStep(Database& database, const MigrationStep& step)
 
 Status runMissingSteps(Database& database, const std::vector<MigrationStep>& steps)
 {
-    if (auto status = refuseNewerSchema(database, steps); !status.ok())
+    if (auto status = checkSchemaVersion(database, steps, MissingDatabase::Made); !status.ok())
         return status;
     const auto version = database.schemaVersion();
     if (!version.ok())
@@ -34,12 +34,18 @@ Status runMissingSteps(Database& database, const std::vector<MigrationStep>& ste
 
 } // namespace
 
-Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& steps)
+Status checkSchemaVersion(Database& database, const std::vector<MigrationStep>& steps,
+                          MissingDatabase missing)
 {
     const auto version = database.schemaVersion();
     if (!version.ok())
         return version.status();
     const int known = steps.empty() ? 0 : steps.back().version;
+    if (version.value() == 0 && missing == MissingDatabase::Refused)
+        return Status::configuration(QStringLiteral(
+            "it holds none of our tables: name the right one in the section \"database\" of the "
+            "configuration, bring a lost one back with \"zav_admin restore\", or make a new "
+            "site with \"zav_admin init\""));
     if (version.value() <= known)
         return {};
     return Status::configuration(

@@ -7,6 +7,7 @@
 namespace KOZAV::Backend {
 
 class Database;
+enum class MissingDatabase;
 
 /// The statements that lead from the schema before to this version. The first step makes the table
 /// schema_version with its one row; the number there is raised with each step.
@@ -19,8 +20,10 @@ struct MigrationStep
     std::vector<const char*> statements;
 };
 
-/// Fails with Configuration where the database has a newer schema than the last step. Changes nothing.
-Status refuseNewerSchema(Database& database, const std::vector<MigrationStep>& steps);
+/// Fails with Configuration where the database has a newer schema than the last step, or has none of our
+/// tables and that is to be refused. Changes nothing.
+Status checkSchemaVersion(Database& database, const std::vector<MigrationStep>& steps,
+                          MissingDatabase missing);
 
 /// Runs the steps that the database does not have yet. With an engine that changes its schema in
 /// transactions: all of them or none, and it takes the write lock in any case, and so proves that the

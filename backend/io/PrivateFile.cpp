@@ -28,16 +28,33 @@ std::string targetOf(const QString& path, ExistingTarget existing)
     return nativePath(canonical.isEmpty() ? path : canonical);
 }
 
+Status writeWhole(TempFile& file, const QByteArray& content, ExistingTarget existing)
+{
+    if (auto written = file.file().write(content.constData(), content.size(), content.size()); !written.ok())
+        return written;
+    return file.publish(content.size(), existing);
+}
+
 } // namespace
 
 Status writePrivateFile(const QString& path, const QByteArray& content, ExistingTarget existing)
 {
     auto temp = TempFile::create(targetOf(path, existing));
+    return temp.ok() ? writeWhole(temp.value(), content, existing) : temp.status();
+}
+
+Status replaceOwnFile(const QString& path, const QByteArray& content)
+{
+    const auto present = fileInfo(nativePath(path), LastLink::ItsTarget);
+    if (!present.ok())
+        return present.status();
+    if (!present->isOwn())
+        return Status::notPermitted(QStringLiteral("\"%1\" belongs to another user").arg(path));
+    auto temp = TempFile::create(targetOf(path, ExistingTarget::Replace));
     if (!temp.ok())
         return temp.status();
-    if (auto written = temp->file().write(content.constData(), content.size(), content.size()); !written.ok())
-        return written;
-    return temp->publish(content.size(), existing);
+    temp->setPermissions(present->permissions);
+    return writeWhole(temp.value(), content, ExistingTarget::Replace);
 }
 
 Result<bool> makePrivateFolder(const QString& path)

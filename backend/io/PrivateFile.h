@@ -12,6 +12,10 @@ namespace KOZAV::Backend {
 /// once, or not at all. A symbolic link is followed: the file it names is replaced.
 Status writePrivateFile(const QString& path, const QByteArray& content, ExistingTarget existing);
 
+/// Replaces a small file of this user's, which keeps its permissions; NotPermitted where another user owns
+/// it, who would lose it by that. Otherwise as writePrivateFile() does.
+Status replaceOwnFile(const QString& path, const QByteArray& content);
+
 /// Makes a folder and its missing parents, mode 0700 each. Existing ones stay as they are.
 /// @return whether the folder was made
 Result<bool> makePrivateFolder(const QString& path);

@@ -35,6 +35,9 @@ public:
     /// Where it lies now.
     [[nodiscard]] const std::string& path() const { return m_path; }
 
+    /// Has the file get these permission bits with its name, whatever it was made for.
+    void setPermissions(quint32 permissions) { m_permissions = permissions; }
+
     /// Names the complete file durably: checks that it has the length that it should have, brings it to the
     /// disk, renames it to the target and brings the target's folder to the disk. On failure nothing of it is
     /// left, except that a file which has replaced another stays: the other one is gone.

@@ -1,6 +1,7 @@
 #include "tests/contract/ContractSite.h"
 
 #include "backend/Site.h"
+#include "backend/SiteCreation.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
 #include "backend/records/JobListing.h"
@@ -53,6 +54,7 @@ ContractSite::ContractSite()
     require(createDefaultSettings(configuration(), folder() + QStringLiteral("/data")));
     SiteEngines::applyTo(configuration());
     configure(QStringLiteral("user/id"), QStringLiteral("7"));
+    require(createSite({configuration()}).status());
     join(configuration());
 }
 

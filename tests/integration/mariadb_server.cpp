@@ -86,7 +86,7 @@ private:
 
 void MariaDbServerTest::answersItsAccounts()
 {
-    const auto opened = Database::open(m_server.makeDatabase());
+    const auto opened = Database::create(m_server.makeDatabase());
     QVERIFY2(opened.ok(), qPrintable(opened.message()));
     QCOMPARE(opened.value()->schemaVersion().value(), 1);
 }
@@ -119,7 +119,7 @@ void MariaDbServerTest::configurationNamesTheDatabase()
     MariaDbServer::writeTo(file.path(), settings);
     const auto read = loadSettings(file.path());
     QVERIFY2(read.ok(), qPrintable(read.message()));
-    QVERIFY(Database::open(read->database).ok());
+    QVERIFY(Database::create(read->database).ok());
     QCOMPARE(m_server.value(settings, QStringLiteral("SELECT COUNT(*) FROM company")), QStringLiteral("0"));
 }
 
@@ -150,8 +150,8 @@ void MariaDbServerTest::haltsAndGoesOn()
 void MariaDbServerTest::endsConnections()
 {
     QCOMPARE(m_server.killConnections(), 0);
-    const auto first = Database::open(m_server.makeDatabase());
-    const auto second = Database::open(m_server.makeDatabase());
+    const auto first = Database::create(m_server.makeDatabase());
+    const auto second = Database::create(m_server.makeDatabase());
     QVERIFY(first.ok() && second.ok());
     QCOMPARE(m_server.killConnections(), 2);
     QCOMPARE(m_server.killConnections(), 0);
@@ -164,7 +164,7 @@ void MariaDbServerTest::encrypts()
     MariaDbServer server({identity.certificate, identity.key, {}});
     DatabaseSettings settings = server.makeDatabase();
     settings.tlsCaFile = authority.certificate();
-    const auto opened = Database::open(settings);
+    const auto opened = Database::create(settings);
     QVERIFY2(opened.ok(), qPrintable(opened.message()));
     const Result<ServiceHealth> health = opened.value()->health();
     QVERIFY2(health.ok() && health->encryption.startsWith(QLatin1String("TLSv1.")),

@@ -1,5 +1,7 @@
 #include "tests/support/ConfigurationFile.h"
 
+#include "backend/SiteCreation.h"
+
 #include <QFile>
 
 #include <sys/stat.h>
@@ -33,6 +35,19 @@ QByteArray ConfigurationFile::content() const
     if (!file.open(QIODevice::ReadOnly))
         qFatal("%s: %s", qUtf8Printable(path()), qUtf8Printable(file.errorString()));
     return file.readAll();
+}
+
+void ConfigurationFile::makeSite() const
+{
+    const auto made = Backend::createSite({path()});
+    if (!made.ok())
+        qFatal("%s", qUtf8Printable(made.message()));
+}
+
+void ConfigurationFile::writeSite() const
+{
+    write(smallestText());
+    makeSite();
 }
 
 QByteArray ConfigurationFile::smallestText()

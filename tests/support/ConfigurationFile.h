@@ -21,6 +21,10 @@ public:
     /// such piece.
     void writeWith(const QByteArray& piece, const QByteArray& replacement) const;
     [[nodiscard]] QByteArray content() const;
+    /// Makes the site that the file names, as "zav_admin init" does; ends the test program where that fails.
+    void makeSite() const;
+    /// Writes the smallest usable file and makes its site.
+    void writeSite() const;
 
     /// A file with the required keys only.
     static QByteArray smallestText();

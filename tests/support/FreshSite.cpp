@@ -1,6 +1,7 @@
 #include "tests/support/FreshSite.h"
 
 #include "backend/Site.h"
+#include "backend/SiteCreation.h"
 #include "backend/database/Database.h"
 #include "backend/store/DocumentStore.h"
 #include "services/common/Common.h"
@@ -65,6 +66,7 @@ FreshSite::FreshSite()
         qFatal("%s", qUtf8Printable(problem));
     require(Backend::createDefaultSettings(configuration(), path(QStringLiteral("data"))));
     SiteEngines::applyTo(configuration());
+    require(Backend::createSite({configuration()}).status());
     Site::current().setConfigurationPath(configuration());
     database();
     valueOf(Site::current().documentStore());

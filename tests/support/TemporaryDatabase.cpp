@@ -34,7 +34,7 @@ DatabaseSettings TemporaryDatabase::settings() const
 
 std::unique_ptr<Database> TemporaryDatabase::open() const
 {
-    Result<std::unique_ptr<Database>> database = Database::open(settings());
+    Result<std::unique_ptr<Database>> database = Database::create(settings());
     if (!database.ok())
         QTest::qFail(qPrintable(database.message()), __FILE__, __LINE__);
     return database.ok() ? std::move(database.value()) : nullptr;

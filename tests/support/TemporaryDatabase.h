@@ -18,7 +18,7 @@ public:
     [[nodiscard]] QString file() const;
     [[nodiscard]] Backend::DatabaseSettings settings() const;
 
-    /// Opens the database anew; null, and a failed test, where that fails.
+    /// Opens the database anew, made where it is missing; null, and a failed test, where that fails.
     [[nodiscard]] std::unique_ptr<Backend::Database> open() const;
 
 private:

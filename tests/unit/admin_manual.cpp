@@ -114,7 +114,7 @@ void AdminManualTest::everyServerOptionSetsItsKey()
     const auto values = serverSettings(line);
     QVERIFY2(values.ok(), qPrintable(values.message()));
 
-    SettingValues told;
+    KOZAV::Backend::SettingValues told;
     for (const QString& row : rowsBelow("A site on servers")) {
         const QString name = firstCell(row).section(QLatin1Char(' '), 0, 0).remove(QLatin1Char('`')).mid(2);
         const QStringList pieces = row.section(QStringLiteral(" | "), 1).split(QLatin1Char('`'));
@@ -125,7 +125,7 @@ void AdminManualTest::everyServerOptionSetsItsKey()
             told.emplace_back(key, value.isEmpty() ? line.options.value(name) : value);
         }
     }
-    SettingValues set = values.value();
+    KOZAV::Backend::SettingValues set = values.value();
     std::sort(set.begin(), set.end());
     std::sort(told.begin(), told.end());
     QCOMPARE(told.size(), set.size());

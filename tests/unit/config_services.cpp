@@ -83,7 +83,7 @@ size_t storedCount()
 void ConfigServicesTest::init()
 {
     m_file = std::make_unique<ConfigurationFile>();
-    m_file->write(ConfigurationFile::smallestText());
+    m_file->writeSite();
     Site::current().setConfigurationPath(m_file->path());
     m_events.clear();
     Backend::setOperationObserver([this](const OperationEvent& event) { m_events.append(event); });

@@ -1,5 +1,6 @@
 #include "backend/Site.h"
 #include "backend/database/Database.h"
+#include "backend/records/SiteIdentity.h"
 #include "backend/store/DocumentStore.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ConfigurationFile.h"
@@ -23,7 +24,7 @@ class ConfigSiteTest final : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void cleanup();
-    void missingFileIsMade();
+    void missingFileIsRefused();
     void foldersAreMade();
     void changesAreSeen();
     void sameSizeSameTimeIsSeen();
@@ -56,6 +57,29 @@ int userNow()
     return settings.ok() ? settings->userId : -1;
 }
 
+/// Another database of the same site.
+void makeDatabase(const ConfigurationFile& file, const QString& name)
+{
+    DatabaseSettings settings;
+    settings.file = file.inFolder(name);
+    const auto made = Database::create(settings);
+    if (!made.ok() || !setSiteIdentity(*made.value(), loadSettings(file.path())->siteId).ok())
+        qFatal("%s", qPrintable(made.message()));
+}
+
+/// Another store of the same site.
+void makeStore(const ConfigurationFile& file, const QString& name)
+{
+    const Settings settings = loadSettings(file.path()).value();
+    DocumentStoreSettings other = settings.documentStore;
+    other.root = file.inFolder(name);
+    if (!QDir(file.folder()).mkdir(name))
+        qFatal("%s", qPrintable(name));
+    const auto store = openDocumentStore(other);
+    if (!store.ok() || !store.value()->setSiteMark(storeLocation(other), settings.siteId).ok())
+        qFatal("%s", qPrintable(store.message()));
+}
+
 int runOn(Database& database, const char* sql)
 {
     return database.change(sql, {}, Durability::Immediate).ok() ? 1 : 0;
@@ -68,39 +92,41 @@ void ConfigSiteTest::cleanup()
     Site::current().close();
 }
 
-void ConfigSiteTest::missingFileIsMade()
+void ConfigSiteTest::missingFileIsRefused()
 {
     const ConfigurationFile file;
-    const QByteArray home = qgetenv("XDG_DATA_HOME");
-    qputenv("XDG_DATA_HOME", QFile::encodeName(file.inFolder(QStringLiteral("share"))));
     const CapturedLog log;
     useSite(file);
-    const Result<Settings> settings = Site::current().settings();
-    qputenv("XDG_DATA_HOME", home);
-    QVERIFY2(settings.ok(), qPrintable(settings.message()));
-    QCOMPARE(settings->database.file, file.inFolder(QStringLiteral("share/zav_import/site.db")));
-    QCOMPARE(permissionsOf(file.path()), 0600U);
-    const QStringList logged = CapturedLog::of(QtInfoMsg);
-    QCOMPARE(logged.size(), 2);
-    QCOMPARE(logged.first(),
-             QStringLiteral("kozav.backend.config: made the configuration file \"%1\" with defaults")
-                 .arg(file.path()));
-    QVERIFY(logged.last().contains(settings->documentStore.root));
-    QCOMPARE(CapturedLog::of(QtCriticalMsg), QStringList());
+    for (int i = 0; i < 3; ++i) {
+        const Result<Settings> settings = Site::current().settings();
+        QCOMPARE(settings.code(), ErrorCode::Configuration);
+        QVERIFY2(
+            settings.message().contains(QStringLiteral("there is no configuration file \"%1\"; \"zav_admin "
+                                                       "init\" makes one")
+                                            .arg(file.path())),
+            qPrintable(settings.message()));
+        QCOMPARE(Site::current().database().code(), ErrorCode::Configuration);
+        QCOMPARE(Site::current().documentStore().code(), ErrorCode::Configuration);
+    }
+    QCOMPARE(CapturedLog::of(QtCriticalMsg).size(), 1);
+    QCOMPARE(QDir(file.folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList());
+    // It is seen as soon as it is there.
+    file.writeSite();
+    QVERIFY(Site::current().database().ok());
 }
 
 void ConfigSiteTest::foldersAreMade()
 {
     const ConfigurationFile file;
-    file.write(ConfigurationFile::smallestText());
+    file.writeSite();
+    for (const char* name : {"up", "down"})
+        QVERIFY(QDir(file.inFolder(QLatin1String(name))).removeRecursively());
     useSite(file);
-    const CapturedLog log;
-    QVERIFY(!QDir(file.inFolder(QStringLiteral("up"))).exists());
     QCOMPARE(userNow(), 7);
     QCOMPARE(permissionsOf(file.inFolder(QStringLiteral("up"))), 0700U);
     QCOMPARE(permissionsOf(file.inFolder(QStringLiteral("down"))), 0700U);
-    QCOMPARE(permissionsOf(file.inFolder(QStringLiteral("data/store"))), 0700U);
-    QCOMPARE(CapturedLog::of(QtInfoMsg).size(), 1);
+    QVERIFY(Site::current().documentStore().ok());
 }
 
 void ConfigSiteTest::changesAreSeen()
@@ -201,7 +227,7 @@ void ConfigSiteTest::passwordThatOthersMayReadIsRefused()
 void ConfigSiteTest::databaseStaysOpen()
 {
     const ConfigurationFile file;
-    file.write(ConfigurationFile::smallestText());
+    file.writeSite();
     useSite(file);
     const Result<Database*> first = Site::current().database();
     QVERIFY2(first.ok(), qPrintable(first.message()));
@@ -213,28 +239,35 @@ void ConfigSiteTest::databaseStaysOpen()
 void ConfigSiteTest::databaseFollowsItsSection()
 {
     const ConfigurationFile file;
-    file.write(ConfigurationFile::smallestText());
+    file.writeSite();
     useSite(file);
     QVERIFY(Site::current().database().ok());
     QVERIFY(writeSetting(file.path(), QStringLiteral("database/file"), QStringLiteral("other.db")).ok());
-    QVERIFY(Site::current().database().ok());
-    QVERIFY(QFile::exists(file.inFolder(QStringLiteral("other.db"))));
+    QCOMPARE(Site::current().database().code(), ErrorCode::Configuration);
+    QVERIFY(!QFile::exists(file.inFolder(QStringLiteral("other.db"))));
+    makeDatabase(file, QStringLiteral("other.db"));
+    const Result<Database*> other = Site::current().database();
+    QVERIFY2(other.ok(), qPrintable(other.message()));
+    QCOMPARE(other.value()->place(), file.inFolder(QStringLiteral("other.db")));
 }
 
 void ConfigSiteTest::storeFollowsItsSection()
 {
     const ConfigurationFile file;
-    file.write(ConfigurationFile::smallestText());
+    file.writeSite();
     useSite(file);
     const Result<DocumentStore*> first = Site::current().documentStore();
     QVERIFY2(first.ok(), qPrintable(first.message()));
     QCOMPARE(Site::current().documentStore().value(), first.value());
     QVERIFY(writeSetting(file.path(), QStringLiteral("document_store/root"), QStringLiteral("other")).ok());
+    QCOMPARE(Site::current().documentStore().code(), ErrorCode::Configuration);
+    QVERIFY(!QFile::exists(file.inFolder(QStringLiteral("other"))));
+    makeStore(file, QStringLiteral("other"));
     const Result<DocumentStore*> second = Site::current().documentStore();
     QVERIFY2(second.ok(), qPrintable(second.message()));
     QVERIFY(
         second.value()->put({"plant", "odbpp"}, "a.zip", QFile::encodeName(file.path()).toStdString()).ok());
-    QVERIFY(QDir(file.inFolder(QStringLiteral("other"))).exists());
+    QVERIFY(QFile::exists(file.inFolder(QStringLiteral("other/plant/odbpp/files/a.zip"))));
 }
 
 void ConfigSiteTest::newPathClosesWhatWasOpen()
@@ -242,7 +275,7 @@ void ConfigSiteTest::newPathClosesWhatWasOpen()
     const ConfigurationFile one;
     const ConfigurationFile two;
     for (const ConfigurationFile* file : {&one, &two}) {
-        file->write(ConfigurationFile::smallestText());
+        file->writeSite();
         useSite(*file);
         QCOMPARE(Site::current().configurationPath(), file->path());
         QVERIFY(Site::current().database().ok());
@@ -254,7 +287,7 @@ void ConfigSiteTest::newPathClosesWhatWasOpen()
 void ConfigSiteTest::everyThreadHasItsDatabase()
 {
     const ConfigurationFile file;
-    file.write(ConfigurationFile::smallestText());
+    file.writeSite();
     useSite(file);
     Database* const mine = Site::current().database().value();
     Database* theirs = nullptr;
@@ -273,7 +306,7 @@ void ConfigSiteTest::everyThreadHasItsDatabase()
 void ConfigSiteTest::threadsShareTheStore()
 {
     const ConfigurationFile file;
-    file.write(ConfigurationFile::smallestText());
+    file.writeSite();
     useSite(file);
     DocumentStore* const mine = Site::current().documentStore().value();
     const auto theirs =
@@ -285,7 +318,9 @@ void ConfigSiteTest::threadsShareTheStore()
 void ConfigSiteTest::changesUnderManyThreads()
 {
     const ConfigurationFile file;
-    file.write(ConfigurationFile::smallestText());
+    file.writeSite();
+    for (const char* name : {"s0", "s1"})
+        makeStore(file, QLatin1String(name));
     useSite(file);
     const auto work = [] {
         int failures = 0;
@@ -309,8 +344,8 @@ void ConfigSiteTest::sitesAreSideBySide()
 {
     const ConfigurationFile one;
     const ConfigurationFile other;
-    QVERIFY(createDefaultSettings(one.path(), one.inFolder(QStringLiteral("data"))).ok());
-    QVERIFY(createDefaultSettings(other.path(), other.inFolder(QStringLiteral("data"))).ok());
+    one.writeSite();
+    other.writeSite();
     useSite(one);
     Site second(other.path());
     QCOMPARE(second.configurationPath(), other.path());
@@ -332,7 +367,8 @@ void ConfigSiteTest::siteOfOneRunMakesNothing()
     const Result<Settings> missing = site.settings();
     QCOMPARE(missing.code(), ErrorCode::Configuration);
     QCOMPARE(missing.message(),
-             QStringLiteral("there is no configuration file \"%1\"; \"zav_admin init\" makes one")
+             QStringLiteral("there is no configuration file \"%1\"; \"zav_admin init\" makes one, and a site "
+                            "with it")
                  .arg(file.path()));
     QVERIFY(!QFile::exists(file.path()));
 

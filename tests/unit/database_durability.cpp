@@ -21,7 +21,7 @@ namespace {
     const QString& plan = arguments.at(3);
     DatabaseSettings settings;
     settings.file = file;
-    const Result<std::unique_ptr<Database>> database = Database::open(settings);
+    const Result<std::unique_ptr<Database>> database = Database::create(settings);
     int failures = database.ok() ? 0 : 1;
     for (int i = 0; i < plan.size() && failures == 0; ++i) {
         const Durability durability =

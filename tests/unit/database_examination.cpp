@@ -192,7 +192,7 @@ DatabaseSettings DatabaseExaminationTest::makeServerDatabase(const char* rights)
     const bool granted =
         server().run(settings, QStringLiteral("GRANT %1 ON %2.* TO '%3'@'127.0.0.1'")
                                    .arg(QLatin1String(rights), settings.name, settings.user));
-    if (!granted || !Database::open(settings).ok())
+    if (!granted || !Database::create(settings).ok())
         qFatal("the database cannot be made");
     return settings;
 }

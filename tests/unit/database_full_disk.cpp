@@ -22,7 +22,7 @@ int fill(const QStringList& arguments)
     const QString& file = arguments.at(2);
     DatabaseSettings settings;
     settings.file = file;
-    const Result<std::unique_ptr<Database>> opened = Database::open(settings);
+    const Result<std::unique_ptr<Database>> opened = Database::create(settings);
     if (!opened.ok())
         return 1;
     Database& database = *opened.value();

@@ -67,7 +67,7 @@ void DatabaseLockingTest::init()
     m_place = std::make_unique<TemporaryDatabase>();
     m_settings = m_place->settings();
     m_settings.busyTimeoutMs = shortTimeoutMs;
-    Result<std::unique_ptr<Database>> database = Database::open(m_settings);
+    Result<std::unique_ptr<Database>> database = Database::create(m_settings);
     QVERIFY2(database.ok(), qPrintable(database.message()));
     m_database = std::move(database.value());
     m_holder =

@@ -89,7 +89,7 @@ void DatabaseMariaDbTest::cleanup()
 
 std::unique_ptr<Database> DatabaseMariaDbTest::open()
 {
-    Result<std::unique_ptr<Database>> opened = Database::open(m_settings);
+    Result<std::unique_ptr<Database>> opened = Database::create(m_settings);
     if (!opened.ok())
         qWarning("%s", qPrintable(opened.message()));
     return opened.ok() ? std::move(opened.value()) : nullptr;
@@ -117,7 +117,7 @@ void DatabaseMariaDbTest::manyProgramsMakeTheTablesAtOnce()
     std::vector<std::future<QString>> openings;
     for (int i = 0; i < 8; ++i)
         openings.push_back(std::async(std::launch::async, [&fresh] {
-            const auto opened = Database::open(fresh);
+            const auto opened = Database::create(fresh);
             return opened.ok() ? QString::number(opened.value()->schemaVersion().value()) : opened.message();
         }));
     for (auto& opening : openings)
@@ -330,6 +330,7 @@ void DatabaseMariaDbTest::databaseIsMadeOnTheServer()
     QVERIFY2(made.ok(), qPrintable(made.message()));
     QCOMPARE(made.value(), true);
     QCOMPARE(Database::createOnServer(fresh).value(), false);
+    QVERIFY(Database::create(fresh).ok());
     QVERIFY(Database::open(fresh).ok());
 }
 

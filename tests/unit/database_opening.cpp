@@ -17,13 +17,13 @@ using namespace KOZAV::Test;
 
 namespace {
 
-/// Role of another process: opens the database and writes the code of the outcome.
+/// Role of another process: opens the database, made where it is missing, and writes the code of the outcome.
 int openAndReport(const QStringList& arguments)
 {
     DatabaseSettings settings;
     settings.file = arguments.at(2);
     settings.busyTimeoutMs = 10000;
-    const Result<std::unique_ptr<Database>> database = Database::open(settings);
+    const Result<std::unique_ptr<Database>> database = Database::create(settings);
     std::printf("%d %s\n", static_cast<int>(database.code()), qPrintable(database.message()));
     return 0;
 }
@@ -48,6 +48,8 @@ class DatabaseOpeningTest final : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void newFileAndFolderArePrivate();
+    void missingContentIsRefusedAndLeftAsItIs_data();
+    void missingContentIsRefusedAndLeftAsItIs();
     void sessionIsSetUp_data();
     void sessionIsSetUp();
     void engineAndSchemaVersion();
@@ -59,7 +61,7 @@ private Q_SLOTS:
     void damagedPageIsFound();
     void fileWithoutWritePermissionIsRefused();
     void closingLeavesNoConnectionBehind();
-    void processesThatOpenAFreshSiteAtOnceAllSucceed();
+    void processesThatMakeASiteAtOnceAllSucceed();
 };
 
 void DatabaseOpeningTest::newFileAndFolderArePrivate()
@@ -67,12 +69,53 @@ void DatabaseOpeningTest::newFileAndFolderArePrivate()
     const TemporaryDatabase place;
     DatabaseSettings settings = place.settings();
     settings.file = place.folder() + QStringLiteral("/new/deeper/site.db");
-    const Result<std::unique_ptr<Database>> database = Database::open(settings);
+    const Result<std::unique_ptr<Database>> database = Database::create(settings);
     QVERIFY2(database.ok(), qPrintable(database.message()));
     QCOMPARE(modeOf(place.folder() + QStringLiteral("/new")), 0700U);
     QCOMPARE(modeOf(place.folder() + QStringLiteral("/new/deeper")), 0700U);
     QCOMPARE(modeOf(settings.file), 0600U);
     QCOMPARE(modeOf(settings.file + QStringLiteral("-wal")), 0600U);
+}
+
+void DatabaseOpeningTest::missingContentIsRefusedAndLeftAsItIs_data()
+{
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("missing") << QStringLiteral("missing") << QStringLiteral("it does not exist");
+    QTest::newRow("missing folder") << QStringLiteral("folder") << QStringLiteral("it does not exist");
+    QTest::newRow("empty") << QStringLiteral("empty") << QStringLiteral("it is empty");
+    QTest::newRow("without tables") << QStringLiteral("tables")
+                                    << QStringLiteral("it holds none of our tables");
+}
+
+/// A database that is lost is not replaced by a new one.
+void DatabaseOpeningTest::missingContentIsRefusedAndLeftAsItIs()
+{
+    QFETCH(const QString, state);
+    QFETCH(const QString, reason);
+    const TemporaryDatabase place;
+    DatabaseSettings settings = place.settings();
+    if (state == QLatin1String("folder"))
+        settings.file = place.folder() + QStringLiteral("/absent/site.db");
+    QFile file(place.file());
+    if (state == QLatin1String("empty"))
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    if (state == QLatin1String("tables"))
+        runElsewhere(place.file(),
+                     {QStringLiteral("CREATE TABLE song (title TEXT)"), QStringLiteral("DROP TABLE song")});
+    const QStringList before = QDir(place.folder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    const QByteArray content = file.exists() ? contentOf(place.file()) : QByteArray();
+
+    const Result<std::unique_ptr<Database>> database = Database::open(settings);
+    QCOMPARE(database.code(), ErrorCode::Configuration);
+    QVERIFY2(database.message().contains(reason), qPrintable(database.message()));
+    for (const char* advice : {"zav_admin restore", "zav_admin init"})
+        QVERIFY2(database.message().contains(QLatin1String(advice)), qPrintable(database.message()));
+    QCOMPARE(QDir(place.folder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), before);
+    QCOMPARE(file.exists() ? contentOf(place.file()) : QByteArray(), content);
+    QVERIFY(Database::create(settings).ok());
+    QVERIFY(Database::open(settings).ok());
 }
 
 void DatabaseOpeningTest::sessionIsSetUp_data()
@@ -241,7 +284,7 @@ void DatabaseOpeningTest::closingLeavesNoConnectionBehind()
     QCOMPARE(QDir(place.folder()).entryList(QDir::Files), QStringList(QStringLiteral("site.db")));
 }
 
-void DatabaseOpeningTest::processesThatOpenAFreshSiteAtOnceAllSucceed()
+void DatabaseOpeningTest::processesThatMakeASiteAtOnceAllSucceed()
 {
     for (int round = 0; round < 5; ++round) {
         const TemporaryDatabase place;

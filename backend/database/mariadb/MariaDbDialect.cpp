@@ -89,7 +89,7 @@ QString MariaDbDialect::describe(const DatabaseSettings& settings) const
     return QStringLiteral("%1:%2/%3").arg(settings.host).arg(settings.port).arg(settings.name);
 }
 
-Status MariaDbDialect::prepare(const DatabaseSettings& settings) const
+Status MariaDbDialect::prepare(const DatabaseSettings& settings, MissingDatabase /*missing*/) const
 {
     if (settings.name.isEmpty() || settings.name.size() > longestDatabaseName)
         return Status::configuration(

@@ -12,7 +12,7 @@ class MariaDbDialect final : public Dialect
 {
 public:
     [[nodiscard]] QString describe(const DatabaseSettings& settings) const override;
-    Status prepare(const DatabaseSettings& settings) const override;
+    Status prepare(const DatabaseSettings& settings, MissingDatabase missing) const override;
     Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] Status checkTransport(const QSqlDatabase& connection,
                                         const DatabaseSettings& settings) const override;

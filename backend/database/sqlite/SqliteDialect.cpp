@@ -34,18 +34,28 @@ Status makeEmptyFile(const QFileInfo& file)
     return made.code() == ErrorCode::AlreadyExists ? Status() : made;
 }
 
-Status checkExistingFile(const QFileInfo& file, const QString& path)
+/// What is to be done where the file is not the site's database.
+QString advice()
+{
+    return QStringLiteral("mount its disk or name the right one in database/file, bring a lost one back with "
+                          "\"zav_admin restore\", or make a new site with \"zav_admin init\"");
+}
+
+Status checkExistingFile(const QFileInfo& file, const QString& path, MissingDatabase missing)
 {
     if (!file.isFile())
         return refused(ErrorCode::Configuration, path, QStringLiteral("it is not a regular file"));
     if (!file.isReadable() || !file.isWritable())
         return refused(ErrorCode::NotPermitted, path, QStringLiteral("it may not be read and written"));
+    if (file.size() == 0 && missing == MissingDatabase::Refused)
+        return refused(ErrorCode::Configuration, path, QStringLiteral("it is empty; ") + advice());
     return {};
 }
 
-/// Checks that a path names a writable regular file, or makes an empty one there: mode 0600, missing folders
-/// 0700. A file that exists is left as it is, also where another program makes it at the same time.
-Status prepareFile(const QString& path)
+/// Checks that a path names a writable regular file, or makes an empty one there if it is to be made: mode
+/// 0600, missing folders 0700. A file that exists is left as it is, also where another program makes it at
+/// the same time.
+Status prepareFile(const QString& path, MissingDatabase missing)
 {
     if (path.isEmpty())
         return refused(ErrorCode::Configuration, path, QStringLiteral("the name is empty"));
@@ -53,10 +63,12 @@ Status prepareFile(const QString& path)
         return refused(ErrorCode::Configuration, path, QStringLiteral("the name holds a NUL character"));
     const QFileInfo file(QFileInfo(path).absoluteFilePath());
     if (file.exists())
-        return checkExistingFile(file, path);
+        return checkExistingFile(file, path, missing);
     if (file.isSymLink())
         return refused(ErrorCode::Configuration, path,
                        QStringLiteral("it is a link to a file that does not exist"));
+    if (missing == MissingDatabase::Refused)
+        return refused(ErrorCode::Configuration, path, QStringLiteral("it does not exist; ") + advice());
     const auto made = makeEmptyFile(file);
     return made.ok() ? made : refused(made.code(), path, made.message());
 }
@@ -68,9 +80,9 @@ QString SqliteDialect::describe(const DatabaseSettings& settings) const
     return settings.file;
 }
 
-Status SqliteDialect::prepare(const DatabaseSettings& settings) const
+Status SqliteDialect::prepare(const DatabaseSettings& settings, MissingDatabase missing) const
 {
-    return prepareFile(settings.file);
+    return prepareFile(settings.file, missing);
 }
 
 Status SqliteDialect::configure(QSqlDatabase& connection, const DatabaseSettings& settings) const

@@ -20,7 +20,7 @@ class SqliteDialect final : public Dialect
 {
 public:
     [[nodiscard]] QString describe(const DatabaseSettings& settings) const override;
-    Status prepare(const DatabaseSettings& settings) const override;
+    Status prepare(const DatabaseSettings& settings, MissingDatabase missing) const override;
     Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;
     Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const override;

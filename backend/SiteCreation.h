@@ -1,0 +1,47 @@
+#pragma once
+
+#include "backend/Status.h"
+
+#include <QString>
+
+#include <utility>
+#include <vector>
+
+namespace KOZAV::Backend {
+
+/// Keys ("section/key") and values of a configuration, in an order in which they can be written one by one.
+using SettingValues = std::vector<std::pair<QString, QString>>;
+
+/// What a site is to be like.
+struct SitePlan
+{
+    QString configuration;     ///< absolute path of its configuration file
+    QString dataRoot = {};     ///< folder of its data; empty: in the user's data folder
+    SettingValues values = {}; ///< what differs from the defaults
+};
+
+/// A site as createSite() leaves it.
+struct CreatedSite
+{
+    struct Part
+    {
+        QString name; ///< "database", "upload cache", ...
+        QString place;
+        bool made = false; ///< false: it was there
+    };
+
+    QString identity;
+    std::vector<Part> parts;
+};
+
+/// Makes whatever is missing of a site: configuration, database and tables, document store, folders of the
+/// caches, and the identity in the first three. Nothing else makes a site.
+///
+/// A configuration that is there stays, but for the identity, and must say what the plan asks for
+/// (AlreadyExists). A new one gets its name when all that it names has been found to work, so a failure or an
+/// interruption leaves none behind; what else was made is taken by the next run. A part that is missing is
+/// not made where the other one has content: it is lost, or its disk is not mounted (Configuration). Nor are
+/// parts joined that belong to different sites or do not fit by their contents.
+Result<CreatedSite> createSite(const SitePlan& plan);
+
+} // namespace KOZAV::Backend
