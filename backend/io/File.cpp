@@ -132,6 +132,11 @@ Result<qint64> File::readAt(char* buffer, qint64 size, qint64 offset) const
     });
 }
 
+void File::expectReadingThrough() const
+{
+    ::posix_fadvise(m_descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
 Status File::write(const char* bytes, qint64 size, qint64 neededBytes)
 {
     return writeAll(size, m_path, neededBytes, [&](qint64 done, size_t remaining) {

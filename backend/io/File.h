@@ -49,6 +49,9 @@ public:
     /// The same from a place of its own; several threads may do so at once.
     Result<qint64> readAt(char* buffer, qint64 size, qint64 offset) const;
 
+    /// Lets the system read ahead of a reader who goes through the file once, from its beginning.
+    void expectReadingThrough() const;
+
     /// Writes all of the bytes. neededBytes: what the whole file will need, for the message of a full disk.
     Status write(const char* bytes, qint64 size, qint64 neededBytes = -1);
     Status writeAt(const char* bytes, qint64 size, qint64 offset);

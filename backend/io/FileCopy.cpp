@@ -123,6 +123,31 @@ Result<ContentDigest> digestFile(File& source)
     return CopyPass(source, nullptr).run();
 }
 
+Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 bytes)>& onBytes)
+{
+    const auto watch = SourceWatch::begin(source);
+    if (!watch.ok())
+        return watch.status();
+    source.expectReadingThrough();
+    const qint64 size = std::min(blockSize, watch->length() + 1);
+    const std::unique_ptr<char[]> block(new char[static_cast<size_t>(size)]); // left unset
+    Sha256 hash;
+    qint64 length = 0;
+    for (qint64 got = size; got == size && length <= watch->length();) {
+        const auto read = source.read(block.get(), size);
+        if (!read.ok())
+            return read.status();
+        got = read.value();
+        hash.add(block.get(), got);
+        length += got;
+        if (onBytes)
+            onBytes(got);
+    }
+    if (const auto unchanged = watch->end(length); !unchanged.ok())
+        return unchanged;
+    return digestOf(length, hash, displayPath(source.path()));
+}
+
 Result<ContentDigest> copyFile(File& source, File& target)
 {
     return CopyPass(source, &target).run();

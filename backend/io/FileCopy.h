@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+
 namespace KOZAV::Backend {
 
 class Sha256;
@@ -31,7 +33,11 @@ Result<ContentDigest> digestOf(qint64 length, Sha256& hash, const QString& what)
 /// meanwhile.
 Result<ContentDigest> digestFile(File& source);
 
-/// The same, and writes what it reads. The target may be a pipe or a device.
+/// The same with one core, which reads and hashes by turns: for reading many files at once. onBytes, where
+/// given, is told of bytes as they are read.
+Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 bytes)>& onBytes);
+
+/// The same as digestFile(), and writes what it reads. The target may be a pipe or a device.
 Result<ContentDigest> copyFile(File& source, File& target);
 
 /// Tells whether a file stayed what it was while it was read. The file has to outlive it.

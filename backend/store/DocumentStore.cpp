@@ -108,6 +108,12 @@ Status DocumentStore::get(const StoreLocation& location, const std::string& name
     return onName("fetch a stored file", location, name, [&] { return getFile(location, name, localPath); });
 }
 
+Result<ContentDigest> DocumentStore::verify(const StoreLocation& location, const std::string& name,
+                                            const ReadObserver& onBytes)
+{
+    return onName("read a stored file", location, name, [&] { return verifyFile(location, name, onBytes); });
+}
+
 Result<StoredFile> DocumentStore::find(const StoreLocation& location, const std::string& name)
 {
     return onName("find a stored file", location, name, [&] { return findFile(location, name); });

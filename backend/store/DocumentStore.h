@@ -3,11 +3,13 @@
 #include "backend/ServiceHealth.h"
 #include "backend/Status.h"
 #include "backend/config/Settings.h"
+#include "backend/io/FileCopy.h"
 
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -90,6 +92,14 @@ public:
     /// is InvalidArgument and stays: a folder, a link, a device.
     Status get(const StoreLocation& location, const std::string& name, const std::string& localPath);
 
+    /// Is told of bytes as they are read.
+    using ReadObserver = std::function<void(qint64 bytes)>;
+
+    /// Reads the stored file through, with one core, and compares it with what was stored: Corrupt where it
+    /// is not that. @return length and SHA-256, also of a file whose SHA-256 the store does not know
+    Result<ContentDigest> verify(const StoreLocation& location, const std::string& name,
+                                 const ReadObserver& onBytes = {});
+
     /// What is stored under the name; NotFound where nothing is.
     Result<StoredFile> find(const StoreLocation& location, const std::string& name);
 
@@ -153,6 +163,8 @@ private:
                                        const std::string& localPath) = 0;
     virtual Status getFile(const StoreLocation& location, const std::string& name,
                            const std::string& localPath) = 0;
+    virtual Result<ContentDigest> verifyFile(const StoreLocation& location, const std::string& name,
+                                             const ReadObserver& onBytes) = 0;
     virtual Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) = 0;
     virtual Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) = 0;
     virtual Status removeStored(const StoreLocation& location, const std::string& name) = 0;

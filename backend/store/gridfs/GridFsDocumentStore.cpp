@@ -143,6 +143,26 @@ Status GridFsDocumentStore::getFile(const StoreLocation& location, const std::st
     return fetched;
 }
 
+Result<ContentDigest> GridFsDocumentStore::verifyFile(const StoreLocation& location, const std::string& name,
+                                                      const ReadObserver& onBytes)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    const auto file = usableFile(opened->bucket(), name);
+    if (!file.ok())
+        return file.status();
+    const auto tell = [&onBytes](const char*, qint64 size) {
+        if (onBytes)
+            onBytes(size);
+        return Status();
+    };
+    auto read = GridFsDownload(opened->bucket(), file.value(), tell).run();
+    if (read.code() == ErrorCode::Corrupt && isGone(opened->bucket(), file.value()))
+        return notStored(location, name);
+    return read;
+}
+
 Result<StoredFile> GridFsDocumentStore::findFile(const StoreLocation& location, const std::string& name)
 {
     auto opened = session(location);

@@ -169,6 +169,21 @@ Status LocalDocumentStore::getFile(const StoreLocation& location, const std::str
     return file.ok() ? copyOut(LocalStoreFolder(m_root, location), file.value(), localPath) : file.status();
 }
 
+Result<ContentDigest> LocalDocumentStore::verifyFile(const StoreLocation& location, const std::string& name,
+                                                     const ReadObserver& onBytes)
+{
+    const auto file = findFile(location, name);
+    if (!file.ok())
+        return file.status();
+    const LocalStoreFolder folder(m_root, location);
+    auto data = File::openForReading(folder.dataPath(name));
+    if (!data.ok())
+        return data.status();
+    auto digest = readThrough(data.value(), onBytes);
+    const auto same = digest.ok() ? folder.checkDigest(file.value(), digest.value()) : Status();
+    return same.ok() ? std::move(digest) : same;
+}
+
 Result<StoredFile> LocalDocumentStore::findFile(const StoreLocation& location, const std::string& name)
 {
     const auto file = LocalStoreFolder(m_root, location).stored(name);

@@ -30,6 +30,8 @@ private:
                                  const std::string& localPath) override;
     Status getFile(const StoreLocation& location, const std::string& name,
                    const std::string& localPath) override;
+    Result<ContentDigest> verifyFile(const StoreLocation& location, const std::string& name,
+                                     const ReadObserver& onBytes) override;
     Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) override;
     Status removeStored(const StoreLocation& location, const std::string& name) override;
