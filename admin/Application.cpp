@@ -35,6 +35,7 @@ constexpr Meaning meanings[] = {
     {ExitCode::NotPermitted, "the operating system or the server refuses access"},
     {ExitCode::NoSpace, "no space left"},
     {ExitCode::Corrupt, "stored data is not what was stored"},
+    {ExitCode::Findings, "the check has findings: the site is not clean"},
 };
 
 /// The options of all verbs, each once, so that a line can be taken apart before its verb is known.
@@ -148,8 +149,9 @@ QString exitCodeHelp()
 {
     QString help;
     for (const Meaning& meaning : meanings)
-        help +=
-            QStringLiteral("  %1  %2\n").arg(static_cast<int>(meaning.code)).arg(QLatin1String(meaning.text));
+        help += QStringLiteral("  %1  %2\n")
+                    .arg(static_cast<int>(meaning.code), 2)
+                    .arg(QLatin1String(meaning.text));
     return help;
 }
 
@@ -173,7 +175,7 @@ ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice&
         outcome = Status::io(QStringLiteral("the report cannot be written: %1").arg(device.errorString()));
     if (!outcome.ok())
         writeWhole(err, failureText(outcome, json));
-    return exitCodeOf(outcome.code());
+    return outcome.ok() ? report->success : exitCodeOf(outcome.code());
 }
 
 } // namespace KOZAV::Admin

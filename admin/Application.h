@@ -18,7 +18,8 @@ enum class ExitCode {
     Unavailable = 6,
     NotPermitted = 7,
     NoSpace = 8,
-    Corrupt = 9
+    Corrupt = 9,
+    Findings = 11
 };
 
 ExitCode exitCodeOf(Backend::ErrorCode code);

@@ -115,6 +115,15 @@ std::vector<Verb> makeVerbs()
          {needed("to", "FILE", "configuration file of the other site, which \"init\" has made"),
           flag("update", "bring rows up to date that were copied before and have changed in the source"),
           flag("dry-run", "only tell what would be copied")}},
+        {"check",
+         "",
+         "look whether the site is whole: database, rows, stored files, leftovers",
+         checkVerb,
+         {flag("read-data", "read every stored file and compare its SHA-256; fill it into rows that lack it"),
+          flag("continue", "with --read-data: go on where an interrupted one stopped"),
+          option("repair", "KIND[,KIND...]", "mend the findings of these kinds, and nothing else"),
+          option("settle", "SECONDS", "how old what looks unfinished must be to be a finding")},
+         Backend::Site::Use::Inspection},
         {"help", "[VERB...]", "show this help, or the help of a verb", helpVerb},
     };
 }

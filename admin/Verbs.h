@@ -1,5 +1,6 @@
 #pragma once
 
+#include "admin/Application.h"
 #include "admin/CommandLine.h"
 #include "backend/Site.h"
 #include "backend/Status.h"
@@ -20,6 +21,7 @@ struct Report
     /// A failure that the report tells of: it is shown all the same, and the exit code is that of the
     /// failure.
     Backend::Status outcome = {};
+    ExitCode success = ExitCode::Success; ///< the exit code where nothing failed
     bool besideContent = false; ///< the standard output holds content: the report goes to the standard error
 };
 
@@ -82,5 +84,6 @@ Backend::Result<Report> configGetVerb(const Call& call);
 Backend::Result<Report> configListVerb(const Call& call);
 Backend::Result<Report> configSetVerb(const Call& call);
 Backend::Result<Report> migrateVerb(const Call& call);
+Backend::Result<Report> checkVerb(const Call& call);
 
 } // namespace KOZAV::Admin

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* fileRowsBehind =
     "SELECT o.id, o.guid, o.stored_name, o.suffix, o.company_code, o.stored_length, o.stored_sha256,"
-    " o.content_sha256 IS NOT NULL, o.created_time, f.id IS NOT NULL,"
+    " o.content_sha256 IS NULL AND o.suffix = '' AND o.flow_guid IS NULL, o.created_time, f.id IS NOT NULL,"
     " COALESCE(f.ko_serial_name, r.ko_serial_name), COALESCE(f.guid, r.guid), f.state, f.sub_state,"
     " z.id IS NOT NULL, z.file_store"
     " FROM orig_file o"
@@ -28,12 +28,13 @@ constexpr const char* fileRowsBehind =
     " WHERE o.stored_name >= ? AND (o.stored_name > ? OR o.id > ?)"
     " ORDER BY o.stored_name, o.id LIMIT ?";
 
-constexpr const char* oddJobs = "SELECT z.id, f.ko_serial_name, z.file_store, z.stored_name, o.stored_name"
-                                " FROM job_compress z"
-                                " JOIN job_flow f ON f.guid = z.flow_guid"
-                                " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"
-                                " WHERE z.id > ? AND (o.guid IS NULL OR o.stored_name <> z.stored_name)"
-                                " ORDER BY z.id LIMIT ?";
+constexpr const char* oddJobs =
+    "SELECT z.id, f.guid, f.ko_serial_name, z.file_store, z.stored_name, o.stored_name"
+    " FROM job_compress z"
+    " JOIN job_flow f ON f.guid = z.flow_guid"
+    " LEFT JOIN orig_file o ON o.guid = f.orig_file_guid"
+    " WHERE z.id > ? AND (o.guid IS NULL OR o.stored_name <> z.stored_name)"
+    " ORDER BY z.id LIMIT ?";
 
 constexpr const char* halfImports =
     "SELECT f.id, f.guid, f.ko_serial_name, f.job_name, f.state, f.sub_state, o.company_code, f.created_time"
@@ -51,6 +52,10 @@ constexpr const char* unusedOrigFiles =
     " AND NOT EXISTS (SELECT 1 FROM job_flow f WHERE f.orig_file_guid = o.guid)"
     " AND NOT EXISTS (SELECT 1 FROM job_flow l WHERE l.last_import_orig_file_guid = o.guid)"
     " ORDER BY o.id LIMIT ?";
+
+constexpr const char* unusedOfName =
+    "SELECT o.guid FROM orig_file o WHERE o.stored_name = ? AND o.flow_guid IS NULL"
+    " AND NOT EXISTS (SELECT 1 FROM job_flow f WHERE f.orig_file_guid = o.guid)";
 
 constexpr const char* deleteUnusedOrigFile =
     "DELETE FROM orig_file WHERE guid = ? AND flow_guid IS NULL"
@@ -90,7 +95,7 @@ FileRow fileRow(const QSqlQuery& query)
     row.storedLength = longNumber(next());
     if (const auto sha256 = optionalText(next()))
         row.storedSha256 = sha256->toLatin1();
-    row.hasContentDigest = next().toBool();
+    row.lacksContent = next().toBool();
     row.createdTime = next().toString();
     row.isLinked = next().toBool();
     row.job = next().toString();
@@ -106,6 +111,7 @@ OddJob oddJob(RowReader& row)
 {
     OddJob odd;
     odd.id = row.number();
+    odd.flowGuid = row.text();
     odd.job = row.text();
     odd.fileStore = row.text();
     odd.storedName = row.text();
@@ -190,6 +196,28 @@ Result<std::vector<OddJob>> listOddJobs(Database& database, qint64 afterId, int 
     return database.list(oddJobs, {afterId, limit}, oddJob);
 }
 
+Status linkOrigFile(Database& database, const QString& flowGuid, const QString& storedName)
+{
+    return database.transaction([&] {
+        QStringList guids;
+        const auto found = database.query(unusedOfName, {storedName}, [&guids](const QSqlQuery& row) {
+            guids << row.value(0).toString();
+            return true;
+        });
+        if (!found.ok())
+            return found;
+        if (guids.size() != 1)
+            return Status::notFound(
+                QStringLiteral("%1 original-file rows without a job name the stored file \"%2\"")
+                    .arg(guids.size())
+                    .arg(storedName));
+        return database
+            .change("UPDATE job_flow SET orig_file_guid = ? WHERE guid = ? AND orig_file_guid IS NULL",
+                    {guids.first(), flowGuid}, Durability::Immediate)
+            .status();
+    });
+}
+
 Result<std::vector<HalfImport>> listHalfImports(Database& database, qint64 afterId, int limit)
 {
     return database.list(halfImports, {afterId, limit}, halfImport);
@@ -231,22 +259,6 @@ Result<qint64> countJobs(Database& database)
 {
     const auto count = database.value("SELECT COUNT(*) FROM job_flow");
     return count.ok() ? Result(count->toLongLong()) : count.status();
-}
-
-Status recordContent(Database& database, const std::vector<RowContent>& contents)
-{
-    return database.transaction([&] {
-        for (const RowContent& content : contents) {
-            const auto changed =
-                database.change("UPDATE orig_file SET stored_length = ?, stored_sha256 = ?"
-                                " WHERE id = ? AND stored_sha256 IS NULL",
-                                {content.storedLength, QString::fromLatin1(content.storedSha256), content.id},
-                                Durability::Deferred);
-            if (!changed.ok())
-                return changed.status();
-        }
-        return Status();
-    });
 }
 
 } // namespace KOZAV::Backend

@@ -34,7 +34,7 @@ struct FileRow
     std::optional<QString> companyCode; ///< absent or empty for a robot archive of a job without a file
     std::optional<qint64> storedLength;
     std::optional<QByteArray> storedSha256;
-    bool hasContentDigest = false; ///< of a packed folder
+    bool lacksContent = false; ///< of a packed folder whose content the row does not hold yet
     QString createdTime;
     bool isLinked = false; ///< a job has it as its original file
     QString job;           ///< generated name of its job, or of the job that a robot archive belongs to
@@ -43,6 +43,9 @@ struct FileRow
     int subState = 0;
     bool complete = false;            ///< the linked job has its last row
     std::optional<QString> fileStore; ///< that the last row of the linked job names
+
+    /// Whether the row does not hold all that a row has today.
+    [[nodiscard]] bool isUnfilled() const { return !storedSha256 || lacksContent; }
 };
 
 /// At most limit rows behind the place, in the order of the bytes of their stored names.
@@ -59,12 +62,17 @@ Result<QStringList> fileStoresNamed(Database& database);
 struct OddJob
 {
     qint64 id = 0;
+    QString flowGuid;
     QString job;
     QString fileStore;
     QString storedName;                    ///< of the last row
     std::optional<QString> origStoredName; ///< absent where it is not linked
 };
 Result<std::vector<OddJob>> listOddJobs(Database& database, qint64 afterId, int limit);
+
+/// Links a job that is linked to no original-file row to the only one of that stored name that no job refers
+/// to. NotFound where there is not exactly one.
+Status linkOrigFile(Database& database, const QString& flowGuid, const QString& storedName);
 
 /// A job without its last row that is neither voided nor told as failed.
 struct HalfImport
@@ -81,7 +89,8 @@ struct HalfImport
 };
 Result<std::vector<HalfImport>> listHalfImports(Database& database, qint64 afterId, int limit);
 
-/// An original-file row that no job refers to and that belongs to no job.
+/// An original-file row that no job refers to and that belongs to no job. One whose stored file is that of a
+/// job with a last row has lost its link instead (OddJob).
 struct UnusedOrigFile
 {
     qint64 id = 0;
@@ -115,14 +124,5 @@ Status raiseJobCount(Database& database, qint64 companyId, qint64 number);
 Status raiseBatchNumber(Database& database, qint64 companyId, qint64 number);
 
 Result<qint64> countJobs(Database& database);
-
-/// Length and SHA-256 of a stored file for a row that does not hold them yet; a row that does stays.
-struct RowContent
-{
-    qint64 id = 0;
-    qint64 storedLength = 0;
-    QByteArray storedSha256;
-};
-Status recordContent(Database& database, const std::vector<RowContent>& contents);
 
 } // namespace KOZAV::Backend

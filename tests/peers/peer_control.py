@@ -1,8 +1,12 @@
 """What a test may order and ask: plans of faults, damage to what is stored, counters and the listing."""
 
+import datetime
 import hashlib
 
-from peer_documents import field, matches
+from bson import ObjectId
+from peer_documents import Stored, field, matches
+
+_LONG_AGO = ObjectId.from_datetime(datetime.datetime(2020, 1, 1))
 
 
 def control(server, request):
@@ -119,6 +123,22 @@ def _damage(server, filename, n, how):
         chunks.replace(stored, DAMAGES[how](stored.whole()))
 
 
+def _plant_chunk(server, filename, kind):
+    """Adds a chunk behind the last of a file ("surplus"), or one of a content that never became a file, of an
+    upload that began long ago ("orphan")."""
+    for _, files, chunks in server.data.buckets():
+        for file in files.find({"filename": filename}):
+            own = _chunks_of(chunks, file.head)
+            owner, n = (file.head["_id"], len(own)) if kind == "surplus" else (_LONG_AGO, 0)
+            chunks.insert(Stored.of({"_id": ObjectId(), "files_id": owner, "n": n, "data": b"planted"}))
+
+
+def _drop_index(server, name):
+    for _, files, chunks in server.data.buckets():
+        for collection in (files, chunks):
+            collection.indexes.pop(name, None)
+
+
 def _set_file(server, filename, values):
     """Sets fields of a files document; a null value takes the field away. Dotted names go into parts."""
     for _, files, _ in server.data.buckets():
@@ -138,6 +158,8 @@ def _count_documents(server, namespace, filter):
 
 
 _ORDERS = {
+    "plantChunk": _plant_chunk,
+    "dropIndex": _drop_index,
     "plan": _plan,
     "counters": _counters,
     "check": _check,

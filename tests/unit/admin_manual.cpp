@@ -137,7 +137,9 @@ void AdminManualTest::everyExitCodeHasItsRow()
 {
     QStringList rows;
     for (const QString& line : exitCodeHelp().split(QLatin1Char('\n'), Qt::SkipEmptyParts))
-        rows << QStringLiteral("| %1 | %2").arg(line.trimmed().left(1), line.trimmed().mid(1).trimmed());
+        rows << QStringLiteral("| %1 | %2")
+                    .arg(line.trimmed().section(QStringLiteral("  "), 0, 0),
+                         line.trimmed().section(QStringLiteral("  "), 1));
     const QStringList found = rowsBelow("Exit codes");
     QCOMPARE(found.size(), rows.size());
     for (int i = 0; i < rows.size(); ++i)
