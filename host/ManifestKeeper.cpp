@@ -1,8 +1,10 @@
-// The copies of a batch are one file, the journal: a line for each manifest, with its folder and its content,
-// then a line for each copy that was dropped, appended while the batch runs. It is on the disk before the
-// panel begins to delete manifests, which costs the batch one flush; the lines of the drops are not flushed,
-// since the program alone may end at any moment without losing them. After a crash of the machine a manifest
-// may so come back into the folder of a job that was imported, which loses nothing.
+// The copies of a batch are one file, the journal: a line for each manifest, with its folder and its content;
+// then, appended while the batch runs, a line with the name that a folder was stored under, and one for each
+// copy that was dropped. It is on the disk before the panel begins to delete manifests, which costs the batch
+// one flush; what is appended is not flushed, since the program alone may end at any moment without losing
+// it. Where it ended between the last row of a job and the line of its drop, or the answer to that row was
+// lost, the site is asked whether it has a job of that stored name. After a crash of the machine a manifest
+// may come back into the folder of a job that was imported, which loses nothing.
 //
 // Both signals of the panel's button frame its slot: pressed() comes before clicked(), however the button is
 // worked, and a connection made to clicked() after the panel's own is called after it. A press that does not
@@ -81,18 +83,27 @@ FoundManifest readManifest(const QString& folder)
     return {std::move(content), QString()};
 }
 
-/// The numbers of the copies that a journal says are dropped.
-QSet<int> droppedIn(QFile& journal)
+/// What became of the copies of a journal, by their numbers.
+struct Fates
 {
     QSet<int> dropped;
+    QHash<int, QString> storedNames;
+};
+
+Fates readFates(QFile& journal)
+{
+    Fates fates;
     journal.seek(0);
     while (!journal.atEnd()) {
-        const QJsonValue number =
-            QJsonDocument::fromJson(journal.readLine()).object().value(QStringLiteral("dropped"));
-        if (number.isDouble())
-            dropped.insert(number.toInt());
+        const QJsonObject entry = QJsonDocument::fromJson(journal.readLine()).object();
+        const QJsonValue dropped = entry.value(QStringLiteral("dropped"));
+        const QJsonValue stored = entry.value(QStringLiteral("stored"));
+        if (dropped.isDouble())
+            fates.dropped.insert(dropped.toInt());
+        else if (stored.isDouble())
+            fates.storedNames.insert(stored.toInt(), entry.value(QStringLiteral("name")).toString());
     }
-    return dropped;
+    return fates;
 }
 
 } // namespace
@@ -156,31 +167,26 @@ void ManifestKeeper::serviceCalled(const OperationEvent& event)
 {
     switch (event.operation) {
     case ServiceOperation::FoldersCompressSave2MongoDb:
-        m_folder = event.subject;
+        m_current = m_kept.value(event.subject, -1);
         m_storedName = event.storedName;
-        break;
-    case ServiceOperation::MongodbPut:
-        m_folder.clear();
+        if (m_current >= 0)
+            m_journal.write(
+                line({{QStringLiteral("stored"), m_current}, {QStringLiteral("name"), m_storedName}}));
         break;
     case ServiceOperation::InputJobCompressByFolder:
-        if (event.outcome == OperationOutcome::Succeeded && event.storedName == m_storedName)
-            drop(m_folder);
+        if (m_current >= 0 && event.outcome == OperationOutcome::Succeeded &&
+            event.storedName == m_storedName)
+            m_journal.write(line({{QStringLiteral("dropped"), m_current}}));
         break;
     default:
         break;
     }
 }
 
-void ManifestKeeper::drop(const QString& folder)
-{
-    const auto kept = m_kept.constFind(folder);
-    if (kept != m_kept.constEnd())
-        m_journal.write(line({{QStringLiteral("dropped"), *kept}}));
-}
-
 void ManifestKeeper::restore()
 {
     m_kept.clear();
+    m_current = -1;
     if (!m_journal.isOpen())
         return;
     m_journal.close();
@@ -206,7 +212,7 @@ void ManifestKeeper::restoreFrom(const QString& journalPath)
     if (!journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered))
         return tellLost(journalPath, journal.errorString());
     const bool mayWait = QFileInfo(journal).lastModified().daysTo(QDateTime::currentDateTime()) < mostDays;
-    const QSet<int> dropped = droppedIn(journal);
+    const Fates fates = readFates(journal);
     QByteArray done;
     int waiting = 0;
     journal.seek(0);
@@ -214,7 +220,9 @@ void ManifestKeeper::restoreFrom(const QString& journalPath)
         const QJsonObject copy = QJsonDocument::fromJson(journal.readLine()).object();
         if (!copy.contains(QStringLiteral("folder")))
             break;
-        if (dropped.contains(number))
+        const QString storedName = fates.storedNames.value(number);
+        if (fates.dropped.contains(number) ||
+            (!storedName.isEmpty() && m_site.isImported(storedName).value_or(false)))
             continue;
         const QByteArray content =
             QByteArray::fromBase64(copy.value(QStringLiteral("content")).toString().toLatin1());

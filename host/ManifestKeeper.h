@@ -50,14 +50,13 @@ private:
     void restore();
     void restoreFrom(const QString& journal);
     bool restoreOne(const QString& folder, const QByteArray& content, bool mayWait);
-    void drop(const QString& folder);
     void tellLost(const QString& folder, const QString& reason);
 
     SiteAccess& m_site;
     QString m_directory;        ///< of the batch, as it was chosen last
     QFile m_journal;            ///< open while there are copies
     QHash<QString, int> m_kept; ///< numbers of the copies by their job folders
-    QString m_folder;           ///< the job folder that was stored last
+    int m_current = -1;         ///< number of the folder that was stored last; -1: none that has a copy
     QString m_storedName;       ///< what it was stored as
     QStringList m_remarks;
     int m_batches = 0;

@@ -275,6 +275,15 @@ std::optional<ImportedJob> SiteAccess::findJob(const QString& flowKey, const QSt
     return found;
 }
 
+std::optional<bool> SiteAccess::isImported(const QString& storedName)
+{
+    const auto database = Site::current().database();
+    if (!database.ok())
+        return std::nullopt;
+    const auto imported = Backend::isImported(*database.value(), storedName);
+    return imported.ok() ? std::optional(imported.value()) : std::nullopt;
+}
+
 qint64 SiteAccess::storedBytes(const QString& storedName)
 {
     const auto settings = Site::current().settings();

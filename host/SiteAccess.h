@@ -84,6 +84,8 @@ public:
     [[nodiscard]] std::vector<OrigFileRow> origFiles();
     [[nodiscard]] std::optional<ImportedJob> importedJob(const QString& flowKey);
     [[nodiscard]] std::optional<ImportedJob> jobNamed(const QString& generatedName);
+    /// Whether a job of that stored file is imported; nothing where that cannot be asked.
+    [[nodiscard]] std::optional<bool> isImported(const QString& storedName);
     /// Length of a stored file in bytes; -1 where there is none.
     [[nodiscard]] qint64 storedBytes(const QString& storedName);
     /// Whether a fetched file is what the job's row says of its stored file; false as well where the file

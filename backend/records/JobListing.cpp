@@ -137,4 +137,13 @@ Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& datab
         {}, readWaitingJob);
 }
 
+Result<bool> isImported(Database& database, const QString& storedName)
+{
+    const auto found = database.value(
+        "SELECT f.id FROM orig_file o JOIN job_flow f ON f.orig_file_guid = o.guid"
+        " JOIN job_compress z ON z.flow_guid = f.guid WHERE o.stored_name = ? AND z.stored_name = ? LIMIT 1",
+        {storedName, storedName});
+    return found.ok() ? Result(found->isValid()) : found.status();
+}
+
 } // namespace KOZAV::Backend

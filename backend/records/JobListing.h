@@ -64,4 +64,7 @@ Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& fil
 /// The job flows in state (0, 0) whose import is complete, oldest first, with the generated job name.
 Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
 
+/// Whether a complete import of that stored file is there, voided or not.
+Result<bool> isImported(Database& database, const QString& storedName);
+
 } // namespace KOZAV::Backend

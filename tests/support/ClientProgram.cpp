@@ -5,6 +5,11 @@
 
 namespace KOZAV::Test {
 
+QString clientProgram()
+{
+    return QStringLiteral(ZAV_CLIENT);
+}
+
 ClientRun runClient(const QStringList& arguments, const QString& platform,
                     const std::function<void(const QString& output)>& watch)
 {
@@ -18,7 +23,7 @@ ClientRun runClient(const QStringList& arguments, const QString& platform,
 
     QProcess client;
     client.setProcessEnvironment(environment);
-    client.start(QStringLiteral(ZAV_CLIENT), arguments);
+    client.start(clientProgram(), arguments);
     ClientRun run;
     QByteArray output;
     while (watch && client.waitForReadyRead(120000)) {

@@ -17,6 +17,9 @@ struct ClientRun
     [[nodiscard]] QByteArray everything() const { return (output + errors).toLocal8Bit(); }
 };
 
+/// The path of the built zav_client.
+QString clientProgram();
+
 /// Runs zav_client where there is no display.
 /// @param platform  value of QT_QPA_PLATFORM; empty: the variable is not set
 /// @param watch     called with all that it has written so far, each time that there is more

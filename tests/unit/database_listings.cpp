@@ -64,6 +64,7 @@ private Q_SLOTS:
     void originalFilesAreListedNewestFirst();
     void originalFilesAreLimited();
     void waitingJobsAreThoseThatAreComplete();
+    void importsAreFoundByTheirStoredFile();
     void listingsUseTheirIndex_data();
     void listingsUseTheirIndex();
 
@@ -182,6 +183,18 @@ void DatabaseListingsTest::waitingJobsAreThoseThatAreComplete()
     QCOMPARE(jobs->at(0).flowId, std::string("f1"));
     QCOMPARE(jobs->at(1).jobName, std::string("B000001"));
     QVERIFY(jobs->at(0).jobId < jobs->at(1).jobId);
+}
+
+void DatabaseListingsTest::importsAreFoundByTheirStoredFile()
+{
+    const auto imported = [this](const char* name) {
+        return isImported(*m_database, QString::fromLatin1(name));
+    };
+    QCOMPARE(imported("s1.zip").value(), true);
+    QCOMPARE(imported("s2.tgz").value(), true);
+    QCOMPARE(imported("s3.zip").value(), false); // its import has failed
+    QCOMPARE(imported("s5.tgz").value(), false); // a robot archive
+    QCOMPARE(imported("nothing").value(), false);
 }
 
 void DatabaseListingsTest::listingsUseTheirIndex_data()
