@@ -4,6 +4,7 @@
 #include "backend/SiteCreation.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
+#include "backend/records/FileContent.h"
 #include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
@@ -144,6 +145,28 @@ QStringList ContractSite::origFiles()
         files << QStringList({file.guid, file.generatedName, file.storedName, file.suffix, file.companyCode})
                      .join(QLatin1Char(' '));
     return files;
+}
+
+QStringList ContractSite::contents()
+{
+    QStringList contents;
+    const auto read = [&contents](const QSqlQuery& row) {
+        RowReader reader(row);
+        QStringList fields = {reader.text()};
+        for (int i = 0; i < 2; ++i) {
+            const auto content = readContent(reader);
+            fields << (content ? QString::number(content->length) + QLatin1Char(' ') +
+                                     QString::fromLatin1(content->sha256)
+                               : QStringLiteral("-"));
+        }
+        contents << fields.join(QLatin1Char(' '));
+        return true;
+    };
+    require(take(Site::current().database())
+                ->query("SELECT stored_name, stored_length, stored_sha256, content_length, content_sha256"
+                        " FROM orig_file ORDER BY id DESC",
+                        {}, read));
+    return contents;
 }
 
 } // namespace KOZAV::Test

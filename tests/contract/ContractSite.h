@@ -50,6 +50,9 @@ public:
     static QStringList preFiles(const std::string& flowGuid);
     /// The original files, newest first ("guid generated-name stored-name suffix company-code").
     static QStringList origFiles();
+    /// What the rows of the original files know of their content, newest first: "stored-name length SHA-256",
+    /// and the same of a folder's content behind it; "-" where they do not know it.
+    static QStringList contents();
 
 private:
     QTemporaryDir m_folder;

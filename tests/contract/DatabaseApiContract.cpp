@@ -6,6 +6,7 @@
 #include "tests/contract/ImportSteps.h"
 #include "tests/contract/WeirdTexts.h"
 
+#include <QCryptographicHash>
 #include <QFile>
 #include <QTest>
 
@@ -112,6 +113,10 @@ void DatabaseApiContract::robotArchiveIsStoredAndLinked()
     QCOMPARE(files.size(), 2);
     const QStringList added = files.front().split(QLatin1Char(' '));
     const Model::Odbpp_JobFlow flow = flowNamed(job.generatedName);
+    const QString sha256 =
+        QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
+    QCOMPARE(ContractSite::contents().front(),
+             added.at(2) + QStringLiteral(" 70000 ") + sha256 + QStringLiteral(" -"));
     QCOMPARE(added.at(0).toStdString(), flow.lastOdbppImportMongoFsGuid);
     QCOMPARE(added.at(1), QStringLiteral("A000001"));
     QVERIFY(added.at(2).endsWith(QStringLiteral(".tgz")));

@@ -8,7 +8,13 @@
 #include "tests/contract/ImportSteps.h"
 #include "tests/contract/WeirdTexts.h"
 
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
 #include <QTest>
+
+#include <set>
 
 namespace KOZAV::Test {
 
@@ -34,6 +40,21 @@ ImportedJob jobWithFile(const ContractSite& site)
     job.storedName = storeFile(site.writeFile(QStringLiteral("board.tgz"), "content"), "tgz");
     job.suffix = "tgz";
     return job;
+}
+
+QString sha256Of(const QByteArray& content)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
+}
+
+QByteArray fetchedContent(const ContractSite& site, const std::string& storedName)
+{
+    const Model::KOZAV_Config config = Common::commonInterface()->getConfig();
+    const QString target = site.path(QStringLiteral("fetched"));
+    if (Common::MongodbGet(config.mongoDbName, config.mongoFsName, target.toStdString(), storedName) != 0)
+        return {};
+    QFile file(target);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 size_t waitingJobs()
@@ -120,6 +141,48 @@ void ImportRowsContract::originalFileKeyIsUnique()
     expectTakenKey("inputOrigFile");
     QVERIFY(!bll.inputOrigFile("guid", "other", job.storedName, "tgz", "A", 0, 7));
     QCOMPARE(ContractSite::origFiles().size(), 1);
+}
+
+void ImportRowsContract::originalFileKnowsItsContent()
+{
+    ImportedJob job = jobWithFile(*m_site);
+    QVERIFY(BLL::Odbpp_OrigFilesBll().inputOrigFile("guid", "board", job.storedName, "tgz", "A", 0, 7));
+    QCOMPARE(ContractSite::contents(), QStringList(text(job.storedName) + QStringLiteral(" 7 ") +
+                                                   sha256Of("content") + QStringLiteral(" -")));
+}
+
+/// The archives of one folder at two times differ; what the rows know of their content does not. The digest
+/// belongs to its row alone.
+void ImportRowsContract::packedFolderIsKnownByItsContent()
+{
+    ContractSite::addCompany("A", "Alpha");
+    const QString folder = m_site->path(QStringLiteral("job"));
+    QVERIFY(QDir().mkpath(folder + QStringLiteral("/matrix")));
+    const std::string file = m_site->writeFile(QStringLiteral("job/matrix/matrix"), "STEP {}\n");
+    const QByteArray record =
+        "folder content 1\nfile 8 " + sha256Of("STEP {}\n").toLatin1() + " 13:matrix/matrix\n";
+    QStringList expected;
+    std::set<QByteArray> archives;
+    for (const int seconds : {1'700'000'001, 1'600'000'001}) {
+        QFile changed(QString::fromStdString(file));
+        QVERIFY(changed.open(QIODevice::ReadWrite));
+        QVERIFY(
+            changed.setFileTime(QDateTime::fromSecsSinceEpoch(seconds), QFileDevice::FileModificationTime));
+        changed.close();
+        std::string id;
+        QCOMPARE(Common::FoldersCompressSave2MongoDb(folder.toStdString(),
+                                                     m_site->path(QStringLiteral("stage")).toStdString(), id),
+                 0);
+        // Only the row of that archive takes what was packed.
+        QVERIFY(BLL::Odbpp_OrigFilesBll().inputOrigFile(id, "job", id + ".zip", "", "A", 0, 7));
+        const QByteArray archive = fetchedContent(*m_site, id + ".zip");
+        archives.insert(archive);
+        expected.prepend(
+            QStringLiteral("%1.zip %2 %3 8 %4")
+                .arg(text(id), QString::number(archive.size()), sha256Of(archive), sha256Of(record)));
+    }
+    QCOMPARE(ContractSite::contents(), expected);
+    QCOMPARE(archives.size(), size_t{2});
 }
 
 void ImportRowsContract::compressRowNeedsItsStoredFile()

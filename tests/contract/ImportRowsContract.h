@@ -22,6 +22,8 @@ private Q_SLOTS:
     void originalFileIsRefused_data();
     void originalFileIsRefused();
     void originalFileKeyIsUnique();
+    void originalFileKnowsItsContent();
+    void packedFolderIsKnownByItsContent();
     void compressRowNeedsItsStoredFile();
     void compressRowWithoutItsFileTakesTheJobOffTheList();
     void compressRowOfACompleteJobChangesNothing();
