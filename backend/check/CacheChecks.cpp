@@ -48,26 +48,35 @@ bool isLocked(const QString& folder)
     return taken.ok() && !taken.value();
 }
 
+/// Removes it, and holds its lock meanwhile, so that no program takes it over.
 Status removeEntry(const QString& path)
 {
     const QFileInfo entry(path);
-    if (entry.isDir() && !entry.isSymLink()) {
-        if (isLocked(path))
-            return Status::unavailable(QStringLiteral("a program uses it"));
-        if (!QDir(path).removeRecursively())
-            return Status::io(QStringLiteral("not everything in the folder \"%1\" can be removed").arg(path));
-        return {};
+    const std::string native = QFile::encodeName(path).toStdString();
+    if (!entry.isDir() || entry.isSymLink()) {
+        auto removed = removeFile(native);
+        return removed.code() == ErrorCode::NotFound ? Status() : removed;
     }
-    auto removed = removeFile(QFile::encodeName(path).toStdString());
-    return removed.code() == ErrorCode::NotFound ? Status() : removed;
+    const auto lock = FileLock::tryAcquire(joinPath(native, QString(lockName).toStdString()));
+    if (!lock.ok() || !lock.value())
+        return lock.ok() ? Status::unavailable(QStringLiteral("a program uses it")) : lock.status();
+    if (!QDir(path).removeRecursively())
+        return Status::io(QStringLiteral("not everything in the folder \"%1\" can be removed").arg(path));
+    return {};
+}
+
+/// Whether job manifests are in it that the client has not put back yet: they stand nowhere else.
+bool holdsManifests(const QFileInfo& folder)
+{
+    return !QDir(folder.filePath()).entryList({QStringLiteral("manifests-*")}, QDir::Files).isEmpty();
 }
 
 /// A leftover, if no program owns it any more.
-void addLeftover(CheckContext& context, FindingKind kind, const QFileInfo& entry)
+void addLeftover(CheckContext& context, FindingKind kind, const QFileInfo& entry, std::chrono::seconds age)
 {
     const QDateTime last = lastChange(entry);
     const bool isFolder = entry.isDir() && !entry.isSymLink();
-    if (!context.isOlder(last, context.options.importAge) || (isFolder && isLocked(entry.filePath())))
+    if (!context.isOlder(last, age) || (isFolder && isLocked(entry.filePath())))
         return;
     Finding finding;
     finding.kind = kind;
@@ -75,7 +84,11 @@ void addLeftover(CheckContext& context, FindingKind kind, const QFileInfo& entry
     finding.text = QStringLiteral("a %1 that was last changed at %2")
                        .arg(isFolder ? QStringLiteral("folder") : QStringLiteral("file"),
                             last.toUTC().toString(Qt::ISODate));
-    finding.repair = [path = entry.filePath()] { return removeEntry(path); };
+    if (isFolder && holdsManifests(entry))
+        finding.mend =
+            QStringLiteral("start zav_client: it puts the manifests of jobs back that were not imported");
+    else
+        finding.repair = [path = entry.filePath()] { return removeEntry(path); };
     context.add(std::move(finding));
 }
 
@@ -95,7 +108,7 @@ void checkUploadCache(CheckContext& context)
     qint64 bytes = 0;
     for (const QFileInfo& entry : entriesOf(context, context.settings.uploadCache)) {
         if (entry.fileName().startsWith(tempPrefix)) {
-            addLeftover(context, FindingKind::TempLeftover, entry);
+            addLeftover(context, FindingKind::TempLeftover, entry, context.options.orphanAge);
         } else if (entry.isFile() && !entry.isSymLink() && entry.fileName() != lockName) {
             ++copies;
             bytes += entry.size();
@@ -105,7 +118,7 @@ void checkUploadCache(CheckContext& context)
     if (QFileInfo::exists(passage) && !isLocked(passage)) {
         for (const QFileInfo& entry : entriesOf(context, passage)) {
             if (entry.fileName() != lockName)
-                addLeftover(context, FindingKind::FetchLeftover, entry);
+                addLeftover(context, FindingKind::FetchLeftover, entry, context.options.importAge);
         }
     }
     if (copies > 0)
@@ -116,18 +129,20 @@ void checkUploadCache(CheckContext& context)
 void checkDownloadCache(CheckContext& context)
 {
     for (const QFileInfo& entry : entriesOf(context, context.settings.downloadCache)) {
-        if (entry.fileName().startsWith(QLatin1String("cam-")))
-            addLeftover(context, FindingKind::CamLeftover, entry);
+        if (entry.fileName().startsWith(tempPrefix))
+            addLeftover(context, FindingKind::TempLeftover, entry, context.options.orphanAge);
+        else if (entry.fileName().startsWith(QLatin1String("cam-")))
+            addLeftover(context, FindingKind::CamLeftover, entry, context.options.orphanAge);
         else if (entry.isDir() && (entry.fileName().startsWith(QLatin1String("get-")) ||
                                    entry.fileName().startsWith(QLatin1String("check-"))))
-            addLeftover(context, FindingKind::FetchLeftover, entry);
+            addLeftover(context, FindingKind::FetchLeftover, entry, context.options.importAge);
     }
     const QString work = context.settings.downloadCache + QStringLiteral("work");
     if (!QFileInfo::exists(work))
         return;
     for (const QFileInfo& entry : entriesOf(context, work)) {
         if (entry.fileName() != lockName)
-            addLeftover(context, FindingKind::WorkLeftover, entry);
+            addLeftover(context, FindingKind::WorkLeftover, entry, context.options.importAge);
     }
 }
 

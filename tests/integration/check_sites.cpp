@@ -4,8 +4,12 @@
 #include "admin/Application.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
+#include "backend/io/FileLock.h"
 #include "backend/records/SiteEvents.h"
 #include "backend/store/DocumentStore.h"
+#include "services/bll/Odbpp_CompanyBll.h"
+#include "services/bll/Odbpp_JobCompressBll.h"
+#include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/bll/Odbpp_OrigFilesBll.h"
 #include "services/common/Common.h"
 #include "tests/support/AdminSession.h"
@@ -21,13 +25,17 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QProcess>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTest>
 
+#include <atomic>
 #include <iterator>
 #include <memory>
+#include <thread>
+#include <vector>
 
 using namespace KOZAV;
 using namespace KOZAV::Backend;
@@ -113,6 +121,48 @@ public:
             QStringList({text("--config"), m_site.configuration(), text("check"), text("--json")}) + options;
         const ExitCode code = Admin::runCommandLine(line, out, err);
         return {code, QJsonDocument::fromJson(out.data()).object(), QString::fromUtf8(err.data())};
+    }
+
+    /// Imports a job folder as the panel does. @return its generated name
+    QString importFolder() const
+    {
+        const QString folder = m_site.path(text("folder/"));
+        QDir().mkpath(folder + text("steps"));
+        write(folder + text("misc"), "misc");
+        write(folder + text("steps/features"), QByteArray(5000, 'f'));
+        std::string archive;
+        const auto config = Common::commonInterface()->getConfig();
+        Common::FoldersCompressSave2MongoDb(folder.toStdString(), config.uploadCacheDir, archive);
+        const std::string stored = archive + ".zip";
+        const QString name = job(firstJobs + 1);
+        std::string company = "深圳华兴电路";
+        DataLib::BLL::Odbpp_CompanyBll().inputCompanies(company, 1, firstJobs + 1);
+        const std::string guid = Common::commonInterface()->getGUID();
+        DataLib::BLL::Odbpp_OrigFilesBll().inputOrigFile(guid, "folder", stored, "", "HX", 0, 1);
+        DataLib::BLL::Odbpp_JobFlowBll flows;
+        const std::string key = flows.insertflowbeforeorigfile("folder", 1, "F1", name.toStdString());
+        flows.UpdateOrigFileGuid(guid, key);
+        const int id = m_site.company(text("HX")).companyId;
+        DataLib::BLL::Odbpp_JobCompressBll().inputJobCompressByFolder(company, "HX", id, "folder", key,
+                                                                      stored, "", "", config.mongoFsName, 1,
+                                                                      firstJobs + 1, "", "", "");
+        return name;
+    }
+
+    /// The columns of original files that hold their content, in the order of the rows.
+    [[nodiscard]] QStringList contentColumns() const
+    {
+        QStringList rows;
+        require(
+            taken(Site::current().database())
+                ->query("SELECT stored_length, stored_sha256, content_length, content_sha256 FROM orig_file"
+                        " ORDER BY id",
+                        {}, [&rows](const QSqlQuery& row) {
+                            rows << row.value(0).toString() + row.value(1).toString() +
+                                        row.value(2).toString() + row.value(3).toString();
+                            return true;
+                        }));
+        return rows;
     }
 
     /// A write of the site's own programs.
@@ -468,6 +518,10 @@ private Q_SLOTS:
     void repairMendsOnlyWhatItNames();
     void rightThatIsMissingIsTold();
     void checkIsWrittenDown();
+    void rowsOfAnEarlierReleaseAreFilled();
+    void manifestsAreNeverRemoved();
+    void killedReadingIsContinued();
+    void cleanWhileTwoImport();
 
 private:
     std::unique_ptr<CheckedSite> m_site;
@@ -631,6 +685,118 @@ void CheckSites::checkIsWrittenDown()
     QCOMPARE(events[0].detail[text("file-orphan")].toInt(), 1);
     QCOMPARE(events[0].outcome, text("findings"));
     QCOMPARE(events[1].outcome, text("clean"));
+}
+
+void CheckSites::rowsOfAnEarlierReleaseAreFilled()
+{
+    m_site->importFolder();
+    const QStringList before = m_site->contentColumns();
+    QVERIFY(before.last().size() > 2 * 64);
+    m_site->change("UPDATE orig_file SET stored_length = NULL, stored_sha256 = NULL, content_length = NULL,"
+                   " content_sha256 = NULL");
+    const auto found = m_site->check();
+    QCOMPARE(found.code, ExitCode::Success);
+    QVERIFY2(found.finding("content-not-recorded")[text("text")].toString().startsWith(
+                 QString::number(firstJobs + 1)),
+             qPrintable(found.finding("content-not-recorded")[text("text")].toString()));
+    const auto filled = m_site->check({text("--read-data")});
+    QCOMPARE(filled.json[text("findings")].toArray(), QJsonArray());
+    QCOMPARE(m_site->contentColumns(), before);
+    QCOMPARE(m_site->check().json[text("findings")].toArray(), QJsonArray());
+}
+
+/// A client that was killed leaves them in its work folder; nothing else holds them.
+void CheckSites::manifestsAreNeverRemoved()
+{
+    const QString work = m_site->settings().downloadCache + text("work/");
+    const QString kept = work + text("process-0000000000000001");
+    const QString empty = work + text("process-0000000000000002");
+    makeFolder(kept);
+    makeFolder(empty);
+    CheckedSite::write(kept + text("/manifests-1"), "{}\n");
+    const auto found = m_site->check({text("--settle=0"), text("--repair=work-leftover")});
+    QCOMPARE(found.code, ExitCode::Findings);
+    QCOMPARE(found.count("work-leftover"), 2);
+    QVERIFY(QFile::exists(kept + text("/manifests-1")));
+    QVERIFY(!QFile::exists(empty));
+    QVERIFY(found.finding("work-leftover")[text("mend")].toString().contains(text("zav_client")));
+    // What a running program holds is none of the check's business.
+    const auto lock = taken(FileLock::acquire(QFile::encodeName(kept + text("/lock")).toStdString()));
+    QCOMPARE(m_site->check({text("--settle=0")}).code, ExitCode::Success);
+}
+
+void CheckSites::killedReadingIsContinued()
+{
+    constexpr int files = 40;
+    for (int number = 0; number < files; ++number)
+        m_site->put(QStringLiteral("big-%1").arg(number).toStdString(),
+                    QByteArray(2'000'000, char('A' + number)));
+    const QString state = m_site->settings().downloadCache + text("check-state");
+    for (int tries = 0; tries < 10 && !QFile::exists(state); ++tries) {
+        QProcess reading;
+        reading.start(QStringLiteral(ZAV_ADMIN_PROGRAM),
+                      {text("--config"), m_site->site().configuration(), text("check"), text("--read-data")});
+        reading.setReadChannel(QProcess::StandardError);
+        QByteArray shown;
+        while (!shown.contains("reading: 3") && reading.waitForReadyRead())
+            shown += reading.readAllStandardError();
+        reading.kill();
+        QVERIFY(reading.waitForFinished());
+    }
+    QVERIFY(QFile::exists(state));
+
+    const auto went = m_site->check({text("--read-data"), text("--continue")});
+    QCOMPARE(went.code, ExitCode::Success);
+    QVERIFY(!went.json[text("went_on_from")].toString().isEmpty());
+    const int read = went.json[text("files_read")].toInt();
+    QVERIFY2(read > 0 && read < files + firstJobs, qPrintable(QString::number(read)));
+    QVERIFY(!QFile::exists(state));
+    const auto anew = m_site->check({text("--read-data"), text("--continue")});
+    QCOMPARE(anew.json[text("files_read")].toInt(), files + firstJobs);
+    QCOMPARE(anew.json[text("went_on_from")].toString(), QString());
+}
+
+/// Two importers, each at a company of its own, while the check is run again and again.
+void CheckSites::cleanWhileTwoImport()
+{
+    bool isNumber = false;
+    const int named = qEnvironmentVariableIntValue("ZAV_TEST_JOBS", &isNumber);
+    const int jobs = isNumber ? named : 150;
+    constexpr int importers = 2;
+    std::atomic<int> running{importers};
+    std::vector<std::thread> threads;
+    const auto import = [&running, jobs](const char* company) {
+        {
+            const AdminSession source;
+            for (int number = 1; number <= jobs / importers; ++number)
+                source.importJob(company, "busy", contentOfJob(number % 20), 0);
+            Site::current().close();
+        }
+        --running;
+    };
+    m_site->site().addCompany(text("AA"), text("first"));
+    m_site->site().addCompany(text("BB"), text("second"));
+    threads.emplace_back(import, "AA");
+    threads.emplace_back(import, "BB");
+    int checks = 0;
+    QStringList wrong;
+    do {
+        const auto outcome =
+            m_site->check(checks % 2 == 0 ? QStringList() : QStringList{text("--read-data")});
+        const QStringList kinds = outcome.json[text("counts")].toObject().keys();
+        if (outcome.code != ExitCode::Success ||
+            !(kinds.isEmpty() || kinds == QStringList{text("file-unclaimed")}))
+            wrong << outcome.err + QString::fromUtf8(QJsonDocument(outcome.json).toJson());
+        ++checks;
+    } while (running > 0);
+    for (std::thread& thread : threads)
+        thread.join();
+    QCOMPARE(wrong.join(QLatin1Char('\n')), QString());
+    QVERIFY(checks > 1);
+    const auto after = m_site->check({text("--read-data"), text("--settle=0")});
+    QCOMPARE(after.json[text("findings")].toArray(), QJsonArray());
+    QCOMPARE(after.json[text("jobs")].toInt(), firstJobs + jobs / importers * importers);
+    qInfo("%d jobs, %d checks", jobs, checks);
 }
 
 ZAV_REGISTER_TEST(check_sites, CheckSites, QCoreApplication)
