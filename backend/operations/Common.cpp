@@ -1,6 +1,10 @@
 #include "services/common/Common.h"
 
+#include "backend/io/File.h"
+#include "backend/io/FilePath.h"
+#include "backend/io/Folder.h"
 #include "backend/io/PrivateFile.h"
+#include "backend/io/SystemError.h"
 #include "backend/operations/PackedContents.h"
 #include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
@@ -9,6 +13,9 @@
 #include <QDateTime>
 #include <QFile>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdio>
 
 namespace KOZAV {
@@ -112,6 +119,26 @@ Status packAndStore(Operation& call, const std::string& folder, const std::strin
     });
 }
 
+/// Panels stage copies of archives in the upload cache with the permissions of their sources: such a copy is
+/// made one for this user alone. Where that is not possible the import goes on, as the copy was readable
+/// before.
+void protectStagedCopy(const std::string& localPath)
+{
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return;
+    const auto cache = resolvedPath(QFile::encodeName(settings->uploadCache).toStdString());
+    const auto folder = resolvedPath(parentFolder(localPath));
+    if (!cache.ok() || !folder.ok() || cache.value() != folder.value())
+        return;
+    const auto opened = Folder::open(folder.value());
+    if (!opened.ok())
+        return;
+    const auto copy = File::openForReadingIn(opened.value(), localPath.substr(localPath.rfind('/') + 1));
+    if (copy.ok() && ::fchmod(copy->descriptor(), S_IRUSR | S_IWUSR) != 0)
+        qCWarning(logStore).noquote() << systemFailure(errno, QStringLiteral("protect"), localPath).message();
+}
+
 DataLib::Model::KOZAV_Config configOf(const Settings& settings)
 {
     DataLib::Model::KOZAV_Config config;
@@ -163,6 +190,7 @@ int Common::MongodbPut(const std::string& dbName, const std::string& fsName, con
 {
     const auto stored = Operation::run(ServiceOperation::MongodbPut, [&](Operation& call) {
         call.event.subject = call.event.storedName = QString::fromStdString(storedName);
+        protectStagedCopy(localPath);
         return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
             const auto file = store.put({dbName, fsName}, storedName, localPath);
             if (file.ok())

@@ -12,6 +12,8 @@
 
 #include "backend/database/Database.h"
 
+#include <algorithm>
+
 namespace KOZAV::Backend {
 
 namespace {
@@ -171,6 +173,17 @@ Result<std::vector<FileRow>> listFileRows(Database& database, const FileRowPlace
                            return true;
                        });
     return status.ok() ? Result(std::move(rows)) : status;
+}
+
+Result<std::vector<FileRow>> listFileRowsOf(Database& database, const QString& storedName)
+{
+    constexpr int more = 100;
+    auto rows = listFileRows(database, {storedName, 0}, more);
+    if (rows.ok())
+        rows->erase(std::remove_if(rows->begin(), rows->end(),
+                                   [&](const FileRow& row) { return row.storedName != storedName; }),
+                    rows->end());
+    return rows;
 }
 
 Result<bool> isFileNamed(Database& database, const std::string& storedName)

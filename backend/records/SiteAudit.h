@@ -51,6 +51,9 @@ struct FileRow
 /// At most limit rows behind the place, in the order of the bytes of their stored names.
 Result<std::vector<FileRow>> listFileRows(Database& database, const FileRowPlace& behind, int limit);
 
+/// The rows that name the stored file, oldest first; at most a hundred, which nobody has.
+Result<std::vector<FileRow>> listFileRowsOf(Database& database, const QString& storedName);
+
 /// Whether any original-file row names the stored file.
 Result<bool> isFileNamed(Database& database, const std::string& storedName);
 

@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QJsonDocument>
 
+#include <utility>
+
 namespace KOZAV::Test {
 
 QJsonObject AdminOutcome::json() const
@@ -22,16 +24,21 @@ QJsonObject AdminOutcome::failure() const
     return QJsonDocument::fromJson(err.toUtf8()).object();
 }
 
-AdminOutcome AdminSession::run(QStringList arguments) const
+AdminOutcome runAdmin(const QString& configuration, QStringList arguments)
 {
     QBuffer out;
     QBuffer err;
     out.open(QIODevice::WriteOnly);
     err.open(QIODevice::WriteOnly);
-    arguments.prepend(m_file.path());
+    arguments.prepend(configuration);
     arguments.prepend(QStringLiteral("--config"));
     const Admin::ExitCode code = Admin::runCommandLine(arguments, out, err);
     return {code, QString::fromUtf8(out.data()), QString::fromUtf8(err.data())};
+}
+
+AdminOutcome AdminSession::run(QStringList arguments) const
+{
+    return runAdmin(m_file.path(), std::move(arguments));
 }
 
 std::string AdminSession::importJob(const char* company, const char* jobName, const QByteArray& content,

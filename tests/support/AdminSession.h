@@ -23,6 +23,9 @@ struct AdminOutcome
     [[nodiscard]] QJsonObject failure() const;
 };
 
+/// Runs a command line of zav_admin in this process, on that configuration file.
+AdminOutcome runAdmin(const QString& configuration, QStringList arguments);
+
 /// Runs command lines of zav_admin in this process, on a configuration file in a directory of its own.
 class AdminSession final
 {

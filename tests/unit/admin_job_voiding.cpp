@@ -15,7 +15,6 @@
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestProgram.h"
 
-#include <QBuffer>
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QRegularExpression>
@@ -103,14 +102,7 @@ void AdminJobVoidingTest::cleanup()
 
 AdminOutcome AdminJobVoidingTest::run(const QString& line) const
 {
-    QBuffer out;
-    QBuffer err;
-    out.open(QIODevice::WriteOnly);
-    err.open(QIODevice::WriteOnly);
-    const QStringList words =
-        QStringList({text("--config"), m_site->configuration()}) + line.split(QLatin1Char(' '));
-    const ExitCode code = Admin::runCommandLine(words, out, err);
-    return {code, QString::fromUtf8(out.data()), QString::fromUtf8(err.data())};
+    return runAdmin(m_site->configuration(), line.split(QLatin1Char(' ')));
 }
 
 std::string AdminJobVoidingTest::importJob(int batch, const std::string& storedName, bool complete) const
