@@ -25,16 +25,19 @@ struct Look
     Result<ServiceHealth> health;
 };
 
-Result<ServiceHealth> lookAtRows(Site& site)
-{
-    const auto database = site.database();
-    return database.ok() ? database.value()->health() : Result<ServiceHealth>(database.status());
-}
-
-Result<ServiceHealth> lookAtFiles(Site& site)
+/// A server may answer whoever asks: what counts is that the stored files can be looked for and the mark be
+/// read.
+Result<ServiceHealth> lookAtFiles(const Settings& settings, Site& site)
 {
     const auto store = site.documentStore();
-    return store.ok() ? store.value()->health() : Result<ServiceHealth>(store.status());
+    if (!store.ok())
+        return store.status();
+    const StoreLocation location = storeLocation(settings.documentStore);
+    if (const auto mark = store.value()->siteMark(location); !mark.ok())
+        return mark.status();
+    if (const auto files = store.value()->findSome(location, {"ping"}); !files.ok())
+        return files.status();
+    return store.value()->health();
 }
 
 QString encryptionText(const ServiceHealth& health)
@@ -121,8 +124,9 @@ Result<Report> pingVerb(const Call& call)
         return settings.status();
     // Both are looked at, whatever comes of the first.
     const std::vector<Look> looks = {
-        {QStringLiteral("rows"), placeOf(settings->database), lookAtRows(call.site)},
-        {QStringLiteral("files"), placeOf(settings->documentStore), lookAtFiles(call.site)}};
+        {QStringLiteral("rows"), placeOf(settings->database), Database::probe(settings->database)},
+        {QStringLiteral("files"), placeOf(settings->documentStore),
+         lookAtFiles(settings.value(), call.site)}};
     return reportOf(looks);
 }
 

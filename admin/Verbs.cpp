@@ -72,6 +72,13 @@ std::vector<Verb> makeVerbs()
          pingVerb,
          {},
          Backend::Site::Use::Inspection},
+        {"status",
+         "",
+         "tell how the site is: companies, jobs by state, bytes stored, quarantined and staged, oldest "
+         "waiting job, last import and last check",
+         statusVerb,
+         {},
+         Backend::Site::Use::Inspection},
         {"company add",
          "",
          "add a customer company",

@@ -72,6 +72,7 @@ Backend::Result<Report> helpReport(QStringList words);
 // The verbs themselves; what each does is said in the table.
 Backend::Result<Report> initVerb(const Call& call);
 Backend::Result<Report> pingVerb(const Call& call);
+Backend::Result<Report> statusVerb(const Call& call);
 Backend::Result<Report> companyAddVerb(const Call& call);
 Backend::Result<Report> companyListVerb(const Call& call);
 Backend::Result<Report> companyRenameVerb(const Call& call);

@@ -3,6 +3,7 @@
 // while the daily reading reads. Prints milliseconds.
 
 #include "backend/database/Database.h"
+#include "backend/records/SiteCounts.h"
 #include "tests/support/FilledDatabase.h"
 #include "tests/support/TemporaryDatabase.h"
 
@@ -76,7 +77,8 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     QTextStream out(stdout);
-    out << "   jobs     MB  opening  reading  examination  slowest write  slowest write while read\n";
+    out << "   jobs     MB  opening  reading  examination  counting  slowest write  slowest write while "
+           "read\n";
     for (const int jobs : {1000, 8000, 100000}) {
         const Test::TemporaryDatabase place;
         const DatabaseSettings settings = place.settings();
@@ -86,12 +88,13 @@ int main(int argc, char* argv[])
         int writes = 500;
         const double alone = slowestWrite(*database, [&writes] { return --writes > 0; });
         const double meanwhile = slowestWriteMeanwhile(*database, settings);
-        out << QStringLiteral("%1  %2  %3  %4  %5  %6  %7")
+        out << QStringLiteral("%1  %2  %3  %4  %5  %6  %7  %8")
                    .arg(jobs, 7)
                    .arg(static_cast<double>(QFileInfo(place.file()).size()) / 1e6, 5, 'f', 1)
                    .arg(median([&] { return Database::open(settings).ok(); }), 7, 'f', 1)
                    .arg(median([&] { return Database::readThrough(settings).ok(); }), 7, 'f', 1)
                    .arg(median([&] { return Database::examine(settings)->empty(); }), 11, 'f', 1)
+                   .arg(median([&] { return countSite(*database).ok(); }), 8, 'f', 1)
                    .arg(alone, 13, 'f', 2)
                    .arg(meanwhile, 24, 'f', 2)
             << Qt::endl;

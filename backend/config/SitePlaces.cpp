@@ -101,12 +101,4 @@ bool isSamePlace(const DocumentStoreSettings& one, const DocumentStoreSettings& 
     return serverKeys(one.uri) == serverKeys(other.uri);
 }
 
-Status requireDatabaseFile(const DatabaseSettings& settings)
-{
-    if (settings.driver != QLatin1String("QSQLITE") || QFileInfo::exists(settings.file))
-        return {};
-    return Status::configuration(
-        QStringLiteral("there is no database \"%1\"; \"zav_admin init\" makes one").arg(settings.file));
-}
-
 } // namespace KOZAV::Backend

@@ -21,8 +21,4 @@ QString placeOf(const DocumentStoreSettings& settings);
 bool isSamePlace(const DatabaseSettings& one, const DatabaseSettings& other);
 bool isSamePlace(const DocumentStoreSettings& one, const DocumentStoreSettings& other);
 
-/// Configuration where the file of an embedded database is missing: opening it would make an empty site in
-/// the place of a wrong path.
-Status requireDatabaseFile(const DatabaseSettings& settings);
-
 } // namespace KOZAV::Backend

@@ -173,7 +173,8 @@ Result<bool> Database::createOnServer(const DatabaseSettings& settings)
     return made.status().in(QStringLiteral("cannot make the database %1").arg(engine.describe(settings)));
 }
 
-Status Database::start(MissingDatabase missing)
+/// What changes nothing of a database that is there.
+Status Database::reach(MissingDatabase missing)
 {
     Connection& connection = d->connection;
     const Dialect& dialect = connection.dialect();
@@ -183,7 +184,14 @@ Status Database::start(MissingDatabase missing)
         return status;
     if (auto status = dialect.identify(connection.handle()); !status.ok())
         return status;
-    if (auto status = checkSchemaVersion(*this, dialect.migrations(), missing); !status.ok())
+    return checkSchemaVersion(*this, dialect.migrations(), missing);
+}
+
+Status Database::start(MissingDatabase missing)
+{
+    Connection& connection = d->connection;
+    const Dialect& dialect = connection.dialect();
+    if (auto status = reach(missing); !status.ok())
         return status;
     if (auto status = connection.startSession(); !status.ok())
         return status;
@@ -334,6 +342,16 @@ Result<ServiceHealth> Database::health()
     health.latencyMs = latency.value();
     const auto inspected = d->connection.dialect().inspect(d->connection.handle(), health);
     return inspected.ok() ? Result(health) : inspected;
+}
+
+Result<ServiceHealth> Database::probe(const DatabaseSettings& settings)
+{
+    auto dialect = Dialect::forDriver(settings.driver);
+    if (!dialect.ok())
+        return dialect.status();
+    Database database(std::move(dialect.value()), settings);
+    const auto reached = database.reach(MissingDatabase::Refused);
+    return reached.ok() ? database.health() : database.d->connection.located(reached);
 }
 
 const QString& Database::place() const

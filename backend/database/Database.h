@@ -138,6 +138,9 @@ public:
     Result<QString> engineVersion();
     /// Asks the engine for its version, its encryption and how fast it answers.
     Result<ServiceHealth> health();
+    /// Connects and asks the same, and whether the tables are ours, without making or changing anything; not
+    /// even steps of the schema that are missing. Configuration where there is no database of ours.
+    static Result<ServiceHealth> probe(const DatabaseSettings& settings);
     /// Where the rows lie, in words for messages and status lines; holds no password.
     [[nodiscard]] const QString& place() const;
 
@@ -159,6 +162,7 @@ public:
 private:
     Database(std::unique_ptr<Dialect> dialect, const DatabaseSettings& settings);
     static Result<std::unique_ptr<Database>> begin(const DatabaseSettings& settings, MissingDatabase missing);
+    Status reach(MissingDatabase missing);
     Status start(MissingDatabase missing);
     struct Private;
     std::unique_ptr<Private> d;

@@ -1,6 +1,5 @@
 #include "backend/database/DatabaseExamination.h"
 
-#include "backend/config/SitePlaces.h"
 #include "backend/database/Connection.h"
 #include "backend/database/Database.h"
 #include "backend/database/Dialect.h"
@@ -26,20 +25,27 @@ DatabaseSettings patient(DatabaseSettings settings, const ExaminationOptions& op
     return settings;
 }
 
-Status examineOver(Connection& connection, const ExaminationOptions& options, DatabaseFlaws& flaws)
+/// Connects to a database of ours that is there, in whatever state.
+Status reach(Connection& connection)
 {
+    if (auto status = connection.dialect().prepare(connection.settings(), MissingDatabase::Refused);
+        !status.ok())
+        return status;
     if (auto status = connection.open(); !status.ok())
         return status;
-    if (auto status = connection.dialect().identify(connection.handle()); !status.ok())
+    return connection.dialect().identify(connection.handle());
+}
+
+Status examineOver(Connection& connection, const ExaminationOptions& options, DatabaseFlaws& flaws)
+{
+    if (auto status = reach(connection); !status.ok())
         return status;
     return connection.dialect().examine(connection.handle(), options, flaws);
 }
 
 Status readOver(Connection& connection)
 {
-    if (auto status = connection.open(); !status.ok())
-        return status;
-    if (auto status = connection.dialect().identify(connection.handle()); !status.ok())
+    if (auto status = reach(connection); !status.ok())
         return status;
     return connection.dialect().readThrough(connection.handle());
 }
@@ -77,8 +83,6 @@ DatabaseFlaws compareSchemas(const SchemaObjects& ours, const SchemaObjects& fou
 
 Result<DatabaseFlaws> Database::examine(const DatabaseSettings& settings, const ExaminationOptions& options)
 {
-    if (auto present = requireDatabaseFile(settings); !present.ok())
-        return present;
     auto dialect = Dialect::forDriver(settings.driver);
     if (!dialect.ok())
         return dialect.status();
@@ -94,8 +98,6 @@ Result<DatabaseFlaws> Database::examine(const DatabaseSettings& settings, const 
 
 Status Database::readThrough(const DatabaseSettings& settings)
 {
-    if (auto present = requireDatabaseFile(settings); !present.ok())
-        return present;
     auto dialect = Dialect::forDriver(settings.driver);
     if (!dialect.ok())
         return dialect.status();

@@ -23,7 +23,6 @@ private Q_SLOTS:
     void sameDocumentServer_data();
     void sameDocumentServer();
     void samePathOverLinks();
-    void missingDatabaseFileIsNamed();
 };
 
 namespace {
@@ -218,16 +217,6 @@ void ConfigPlacesTest::samePathOverLinks()
     DocumentStoreSettings same = store;
     same.root = folder.path() + of("/.");
     QVERIFY(isSamePlace(store, same));
-}
-
-void ConfigPlacesTest::missingDatabaseFileIsNamed()
-{
-    DatabaseSettings settings;
-    settings.file = of("/nowhere/site.db");
-    const Status status = requireDatabaseFile(settings);
-    QCOMPARE(status.code(), ErrorCode::Configuration);
-    QVERIFY(status.message().contains(of("/nowhere/site.db")));
-    QVERIFY(requireDatabaseFile(server(of("h"), 1, of("n"))).ok());
 }
 
 ZAV_REGISTER_TEST(config_places, ConfigPlacesTest, QCoreApplication)

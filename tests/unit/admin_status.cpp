@@ -1,0 +1,197 @@
+#include "admin/Application.h"
+#include "backend/Site.h"
+#include "backend/config/Settings.h"
+#include "backend/database/Database.h"
+#include "backend/records/SiteEvents.h"
+#include "backend/store/DocumentStore.h"
+#include "services/bll/Odbpp_JobFlowBll.h"
+#include "tests/support/AdminSession.h"
+#include "tests/support/FreshSite.h"
+#include "tests/support/TestFiles.h"
+#include "tests/support/TestProgram.h"
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <memory>
+
+using namespace KOZAV;
+using namespace KOZAV::Test;
+using Admin::ExitCode;
+using Backend::Site;
+
+/// What "status" tells of a site.
+class AdminStatusTest final : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void emptySite();
+    void everythingIsCounted();
+    void rowsOfAnEarlierReleaseAreTold();
+    void missingPartIsToldBesideTheOther();
+    void textShowsTheSame();
+
+private:
+    [[nodiscard]] AdminOutcome run(const QStringList& line) const;
+    [[nodiscard]] QJsonObject status() const { return run({text("status"), text("--json")}).json(); }
+    /// Three complete imports, of which one went to the robot and one is in quarantine, and one that is not.
+    void fill() const;
+
+    std::unique_ptr<FreshSite> m_site;
+};
+
+namespace {
+
+Backend::Database& database()
+{
+    return *Site::current().database().value();
+}
+
+Backend::Settings settings()
+{
+    return Site::current().settings().value();
+}
+
+} // namespace
+
+void AdminStatusTest::init()
+{
+    m_site = std::make_unique<FreshSite>();
+    m_site->addCompany(text("HX"), text("Harbour Circuits"));
+}
+
+void AdminStatusTest::cleanup()
+{
+    m_site.reset();
+}
+
+AdminOutcome AdminStatusTest::run(const QStringList& line) const
+{
+    QBuffer out;
+    QBuffer err;
+    out.open(QIODevice::WriteOnly);
+    err.open(QIODevice::WriteOnly);
+    const ExitCode code =
+        Admin::runCommandLine(line + QStringList{text("--config"), m_site->configuration()}, out, err);
+    return {code, QString::fromUtf8(out.data()), QString::fromUtf8(err.data())};
+}
+
+void AdminStatusTest::fill() const
+{
+    const AdminSession session;
+    for (int i = 1; i <= 3; ++i)
+        session.importJob("HX", "board", QByteArray(100 * i, 'x'), 0);
+    session.importJob("HX", "board", QByteArray(50, 'y'), 0, false);
+    const auto jobs = m_site->jobs();
+    QVERIFY(DataLib::BLL::Odbpp_JobFlowBll().UpdateState(1, 1, 2, jobs.at(1).flowGuid.toStdString()));
+    auto& store = *Site::current().documentStore().value();
+    QVERIFY(store.quarantine(storeLocation(settings().documentStore), "HX000003.tgz").ok());
+    writeFile((settings().uploadCache + text("copy.tgz")).toStdString(), QByteArray(70, 'z'));
+}
+
+void AdminStatusTest::emptySite()
+{
+    const AdminOutcome outcome = run({text("status"), text("--json")});
+    QCOMPARE(outcome.err, QString());
+    QCOMPARE(outcome.code, ExitCode::Success);
+    const QJsonObject status = outcome.json();
+    QCOMPARE(status[text("companies")].toInt(), 1);
+    QCOMPARE(status[text("jobs")][text("total")].toInt(-1), 0);
+    QCOMPARE(status[text("jobs")][text("states")].toArray().size(), 0);
+    QCOMPARE(status[text("stored")][text("bytes")].toInt(-1), 0);
+    for (const char* moment : {"oldest_waiting", "last_import", "last_check"})
+        QVERIFY2(status[text(moment)].isNull(), moment);
+    for (const char* heap : {"quarantined", "staged"})
+        QCOMPARE(status[text(heap)][text("files")].toInt(-1), 0);
+    QCOMPARE(status[text("rows")][text("schema")].toInt(), database().schemaVersion().value());
+    QCOMPARE(status[text("rows")][text("engine")].toString(), database().engineVersion().value());
+    QVERIFY(!status[text("files")][text("engine")].toString().isEmpty());
+    QCOMPARE(status[text("rows")][text("identity")], status[text("files")][text("identity")]);
+}
+
+void AdminStatusTest::everythingIsCounted()
+{
+    fill();
+    Backend::SiteEvent check;
+    check.kind = Backend::eventKind::checked;
+    check.userName = text("admin");
+    check.outcome = text("clean");
+    QVERIFY(Backend::addEvent(database(), check).ok());
+    check.outcome = text("findings");
+    check.detail = {{text("file-missing"), 2}};
+    QVERIFY(Backend::addEvent(database(), check).ok());
+
+    const QJsonObject status = this->status();
+    const QJsonObject jobs = status[text("jobs")].toObject();
+    QCOMPARE(jobs[text("total")].toInt(), 4);
+    QCOMPARE(jobs[text("waiting")].toInt(), 2);
+    QCOMPARE(jobs[text("unfinished")].toInt(), 1);
+    const QJsonArray states = jobs[text("states")].toArray();
+    QCOMPARE(states.size(), 2);
+    QCOMPARE(states[0],
+             QJsonValue(QJsonObject{{text("state"), 0}, {text("sub_state"), 0}, {text("jobs"), 3}}));
+    QCOMPARE(states[1],
+             QJsonValue(QJsonObject{{text("state"), 1}, {text("sub_state"), 2}, {text("jobs"), 1}}));
+    QCOMPARE(status[text("stored")],
+             QJsonValue(QJsonObject{{text("files"), 4}, {text("bytes"), 650}, {text("unknown_lengths"), 0}}));
+    QCOMPARE(status[text("quarantined")][text("files")].toInt(), 1);
+    QCOMPARE(status[text("quarantined")][text("bytes")].toInt(), 300);
+    QVERIFY(!status[text("quarantined")][text("oldest")].toString().isEmpty());
+    QCOMPARE(status[text("staged")][text("files")].toInt(), 1);
+    QCOMPARE(status[text("staged")][text("bytes")].toInt(), 70);
+    QCOMPARE(status[text("oldest_waiting")][text("job")].toString(), text("HX000001"));
+    QCOMPARE(status[text("oldest_waiting")][text("time")].toString(), m_site->jobs().front().createdTime);
+    QCOMPARE(status[text("last_import")][text("job")].toString(), text("HX000003"));
+    const QJsonObject last = status[text("last_check")].toObject();
+    QCOMPARE(last[text("outcome")].toString(), text("findings"));
+    QCOMPARE(last[text("user")].toString(), text("admin"));
+    QCOMPARE(last[text("findings")], QJsonValue(QJsonObject{{text("file-missing"), 2}}));
+}
+
+void AdminStatusTest::rowsOfAnEarlierReleaseAreTold()
+{
+    fill();
+    QVERIFY(database()
+                .change("UPDATE orig_file SET stored_length = NULL, stored_sha256 = NULL WHERE id = 1", {},
+                        Backend::Durability::Immediate)
+                .ok());
+    QCOMPARE(status()[text("stored")],
+             QJsonValue(QJsonObject{{text("files"), 3}, {text("bytes"), 550}, {text("unknown_lengths"), 1}}));
+    const QString shown = run({text("status")}).out;
+    QVERIFY2(shown.contains(text("3 files, 550 bytes, and 1 of unknown length")), qPrintable(shown));
+}
+
+void AdminStatusTest::missingPartIsToldBesideTheOther()
+{
+    fill();
+    m_site->configure(text("document_store/root"), m_site->path(text("nowhere")));
+    m_site->configure(text("document_store/kind"), text("local"));
+    const AdminOutcome outcome = run({text("status"), text("--json")});
+    QCOMPARE(outcome.code, ExitCode::Configuration);
+    const QJsonObject status = outcome.json();
+    QCOMPARE(status[text("jobs")][text("total")].toInt(), 4);
+    QCOMPARE(status[text("files")][text("code")].toInt(), 5);
+    QCOMPARE(status[text("files")][text("place")].toString(), m_site->path(text("nowhere")));
+    QVERIFY(!status[text("files")][text("error")].toString().isEmpty());
+}
+
+void AdminStatusTest::textShowsTheSame()
+{
+    fill();
+    const QString shown = run({text("status")}).out;
+    for (const char* line :
+         {"companies +1\n", "jobs +4\n", " waiting +2\n", " unfinished +1\n", " at the robot +1\n",
+          "stored +4 files, 650 bytes\n", "quarantined +1 files, 300 bytes, the oldest of 2",
+          "staged +1 files, 70 ", "oldest waiting job +HX000001, 2", "last import +HX000003, 2",
+          "last check +never\n", ", schema 2, "})
+        QVERIFY2(shown.contains(QRegularExpression(text(line))), qPrintable(text(line) + shown));
+}
+
+ZAV_REGISTER_TEST(admin_status, AdminStatusTest, QCoreApplication)
+
+#include "admin_status.moc"
