@@ -62,6 +62,7 @@ private Q_SLOTS:
     void robotInside();
     void unknownJob();
     void jobThatNoLongerWaits();
+    void fileInAnothersPlaceIsNotOpened();
 };
 
 void ClientImport::sendsTheRequest()
@@ -124,6 +125,30 @@ void ClientImport::jobThatNoLongerWaits()
     QVERIFY2(job.runClient({QStringLiteral("HX000001")}) == 0, qPrintable(job.output));
     QCOMPARE(job.runClient({QStringLiteral("HX000001")}), 2);
     QVERIFY2(job.output.contains(QStringLiteral("does not wait for import")), qPrintable(job.output));
+}
+
+void ClientImport::fileInAnothersPlaceIsNotOpened()
+{
+    WaitingJob job;
+    OperatedPanel panel;
+    Samples::JobRequest request;
+    request.directory = job.site.path(QStringLiteral("more/甲"));
+    request.name = QStringLiteral("other");
+    request.seed = 2;
+    QVERIFY(Samples::generateJob(request).ok());
+    panel.importBatch(job.site.path(QStringLiteral("more")));
+    QCOMPARE(job.site.jobs().size(), size_t{2});
+    swapStoredFiles(job.site.configuration(), job.site.jobs().front().storedName,
+                    job.site.jobs().back().storedName);
+    const RobotPeer robot(RobotPeer::Mode::Answer);
+    job.site.configure(QStringLiteral("robot/port"), QString::number(robot.port()));
+    QCOMPARE(job.runClient({QStringLiteral("HX000001")}), 1);
+    QVERIFY2(job.output.contains(QStringLiteral("存储文件 %1 与料号 HX000001 导入时的内容不一致")
+                                     .arg(job.site.jobs().front().storedName)),
+             qPrintable(job.output));
+    QVERIFY(!job.output.contains(QStringLiteral("opened:")));
+    QVERIFY(robot.received().isEmpty());
+    QCOMPARE(job.site.jobs().front().state, 0);
 }
 
 ZAV_REGISTER_TEST(client_import, ClientImport, QApplication)

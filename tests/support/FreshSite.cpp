@@ -146,6 +146,23 @@ QString FreshSite::damage(const QString& storedName)
     return {};
 }
 
+void swapStoredFiles(const QString& configuration, const QString& one, const QString& other)
+{
+    const auto settings = valueOf(Backend::loadSettings(configuration)).documentStore;
+    const auto store = valueOf(Backend::openDocumentStore(settings));
+    const auto location = Backend::storeLocation(settings);
+    const QTemporaryDir folder;
+    const auto path = [&folder](const QString& name) {
+        return QFile::encodeName(folder.filePath(name)).toStdString();
+    };
+    for (const QString& name : {one, other}) {
+        require(store->get(location, name.toStdString(), path(name)));
+        require(store->remove(location, name.toStdString()));
+    }
+    require(store->put(location, one.toStdString(), path(other)).status());
+    require(store->put(location, other.toStdString(), path(one)).status());
+}
+
 QByteArray contentOf(const QString& path)
 {
     QFile file(path);

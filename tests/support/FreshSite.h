@@ -46,6 +46,10 @@ private:
     QTemporaryDir m_directory;
 };
 
+/// Has two stored files of a site change places, each with its sum: the store finds nothing wrong with
+/// either. Ends the test program where that fails.
+void swapStoredFiles(const QString& configuration, const QString& one, const QString& other);
+
 /// The content of a file; ends the test program where it cannot be read.
 QByteArray contentOf(const QString& path);
 

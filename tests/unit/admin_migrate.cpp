@@ -1,4 +1,6 @@
+#include "backend/Site.h"
 #include "backend/config/Settings.h"
+#include "tests/support/FreshSite.h"
 #include "tests/support/SiteContent.h"
 #include "tests/support/SitePair.h"
 #include "tests/support/TestProgram.h"
@@ -39,6 +41,8 @@ private Q_SLOTS:
     void updateBringsLinksThatWereCut();
     void rowsAloneMayMove();
     void damagedSourceFileIsNamed();
+    void fileInAnothersPlaceIsNamed_data();
+    void fileInAnothersPlaceIsNamed();
 
 private:
     std::unique_ptr<SitePair> m_sites;
@@ -346,6 +350,32 @@ void AdminMigrateTest::damagedSourceFileIsNamed()
     QVERIFY2(outcome.err.contains(QString::fromUtf8("料号 5.tgz")), qPrintable(outcome.err));
     // No row went before its file.
     QCOMPARE(readSite(m_sites->to()).rowCount(), 0);
+}
+
+void AdminMigrateTest::fileInAnothersPlaceIsNamed_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("looked at") << QStringList(text("--dry-run"));
+    QTest::newRow("copied") << QStringList();
+}
+
+void AdminMigrateTest::fileInAnothersPlaceIsNamed()
+{
+    QFETCH(const QStringList, options);
+    QCOMPARE(m_sites->source.run({text("company"), text("add"), text("--code=AB"), text("--name=Acme")}).err,
+             QString());
+    Site::current().setConfigurationPath(m_sites->from());
+    for (const char* name : {"one", "two", "three"})
+        m_sites->source.importJob("AB", name, QByteArray("content of ") + name, 1);
+    Site::current().close();
+    swapStoredFiles(m_sites->from(), text("AB000001.tgz"), text("AB000002.tgz"));
+    const AdminOutcome outcome = m_sites->migrate(options);
+    QCOMPARE(outcome.code, ExitCode::Corrupt);
+    for (const char* told : {"\"AB000001.tgz\"", "\"AB000001\""})
+        QVERIFY2(outcome.err.contains(text(told)), qPrintable(outcome.err));
+    QVERIFY(readSite(m_sites->to()).files.isEmpty());
+    swapStoredFiles(m_sites->from(), text("AB000001.tgz"), text("AB000002.tgz"));
+    QCOMPARE(m_sites->migrate(options).code, ExitCode::Success);
 }
 
 ZAV_REGISTER_TEST(admin_migrate, AdminMigrateTest, QCoreApplication)

@@ -1,6 +1,7 @@
 #include "backend/Site.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "tests/support/AdminSession.h"
+#include "tests/support/FreshSite.h"
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
@@ -39,6 +40,7 @@ private Q_SLOTS:
     void storedFileIsFetched();
     void fetchingReplacesNothingUnasked();
     void fetchingMistakesAreNamed();
+    void anotherFileIsNotGivenOut();
 
 private:
     std::string importJob(const char* company, const char* jobName, const QByteArray& content, int batch,
@@ -295,6 +297,39 @@ void AdminVerbsTest::fetchingMistakesAreNamed()
     QVERIFY(QFile::remove(stored));
     QCOMPARE(m_session->run({text("get"), text("AB000001"), target}).code != ExitCode::Success, true);
     QVERIFY(!QFile::exists(target));
+}
+
+/// As where somebody has moved files of the store by hand, each with its sum.
+void AdminVerbsTest::anotherFileIsNotGivenOut()
+{
+    for (const char* name : {"one", "two"})
+        importJob("AB", name, QByteArray("content of ") + name, 1);
+    const QString target = m_session->file().inFolder(QStringLiteral("back"));
+    QCOMPARE(m_session->run({text("get"), text("AB000001"), target}).code, ExitCode::Success);
+    const QByteArray before = contentOf(target);
+    QCOMPARE(before, QByteArray("content of one"));
+    swapStoredFiles(m_session->file().path(), text("AB000001.tgz"), text("AB000002.tgz"));
+    for (const QString& path : {target, text("-")}) {
+        const AdminOutcome outcome =
+            m_session->run({text("get"), text("AB000001"), path, text("--force"), text("--json")});
+        QCOMPARE(outcome.code, ExitCode::Corrupt);
+        QCOMPARE(outcome.out, QString());
+        const QString error = outcome.failure().value(text("error")).toString();
+        for (const char* told : {"\"AB000001.tgz\"", "\"AB000001\"", "14 bytes"})
+            QVERIFY2(error.contains(text(told)), qPrintable(error));
+    }
+    QCOMPARE(contentOf(target), before);
+    swapStoredFiles(m_session->file().path(), text("AB000001.tgz"), text("AB000002.tgz"));
+    QCOMPARE(m_session->run({text("get"), text("AB000001"), target, text("--force")}).code,
+             ExitCode::Success);
+
+    const QJsonObject job =
+        m_session->run({text("jobs"), text("--json")}).json().value(text("jobs")).toArray().at(0).toObject();
+    QCOMPARE(job.value(text("stored_length")).toInt(), before.size());
+    QCOMPARE(job.value(text("stored_sha256")).toString(),
+             QString::fromLatin1(QCryptographicHash::hash(before, QCryptographicHash::Sha256).toHex()));
+    QVERIFY(job.value(text("content_length")).isNull());
+    QVERIFY(job.value(text("content_sha256")).isNull());
 }
 
 ZAV_REGISTER_TEST(admin_verbs, AdminVerbsTest, QCoreApplication)
