@@ -317,7 +317,8 @@ Result<qint64> countRows(Database& database)
 {
     qint64 rows = 0;
     for (const TransferTable& table : transferTables()) {
-        const QByteArray sql = QByteArray("SELECT COUNT(*) FROM ") + table.name;
+        const QByteArray sql = statement({QStringLiteral("SELECT"), QStringLiteral("COUNT(*)"),
+                                          QStringLiteral("FROM"), QString::fromLatin1(table.name)});
         const auto counted = database.value(sql.constData());
         if (!counted.ok())
             return counted.status();
