@@ -53,13 +53,15 @@ RowValues valuesOf(const CompressRow& row)
         .time();
 }
 
-/// Takes a flow whose file is not there off the list of waiting jobs, unless its import was complete before.
+/// Takes a flow whose file is not there off the list of waiting jobs, unless its import was complete before,
+/// or was voided while it ran, which is what has moved the file.
 Status withdrawFlow(Operation& call, const CompressRow& row, const Status& reason)
 {
     const auto withdrawn = changeFlow(
         call,
         "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ?"
-        " WHERE guid = ? AND NOT EXISTS (SELECT 1 FROM job_compress WHERE flow_guid = job_flow.guid)",
+        " WHERE (state <> -2 OR sub_state <> -2) AND guid = ? AND NOT EXISTS (SELECT 1 FROM job_compress "
+        "WHERE flow_guid = job_flow.guid)",
         RowValues().number(importFailedState).number(importFailedSubState).number(row.userId).time(),
         row.flowGuid, Durability::Immediate);
     if (withdrawn.ok() || withdrawn.code() == ErrorCode::NotFound)

@@ -4,7 +4,7 @@ if(ZAV_BUILD_PANELS)
     client_tests
     SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
     LIBRARIES zav_client_lib zav_operated_panel zav_site_test_support zav_client_test_support zav_file_test_support
-              zav_samples_lib Qt5::Network Qt5::Sql
+              zav_samples_lib zav_admin_lib Qt5::Network Qt5::Sql
     DEFINITIONS "ZAV_VERSION=\"${PROJECT_VERSION}\"")
   zav_add_tests(client_tests LABELS client TESTS client_batch client_command_line client_import client_manifests)
   zav_add_tests(client_tests SECONDS 15 LABELS client TESTS import_edges import_real_jobs)

@@ -77,6 +77,7 @@ private Q_SLOTS:
     void aHalfImportIsVoided();
     void aJobThatChangesMeanwhileEndsTheRun();
     void noClientBringsAVoidedJobBack();
+    void aRunningImportThatIsVoidedEndsWithoutItsLastRow();
     void mistakesAreNamed_data();
     void mistakesAreNamed();
 
@@ -331,6 +332,19 @@ void AdminJobVoidingTest::noClientBringsAVoidedJobBack()
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(text("the job was voided")));
     QVERIFY(!BLL::Odbpp_JobFlowBll().UpdateState(1, 1, 2, key));
     QCOMPARE(stateOf("AB000001"), text("-2,-2"));
+}
+
+void AdminJobVoidingTest::aRunningImportThatIsVoidedEndsWithoutItsLastRow()
+{
+    const std::string key = importJob(1, {}, false);
+    QCOMPARE(run(text("job void AB000001 --reason r --yes")).code, ExitCode::Success);
+    const std::string fileStore = Common::commonInterface()->getConfig().mongoFsName;
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(text("inputJobCompress")));
+    QVERIFY(!BLL::Odbpp_JobCompressBll().inputJobCompress("Acme", "AB", m_site->company(text("AB")).companyId,
+                                                          "board", key, "AB000001.tgz", "tgz", "", fileStore,
+                                                          1, 1));
+    QCOMPARE(stateOf("AB000001"), text("-2,-2"));
+    QCOMPARE(waiting(), QString());
 }
 
 void AdminJobVoidingTest::mistakesAreNamed_data()
