@@ -2,6 +2,7 @@
 
 #include "backend/Guarded.h"
 #include "backend/SiteComparison.h"
+#include "backend/SiteTrial.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/Settings.h"
 #include "backend/config/SitePlaces.h"
@@ -113,6 +114,7 @@ private:
     Status refuseLoss();
     Status makeDatabase();
     Status makeStore();
+    Status tryParts();
     [[nodiscard]] bool isLocalStore() const
     {
         return m_settings.documentStore.kind == QLatin1String("local");
@@ -208,7 +210,21 @@ Result<QString> PartsMaker::run()
     if (auto made = makeFolders(m_settings); !made.ok())
         return made;
     m_parts.insert(m_parts.end(), std::begin(caches), std::end(caches));
-    return settleIdentity({m_settings, *m_database, *m_store}, Asker::Creation);
+    auto identity = settleIdentity({m_settings, *m_database, *m_store}, Asker::Creation);
+    if (!identity.ok())
+        return identity;
+    const auto tried = tryParts();
+    return tried.ok() ? identity : tried;
+}
+
+/// What answers may still not keep a file, or not let this account do it. (The database has been written to.)
+Status PartsMaker::tryParts()
+{
+    const auto rows = hasOrigFiles(*m_database);
+    if (!rows.ok())
+        return rows.status();
+    const StoreLocation location = storeLocation(m_settings.documentStore);
+    return rows.value() ? tryStore(*m_store, location) : tryNewStore(*m_store, location);
 }
 
 bool liesUnder(const Settings& settings, const QString& dataRoot)

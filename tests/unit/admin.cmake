@@ -20,5 +20,5 @@ zav_add_test_program(
 zav_add_tests(admin_tests LABELS admin TESTS admin_command_line admin_init admin_manual admin_migrate admin_migrate_run
                                              admin_ping admin_program admin_progress admin_site admin_verbs
                                              check_kinds check_reading_state)
-zav_add_tests(admin_tests SITES LABELS admin TESTS admin_job_voiding admin_status admin_store_verbs)
+zav_add_tests(admin_tests SITES LABELS admin TESTS admin_job_voiding admin_status admin_store_verbs admin_trial)
 zav_add_tests(admin_tests SECONDS 60 ON_MEMORY TIMEOUT 600 LABELS admin fault TESTS admin_migrate_interruption)
