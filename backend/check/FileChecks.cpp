@@ -21,6 +21,7 @@
 #include "backend/records/JobListing.h"
 #include "backend/records/JobVoiding.h"
 #include "backend/records/SiteAudit.h"
+#include "backend/records/SiteEvents.h"
 #include "backend/store/DocumentStore.h"
 #include "backend/store/StoreNames.h"
 
@@ -638,6 +639,9 @@ Status quarantineOrphan(CheckContext& context, const StoreLocation& location, co
 
 Status FileComparison::lookAgainAtUnnamed()
 {
+    const auto refused = refusedFiles(*m_context.database);
+    if (!refused.ok())
+        return refused.status();
     for (const Unnamed& unnamed : m_unnamed) {
         const StoreLocation& location = unnamed.listing->location;
         const auto named = isFileNamed(*m_context.database, unnamed.file.name);
@@ -653,8 +657,9 @@ Status FileComparison::lookAgainAtUnnamed()
                            .arg(unnamed.file.length)
                            .arg(locationText(location), unnamed.file.storedAt.toString(Qt::ISODateWithMs));
         finding.kind = FindingKind::FileUnclaimed;
-        if (m_context.isOlder(unnamed.file.storedAt, m_context.options.orphanAge)) {
-            finding.kind = FindingKind::FileOrphan;
+        const bool isRefused = refused->contains(QString::fromStdString(unnamed.file.name));
+        if (isRefused || m_context.isOlder(unnamed.file.storedAt, m_context.options.orphanAge)) {
+            finding.kind = isRefused ? FindingKind::FileRefused : FindingKind::FileOrphan;
             finding.repair = [&context = m_context, location, name = unnamed.file.name] {
                 return quarantineOrphan(context, location, name);
             };

@@ -85,8 +85,12 @@ std::vector<FindingRule> makeRules()
         {Kind::FileUnclaimed, "file-unclaimed", Weight::Notice, notHere,
          "a stored file that no row names, less than a day old: of an import under way, or of a refused one",
          ""},
+        {Kind::FileRefused, "file-refused", Weight::Notice, mendable,
+         "the stored file of an import that its company refused: nobody found the company, or another import "
+         "took the number",
+         "zav_admin check --repair file-refused"},
         {Kind::FileOrphan, "file-orphan", Weight::Leftover, mendable,
-         "a stored file that no row names, more than a day old: of an import that was refused or interrupted",
+         "a stored file that no row names, more than a day old: of an import that was interrupted",
          "zav_admin check --repair file-orphan"},
         {Kind::VoidedFile, "voided-file", Weight::Leftover, mendable,
          "the stored file of a voided job is not in quarantine", "zav_admin check --repair voided-file"},

@@ -39,6 +39,7 @@ enum class FindingKind {
     ChunkOrphan,
     IndexMissing,
     FileUnclaimed,
+    FileRefused,
     FileOrphan,
     VoidedFile,
     TempLeftover,

@@ -6,6 +6,7 @@
 #include "backend/io/PrivateFile.h"
 #include "backend/io/SystemError.h"
 #include "backend/operations/PackedContents.h"
+#include "backend/operations/RefusedImports.h"
 #include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
 #include "backend/pack/PackFolder.h"
@@ -198,6 +199,7 @@ int Common::MongodbPut(const std::string& dbName, const std::string& fsName, con
             return file.status();
         });
     });
+    noteStoredFile(stored.ok() ? storedName : std::string());
     return serviceStatus(stored.code());
 }
 
@@ -226,6 +228,7 @@ int Common::FoldersCompressSave2MongoDb(const std::string& folder, const std::st
         return packAndStore(call, path, stagingDir, storedName);
     });
     archiveId = stored.ok() ? id : std::string();
+    noteStoredFile(stored.ok() ? id + ".zip" : std::string());
     return serviceStatus(stored.code());
 }
 

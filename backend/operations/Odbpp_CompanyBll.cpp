@@ -1,6 +1,7 @@
 #include "services/bll/Odbpp_CompanyBll.h"
 
 #include "backend/operations/ConditionColumns.h"
+#include "backend/operations/RefusedImports.h"
 #include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
 #include "backend/records/SiteRecords.h"
@@ -42,9 +43,13 @@ Status selectCompanies(Operation& call, const Conditions& conditions,
 {
     return withRows(call, [&](Database& database) {
         auto found = listCompanies(database, filterOf(conditions));
-        if (found.ok())
-            companies = std::move(found.value());
-        return found.status();
+        if (!found.ok())
+            return found.status();
+        companies = std::move(found.value());
+        if (companies.empty() && !call.event.company.isEmpty())
+            tellRefusedImport(database, call.event.company,
+                              QStringLiteral("there is no company of that name"));
+        return Status();
     });
 }
 
@@ -97,9 +102,11 @@ Status writeJobCount(Operation& call, const RowValues& values, int jobCount)
         return values.status();
     return withRows(call, [&](Database& database) {
         const auto changed = countJob(database, values.list());
-        if (changed.ok() && changed.value() == 0)
-            return refusedJobCount(database, call.event.company, jobCount);
-        return changed.status();
+        if (!changed.ok() || changed.value() > 0)
+            return changed.status();
+        auto refusal = refusedJobCount(database, call.event.company, jobCount);
+        tellRefusedImport(database, call.event.company, refusal.message());
+        return refusal;
     });
 }
 

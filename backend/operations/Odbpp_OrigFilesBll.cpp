@@ -1,6 +1,7 @@
 #include "services/bll/Odbpp_OrigFilesBll.h"
 
 #include "backend/operations/PackedContents.h"
+#include "backend/operations/RefusedImports.h"
 #include "backend/operations/RowWrites.h"
 
 namespace KOZAV::DataLib::BLL {
@@ -44,8 +45,10 @@ bool Odbpp_OrigFilesBll::inputOrigFile(std::string origFileGuid, std::string job
         const KeyedRow row = {insertOrigFile, "SELECT id FROM orig_file WHERE guid = ?",
                               values.list().first(), "there is no company of that code"};
         auto inserted = insertRow(call, row, values, Durability::Deferred);
-        if (inserted.ok())
+        if (inserted.ok()) {
             forgetPackedContent(storedName);
+            noteClaimedFile(storedName);
+        }
         return inserted;
     });
     return added.ok();

@@ -113,4 +113,18 @@ Result<std::vector<SiteEvent>> listEvents(Database& database, const EventFilter&
     return database.list(sql, values, readEvent);
 }
 
+Result<QSet<QString>> refusedFiles(Database& database)
+{
+    QSet<QString> files;
+    const auto status =
+        database.query("SELECT detail FROM event WHERE kind = ?", {QString(eventKind::refused)},
+                       [&files](const QSqlQuery& row) {
+                           const QJsonObject detail =
+                               QJsonDocument::fromJson(row.value(0).toString().toUtf8()).object();
+                           files.insert(detail.value(QStringLiteral("stored_name")).toString());
+                           return true;
+                       });
+    return status.ok() ? Result(files) : status;
+}
+
 } // namespace KOZAV::Backend

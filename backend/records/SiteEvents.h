@@ -4,6 +4,7 @@
 
 #include <QJsonObject>
 #include <QLatin1String>
+#include <QSet>
 #include <QString>
 
 #include <optional>
@@ -38,6 +39,9 @@ namespace eventKind {
 inline const QLatin1String jobVoided("void");
 /// That was taken back: {"state", "sub_state"} as they are again.
 inline const QLatin1String jobUnvoided("unvoid");
+/// An import was refused by its company after its file was stored: {"stored_name"}. The subject is the
+/// company.
+inline const QLatin1String refused("refused");
 /// A check of the site has ended: the number of findings of each kind, by its name.
 inline const QLatin1String checked("check");
 /// A stored file was moved into quarantine, back from it, or removed there.
@@ -65,5 +69,8 @@ Status addEvent(Database& database, SiteEvent event);
 
 /// Newest first.
 Result<std::vector<SiteEvent>> listEvents(Database& database, const EventFilter& filter = {});
+
+/// The stored files of refused imports, by name: what eventKind::refused tells.
+Result<QSet<QString>> refusedFiles(Database& database);
 
 } // namespace KOZAV::Backend

@@ -515,6 +515,7 @@ private Q_SLOTS:
     void damageIsFoundAndMended();
     void allDamagesAtOnce();
     void youngLeftoversAreNoFindings();
+    void filesOfRefusedImportsAreNotices();
     void repairMendsOnlyWhatItNames();
     void rightThatIsMissingIsTold();
     void checkIsWrittenDown();
@@ -635,6 +636,40 @@ void CheckSites::youngLeftoversAreNoFindings()
     QCOMPARE(found.code, ExitCode::Success);
     const QJsonObject counts = found.json[text("counts")].toObject();
     QCOMPARE(counts.keys(), QStringList{text("file-unclaimed")});
+}
+
+/// The panel stores a file before it asks for the company, and leaves it where that is refused.
+void CheckSites::filesOfRefusedImportsAreNotices()
+{
+    const auto config = Common::commonInterface()->getConfig();
+    const auto put = [&](const char* name) {
+        const QString path = m_site->site().path(QString::fromLatin1(name));
+        CheckedSite::write(path, name);
+        return Common::MongodbPut(config.mongoDbName, config.mongoFsName, path.toStdString(), name);
+    };
+    std::vector<DataLib::Model::Odbpp_Company> companies;
+    QCOMPARE(put("nobody.tgz"), 0);
+    QVERIFY(DataLib::BLL::Odbpp_CompanyBll().select({{"CompanyName", "nobody"}}, {}, companies));
+    QCOMPARE(put("late.tgz"), 0);
+    std::string company = "深圳华兴电路";
+    QVERIFY(!DataLib::BLL::Odbpp_CompanyBll().inputCompanies(company, 1, 1));
+    // Only the first refusal is one of that file.
+    QVERIFY(!DataLib::BLL::Odbpp_CompanyBll().inputCompanies(company, 1, 1));
+
+    const auto found = m_site->check({text("--settle=0")});
+    QCOMPARE(found.code, ExitCode::Success);
+    QCOMPARE(found.json[text("counts")].toObject().keys(), QStringList{text("file-refused")});
+    QCOMPARE(found.count("file-refused"), 2);
+    EventFilter filter;
+    filter.kind = QString(eventKind::refused);
+    const auto events = taken(listEvents(*taken(Site::current().database()), filter));
+    QCOMPARE(events.size(), std::size_t(2));
+    QCOMPARE(events[0].subject, QString::fromStdString(company));
+    QVERIFY2(events[0].reason.contains(text("job number 1 is taken")), qPrintable(events[0].reason));
+
+    QCOMPARE(m_site->check({text("--repair=file-refused")}).code, ExitCode::Success);
+    QCOMPARE(taken(m_site->store().listQuarantine(m_site->location())).size(), std::size_t(2));
+    QVERIFY(m_site->check({text("--settle=0")}).json[text("findings")].toArray().isEmpty());
 }
 
 void CheckSites::repairMendsOnlyWhatItNames()
