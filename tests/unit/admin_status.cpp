@@ -32,6 +32,7 @@ private Q_SLOTS:
     void cleanup();
     void emptySite();
     void everythingIsCounted();
+    void readingOfTheDatabaseIsTold();
     void rowsOfAnEarlierReleaseAreTold();
     void missingPartIsToldBesideTheOther();
     void textShowsTheSame();
@@ -151,6 +152,18 @@ void AdminStatusTest::everythingIsCounted()
     QCOMPARE(last[text("outcome")].toString(), text("findings"));
     QCOMPARE(last[text("user")].toString(), text("admin"));
     QCOMPARE(last[text("findings")], QJsonValue(QJsonObject{{text("file-missing"), 2}}));
+}
+
+/// The services have an embedded database read through when they begin to use it, and nobody else does.
+void AdminStatusTest::readingOfTheDatabaseIsTold()
+{
+    const QString before = database().readThroughTime().value();
+    Site::current().close(); // Waits for the reading.
+    const bool embedded = settings().database.driver == text("QSQLITE");
+    const QString after = status()[text("read_through")].toString();
+    QCOMPARE(after.isEmpty(), !embedded);
+    QCOMPARE(status()[text("read_through")].toString(), after);
+    QVERIFY(before.isEmpty() || before == after);
 }
 
 void AdminStatusTest::rowsOfAnEarlierReleaseAreTold()
