@@ -153,6 +153,13 @@ Result<std::vector<QuarantinedFile>> DocumentStore::listQuarantine(const StoreLo
     return onLocation("list the quarantine", location, [&] { return listQuarantined(location); });
 }
 
+Status DocumentStore::getQuarantined(const StoreLocation& location, const std::string& name,
+                                     const std::string& localPath)
+{
+    return onName("fetch a file from the quarantine", location, name,
+                  [&] { return getQuarantinedFile(location, name, localPath); });
+}
+
 Status DocumentStore::restoreQuarantined(const StoreLocation& location, const std::string& name)
 {
     return onName("put a file back from the quarantine", location, name,

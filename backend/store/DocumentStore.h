@@ -122,6 +122,11 @@ public:
     /// What is in quarantine, by name, damaged files included.
     Result<std::vector<QuarantinedFile>> listQuarantine(const StoreLocation& location);
 
+    /// As get() for a file in quarantine, which stays there. NotFound where it has none of the name; Corrupt
+    /// also where its hash is not known.
+    Status getQuarantined(const StoreLocation& location, const std::string& name,
+                          const std::string& localPath);
+
     /// Puts a file back as it was. NotFound where the quarantine has none of the name; AlreadyExists where
     /// the name is stored anew.
     Status restoreQuarantined(const StoreLocation& location, const std::string& name);
@@ -173,6 +178,8 @@ private:
                                                       const std::vector<std::string>& names) = 0;
     virtual Status quarantineFile(const StoreLocation& location, const std::string& name) = 0;
     virtual Result<std::vector<QuarantinedFile>> listQuarantined(const StoreLocation& location) = 0;
+    virtual Status getQuarantinedFile(const StoreLocation& location, const std::string& name,
+                                      const std::string& localPath) = 0;
     virtual Status restoreFile(const StoreLocation& location, const std::string& name) = 0;
     virtual Status purgeFile(const StoreLocation& location, const std::string& name) = 0;
     virtual Result<QString> readSiteMark(const StoreLocation& location) = 0;

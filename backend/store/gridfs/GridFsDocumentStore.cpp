@@ -233,6 +233,21 @@ Result<std::vector<QuarantinedFile>> GridFsDocumentStore::listQuarantined(const 
     return opened.ok() ? opened->bucket().quarantined() : opened.status();
 }
 
+/// The newest revision, which is the one that is put back as the file that a get brings.
+Status GridFsDocumentStore::getQuarantinedFile(const StoreLocation& location, const std::string& name,
+                                               const std::string& localPath)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    const auto revisions = opened->bucket().quarantinedRevisions(name);
+    if (!revisions.ok())
+        return revisions.status();
+    if (revisions->empty())
+        return notQuarantined(location, name);
+    return fetch(opened->bucket(), revisions->back(), localPath);
+}
+
 /// The newest revision first: it is the file that a get is to bring.
 Status GridFsDocumentStore::restoreFile(const StoreLocation& location, const std::string& name)
 {

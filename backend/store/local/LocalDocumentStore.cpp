@@ -104,10 +104,11 @@ Result<Addition> addByMoving(const LocalStoreFolder& folder, const std::string& 
     return folder.add(name, digest.value(), move);
 }
 
-/// Copies a stored file to localPath, which gets the content as a whole or stays as it is.
-Status copyOut(const LocalStoreFolder& folder, const StoredFile& file, const std::string& localPath)
+/// Copies the data of a stored file to localPath, which gets the content as a whole or stays as it is.
+Status copyOut(const LocalStoreFolder& folder, const std::string& dataPath, const StoredFile& file,
+               const std::string& localPath)
 {
-    auto data = File::openForReading(folder.dataPath(file.name));
+    auto data = File::openForReading(dataPath);
     if (!data.ok())
         return data.status();
     auto target = TargetFile::create(localPath, file.length);
@@ -166,7 +167,10 @@ Status LocalDocumentStore::getFile(const StoreLocation& location, const std::str
                                    const std::string& localPath)
 {
     const auto file = findFile(location, name);
-    return file.ok() ? copyOut(LocalStoreFolder(m_root, location), file.value(), localPath) : file.status();
+    if (!file.ok())
+        return file.status();
+    const LocalStoreFolder folder(m_root, location);
+    return copyOut(folder, folder.dataPath(name), file.value(), localPath);
 }
 
 Result<ContentDigest> LocalDocumentStore::verifyFile(const StoreLocation& location, const std::string& name,
@@ -221,6 +225,18 @@ Result<std::vector<QuarantinedFile>> LocalDocumentStore::listQuarantined(const S
 {
     const LocalStoreFolder folder(m_root, location);
     return LocalQuarantine(folder).files();
+}
+
+Status LocalDocumentStore::getQuarantinedFile(const StoreLocation& location, const std::string& name,
+                                              const std::string& localPath)
+{
+    const LocalStoreFolder folder(m_root, location);
+    const LocalQuarantine quarantine(folder);
+    const auto taken = quarantine.find(name);
+    if (!taken)
+        return notQuarantined(location, name);
+    auto copied = copyOut(folder, quarantine.dataPath(name), taken->file, localPath);
+    return copied.code() == ErrorCode::NotFound ? notQuarantined(location, name) : copied;
 }
 
 Status LocalDocumentStore::restoreFile(const StoreLocation& location, const std::string& name)

@@ -39,6 +39,8 @@ private:
                                               const std::vector<std::string>& names) override;
     Status quarantineFile(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<QuarantinedFile>> listQuarantined(const StoreLocation& location) override;
+    Status getQuarantinedFile(const StoreLocation& location, const std::string& name,
+                              const std::string& localPath) override;
     Status restoreFile(const StoreLocation& location, const std::string& name) override;
     Status purgeFile(const StoreLocation& location, const std::string& name) override;
     Result<QString> readSiteMark(const StoreLocation& location) override;

@@ -194,6 +194,13 @@ Result<std::vector<QuarantinedFile>> LocalQuarantine::files() const
     return found;
 }
 
+std::optional<QuarantinedFile> LocalQuarantine::find(const std::string& name) const
+{
+    if (!fileInfo(dataPath(name)).ok())
+        return std::nullopt;
+    return file(name);
+}
+
 /// Of a file that is damaged, or whose note is, the file system tells the rest.
 QuarantinedFile LocalQuarantine::file(const std::string& name) const
 {

@@ -3,6 +3,7 @@
 #include "backend/Status.h"
 #include "backend/store/local/LocalStoreFolder.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ public:
     [[nodiscard]] Status takeUnknown(const std::string& name) const;
 
     [[nodiscard]] Result<std::vector<QuarantinedFile>> files() const;
+    /// One of them; none where the quarantine does not have it.
+    [[nodiscard]] std::optional<QuarantinedFile> find(const std::string& name) const;
     [[nodiscard]] Status putBack(const std::string& name) const;
     [[nodiscard]] Status purge(const std::string& name) const;
 
