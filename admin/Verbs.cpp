@@ -56,6 +56,18 @@ std::vector<CommandOption> voidOptions()
     return options;
 }
 
+std::vector<CommandOption> restoreOptions()
+{
+    std::vector<CommandOption> options = serverOptions();
+    options.insert(
+        options.begin(),
+        {needed("raise-counters", "N",
+                "more jobs than any company can have imported after the backup: their numbers may stand on "
+                "papers, so N is added to the job count of every company; 0 if there were none"),
+         option("data-root", "DIR", "folder for all data of a new site; otherwise in the user's folder")});
+    return options;
+}
+
 Result<Report> helpVerb(const Call& call)
 {
     return helpReport(call.line.words);
@@ -155,6 +167,15 @@ std::vector<Verb> makeVerbs()
           option("repair", "KIND[,KIND...]", "mend the findings of these kinds, and nothing else"),
           option("settle", "SECONDS", "how old what looks unfinished must be to be a finding")},
          Backend::Site::Use::Inspection},
+        {"backup",
+         "DIR",
+         "copy the rows of this moment and every stored file into the folder DIR; run again, it copies what "
+         "is new",
+         backupVerb,
+         {},
+         Backend::Site::Use::Mending},
+        {"restore", "DIR", "make a site of the backup in DIR, in an empty place; run again, it continues",
+         restoreVerb, restoreOptions()},
         {"help", "[VERB...]", "show this help, or the help of a verb", helpVerb},
     };
 }
@@ -243,7 +264,7 @@ Status checkOptions(const Verb& verb, const CommandLine& line)
             return misused(QStringLiteral("\"%1\" has no option --%2").arg(name, given.key()));
     for (const CommandOption& known : verb.options)
         if (known.required && !line.has(known.name))
-            return misused(QStringLiteral("\"%1\" needs %2").arg(name, written(known)));
+            return misused(QStringLiteral("\"%1\" needs %2: %3").arg(name, written(known), known.help));
     return {};
 }
 

@@ -90,5 +90,7 @@ Backend::Result<Report> configListVerb(const Call& call);
 Backend::Result<Report> configSetVerb(const Call& call);
 Backend::Result<Report> migrateVerb(const Call& call);
 Backend::Result<Report> checkVerb(const Call& call);
+Backend::Result<Report> backupVerb(const Call& call);
+Backend::Result<Report> restoreVerb(const Call& call);
 
 } // namespace KOZAV::Admin

@@ -145,6 +145,11 @@ Result<Settings> Site::Private::load(const FileInfo& found)
     seen = found;
     reliable = found.isSettled();
     current = loadSettings(path);
+    if (use == Use::Services && current->ok() && !current->value().backupMoment.isEmpty())
+        current = Result<Settings>(Status::configuration(
+            QStringLiteral("the configuration file \"%1\" is that of a backup, in which nothing is changed; "
+                           "\"zav_admin restore\" makes a site of it")
+                .arg(path)));
     if (!current->ok())
         return failed(current->status());
     logged.clear();

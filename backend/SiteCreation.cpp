@@ -236,6 +236,10 @@ bool liesUnder(const Settings& settings, const QString& dataRoot)
 /// A configuration that is there stays, so it must already say what is asked for.
 Status checkPresent(const Settings& settings, const SitePlan& plan)
 {
+    if (!settings.backupMoment.isEmpty())
+        return Status::configuration(
+            QStringLiteral("configuration file \"%1\" is that of a backup, in which nothing is changed")
+                .arg(plan.configuration));
     if (!plan.dataRoot.isEmpty() && !liesUnder(settings, plan.dataRoot))
         return Status::alreadyExists(
             QStringLiteral("configuration file \"%1\" is there already and puts the data elsewhere")
@@ -300,6 +304,22 @@ Result<CreatedSite> makeSite(const SitePlan& plan)
 }
 
 } // namespace
+
+Result<bool> provideConfiguration(const SitePlan& plan)
+{
+    if (QFileInfo::exists(plan.configuration)) {
+        const auto settings = loadSettings(plan.configuration);
+        if (!settings.ok())
+            return settings.status();
+        auto fits = checkPresent(settings.value(), plan);
+        return fits.ok() ? Result(false) : fits;
+    }
+    const auto configuration = NewConfiguration::create(plan);
+    if (!configuration.ok())
+        return configuration.status();
+    auto kept = configuration.value()->keep();
+    return kept.ok() ? Result(true) : kept;
+}
 
 Result<CreatedSite> createSite(const SitePlan& plan)
 {

@@ -44,4 +44,8 @@ struct CreatedSite
 /// parts joined that belong to different sites or do not fit by their contents.
 Result<CreatedSite> createSite(const SitePlan& plan);
 
+/// The part of it that makes the configuration where there is none, without an identity. One that is there
+/// must say what the plan asks for (AlreadyExists). @return whether it was made
+Result<bool> provideConfiguration(const SitePlan& plan);
+
 } // namespace KOZAV::Backend

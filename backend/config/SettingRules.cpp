@@ -164,6 +164,9 @@ std::vector<SettingRule> otherRules()
         {"site/id", Type::Guid,
          "the identity of the site, written by zav_admin init; its database and its store have the same",
          other<&S::siteId>(), optional, proposed("00000000-0000-0000-0000-000000000000")},
+        {"site/backup", Type::Text,
+         "the moment of the rows, written by zav_admin backup: nothing is imported into a backup",
+         other<&S::backupMoment>(), optional, proposed("2026-01-01T00:00:00.000Z")},
     };
 }
 

@@ -114,6 +114,7 @@ Result<Settings> interpret(const IniDocument& document, const QDir& folder)
     const auto whole = checkWhole(document, settings);
     if (!whole.ok())
         return whole;
+    settings.database.readOnly = !settings.backupMoment.isEmpty();
     return settings;
 }
 
@@ -215,7 +216,7 @@ bool DatabaseSettings::operator==(const DatabaseSettings& other) const
     const auto fields = [](const DatabaseSettings& s) {
         return std::tie(s.driver, s.file, s.host, s.port, s.name, s.user, s.passwordFile,
                         s.connectTimeoutSeconds, s.readTimeoutSeconds, s.writeTimeoutSeconds, s.busyTimeoutMs,
-                        s.tlsCaFile, s.allowPlaintext);
+                        s.tlsCaFile, s.allowPlaintext, s.readOnly);
     };
     return fields(*this) == fields(other);
 }

@@ -24,6 +24,7 @@ struct DatabaseSettings
     int busyTimeoutMs = 2000; ///< SQLite: longest wait for another writer
     QString tlsCaFile;
     bool allowPlaintext = false;
+    bool readOnly = false; ///< the rows are those of a backup; no key of its own
 
     bool operator==(const DatabaseSettings& other) const;
 };
@@ -53,6 +54,7 @@ struct Settings
     QString userName;
     QString userLogin;
     QString siteId; ///< identity of the site, which its database and its store have too; empty: not given yet
+    QString backupMoment; ///< of a backup: what moment its rows are of; empty: a site that is worked with
 };
 
 /// Where the configuration lies: explicitPath if not empty, then $ZAV_CONFIG; without both, the first of

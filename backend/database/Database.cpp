@@ -89,6 +89,7 @@ struct Database::Private
 
     Connection connection;
     quint64 writes = 0; ///< tried by this object, with success or not
+    bool closedToWrites = false;
 
     Status write(const char* sql, const QVariantList& values, Durability durability,
                  const Connection::Answer& answer);
@@ -98,6 +99,9 @@ struct Database::Private
 Status Database::Private::write(const char* sql, const QVariantList& values, Durability durability,
                                 const Connection::Answer& answer)
 {
+    if (closedToWrites)
+        return connection.located(Status::configuration(QStringLiteral(
+            "the site is a backup, in which nothing is changed; \"zav_admin restore\" makes a site of it")));
     ++writes;
     if (auto status = connection.use(durability); !status.ok())
         return status;
@@ -148,6 +152,7 @@ Result<std::unique_ptr<Database>> Database::begin(const DatabaseSettings& settin
     std::unique_ptr<Database> database(new Database(std::move(dialect.value()), settings));
     if (const auto started = database->start(missing); !started.ok())
         return withAdvice(started).in(QStringLiteral("cannot open the database %1").arg(database->place()));
+    database->d->closedToWrites = settings.readOnly;
     return database;
 }
 

@@ -140,7 +140,8 @@ Result<FileCopier::Outcome> FileCopier::bring(const FileTask& task)
     m_source.fileStore = task.fileStore;
     m_target.fileStore = task.fileStore;
     const Passage passage(m_passage);
-    const auto source = m_stores.source->find(m_source, name);
+    const auto source =
+        task.quarantined ? Result<StoredFile>(task.file) : m_stores.source->find(m_source, name);
     if (source.code() == ErrorCode::NotFound)
         return sourceChanged(m_source, name, QStringLiteral("is gone"));
     if (!source.ok())
@@ -171,7 +172,7 @@ Result<FileCopier::Outcome> FileCopier::accept(const FileTask& task, const Store
 
 Result<FileCopier::Outcome> FileCopier::copy(const FileTask& task, const StoredFile& source)
 {
-    const auto fetched = fetch(*m_stores.source, m_source, source);
+    const auto fetched = fetch(*m_stores.source, m_source, source, task.quarantined);
     if (!fetched.ok())
         return fetched.status();
     if (auto right = checkExpected(task, fetched.value()); !right.ok())
@@ -217,9 +218,11 @@ Result<ContentDigest> FileCopier::contentOf(DocumentStore& store, const StoreLoc
 }
 
 Result<ContentDigest> FileCopier::fetch(DocumentStore& store, const StoreLocation& location,
-                                        const StoredFile& file)
+                                        const StoredFile& file, bool quarantined)
 {
-    if (const auto got = store.get(location, file.name, m_passage); !got.ok())
+    const auto got = quarantined ? store.getQuarantined(location, file.name, m_passage)
+                                 : store.get(location, file.name, m_passage);
+    if (!got.ok())
         return got.code() == ErrorCode::NotFound
                    ? sourceChanged(location, file.name, QStringLiteral("is gone"))
                    : named(file.name, got);

@@ -27,6 +27,7 @@ struct FileTask
     std::string fileStore;
     StoredFile file;                            ///< as the source listed it
     std::optional<ContentDigest> expected = {}; ///< what it has to hold, where others than the store know it
+    bool quarantined = false; ///< it lies in the quarantine of the source; in the target it is stored
 };
 
 /// The store that files come from and the one that they go to.
@@ -90,7 +91,8 @@ private:
     Status checkArrived(const std::string& name, const ContentDigest& expected);
     Result<ContentDigest> contentOf(DocumentStore& store, const StoreLocation& location,
                                     const StoredFile& file);
-    Result<ContentDigest> fetch(DocumentStore& store, const StoreLocation& location, const StoredFile& file);
+    Result<ContentDigest> fetch(DocumentStore& store, const StoreLocation& location, const StoredFile& file,
+                                bool quarantined = false);
 
     StorePair m_stores;
     StoreLocation m_source; ///< the file store is that of the file at hand

@@ -26,6 +26,8 @@ Status checkPair(const Settings& source, const Settings& target)
         isSamePlace(source.documentStore, target.documentStore))
         return Status::configuration(
             QStringLiteral("source and target are the same site: nothing is copied"));
+    if (!target.backupMoment.isEmpty())
+        return Status::configuration(QStringLiteral("the target is a backup, in which nothing is changed"));
     // Rows name the file store that their files lie in.
     if (source.documentStore.fileStore != target.documentStore.fileStore)
         return Status::configuration(

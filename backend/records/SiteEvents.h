@@ -50,7 +50,10 @@ inline const QLatin1String restored("restore");
 inline const QLatin1String purged("purge");
 /// A finding of a check was mended.
 inline const QLatin1String repaired("repair");
+/// The site was backed up: {"moment" of the rows, "files", "bytes", "copied", "copied_bytes", "lost"}.
 inline const QLatin1String backedUp("backup");
+/// The site was made of a backup: {"moment" of its rows, "raised_counters", "files", "lost"}.
+inline const QLatin1String broughtBack("site-restore");
 
 } // namespace eventKind
 

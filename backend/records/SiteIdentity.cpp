@@ -48,6 +48,16 @@ Status setSiteIdentity(Database& database, const QString& identity)
         QStringLiteral("the database %1 belongs to the site %2").arg(database.place(), present.value()));
 }
 
+Status replaceSiteIdentity(Database& database, const QString& present, const QString& identity)
+{
+    const auto changed = database.change("UPDATE site SET identity = ? WHERE id = 1 AND identity = ?",
+                                         {identity, present}, Durability::Immediate);
+    if (changed.ok() && changed.value() == 0)
+        return Status::alreadyExists(
+            QStringLiteral("the database %1 does not belong to the site %2").arg(database.place(), present));
+    return changed.status();
+}
+
 Result<std::vector<NamedFile>> newestFiles(Database& database, int limit)
 {
     return database.list(selectNewest, {limit}, readNamedFile);

@@ -19,6 +19,10 @@ Result<QString> siteIdentity(Database& database);
 /// Gives the database its identity, durably, and for good: AlreadyExists where it has another one.
 Status setSiteIdentity(Database& database, const QString& identity);
 
+/// Gives the database another identity in the place of the present one; AlreadyExists where it has a third.
+/// Durable, or with the transaction that it is called in.
+Status replaceSiteIdentity(Database& database, const QString& present, const QString& identity);
+
 /// A stored file that a job's last row names.
 struct NamedFile
 {

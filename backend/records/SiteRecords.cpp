@@ -211,6 +211,14 @@ Status renameCompany(Database& database, const QString& code, const QString& new
     });
 }
 
+Status raiseJobCounts(Database& database, int number)
+{
+    return database
+        .change("UPDATE company SET job_count = job_count + ?, updated_time = ? WHERE 1 = 1",
+                {number, rowTime()}, Durability::Immediate)
+        .status();
+}
+
 Result<std::vector<OrigFileRecord>> listOrigFiles(Database& database, int limit)
 {
     const qint64 most = limit > 0 ? limit : std::numeric_limits<qint64>::max();

@@ -35,6 +35,10 @@ Result<DataLib::Model::Odbpp_Company> addCompany(Database& database, const QStri
 /// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.
 Status renameCompany(Database& database, const QString& code, const QString& newName);
 
+/// Adds a number, not below 0, to the job count of every company: for numbers that were given and are not
+/// known any more. Durable, or with the transaction that it is called in.
+Status raiseJobCounts(Database& database, int number);
+
 /// One original-file row with its company and the state of its flow; flow parts are absent where it has none.
 struct OrigFileRecord
 {

@@ -73,7 +73,7 @@ void AdminManualTest::everyVerbHasItsRow()
         Verb shown = verb;
         QString links;
         // The options that name servers have a table of their own.
-        if (qstrcmp(verb.name, "init") == 0) {
+        if (qstrcmp(verb.name, "init") == 0 || qstrcmp(verb.name, "restore") == 0) {
             shown.options.resize(verb.options.size() - serverOptions().size());
             links = QStringLiteral(" and [server options](#a-site-on-servers)");
         }

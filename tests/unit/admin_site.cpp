@@ -167,7 +167,7 @@ void AdminSiteTest::keysAreListed()
     QCOMPARE(port[text("default")].toString(), text("3306"));
     QCOMPARE(port[text("required")].toString(), QString());
     QCOMPARE(keys.at(2)[text("required")].toString(), text("database/driver = QMYSQL"));
-    QCOMPARE(keys.last()[text("key")].toString(), text("site/id"));
+    QCOMPARE(keys.last()[text("key")].toString(), text("site/backup"));
     QVERIFY2(!QFileInfo::exists(m_session->file().path()), "no configuration is needed");
 }
 
