@@ -17,6 +17,7 @@ namespace {
 /// asked for at every key press in a filter line, and seldom has anything changed between two.
 struct LastWaitingJobs
 {
+    QString place;
     QString revision;
     std::vector<Odbpp_Job_C> jobs;
 };
@@ -28,10 +29,12 @@ Status readWaitingJobs(Database& database, std::vector<Odbpp_Job_C>& jobs)
     if (!revision.ok())
         return revision.status();
     if (revision->isEmpty() || revision.value() != last.revision) {
-        auto waiting = listWaitingJobs(database);
+        if (last.place != database.place())
+            last = {};
+        auto waiting = listWaitingJobs(database, last.jobs);
         if (!waiting.ok())
             return waiting.status();
-        last = {revision.value(), std::move(waiting.value())};
+        last = {database.place(), revision.value(), std::move(waiting.value())};
     }
     jobs = last.jobs;
     return {};

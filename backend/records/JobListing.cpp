@@ -1,9 +1,14 @@
 #include "backend/records/JobListing.h"
 
 #include "backend/database/Database.h"
+
 #include "backend/records/FileContent.h"
+#include <algorithm>
+#include <utility>
 
 namespace KOZAV::Backend {
+
+using DataLib::Model::Odbpp_Job_C;
 
 namespace {
 
@@ -107,13 +112,37 @@ JobRecord readJob(RowReader& row)
     return job;
 }
 
-DataLib::Model::Odbpp_Job_C readWaitingJob(RowReader& row)
+Odbpp_Job_C readWaitingJob(RowReader& row)
 {
-    DataLib::Model::Odbpp_Job_C job;
+    Odbpp_Job_C job;
     job.flowId = row.utf8();
     job.jobId = row.number();
     job.jobName = row.utf8();
     return job;
+}
+
+/// So many single questions take less time than one for the whole list.
+constexpr int mostQuestions = 64;
+
+/// Which of the jobs are among those before; both in the order of their numbers.
+std::vector<bool> knownJobs(const std::vector<Odbpp_Job_C>& jobs, const std::vector<Odbpp_Job_C>& before)
+{
+    std::vector<bool> known;
+    known.reserve(jobs.size());
+    auto old = before.begin();
+    for (const Odbpp_Job_C& job : jobs) {
+        while (old != before.end() && old->jobId < job.jobId)
+            ++old;
+        known.push_back(old != before.end() && old->jobId == job.jobId && old->flowId == job.flowId);
+    }
+    return known;
+}
+
+Result<bool> hasLastRow(Database& database, const Odbpp_Job_C& job)
+{
+    const auto row = database.value("SELECT id FROM job_compress WHERE flow_guid = ?",
+                                    {QString::fromStdString(job.flowId)});
+    return row.ok() ? Result(row->isValid()) : row.status();
 }
 
 } // namespace
@@ -129,12 +158,35 @@ Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& fil
     return database.list(sql, values + otherValues(filter), readJob);
 }
 
-Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database)
+Result<std::vector<Odbpp_Job_C>> listWaitingJobs(Database& database)
 {
     return database.list(
         "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0"
         " AND EXISTS (SELECT 1 FROM job_compress WHERE flow_guid = job_flow.guid) ORDER BY id",
         {}, readWaitingJob);
+}
+
+Result<std::vector<Odbpp_Job_C>> listWaitingJobs(Database& database, const std::vector<Odbpp_Job_C>& before)
+{
+    auto all = database.list(
+        "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0 ORDER BY id", {},
+        readWaitingJob);
+    if (!all.ok())
+        return all;
+    const std::vector<bool> known = knownJobs(all.value(), before);
+    if (std::count(known.begin(), known.end(), false) > mostQuestions)
+        return listWaitingJobs(database);
+    std::vector<Odbpp_Job_C> waiting;
+    waiting.reserve(all->size());
+    for (size_t i = 0; i < known.size(); ++i) {
+        Odbpp_Job_C& job = all.value()[i];
+        const auto complete = known[i] ? Result(true) : hasLastRow(database, job);
+        if (!complete.ok())
+            return complete.status();
+        if (complete.value())
+            waiting.push_back(std::move(job));
+    }
+    return waiting;
 }
 
 Result<bool> isImported(Database& database, const QString& storedName)

@@ -64,6 +64,11 @@ Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& fil
 /// The job flows in state (0, 0) whose import is complete, oldest first, with the generated job name.
 Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
 
+/// The same in less time, where it was read from the same database before: an import that was complete stays
+/// so, and only jobs that were not on the list are asked for their last row.
+Result<std::vector<DataLib::Model::Odbpp_Job_C>>
+listWaitingJobs(Database& database, const std::vector<DataLib::Model::Odbpp_Job_C>& before);
+
 /// Whether a complete import of that stored file is there, voided or not.
 Result<bool> isImported(Database& database, const QString& storedName);
 

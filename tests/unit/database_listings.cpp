@@ -64,6 +64,8 @@ private Q_SLOTS:
     void originalFilesAreListedNewestFirst();
     void originalFilesAreLimited();
     void waitingJobsAreThoseThatAreComplete();
+    void theWaitingListIsReadAnewFromTheOneBefore_data();
+    void theWaitingListIsReadAnewFromTheOneBefore();
     void importsAreFoundByTheirStoredFile();
     void listingsUseTheirIndex_data();
     void listingsUseTheirIndex();
@@ -183,6 +185,34 @@ void DatabaseListingsTest::waitingJobsAreThoseThatAreComplete()
     QCOMPARE(jobs->at(0).flowId, std::string("f1"));
     QCOMPARE(jobs->at(1).jobName, std::string("B000001"));
     QVERIFY(jobs->at(0).jobId < jobs->at(1).jobId);
+}
+
+void DatabaseListingsTest::theWaitingListIsReadAnewFromTheOneBefore_data()
+{
+    QTest::addColumn<QStringList>("before"); // number/flow key of each
+    const auto row = [](const char* what, const char* before) {
+        QTest::newRow(what) << QString::fromLatin1(before).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    };
+    row("nothing", "");
+    row("the same", "1/f1 4/f4");
+    row("a part", "4/f4");
+    row("jobs that are gone", "1/f1 2/f2 3/f3 4/f4 9/f9");
+    row("of another database", "1/x1 4/x4 6/x6");
+}
+
+void DatabaseListingsTest::theWaitingListIsReadAnewFromTheOneBefore()
+{
+    QFETCH(const QStringList, before);
+    std::vector<KOZAV::DataLib::Model::Odbpp_Job_C> jobs;
+    for (const QString& job : before)
+        jobs.push_back({job.section(QLatin1Char('/'), 1).toStdString(),
+                        job.section(QLatin1Char('/'), 0, 0).toInt(),
+                        {}});
+    const auto waiting = listWaitingJobs(*m_database, jobs);
+    QVERIFY2(waiting.ok(), qPrintable(waiting.message()));
+    QCOMPARE(waiting->size(), size_t{2});
+    QCOMPARE(waiting->at(0).jobName, std::string("A000001"));
+    QCOMPARE(waiting->at(1).jobName, std::string("B000001"));
 }
 
 void DatabaseListingsTest::importsAreFoundByTheirStoredFile()
