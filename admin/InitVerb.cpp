@@ -37,8 +37,8 @@ Result<Report> initVerb(const Call& call)
     const auto servers = serverSettings(call.line);
     if (!servers.ok())
         return servers.status();
-    const auto site =
-        createSite({call.site.configurationPath(), dataRoot.value_or(QString()), servers.value()});
+    const auto site = createSite({call.site.configurationPath(), dataRoot.value_or(QString()),
+                                  servers.value(), call.line.has(QStringLiteral("for-migrate"))});
     return site.ok() ? Result<Report>(reportOf(site.value())) : Result<Report>(site.status());
 }
 

@@ -102,7 +102,8 @@ Result<Report> migrateVerb(const Call& call)
     const auto source = call.site.settings();
     if (!source.ok())
         return source.status();
-    Site otherSite(other);
+    // One of its parts may be empty beside the other: it is to be filled now.
+    Site otherSite(other, Site::Use::Mending);
     const auto target = otherSite.settings();
     if (!target.ok())
         return target.status();

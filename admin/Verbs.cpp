@@ -34,9 +34,10 @@ CommandOption flag(const char* name, const char* help)
 std::vector<CommandOption> initOptions()
 {
     std::vector<CommandOption> options = serverOptions();
-    options.insert(
-        options.begin(),
-        option("data-root", "DIR", "folder for all data of a new site; otherwise in the user's folder"));
+    const std::vector<CommandOption> own = {
+        option("data-root", "DIR", "folder for all data of a new site; otherwise in the user's folder"),
+        flag("for-migrate", "make an empty part also beside one with content: for \"migrate\" to fill")};
+    options.insert(options.begin(), own.cbegin(), own.cend());
     return options;
 }
 

@@ -236,8 +236,9 @@ Result<QString> settleIdentity(const SiteParts& parts, Asker asker)
     QString identity = found->any(parts.settings.siteId);
     if (!found->database.isEmpty() && !found->store.isEmpty())
         return identity;
-    if (auto fits = compareContents(parts); !fits.ok())
-        return fits;
+    if (asker != Asker::Filling)
+        if (auto fits = compareContents(parts); !fits.ok())
+            return fits;
     if (identity.isEmpty())
         identity = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const auto marked = markStore(parts, identity);

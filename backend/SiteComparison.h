@@ -45,8 +45,9 @@ Status storeLost(const DocumentStoreSettings& settings);
 
 /// Who asks for an identity that not all parts have yet.
 enum class Asker {
-    Opening, ///< takes over what was begun or what all parts agree on, and refuses the rest
-    Creation ///< also gives the site's identity to a part without one that the other part fits
+    Opening,  ///< takes over what was begun or what all parts agree on, and refuses the rest
+    Creation, ///< also gives the site's identity to a part without one that the other part fits
+    Filling   ///< the same for a part that is empty beside one with content, and will be filled
 };
 
 /// The identity of the site, which database and store have when this succeeds: the one that they have, or a

@@ -99,8 +99,9 @@ Status NewConfiguration::named(const Status& status) const
 class PartsMaker final
 {
 public:
-    explicit PartsMaker(Settings settings)
+    PartsMaker(Settings settings, bool toBeFilled)
         : m_settings(std::move(settings))
+        , m_toBeFilled(toBeFilled)
     {
     }
 
@@ -121,6 +122,7 @@ private:
     }
 
     Settings m_settings;
+    bool m_toBeFilled;
     std::vector<CreatedSite::Part> m_parts;
     std::unique_ptr<Database> m_database;   ///< null: not there yet
     std::unique_ptr<DocumentStore> m_store; ///< the same
@@ -197,8 +199,9 @@ Result<QString> PartsMaker::run()
 {
     if (auto looked = look(); !looked.ok())
         return looked;
-    if (auto lost = refuseLoss(); !lost.ok())
-        return lost;
+    if (!m_toBeFilled)
+        if (auto lost = refuseLoss(); !lost.ok())
+            return lost;
     const CreatedSite::Part caches[] = {
         {QStringLiteral("upload cache"), m_settings.uploadCache, !QFileInfo::exists(m_settings.uploadCache)},
         {QStringLiteral("download cache"), m_settings.downloadCache,
@@ -210,7 +213,8 @@ Result<QString> PartsMaker::run()
     if (auto made = makeFolders(m_settings); !made.ok())
         return made;
     m_parts.insert(m_parts.end(), std::begin(caches), std::end(caches));
-    auto identity = settleIdentity({m_settings, *m_database, *m_store}, Asker::Creation);
+    auto identity = settleIdentity({m_settings, *m_database, *m_store},
+                                   m_toBeFilled ? Asker::Filling : Asker::Creation);
     if (!identity.ok())
         return identity;
     const auto tried = tryParts();
@@ -273,7 +277,7 @@ Result<CreatedSite> completeSite(const SitePlan& plan)
         return settings.status();
     if (auto fits = checkPresent(settings.value(), plan); !fits.ok())
         return fits;
-    PartsMaker maker(settings.value());
+    PartsMaker maker(settings.value(), plan.toBeFilled);
     const auto identity = maker.run();
     if (!identity.ok())
         return identity.status();
@@ -292,7 +296,7 @@ Result<CreatedSite> makeSite(const SitePlan& plan)
     const auto settings = loadSettings(file.path());
     if (!settings.ok())
         return file.named(settings.status());
-    PartsMaker maker(settings.value());
+    PartsMaker maker(settings.value(), plan.toBeFilled);
     const auto identity = maker.run();
     if (!identity.ok())
         return file.named(identity.status());

@@ -18,6 +18,7 @@ struct SitePlan
     QString configuration;     ///< absolute path of its configuration file
     QString dataRoot = {};     ///< folder of its data; empty: in the user's data folder
     SettingValues values = {}; ///< what differs from the defaults
+    bool toBeFilled = false; ///< an empty part is made also beside one with content, for a migration to fill
 };
 
 /// A site as createSite() leaves it.

@@ -115,7 +115,7 @@ public:
     [[nodiscard]] virtual FailureKind kindOf(const QSqlError& error) const;
 
     /// A failed call of the driver in the words of the engine.
-    [[nodiscard]] Status failure(const QSqlError& error) const;
+    [[nodiscard]] virtual Status failure(const QSqlError& error) const;
 
 protected:
     /// Runs one statement without the statement cache: for settings that an engine takes while it prepares.

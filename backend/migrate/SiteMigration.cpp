@@ -37,6 +37,16 @@ Status checkPair(const Settings& source, const Settings& target)
     return {};
 }
 
+/// The database of a site whose parts belong together. The files go by stores of their own (FileMigration).
+Result<Database*> openParts(Site& site, const QString& name)
+{
+    const auto database = site.database();
+    if (!database.ok())
+        return database.status().in(name);
+    const auto store = site.documentStore();
+    return store.ok() ? database : store.status().in(name);
+}
+
 class SiteMigration final
 {
 public:
@@ -104,12 +114,12 @@ Status SiteMigration::open()
         return loaded;
     if (auto fits = checkPair(m_sourceSettings, m_targetSettings); !fits.ok())
         return fits;
-    const auto source = m_sourceSite.database();
+    const auto source = openParts(m_sourceSite, QStringLiteral("source"));
     if (!source.ok())
-        return source.status().in(QStringLiteral("source"));
-    const auto target = m_targetSite.database();
+        return source.status();
+    const auto target = openParts(m_targetSite, QStringLiteral("target"));
     if (!target.ok())
-        return target.status().in(QStringLiteral("target"));
+        return target.status();
     m_source = source.value();
     m_target = target.value();
     m_rows.emplace(*m_source, *m_target, m_options.outdatedRows, m_meter);

@@ -38,10 +38,18 @@ std::unique_ptr<DocumentStore> openLocalStore(const std::string& root)
     return std::move(opened.value());
 }
 
+void markRoot(const std::string& root)
+{
+    const auto marked = openLocalStore(root)->setSiteMark({"marked", "site"}, QStringLiteral("test-site"));
+    if (!marked.ok())
+        qFatal("%s", qPrintable(marked.message()));
+}
+
 StoreBox::StoreBox()
 {
     makeFolder(root());
     makeFolder(beside("x").substr(0, beside("x").size() - 2));
+    markRoot(root());
     reopen();
 }
 

@@ -38,6 +38,9 @@ private:
 /// The location that a StoreBox works on.
 const Backend::StoreLocation& testLocation();
 
+/// Marks the root of a local store as one of a site, in a location that no test uses.
+void markRoot(const std::string& root);
+
 /// Opens the local store in root; ends the test program where that fails.
 std::unique_ptr<Backend::DocumentStore> openLocalStore(const std::string& root);
 

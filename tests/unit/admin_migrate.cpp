@@ -6,6 +6,7 @@
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -40,6 +41,7 @@ private Q_SLOTS:
     void updateDoesNotTakeAnotherRow();
     void updateBringsLinksThatWereCut();
     void rowsAloneMayMove();
+    void filesAloneMayMove();
     void damagedSourceFileIsNamed();
     void fileInAnothersPlaceIsNamed_data();
     void fileInAnothersPlaceIsNamed();
@@ -329,12 +331,38 @@ void AdminMigrateTest::rowsAloneMayMove()
 {
     fillSite(m_sites->from(), jobs);
     const Settings source = loadSettings(m_sites->from()).value();
+    const Settings target = loadSettings(m_sites->to()).value();
+    QVERIFY(QFile::remove(m_sites->to()) && QFile::remove(target.database.file));
+    QVERIFY(createDefaultSettings(m_sites->to(), m_sites->target.file().inFolder(text("data"))).ok());
     QVERIFY(writeSetting(m_sites->to(), text("document_store/root"), source.documentStore.root).ok());
+    const AdminOutcome unasked = m_sites->target.run({text("init")});
+    QCOMPARE(unasked.code, ExitCode::Configuration);
+    QVERIFY2(unasked.err.contains(text("has no rows, but the document store")), qPrintable(unasked.err));
+    QCOMPARE(m_sites->target.run({text("init"), text("--for-migrate")}).err, QString());
+    QCOMPARE(loadSettings(m_sites->to())->siteId, source.siteId);
     const AdminOutcome outcome = m_sites->migrate({text("--json")});
     QCOMPARE(outcome.err, QString());
     QCOMPARE(count(outcome, "copied"), 0);
     QCOMPARE(sum(outcome, "copied"), readSite(m_sites->from()).rowCount());
     QCOMPARE(difference(readSite(m_sites->from()), readSite(m_sites->to())), QString());
+}
+
+void AdminMigrateTest::filesAloneMayMove()
+{
+    fillSite(m_sites->from(), jobs);
+    const Settings source = loadSettings(m_sites->from()).value();
+    const Settings target = loadSettings(m_sites->to()).value();
+    QVERIFY(QFile::remove(m_sites->to()) && QDir(target.documentStore.root).removeRecursively());
+    QVERIFY(createDefaultSettings(m_sites->to(), m_sites->target.file().inFolder(text("data"))).ok());
+    QVERIFY(writeSetting(m_sites->to(), text("database/file"), source.database.file).ok());
+    const AdminOutcome unasked = m_sites->target.run({text("init")});
+    QCOMPARE(unasked.code, ExitCode::Configuration);
+    QVERIFY2(unasked.err.contains(text("has no files, but the database")), qPrintable(unasked.err));
+    QVERIFY(!QFileInfo::exists(target.documentStore.root));
+    QCOMPARE(m_sites->target.run({text("init"), text("--for-migrate")}).err, QString());
+    QCOMPARE(m_sites->migrate({text("--json")}).err, QString());
+    QCOMPARE(difference(readSite(m_sites->from()), readSite(m_sites->to())), QString());
+    QCOMPARE(m_sites->target.run({text("jobs")}).err, QString());
 }
 
 void AdminMigrateTest::damagedSourceFileIsNamed()

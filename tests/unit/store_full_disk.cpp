@@ -22,6 +22,9 @@ QStringList role(const QString& verb, const QString& root, const QString& path)
     return {QStringLiteral("--store"), verb, root, QStringLiteral("job.zip"), path};
 }
 
+/// A store takes files where its root has the mark of a site; this one needs three inodes and no block.
+const QString markedRoot = QStringLiteral("mkdir -p marked/site; touch marked/site/site; ");
+
 } // namespace
 
 class StoreFullDiskTest final : public QObject
@@ -50,9 +53,9 @@ void StoreFullDiskTest::failsAPut_data()
                           << QStringLiteral("(1 bytes needed, 0 bytes free)");
     QTest::newRow("data fits, sum does not") << QStringLiteral("size=1m") << fillUpTo(1) << 4096
                                              << ErrorCode::NoSpace << QStringLiteral("bytes needed");
-    QTest::newRow("inodes used up") << QStringLiteral("size=4m,nr_inodes=5") << nothing << 1000
+    QTest::newRow("inodes used up") << QStringLiteral("size=4m,nr_inodes=8") << nothing << 1000
                                     << ErrorCode::NoSpace << QStringLiteral("inodes");
-    QTest::newRow("no inode for the sum") << QStringLiteral("size=4m,nr_inodes=8") << nothing << 1000
+    QTest::newRow("no inode for the sum") << QStringLiteral("size=4m,nr_inodes=11") << nothing << 1000
                                           << ErrorCode::NoSpace << QStringLiteral("inodes");
     QTest::newRow("read-only") << QStringLiteral("size=4m") << QStringLiteral("mount -o remount,ro .") << 1000
                                << ErrorCode::NotPermitted << QStringLiteral("Read-only");
@@ -72,7 +75,7 @@ void StoreFullDiskTest::failsAPut()
     const QByteArray content = randomBytes(length, 1);
     writeFile(local(source), content);
     const ProgramEnd end =
-        runRoleOnTmpfs(root, options, preparation, role(QStringLiteral("put"), root, source));
+        runRoleOnTmpfs(root, options, markedRoot + preparation, role(QStringLiteral("put"), root, source));
     if (end.exitCode != 1)
         QSKIP("a small disk cannot be mounted here");
     QCOMPARE(reportedCode(end.output), code);

@@ -161,6 +161,9 @@ void StoreRefusalsTest::aSourceThatCannotBeRead()
     const QString root = place.filePath(QStringLiteral("store"));
     const QString source = place.filePath(QStringLiteral("secret"));
     makeFolder(local(root));
+    markRoot(local(root));
+    for (const char* folder : {"/marked", "/marked/site"})
+        QCOMPARE(::chmod((local(root) + folder).c_str(), S_IRWXU | S_IRGRP | S_IXGRP | S_IROTH | S_IXOTH), 0);
     QCOMPARE(::chmod(local(root).c_str(), S_IRWXU | S_IRWXG | S_IRWXO), 0);
     writeFile(local(source), "content");
     QCOMPARE(::chmod(local(source).c_str(), 0), 0);

@@ -32,6 +32,7 @@ public:
     [[nodiscard]] bool writesValuesIntoText() const override { return true; }
     [[nodiscard]] const char* idleProbeSql() const override { return "DO 0"; }
     [[nodiscard]] ErrorCode classify(const QSqlError& error) const override;
+    [[nodiscard]] Status failure(const QSqlError& error) const override;
     [[nodiscard]] FailureKind kindOf(const QSqlError& error) const override;
 
 private:

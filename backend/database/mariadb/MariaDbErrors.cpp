@@ -165,6 +165,19 @@ ErrorCode MariaDbDialect::classify(const QSqlError& error) const
     return failureKind(number) == FailureKind::Definite ? ErrorCode::Internal : ErrorCode::Unavailable;
 }
 
+/// A database that is gone is told with what to do.
+Status MariaDbDialect::failure(const QSqlError& error) const
+{
+    auto failed = Dialect::failure(error);
+    if (error.nativeErrorCode().toInt() != UnknownDatabase)
+        return failed;
+    return failed.retold(
+        failed.message() +
+        QStringLiteral(
+            "; name the right one in database/name, bring a lost one back with \"zav_admin restore\", "
+            "or make a new site with \"zav_admin init\""));
+}
+
 Dialect::FailureKind MariaDbDialect::kindOf(const QSqlError& error) const
 {
     return failureKind(error.nativeErrorCode().toInt());

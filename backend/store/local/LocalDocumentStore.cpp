@@ -129,7 +129,12 @@ Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::strin
     if (!usable.ok()) {
         // NotFound is said of stored files only.
         const bool absent = usable.code() == ErrorCode::NotFound;
-        return Status(absent ? ErrorCode::Configuration : usable.code(), usable.message())
+        const QString advice =
+            QStringLiteral("; mount its disk or name the right one in document_store/root, bring "
+                           "a lost one back with \"zav_admin restore\", or make a new site "
+                           "with \"zav_admin init\"");
+        return Status(absent ? ErrorCode::Configuration : usable.code(),
+                      usable.message() + (absent ? advice : QString()))
             .in(QStringLiteral("the document store cannot be used"));
     }
     return std::unique_ptr<DocumentStore>(new LocalDocumentStore(root));
@@ -190,10 +195,14 @@ Result<ContentDigest> LocalDocumentStore::verifyFile(const StoreLocation& locati
 
 Result<StoredFile> LocalDocumentStore::findFile(const StoreLocation& location, const std::string& name)
 {
-    const auto file = LocalStoreFolder(m_root, location).stored(name);
+    const LocalStoreFolder folder(m_root, location);
+    const auto file = folder.stored(name);
     if (!file.ok())
         return file.status();
-    return file.value() ? Result(*file.value()) : notStored(location, name);
+    if (file.value())
+        return *file.value();
+    auto ours = requireSite(folder);
+    return ours.ok() ? notStored(location, name) : ours;
 }
 
 Result<std::vector<StoredFile>> LocalDocumentStore::listFiles(const StoreLocation& location)
@@ -289,22 +298,48 @@ Result<LocalStoreFolder> LocalDocumentStore::preparedFolder(const StoreLocation&
 {
     std::call_once(m_swept, [this] { removeLeftovers(); });
     LocalStoreFolder folder(m_root, location);
+    if (auto ours = requireSite(folder); !ours.ok())
+        return ours;
     const auto prepared = folder.prepare();
     return prepared.ok() ? Result(std::move(folder)) : prepared;
 }
 
-void LocalDocumentStore::removeLeftovers() const
+/// A root without any location of a site is the empty folder below a mount point: nothing is filled into it,
+/// and what is not found there may well be stored.
+Status LocalDocumentStore::requireSite(const LocalStoreFolder& folder) const
 {
+    if (folder.isPrepared())
+        return {};
+    for (const StoreLocation& location : locations())
+        if (fileInfo(LocalStoreFolder(m_root, location).markPath()).ok())
+            return {};
+    return Status::configuration(
+        QStringLiteral("the document store %1 holds no site's files: mount its disk or name the right one in "
+                       "document_store/root, or bring the files back with \"zav_admin restore\"")
+            .arg(displayPath(m_root)));
+}
+
+/// Every two folders of which the lower one may be a location.
+std::vector<StoreLocation> LocalDocumentStore::locations() const
+{
+    std::vector<StoreLocation> found;
     const auto databases = namesIn(m_root);
     if (!databases.ok())
-        return;
+        return found;
     for (const std::string& database : databases.value()) {
         const auto fileStores = namesIn(joinPath(m_root, database));
         if (!fileStores.ok())
             continue;
         for (const std::string& fileStore : fileStores.value())
-            removeStaleTempFiles(LocalStoreFolder(m_root, {database, fileStore}).tempFolder());
+            found.push_back({database, fileStore});
     }
+    return found;
+}
+
+void LocalDocumentStore::removeLeftovers() const
+{
+    for (const StoreLocation& location : locations())
+        removeStaleTempFiles(LocalStoreFolder(m_root, location).tempFolder());
 }
 
 } // namespace KOZAV::Backend

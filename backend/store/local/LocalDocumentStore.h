@@ -50,6 +50,8 @@ private:
     Result<ServiceHealth> engineHealth() override;
 
     [[nodiscard]] Result<LocalStoreFolder> preparedFolder(const StoreLocation& location);
+    [[nodiscard]] Status requireSite(const LocalStoreFolder& folder) const;
+    [[nodiscard]] std::vector<StoreLocation> locations() const;
     void removeLeftovers() const;
 
     std::string m_root;

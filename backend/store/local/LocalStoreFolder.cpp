@@ -39,10 +39,15 @@ LocalStoreFolder::LocalStoreFolder(const std::string& root, StoreLocation locati
 {
 }
 
+/// The folder of temporary files is made last: where it is, the others are there and durable.
+bool LocalStoreFolder::isPrepared() const
+{
+    return fileInfo(m_temps).ok();
+}
+
 Status LocalStoreFolder::prepare() const
 {
-    // The folder of temporary files is made last: where it is, the others are there and durable.
-    if (fileInfo(m_temps).ok())
+    if (isPrepared())
         return {};
     for (const std::string& folder : {parentFolder(m_base), m_base, m_files, m_sums, m_temps}) {
         if (auto made = createFolder(folder); !made.ok())

@@ -19,6 +19,8 @@ class LocalStoreFolder final
 public:
     LocalStoreFolder(const std::string& root, StoreLocation location);
 
+    /// Whether the folders are there.
+    [[nodiscard]] bool isPrepared() const;
     /// Makes the folders where they are missing.
     Status prepare() const;
 
@@ -27,6 +29,7 @@ public:
     [[nodiscard]] const std::string& filesFolder() const { return m_files; }
     [[nodiscard]] const std::string& sumsFolder() const { return m_sums; }
     [[nodiscard]] const std::string& tempFolder() const { return m_temps; }
+    [[nodiscard]] const std::string& markPath() const { return m_mark; }
     [[nodiscard]] std::string dataPath(const std::string& name) const;
     [[nodiscard]] std::string sumPath(const std::string& name) const;
 
