@@ -2,6 +2,7 @@
 #include "admin/ServerOptions.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
+#include "backend/migrate/FileRestore.h"
 #include "backend/migrate/SiteBackup.h"
 #include "backend/migrate/SiteRestore.h"
 #include "terminal/PrintableText.h"
@@ -176,6 +177,31 @@ Result<Report> restoreVerb(const Call& call)
     const auto restored = restoreSite(request, progress.observer());
     return restored.ok() ? Result<Report>(restoreReport(restored.value(), request))
                          : Result<Report>(restored.status());
+}
+
+Result<Report> restoreFilesVerb(const Call& call)
+{
+    FileRestoreOptions options;
+    options.readData = call.line.has(QStringLiteral("read-data"));
+    CopyProgress progress(call);
+    const auto restored = restoreFiles(call.site, call.line.words.at(0), options, progress.observer());
+    if (!restored.ok())
+        return restored.status();
+    Report report;
+    report.json = {{QStringLiteral("site"), restored->identity},
+                   {QStringLiteral("moment"), restored->moment},
+                   {QStringLiteral("files"), filesJson(restored->files, restored->copied)},
+                   {QStringLiteral("quarantined"), QJsonArray::fromStringList(restored->quarantined)},
+                   {QStringLiteral("lost"), lossesJson(restored->losses)}};
+    report.text =
+        QStringLiteral(
+            "%1 stored files were brought back from the backup of %2; %3 damaged ones are in quarantine\n")
+            .arg(restored->copied.files)
+            .arg(restored->moment)
+            .arg(restored->quarantined.size()) +
+        lossTable(restored->losses, QString());
+    report.success = exitCodeOf(restored->losses);
+    return report;
 }
 
 } // namespace KOZAV::Admin

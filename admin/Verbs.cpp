@@ -177,6 +177,12 @@ std::vector<Verb> makeVerbs()
          Backend::Site::Use::Mending},
         {"restore", "DIR", "make a site of the backup in DIR, in an empty place; run again, it continues",
          restoreVerb, restoreOptions()},
+        {"restore-files",
+         "DIR",
+         "bring stored files back that a site has lost, from its backup in DIR; its rows stay as they are",
+         restoreFilesVerb,
+         {flag("read-data", "read every stored file, and replace those whose content is damaged")},
+         Backend::Site::Use::Inspection},
         {"help", "[VERB...]", "show this help, or the help of a verb", helpVerb},
     };
 }

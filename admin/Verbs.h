@@ -92,5 +92,6 @@ Backend::Result<Report> migrateVerb(const Call& call);
 Backend::Result<Report> checkVerb(const Call& call);
 Backend::Result<Report> backupVerb(const Call& call);
 Backend::Result<Report> restoreVerb(const Call& call);
+Backend::Result<Report> restoreFilesVerb(const Call& call);
 
 } // namespace KOZAV::Admin

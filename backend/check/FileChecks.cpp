@@ -509,7 +509,7 @@ void FileComparison::takeContent(const ReadingResult& result)
     ++m_context.report.filesRead;
     m_context.report.bytesRead += content.length;
     for (const FileRow& row : result.task.rows) {
-        if (row.isUnfilled()) {
+        if (row.isUnfilled() && !m_context.settings.database.readOnly) {
             m_fillings.push_back({row.id, content, result.folder});
             m_unrecorded -= row.lacksContent && !result.folder ? 0 : 1;
         }

@@ -105,8 +105,11 @@ void repairNamed(CheckContext& context)
     }
 }
 
+/// In a backup nothing is noted: its rows stay those of their moment.
 Status recordCheck(const CheckContext& context)
 {
+    if (context.settings.database.readOnly)
+        return {};
     SiteEvent event;
     event.kind = eventKind::checked;
     event.userId = context.options.userId;

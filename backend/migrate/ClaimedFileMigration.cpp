@@ -40,9 +40,11 @@ auto findIn(Map& map, const typename std::remove_const_t<Map>::key_type& key)
 
 Result<std::unique_ptr<ClaimedFileMigration>> ClaimedFileMigration::open(const DocumentStoreSettings& source,
                                                                          const DocumentStoreSettings& target,
-                                                                         ProgressMeter& meter)
+                                                                         ProgressMeter& meter,
+                                                                         TargetQuarantine quarantine)
 {
-    std::unique_ptr<ClaimedFileMigration> migration(new ClaimedFileMigration(source, target, meter));
+    std::unique_ptr<ClaimedFileMigration> migration(
+        new ClaimedFileMigration(source, target, meter, quarantine));
     auto stores = StorePair::open(source, target);
     if (!stores.ok())
         return stores.status();
@@ -51,10 +53,11 @@ Result<std::unique_ptr<ClaimedFileMigration>> ClaimedFileMigration::open(const D
 }
 
 ClaimedFileMigration::ClaimedFileMigration(DocumentStoreSettings source, DocumentStoreSettings target,
-                                           ProgressMeter& meter)
+                                           ProgressMeter& meter, TargetQuarantine quarantine)
     : m_sourceSettings(std::move(source))
     , m_targetSettings(std::move(target))
     , m_meter(meter)
+    , m_quarantine(quarantine)
 {
 }
 
@@ -122,6 +125,8 @@ Result<ClaimedFileMigration::Plan> ClaimedFileMigration::plan(const std::set<Fil
 void ClaimedFileMigration::planFile(const FileKey& key, const ClaimedFile& file, const Place* source,
                                     const Place* target, Plan& plan)
 {
+    if (target && target->quarantined && m_quarantine == TargetQuarantine::PassedOver)
+        target = nullptr;
     if (source)
         m_quarantined[key] = source->quarantined;
     const StoredFile* known = source ? &source->file : target ? &target->file : nullptr;

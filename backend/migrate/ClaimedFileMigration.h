@@ -33,6 +33,12 @@ struct FileLoss
     bool kept = false; ///< the target has it all the same, from an earlier run
 };
 
+/// What a file in quarantine of the target is.
+enum class TargetQuarantine {
+    Counts,    ///< a file that the target has
+    PassedOver ///< none: what lies there has made room
+};
+
 /// The stored files that rows name, on their way from one document store to another. Unlike FileMigration,
 /// which copies a store whole or fails, this one brings what can be brought and tells of the rest; what is in
 /// quarantine is in quarantine on both sides.
@@ -41,7 +47,8 @@ class ClaimedFileMigration final
 public:
     /// The meter outlives it.
     static Result<std::unique_ptr<ClaimedFileMigration>>
-    open(const DocumentStoreSettings& source, const DocumentStoreSettings& target, ProgressMeter& meter);
+    open(const DocumentStoreSettings& source, const DocumentStoreSettings& target, ProgressMeter& meter,
+         TargetQuarantine quarantine = TargetQuarantine::Counts);
 
     /// Looks at both stores for the files and counts what is to be done. Changes nothing.
     Status look(std::vector<ClaimedFile> files);
@@ -75,7 +82,8 @@ private:
         qint64 bytes = 0;
     };
 
-    ClaimedFileMigration(DocumentStoreSettings source, DocumentStoreSettings target, ProgressMeter& meter);
+    ClaimedFileMigration(DocumentStoreSettings source, DocumentStoreSettings target, ProgressMeter& meter,
+                         TargetQuarantine quarantine);
 
     Result<Listing> list(DocumentStore& store, const DocumentStoreSettings& settings) const;
     Result<Plan> plan(const std::set<FileKey>& keys);
@@ -89,6 +97,7 @@ private:
     DocumentStoreSettings m_sourceSettings;
     DocumentStoreSettings m_targetSettings;
     ProgressMeter& m_meter;
+    TargetQuarantine m_quarantine;
     StorePair m_stores;
     std::map<FileKey, ClaimedFile> m_files;
     Plan m_plan;

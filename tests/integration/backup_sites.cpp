@@ -14,6 +14,7 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -46,6 +47,9 @@ private Q_SLOTS:
     void otherContentIsToldAndNotTaken();
     void quarantinedFilesComeAlong();
     void lostDatabaseComesBackAndNumbersGoOn();
+    void lostFilesComeBack();
+    void lostStoreComesBack();
+    void checkFindsNothingBeyondTheSite();
 
 private:
     [[nodiscard]] AdminOutcome backup(const QStringList& more = {}) const;
@@ -427,6 +431,90 @@ void BackupSites::lostDatabaseComesBackAndNumbersGoOn()
         given << name;
     }
     Site::current().close();
+}
+
+void BackupSites::lostFilesComeBack()
+{
+    QCOMPARE(backup().code, ExitCode::Success);
+    const SiteContent content = readSite(site());
+    const Settings settings = taken(loadSettings(site()));
+    const auto store = taken(openDocumentStore(settings.documentStore));
+    const StoreLocation location = storeLocation(settings.documentStore);
+    removeStored("料号 5.tgz");
+    removeStored("robot-10.tgz");
+    // Another content under the name, with a sum of its own.
+    removeStored("料号 8.tgz");
+    const QString other = m_session->file().inFolder(text("other"));
+    QFile file(other);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("of another job") == 14);
+    file.close();
+    QVERIFY(store->put(location, "料号 8.tgz", QFile::encodeName(other).toStdString()).ok());
+    const QByteArray known = QByteArray("UPDATE orig_file SET stored_length = ") +
+                             QByteArray::number(content.files.value(text("odbpp/料号 8.tgz")).size()) +
+                             ", stored_sha256 = '" + content.checksums.value(text("odbpp/料号 8.tgz")) +
+                             "' WHERE guid = 'o-00000008'";
+    QCOMPARE(changeRows(site(), known.constData()), 1);
+    // Imported after the backup, and lost: nobody has it.
+    fillSite(site(), 1, jobs + 1);
+    removeStored("料号 24.tgz");
+
+    const AdminOutcome restored = m_session->run({text("restore-files"), folder(), text("--json")});
+    QCOMPARE(restored.err, QString());
+    QCOMPARE(restored.code, ExitCode::Findings);
+    QCOMPARE(number(restored, "copied"), 3);
+    QCOMPARE(restored.json()[text("quarantined")].toArray(), QJsonArray({text("料号 8.tgz")}));
+    QCOMPARE(lost(restored), QStringList({text("file-missing 料号 24.tgz")}));
+    QCOMPARE(readSite(site()).files, content.files);
+    const auto taken8 = taken(store->listQuarantine(location));
+    QCOMPARE(taken8.size(), std::size_t(1));
+    QCOMPARE(taken8.front().file.length, qint64(14));
+    const AdminOutcome again =
+        m_session->run({text("restore-files"), folder(), text("--json"), text("--read-data")});
+    QCOMPARE(number(again, "copied"), 0);
+}
+
+void BackupSites::lostStoreComesBack()
+{
+    QCOMPARE(backup().code, ExitCode::Success);
+    const SiteContent content = readSite(site());
+    const auto fresh = placeForASite();
+    // A new store in the place of the lost one: what the configuration of a place says that was never used.
+    for (const char* key : {"document_store/root", "document_store/database"})
+        QVERIFY(writeSetting(site(), QLatin1String(key),
+                             taken(readSetting(fresh->file().path(), QLatin1String(key))))
+                    .ok());
+    const QString root = taken(loadSettings(site())).documentStore.root;
+    QVERIFY(QDir().mkpath(root));
+    const QString fetched = m_session->file().inFolder(text("fetched"));
+    QCOMPARE(m_session->run({text("get"), text("K02"), fetched}).code, ExitCode::Configuration);
+    const AdminOutcome restored = m_session->run({text("restore-files"), folder(), text("--json")});
+    QCOMPARE(restored.err, QString());
+    QCOMPARE(number(restored, "copied"), filesOf(jobs));
+    QCOMPARE(difference(content, readSite(site())), QString());
+    QCOMPARE(m_session->run({text("get"), text("K02"), fetched}).err, QString());
+}
+
+/// A backup and a restored site are checked as the site is: what is odd in it is odd in them, and nothing
+/// else.
+void BackupSites::checkFindsNothingBeyondTheSite()
+{
+    const auto findings = [](const AdminOutcome& outcome) {
+        QStringList kinds;
+        for (const QJsonValue& finding : outcome.json()[text("findings")].toArray())
+            if (finding[text("weight")].toString() != text("not-looked-at"))
+                kinds << finding[text("kind")].toString() + QLatin1Char(' ') +
+                             finding[text("job")].toString();
+        kinds.sort();
+        return kinds;
+    };
+    const QStringList check = {text("check"), text("--read-data"), text("--json")};
+    QCOMPARE(backup().code, ExitCode::Success);
+    const auto place = placeForASite();
+    QCOMPARE(restore(*place).err, QString());
+    const QStringList ofTheSite = findings(m_session->run(check));
+    QVERIFY2(ofTheSite.contains(text("half-import K01")), qPrintable(ofTheSite.join(QLatin1Char('\n'))));
+    QCOMPARE(findings(runAdmin(backedUp(), check)), ofTheSite);
+    QCOMPARE(findings(place->run(check)), ofTheSite);
 }
 
 ZAV_REGISTER_TEST(backup_sites, BackupSites, QCoreApplication)
