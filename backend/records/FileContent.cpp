@@ -9,27 +9,13 @@ namespace {
 
 // The file store is that of the job-compress row, which is written last; a robot archive has none of its own,
 // and lies in the configured one.
-#define FILES_WITH_STORE                                                                                     \
-    " FROM orig_file o"                                                                                      \
-    " LEFT JOIN job_flow f ON f.orig_file_guid = o.guid"                                                     \
-    " LEFT JOIN job_compress z ON z.flow_guid = f.guid AND z.stored_name = o.stored_name"
-
-// A file that was packed has no suffix, and none but a robot archive belongs to a flow by itself.
-#define IS_PACKED_FOLDER "o.suffix = '' AND o.flow_guid IS NULL"
-
 constexpr const char* selectClaims =
     "SELECT COALESCE(f.ko_serial_name, r.ko_serial_name, o.job_name), o.stored_name, z.file_store,"
-    " o.stored_length, o.stored_sha256" FILES_WITH_STORE " LEFT JOIN job_flow r ON r.guid = o.flow_guid"
+    " o.stored_length, o.stored_sha256 FROM orig_file o"
+    " LEFT JOIN job_flow f ON f.orig_file_guid = o.guid"
+    " LEFT JOIN job_compress z ON z.flow_guid = f.guid AND z.stored_name = o.stored_name"
+    " LEFT JOIN job_flow r ON r.guid = o.flow_guid"
     " WHERE o.stored_sha256 IS NOT NULL ORDER BY o.id";
-
-constexpr const char* selectUnfilled =
-    "SELECT o.id, o.stored_name, z.file_store, o.stored_sha256 IS NULL,"
-    " o.content_sha256 IS NULL AND " IS_PACKED_FOLDER FILES_WITH_STORE " WHERE o.id > ?"
-    " AND (o.stored_sha256 IS NULL OR (o.content_sha256 IS NULL AND " IS_PACKED_FOLDER "))"
-    " ORDER BY o.id LIMIT ?";
-
-#undef FILES_WITH_STORE
-#undef IS_PACKED_FOLDER
 
 FileClaim readClaim(RowReader& row)
 {
@@ -39,17 +25,6 @@ FileClaim readClaim(RowReader& row)
     claim.fileStore = row.text();
     claim.stored = readContent(row).value_or(ContentDigest());
     return claim;
-}
-
-UnfilledFile readUnfilled(RowReader& row)
-{
-    UnfilledFile file;
-    file.number = row.optionalLongNumber().value_or(0);
-    file.storedName = row.text();
-    file.fileStore = row.text();
-    file.lacksStored = row.number() != 0;
-    file.lacksContent = row.number() != 0;
-    return file;
 }
 
 QVariantList valuesOf(const ContentDigest& content)
@@ -93,11 +68,6 @@ Status checkContent(const JobRecord& job, const ContentDigest& found)
     if (!job.stored)
         return {};
     return checkClaim({job.generatedName, job.storedName, job.fileStore, *job.stored}, found);
-}
-
-Result<std::vector<UnfilledFile>> listUnfilledFiles(Database& database, qint64 afterNumber, int limit)
-{
-    return database.list(selectUnfilled, {afterNumber, limit}, readUnfilled);
 }
 
 Result<bool> fillContent(Database& database, qint64 number, const ContentDigest& stored,

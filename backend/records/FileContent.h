@@ -38,19 +38,6 @@ Status checkClaim(const FileClaim& claim, const ContentDigest& found);
 /// The same for the stored file of a job; a success where its row knows no content.
 Status checkContent(const JobRecord& job, const ContentDigest& found);
 
-/// One row that lacks what a row has today.
-struct UnfilledFile
-{
-    qint64 number = 0; ///< of the row
-    QString storedName;
-    QString fileStore; ///< empty where no row says it: the configured one
-    bool lacksStored = false;
-    bool lacksContent = false; ///< of a packed folder: to be taken from the archive, see digestPackedFolder()
-};
-
-/// At most limit of them with numbers above the given one, in the order of their numbers.
-Result<std::vector<UnfilledFile>> listUnfilledFiles(Database& database, qint64 afterNumber, int limit);
-
 /// Gives a row what it lacks, and leaves alone what it has. Deferred: after a crash of the machine it may
 /// have to be done again.
 /// @param content  of the archive of a folder; nothing for other files

@@ -7,6 +7,7 @@
 #include "backend/records/FileContent.h"
 #include "backend/records/JobListing.h"
 #include "backend/records/KnownContent.h"
+#include "backend/records/SiteAudit.h"
 #include "backend/store/DocumentStore.h"
 #include "tests/support/FlawText.h"
 #include "tests/support/MariaDbServer.h"
@@ -150,11 +151,11 @@ void DatabaseUpgradeTest::fillsTheRows()
     QVERIFY2(database.ok(), qPrintable(database.message()));
     const auto store = openDocumentStore(settings.documentStore);
     QVERIFY2(store.ok(), qPrintable(store.message()));
-    const auto files = listUnfilledFiles(*database.value(), 0, 100);
+    const auto files = listFileRows(*database.value(), {}, 100);
     QCOMPARE(files->size(), size_t{7});
     const std::string fetched = QFile::encodeName(site.path(QStringLiteral("fetched"))).toStdString();
-    for (const UnfilledFile& file : files.value()) {
-        QVERIFY(file.lacksStored);
+    for (const FileRow& file : files.value()) {
+        QVERIFY(file.isUnfilled());
         QCOMPARE(file.lacksContent, file.storedName.endsWith(QStringLiteral(".zip")));
         const std::string name = file.storedName.toStdString();
         const Status got = store.value()->get(storeLocation(settings.documentStore), name, fetched);
@@ -168,9 +169,11 @@ void DatabaseUpgradeTest::fillsTheRows()
             QVERIFY2(digest.ok(), qPrintable(digest.message()));
             content = digest.value();
         }
-        QVERIFY(fillContent(*database.value(), file.number, stored, content).value());
+        QVERIFY(fillContent(*database.value(), file.id, stored, content).value());
     }
-    QVERIFY(listUnfilledFiles(*database.value(), 0, 100)->empty());
+    const auto filled = listFileRows(*database.value(), {}, 100);
+    for (const FileRow& file : filled.value())
+        QVERIFY2(!file.isUnfilled(), qPrintable(file.storedName));
 
     // A folder with the same content is known, whenever its files were written.
     const std::string folder = QFile::encodeName(site.path(QStringLiteral("again"))).toStdString();
