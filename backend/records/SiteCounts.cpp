@@ -24,7 +24,7 @@ constexpr const char* lastImportSql =
 
 Status countStates(Database& database, SiteCounts& counts)
 {
-    const auto read = database.query(statesSql, {}, [&counts](const QSqlQuery& row) {
+    auto read = database.query(statesSql, {}, [&counts](const QSqlQuery& row) {
         counts.states.push_back({row.value(0).toInt(), row.value(1).toInt(), row.value(2).toLongLong()});
         return true;
     });

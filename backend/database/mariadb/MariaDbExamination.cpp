@@ -147,7 +147,7 @@ Status MariaDbDialect::lookAtSchema(Examination& examination) const
 {
     for (const char* sql :
          {tablesSql, columnsSql, indexesSql, referencesSql, triggersSql, routinesSql, eventsSql}) {
-        const auto read = rows(examination.connection, QString::fromLatin1(sql), [&](const QSqlQuery& row) {
+        auto read = rows(examination.connection, QString::fromLatin1(sql), [&](const QSqlQuery& row) {
             examination.found[row.value(0).toString()] = row.value(1).toString();
         });
         if (!read.ok())

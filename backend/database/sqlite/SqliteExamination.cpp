@@ -75,7 +75,7 @@ Status SqliteDialect::examine(const QSqlDatabase& connection, const ExaminationO
     return inSnapshot(connection, [&]() -> Status {
         for (const Look look : {&SqliteDialect::lookAtLength, &SqliteDialect::lookAtPages,
                                 &SqliteDialect::lookAtReferences, &SqliteDialect::lookAtSchema}) {
-            const auto looked = (this->*look)(connection, flaws);
+            auto looked = (this->*look)(connection, flaws);
             // What keeps one look from its end may leave another one something to tell.
             if (looked.code() == ErrorCode::Corrupt)
                 flaws.push_back({Kind::Damaged, connection.databaseName(), looked.message()});
@@ -107,15 +107,13 @@ Status SqliteDialect::lookAtPages(const QSqlDatabase& connection, DatabaseFlaws&
 Status SqliteDialect::lookAtReferences(const QSqlDatabase& connection, DatabaseFlaws& flaws) const
 {
     int found = 0;
-    const auto checked =
-        rows(connection, QStringLiteral("PRAGMA foreign_key_check"), [&](const QSqlQuery& row) {
-            if (++found <= mostOfOneKind)
-                flaws.push_back(
-                    {Kind::ReferenceBroken,
-                     QStringLiteral("%1 %2").arg(row.value(0).toString(), row.value(1).toString()),
-                     QStringLiteral("the row refers to a row of %1 that does not exist")
-                         .arg(row.value(2).toString())});
-        });
+    auto checked = rows(connection, QStringLiteral("PRAGMA foreign_key_check"), [&](const QSqlQuery& row) {
+        if (++found <= mostOfOneKind)
+            flaws.push_back({Kind::ReferenceBroken,
+                             QStringLiteral("%1 %2").arg(row.value(0).toString(), row.value(1).toString()),
+                             QStringLiteral("the row refers to a row of %1 that does not exist")
+                                 .arg(row.value(2).toString())});
+    });
     if (found > mostOfOneKind)
         flaws.push_back(
             {Kind::ReferenceBroken, connection.databaseName(),
