@@ -244,8 +244,10 @@ Status Site::Private::openStore(ThreadPart& part, const DocumentStoreSettings& w
 /// What the parts are to be compared with; empty where that is not settled.
 QString Site::Private::identityOf(const Settings& settings) const
 {
+    if (!settings.siteId.isEmpty())
+        return settings.siteId;
     const bool isSettled = settled.database == settings.database && settled.store == settings.documentStore;
-    return settings.siteId.isEmpty() && isSettled ? settled.identity : settings.siteId;
+    return isSettled ? settled.identity : QString();
 }
 
 Status Site::Private::compareRows(ThreadPart& part, const Settings& settings)

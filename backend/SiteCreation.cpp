@@ -213,8 +213,8 @@ Result<QString> PartsMaker::run()
     if (auto made = makeFolders(m_settings); !made.ok())
         return made;
     m_parts.insert(m_parts.end(), std::begin(caches), std::end(caches));
-    auto identity = settleIdentity({m_settings, *m_database, *m_store},
-                                   m_toBeFilled ? Asker::Filling : Asker::Creation);
+    auto identity =
+        settleIdentity({m_settings, *m_database, *m_store}, m_toBeFilled ? Asker::Filling : Asker::Creation);
     if (!identity.ok())
         return identity;
     const auto tried = tryParts();
@@ -283,7 +283,9 @@ Result<CreatedSite> completeSite(const SitePlan& plan)
         return identity.status();
     if (settings->siteId.isEmpty())
         if (auto written = writeSiteId(plan.configuration, identity.value()); !written.ok())
-            return written;
+            return written.in(
+                QStringLiteral("the identity of the site, %1, is not written to its configuration")
+                    .arg(identity.value()));
     return siteOf(plan, false, identity.value(), maker.parts());
 }
 

@@ -36,6 +36,7 @@ private Q_SLOTS:
     void misuseGoesToStandardError_data();
     void misuseGoesToStandardError();
     void configurationComesFromTheEnvironment();
+    void systemsConfigurationIsTheLastPlace();
     void closedOutputIsAFailure();
     void outputHoldsTheFileAlone();
     void forceReplacesARegularFile();
@@ -210,6 +211,31 @@ void AdminProgramTest::configurationComesFromTheEnvironment()
     QCOMPARE(shown.code, 0);
     QCOMPARE(QJsonDocument::fromJson(shown.out).object().value(QStringLiteral("file")).toString(),
              file.path());
+}
+
+/// In an /etc of its own, which nobody else sees.
+void AdminProgramTest::systemsConfigurationIsTheLastPlace()
+{
+    const ConfigurationFile file;
+    file.writeWith("id = 7", "id = 4711");
+    const QString home = file.inFolder(QStringLiteral("home"));
+    const QString script = QStringLiteral(
+        "set -e; d=$(mktemp -d -p \"$0\"); mount -t tmpfs tmpfs $d; mkdir $d/upper $d/work; "
+        "mount -t overlay overlay -o lowerdir=/etc,upperdir=$d/upper,workdir=$d/work /etc || exit 99; "
+        "mkdir -p /etc/zav_import; cp \"$1\" /etc/zav_import/zav.ini; "
+        "unset ZAV_CONFIG; export XDG_CONFIG_HOME=\"$2\"; \"$3\" config get user/id; "
+        "mkdir -p \"$2/zav_import\"; sed s/4711/4712/ \"$1\" >\"$2/zav_import/zav.ini\"; \"$3\" config get "
+        "user/id");
+    QProcess process;
+    process.start(QStringLiteral("unshare"),
+                  {QStringLiteral("-m"), QStringLiteral("sh"), QStringLiteral("-c"), script, file.folder(),
+                   file.path(), home, QStringLiteral(ZAV_ADMIN_PROGRAM)});
+    QVERIFY(process.waitForFinished());
+    const QByteArray output = process.readAllStandardOutput();
+    if (process.exitCode() != 0 && output.isEmpty())
+        QSKIP("an /etc of its own cannot be mounted here");
+    QCOMPARE(output, QByteArray("4711\n4712\n"));
+    QVERIFY(!QFile::exists(QStringLiteral("/etc/zav_import/zav.ini")));
 }
 
 void AdminProgramTest::closedOutputIsAFailure()
