@@ -3,7 +3,7 @@
 // smallest name is next: a row without a file, a file with its rows, a file without any. So no more than a
 // page of rows is held beside the listings.
 //
-// The listings are taken before the first row is read. A file that a row names is stored before the row is
+// The listings begin before the first row is read. A file that a row names is stored before the row is
 // written; so a row may well name a file that came after the listing, and every such file is looked for once
 // more. A file without a row, on the other hand, may belong to an import whose rows are written a moment
 // later: those are kept until the end and asked for again, and only old ones are called orphans.
@@ -104,13 +104,30 @@ struct NamedFlaw
 struct Listing
 {
     StoreLocation location;
-    std::vector<StoredFile> files;
+    DocumentStore::FilePages pages; ///< none for a file store that is new since the beginning
+    std::vector<StoredFile> page;
     std::size_t next = 0;
     std::vector<FileRow> rows;             ///< those that name the next file
     std::vector<NamedFlaw> flaws;          ///< sorted by name
     std::set<std::string> namedByLastRows; ///< of jobs whose original-file row does not
 
-    [[nodiscard]] const StoredFile* file() const { return next < files.size() ? &files[next] : nullptr; }
+    /// Reads the next page where this one is at its end.
+    Status fill()
+    {
+        if (next < page.size() || !pages)
+            return {};
+        auto read = pages();
+        if (!read.ok())
+            return read.status();
+        page = std::move(read.value());
+        next = 0;
+        if (page.empty())
+            pages = nullptr;
+        return {};
+    }
+
+    /// The next file; null behind the last. To be called after fill().
+    [[nodiscard]] const StoredFile* file() const { return next < page.size() ? &page[next] : nullptr; }
 
     /// Marks the flaws of that name as those of a row's file. @return whether there are any
     bool joinFlaws(const std::string& name, const FileRow& row)
@@ -204,6 +221,8 @@ private:
     Status openListings();
     Status readOddJobs();
     Status beginReading();
+    Status countFiles();
+    Status countWhatIsToRead();
     Status merge();
     Listing* smallest();
     Listing& listingOf(const FileRow& row);
@@ -312,10 +331,10 @@ Status FileComparison::openListings()
                 listing->flaws.begin(), listing->flaws.end(),
                 [](const NamedFlaw& one, const NamedFlaw& other) { return one.flaw.name < other.flaw.name; });
         }
-        auto files = m_context.store.list(listing->location);
-        if (!files.ok())
-            return files.status();
-        listing->files = std::move(files.value());
+        auto pages = m_context.store.listInPages(listing->location);
+        if (!pages.ok())
+            return pages.status();
+        listing->pages = std::move(pages.value());
         m_listings.push_back(std::move(listing));
     }
     return {};
@@ -348,8 +367,6 @@ Status FileComparison::readOddJobs()
 
 Status FileComparison::beginReading()
 {
-    qint64 files = 0;
-    qint64 bytes = 0;
     if (m_context.options.readData) {
         const QString site = placeOf(m_context.settings.database) + QLatin1Char('\n') +
                              placeOf(m_context.settings.documentStore);
@@ -367,13 +384,34 @@ Status FileComparison::beginReading()
         m_reading = std::make_unique<ContentReading>(m_context.store, m_context.meter,
                                                      QFile::encodeName(m_passages->path()).toStdString());
     }
+    return m_reading ? countWhatIsToRead() : countFiles();
+}
+
+/// Without reading rows tell well enough how long the way is.
+Status FileComparison::countFiles()
+{
+    const auto files = countOrigFiles(*m_context.database);
+    if (files.ok())
+        m_context.meter.expect(files.value(), 0);
+    return files.status();
+}
+
+Status FileComparison::countWhatIsToRead()
+{
+    qint64 files = 0;
+    qint64 bytes = 0;
     for (const auto& listing : m_listings) {
-        m_context.report.files += static_cast<qint64>(listing->files.size());
-        for (const StoredFile& file : listing->files) {
-            m_context.report.bytes += file.length;
-            ++files;
-            if (m_state && !m_state->isRead({file.name, listing->location.fileStore}, file.storedAt))
-                bytes += file.length;
+        const auto pages = m_context.store.listInPages(listing->location);
+        if (!pages.ok())
+            return pages.status();
+        for (auto page = pages.value()(); !page.ok() || !page->empty(); page = pages.value()()) {
+            if (!page.ok())
+                return page.status();
+            for (const StoredFile& file : page.value()) {
+                ++files;
+                if (!m_state->isRead({file.name, listing->location.fileStore}, file.storedAt))
+                    bytes += file.length;
+            }
         }
     }
     m_context.meter.expect(files, bytes);
@@ -387,6 +425,10 @@ Status FileComparison::merge()
         const auto row = rows.peek();
         if (!row.ok())
             return row.status();
+        for (const auto& filled : m_listings) {
+            if (auto read = filled->fill(); !read.ok())
+                return read;
+        }
         Listing* const listing = smallest();
         if (row.value() == nullptr && listing == nullptr)
             return {};
@@ -447,6 +489,8 @@ Status FileComparison::leave(Listing& listing)
     const StoredFile& file = *listing.file();
     std::vector<FileRow> rows = std::move(listing.rows);
     listing.rows.clear();
+    ++m_context.report.files;
+    m_context.report.bytes += file.length;
     for (const FileRow& row : rows)
         compare(listing, file, row);
     if (rows.empty() && listing.namedByLastRows.count(file.name) == 0 && !listing.hasFlaw(file.name))

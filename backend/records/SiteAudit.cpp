@@ -268,6 +268,12 @@ Status raiseBatchNumber(Database& database, qint64 companyId, qint64 number)
         .status();
 }
 
+Result<qint64> countOrigFiles(Database& database)
+{
+    const auto count = database.value("SELECT COUNT(*) FROM orig_file");
+    return count.ok() ? Result(count->toLongLong()) : count.status();
+}
+
 Result<qint64> countJobs(Database& database)
 {
     const auto count = database.value("SELECT COUNT(*) FROM job_flow");

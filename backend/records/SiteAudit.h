@@ -127,5 +127,6 @@ Status raiseJobCount(Database& database, qint64 companyId, qint64 number);
 Status raiseBatchNumber(Database& database, qint64 companyId, qint64 number);
 
 Result<qint64> countJobs(Database& database);
+Result<qint64> countOrigFiles(Database& database);
 
 } // namespace KOZAV::Backend

@@ -124,6 +124,17 @@ Result<std::vector<StoredFile>> DocumentStore::list(const StoreLocation& locatio
     return onLocation("list the stored files", location, [&] { return listFiles(location); });
 }
 
+Result<DocumentStore::FilePages> DocumentStore::listInPages(const StoreLocation& location)
+{
+    return onLocation("list the stored files", location, [&]() -> Result<FilePages> {
+        auto pages = filePages(location);
+        if (!pages.ok())
+            return pages;
+        return FilePages(
+            [next = std::move(pages.value())] { return guarded("list the stored files", next); });
+    });
+}
+
 Status DocumentStore::remove(const StoreLocation& location, const std::string& name)
 {
     return onName("remove a stored file", location, name, [&] { return removeStored(location, name); });

@@ -106,6 +106,13 @@ public:
     /// All stored files of the location, by name.
     Result<std::vector<StoredFile>> list(const StoreLocation& location);
 
+    /// Gives the next stored files of a location, by name, with each call, and none behind the last.
+    using FilePages = std::function<Result<std::vector<StoredFile>>()>;
+
+    /// The same as list(), in pages: for locations of very many files. Each page tells what is stored when it
+    /// is asked for. The store outlives what it gives.
+    Result<FilePages> listInPages(const StoreLocation& location);
+
     /// Removes a stored file; NotFound where nothing is.
     Status remove(const StoreLocation& location, const std::string& name);
 
@@ -172,6 +179,7 @@ private:
                                              const ReadObserver& onBytes) = 0;
     virtual Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) = 0;
     virtual Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) = 0;
+    virtual Result<FilePages> filePages(const StoreLocation& location) = 0;
     virtual Status removeStored(const StoreLocation& location, const std::string& name) = 0;
     /// @param names  sorted, each once
     virtual Result<std::vector<StoredFile>> findFiles(const StoreLocation& location,

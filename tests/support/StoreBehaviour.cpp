@@ -285,6 +285,52 @@ void StoreBehaviour::manyNamesAreFound()
     QCOMPARE(store().findSome(location(), names)->size(), size_t{5});
 }
 
+void StoreBehaviour::pagesHoldEveryFileOnce()
+{
+    const auto none = store().listInPages(location());
+    QVERIFY2(none.ok(), qPrintable(none.message()));
+    QVERIFY(none.value()()->empty());
+    for (int i = 0; i < 1005; ++i)
+        QVERIFY(put("name" + std::to_string(i), "x").ok());
+    QVERIFY(store().quarantine(location(), "name7").ok());
+    std::vector<std::string> listed;
+    const auto all = store().list(location());
+    QVERIFY2(all.ok(), qPrintable(all.message()));
+    for (const StoredFile& file : all.value())
+        listed.push_back(file.name);
+    std::vector<std::string> paged;
+    const auto pages = store().listInPages(location());
+    QVERIFY2(pages.ok(), qPrintable(pages.message()));
+    int count = 0;
+    for (auto page = pages.value()(); !page->empty(); page = pages.value()(), ++count) {
+        for (const StoredFile& file : page.value()) {
+            QCOMPARE(file.length, qint64(1));
+            paged.push_back(file.name);
+        }
+    }
+    QVERIFY(pages.value()()->empty());
+    QCOMPARE(count, 2);
+    QCOMPARE(paged.size(), std::size_t(1004));
+    QVERIFY(paged == listed);
+}
+
+void StoreBehaviour::fileIsReadThrough()
+{
+    const QByteArray content(3'000'000, 'c');
+    const auto stored = put("large", content);
+    QVERIFY2(stored.ok(), qPrintable(stored.message()));
+    qint64 told = 0;
+    const auto read = store().verify(location(), "large", [&told](qint64 bytes) { told += bytes; });
+    QVERIFY2(read.ok(), qPrintable(read.message()));
+    QCOMPARE(read->length, qint64(content.size()));
+    QCOMPARE(read->sha256, stored->sha256);
+    QCOMPARE(told, read->length);
+    QVERIFY(put("empty", "").ok());
+    QCOMPARE(store().verify(location(), "empty")->length, qint64(0));
+    QCOMPARE(store().verify(location(), "absent").code(), ErrorCode::NotFound);
+    QCOMPARE(store().verify(location(), "..").code(), ErrorCode::InvalidArgument);
+}
+
 void StoreBehaviour::markStays()
 {
     const auto none = store().siteMark(location());

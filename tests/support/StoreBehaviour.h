@@ -37,6 +37,8 @@ private Q_SLOTS:
     void oneOfManyMovesAFile();
     void someNamesAreFound();
     void manyNamesAreFound();
+    void pagesHoldEveryFileOnce();
+    void fileIsReadThrough();
     void markStays();
     void markOfAnotherSiteIsRefused();
     void markIsOfOneLocation();

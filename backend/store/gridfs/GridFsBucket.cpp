@@ -165,6 +165,39 @@ Result<std::vector<StoredFile>> GridFsBucket::files(const std::vector<std::strin
     return found;
 }
 
+/// A page may end between two revisions of a name: the last name of a full one is left to the next page.
+Result<std::vector<StoredFile>> GridFsBucket::filesBehind(std::string& last, bool& more)
+{
+    constexpr std::size_t documentsAtOnce = 1000;
+    Bson options;
+    options.document("sort", Bson().int32("filename", 1).int32("uploadDate", 1))
+        .int64("limit", qint64(documentsAtOnce));
+    std::vector<std::string> names; // of all documents, ours or not
+    std::map<std::string, StoredFile> newest;
+    const auto asked = query(m_files, Bson().document("filename", Bson().text("$gt", last)), options,
+                             [&](const BsonView& document) {
+                                 names.push_back(document.text("filename").value_or(last));
+                                 if (const auto file = GridFsFile::read(document))
+                                     newest.insert_or_assign(file->stored().name, file->stored());
+                                 return Status();
+                             });
+    if (!asked.ok())
+        return asked;
+    more = names.size() == documentsAtOnce;
+    if (!names.empty() && (!more || names.front() == names.back())) {
+        last = names.back();
+    } else if (more) {
+        newest.erase(names.back());
+        last = *std::find_if(names.rbegin(), names.rend(),
+                             [&names](const std::string& name) { return name != names.back(); });
+    }
+    std::vector<StoredFile> files;
+    files.reserve(newest.size());
+    for (auto& entry : newest)
+        files.push_back(std::move(entry.second));
+    return files;
+}
+
 Result<std::vector<StoredFile>> GridFsBucket::newestOf(const Bson& filter)
 {
     std::map<std::string, StoredFile> newest;

@@ -54,6 +54,10 @@ public:
     Result<std::vector<StoredFile>> files();
     /// The same of some names.
     Result<std::vector<StoredFile>> files(const std::vector<std::string>& names);
+
+    /// The next stored files behind a name, by name. last and more are for the next call: "" and true at
+    /// first.
+    Result<std::vector<StoredFile>> filesBehind(std::string& last, bool& more);
     /// The newest revision of everything in quarantine, by name.
     Result<std::vector<QuarantinedFile>> quarantined();
     /// All revisions of a name in quarantine, oldest first.

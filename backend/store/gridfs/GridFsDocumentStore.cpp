@@ -178,6 +178,24 @@ Result<std::vector<StoredFile>> GridFsDocumentStore::listFiles(const StoreLocati
     return opened.ok() ? opened->bucket().files() : opened.status();
 }
 
+Result<DocumentStore::FilePages> GridFsDocumentStore::filePages(const StoreLocation& location)
+{
+    return FilePages(
+        [this, location, last = std::string(), more = true]() mutable -> Result<std::vector<StoredFile>> {
+            std::vector<StoredFile> page;
+            while (page.empty() && more) {
+                auto opened = session(location);
+                if (!opened.ok())
+                    return opened.status();
+                auto files = opened->bucket().filesBehind(last, more);
+                if (!files.ok())
+                    return files;
+                page = std::move(files.value());
+            }
+            return page;
+        });
+}
+
 /// The oldest revision first: as long as there is one, it is the file that a get brings.
 Status GridFsDocumentStore::removeStored(const StoreLocation& location, const std::string& name)
 {

@@ -10,6 +10,8 @@
 #include "backend/store/local/LocalQuarantine.h"
 #include "backend/store/local/LocalSurvey.h"
 
+#include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -208,6 +210,32 @@ Result<StoredFile> LocalDocumentStore::findFile(const StoreLocation& location, c
 Result<std::vector<StoredFile>> LocalDocumentStore::listFiles(const StoreLocation& location)
 {
     return LocalStoreFolder(m_root, location).storedFiles();
+}
+
+/// A folder has no order: the names are held, and what is known of a file is read with its page.
+Result<DocumentStore::FilePages> LocalDocumentStore::filePages(const StoreLocation& location)
+{
+    constexpr std::size_t filesAtOnce = 1000;
+    const LocalStoreFolder folder(m_root, location);
+    auto listed = namesIn(folder.filesFolder());
+    if (!listed.ok() && listed.code() != ErrorCode::NotFound)
+        return listed.status();
+    const auto names = std::make_shared<std::vector<std::string>>();
+    if (listed.ok())
+        *names = std::move(listed.value());
+    std::sort(names->begin(), names->end());
+    return FilePages([folder, names, at = std::size_t(0)]() mutable -> Result<std::vector<StoredFile>> {
+        std::vector<StoredFile> page;
+        while (page.empty() && at < names->size()) {
+            const auto begin = names->begin() + static_cast<std::ptrdiff_t>(at);
+            at = std::min(names->size(), at + filesAtOnce);
+            auto files = folder.storedFiles({begin, names->begin() + static_cast<std::ptrdiff_t>(at)});
+            if (!files.ok())
+                return files;
+            page = std::move(files.value());
+        }
+        return page;
+    });
 }
 
 Status LocalDocumentStore::removeStored(const StoreLocation& location, const std::string& name)

@@ -34,6 +34,7 @@ private:
                                      const ReadObserver& onBytes) override;
     Result<StoredFile> findFile(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> listFiles(const StoreLocation& location) override;
+    Result<FilePages> filePages(const StoreLocation& location) override;
     Status removeStored(const StoreLocation& location, const std::string& name) override;
     Result<std::vector<StoredFile>> findFiles(const StoreLocation& location,
                                               const std::vector<std::string>& names) override;
