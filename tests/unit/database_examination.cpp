@@ -229,6 +229,8 @@ void DatabaseExaminationTest::changesOnAServerAreFound_data()
         "SchemaChanged index job_flow.job_flow_state: it is missing");
     row("missing reference", "ALTER TABLE pre_file DROP FOREIGN KEY pre_file_flow",
         "SchemaChanged reference pre_file.pre_file_flow: it is missing");
+    row("missing condition", "ALTER TABLE company MODIFY job_count INTEGER NOT NULL DEFAULT 0",
+        "SchemaChanged conditions of company: it is not as this system makes it");
     row("missing table", "DROP TABLE event", "SchemaChanged table event: it is missing");
     QTest::newRow("dangling row") << QStringLiteral("SET foreign_key_checks = 0; ") + insertOfADanglingRow
                                   << QStringLiteral("ReferenceBroken table pre_file: 1 of its rows");

@@ -58,6 +58,10 @@ constexpr const char* referencesSql =
     " AND r.table_name = k.table_name"
     " WHERE k.table_schema = DATABASE() AND k.referenced_table_name IS NOT NULL";
 
+constexpr const char* conditionsSql = "SELECT CONCAT('conditions of ', table_name), CONCAT(COUNT(*), '')"
+                                      " FROM information_schema.table_constraints" IN_THIS_DATABASE
+                                      " AND constraint_type = 'CHECK' GROUP BY table_name";
+
 constexpr const char* triggersSql = "SELECT CONCAT('trigger ', trigger_name, ' of ', event_object_table), ''"
                                     " FROM information_schema.triggers WHERE trigger_schema = DATABASE()";
 
@@ -145,8 +149,8 @@ Status MariaDbDialect::examine(const QSqlDatabase& connection, const Examination
 
 Status MariaDbDialect::lookAtSchema(Examination& examination) const
 {
-    for (const char* sql :
-         {tablesSql, columnsSql, indexesSql, referencesSql, triggersSql, routinesSql, eventsSql}) {
+    for (const char* sql : {tablesSql, columnsSql, indexesSql, referencesSql, conditionsSql, triggersSql,
+                            routinesSql, eventsSql}) {
         auto read = rows(examination.connection, QString::fromLatin1(sql), [&](const QSqlQuery& row) {
             examination.found[row.value(0).toString()] = row.value(1).toString();
         });

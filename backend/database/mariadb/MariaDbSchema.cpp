@@ -177,23 +177,24 @@ constexpr const char* chooseContentColumns =
     "SELECT COUNT(*) FROM " table " WHERE " column " IS NOT NULL AND NOT EXISTS (SELECT 1 FROM " target      \
     " AS referred WHERE referred." key " = " table "." column ")"
 
-/// A table as the last step leaves it: its columns, its indexes and its references by name. The server tells
-/// them in these words when it is asked as MariaDbExamination.cpp does.
+/// A table as the last step leaves it: its conditions by number, its columns, indexes and references by name.
+/// The server tells them in these words when it is asked as MariaDbExamination.cpp does.
 struct TableLayout
 {
     const char* table;
+    int conditions; ///< how many CHECKs it has
     const char* columns;
     const char* indexes;
     const char* references;
 };
 
 constexpr TableLayout layouts[] = {
-    {"schema_version", "id int, version int", "PRIMARY UNIQUE id", ""},
-    {"company",
+    {"schema_version", 1, "id int, version int", "PRIMARY UNIQUE id", ""},
+    {"company", 4,
      "id int AUTO, code varchar(255), name varchar(255), job_count int DEFAULT, batch_number int DEFAULT,"
      " created_time varchar(32), updated_user_id int DEFAULT, updated_time varchar(32)",
      "PRIMARY UNIQUE id, code UNIQUE code, name UNIQUE name", ""},
-    {"orig_file",
+    {"orig_file", 2,
      "id int AUTO, guid varchar(255), job_name mediumtext, stored_name varchar(255), suffix mediumtext,"
      " company_code varchar(255) NULL, file_type int DEFAULT, user_id int, user_name mediumtext DEFAULT,"
      " source_path mediumtext DEFAULT, flow_guid varchar(255) NULL, created_time varchar(32),"
@@ -204,7 +205,7 @@ constexpr TableLayout layouts[] = {
      " orig_file_stored_name stored_name, orig_file_stored_content stored_length+stored_sha256,"
      " orig_file_content content_length+content_sha256",
      "orig_file_company company_code>company.code, orig_file_flow flow_guid>job_flow.guid"},
-    {"job_flow",
+    {"job_flow", 3,
      "id int AUTO, guid varchar(255), job_name mediumtext, ko_serial_name varchar(255), flow_no mediumtext,"
      " user_id int, state int DEFAULT, sub_state int DEFAULT, state_user_id int DEFAULT,"
      " state_time varchar(32) DEFAULT, orig_file_guid varchar(255) NULL,"
@@ -218,7 +219,7 @@ constexpr TableLayout layouts[] = {
      " job_flow_orig_file_guid orig_file_guid, job_flow_last_import last_import_orig_file_guid",
      "job_flow_orig_file orig_file_guid>orig_file.guid,"
      " job_flow_last_import last_import_orig_file_guid>orig_file.guid"},
-    {"job_compress",
+    {"job_compress", 3,
      "id int AUTO, flow_guid varchar(255), company_name mediumtext, company_code varchar(255), company_id "
      "int,"
      " job_name mediumtext, stored_name varchar(255), suffix mediumtext, remark mediumtext, file_store "
@@ -229,15 +230,15 @@ constexpr TableLayout layouts[] = {
      " job_compress_company_id company_id",
      "job_compress_flow flow_guid>job_flow.guid, job_compress_company company_code>company.code,"
      " job_compress_company_number company_id>company.id"},
-    {"pre_file",
+    {"pre_file", 1,
      "id int AUTO, guid varchar(255), flow_guid varchar(255), job_name mediumtext, first_text mediumtext,"
      " second_text mediumtext, third_text mediumtext, user_id int, user_name mediumtext, created_time "
      "varchar(32)",
      "PRIMARY UNIQUE id, guid UNIQUE guid, pre_file_flow_guid flow_guid",
      "pre_file_flow flow_guid>job_flow.guid"},
-    {"site", "id int, identity varchar(255), created_time varchar(32), checked_time varchar(32) DEFAULT",
+    {"site", 2, "id int, identity varchar(255), created_time varchar(32), checked_time varchar(32) DEFAULT",
      "PRIMARY UNIQUE id", ""},
-    {"event",
+    {"event", 2,
      "id int AUTO, guid varchar(255), kind varchar(255), run_guid varchar(255) NULL, flow_guid varchar(255) "
      "NULL,"
      " user_id int, user_name mediumtext, host mediumtext, subject mediumtext, outcome mediumtext,"
@@ -295,6 +296,8 @@ const SchemaObjects& MariaDbDialect::ownObjects()
         };
         for (const TableLayout& layout : layouts) {
             all[QStringLiteral("table %1").arg(QLatin1String(layout.table))] = QStringLiteral("InnoDB");
+            all[QStringLiteral("conditions of ") + QLatin1String(layout.table)] =
+                QString::number(layout.conditions);
             add(layout, "column", layout.columns);
             add(layout, "index", layout.indexes);
             add(layout, "reference", layout.references);
