@@ -22,6 +22,7 @@ zav_add_tests(admin_tests LABELS admin TESTS admin_backup admin_command_line adm
                                              admin_upgrade admin_verbs
                                              check_kinds check_reading_state)
 zav_add_tests(admin_tests SITES LABELS admin TESTS admin_job_voiding admin_status admin_store_verbs admin_trial)
+zav_add_tests(admin_tests SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_job_interruption)
 zav_add_tests(admin_tests SITES LABELS admin TESTS site_adoption site_refusals)
 zav_add_tests(admin_tests SECONDS 60 ON_MEMORY TIMEOUT 600 LABELS admin fault TESTS admin_migrate_interruption)
 zav_add_tests(admin_tests PARTS 3 SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_backup_interruption)
