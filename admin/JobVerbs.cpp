@@ -72,7 +72,7 @@ Result<std::vector<JobRecord>> jobsOfBatch(const CommandLine& line, Database& da
     if (!filter->companyCode || filter->batchNumber.value_or(0) == 0)
         return Status::invalidArgument(
             QStringLiteral("a batch is named by --company CODE-or-NAME and --batch N, N above 0"));
-    const auto jobs = listJobs(database, filter.value());
+    auto jobs = listJobs(database, filter.value());
     if (jobs.ok() && jobs->empty())
         return Status::notFound(QStringLiteral("the company %1 has no batch %2")
                                     .arg(*filter->companyCode)

@@ -215,6 +215,7 @@ Result<std::vector<VoidedJob>> voidJobs(const VoidingSite& site, const std::vect
     if (auto accepted = checkOrder(jobs, order); !accepted.ok())
         return accepted;
     std::vector<VoidedJob> done;
+    done.reserve(jobs.size());
     for (const JobRecord& job : jobs)
         done.push_back({job, !isVoided(job), VoidedFile::None});
     if (auto changed = changeRows(site, order, done, voidRow); !changed.ok())
@@ -238,6 +239,7 @@ Result<std::vector<VoidedJob>> unvoidJobs(const VoidingSite& site, const std::ve
                                           const VoidingOrder& order)
 {
     std::vector<VoidedJob> done;
+    done.reserve(jobs.size());
     for (const JobRecord& job : jobs) {
         done.push_back({job, isVoided(job), VoidedFile::None});
         if (!isVoided(job) || job.storedName.isEmpty())
