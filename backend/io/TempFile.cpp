@@ -125,7 +125,7 @@ Result<std::vector<std::string>> staleTempFiles(const std::string& folder)
 {
     const auto names = namesIn(folder);
     if (!names.ok())
-        return names;
+        return names.status();
     std::vector<std::string> stale;
     for (const std::string& name : names.value()) {
         if (name.compare(0, tempPrefix.size(), tempPrefix) != 0)

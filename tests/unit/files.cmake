@@ -12,7 +12,7 @@ zav_add_test_program(
   DEFINITIONS "ZAV_WITH_MONGODB=$<BOOL:${ZAV_WITH_MONGODB}>")
 zav_add_tests(file_tests LABELS store TESTS store_adopting store_behaviour store_content store_damage
                                             store_full_disk store_names store_refusals store_survey)
-zav_add_tests(file_tests SECONDS 20 ON_MEMORY LABELS store fault TESTS store_interruption)
+zav_add_tests(file_tests PARTS 2 SECONDS 15 ON_MEMORY LABELS store fault TESTS store_interruption)
 zav_add_tests(file_tests LABELS pack TESTS pack_changes pack_content pack_digest pack_faults pack_links
                                            pack_pieces pack_refusals)
 zav_add_tests(file_tests SECONDS 10 LABELS pack TESTS pack_many)

@@ -321,7 +321,7 @@ Status GridFsSurvey::lookAgainAtFile(const GridFsId& id)
 /// there, the chunks are.
 Result<bool> GridFsSurvey::isStillThere(const GridFsId& id, const Tally& tally)
 {
-    const auto hasFile = m_bucket.hasFile(id);
+    auto hasFile = m_bucket.hasFile(id);
     if (!hasFile.ok() || !hasFile.value() || !tally.hasOneMore())
         return hasFile;
     const auto empty = isEmptyChunk(id, tally.expected());
