@@ -104,7 +104,7 @@ std::vector<Call> batchCalls(const QByteArray& trace)
         if (!line.startsWith(mainThread) || end < 0 || line.contains("resumed>"))
             continue;
         const QByteArray name = line.mid(mainThread.size(), end - mainThread.size()).trimmed();
-        started = started || line.contains("/work/process-");
+        started = started || line.contains("/process-");
         if (const int number = ++numbers[name]; started)
             found.push_back({name, number});
     }
