@@ -37,7 +37,8 @@ public:
     /// file.
     bool UpdateLastOdbppImportMongoFsGuid(std::string origFileGuid, std::string flowGuid);
 
-    /// Sets the state pair; (1, 2) takes the flow off the list of waiting jobs.
+    /// Sets the state pair; (1, 2) takes the flow off the list of waiting jobs. False also for a flow that an
+    /// administrator has taken back (-2, -2): it keeps that state.
     bool UpdateState(int userId, int state, int subState, std::string flowGuid);
 
     /// Stamps the time of pre-import or check, with who did it.

@@ -15,7 +15,8 @@ public:
     /// The shared object; owned by the library, valid for the life of the process.
     static ZAV_StdCommon* interface();
 
-    /// The jobs that wait for import: the job flows in state (0, 0), oldest first. Empty on failure.
+    /// The jobs that wait for import: the job flows in state (0, 0) whose job-compress row is written, oldest
+    /// first. Empty on failure.
     std::vector<DataLib::Model::Odbpp_Job_C> getInputJobList();
 
     /// The logged-in operator.
