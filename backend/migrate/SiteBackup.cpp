@@ -125,7 +125,7 @@ Status SiteBackup::begin()
 Status SiteBackup::copyRows()
 {
     RowMigration rows(*m_source, *m_rows, OutdatedRows::Refuse, m_meter);
-    const auto copied = m_source->snapshot([&] {
+    auto copied = m_source->snapshot([&] {
         const auto count = countRows(*m_source);
         if (!count.ok())
             return count.status();

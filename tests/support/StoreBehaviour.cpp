@@ -2,6 +2,8 @@
 
 #include "tests/support/TestFiles.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <atomic>
@@ -126,6 +128,29 @@ void StoreBehaviour::quarantinedFileComesBackAsItWas()
     QVERIFY(store().quarantine(location(), "job.zip").ok());
     QVERIFY(store().restoreQuarantined(location(), "job.zip").ok());
     QVERIFY(get("job.zip") == first);
+}
+
+void StoreBehaviour::quarantinedFileIsFetched()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("fetched"));
+    const std::string target = QFile::encodeName(path).toStdString();
+    QVERIFY(put("job.zip", "content").ok());
+    QCOMPARE(store().getQuarantined(location(), "job.zip", target).code(), ErrorCode::NotFound);
+    QVERIFY(store().quarantine(location(), "job.zip").ok());
+    QVERIFY(put("job.zip", "another content").ok());
+    for (int i = 0; i < 2; ++i) {
+        const auto fetched = store().getQuarantined(location(), "job.zip", target);
+        QVERIFY2(fetched.ok(), qPrintable(fetched.message()));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("content"));
+    }
+    QCOMPARE(quarantinedNames(), QStringList(QStringLiteral("job.zip")));
+    QCOMPARE(get("job.zip"), QByteArray("another content"));
+    QCOMPARE(store().getQuarantined(location(), "../job.zip", target).code(), ErrorCode::InvalidArgument);
+    QVERIFY(store().purgeQuarantined(location(), "job.zip").ok());
+    QCOMPARE(store().getQuarantined(location(), "job.zip", target).code(), ErrorCode::NotFound);
 }
 
 void StoreBehaviour::nameInQuarantineIsFree()

@@ -26,6 +26,7 @@ protected:
 private Q_SLOTS:
     void quarantinedFileIsNotThere();
     void quarantinedFileComesBackAsItWas();
+    void quarantinedFileIsFetched();
     void nameInQuarantineIsFree();
     void quarantineKeepsWhatItHas();
     void purgedFileIsGone();
