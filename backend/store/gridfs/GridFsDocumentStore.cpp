@@ -236,7 +236,7 @@ Status GridFsDocumentStore::quarantineFile(const StoreLocation& location, const 
     if (revisions->empty())
         return notStored(location, name);
     for (const GridFsFile& file : revisions.value()) {
-        const auto moved = moveRevision(bucket, file, &GridFsBucket::moveToQuarantine);
+        auto moved = moveRevision(bucket, file, &GridFsBucket::moveToQuarantine);
         if (moved.code() == ErrorCode::AlreadyExists)
             return quarantinedAlready(location, name);
         if (!moved.ok())
@@ -286,7 +286,7 @@ Status GridFsDocumentStore::restoreFile(const StoreLocation& location, const std
     if (present.value())
         return storedAnew(location, name);
     for (auto file = revisions->rbegin(); file != revisions->rend(); ++file) {
-        const auto moved = moveRevision(bucket, *file, &GridFsBucket::moveFromQuarantine);
+        auto moved = moveRevision(bucket, *file, &GridFsBucket::moveFromQuarantine);
         if (moved.code() == ErrorCode::AlreadyExists)
             return storedAnew(location, name);
         if (!moved.ok())
