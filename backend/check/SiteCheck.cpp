@@ -48,6 +48,17 @@ FindingKind kindOf(DatabaseFlaw::Kind kind)
     return FindingKind::NotLookedAt;
 }
 
+/// This system makes no triggers: whichever there is has to go.
+QString mendOf(const DatabaseFlaw& flaw)
+{
+    const QString trigger = QStringLiteral("trigger ");
+    if (flaw.kind != DatabaseFlaw::Kind::SchemaChanged || !flaw.subject.startsWith(trigger))
+        return {};
+    // "trigger NAME", or "trigger NAME of TABLE".
+    const QString name = flaw.subject.mid(trigger.size()).section(QStringLiteral(" of "), 0, 0);
+    return QStringLiteral("with the database's own tools: DROP TRIGGER %1").arg(name);
+}
+
 void addFlaws(CheckReport& report, const DatabaseFlaws& flaws)
 {
     for (const DatabaseFlaw& flaw : flaws) {
@@ -55,6 +66,7 @@ void addFlaws(CheckReport& report, const DatabaseFlaws& flaws)
         finding.kind = kindOf(flaw.kind);
         finding.subject = flaw.subject;
         finding.text = flaw.text;
+        finding.mend = mendOf(flaw);
         report.findings.push_back(std::move(finding));
     }
 }

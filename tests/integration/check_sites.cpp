@@ -518,6 +518,7 @@ private Q_SLOTS:
     void filesOfRefusedImportsAreNotices();
     void repairMendsOnlyWhatItNames();
     void rightThatIsMissingIsTold();
+    void triggerIsToldWithItsCommand();
     void checkIsWrittenDown();
     void rowsOfAnEarlierReleaseAreFilled();
     void manifestsAreNeverRemoved();
@@ -705,6 +706,14 @@ void CheckSites::rightThatIsMissingIsTold()
     QCOMPARE(found.code, ExitCode::Findings);
     QVERIFY(found.count("not-looked-at") > 0);
     QVERIFY(!found.json[text("clean")].toBool());
+}
+
+void CheckSites::triggerIsToldWithItsCommand()
+{
+    m_site->outside({text("CREATE TRIGGER planted AFTER INSERT ON company BEGIN SELECT 1; END")},
+                    {text("CREATE TRIGGER planted AFTER INSERT ON company FOR EACH ROW SET @planted = 1")});
+    const QString mend = m_site->check().finding("schema-changed")[text("mend")].toString();
+    QVERIFY2(mend.endsWith(text(": DROP TRIGGER planted")), qPrintable(mend));
 }
 
 void CheckSites::checkIsWrittenDown()
