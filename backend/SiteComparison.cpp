@@ -243,7 +243,7 @@ Result<QString> settleIdentity(const SiteParts& parts, Asker asker)
         identity = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const auto marked = markStore(parts, identity);
     if (!marked.ok())
-        return marked;
+        return marked.status();
     auto noted = setSiteIdentity(parts.database, marked.value());
     return noted.ok() ? marked : Result<QString>(noted.from(SitePart::Rows));
 }

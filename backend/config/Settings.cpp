@@ -180,7 +180,7 @@ Result<QByteArray> withSetting(const QString& path, const QString& key, const QS
         return unknownKey(ErrorCode::InvalidArgument, key);
     const auto before = readText(path);
     if (!before.ok())
-        return before;
+        return before.status();
     auto document = IniDocument::parse(before.value());
     if (!document.ok())
         return parseSettings(before.value(), path).status();
