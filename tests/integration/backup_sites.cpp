@@ -126,16 +126,17 @@ QString differenceAfterRestore(SiteContent before, SiteContent after, int raised
     return difference(before, after);
 }
 
-/// Role of another process: imports jobs for the company K0 until it is ended, and tells each.
+/// Role of another process: imports jobs for the company K0 until a file is there, and tells each.
 int importOn(const QStringList& arguments)
 {
     Site::current().setConfigurationPath(arguments.at(2));
     const AdminSession session; // for its folder
-    for (int job = 0;; ++job) {
+    for (int job = 0; !QFileInfo::exists(arguments.at(3)); ++job) {
         const QByteArray content = QByteArray("job ") + QByteArray::number(job) + QByteArray(5'000, 'x');
         std::printf("%s\n", session.importJob("K0", "job", content, 0).c_str());
         std::fflush(stdout);
     }
+    return 0;
 }
 
 } // namespace
@@ -244,9 +245,10 @@ void BackupSites::restoresOntoTheSameEngines()
 
 void BackupSites::isWholeWhileAnotherProcessImports()
 {
+    const QString end = m_session->file().inFolder(text("end"));
     BoundProcess importer;
     importer.setProcessChannelMode(QProcess::SeparateChannels);
-    importer.start(QCoreApplication::applicationFilePath(), {text("--import-on"), site()});
+    importer.start(QCoreApplication::applicationFilePath(), {text("--import-on"), site(), end});
     int imported = 0;
     for (int round = 0; round < 4; ++round) {
         // Some are imported before each backup, others during it.
@@ -267,7 +269,9 @@ void BackupSites::isWholeWhileAnotherProcessImports()
                      qPrintable(row[text("stored_name")]));
     }
     QCOMPARE(importer.state(), QProcess::Running);
-    importer.end();
+    QVERIFY(QFile(end).open(QIODevice::WriteOnly));
+    QVERIFY(importer.waitForFinished(60'000));
+    QCOMPARE(importer.exitCode(), 0);
 }
 
 void BackupSites::killedBackupsLeaveTheLastOne()

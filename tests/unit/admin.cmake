@@ -17,7 +17,7 @@ zav_add_test_program(
               "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\""
               $<$<BOOL:${ZAV_MARIADBD}>:ZAV_WITH_MARIADB_SERVER>
   DEPENDS zav_admin)
-zav_add_tests(admin_tests LABELS admin TESTS admin_backup admin_command_line admin_init admin_manual admin_migrate
+zav_add_tests(admin_tests LABELS admin TESTS admin_command_line admin_init admin_manual admin_migrate
                                              admin_migrate_run admin_ping admin_program admin_progress admin_site
                                              admin_upgrade admin_verbs
                                              check_kinds check_reading_state)
@@ -25,4 +25,5 @@ zav_add_tests(admin_tests SITES LABELS admin TESTS admin_job_voiding admin_statu
 zav_add_tests(admin_tests SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_job_interruption)
 zav_add_tests(admin_tests SITES LABELS admin TESTS site_adoption site_refusals)
 zav_add_tests(admin_tests SECONDS 60 ON_MEMORY TIMEOUT 600 LABELS admin fault TESTS admin_migrate_interruption)
+zav_add_tests(admin_tests ON_MEMORY LABELS admin TESTS admin_backup)
 zav_add_tests(admin_tests PARTS 3 SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_backup_interruption)
