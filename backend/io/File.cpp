@@ -5,6 +5,7 @@
 #include "backend/io/SystemError.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -154,6 +155,13 @@ Status File::writeAt(const char* bytes, qint64 size, qint64 offset)
 void File::startWriting(qint64 offset, qint64 size)
 {
     ::sync_file_range(m_descriptor, offset, size, SYNC_FILE_RANGE_WRITE);
+}
+
+Status File::makePrivate() const
+{
+    if (::fchmod(m_descriptor, S_IRUSR | S_IWUSR) != 0)
+        return systemFailure(errno, QStringLiteral("protect"), m_path);
+    return {};
 }
 
 Status File::sync() const

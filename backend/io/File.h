@@ -59,6 +59,9 @@ public:
     /// Lets the system begin to write this part of the file, so that sync() finds less to do.
     void startWriting(qint64 offset, qint64 size);
 
+    /// Lets this user alone read and write the file (mode 0600).
+    [[nodiscard]] Status makePrivate() const;
+
     /// Brings the content to the disk. A failure is final: what the disk then holds is not known, and a
     /// second call could succeed without having written it.
     [[nodiscard]] Status sync() const;

@@ -67,8 +67,8 @@ Result<TempFile> TempFile::createIn(const std::string& folder, const std::string
     const auto info = file.info();
     const unsigned permissions = info.ok() ? info->permissions : S_IRUSR | S_IWUSR;
     TempFile temp(std::move(file), std::move(path), permissions);
-    if (::fchmod(temp.file().descriptor(), S_IRUSR | S_IWUSR) != 0)
-        return systemFailure(errno, QStringLiteral("protect"), temp.path());
+    if (auto made = temp.file().makePrivate(); !made.ok())
+        return made;
     return temp;
 }
 

@@ -4,7 +4,6 @@
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/PrivateFile.h"
-#include "backend/io/SystemError.h"
 #include "backend/operations/PackedContents.h"
 #include "backend/operations/RefusedImports.h"
 #include "backend/operations/RowWrites.h"
@@ -14,9 +13,6 @@
 #include <QDateTime>
 #include <QFile>
 
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <cstdio>
 
 namespace KOZAV {
@@ -136,8 +132,10 @@ void protectStagedCopy(const std::string& localPath)
     if (!opened.ok())
         return;
     const auto copy = File::openForReadingIn(opened.value(), localPath.substr(localPath.rfind('/') + 1));
-    if (copy.ok() && ::fchmod(copy->descriptor(), S_IRUSR | S_IWUSR) != 0)
-        qCWarning(logStore).noquote() << systemFailure(errno, QStringLiteral("protect"), localPath).message();
+    if (!copy.ok())
+        return;
+    if (const auto made = copy->makePrivate(); !made.ok())
+        qCWarning(logStore).noquote() << made.message();
 }
 
 DataLib::Model::KOZAV_Config configOf(const Settings& settings)
