@@ -13,8 +13,8 @@ constexpr bool mendable = true;
 constexpr bool notHere = false;
 
 constexpr const char* restoreRows = "zav_admin restore (the rows and files of a backup, into an empty place)";
-constexpr const char* restoreFile =
-    "zav_admin restore-files (from a backup; with --read-data where content is damaged), or import the job again";
+constexpr const char* restoreFile = "zav_admin restore-files (from a backup; with --read-data where content "
+                                    "is damaged), or import the job again";
 
 // The texts are those of docs/check.md.
 std::vector<FindingRule> makeRules()
