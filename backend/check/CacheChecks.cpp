@@ -19,8 +19,8 @@ namespace KOZAV::Backend {
 
 namespace {
 
-constexpr QLatin1String tempPrefix(".kozav-tmp-");
-constexpr QLatin1String lockName("lock");
+const QLatin1String tempPrefix(".kozav-tmp-");
+const QLatin1String lockName("lock");
 
 /// The newest change of what lies at the path and below it, without following links.
 QDateTime lastChange(const QFileInfo& entry)

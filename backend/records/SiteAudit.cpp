@@ -213,7 +213,7 @@ Status linkOrigFile(Database& database, const QString& flowGuid, const QString& 
 {
     return database.transaction([&] {
         QStringList guids;
-        const auto found = database.query(unusedOfName, {storedName}, [&guids](const QSqlQuery& row) {
+        auto found = database.query(unusedOfName, {storedName}, [&guids](const QSqlQuery& row) {
             guids << row.value(0).toString();
             return true;
         });
