@@ -238,6 +238,7 @@ Result<std::vector<QuarantinedFile>> GridFsBucket::quarantined()
     if (!asked.ok())
         return asked;
     std::vector<QuarantinedFile> files;
+    files.reserve(newest.size());
     for (auto& entry : newest)
         files.push_back(std::move(entry.second));
     return files;
