@@ -3,6 +3,7 @@
 #include "backend/Site.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
+#include "backend/records/SiteIdentity.h"
 #include "services/bll/Odbpp_CompanyBll.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/bll/Odbpp_OrigFilesBll.h"
@@ -197,6 +198,7 @@ private Q_SLOTS:
 private:
     static void addCalls();
     void mended();
+    void takeRowsOfTheSite() const;
     [[nodiscard]] QString reasonOf(const char* operation) const;
     bool refused(const char* operation, const QString& words);
     [[nodiscard]] int waitingConnections() const;
@@ -293,6 +295,15 @@ void MariaDbFaults::mended()
         QVERIFY2(stored.contains(file.storedName), qUtf8Printable(file.storedName));
     for (const auto& job : m_site->jobs())
         QVERIFY(!job.complete || contentOf(m_site->fetch(job)) == "not much of a board");
+}
+
+/// Makes the empty database that the configuration names the site's.
+void MariaDbFaults::takeRowsOfTheSite() const
+{
+    const auto settings = Backend::loadSettings(m_site->configuration());
+    const auto made = Backend::Database::create(settings->database);
+    QVERIFY2(made.ok(), qUtf8Printable(made.message()));
+    QVERIFY(Backend::setSiteIdentity(*made.value(), settings->siteId).ok());
 }
 
 void MariaDbFaults::everyCallSucceedsUndisturbed()
@@ -498,6 +509,7 @@ void MariaDbFaults::encryptionOfTheRightAuthority()
     QVERIFY(!anyCompany());
     QVERIFY(refused("Odbpp_CompanyBll::select", QStringLiteral("Access denied")));
     m_site->configure(QStringLiteral("database/tls_ca"), authority.certificate());
+    takeRowsOfTheSite();
     m_site->addCompany(QStringLiteral("HX"), QString::fromStdString(companyName));
     mended();
     const auto health = Backend::Site::current().database().value()->health();
@@ -531,6 +543,7 @@ void MariaDbFaults::serverHasNoRoom()
     MariaDbServer small({{}, {}, space("")});
     MariaDbServer::writeTo(m_site->configuration(), small.makeDatabase());
     setTimeouts(*m_site);
+    takeRowsOfTheSite();
     m_site->addCompany(QStringLiteral("HX"), QString::fromStdString(companyName));
     const ImportedJob job = importArchive(companyName, m_file);
     QVERIFY(job.complete);
