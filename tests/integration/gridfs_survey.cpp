@@ -318,7 +318,8 @@ void GridFsSurveyTest::onlyChunksAreNamed()
     QVERIFY(m_box->contentOf("job.zip") == content);
 }
 
-/// While another thread puts, moves and removes, nothing looks like a flaw.
+/// While another thread puts, moves and removes, nothing looks like a flaw. The indexes are there, as in
+/// every site from its making on.
 void GridFsSurveyTest::knowsNoWorkAsFlaw()
 {
     std::atomic<bool> done = false;
@@ -326,6 +327,7 @@ void GridFsSurveyTest::knowsNoWorkAsFlaw()
     writeFile(m_box->beside("source"), content);
     DocumentStore& store = m_box->store();
     const StoreLocation& location = m_box->location();
+    QVERIFY(store.put(location, "first", m_box->beside("source")).ok());
     std::thread others([&] {
         for (int i = 0; i < 40; ++i) {
             const std::string name = "job" + std::to_string(i % 7);
@@ -343,7 +345,7 @@ void GridFsSurveyTest::knowsNoWorkAsFlaw()
             found << QString::fromStdString(flaw.name) + QLatin1Char(' ') + flaw.text;
     }
     others.join();
-    QCOMPARE(found, QStringList());
+    QCOMPARE(found.join(QLatin1Char('\n')), QString());
     QCOMPARE(failures.load(), 0);
     QVERIFY(surveys > 0);
 }
