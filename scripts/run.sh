@@ -53,6 +53,10 @@ say "Checking what was imported against what was delivered"
 "$bin/zav_admin" --config "$config" jobs
 python3 scripts/sample_batch.py check "$run/batch.json" "$run/delivered" "$bin/zav_admin" "$config" "$run/fetched"
 
+say "Looking whether the site is whole"
+"$bin/zav_admin" --config "$config" check --read-data
+"$bin/zav_admin" --config "$config" status
+
 say "Confirming one job on the job list panel"
 client --import HX000001
 
