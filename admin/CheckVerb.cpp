@@ -103,7 +103,7 @@ QString stateOf(const Finding& finding)
 }
 
 /// What each kind that was found means: once, below the table.
-QString meanings(const CheckReport& report)
+QString meaningsOf(const CheckReport& report)
 {
     std::map<FindingKind, int> counts;
     for (const Finding& finding : report.findings)
@@ -148,7 +148,7 @@ QString findingTable(const CheckReport& report)
         table.addRow({QLatin1String(findingRule(finding.kind).name),
                       finding.job.isEmpty() ? QStringLiteral("-") : finding.job, finding.subject,
                       finding.text, stateOf(finding)});
-    return report.findings.empty() ? QString() : table.toString() + QLatin1Char('\n') + meanings(report);
+    return report.findings.empty() ? QString() : table.toString() + QLatin1Char('\n') + meaningsOf(report);
 }
 
 Report reportOf(const CheckReport& report)

@@ -24,28 +24,9 @@ using namespace Terminal;
 
 namespace {
 
-/// Database and store of the call's site, open.
-struct OpenParts
+VoidingSite forVoiding(const OpenParts& parts)
 {
-    Database* database = nullptr;
-    DocumentStore* store = nullptr;
-    Settings settings;
-
-    [[nodiscard]] VoidingSite forVoiding() const { return {*database, *store, settings.documentStore}; }
-};
-
-Result<OpenParts> openParts(Site& site)
-{
-    const auto settings = site.settings();
-    if (!settings.ok())
-        return settings.status();
-    const auto database = site.database();
-    if (!database.ok())
-        return database.status();
-    const auto store = site.documentStore();
-    if (!store.ok())
-        return store.status();
-    return OpenParts{database.value(), store.value(), settings.value()};
+    return {*parts.database, *parts.store, parts.settings.documentStore};
 }
 
 Result<std::vector<JobRecord>> jobsByName(const QStringList& names, Database& database)
@@ -177,7 +158,7 @@ Result<Report> carryOut(const Call& call, const Direction& direction)
     order.userName = loginName();
     order.force = call.line.has(QStringLiteral("force"));
     order.dryRun = !call.line.has(QStringLiteral("yes"));
-    const auto done = direction.carryOut(parts->forVoiding(), jobs.value(), order);
+    const auto done = direction.carryOut(forVoiding(parts.value()), jobs.value(), order);
     if (!done.ok())
         return done.status();
     return reportOf(done.value(), direction, order.dryRun);

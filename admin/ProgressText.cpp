@@ -12,11 +12,6 @@ constexpr qint64 msPerSecond = 1000;
 /// Before that a rate says nothing.
 constexpr qint64 leastForRateMs = 500;
 
-QString sizeText(qint64 bytes)
-{
-    return QLocale::c().formattedDataSize(bytes, 1);
-}
-
 /// Both in the unit that suits the second.
 QString sizesText(qint64 done, qint64 total)
 {
@@ -45,6 +40,11 @@ QString timeText(qint64 seconds)
 }
 
 } // namespace
+
+QString sizeText(qint64 bytes)
+{
+    return QLocale::c().formattedDataSize(bytes, 1);
+}
 
 double fractionOf(qint64 done, qint64 total)
 {

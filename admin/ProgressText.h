@@ -21,6 +21,9 @@ double fractionOf(qint64 done, qint64 total);
 /// last file.
 double fractionOf(const FilesDone& done);
 
+/// "1.5 MiB"
+QString sizeText(qint64 bytes);
+
 /// "3/9"
 QString countText(qint64 done, qint64 total);
 QString filesText(const FilesDone& done);

@@ -24,13 +24,6 @@ using namespace Terminal;
 
 namespace {
 
-struct OpenParts
-{
-    Database* database = nullptr;
-    DocumentStore* store = nullptr;
-    Settings settings;
-};
-
 /// A file in quarantine, and the job that it belongs to.
 struct Entry
 {
@@ -50,20 +43,6 @@ QString nameOf(const Entry& entry)
 QString timeText(const QDateTime& time)
 {
     return time.toUTC().toString(Qt::ISODateWithMs);
-}
-
-Result<OpenParts> openParts(Site& site)
-{
-    const auto settings = site.settings();
-    if (!settings.ok())
-        return settings.status();
-    const auto database = site.database();
-    if (!database.ok())
-        return database.status();
-    const auto store = site.documentStore();
-    if (!store.ok())
-        return store.status();
-    return OpenParts{database.value(), store.value(), settings.value()};
 }
 
 /// The configured file store, and those that jobs name beside it.

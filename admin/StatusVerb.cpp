@@ -1,4 +1,5 @@
 #include "admin/Application.h"
+#include "admin/ProgressText.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/Redaction.h"
@@ -13,7 +14,6 @@
 
 #include <QDir>
 #include <QJsonArray>
-#include <QLocale>
 
 #include <algorithm>
 
@@ -71,7 +71,7 @@ Status addLastCheck(Database& database, RowsState& state)
     return events.status();
 }
 
-Result<RowsState> lookAtRows(Site& site)
+Result<RowsState> stateOfRows(Site& site)
 {
     const auto opened = site.database();
     if (!opened.ok())
@@ -95,7 +95,7 @@ Result<RowsState> lookAtRows(Site& site)
     return state;
 }
 
-Result<FilesState> lookAtFiles(const Settings& settings, Site& site)
+Result<FilesState> stateOfFiles(const Settings& settings, Site& site)
 {
     const auto store = site.documentStore();
     if (!store.ok())
@@ -123,12 +123,7 @@ FileHeap stagedCopies(const Settings& settings)
     return staged;
 }
 
-QString sizeText(qint64 bytes)
-{
-    return QLocale::c().formattedDataSize(bytes, 1);
-}
-
-QString timeText(const QDateTime& time)
+QString isoText(const QDateTime& time)
 {
     return time.toString(Qt::ISODate);
 }
@@ -139,14 +134,14 @@ QString heapText(const FileHeap& heap)
         return QStringLiteral("none");
     return QStringLiteral("%1 files, %2, the oldest of %3")
         .arg(heap.files)
-        .arg(sizeText(heap.bytes), timeText(heap.oldest));
+        .arg(sizeText(heap.bytes), isoText(heap.oldest));
 }
 
 QJsonObject jsonOf(const FileHeap& heap)
 {
     return {{QStringLiteral("files"), heap.files},
             {QStringLiteral("bytes"), heap.bytes},
-            {QStringLiteral("oldest"), timeText(heap.oldest)}};
+            {QStringLiteral("oldest"), isoText(heap.oldest)}};
 }
 
 QString stateName(const StateCount& count)
@@ -307,12 +302,12 @@ Result<Report> statusVerb(const Call& call)
     if (!settings.ok())
         return settings.status();
     StatusReport report;
-    const auto rows = lookAtRows(call.site);
+    const auto rows = stateOfRows(call.site);
     if (rows.ok())
         tellRows(report, rows.value());
     else
         report.addFailure("rows", QStringLiteral("rows"), placeOf(settings->database), rows.status());
-    const auto files = lookAtFiles(settings.value(), call.site);
+    const auto files = stateOfFiles(settings.value(), call.site);
     if (files.ok())
         tellFiles(report, files.value());
     else

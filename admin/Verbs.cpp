@@ -291,6 +291,20 @@ Status checkOperands(const Verb& verb, const CommandLine& line)
 
 } // namespace
 
+Result<OpenParts> openParts(Backend::Site& site)
+{
+    const auto settings = site.settings();
+    if (!settings.ok())
+        return settings.status();
+    const auto database = site.database();
+    if (!database.ok())
+        return database.status();
+    const auto store = site.documentStore();
+    if (!store.ok())
+        return store.status();
+    return OpenParts{database.value(), store.value(), settings.value()};
+}
+
 const std::vector<Verb>& verbs()
 {
     static const std::vector<Verb> all = makeVerbs();

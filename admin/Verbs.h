@@ -51,6 +51,15 @@ struct Verb
     Backend::Site::Use use = Backend::Site::Use::OneRun; ///< what the site is opened for
 };
 
+/// Database and document store of a call's site, open; the site owns them.
+struct OpenParts
+{
+    Backend::Database* database = nullptr;
+    Backend::DocumentStore* store = nullptr;
+    Backend::Settings settings;
+};
+Backend::Result<OpenParts> openParts(Backend::Site& site);
+
 /// All verbs, in the order of the help.
 const std::vector<Verb>& verbs();
 

@@ -80,17 +80,17 @@ void sortByKind(std::vector<Finding>& findings)
 
 Status runParts(CheckContext& context)
 {
-    struct Part
+    struct PartCheck
     {
         const char* name;
         Status (*check)(CheckContext& context);
         bool needsRows;
     };
-    constexpr Part parts[] = {{"identity", checkIdentity, true},
-                              {"rows", checkRows, true},
-                              {"stored files", checkFiles, false},
-                              {"caches", checkCaches, false}};
-    for (const Part& part : parts) {
+    constexpr PartCheck parts[] = {{"identity", checkIdentity, true},
+                                   {"rows", checkRows, true},
+                                   {"stored files", checkFiles, false},
+                                   {"caches", checkCaches, false}};
+    for (const PartCheck& part : parts) {
         if (part.needsRows && !context.database)
             continue;
         const auto checked = part.check(context);

@@ -26,7 +26,7 @@ namespace KOZAV::Backend {
 namespace {
 
 constexpr const char* markName = "backup-of";
-constexpr const char* lockName = "lock";
+constexpr const char* backupLockName = "lock";
 constexpr const char* currentName = "zav.ini";
 constexpr const char* previousName = "previous.ini";
 constexpr const char* nextName = "next.ini";
@@ -50,7 +50,7 @@ Result<bool> isEmpty(const QString& path)
     if (!names.ok())
         return names.status();
     return std::all_of(names->begin(), names->end(), [](const std::string& name) {
-        return name == lockName || name.rfind(".kozav-tmp-", 0) == 0;
+        return name == backupLockName || name.rfind(".kozav-tmp-", 0) == 0;
     });
 }
 
@@ -127,7 +127,7 @@ Result<BackupFolder> BackupFolder::openComplete(const QString& path)
 Result<BackupFolder> BackupFolder::open(const QString& path)
 {
     const QDir dir(path);
-    auto lock = FileLock::tryAcquire(native(dir.filePath(QLatin1String(lockName))));
+    auto lock = FileLock::tryAcquire(native(dir.filePath(QLatin1String(backupLockName))));
     if (!lock.ok())
         return lock.status();
     if (!lock.value())

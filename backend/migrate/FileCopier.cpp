@@ -14,7 +14,7 @@ namespace KOZAV::Backend {
 
 namespace {
 
-const std::string lockName = "lock";
+const std::string folderLockName = "lock";
 
 Status removeLeftovers(const std::string& folder)
 {
@@ -22,7 +22,7 @@ Status removeLeftovers(const std::string& folder)
     if (!names.ok())
         return names.status();
     for (const std::string& name : names.value())
-        if (name != lockName)
+        if (name != folderLockName)
             if (auto removed = removeFile(joinPath(folder, name)); !removed.ok())
                 return removed;
     return {};
@@ -96,7 +96,7 @@ Result<TransferFolder> TransferFolder::open(const QString& uploadCache)
     if (const auto made = makePrivateFolder(path); !made.ok())
         return made.status();
     std::string folder = QFile::encodeName(path).toStdString();
-    auto lock = FileLock::tryAcquire(joinPath(folder, lockName));
+    auto lock = FileLock::tryAcquire(joinPath(folder, folderLockName));
     if (!lock.ok())
         return lock.status();
     if (!lock.value())

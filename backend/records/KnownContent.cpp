@@ -38,7 +38,7 @@ const Texts& textsFor(KnownBy by)
 }
 
 /// The columns of SELECT_KNOWN_JOB.
-KnownJob readJob(RowReader& row)
+KnownJob readKnownJob(RowReader& row)
 {
     KnownJob job;
     job.flowGuid = row.text();
@@ -63,7 +63,7 @@ Result<bool> hasKnownLength(Database& database, KnownBy by, qint64 length)
 Result<std::vector<KnownJob>> findKnownContent(Database& database, KnownBy by, const ContentDigest& content)
 {
     return database.list(textsFor(by).jobsSql, {content.length, QString::fromLatin1(content.sha256)},
-                         readJob);
+                         readKnownJob);
 }
 
 } // namespace KOZAV::Backend

@@ -14,16 +14,16 @@ namespace KOZAV::Backend {
 namespace {
 
 /// In front of the name where a note of the quarantine is meant: no stored name holds a slash.
-const std::string quarantinePrefix = "quarantine/";
+const std::string inQuarantine = "quarantine/";
 
 bool isQuarantined(const StoreFlaw& flaw)
 {
-    return flaw.name.compare(0, quarantinePrefix.size(), quarantinePrefix) == 0;
+    return flaw.name.compare(0, inQuarantine.size(), inQuarantine) == 0;
 }
 
 std::string fileNameOf(const StoreFlaw& flaw)
 {
-    return isQuarantined(flaw) ? flaw.name.substr(quarantinePrefix.size()) : flaw.name;
+    return isQuarantined(flaw) ? flaw.name.substr(inQuarantine.size()) : flaw.name;
 }
 
 StoreFlaw flawOf(StoreFlaw::Kind kind, const std::string& name, const FileInfo& info, const QString& text)
@@ -143,7 +143,7 @@ std::optional<StoreFlaw> LocalSurvey::lookAtNote(const std::string& name) const
     const auto note = fileInfo(m_quarantine.notePath(name));
     if (!note.ok() || fileInfo(m_quarantine.dataPath(name)).code() != ErrorCode::NotFound)
         return std::nullopt;
-    return flawOf(StoreFlaw::Kind::SumWithoutData, quarantinePrefix + name, note.value(),
+    return flawOf(StoreFlaw::Kind::SumWithoutData, inQuarantine + name, note.value(),
                   QStringLiteral("no such file is in quarantine"));
 }
 
