@@ -1,7 +1,9 @@
 #include "tests/support/MariaDbServer.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
+#include <QProcessEnvironment>
 #include <QRandomGenerator>
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -92,7 +94,13 @@ QString MariaDbServer::log() const
 
 void MariaDbServer::makeDataFolder() const
 {
+    // A server that starts removes what looks like its temporary tables, also those of others beside it.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TMPDIR"), inFolder("tmp"));
+    if (!QDir().mkpath(inFolder("tmp")))
+        qFatal("the folder %s cannot be made", qPrintable(inFolder("tmp")));
     QProcess install;
+    install.setProcessEnvironment(environment);
     install.setProcessChannelMode(QProcess::MergedChannels);
     install.start(
         QStringLiteral(ZAV_MARIADB_INSTALL_DB),
@@ -108,6 +116,7 @@ QStringList MariaDbServer::startArguments() const
 {
     QStringList list = {QStringLiteral("--no-defaults"),
                         QStringLiteral("--datadir=") + inFolder("data"),
+                        QStringLiteral("--tmpdir=") + inFolder("tmp"),
                         QStringLiteral("--socket=") + inFolder("socket"),
                         QStringLiteral("--pid-file=") + inFolder("pid"),
                         QStringLiteral("--bind-address=") + QLatin1String(host),
