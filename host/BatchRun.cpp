@@ -1,9 +1,9 @@
 #include "host/BatchRun.h"
 
-#include "host/BatchBox.h"
 #include "host/DialogOperator.h"
 #include "host/MainWindow.h"
 #include "host/ManifestKeeper.h"
+#include "host/PanelBoxes.h"
 #include "host/SiteAccess.h"
 #include "terminal/TextTable.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"

@@ -13,6 +13,7 @@
 #include "host/JobView.h"
 #include "host/ManifestKeeper.h"
 #include "host/OrigFileModel.h"
+#include "host/PanelRun.h"
 #include "host/RobotProbe.h"
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
@@ -50,7 +51,8 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_importPanel(new UI::ZAV_ImportFromFile_Widget(this))
     , m_files(new OrigFileModel(site, this))
     , m_camImport(new CamImport(site, *m_importPanel, this))
-    , m_manifests(new ManifestKeeper(site, *m_importPanel, this))
+    , m_panelRun(new PanelRun(*m_importPanel, this))
+    , m_manifests(new ManifestKeeper(site, *m_panelRun, this))
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
 {

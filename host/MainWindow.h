@@ -19,6 +19,7 @@ class CamImport;
 class JobListDock;
 class ManifestKeeper;
 class OrigFileModel;
+class PanelRun;
 class RobotProbe;
 class ServiceLog;
 class SiteAccess;
@@ -35,6 +36,7 @@ public:
     ~MainWindow() override;
 
     [[nodiscard]] UI::ZAV_ImportFromFile_Widget* importPanel() const { return m_importPanel; }
+    [[nodiscard]] const PanelRun& panelRun() const { return *m_panelRun; }
     [[nodiscard]] CamImport& camImport() const { return *m_camImport; }
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
     [[nodiscard]] const ManifestKeeper& manifestKeeper() const { return *m_manifests; }
@@ -68,6 +70,7 @@ private:
     OrigFileModel* m_files;
     QTableView* m_fileTable = nullptr;
     CamImport* m_camImport;
+    PanelRun* m_panelRun;
     ManifestKeeper* m_manifests;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;

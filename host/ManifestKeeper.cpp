@@ -6,13 +6,12 @@
 // lost, the site is asked whether it has a job of that stored name. After a crash of the machine a manifest
 // may come back into the folder of a job that was imported, which loses nothing.
 //
-// Both signals of the panel's button frame its slot: pressed() comes before clicked(), however the button is
-// worked, and a connection made to clicked() after the panel's own is called after it. A press that does not
-// become a click leaves copies of manifests that are all in their places, which the next press puts aside.
+// A press of the panel's button that does not become a click leaves copies of manifests that are all in their
+// places, which the next press puts aside.
 
 #include "host/ManifestKeeper.h"
 
-#include "host/BatchBox.h"
+#include "host/PanelRun.h"
 #include "host/SiteAccess.h"
 #include "host/odb/WorkFolder.h"
 #include "ui/import_from_file/BatchDirectory.h"
@@ -22,8 +21,6 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QSaveFile>
 #include <QSet>
 
@@ -108,18 +105,15 @@ Fates readFates(QFile& journal)
 
 } // namespace
 
-ManifestKeeper::ManifestKeeper(SiteAccess& site, const QWidget& panel, QObject* parent)
+ManifestKeeper::ManifestKeeper(SiteAccess& site, const PanelRun& run, QObject* parent)
     : QObject(parent)
     , m_site(site)
 {
-    const BatchBox box = batchBoxOf(panel);
-    // The field may be cleared while the panel keeps the directory.
-    connect(box.directory, &QLineEdit::textChanged, this, [this](const QString& directory) {
-        if (!directory.isEmpty())
-            m_directory = directory;
+    connect(&run, &PanelRun::begins, this, [this](const PanelSource& source) {
+        if (source.kind == PanelSource::Kind::Batch)
+            keep(source.path);
     });
-    connect(box.importButton, &QPushButton::pressed, this, &ManifestKeeper::keep);
-    connect(box.importButton, &QPushButton::clicked, this, &ManifestKeeper::restore);
+    connect(&run, &PanelRun::ended, this, &ManifestKeeper::restore);
     connect(&site, &SiteAccess::serviceCalled, this, &ManifestKeeper::serviceCalled);
 }
 
@@ -128,14 +122,14 @@ ManifestKeeper::~ManifestKeeper()
     restore();
 }
 
-void ManifestKeeper::keep()
+void ManifestKeeper::keep(const QString& batchDirectory)
 {
     restore();
-    if (m_directory.isEmpty())
+    if (batchDirectory.isEmpty())
         return;
     const QString work = m_site.workDirectory();
     QSaveFile journal(work + journalName(++m_batches));
-    for (const QFileInfo& company : UI::batchCompanies(m_directory)) {
+    for (const QFileInfo& company : UI::batchCompanies(batchDirectory)) {
         for (const QFileInfo& job : UI::batchJobs(UI::batchEntryPath(company))) {
             if (UI::batchEntryKind(job) != UI::BatchEntryKind::JobFolder)
                 continue;
@@ -146,7 +140,7 @@ void ManifestKeeper::keep()
             if (!found.content)
                 continue;
             if (!journal.isOpen() && !journal.open(QIODevice::WriteOnly))
-                return tellLost(m_directory, journal.errorString());
+                return tellLost(batchDirectory, journal.errorString());
             m_kept.insert(folder, m_kept.size());
             journal.write(
                 line({{QStringLiteral("folder"), folder},
@@ -159,7 +153,7 @@ void ManifestKeeper::keep()
     if (!journal.commit() ||
         !m_journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered)) {
         m_kept.clear();
-        tellLost(m_directory, journal.errorString());
+        tellLost(batchDirectory, journal.errorString());
     }
 }
 

@@ -9,10 +9,9 @@
 #include <QString>
 #include <QStringList>
 
-class QWidget;
-
 namespace KOZAV::Host {
 
+class PanelRun;
 class SiteAccess;
 
 /// Keeps the job manifests of a batch until their jobs are imported. The panel reads a folder's readme.json
@@ -27,8 +26,8 @@ class ManifestKeeper final : public QObject
 {
     Q_OBJECT
 public:
-    /// @param panel  the file import panel; outlives this object
-    ManifestKeeper(SiteAccess& site, const QWidget& panel, QObject* parent = nullptr);
+    /// @param run  of the file import panel; outlives this object, as the site does
+    ManifestKeeper(SiteAccess& site, const PanelRun& run, QObject* parent = nullptr);
     /// Puts back what a batch that was prepared and not run has left to do.
     ~ManifestKeeper() override;
 
@@ -45,7 +44,7 @@ Q_SIGNALS:
     void lost(const QString& folder, const QString& reason);
 
 private:
-    void keep();
+    void keep(const QString& batchDirectory);
     void serviceCalled(const Backend::OperationEvent& event);
     void restore();
     void restoreFrom(const QString& journal);
@@ -53,7 +52,6 @@ private:
     void tellLost(const QString& folder, const QString& reason);
 
     SiteAccess& m_site;
-    QString m_directory;        ///< of the batch, as it was chosen last
     QFile m_journal;            ///< open while there are copies
     QHash<QString, int> m_kept; ///< numbers of the copies by their job folders
     int m_current = -1;         ///< number of the folder that was stored last; -1: none that has a copy

@@ -1,0 +1,71 @@
+// Two signals of a button frame its slot: pressed() comes before clicked(), however the button is worked, and
+// a connection made to clicked() after the panel's own is called after it.
+//
+// What the panel will import is known from its fields: it fills them as it takes a choice over. A field that
+// is cleared by its button, or typed into, says nothing of the choice, which the panel keeps.
+
+#include "host/PanelRun.h"
+
+#include "host/PanelBoxes.h"
+
+#include <QComboBox>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace KOZAV::Host {
+
+PanelRun::PanelRun(const QWidget& panel, QObject* parent)
+    : QObject(parent)
+    , m_panel(panel)
+{
+    const BatchBox batch = batchBoxOf(panel);
+    follow(batch.directory, batch.clearButton, m_batch);
+    frame(batch.importButton, &PanelRun::batchSource);
+    const SingleBox single = singleBoxOf(panel);
+    follow(single.path, single.clearButton, m_single);
+    frame(single.importButton, &PanelRun::singleSource);
+}
+
+void PanelRun::follow(const QLineEdit* field, const QPushButton* clearButton, Choice& choice)
+{
+    // A change by typing is told before the change itself.
+    connect(field, &QLineEdit::textEdited, this, [&choice] { choice.typing = true; });
+    connect(clearButton, &QPushButton::pressed, this, [&choice] { choice.clearing = true; });
+    connect(clearButton, &QPushButton::clicked, this, [&choice] { choice.clearing = false; });
+    connect(field, &QLineEdit::textChanged, this, [&choice](const QString& text) {
+        const bool kept = choice.typing || (choice.clearing && text.isEmpty());
+        choice.typing = false;
+        if (!kept)
+            choice.path = text;
+    });
+}
+
+void PanelRun::frame(const QPushButton* importButton, PanelSource (PanelRun::*pressed)() const)
+{
+    connect(importButton, &QPushButton::pressed, this, [this, pressed] {
+        m_source = (this->*pressed)();
+        m_running = true;
+        Q_EMIT begins(m_source);
+    });
+    connect(importButton, &QPushButton::clicked, this, [this] {
+        m_running = false;
+        Q_EMIT ended(m_source);
+    });
+}
+
+PanelSource PanelRun::batchSource() const
+{
+    return {PanelSource::Kind::Batch, m_batch.path, QString()};
+}
+
+/// Nothing is imported while the field is empty.
+PanelSource PanelRun::singleSource() const
+{
+    const SingleBox box = singleBoxOf(m_panel);
+    const QString path = box.path->text().isEmpty() ? QString() : m_single.path;
+    const auto kind = QFileInfo(path).isDir() ? PanelSource::Kind::JobFolder : PanelSource::Kind::Archive;
+    return {kind, path, box.company->currentText()};
+}
+
+} // namespace KOZAV::Host

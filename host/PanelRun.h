@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+class QLineEdit;
+class QPushButton;
+class QWidget;
+
+namespace KOZAV::Host {
+
+/// What a run of the file import panel imports.
+struct PanelSource
+{
+    enum class Kind { Batch, Archive, JobFolder };
+
+    Kind kind = Kind::Batch;
+    QString path;    ///< as the panel has it; empty for a batch that was never chosen
+    QString company; ///< of a single source: the one that is chosen in the panel
+};
+
+/// Tells when the file import panel begins to import, before its slot runs, and when the slot has returned.
+/// Between the two the panel never lets the event loop run but in its message boxes.
+class PanelRun final : public QObject
+{
+    Q_OBJECT
+public:
+    /// @param panel  outlives this object
+    explicit PanelRun(const QWidget& panel, QObject* parent = nullptr);
+
+    [[nodiscard]] bool isRunning() const { return m_running; }
+    /// What is imported, or was last.
+    [[nodiscard]] const PanelSource& source() const { return m_source; }
+
+Q_SIGNALS:
+    /// The import follows at once. It may come again without an end in between: a button that is pressed and
+    /// not let go on it imports nothing.
+    void begins(const KOZAV::Host::PanelSource& source);
+    void ended(const KOZAV::Host::PanelSource& source);
+
+private:
+    /// A choice that the panel keeps, as its field shows it when it is made.
+    struct Choice
+    {
+        QString path;
+        bool typing = false;
+        bool clearing = false; ///< the clear button is down
+    };
+
+    void follow(const QLineEdit* field, const QPushButton* clearButton, Choice& choice);
+    void frame(const QPushButton* importButton, PanelSource (PanelRun::*pressed)() const);
+    [[nodiscard]] PanelSource batchSource() const;
+    [[nodiscard]] PanelSource singleSource() const;
+
+    const QWidget& m_panel;
+    Choice m_batch;
+    Choice m_single;
+    PanelSource m_source;
+    bool m_running = false;
+};
+
+} // namespace KOZAV::Host
