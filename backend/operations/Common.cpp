@@ -4,8 +4,8 @@
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/PrivateFile.h"
+#include "backend/operations/ImportRoad.h"
 #include "backend/operations/PackedContents.h"
-#include "backend/operations/RefusedImports.h"
 #include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
 #include "backend/pack/PackFolder.h"
@@ -187,17 +187,20 @@ std::string Common::GetTimeStr()
 int Common::MongodbPut(const std::string& dbName, const std::string& fsName, const std::string& localPath,
                        const std::string& storedName)
 {
+    ImportRoad& road = ImportRoad::ofThisThread();
+    road.beginStoring();
     const auto stored = Operation::run(ServiceOperation::MongodbPut, [&](Operation& call) {
         call.event.subject = call.event.storedName = QString::fromStdString(storedName);
         protectStagedCopy(localPath);
         return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
             const auto file = store.put({dbName, fsName}, storedName, localPath);
-            if (file.ok())
+            if (file.ok()) {
                 call.event.storedBytes = file->length;
+                road.endStoring(storedName);
+            }
             return file.status();
         });
     });
-    noteStoredFile(stored.ok() ? storedName : std::string());
     return serviceStatus(stored.code());
 }
 
@@ -217,16 +220,20 @@ int Common::FoldersCompressSave2MongoDb(const std::string& folder, const std::st
                                         std::string& archiveId)
 {
     std::string id;
+    ImportRoad& road = ImportRoad::ofThisThread();
+    road.beginStoring();
     const auto stored = Operation::run(ServiceOperation::FoldersCompressSave2MongoDb, [&](Operation& call) {
         const std::string path = withoutSeparator(folder);
         call.event.subject = QString::fromLocal8Bit(path.c_str());
         id = commonInterface()->getGUID();
         const std::string storedName = id + ".zip";
         call.event.storedName = QString::fromStdString(storedName);
-        return packAndStore(call, path, stagingDir, storedName);
+        auto packed = packAndStore(call, path, stagingDir, storedName);
+        if (packed.ok())
+            road.endStoring(storedName);
+        return packed;
     });
     archiveId = stored.ok() ? id : std::string();
-    noteStoredFile(stored.ok() ? id + ".zip" : std::string());
     return serviceStatus(stored.code());
 }
 

@@ -1,9 +1,10 @@
 #include "services/bll/Odbpp_CompanyBll.h"
 
 #include "backend/operations/ConditionColumns.h"
-#include "backend/operations/RefusedImports.h"
+#include "backend/operations/ImportRoad.h"
 #include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
+#include "backend/records/SiteEvents.h"
 #include "backend/records/SiteRecords.h"
 
 #include <utility>
@@ -36,6 +37,25 @@ CompanyFilter filterOf(const Conditions& conditions)
     if ((conditions.columns & 4U) != 0)
         filter.number = value->toLongLong();
     return filter;
+}
+
+/// The company of the import that the calling thread is in was not found, or refused it a number. Its file is
+/// stored already and stays, and no row will ever name it: an event says so, once a file, or a check could
+/// not tell it from the remains of a crash. A failure is logged: the operation's own outcome stays.
+void tellRefusedImport(Database& database, const QString& company, const QString& reason)
+{
+    const QString storedName = QString::fromStdString(ImportRoad::ofThisThread().takeUnclaimedFile());
+    if (storedName.isEmpty())
+        return;
+    SiteEvent event;
+    event.kind = eventKind::refused;
+    event.subject = company;
+    event.reason = reason;
+    event.detail = {{QStringLiteral("stored_name"), storedName}};
+    if (const auto told = addEvent(database, event); !told.ok())
+        qCWarning(logDatabase).noquote()
+            << QStringLiteral("no event tells that the import of \"%1\" was refused: %2")
+                   .arg(storedName, told.message());
 }
 
 Status selectCompanies(Operation& call, const Conditions& conditions,
@@ -138,6 +158,8 @@ bool Odbpp_CompanyBll::select(const std::map<std::string, std::string>& textCond
         call.event.subject = describeConditions(textConditions, intConditions);
         if (const auto name = textConditions.find("CompanyName"); name != textConditions.end())
             call.event.company = QString::fromStdString(name->second);
+        if (!call.event.company.isEmpty() && textConditions.size() == 1 && intConditions.empty())
+            ImportRoad::ofThisThread().lookUp(call.event.company);
         const auto conditions = matchConditions(companyColumns(), textConditions, intConditions);
         if (!conditions.ok() || !conditions->satisfiable)
             return conditions.status();
@@ -151,6 +173,7 @@ bool Odbpp_CompanyBll::select(const std::map<std::string, std::string>& textCond
 bool Odbpp_CompanyBll::inputCompanies(std::string& companyName, int userId, int jobCount)
 {
     const auto counted = Operation::run(ServiceOperation::InputCompanies, [&](Operation& call) {
+        ImportRoad::ofThisThread().beginCounting();
         call.event.subject = call.event.company = QString::fromStdString(companyName);
         const RowValues values = RowValues()
                                      .number(jobCount)
@@ -160,6 +183,7 @@ bool Odbpp_CompanyBll::inputCompanies(std::string& companyName, int userId, int 
                                      .number(jobCount);
         return writeJobCount(call, values, jobCount);
     });
+    ImportRoad::ofThisThread().endCounting();
     return counted.ok();
 }
 
@@ -169,6 +193,7 @@ bool Odbpp_CompanyBll::UpdateBatchNumber(int batchNumber, int companyId)
         call.event.subject = QString::number(companyId);
         return writeBatchNumber(call, batchNumber, companyId);
     });
+    ImportRoad::ofThisThread().endCompany();
     return written.ok();
 }
 

@@ -1,5 +1,6 @@
 #include "services/bll/Odbpp_JobCompressBll.h"
 
+#include "backend/operations/ImportRoad.h"
 #include "backend/operations/RowWrites.h"
 
 namespace KOZAV::DataLib::BLL {
@@ -116,6 +117,7 @@ bool Odbpp_JobCompressBll::inputJobCompress(std::string companyName, std::string
                                      {},
                                      {}});
     });
+    ImportRoad::ofThisThread().endEntry();
     return added.ok();
 }
 
@@ -131,6 +133,7 @@ bool Odbpp_JobCompressBll::inputJobCompressByFolder(std::string companyName, std
                               {companyName, companyCode, companyId, jobName, flowGuid, storedName, suffix,
                                remark, fsName, userId, jobNumber, resource, customer2, customer3});
     });
+    ImportRoad::ofThisThread().endEntry();
     return added.ok();
 }
 

@@ -1,7 +1,7 @@
 #include "services/bll/Odbpp_OrigFilesBll.h"
 
+#include "backend/operations/ImportRoad.h"
 #include "backend/operations/PackedContents.h"
-#include "backend/operations/RefusedImports.h"
 #include "backend/operations/RowWrites.h"
 
 namespace KOZAV::DataLib::BLL {
@@ -47,7 +47,7 @@ bool Odbpp_OrigFilesBll::inputOrigFile(std::string origFileGuid, std::string job
         auto inserted = insertRow(call, row, values, Durability::Deferred);
         if (inserted.ok()) {
             forgetPackedContent(storedName);
-            noteClaimedFile(storedName);
+            ImportRoad::ofThisThread().claimFile(storedName);
         }
         return inserted;
     });

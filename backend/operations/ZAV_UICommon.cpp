@@ -1,9 +1,11 @@
 #include "services/ui/ZAV_UICommon.h"
 
 #include "backend/Operation.h"
+#include "backend/operations/ImportRoad.h"
 
 namespace KOZAV::UI {
 
+using Backend::ImportRoad;
 using Backend::Operation;
 using Backend::ServiceOperation;
 using Backend::Status;
@@ -21,6 +23,7 @@ ZAV_UICommon* ZAV_UICommon::interface()
 
 void ZAV_UICommon::refreshOrigFileTable()
 {
+    ImportRoad::ofThisThread().endBatch();
     (void)Operation::run(ServiceOperation::RefreshOrigFileTable, [this](Operation& /*call*/) {
         Q_EMIT origFileTableRefreshRequested();
         return Status();

@@ -2,7 +2,7 @@
 # own.
 zav_add_test_program(operations_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
                      LIBRARIES zav_site_test_support)
-zav_add_tests(operations_tests LABELS operations TESTS operations_events)
+zav_add_tests(operations_tests LABELS operations TESTS operations_events operations_road)
 zav_add_test_program(memory_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
                      LIBRARIES zav_site_test_support)
 zav_add_tests(memory_tests LABELS operations TESTS operations_guard)

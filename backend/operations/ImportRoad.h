@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QString>
+
+#include <memory>
+#include <string>
+
+namespace KOZAV::Backend {
+
+/// Where on the road of an import a thread is.
+enum class RoadStep {
+    None,           ///< on none that is known of
+    DriverLookUp,   ///< a batch has asked for a company, of which no entry has come yet
+    Storing,        ///< an entry's file is being stored or was, with whatever success
+    PipelineLookUp, ///< the entry has asked for its company
+    Counted,        ///< the entry has asked for its number
+    RowsWritten     ///< the entry's last row was written or refused, or the batch has left the company
+};
+
+/// Tells where the calling thread is on the road of an import. Hosts announce nothing: it follows from the
+/// order of the service calls alone, which an import makes on one thread, one after the other. So each
+/// operation tells its road that it was called, before it does anything that may fail.
+class ImportRoad final
+{
+public:
+    static ImportRoad& ofThisThread();
+
+    [[nodiscard]] RoadStep step() const { return m_step; }
+    /// Whether the thread is in a batch: from a driver's look-up until the host is asked to refresh its
+    /// table. A look-up after which nothing is stored for a minute was none of a driver.
+    [[nodiscard]] bool inBatch() const;
+    /// The company that the thread is at; empty: none.
+    [[nodiscard]] const QString& company() const { return m_company; }
+
+    /// A company is looked for by its name alone. @return which look-up this is: the pipeline's where a file
+    /// was stored, or tried to be, since the one before; otherwise a driver's
+    RoadStep lookUp(const QString& company);
+    /// A file begins to be stored: an entry begins.
+    void beginStoring();
+    /// It was stored by this name; empty: it was not.
+    void endStoring(const std::string& storedName);
+    /// A number of the company is asked for. Directly after a driver's look-up: it was none of a batch.
+    void beginCounting();
+    /// That is over, with whatever result.
+    void endCounting();
+    /// A row names the file that was stored: it is not without one any more.
+    void claimFile(const std::string& storedName);
+    /// The last row of the entry was written or refused.
+    void endEntry();
+    /// The company has its new batch number.
+    void endCompany();
+    /// The batch, or the single import, is over.
+    void endBatch();
+
+    /// The file that this thread stored last, while no row names it; empty: none. Tells it once.
+    std::string takeUnclaimedFile();
+
+    /// Keeps something for as long as the thread's batch is at this company: it is let go of when the company
+    /// has its batch number, when the batch goes on to another company or is over, and where it turns out to
+    /// have been none.
+    void keepForCompany(std::shared_ptr<void> thing) { m_keptForCompany = std::move(thing); }
+    /// Keeps something until the entry has been given or refused its number, at most until the next entry.
+    void keepForEntry(std::shared_ptr<void> thing) { m_keptForEntry = std::move(thing); }
+
+private:
+    void leaveCompany();
+
+    RoadStep m_step = RoadStep::None;
+    bool m_inBatch = false;
+    bool m_storedSinceLookUp = false;
+    QString m_company;
+    QElapsedTimer m_sinceDriverLookUp;
+    std::string m_unclaimedFile;
+    std::shared_ptr<void> m_keptForCompany;
+    std::shared_ptr<void> m_keptForEntry;
+};
+
+} // namespace KOZAV::Backend
