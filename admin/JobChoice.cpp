@@ -90,7 +90,7 @@ QString importText(const JobRecord& job)
 {
     if (isVoided(job))
         return QStringLiteral("voided");
-    return job.complete ? QStringLiteral("complete") : QStringLiteral("failed");
+    return job.complete && !hasFailed(job) ? QStringLiteral("complete") : QStringLiteral("failed");
 }
 
 QJsonObject jobJson(const JobRecord& job)

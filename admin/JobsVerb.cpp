@@ -26,9 +26,9 @@ bool isComplete(const JobRecord& job)
 }
 
 /// An import that did not end and was voided is dealt with.
-bool hasFailed(const JobRecord& job)
+bool isFailedImport(const JobRecord& job)
 {
-    return !job.complete && !isVoided(job);
+    return hasFailed(job) || (!job.complete && !isVoided(job));
 }
 
 void askForPair(int state, int subState, JobFilter& filter)
@@ -41,7 +41,7 @@ Status askForState(const QString& state, JobQuestion& question)
 {
     static const QRegularExpression numbers(QStringLiteral("^(\\d{1,9})(?:,(\\d{1,9}))?$"));
     if (state == QLatin1String("failed")) {
-        question.accepts = hasFailed;
+        question.accepts = isFailedImport;
         return {};
     }
     if (state == QLatin1String("waiting")) {

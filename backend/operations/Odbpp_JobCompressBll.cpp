@@ -2,6 +2,7 @@
 
 #include "backend/operations/ImportRoad.h"
 #include "backend/operations/RowWrites.h"
+#include "backend/records/FailedImport.h"
 
 namespace KOZAV::DataLib::BLL {
 

@@ -1,8 +1,9 @@
 #include "backend/records/JobListing.h"
 
 #include "backend/database/Database.h"
-
+#include "backend/records/FailedImport.h"
 #include "backend/records/FileContent.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -152,6 +153,11 @@ bool isVoided(const JobRecord& job)
     return job.state == voidedState && job.subState == voidedSubState;
 }
 
+bool hasFailed(const JobRecord& job)
+{
+    return job.state == importFailedState && job.subState == importFailedSubState;
+}
+
 Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter)
 {
     const auto [sql, values] = wayIn(filter);
@@ -193,7 +199,8 @@ Result<bool> isImported(Database& database, const QString& storedName)
 {
     const auto found = database.value(
         "SELECT f.id FROM orig_file o JOIN job_flow f ON f.orig_file_guid = o.guid"
-        " JOIN job_compress z ON z.flow_guid = f.guid WHERE o.stored_name = ? AND z.stored_name = ? LIMIT 1",
+        " JOIN job_compress z ON z.flow_guid = f.guid WHERE o.stored_name = ? AND z.stored_name = ?"
+        " AND NOT (f.state = -1 AND f.sub_state = -1) LIMIT 1",
         {storedName, storedName});
     return found.ok() ? Result(found->isValid()) : found.status();
 }

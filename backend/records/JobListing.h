@@ -46,6 +46,9 @@ constexpr int voidedState = -2;
 constexpr int voidedSubState = -2;
 [[nodiscard]] bool isVoided(const JobRecord& job);
 
+/// Whether its import was found to have failed (FailedImport.h), complete or not.
+[[nodiscard]] bool hasFailed(const JobRecord& job);
+
 /// All given conditions must hold.
 struct JobFilter
 {
@@ -69,7 +72,7 @@ Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& datab
 Result<std::vector<DataLib::Model::Odbpp_Job_C>>
 listWaitingJobs(Database& database, const std::vector<DataLib::Model::Odbpp_Job_C>& before);
 
-/// Whether a complete import of that stored file is there, voided or not.
+/// Whether a complete import of that stored file is there that did not fail, voided or not.
 Result<bool> isImported(Database& database, const QString& storedName);
 
 } // namespace KOZAV::Backend

@@ -7,12 +7,13 @@ namespace KOZAV::Backend {
 namespace {
 
 // The index of the content comes first and leaves next to no rows; CROSS JOIN keeps SQLite to that order,
-// which MariaDB finds by itself. (-2, -2) is the state of a job that was taken back.
+// which MariaDB finds by itself. (-2, -2) is the state of a job that was taken back, (-1, -1) of one whose
+// import failed.
 #define SELECT_KNOWN_JOB                                                                                     \
     "SELECT f.guid, f.ko_serial_name, f.job_name, z.company_code, z.company_name, f.state, f.sub_state,"     \
     " f.created_time FROM orig_file o CROSS JOIN job_flow f CROSS JOIN job_compress z"                       \
     " WHERE f.orig_file_guid = o.guid AND z.flow_guid = f.guid"                                              \
-    " AND NOT (f.state = -2 AND f.sub_state = -2)"
+    " AND NOT (f.state = -2 AND f.sub_state = -2) AND NOT (f.state = -1 AND f.sub_state = -1)"
 
 struct Texts
 {

@@ -42,6 +42,9 @@ inline const QLatin1String jobUnvoided("unvoid");
 /// An import was refused by its company after its file was stored: {"stored_name"}. The subject is the
 /// company.
 inline const QLatin1String refused("refused");
+/// An import was found not to have stored what was to be imported, and its job was taken off the waiting
+/// list: {"state", "sub_state"} as they were before, {"stored_name"}.
+inline const QLatin1String failedImport("failed-import");
 /// A check of the site has ended: the number of findings of each kind, by its name.
 inline const QLatin1String checked("check");
 /// A stored file was moved into quarantine, back from it, or removed there.
