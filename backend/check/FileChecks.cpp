@@ -13,6 +13,7 @@
 
 #include "backend/check/CheckContext.h"
 #include "backend/check/ContentReading.h"
+#include "backend/check/FileListings.h"
 #include "backend/check/ReadingState.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
@@ -28,7 +29,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -38,7 +38,6 @@ namespace KOZAV::Backend {
 
 namespace {
 
-constexpr int pageRows = 1000;
 constexpr std::size_t secondLooksAtOnce = 200;
 constexpr std::size_t rowsPerWrite = 200;
 constexpr int failedState = -1;
@@ -91,108 +90,6 @@ FindingKind kindOf(StoreFlaw::Kind kind)
     }
     return FindingKind::IndexMissing;
 }
-
-/// A flaw of a store, and the job whose file it is.
-struct NamedFlaw
-{
-    StoreFlaw flaw;
-    QString job;
-    bool isNamed = false; ///< a row names the file
-};
-
-/// The stored files of one file store, by name, on their way through the comparison.
-struct Listing
-{
-    StoreLocation location;
-    DocumentStore::FilePages pages; ///< none for a file store that is new since the beginning
-    std::vector<StoredFile> page;
-    std::size_t next = 0;
-    std::vector<FileRow> rows;             ///< those that name the next file
-    std::vector<NamedFlaw> flaws;          ///< sorted by name
-    std::set<std::string> namedByLastRows; ///< of jobs whose original-file row does not
-
-    /// Reads the next page where this one is at its end.
-    Status fill()
-    {
-        if (next < page.size() || !pages)
-            return {};
-        auto read = pages();
-        if (!read.ok())
-            return read.status();
-        page = std::move(read.value());
-        next = 0;
-        if (page.empty())
-            pages = nullptr;
-        return {};
-    }
-
-    /// The next file; null behind the last. To be called after fill().
-    [[nodiscard]] const StoredFile* file() const { return next < page.size() ? &page[next] : nullptr; }
-
-    /// Marks the flaws of that name as those of a row's file. @return whether there are any
-    bool joinFlaws(const std::string& name, const FileRow& row)
-    {
-        const auto before = [](const NamedFlaw& one, const std::string& other) {
-            return one.flaw.name < other;
-        };
-        auto at = std::lower_bound(flaws.begin(), flaws.end(), name, before);
-        const bool found = at != flaws.end() && at->flaw.name == name;
-        for (; at != flaws.end() && at->flaw.name == name; ++at) {
-            at->job = row.job;
-            at->isNamed = true;
-        }
-        return found;
-    }
-    [[nodiscard]] bool hasFlaw(const std::string& name) const
-    {
-        const auto before = [](const NamedFlaw& one, const std::string& other) {
-            return one.flaw.name < other;
-        };
-        const auto at = std::lower_bound(flaws.begin(), flaws.end(), name, before);
-        return at != flaws.end() && at->flaw.name == name;
-    }
-};
-
-/// The rows of all original files in the order of their stored names.
-class FileRows final
-{
-public:
-    explicit FileRows(Database& database)
-        : m_database(database)
-    {
-    }
-
-    /// The next row; null behind the last.
-    Result<const FileRow*> peek()
-    {
-        if (m_at == m_page.size() && !m_atEnd) {
-            if (auto read = readPage(); !read.ok())
-                return read;
-        }
-        return m_at < m_page.size() ? &m_page[m_at] : nullptr;
-    }
-    FileRow take() { return std::move(m_page[m_at++]); }
-
-private:
-    Status readPage()
-    {
-        auto page = listFileRows(m_database, m_place, pageRows);
-        if (!page.ok())
-            return page.status();
-        m_page = std::move(page.value());
-        m_at = 0;
-        m_atEnd = m_page.size() < static_cast<std::size_t>(pageRows);
-        if (!m_page.empty())
-            m_place = {m_page.back().storedName, m_page.back().id};
-        return {};
-    }
-
-    Database& m_database;
-    FileRowPlace m_place{QString(), std::numeric_limits<qint64>::min()};
-    std::vector<FileRow> m_page;
-    std::size_t m_at = 0;
-    bool m_atEnd = false;
-};
 
 class FileComparison final
 {
@@ -318,23 +215,14 @@ Status FileComparison::openListings()
     for (const std::string& name : names) {
         auto listing = std::make_unique<Listing>();
         listing->location = {m_configured.database, name};
-        auto flaws = m_context.store.survey(listing->location);
-        if (!flaws.ok()) {
-            auto told = asFinding(m_context, FindingKind::NotLookedAt, locationText(listing->location),
-                                  flaws.status());
+        if (const auto flaws = listing->survey(m_context.store); !flaws.ok()) {
+            auto told =
+                asFinding(m_context, FindingKind::NotLookedAt, locationText(listing->location), flaws);
             if (!told.ok())
                 return told;
-        } else {
-            for (StoreFlaw& flaw : flaws.value())
-                listing->flaws.push_back({std::move(flaw), {}, false});
-            std::sort(
-                listing->flaws.begin(), listing->flaws.end(),
-                [](const NamedFlaw& one, const NamedFlaw& other) { return one.flaw.name < other.flaw.name; });
         }
-        auto pages = m_context.store.listInPages(listing->location);
-        if (!pages.ok())
-            return pages.status();
-        listing->pages = std::move(pages.value());
+        if (auto opened = listing->open(m_context.store); !opened.ok())
+            return opened;
         m_listings.push_back(std::move(listing));
     }
     return {};

@@ -9,6 +9,7 @@
 
 #include "backend/migrate/BackupFolder.h"
 
+#include "backend/Site.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/PrivateFile.h"
@@ -216,6 +217,18 @@ Status BackupFolder::removeOtherRows() const
                 return removed;
     }
     return {};
+}
+
+Result<OpenedBackup> openBackup(const QString& path)
+{
+    auto folder = BackupFolder::openComplete(path);
+    if (!folder.ok())
+        return folder.status();
+    auto site = std::make_unique<Site>(folder->configuration(), Site::Use::Mending);
+    const auto settings = site->settings();
+    if (!settings.ok())
+        return settings.status();
+    return OpenedBackup{std::move(folder.value()), std::move(site), settings.value()};
 }
 
 } // namespace KOZAV::Backend

@@ -7,10 +7,13 @@
 #include <QDir>
 #include <QString>
 
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace KOZAV::Backend {
+
+class Site;
 
 /// A folder that holds the backup of one site (docs/sites.md). It is an embedded site itself: a configuration
 /// names the rows of one moment and a local store with every file that they name. While the object lives,
@@ -53,5 +56,16 @@ private:
     FileLock m_lock;
     QString m_identity; ///< of the site; empty in a folder that is not marked yet
 };
+
+/// A complete backup that is read. It is opened like a site in which files may be missing.
+struct OpenedBackup
+{
+    BackupFolder folder;
+    std::unique_ptr<Site> site;
+    Settings settings;
+};
+
+/// See BackupFolder::openComplete(). Neither rows nor store are opened.
+Result<OpenedBackup> openBackup(const QString& path);
 
 } // namespace KOZAV::Backend

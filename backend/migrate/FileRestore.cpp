@@ -38,7 +38,7 @@ public:
 
     Result<FileRestoreReport> run()
     {
-        for (const auto step : {&FileRestore::openBackup, &FileRestore::openSite, &FileRestore::claimStore,
+        for (const auto step : {&FileRestore::openSource, &FileRestore::openSite, &FileRestore::claimStore,
                                 &FileRestore::makeRoom, &FileRestore::copy, &FileRestore::record})
             if (const auto done = (this->*step)(); !done.ok())
                 return done;
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    Status openBackup();
+    Status openSource();
     Status openSite();
     Status claimStore();
     Status makeRoom();
@@ -61,32 +61,25 @@ private:
     QString m_path;
     FileRestoreOptions m_options;
     ProgressMeter m_meter;
-    std::optional<BackupFolder> m_folder;
-    std::unique_ptr<Site> m_backup;
+    std::optional<OpenedBackup> m_backup;
     DocumentStore* m_source = nullptr;
     Database* m_rows = nullptr;
     DocumentStore* m_target = nullptr;
-    Settings m_sourceSettings;
     Settings m_settings; ///< of the site
     std::vector<ClaimedFile> m_claimed;
     FileRestoreReport m_report;
 };
 
-Status FileRestore::openBackup()
+Status FileRestore::openSource()
 {
     m_meter.enter(MigrationProgress::Phase::Checking);
-    auto folder = BackupFolder::openComplete(m_path);
-    if (!folder.ok())
-        return folder.status();
-    m_folder.emplace(std::move(folder.value()));
-    m_backup = std::make_unique<Site>(m_folder->configuration(), Site::Use::Mending);
-    const auto settings = m_backup->settings();
-    if (!settings.ok())
-        return settings.status();
-    m_sourceSettings = settings.value();
-    m_report.identity = m_folder->identity();
-    m_report.moment = m_sourceSettings.backupMoment;
-    const auto source = m_backup->documentStore();
+    auto backup = openBackup(m_path);
+    if (!backup.ok())
+        return backup.status();
+    m_backup.emplace(std::move(backup.value()));
+    m_report.identity = m_backup->folder.identity();
+    m_report.moment = m_backup->settings.backupMoment;
+    const auto source = m_backup->site->documentStore();
     if (source.ok())
         m_source = source.value();
     return source.status();
@@ -105,10 +98,10 @@ Status FileRestore::openSite()
     const auto identity = siteIdentity(*m_rows);
     if (!identity.ok())
         return identity.status();
-    if (identity.value() != m_folder->identity())
+    if (identity.value() != m_backup->folder.identity())
         return Status::configuration(
             QStringLiteral("the database %1 is that of the site \"%2\", the backup is of %3")
-                .arg(m_rows->place(), identity.value(), m_folder->identity()));
+                .arg(m_rows->place(), identity.value(), m_backup->folder.identity()));
     const auto target = m_site.documentStore();
     if (!target.ok())
         return target.status();
@@ -131,7 +124,7 @@ Status FileRestore::claimStore()
 {
     const StoreLocation location = storeLocation(m_settings.documentStore);
     const auto mark = m_target->siteMark(location);
-    if (!mark.ok() || mark.value() == m_folder->identity())
+    if (!mark.ok() || mark.value() == m_backup->folder.identity())
         return mark.status();
     const auto files = m_target->list(location);
     if (!files.ok())
@@ -140,8 +133,8 @@ Status FileRestore::claimStore()
         return Status::alreadyExists(
             QStringLiteral(
                 "the document store %1 is not that of the site %2, and not empty: nothing is put into it")
-                .arg(placeOf(m_settings.documentStore), m_folder->identity()));
-    return m_target->setSiteMark(location, m_folder->identity());
+                .arg(placeOf(m_settings.documentStore), m_backup->folder.identity()));
+    return m_target->setSiteMark(location, m_backup->folder.identity());
 }
 
 Status FileRestore::addFlaws(const std::string& fileStore, std::set<FileKey>& damaged)
@@ -219,7 +212,7 @@ Status FileRestore::makeRoom()
 Status FileRestore::makeRoomFor(const ClaimedFile& file)
 {
     const auto right =
-        m_source->find(storeLocation(m_sourceSettings.documentStore, file.fileStore), file.name);
+        m_source->find(storeLocation(m_backup->settings.documentStore, file.fileStore), file.name);
     if (!right.ok() || (file.content && !holds(right.value(), *file.content)))
         return {};
     const auto moved =
@@ -237,8 +230,8 @@ Status FileRestore::copy()
     const auto passage = TransferFolder::open(m_settings.uploadCache);
     if (!passage.ok())
         return passage.status();
-    auto files = ClaimedFileMigration::open(m_sourceSettings.documentStore, m_settings.documentStore, m_meter,
-                                            TargetQuarantine::PassedOver);
+    auto files = ClaimedFileMigration::open(m_backup->settings.documentStore, m_settings.documentStore,
+                                            m_meter, TargetQuarantine::PassedOver);
     if (!files.ok())
         return files.status();
     ClaimedFileMigration& migration = *files.value();
@@ -261,7 +254,7 @@ Status FileRestore::record()
     event.kind = eventKind::broughtBack;
     event.userId = m_settings.userId;
     event.userName = m_settings.userName;
-    event.subject = m_folder->path();
+    event.subject = m_backup->folder.path();
     event.outcome =
         m_report.losses.empty() ? QStringLiteral("complete") : QStringLiteral("files are missing");
     event.detail = {{QStringLiteral("moment"), m_report.moment},

@@ -75,14 +75,14 @@ private:
     Status look()
     {
         for (const auto step :
-             {&SiteRestore::openBackup, &SiteRestore::makeConfiguration, &SiteRestore::openStore,
+             {&SiteRestore::openSource, &SiteRestore::makeConfiguration, &SiteRestore::openStore,
               &SiteRestore::openDatabase, &SiteRestore::lookForFiles})
             if (auto done = (this->*step)(); !done.ok())
                 return done;
         return {};
     }
 
-    Status openBackup();
+    Status openSource();
     Status makeConfiguration();
     [[nodiscard]] Status checkConfiguration() const;
     Status openStore();
@@ -97,10 +97,8 @@ private:
 
     const RestoreRequest& m_request;
     ProgressMeter m_meter;
-    std::optional<BackupFolder> m_folder;
-    std::unique_ptr<Site> m_backup;
+    std::optional<OpenedBackup> m_backup;
     bool m_madeConfiguration = false;
-    Settings m_sourceSettings;
     Settings m_targetSettings;
     Database* m_source = nullptr;
     std::unique_ptr<DocumentStore> m_store;
@@ -109,23 +107,18 @@ private:
     std::unique_ptr<ClaimedFileMigration> m_files;
 };
 
-Status SiteRestore::openBackup()
+Status SiteRestore::openSource()
 {
     m_meter.enter(Phase::Checking);
-    auto folder = BackupFolder::openComplete(m_request.folder);
-    if (!folder.ok())
-        return folder.status();
-    m_folder.emplace(std::move(folder.value()));
-    m_backup = std::make_unique<Site>(m_folder->configuration(), Site::Use::Mending);
-    const auto settings = m_backup->settings();
-    if (!settings.ok())
-        return settings.status();
-    m_sourceSettings = settings.value();
-    const auto source = m_backup->database();
+    auto backup = openBackup(m_request.folder);
+    if (!backup.ok())
+        return backup.status();
+    m_backup.emplace(std::move(backup.value()));
+    const auto source = m_backup->site->database();
     if (!source.ok())
         return source.status().in(QStringLiteral("backup"));
     m_source = source.value();
-    return m_backup->documentStore().status();
+    return m_backup->site->documentStore().status();
 }
 
 Status SiteRestore::makeConfiguration()
@@ -139,10 +132,10 @@ Status SiteRestore::makeConfiguration()
                 "the site under DIR")
                 .arg(plan.configuration));
     if (!isThere) {
-        const DocumentStoreSettings& names = m_sourceSettings.documentStore;
+        const DocumentStoreSettings& names = m_backup->settings.documentStore;
         plan.values.emplace_back(QStringLiteral("document_store/database"), names.database);
         plan.values.emplace_back(QStringLiteral("document_store/file_store"), names.fileStore);
-        plan.values.emplace_back(QStringLiteral("site/id"), m_folder->identity());
+        plan.values.emplace_back(QStringLiteral("site/id"), m_backup->folder.identity());
     }
     const auto made = provideConfiguration(plan);
     if (!made.ok())
@@ -158,16 +151,16 @@ Status SiteRestore::makeConfiguration()
 Status SiteRestore::checkConfiguration() const
 {
     const QString file = QStringLiteral("configuration file \"%1\"").arg(m_request.site.configuration);
-    if (!m_targetSettings.siteId.isEmpty() && m_targetSettings.siteId != m_folder->identity())
+    if (!m_targetSettings.siteId.isEmpty() && m_targetSettings.siteId != m_backup->folder.identity())
         return notEmpty(file, QStringLiteral("is that of another site (%1), the backup is of %2")
-                                  .arg(m_targetSettings.siteId, m_folder->identity()));
-    if (m_targetSettings.documentStore.fileStore != m_sourceSettings.documentStore.fileStore)
+                                  .arg(m_targetSettings.siteId, m_backup->folder.identity()));
+    if (m_targetSettings.documentStore.fileStore != m_backup->settings.documentStore.fileStore)
         return Status::configuration(
             QStringLiteral(
                 "%1: document_store/file_store is \"%2\", in the backup \"%3\": the rows say where "
                 "their files lie, so both need the same")
                 .arg(file, m_targetSettings.documentStore.fileStore,
-                     m_sourceSettings.documentStore.fileStore));
+                     m_backup->settings.documentStore.fileStore));
     return {};
 }
 
@@ -187,7 +180,7 @@ Status SiteRestore::openStore()
     if (!mark.ok())
         return mark.status();
     const QString place = QStringLiteral("the document store %1").arg(placeOf(settings));
-    if (mark.value() == m_folder->identity())
+    if (mark.value() == m_backup->folder.identity())
         return {};
     if (!mark->isEmpty())
         return notEmpty(place, QStringLiteral("is that of another site (%1)").arg(mark.value()));
@@ -209,7 +202,7 @@ Status SiteRestore::openDatabase()
     const auto identity = siteIdentity(*m_target);
     if (!identity.ok())
         return identity.status();
-    if (identity.value() == unfinished(m_folder->identity()))
+    if (identity.value() == unfinished(m_backup->folder.identity()))
         return {};
     const QString place = QStringLiteral("the database %1").arg(m_target->place());
     if (!identity->isEmpty())
@@ -226,7 +219,7 @@ Status SiteRestore::lookForFiles()
     if (!claimed.ok())
         return claimed.status();
     auto files =
-        ClaimedFileMigration::open(m_sourceSettings.documentStore, m_targetSettings.documentStore, m_meter);
+        ClaimedFileMigration::open(m_backup->settings.documentStore, m_targetSettings.documentStore, m_meter);
     if (!files.ok())
         return files.status();
     m_files = std::move(files.value());
@@ -247,7 +240,7 @@ Status SiteRestore::lookForFiles()
 /// would be taken for a new site.
 Status SiteRestore::begin()
 {
-    const QString& identity = m_folder->identity();
+    const QString& identity = m_backup->folder.identity();
     if (m_targetSettings.siteId.isEmpty())
         if (auto written = writeSiteId(m_request.site.configuration, identity); !written.ok())
             return written;
@@ -296,7 +289,8 @@ Status SiteRestore::finish()
             return raised;
         if (auto noted = addRestoreEvent(); !noted.ok())
             return noted;
-        return replaceSiteIdentity(*m_target, unfinished(m_folder->identity()), m_folder->identity());
+        return replaceSiteIdentity(*m_target, unfinished(m_backup->folder.identity()),
+                                   m_backup->folder.identity());
     });
 }
 
@@ -306,10 +300,10 @@ Status SiteRestore::addRestoreEvent()
     event.kind = eventKind::broughtBack;
     event.userId = m_targetSettings.userId;
     event.userName = m_targetSettings.userName;
-    event.subject = m_folder->path();
+    event.subject = m_backup->folder.path();
     event.outcome =
         m_files->losses().empty() ? QStringLiteral("complete") : QStringLiteral("files are missing");
-    event.detail = {{QStringLiteral("moment"), m_sourceSettings.backupMoment},
+    event.detail = {{QStringLiteral("moment"), m_backup->settings.backupMoment},
                     {QStringLiteral("raised_counters"), m_request.raiseCounters},
                     {QStringLiteral("files"), m_files->all().files},
                     {QStringLiteral("lost"), static_cast<qint64>(m_files->losses().size())}};
@@ -319,8 +313,8 @@ Status SiteRestore::addRestoreEvent()
 RestoreReport SiteRestore::report() const
 {
     RestoreReport report;
-    report.identity = m_folder->identity();
-    report.moment = m_sourceSettings.backupMoment;
+    report.identity = m_backup->folder.identity();
+    report.moment = m_backup->settings.backupMoment;
     report.rows = m_target->place();
     report.documents = placeOf(m_targetSettings.documentStore);
     report.files = m_files->all();

@@ -202,16 +202,20 @@ Status GridFsDocumentStore::removeStored(const StoreLocation& location, const st
     auto opened = session(location);
     if (!opened.ok())
         return opened.status();
-    const auto revisions = opened->bucket().revisions(name);
+    return removeAll(opened->bucket(), opened->bucket().revisions(name), notStored(location, name));
+}
+
+/// @param none  what is told where there is nothing to remove
+Status GridFsDocumentStore::removeAll(GridFsBucket& bucket, const Result<std::vector<GridFsFile>>& revisions,
+                                      const Status& none)
+{
     if (!revisions.ok())
         return revisions.status();
-    if (revisions->empty())
-        return notStored(location, name);
     for (const GridFsFile& file : revisions.value()) {
-        if (auto removed = removeRevision(opened->bucket(), file); !removed.ok())
+        if (auto removed = removeRevision(bucket, file); !removed.ok())
             return removed;
     }
-    return {};
+    return revisions->empty() ? none : Status();
 }
 
 Result<std::vector<StoredFile>> GridFsDocumentStore::findFiles(const StoreLocation& location,
@@ -300,16 +304,8 @@ Status GridFsDocumentStore::purgeFile(const StoreLocation& location, const std::
     auto opened = session(location);
     if (!opened.ok())
         return opened.status();
-    const auto revisions = opened->bucket().quarantinedRevisions(name);
-    if (!revisions.ok())
-        return revisions.status();
-    if (revisions->empty())
-        return notQuarantined(location, name);
-    for (const GridFsFile& file : revisions.value()) {
-        if (auto removed = removeRevision(opened->bucket(), file); !removed.ok())
-            return removed;
-    }
-    return {};
+    return removeAll(opened->bucket(), opened->bucket().quarantinedRevisions(name),
+                     notQuarantined(location, name));
 }
 
 Result<QString> GridFsDocumentStore::readSiteMark(const StoreLocation& location)

@@ -57,6 +57,8 @@ private:
     Result<GridFsSession> session(const StoreLocation& location);
     Status makeIndexesOnce(GridFsBucket& bucket);
     Result<GridFsFile> usableFile(GridFsBucket& bucket, const std::string& name);
+    Status removeAll(GridFsBucket& bucket, const Result<std::vector<GridFsFile>>& revisions,
+                     const Status& none);
     Status removeRevision(GridFsBucket& bucket, const GridFsFile& file);
     Status moveRevision(GridFsBucket& bucket, const GridFsFile& file, Move move);
     Status clarifyMove(const StoreLocation& location, const GridFsFile& file, const Status& failure);
