@@ -28,16 +28,16 @@ constexpr const char* changeState =
     " WHERE guid = ? AND state = ? AND sub_state = ?";
 
 // A file is named by the last row of an import, as an original file, as what was imported last, and as a
-// robot archive.
-#define NOT_VOIDED " WHERE (f.state <> -2 OR f.sub_state <> -2)"
-constexpr const char* namedFiles =
-    "SELECT z.stored_name, f.guid FROM job_flow f JOIN job_compress z ON z.flow_guid = f.guid" NOT_VOIDED
-    " UNION ALL SELECT o.stored_name, f.guid FROM job_flow f"
-    " JOIN orig_file o ON o.guid = f.orig_file_guid" NOT_VOIDED
-    " UNION ALL SELECT o.stored_name, f.guid FROM job_flow f"
-    " JOIN orig_file o ON o.guid = f.last_import_orig_file_guid" NOT_VOIDED
-    " UNION ALL SELECT o.stored_name, f.guid FROM job_flow f JOIN orig_file o ON o.flow_guid = "
-    "f.guid" NOT_VOIDED;
+// robot archive. Each way begins at the index of its stored names.
+#define NOT_VOIDED " AND (f.state <> -2 OR f.sub_state <> -2)"
+constexpr const char* jobsOfFile =
+    "SELECT f.guid FROM job_compress z JOIN job_flow f ON f.guid = z.flow_guid WHERE z.stored_name = "
+    "?" NOT_VOIDED " UNION ALL SELECT f.guid FROM orig_file o JOIN job_flow f ON f.orig_file_guid = o.guid"
+    " WHERE o.stored_name = ?" NOT_VOIDED
+    " UNION ALL SELECT f.guid FROM orig_file o JOIN job_flow f ON f.last_import_orig_file_guid = o.guid"
+    " WHERE o.stored_name = ?" NOT_VOIDED
+    " UNION ALL SELECT f.guid FROM orig_file o JOIN job_flow f ON f.guid = o.flow_guid"
+    " WHERE o.stored_name = ?" NOT_VOIDED;
 #undef NOT_VOIDED
 
 struct StatePair
@@ -78,17 +78,21 @@ Result<QSet<QString>> filesInUse(Database& database, const std::vector<JobRecord
     QSet<QString> files;
     QSet<QString> flows;
     for (const JobRecord& job : jobs) {
-        files.insert(job.storedName);
+        if (!job.storedName.isEmpty())
+            files.insert(job.storedName);
         flows.insert(job.flowGuid);
     }
     QSet<QString> inUse;
-    const auto status = database.query(namedFiles, {}, [&](const QSqlQuery& row) {
-        const QString file = row.value(0).toString();
-        if (files.contains(file) && !flows.contains(row.value(1).toString()))
-            inUse.insert(file);
-        return true;
-    });
-    return status.ok() ? Result(inUse) : status;
+    for (const QString& file : qAsConst(files)) {
+        const auto status = database.query(jobsOfFile, {file, file, file, file}, [&](const QSqlQuery& row) {
+            if (!flows.contains(row.value(0).toString()))
+                inUse.insert(file);
+            return true;
+        });
+        if (!status.ok())
+            return status;
+    }
+    return inUse;
 }
 
 SiteEvent eventOf(QLatin1String kind, const VoidingOrder& order, const JobRecord& job)

@@ -1,6 +1,7 @@
 #include "admin/Application.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
+#include "backend/records/JobListing.h"
 #include "backend/records/JobVoiding.h"
 #include "backend/records/SiteEvents.h"
 #include "backend/store/DocumentStore.h"
@@ -28,6 +29,7 @@ using namespace KOZAV::DataLib;
 using Admin::ExitCode;
 using Backend::ErrorCode;
 using Backend::Site;
+using Backend::Status;
 
 Q_DECLARE_METATYPE(ExitCode)
 
@@ -72,6 +74,7 @@ private Q_SLOTS:
     void aBatchIsVoidedWhole();
     void numbersAreNotGivenAgain();
     void aFileThatAnotherJobNeedsStays();
+    void filesInUseAreFoundByTheirIndexes();
     void aSecondRunCompletesAnInterruptedOne();
     void aPurgedFileKeepsTheJobVoided();
     void aHalfImportIsVoided();
@@ -263,6 +266,36 @@ void AdminJobVoidingTest::aFileThatAnotherJobNeedsStays()
     QCOMPARE(run(text("job unvoid AB000001 --yes")).err, QString());
     QCOMPARE(waiting(), text("AB000001 AB000002"));
     QCOMPARE(m_site->storedNames().size(), 1);
+}
+
+/// The engine keeps the texts of the statements that are prepared: the plan is that of the product's own.
+void AdminJobVoidingTest::filesInUseAreFoundByTheirIndexes()
+{
+    importJob(1);
+    const auto jobs = Backend::listJobs(database(), {});
+    QVERIFY2(jobs.ok(), qPrintable(jobs.message()));
+    Backend::VoidingOrder order;
+    order.reason = text("r");
+    order.dryRun = true;
+    const auto site = Site::current().settings();
+    QVERIFY(Backend::voidJobs({database(), store(), site->documentStore}, jobs.value(), order).ok());
+    const auto sql = database().value("SELECT sql FROM sqlite_stmt WHERE sql LIKE '%WHERE z.stored_name =%'"
+                                      " AND sql NOT LIKE '%sqlite_stmt%'");
+    if (!sql.ok())
+        QSKIP("this engine does not tell its statements");
+    QVERIFY(!sql.value().toString().isEmpty());
+    QStringList plan;
+    const QByteArray explained = "EXPLAIN QUERY PLAN " + sql.value().toString().toLatin1();
+    const Status told = database().query(explained.constData(), {}, [&plan](const QSqlQuery& row) {
+        plan << row.value(3).toString();
+        return true;
+    });
+    QVERIFY2(told.ok(), qPrintable(told.message()));
+    const QString steps = plan.join(text("; "));
+    QVERIFY2(!steps.contains(text("SCAN")), qPrintable(steps));
+    for (const char* index : {"z USING INDEX job_compress_stored_name", "o USING INDEX orig_file_stored_name",
+                              "f USING INDEX job_flow_orig_file_guid", "f USING INDEX job_flow_last_import"})
+        QVERIFY2(steps.contains(QLatin1String(index)), qPrintable(steps));
 }
 
 void AdminJobVoidingTest::aSecondRunCompletesAnInterruptedOne()

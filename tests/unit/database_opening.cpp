@@ -144,7 +144,7 @@ void DatabaseOpeningTest::engineAndSchemaVersion()
     const TemporaryDatabase place;
     const auto database = place.open();
     QVERIFY(database);
-    QCOMPARE(database->schemaVersion().value(), 2);
+    QCOMPARE(database->schemaVersion().value(), 3);
     QVERIFY(database->engineVersion().value().startsWith(QStringLiteral("SQLite 3.")));
 }
 
@@ -197,7 +197,7 @@ void DatabaseOpeningTest::foreignContentIsRefusedAndLeftAsItIs_data()
     QTest::newRow("other program") << QStringLiteral("foreign") << ErrorCode::Configuration
                                    << QStringLiteral("another program");
     QTest::newRow("newer schema") << QStringLiteral("newer") << ErrorCode::Configuration
-                                  << QStringLiteral("schema version 99, this program knows up to 2");
+                                  << QStringLiteral("schema version 99, this program knows up to 3");
 }
 
 void DatabaseOpeningTest::foreignContentIsRefusedAndLeftAsItIs()
@@ -296,7 +296,7 @@ void DatabaseOpeningTest::processesThatMakeASiteAtOnceAllSucceed()
             QCOMPARE(process->wait(), 0);
             QCOMPARE(process->output().trimmed(), QStringLiteral("0"));
         }
-        QCOMPARE(place.open()->schemaVersion().value(), 2);
+        QCOMPARE(place.open()->schemaVersion().value(), 3);
     }
 }
 

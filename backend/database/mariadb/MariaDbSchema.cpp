@@ -168,6 +168,23 @@ constexpr const char* chooseContentColumns =
     " FROM information_schema.columns WHERE table_schema = DATABASE()"
     " AND table_name = 'orig_file' AND column_name = 'stored_length')";
 
+// Without a reference to the company: its check would lock the row whose job count others raise. Both times
+// are the server's, so that programs with different clocks agree on them.
+constexpr const char* createCompanyHold = "CREATE TABLE IF NOT EXISTS company_hold ("
+                                          " company_id INTEGER PRIMARY KEY,"
+                                          " holder " KEY_TEXT " NOT NULL CHECK (holder <> ''),"
+                                          " user_name " LONG_TEXT " NOT NULL,"
+                                          " host " LONG_TEXT " NOT NULL,"
+                                          " process_id BIGINT NOT NULL,"
+                                          " since DATETIME(3) NOT NULL,"
+                                          " expires DATETIME(3) NOT NULL)" TABLE_OPTIONS;
+
+constexpr const char* chooseStoredNameIndex =
+    "SET @add_index = (SELECT IF(COUNT(*) = 0,"
+    " 'ALTER TABLE job_compress ADD INDEX job_compress_stored_name (stored_name)', 'DO 0')"
+    " FROM information_schema.statistics WHERE table_schema = DATABASE()"
+    " AND table_name = 'job_compress' AND index_name = 'job_compress_stored_name')";
+
 #undef TABLE_OPTIONS
 #undef KEY_TEXT
 #undef LONG_TEXT
@@ -227,7 +244,7 @@ constexpr TableLayout layouts[] = {
      " user_id int, job_number int, resource mediumtext DEFAULT, customer2 mediumtext DEFAULT,"
      " customer3 mediumtext DEFAULT, created_time varchar(32)",
      "PRIMARY UNIQUE id, flow_guid UNIQUE flow_guid, job_compress_company_code company_code,"
-     " job_compress_company_id company_id",
+     " job_compress_company_id company_id, job_compress_stored_name stored_name",
      "job_compress_flow flow_guid>job_flow.guid, job_compress_company company_code>company.code,"
      " job_compress_company_number company_id>company.id"},
     {"pre_file", 1,
@@ -246,6 +263,10 @@ constexpr TableLayout layouts[] = {
      "PRIMARY UNIQUE id, guid UNIQUE guid, event_flow_guid flow_guid, event_run_guid run_guid, event_kind "
      "kind+id",
      "event_flow flow_guid>job_flow.guid"},
+    {"company_hold", 1,
+     "company_id int, holder varchar(255), user_name mediumtext, host mediumtext, process_id bigint,"
+     " since datetime, expires datetime",
+     "PRIMARY UNIQUE company_id", ""},
 };
 
 } // namespace
@@ -261,6 +282,9 @@ const std::vector<MigrationStep>& MariaDbDialect::migrations() const
         {2,
          {createSite, createEvent, chooseContentColumns, "PREPARE add_content FROM @add_content",
           "EXECUTE add_content", "DEALLOCATE PREPARE add_content"}},
+        {3,
+         {createCompanyHold, chooseStoredNameIndex, "PREPARE add_index FROM @add_index", "EXECUTE add_index",
+          "DEALLOCATE PREPARE add_index"}},
     };
     return steps;
 }

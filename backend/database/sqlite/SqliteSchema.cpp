@@ -140,6 +140,10 @@ const std::vector<MigrationStep>& SqliteDialect::migrations() const
           "CREATE INDEX orig_file_stored_name ON orig_file (stored_name)",
           "CREATE INDEX orig_file_stored_content ON orig_file (stored_length, stored_sha256)",
           "CREATE INDEX orig_file_content ON orig_file (content_length, content_sha256)"}},
+        // Who holds a company is kept by locks of the operating system here, in no table.
+        {3,
+         {"CREATE INDEX job_compress_stored_name ON job_compress (stored_name)",
+          "CREATE INDEX job_flow_last_import ON job_flow (last_import_orig_file_guid)"}},
     };
     return steps;
 }
