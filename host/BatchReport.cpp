@@ -1,7 +1,9 @@
 #include "host/BatchReport.h"
 
+#include "host/PanelRun.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
@@ -12,10 +14,16 @@
 #include <filesystem>
 #include <system_error>
 
-// The listing and the events are brought together by their order: of the accepted entries, the first has the
-// events from the first storing call up to the second, and so on. An entry that is not accepted has none, and
-// one that the import did not come to has none either. What a row says of a job is taken from calls that
-// succeeded, never from what was asked for.
+// The listing and the events are brought together by what the events themselves say, and by their order. The
+// driver's look-up of a company begins that company; a storing call begins an entry, which ends with the
+// job-compress row, with the next storing call, or with the end of its company. A packed folder is known by
+// its path. A stored archive is known by its suffix and its turn, and a moment later by the name that its
+// rows have: where that is another entry's, all events of it become that entry's, and where no entry has it,
+// it came after the listing and gets a row of its own. So what fails for one entry, or an entry that came or
+// went meanwhile, never shows as another's. Calls that are none of an import's are passed over: the window
+// makes some while the panel's message boxes are shown.
+//
+// What a row says of a job is taken from calls that succeeded, never from what was asked for.
 
 namespace KOZAV::Host {
 
@@ -43,6 +51,28 @@ bool isLastRow(const OperationEvent& event)
            event.operation == ServiceOperation::InputJobCompressByFolder;
 }
 
+/// Whether it is one of the calls that an import makes for one entry, after it has stored it.
+bool isOfAnEntry(const OperationEvent& event)
+{
+    switch (event.operation) {
+    case ServiceOperation::InputCompanies:
+    case ServiceOperation::InputOrigFile:
+    case ServiceOperation::InsertFlowBeforeOrigFile:
+    case ServiceOperation::UpdateUploadBatchNum:
+    case ServiceOperation::UpdateOrigFileGuid:
+    case ServiceOperation::UpdateLastOdbppImportMongoFsGuid:
+    case ServiceOperation::UpdateState:
+        return true;
+    default:
+        return isLastRow(event);
+    }
+}
+
+bool isOf(const OperationEvent& event, ServiceOperation operation)
+{
+    return event.operation == operation;
+}
+
 QString firstFailure(const std::vector<OperationEvent>& events)
 {
     for (const OperationEvent& event : events) {
@@ -64,6 +94,7 @@ void acknowledge(const OperationEvent& event, BatchReportRow& row)
         row.bytes = event.storedBytes;
     } else if (event.operation == ServiceOperation::InsertFlowBeforeOrigFile) {
         row.generatedName = event.generatedName;
+        row.flowKey = event.flowKey;
     } else if (isLastRow(event)) {
         row.result = BatchResult::Imported;
     }
@@ -81,7 +112,7 @@ std::vector<QByteArray> namesIn(const QString& directory)
     return names;
 }
 
-QString leftOutReason(const QByteArray& name, const QString& directory, bool besideCompanies)
+QString unseenReason(const QByteArray& name, const QString& directory, bool besideCompanies)
 {
     const QString decoded = QFile::decodeName(name);
     if (QFile::encodeName(decoded) != name)
@@ -95,111 +126,306 @@ QString leftOutReason(const QByteArray& name, const QString& directory, bool bes
 
 } // namespace
 
-BatchReport::BatchReport(const QString& batchDirectory)
+QString resultName(BatchResult result)
 {
-    listEntries(batchDirectory);
+    switch (result) {
+    case BatchResult::Imported:
+        return QStringLiteral("imported");
+    case BatchResult::NotImported:
+        return QStringLiteral("not-imported");
+    case BatchResult::Unknown:
+        return QStringLiteral("unknown");
+    case BatchResult::LeftOut:
+        break;
+    }
+    return QStringLiteral("left-out");
 }
 
-void BatchReport::listEntries(const QString& batchDirectory)
+BatchReport::BatchReport(const PanelSource& source, QHash<QString, QString> originals)
+    : m_path(source.path)
+    , m_originals(std::move(originals))
+    , m_startTime(QDateTime::currentDateTime())
+{
+    if (source.kind == PanelSource::Kind::Batch) {
+        listBatch(source.path);
+    } else if (!source.path.isEmpty()) {
+        const QFileInfo file(source.path);
+        m_company = source.company;
+        m_entries.push_back({source.company,
+                             file.fileName(),
+                             file.absoluteFilePath(),
+                             file.isDir(),
+                             UI::batchEntryKind(file) != UI::BatchEntryKind::NotAccepted,
+                             {}});
+    }
+    m_lastEndMs = monotonicMs();
+}
+
+void BatchReport::listBatch(const QString& directory)
 {
     QStringList companies;
-    for (const QFileInfo& company : UI::batchCompanies(batchDirectory)) {
+    for (const QFileInfo& company : UI::batchCompanies(directory)) {
         companies << company.fileName();
+        const QString folder = UI::batchEntryPath(company);
         QStringList names;
-        for (const QFileInfo& job : UI::batchJobs(UI::batchEntryPath(company))) {
+        for (const QFileInfo& job : UI::batchJobs(folder)) {
             names << job.fileName();
-            m_entries.push_back({company.fileName(), job.fileName(),
-                                 UI::batchEntryKind(job) != UI::BatchEntryKind::NotAccepted});
+            m_entries.push_back({company.fileName(),
+                                 job.fileName(),
+                                 UI::batchEntryPath(job),
+                                 job.isDir(),
+                                 UI::batchEntryKind(job) != UI::BatchEntryKind::NotAccepted,
+                                 {}});
         }
-        listLeftOut(UI::batchEntryPath(company), names, company.fileName());
+        listUnseen(folder, names, company.fileName());
     }
-    listLeftOut(batchDirectory, companies, QString());
+    listUnseen(directory, companies, QString());
 }
 
-void BatchReport::listLeftOut(const QString& directory, const QStringList& seen, const QString& company)
+/// What lies in a directory and is not looked at by the import.
+void BatchReport::listUnseen(const QString& directory, const QStringList& seen, const QString& company)
 {
     const QSet<QString> seenNames(seen.begin(), seen.end());
     for (const QByteArray& name : namesIn(directory)) {
         const QString decoded = QFile::decodeName(name);
-        if (QFile::encodeName(decoded) == name && seenNames.contains(decoded))
+        const bool isText = QFile::encodeName(decoded) == name;
+        if (isText && seenNames.contains(decoded))
             continue;
         BatchReportRow row;
         row.company = company;
         row.entry = decoded;
-        row.reason = leftOutReason(name, directory, company.isEmpty());
+        row.reason = unseenReason(name, directory, company.isEmpty());
+        if (isText)
+            row.sourcePath = original(directory + QLatin1Char('/') + decoded);
         m_leftOut.push_back(row);
     }
 }
 
-void BatchReport::start()
-{
-    m_lastEndMs = monotonicMs();
-}
-
 void BatchReport::serviceCalled(const OperationEvent& event)
 {
-    if (event.operation == ServiceOperation::UpdateBatchNumber) {
+    if (isStoring(event)) {
+        open(event);
+    } else if (isOf(event, ServiceOperation::SelectCompanies)) {
+        lookUp(event);
+    } else if (isOf(event, ServiceOperation::UpdateBatchNumber)) {
+        close();
         if (event.outcome != OperationOutcome::Succeeded)
-            m_remarks << event.message;
-        return;
+            remark({QStringLiteral("batch-number"), QStringLiteral("%1: %2").arg(m_company, event.message)});
+    } else if (m_open && isOfAnEntry(event)) {
+        if (isOf(event, ServiceOperation::InputOrigFile) ||
+            isOf(event, ServiceOperation::InsertFlowBeforeOrigFile))
+            checkName(event.jobName);
+        m_entries[*m_open].events.push_back(event);
+        if (!isLastRow(event))
+            return;
+        if (event.outcome == OperationOutcome::Succeeded)
+            ++m_imported;
+        close();
     }
-    if (isStoring(event))
-        m_eventsByEntry.emplace_back();
-    if (!m_eventsByEntry.empty())
-        m_eventsByEntry.back().push_back(event);
-    if (isLastRow(event) && event.outcome == OperationOutcome::Succeeded)
-        ++m_imported;
+}
+
+/// The first look-up after an entry was stored is made for it, any other by the driver, for a company that it
+/// comes to.
+void BatchReport::lookUp(const OperationEvent& event)
+{
+    const auto isLookUp = [](const OperationEvent& other) {
+        return isOf(other, ServiceOperation::SelectCompanies);
+    };
+    if (m_open) {
+        Events& events = m_entries[*m_open].events;
+        if (std::none_of(events.begin(), events.end(), isLookUp)) {
+            events.push_back(event);
+            return;
+        }
+    }
+    close();
+    m_company = event.company;
+    const auto first = std::find_if(m_entries.begin() + static_cast<std::ptrdiff_t>(m_next), m_entries.end(),
+                                    [this](const Entry& entry) { return entry.company == m_company; });
+    if (first != m_entries.end())
+        m_next = static_cast<std::size_t>(first - m_entries.begin());
+    if (event.outcome != OperationOutcome::Succeeded) {
+        m_lookUpFailures.insert(m_company, event.message);
+        remark({QStringLiteral("company-look-up"), QStringLiteral("%1: %2").arg(m_company, event.message)});
+    }
+}
+
+/// An entry begins.
+void BatchReport::open(const OperationEvent& storing)
+{
+    close();
+    const bool isFolder = isOf(storing, ServiceOperation::FoldersCompressSave2MongoDb);
+    const QString suffix = QFileInfo(storing.storedName).suffix();
+    std::size_t index = isFolder ? nextFolder(storing.subject) : nextArchive(suffix, QString());
+    if (index == m_entries.size()) {
+        const QString name = isFolder ? QFileInfo(storing.subject).fileName() : storing.storedName;
+        index = insertUnlisted({m_company, name, isFolder ? storing.subject : QString(), isFolder, true, {}});
+    }
+    m_entries[index].events.push_back(storing);
+    m_open = index;
+    m_next = index + 1;
+}
+
+/// The rows of an archive have its name: gives its events to that entry, where they were taken for another's.
+void BatchReport::checkName(const QString& jobName)
+{
+    Entry& taken = m_entries[*m_open];
+    if (taken.isFolder || QFileInfo(taken.name).completeBaseName() == jobName)
+        return;
+    Events events = std::move(taken.events);
+    taken.events.clear();
+    const QString suffix = QFileInfo(events.front().storedName).suffix();
+    std::size_t index = nextArchive(suffix, jobName);
+    if (index == m_entries.size()) {
+        const QString name = jobName + QLatin1Char('.') + suffix;
+        const QString path = QFileInfo(taken.path).path() + QLatin1Char('/') + name;
+        // The entry that it was taken for still has its turn.
+        m_next = *m_open;
+        index = insertUnlisted({m_company, name, path, false, true, {}});
+    }
+    m_entries[index].events = std::move(events);
+    m_open = index;
+    m_next = index + 1;
+}
+
+void BatchReport::close()
+{
+    m_open.reset();
+}
+
+/// @return the number of all entries where there is none
+std::size_t BatchReport::nextFolder(const QString& path) const
+{
+    const auto isIt = [&path](const Entry& entry) { return entry.isFolder && entry.path == path; };
+    const auto found =
+        std::find_if(m_entries.begin() + static_cast<std::ptrdiff_t>(m_next), m_entries.end(), isIt);
+    return static_cast<std::size_t>(found - m_entries.begin());
+}
+
+/// @param baseName  empty: any
+std::size_t BatchReport::nextArchive(const QString& suffix, const QString& baseName) const
+{
+    const auto isIt = [&](const Entry& entry) {
+        const QFileInfo file(entry.name);
+        return entry.isAccepted && !entry.isFolder && (m_company.isEmpty() || entry.company == m_company) &&
+               (suffix.isEmpty() || file.suffix() == suffix) &&
+               (baseName.isEmpty() || file.completeBaseName() == baseName);
+    };
+    const auto found =
+        std::find_if(m_entries.begin() + static_cast<std::ptrdiff_t>(m_next), m_entries.end(), isIt);
+    return static_cast<std::size_t>(found - m_entries.begin());
+}
+
+/// An entry that came after the listing.
+std::size_t BatchReport::insertUnlisted(Entry entry)
+{
+    m_entries.insert(m_entries.begin() + static_cast<std::ptrdiff_t>(m_next), std::move(entry));
+    return m_next;
 }
 
 void BatchReport::finish()
 {
-    std::size_t stored = 0;
-    for (const Entry& entry : m_entries) {
-        const bool hasEvents = entry.accepted && stored < m_eventsByEntry.size();
-        addRow(entry, hasEvents ? m_eventsByEntry[stored++] : Events());
-    }
+    close();
+    for (const Entry& entry : m_entries)
+        m_rows.push_back(rowOf(entry));
     m_rows.insert(m_rows.end(), m_leftOut.begin(), m_leftOut.end());
+    m_endTime = QDateTime::currentDateTime();
+    const QHash<QString, Told> told = std::move(m_told);
+    for (auto one = told.begin(); one != told.end(); ++one)
+        tell(one.key(), one.value());
 }
 
-void BatchReport::addRow(const Entry& entry, const Events& events)
+BatchReportRow BatchReport::rowOf(const Entry& entry)
 {
     BatchReportRow row;
     row.company = entry.company;
     row.entry = entry.name;
-    for (const OperationEvent& event : events)
+    row.sourcePath = original(entry.path);
+    for (const OperationEvent& event : entry.events)
         acknowledge(event, row);
     if (row.result != BatchResult::Imported)
-        row.reason = failureReason(entry, events);
-    else if (const QString failure = firstFailure(events); !failure.isEmpty())
-        m_remarks << failure;
+        row.reason = failureReason(entry);
+    else if (const QString failure = firstFailure(entry.events); !failure.isEmpty())
+        row.warnings.push_back({QStringLiteral("call-failed"), failure});
 
-    if (!events.empty()) {
-        row.seconds = static_cast<double>(events.back().endedMs - m_lastEndMs) / 1000.0;
-        m_lastEndMs = events.back().endedMs;
+    if (!entry.events.empty()) {
+        row.seconds = static_cast<double>(entry.events.back().endedMs - m_lastEndMs) / 1000.0;
+        m_lastEndMs = entry.events.back().endedMs;
     }
-    m_rows.push_back(row);
+    return row;
 }
 
-QString BatchReport::failureReason(const Entry& entry, const Events& events)
+QString BatchReport::failureReason(const Entry& entry) const
 {
-    if (!entry.accepted)
+    if (!entry.isAccepted)
         return QStringLiteral("not a job archive: only .zip, .rar, .tgz and .kos, so written, are imported");
-    if (events.empty())
-        return QStringLiteral("the import did not come to it");
-    if (QString failure = firstFailure(events); !failure.isEmpty())
+    if (entry.events.empty()) {
+        const QString lookUpFailure = m_lookUpFailures.value(entry.company);
+        if (!lookUpFailure.isEmpty())
+            return lookUpFailure;
+        return QFileInfo::exists(entry.path) ? QStringLiteral("the import did not come to it")
+                                             : QStringLiteral("it was gone when the import came to it");
+    }
+    if (QString failure = firstFailure(entry.events); !failure.isEmpty())
         return failure;
     const auto isCount = [](const OperationEvent& event) {
-        return event.operation == ServiceOperation::InputCompanies;
+        return isOf(event, ServiceOperation::InputCompanies);
     };
-    if (std::none_of(events.begin(), events.end(), isCount))
+    if (std::none_of(entry.events.begin(), entry.events.end(), isCount))
         return QStringLiteral("the site has no company named \"%1\"").arg(entry.company);
     return QStringLiteral("the import ended before its last row was written");
 }
 
-bool BatchReport::allImported() const
+void BatchReport::warn(const QString& sourcePath, const Remark& remark)
+{
+    tell(original(sourcePath), {{remark}, std::nullopt});
+}
+
+void BatchReport::refute(const QString& sourcePath, const Remark& remark)
+{
+    tell(original(sourcePath), {{remark}, remark.text});
+}
+
+/// Keeps what is told before there are rows.
+void BatchReport::tell(const QString& path, const Told& told)
+{
+    if (!m_endTime.isValid()) {
+        Told& kept = m_told[path];
+        kept.warnings.insert(kept.warnings.end(), told.warnings.begin(), told.warnings.end());
+        if (told.refutation)
+            kept.refutation = told.refutation;
+        return;
+    }
+    const auto row = std::find_if(m_rows.begin(), m_rows.end(),
+                                  [&path](const BatchReportRow& one) { return one.sourcePath == path; });
+    if (row == m_rows.end()) {
+        for (const Remark& warning : told.warnings)
+            remark({warning.code, QStringLiteral("%1: %2").arg(path, warning.text)});
+        return;
+    }
+    row->warnings.insert(row->warnings.end(), told.warnings.begin(), told.warnings.end());
+    if (told.refutation) {
+        row->result = BatchResult::NotImported;
+        row->reason = *told.refutation;
+    }
+}
+
+QString BatchReport::original(const QString& path) const
+{
+    const QString clean = QDir::cleanPath(path);
+    return m_originals.value(clean, clean);
+}
+
+int BatchReport::count(BatchResult result) const
+{
+    return static_cast<int>(std::count_if(
+        m_rows.begin(), m_rows.end(), [result](const BatchReportRow& row) { return row.result == result; }));
+}
+
+bool BatchReport::isSettled() const
 {
     return std::all_of(m_rows.begin(), m_rows.end(),
-                       [](const BatchReportRow& row) { return row.result == BatchResult::Imported; });
+                       [](const BatchReportRow& row) { return row.isSettled(); });
 }
 
 } // namespace KOZAV::Host

@@ -1,21 +1,31 @@
 #pragma once
 
 #include "backend/HostInterface.h"
+#include "host/Remark.h"
 
+#include <QDateTime>
+#include <QHash>
 #include <QString>
-#include <QStringList>
 
+#include <optional>
 #include <vector>
 
 namespace KOZAV::Host {
 
+struct PanelSource;
+
 enum class BatchResult {
     Imported,
     NotImported,
-    Unknown ///< the last answer was lost: the site may have the job, and importing it again may double it
+    Unknown, ///< the last answer was lost: the site may have the job, and importing it again may double it
+    LeftOut  ///< as was asked for: the site has its content, or the batch has it once more
 };
 
-/// What became of one entry of a batch directory, as far as the services have acknowledged it.
+/// The result as a word, such as "not-imported".
+QString resultName(BatchResult result);
+
+/// What became of one entry of a batch directory, or of one single source, as far as the services have
+/// acknowledged it.
 struct BatchReportRow
 {
     QString company;
@@ -25,56 +35,106 @@ struct BatchReportRow
     QString storedName;
     qint64 bytes = 0;
     double seconds = 0; ///< from the end of the entry before to the end of this one's import
-    QString reason;     ///< why it was not imported, or why that is not known
+    QString reason;     ///< why it was not imported or left out, or why that is not known
+    QString flowKey;
+    QString sourcePath;           ///< absolute path; empty where the name on the disk is no text
+    std::vector<Remark> warnings; ///< what else is to be known of it, whatever its result
+
+    /// Imported, and nothing else to be known of it.
+    [[nodiscard]] bool isPlain() const { return result == BatchResult::Imported && warnings.empty(); }
+    /// Imported, or left out as was asked for.
+    [[nodiscard]] bool isSettled() const
+    {
+        return result == BatchResult::Imported || result == BatchResult::LeftOut;
+    }
 };
 
-/// Follows a batch import through what becomes of the services' calls, and tells entry by entry what became
-/// of it. It asks nobody: what was acknowledged stays true when the site cannot be reached any more.
+/// Follows a run of the file import panel through what becomes of the services' calls, and tells entry by
+/// entry what became of it. It asks nobody: what was acknowledged stays true when the site cannot be reached
+/// any more. A single source is a batch of one entry.
 ///
 /// The import hands over its result to nobody. But every accepted entry makes exactly one call that stores
-/// it, in the order of the listing, and all calls up to the next such call are made for the same entry. With
-/// the job-compress row, the last one, its import is durable.
+/// it, in the order of the listing, and with the job-compress row, the last one, its import is durable.
 class BatchReport final
 {
 public:
-    /// Takes the listing of the batch directory; to be made before the import starts.
-    explicit BatchReport(const QString& batchDirectory);
+    /// Looks through the source: to be made right before the import.
+    /// @param originals  paths in the batch directory that stand for others, by which these are told
+    explicit BatchReport(const PanelSource& source, QHash<QString, QString> originals = {});
 
-    /// The import starts now.
-    void start();
     void serviceCalled(const Backend::OperationEvent& event);
-    /// The import has ended: works out the rows.
+    /// The import has ended: makes the rows.
     void finish();
 
-    /// In the order of the listing; what the import does not look at comes last.
+    /// Something to be known of one source (its own path, or the one that stands for it), of which there is
+    /// no row where the import does not know it: then it is a remark of the run. May be told at any time.
+    void warn(const QString& sourcePath, const Remark& remark);
+    /// The source was not what was stored: it is not imported, whatever the services have said.
+    void refute(const QString& sourcePath, const Remark& remark);
+    /// Something to be known of the run.
+    void remark(const Remark& remark) { m_remarks.push_back(remark); }
+    /// An entry that the run was not given, on purpose.
+    void leaveOut(const BatchReportRow& row) { m_leftOut.push_back(row); }
+
+    /// In the order of the listing; what the import does not look at comes last. None before finish().
     [[nodiscard]] const std::vector<BatchReportRow>& rows() const { return m_rows; }
-    [[nodiscard]] bool allImported() const;
+    [[nodiscard]] int count(BatchResult result) const;
+    /// Whether every entry is imported, or left out as was asked for.
+    [[nodiscard]] bool isSettled() const;
     /// How many entries are imported, of those that have ended by now.
     [[nodiscard]] int importedSoFar() const { return m_imported; }
-    /// Failures that belong to no single entry, such as a batch number that could not be written.
-    [[nodiscard]] const QStringList& remarks() const { return m_remarks; }
+    /// What belongs to no single entry, such as a batch number that could not be written.
+    [[nodiscard]] const std::vector<Remark>& remarks() const { return m_remarks; }
+    [[nodiscard]] const QString& sourcePath() const { return m_path; }
+    [[nodiscard]] const QDateTime& startTime() const { return m_startTime; }
+    [[nodiscard]] const QDateTime& endTime() const { return m_endTime; }
 
 private:
+    using Events = std::vector<Backend::OperationEvent>;
     struct Entry
     {
         QString company;
         QString name;
-        bool accepted;
+        QString path;
+        bool isFolder = false;
+        bool isAccepted = true;
+        Events events;
     };
-    using Events = std::vector<Backend::OperationEvent>;
+    struct Told
+    {
+        std::vector<Remark> warnings;
+        std::optional<QString> refutation; ///< why it is not imported, in spite of all
+    };
 
-    void listEntries(const QString& batchDirectory);
-    void listLeftOut(const QString& directory, const QStringList& seen, const QString& company);
-    void addRow(const Entry& entry, const Events& events);
-    static QString failureReason(const Entry& entry, const Events& events);
+    void listBatch(const QString& directory);
+    void listUnseen(const QString& directory, const QStringList& seen, const QString& company);
+    void tell(const QString& path, const Told& told);
+    void lookUp(const Backend::OperationEvent& event);
+    void open(const Backend::OperationEvent& storing);
+    void checkName(const QString& jobName);
+    void close();
+    [[nodiscard]] std::size_t nextFolder(const QString& path) const;
+    [[nodiscard]] std::size_t nextArchive(const QString& suffix, const QString& baseName) const;
+    std::size_t insertUnlisted(Entry entry);
+    BatchReportRow rowOf(const Entry& entry);
+    [[nodiscard]] QString failureReason(const Entry& entry) const;
+    [[nodiscard]] QString original(const QString& path) const;
 
+    QString m_path;
+    QHash<QString, QString> m_originals;
+    QDateTime m_startTime;
+    QDateTime m_endTime;
     qint64 m_lastEndMs = 0;
     int m_imported = 0;
     std::vector<Entry> m_entries;
+    std::size_t m_next = 0;            ///< the entries before had their turn
+    std::optional<std::size_t> m_open; ///< the entry that the calls are made for now
+    QString m_company;                 ///< the one that the import has come to; empty for a single source
+    QHash<QString, QString> m_lookUpFailures; ///< by company
     std::vector<BatchReportRow> m_leftOut;
-    std::vector<Events> m_eventsByEntry;
+    QHash<QString, Told> m_told; ///< by path
     std::vector<BatchReportRow> m_rows;
-    QStringList m_remarks;
+    std::vector<Remark> m_remarks;
 };
 
 } // namespace KOZAV::Host

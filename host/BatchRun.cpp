@@ -4,6 +4,7 @@
 #include "host/MainWindow.h"
 #include "host/ManifestKeeper.h"
 #include "host/PanelBoxes.h"
+#include "host/PanelReport.h"
 #include "host/SiteAccess.h"
 #include "terminal/TextTable.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
@@ -43,18 +44,16 @@ int BatchRun::run()
         return 2;
     }
     screenshot(QStringLiteral("idle"));
-    m_report = std::make_unique<BatchReport>(m_directory);
     if (!chooseDirectory()) {
         m_out << "error: the panel's dialog did not accept " << m_directory << '\n';
         m_out.flush();
         return 2;
     }
     importDirectory();
-    m_report->finish();
     QApplication::processEvents();
     screenshot(QStringLiteral("done"));
     printReport();
-    return m_report->allImported() ? 0 : 1;
+    return m_window.panelReport().current()->isSettled() ? 0 : 1;
 }
 
 bool BatchRun::chooseDirectory()
@@ -69,19 +68,14 @@ void BatchRun::importDirectory()
 {
     const BatchBox box = batchBoxOf(*m_window.importPanel());
     connect(box.progress, &QProgressBar::valueChanged, this, &BatchRun::showProgress);
-    const auto calls =
-        connect(&m_site, &SiteAccess::serviceCalled, this,
-                [this](const Backend::OperationEvent& event) { m_report->serviceCalled(event); });
-    m_report->start();
     box.importButton->click();
-    disconnect(calls);
 }
 
 void BatchRun::showProgress(int companiesDone)
 {
     const auto* bar = m_window.importPanel()->findChild<QProgressBar*>();
     m_out << "progress: " << companiesDone << " of " << bar->maximum() << " companies, "
-          << m_report->importedSoFar() << " jobs imported\n";
+          << m_window.panelReport().current()->importedSoFar() << " jobs imported\n";
     m_out.flush();
     if (!m_runningShown)
         screenshot(QStringLiteral("running"));
@@ -98,7 +92,8 @@ void BatchRun::printReport()
     imported.alignRight({4, 5});
     Terminal::TextTable unknown({company, QStringLiteral("job"), generated, stored, QStringLiteral("why")});
     Terminal::TextTable refused({company, QStringLiteral("entry"), QStringLiteral("why not")});
-    for (const BatchReportRow& row : m_report->rows()) {
+    const BatchReport& report = *m_window.panelReport().current();
+    for (const BatchReportRow& row : report.rows()) {
         if (row.result == BatchResult::Imported)
             imported.addRow({row.company, row.entry, row.generatedName, row.storedName,
                              QString::number(row.bytes), QString::number(row.seconds, 'f', 3)});
@@ -113,7 +108,13 @@ void BatchRun::printReport()
               << " (look with \"zav_admin jobs\" before importing again)\n"
               << unknown.toString();
     m_out << "\nNot imported: " << refused.rowCount() << '\n' << refused.toString();
-    for (const QString& remark : m_report->remarks() + m_window.manifestKeeper().remarks())
+    for (const BatchReportRow& row : report.rows()) {
+        for (const Remark& warning : row.warnings)
+            m_out << "warning: " << row.company << '/' << row.entry << ": " << warning.text << '\n';
+    }
+    for (const Remark& remark : report.remarks())
+        m_out << "remark: " << remark.text << '\n';
+    for (const QString& remark : m_window.manifestKeeper().remarks())
         m_out << "remark: " << remark << '\n';
     m_out.flush();
 }

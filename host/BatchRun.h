@@ -1,7 +1,5 @@
 #pragma once
 
-#include "host/BatchReport.h"
-
 #include <QObject>
 #include <QTextStream>
 
@@ -42,7 +40,6 @@ private:
     QString m_screenshots;
     QTextStream& m_out;
     std::unique_ptr<DialogOperator> m_operator;
-    std::unique_ptr<BatchReport> m_report;
     bool m_runningShown = false;
 };
 

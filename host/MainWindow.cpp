@@ -13,6 +13,7 @@
 #include "host/JobView.h"
 #include "host/ManifestKeeper.h"
 #include "host/OrigFileModel.h"
+#include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/RobotProbe.h"
 #include "host/ServiceLog.h"
@@ -52,6 +53,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_files(new OrigFileModel(site, this))
     , m_camImport(new CamImport(site, *m_importPanel, this))
     , m_panelRun(new PanelRun(*m_importPanel, this))
+    , m_panelReport(new PanelReport(site, *m_panelRun, this))
     , m_manifests(new ManifestKeeper(site, *m_panelRun, this))
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
@@ -64,6 +66,8 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     buildMenu();
     connectParts();
     connectManifests();
+    // After all that have something to tell of the run.
+    connect(m_panelRun, &PanelRun::ended, this, &MainWindow::tellReport);
     m_manifests->recover();
     reloadFiles();
 }
@@ -168,6 +172,26 @@ void MainWindow::connectManifests()
         m_log.add(QtWarningMsg, QStringLiteral("client"),
                   QStringLiteral("%1 的 readme.json 未能保留：%2").arg(folder, reason));
     });
+}
+
+/// A line for every entry of which there is more to know than that it is imported.
+void MainWindow::tellReport()
+{
+    const BatchReport& report = *m_panelReport->current();
+    const auto add = [this](const QString& text) { m_log.add(QtWarningMsg, QStringLiteral("client"), text); };
+    for (const BatchReportRow& row : report.rows()) {
+        const QString place = row.company + QLatin1Char('/') + row.entry;
+        if (row.result == BatchResult::NotImported)
+            add(QStringLiteral("%1 未导入：%2").arg(place, row.reason));
+        else if (row.result == BatchResult::Unknown)
+            add(QStringLiteral("%1 是否导入未知：%2").arg(place, row.reason));
+        else if (row.result == BatchResult::LeftOut)
+            add(QStringLiteral("%1 已跳过：%2").arg(place, row.reason));
+        for (const Remark& warning : row.warnings)
+            add(QStringLiteral("%1：%2").arg(place, warning.text));
+    }
+    for (const Remark& remark : report.remarks())
+        add(remark.text);
 }
 
 void MainWindow::watchRobot()

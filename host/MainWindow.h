@@ -19,6 +19,7 @@ class CamImport;
 class JobListDock;
 class ManifestKeeper;
 class OrigFileModel;
+class PanelReport;
 class PanelRun;
 class RobotProbe;
 class ServiceLog;
@@ -37,6 +38,7 @@ public:
 
     [[nodiscard]] UI::ZAV_ImportFromFile_Widget* importPanel() const { return m_importPanel; }
     [[nodiscard]] const PanelRun& panelRun() const { return *m_panelRun; }
+    [[nodiscard]] PanelReport& panelReport() const { return *m_panelReport; }
     [[nodiscard]] CamImport& camImport() const { return *m_camImport; }
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
     [[nodiscard]] const ManifestKeeper& manifestKeeper() const { return *m_manifests; }
@@ -60,6 +62,7 @@ private:
     void buildMenu();
     void connectParts();
     void connectManifests();
+    void tellReport();
     QWidget* buildMessages();
     void reloadFiles();
     void openJob(const DataLib::Model::Odbpp_Job_C& job);
@@ -71,6 +74,7 @@ private:
     QTableView* m_fileTable = nullptr;
     CamImport* m_camImport;
     PanelRun* m_panelRun;
+    PanelReport* m_panelReport;
     ManifestKeeper* m_manifests;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;

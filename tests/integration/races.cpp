@@ -3,6 +3,7 @@
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "host/BatchReport.h"
+#include "host/PanelRun.h"
 #include "host/SiteAccess.h"
 #include "tests/support/FlawText.h"
 #include "tests/support/FreshSite.h"
@@ -80,10 +81,9 @@ void tell(const QStringList& fields)
 /// client's report says of each entry. @return whether all was imported
 bool importOnce(Host::SiteAccess& site, OperatedPanel& panel, const QString& directory)
 {
-    Host::BatchReport report(directory);
+    Host::BatchReport report({Host::PanelSource::Kind::Batch, directory, QString()});
     const auto connection = QObject::connect(&site, &Host::SiteAccess::serviceCalled,
                                              [&report](const auto& call) { report.serviceCalled(call); });
-    report.start();
     panel.importBatch(directory);
     QObject::disconnect(connection);
     report.finish();
@@ -95,9 +95,9 @@ bool importOnce(Host::SiteAccess& site, OperatedPanel& panel, const QString& dir
         tell({QStringLiteral("imported"), row.entry, row.generatedName, row.storedName});
         QFile::remove(directory + QLatin1Char('/') + row.company + QLatin1Char('/') + row.entry);
     }
-    for (const QString& remark : report.remarks())
-        tell({QStringLiteral("remark"), remark});
-    return report.allImported();
+    for (const Host::Remark& remark : report.remarks())
+        tell({QStringLiteral("remark"), remark.text});
+    return report.isSettled();
 }
 
 /// Role of another process: a client that imports its batch directory, and again what was refused, until all

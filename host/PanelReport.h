@@ -1,0 +1,35 @@
+#pragma once
+
+#include "host/BatchReport.h"
+
+#include <QObject>
+
+#include <memory>
+
+namespace KOZAV::Host {
+
+class PanelRun;
+class SiteAccess;
+
+/// Makes the report of each run of the file import panel: the rows of a batch, or the one of a single source.
+class PanelReport final : public QObject
+{
+    Q_OBJECT
+public:
+    /// To be made before all that follow the run to tell something of it: they find the report of their run,
+    /// and when the run has ended its rows.
+    /// @param run  of the panel; outlives this object, as the site does
+    PanelReport(SiteAccess& site, const PanelRun& run, QObject* parent = nullptr);
+
+    /// Paths in the batch directory of the next run that stand for others, by which its rows are told.
+    void setOriginals(const QHash<QString, QString>& originals) { m_originals = originals; }
+
+    /// Of the run that goes on, or was last; null before the first.
+    [[nodiscard]] BatchReport* current() const { return m_report.get(); }
+
+private:
+    std::unique_ptr<BatchReport> m_report;
+    QHash<QString, QString> m_originals;
+};
+
+} // namespace KOZAV::Host

@@ -1,0 +1,31 @@
+#include "host/Remark.h"
+
+namespace KOZAV::Host {
+
+const std::vector<RemarkMeaning>& remarkMeanings()
+{
+    static const std::vector<RemarkMeaning> meanings = {
+        {QLatin1String("call-failed"),
+         QLatin1String("The job is imported, but a call of its import failed beside that.")},
+        {QLatin1String("known-content"), QLatin1String("The site has a complete job of that content.")},
+        {QLatin1String("same-content"), QLatin1String("The batch holds that content more than once.")},
+        {QLatin1String("batch-number"),
+         QLatin1String(
+             "The batch number of a company could not be written: its next batch may get it again.")},
+        {QLatin1String("company-look-up"),
+         QLatin1String("A company could not be looked for when the import came to its folder.")},
+        {QLatin1String("leads-out"),
+         QLatin1String("The entry is a link that leads out of the batch directory.")},
+        {QLatin1String("source-unreadable"),
+         QLatin1String("The source could not be read to be compared with what the site has.")},
+        {QLatin1String("source-changed"),
+         QLatin1String(
+             "The source was changed while it was imported: what was stored is not what is there.")},
+        {QLatin1String("archive-cut-short"), QLatin1String("The archive ends before its end mark.")},
+        {QLatin1String("manifest-broken"), QLatin1String("The job manifest is no JSON object.")},
+        {QLatin1String("manifest"), QLatin1String("What became of a job manifest that was put aside.")},
+    };
+    return meanings;
+}
+
+} // namespace KOZAV::Host
