@@ -94,6 +94,8 @@ struct OperationEvent
     QString message;      ///< why it did not succeed, for people
     qint64 startedMs = 0; ///< monotonic clock, milliseconds
     qint64 endedMs = 0;
+
+    bool gaveUp = false; ///< failed without being tried: its batch has given up waiting for a server
 };
 
 using OperationObserver = std::function<void(const OperationEvent&)>;
@@ -102,6 +104,32 @@ using OperationObserver = std::function<void(const OperationEvent&)>;
 /// it, before it returns; an empty function ends that. An exception that observer throws goes no further. A
 /// call that is just ending on another thread may still tell the observer before.
 KOZAV_SERVICES_API void setOperationObserver(OperationObserver observer);
+
+/// What an import waits for, as it is told while it waits.
+struct ServiceWait
+{
+    enum class Cause {
+        Part,   ///< a server of the site that does not answer
+        Company ///< another import of the same company
+    };
+
+    Cause cause = Cause::Part;
+    SitePart part = SitePart::None; ///< the one that does not answer
+    QString company;                ///< the one that is held, or whose batch waits
+    QString holder;                 ///< who holds it, in words
+    QString reason;                 ///< what the last try said, in words
+    qint64 waitedMs = 0;
+    qint64 patienceMs = 0; ///< how long it waits at most
+    bool over = false;     ///< it waits no longer
+    bool gaveUp = false;   ///< it is over since the patience is used up, not since the import can go on
+};
+
+using WaitObserver = std::function<void(const ServiceWait&)>;
+
+/// Has every wait of an import in this process told to observer: about four times a second, but not while a
+/// try is under way, and once when it is over. It is called on the thread that waits, which goes on when it
+/// returns; an empty function ends that. An exception that observer throws goes no further.
+KOZAV_SERVICES_API void setWaitObserver(WaitObserver observer);
 
 /// Has the services work on the site of a configuration file from now on.
 /// Nothing of a site is ever made by that: every operation fails while the file, the database or the store
@@ -133,3 +161,4 @@ KOZAV_SERVICES_API ServiceHealth healthOf(SitePart part);
 } // namespace KOZAV::Backend
 
 Q_DECLARE_METATYPE(KOZAV::Backend::OperationEvent)
+Q_DECLARE_METATYPE(KOZAV::Backend::ServiceWait)

@@ -60,17 +60,18 @@ const OperationRow& rowOf(ServiceOperation operation)
     Q_UNREACHABLE();
 }
 
-/// The observer may be changed while calls are under way on other threads: each call keeps the one it tells.
+/// An observer may be changed while calls are under way on other threads: each call keeps the one it tells.
+template <typename Observer>
 class ObserverSlot final
 {
 public:
-    void set(OperationObserver observer)
+    void set(Observer observer)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_observer = observer ? std::make_shared<const OperationObserver>(std::move(observer)) : nullptr;
+        m_observer = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
     }
 
-    std::shared_ptr<const OperationObserver> get()
+    std::shared_ptr<const Observer> get()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_observer;
@@ -78,12 +79,18 @@ public:
 
 private:
     std::mutex m_mutex;
-    std::shared_ptr<const OperationObserver> m_observer;
+    std::shared_ptr<const Observer> m_observer;
 };
 
-ObserverSlot& observerSlot()
+ObserverSlot<OperationObserver>& observerSlot()
 {
-    static ObserverSlot slot;
+    static ObserverSlot<OperationObserver> slot;
+    return slot;
+}
+
+ObserverSlot<WaitObserver>& waitSlot()
+{
+    static ObserverSlot<WaitObserver> slot;
     return slot;
 }
 
@@ -121,6 +128,20 @@ QString operationName(ServiceOperation operation)
 void setOperationObserver(OperationObserver observer)
 {
     observerSlot().set(std::move(observer));
+}
+
+void setWaitObserver(WaitObserver observer)
+{
+    waitSlot().set(std::move(observer));
+}
+
+void tellWait(const ServiceWait& wait) noexcept
+{
+    (void)guarded([&wait] {
+        if (const auto observer = waitSlot().get())
+            (*observer)(wait);
+        return Status();
+    });
 }
 
 Operation::Operation(ServiceOperation operation)

@@ -37,9 +37,16 @@ public:
     /// To be told when a part of the site has answered.
     void answeredBy(SitePart part) { event.part = part; }
 
+    /// Whether work runs again after a try without an answer: what it writes may be there by now, so it looks
+    /// before it writes.
+    bool isRepeated = false;
+
 private:
     explicit Operation(ServiceOperation operation);
     void end(const Status& outcome) noexcept;
 };
+
+/// Tells the host's observer of a wait. No exception of it comes back.
+void tellWait(const ServiceWait& wait) noexcept;
 
 } // namespace KOZAV::Backend

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int maxPort = 65535;
 constexpr int maxSeconds = 3600;
+constexpr int maxCompanyWait = 86400;
 constexpr int maxBusyMs = 600000;
 constexpr int maxLocationName = 120;
 
@@ -151,6 +152,11 @@ std::vector<SettingRule> otherRules()
          other<&S::uploadCache>(), always, written("${data}/upload")},
         {"cache/download", Type::Folder, "the path of the folder that receives fetched files",
          other<&S::downloadCache>(), always, written("${data}/download")},
+        number("import/patience",
+               "how long a batch import waits for a server that does not answer, before it gives up",
+               other<&S::importPatienceSeconds>(), {0, maxSeconds, "seconds"}),
+        number("import/company_wait", "how long a batch import waits for a company that another import holds",
+               other<&S::companyWaitSeconds>(), {0, maxCompanyWait, "seconds"}),
         {"robot/host", Type::Word, "the address or name of the CAM robot server, without blanks",
          other<&S::robotHost>(), always, written("127.0.0.1")},
         number("robot/port", "the port of the CAM robot server", other<&S::robotPort>(), {1, maxPort}, always,

@@ -46,8 +46,10 @@ struct Settings
 {
     DatabaseSettings database;
     DocumentStoreSettings documentStore;
-    QString uploadCache;   ///< uploadCacheDir, with its separator
-    QString downloadCache; ///< downloadCacheDir, with its separator
+    QString uploadCache;            ///< uploadCacheDir, with its separator
+    QString downloadCache;          ///< downloadCacheDir, with its separator
+    int importPatienceSeconds = 60; ///< how long a batch waits for a server that does not answer
+    int companyWaitSeconds = 600;   ///< how long a batch waits for a company that another import holds
     QString robotHost;
     int robotPort = 0;
     int userId = 0;
