@@ -1,3 +1,4 @@
+#include "admin/RobotCall.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/Redaction.h"
@@ -108,8 +109,14 @@ Result<Report> configSetVerb(const Call& call)
     if (!value.ok())
         return value.status();
     const QString shown = withoutPassword(value.value());
-    return Report{{{QStringLiteral("key"), key}, {QStringLiteral("value"), shown}},
+    Report report{{{QStringLiteral("key"), key}, {QStringLiteral("value"), shown}},
                   QStringLiteral("%1 = %2\n").arg(key, printable(shown))};
+    const QString warning = key == QStringLiteral("robot/host") ? robotHostWarning(value.value()) : QString();
+    if (!warning.isEmpty()) {
+        report.json.insert(QStringLiteral("warning"), warning);
+        report.text += QStringLiteral("warning: %1\n").arg(printable(warning));
+    }
+    return report;
 }
 
 } // namespace KOZAV::Admin

@@ -2,6 +2,8 @@
 
 #include "backend/records/SiteRecords.h"
 
+#include <QSet>
+
 #include <algorithm>
 
 namespace KOZAV::Admin {
@@ -79,6 +81,51 @@ Result<JobRecord> jobNamed(const QString& generatedName, Database& database)
     if (jobs->empty())
         return Status::notFound(QStringLiteral("there is no job \"%1\"").arg(generatedName));
     return jobs->front();
+}
+
+namespace {
+
+Result<std::vector<JobRecord>> jobsByName(const QStringList& names, Database& database)
+{
+    std::vector<JobRecord> jobs;
+    QSet<QString> seen;
+    for (const QString& name : names) {
+        const auto job = jobNamed(name, database);
+        if (!job.ok())
+            return job.status();
+        if (seen.contains(name))
+            continue;
+        seen.insert(name);
+        jobs.push_back(job.value());
+    }
+    return jobs;
+}
+
+Result<std::vector<JobRecord>> jobsOfBatch(const CommandLine& line, Database& database)
+{
+    const auto filter = companyAndBatch(line, database);
+    if (!filter.ok())
+        return filter.status();
+    if (!filter->companyCode || filter->batchNumber.value_or(0) == 0)
+        return Status::invalidArgument(
+            QStringLiteral("a batch is named by --company CODE-or-NAME and --batch N, N above 0"));
+    auto jobs = listJobs(database, filter.value());
+    if (jobs.ok() && jobs->empty())
+        return Status::notFound(QStringLiteral("the company %1 has no batch %2")
+                                    .arg(*filter->companyCode)
+                                    .arg(*filter->batchNumber));
+    return jobs;
+}
+
+} // namespace
+
+Result<std::vector<JobRecord>> chosenJobs(const CommandLine& line, Database& database)
+{
+    const bool batch = line.has(QStringLiteral("company")) || line.has(QStringLiteral("batch"));
+    if (batch == !line.words.isEmpty())
+        return Status::invalidArgument(
+            QStringLiteral("accepted are generated job names, or --company and --batch, and not both"));
+    return batch ? jobsOfBatch(line, database) : jobsByName(line.words, database);
 }
 
 QString statePair(int state, int subState)

@@ -24,6 +24,11 @@ Backend::Status refusedOption(const char* option, const QString& value, const ch
 /// The job with that generated name; NotFound.
 Backend::Result<Backend::JobRecord> jobNamed(const QString& generatedName, Backend::Database& database);
 
+/// The jobs that the line names, each once, or all of the batch that --company and --batch name. NotFound,
+/// InvalidArgument.
+Backend::Result<std::vector<Backend::JobRecord>> chosenJobs(const CommandLine& line,
+                                                            Backend::Database& database);
+
 /// "0,0"
 QString statePair(int state, int subState);
 

@@ -1,4 +1,5 @@
 #include "admin/Application.h"
+#include "admin/RobotCall.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/Redaction.h"
@@ -115,6 +116,14 @@ Report reportOf(const std::vector<Look>& looks)
     return report;
 }
 
+void warnOfRobotHost(const Settings& settings, Report& report)
+{
+    const QString warning = robotHostWarning(settings.robotHost);
+    report.json.insert(QStringLiteral("warnings"), warning.isEmpty() ? QJsonArray() : QJsonArray({warning}));
+    if (!warning.isEmpty())
+        report.text += QStringLiteral("warning: %1\n").arg(printable(warning));
+}
+
 } // namespace
 
 Result<Report> pingVerb(const Call& call)
@@ -127,7 +136,9 @@ Result<Report> pingVerb(const Call& call)
         {QStringLiteral("rows"), placeOf(settings->database), Database::probe(settings->database)},
         {QStringLiteral("files"), placeOf(settings->documentStore),
          lookAtFiles(settings.value(), call.site)}};
-    return reportOf(looks);
+    Report report = reportOf(looks);
+    warnOfRobotHost(settings.value(), report);
+    return report;
 }
 
 } // namespace KOZAV::Admin

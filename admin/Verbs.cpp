@@ -57,6 +57,14 @@ std::vector<CommandOption> voidOptions()
     return options;
 }
 
+std::vector<CommandOption> resendOptions()
+{
+    std::vector<CommandOption> options = unvoidOptions();
+    options.push_back(option("timeout", "SECONDS",
+                             "how long connection and answer of a request may take together; otherwise 30"));
+    return options;
+}
+
 std::vector<CommandOption> restoreOptions()
 {
     std::vector<CommandOption> options = serverOptions();
@@ -117,6 +125,12 @@ std::vector<Verb> makeVerbs()
          "take imports back: off the waiting list, their stored files into quarantine, the rows kept",
          jobVoidVerb, voidOptions()},
         {"job unvoid", "[JOB...]", "take back what \"job void\" did", jobUnvoidVerb, unvoidOptions()},
+        {"job requeue", "[JOB...]",
+         "put jobs that were handed to the robot back on the waiting list; the robot is not told",
+         jobRequeueVerb, unvoidOptions()},
+        {"job resend", "[JOB...]",
+         "send the robot the requests of jobs that were handed to it again, and wait for its answers",
+         jobResendVerb, resendOptions()},
         {"get",
          "JOB FILE",
          "fetch the stored file of a job, checked against its SHA-256; FILE \"-\" is the standard output",

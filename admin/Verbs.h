@@ -89,6 +89,8 @@ Backend::Result<Report> jobsVerb(const Call& call);
 Backend::Result<Report> jobShowVerb(const Call& call);
 Backend::Result<Report> jobVoidVerb(const Call& call);
 Backend::Result<Report> jobUnvoidVerb(const Call& call);
+Backend::Result<Report> jobRequeueVerb(const Call& call);
+Backend::Result<Report> jobResendVerb(const Call& call);
 Backend::Result<Report> quarantineListVerb(const Call& call);
 Backend::Result<Report> quarantineRestoreVerb(const Call& call);
 Backend::Result<Report> quarantinePurgeVerb(const Call& call);

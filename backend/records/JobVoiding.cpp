@@ -45,7 +45,6 @@ struct StatePair
     int state = 0;
     int subState = 0;
 };
-constexpr StatePair voided = {voidedState, voidedSubState};
 
 QString fileStoreOf(const VoidingSite& site, const JobRecord& job)
 {
@@ -107,21 +106,9 @@ SiteEvent eventOf(QLatin1String kind, const VoidingOrder& order, const JobRecord
     return event;
 }
 
-Status moveState(Database& database, const JobRecord& job, StatePair from, StatePair to, int userId)
-{
-    const auto changed = database.change(
-        changeState, {to.state, to.subState, userId, rowTime(), job.flowGuid, from.state, from.subState},
-        Durability::Immediate);
-    if (changed.ok() && changed.value() != 1)
-        return Status::changedWhileRead(
-            QStringLiteral("%1 has changed its state meanwhile; look again").arg(job.generatedName));
-    return changed.status();
-}
-
 Status voidRow(const VoidingSite& site, const JobRecord& job, const VoidingOrder& order)
 {
-    if (auto moved = moveState(site.database, job, {job.state, job.subState}, voided, order.userId);
-        !moved.ok())
+    if (auto moved = moveJobState(site.database, job, voidedState, voidedSubState, order.userId); !moved.ok())
         return moved;
     SiteEvent event = eventOf(eventKind::jobVoided, order, job);
     event.detail = {{QStringLiteral("state"), job.state},
@@ -155,7 +142,8 @@ Status unvoidRow(const VoidingSite& site, const JobRecord& job, const VoidingOrd
     const auto before = stateBefore(site.database, job);
     if (!before.ok())
         return before.status();
-    if (auto moved = moveState(site.database, job, voided, before.value(), order.userId); !moved.ok())
+    if (auto moved = moveJobState(site.database, job, before->state, before->subState, order.userId);
+        !moved.ok())
         return moved;
     SiteEvent event = eventOf(eventKind::jobUnvoided, order, job);
     event.detail = {{QStringLiteral("state"), before->state},
@@ -212,6 +200,17 @@ Result<VoidedFile> outOfQuarantine(const VoidingSite& site, const JobRecord& job
 }
 
 } // namespace
+
+Status moveJobState(Database& database, const JobRecord& job, int state, int subState, int userId)
+{
+    const auto changed = database.change(
+        changeState, {state, subState, userId, rowTime(), job.flowGuid, job.state, job.subState},
+        Durability::Immediate);
+    if (changed.ok() && changed.value() != 1)
+        return Status::changedWhileRead(
+            QStringLiteral("%1 has changed its state meanwhile; look again").arg(job.generatedName));
+    return changed.status();
+}
 
 Result<std::vector<VoidedJob>> voidJobs(const VoidingSite& site, const std::vector<JobRecord>& jobs,
                                         const VoidingOrder& order)

@@ -13,6 +13,10 @@ namespace KOZAV::Backend {
 class Database;
 class DocumentStore;
 
+/// Gives a job another state pair, durably, or with the transaction that it is called in. ChangedWhileRead,
+/// and nothing is changed, where its pair is not the one any more that the record has.
+Status moveJobState(Database& database, const JobRecord& job, int state, int subState, int userId);
+
 /// The parts of an open site that a voiding works on.
 struct VoidingSite
 {

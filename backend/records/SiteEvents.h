@@ -45,6 +45,12 @@ inline const QLatin1String refused("refused");
 /// An import was found not to have stored what was to be imported, and its job was taken off the waiting
 /// list: {"state", "sub_state"} as they were before, {"stored_name"}.
 inline const QLatin1String failedImport("failed-import");
+/// A job was to go to the CAM robot: {"origin", "host", "port", "document", "probe", "requested"}, and what
+/// became of that as outcome (RobotRequests.h).
+inline const QLatin1String robot("robot");
+/// A job that was handed to the robot is on the waiting list again: {"state", "sub_state"} as they were
+/// before.
+inline const QLatin1String requeued("requeue");
 /// A check of the site has ended: the number of findings of each kind, by its name.
 inline const QLatin1String checked("check");
 /// A stored file was moved into quarantine, back from it, or removed there.

@@ -53,6 +53,11 @@ ARROWS = (
         "the client's access to its site includes ui, services and backend",
     ),
     (
+        r"host/RobotLedger\.cpp",
+        (r"ui/.*", r"services/.*", r"backend/HostInterface\.h", r"robot/RobotRequest\.h"),
+        "the client's record of requests includes ui, services, the backend's interface for hosts, and robot's document definition",
+    ),
+    (
         r"host/EmbeddedRobot\.cpp",
         (r"services/.*", r"robot_server/RobotServer\.h"),
         "the robot inside the client includes services and the robot's server",
@@ -62,7 +67,11 @@ ARROWS = (
         (r"ui/.*", r"services/.*", r"terminal/.*", r"backend/HostInterface\.h"),
         "host includes ui, services, terminal and the backend's interface for hosts; more of backend only from SiteAccess.cpp",
     ),
-    (r"admin/.*", (r"services/.*", r"backend/.*", r"terminal/.*"), "admin includes services, backend and terminal"),
+    (
+        r"admin/.*",
+        (r"services/.*", r"backend/.*", r"terminal/.*", r"robot/RobotRequest\.h"),
+        "admin includes services, backend, terminal, and of robot the document's definition",
+    ),
     (
         r"robot_server/.*",
         (r"robot/\w+\.h", r"terminal/.*"),
