@@ -30,6 +30,12 @@ constexpr std::array<Escape, 10> escapes = {{{'"', u'"'},
                                              {'t', u'\t'},
                                              {'v', u'\v'}}};
 
+bool isHexDigit(QChar c)
+{
+    const char16_t u = c.toLower().unicode();
+    return (u >= u'0' && u <= u'9') || (u >= u'a' && u <= u'f');
+}
+
 /// Reads a value character by character; m_problem says why it could not.
 class ValueReader final
 {
@@ -137,17 +143,16 @@ private:
         m_at = end - 1;
     }
 
-    static bool isHexDigit(QChar c)
-    {
-        const char16_t u = c.toLower().unicode();
-        return (u >= u'0' && u <= u'9') || (u >= u'a' && u <= u'f');
-    }
-
     const QString m_text;
     QString m_value;
     QString m_problem;
     int m_at = 0;
 };
+
+QString hexadecimal(QChar c)
+{
+    return QStringLiteral("\\x%1").arg(c.unicode(), 0, 16);
+}
 
 QString escaped(QChar c)
 {
@@ -155,7 +160,7 @@ QString escaped(QChar c)
         if (c == QChar(escape.meaning) && escape.letter != '\'')
             return QLatin1Char('\\') + QString(QLatin1Char(escape.letter));
     }
-    return c.unicode() < 0x20 ? QStringLiteral("\\x%1").arg(c.unicode(), 0, 16) : QString(c);
+    return c.unicode() < 0x20 ? hexadecimal(c) : QString(c);
 }
 
 bool needsQuotes(const QString& value)
@@ -309,8 +314,13 @@ QString encodeIniValue(const QString& value)
     if (!needsQuotes(value))
         return value;
     QString text;
-    for (const QChar c : value)
-        text += escaped(c);
+    bool openNumber = false;
+    for (const QChar c : value) {
+        // A digit behind a number would be read as one of its own.
+        const QString piece = openNumber && isHexDigit(c) ? hexadecimal(c) : escaped(c);
+        openNumber = piece.startsWith(QLatin1String("\\x"));
+        text += piece;
+    }
     return QLatin1Char('"') + text + QLatin1Char('"');
 }
 

@@ -1,6 +1,8 @@
-#include "tests/fuzz/JsonSplitterCheck.h"
+// The splitter of the robot's stand-in. The first four bytes of an input say how the rest is cut into
+// packets.
 
 #include "robot_server/JsonSplitter.h"
+#include "tests/fuzz/FuzzTarget.h"
 
 #include <algorithm>
 #include <random>
@@ -113,12 +115,8 @@ quint32 seedOf(const QByteArray& input)
     return seed;
 }
 
-} // namespace
-
-QString splitterViolation(const QByteArray& input)
+QString violationIn(const QByteArray& input, const QByteArray& stream, const Outcome& whole)
 {
-    const QByteArray stream = input.mid(seedBytes);
-    const Outcome whole = outcomeOf(stream, [&] { return stream.size(); });
     std::minstd_rand random(seedOf(input));
     const Outcome cut = outcomeOf(stream, [&] { return static_cast<int>(1 + random() % 7); });
     if (!equal(whole, cut))
@@ -133,5 +131,39 @@ QString splitterViolation(const QByteArray& input)
         violation = rewritingViolation(*document);
     return violation;
 }
+
+FuzzVerdict check(const QByteArray& input)
+{
+    static const QByteArray faults[] = {"none", "outside", "string", "not JSON", "deep", "long"};
+    const QByteArray stream = input.mid(seedBytes);
+    const Outcome whole = outcomeOf(stream, [&] { return stream.size(); });
+    const bool complete = whole.fault == JsonFault::None && !whole.documents.empty();
+    return {violationIn(input, stream, whole),
+            complete ? QByteArray("documents") : faults[static_cast<int>(whole.fault)]};
+}
+
+const RegisteredFuzzTarget registered({"json_splitter",
+                                       check,
+                                       {"{",           "}",
+                                        "[",           "]",
+                                        "\"",          ":",
+                                        ",",           "\\",
+                                        "\\u00",       "\\ud83d",
+                                        "1",           "-",
+                                        ".5",          "e+9",
+                                        "0",           "true",
+                                        "null",        "false",
+                                        " ",           "\n",
+                                        "{}",          "[]",
+                                        "\"a\"",       "\"a\":",
+                                        "{\"a\":1",    "[[[[[[",
+                                        "]]]]",        "\xe7\x94\xb2",
+                                        "\xf0\x9f",    "9007199254740993",
+                                        "1e999",       QByteArray(1, '\0'),
+                                        "\"jobname\"", "\"msgParams\""},
+                                       {"none", "documents", "outside", "string", "not JSON", "deep", "long"},
+                                       50'000});
+
+} // namespace
 
 } // namespace KOZAV::Test

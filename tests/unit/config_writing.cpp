@@ -1,3 +1,4 @@
+#include "backend/config/IniDocument.h"
 #include "backend/config/SettingRules.h"
 #include "tests/support/ConfigurationFile.h"
 #include "tests/support/TestProgram.h"
@@ -32,6 +33,7 @@ private Q_SLOTS:
     void settingAnAbsentKey();
     void valuesComeBack_data();
     void valuesComeBack();
+    void everyTextIsReadAsItIsWritten();
     void unusableValuesAreRefused_data();
     void unusableValuesAreRefused();
     void brokenFileIsMendedByItsKey();
@@ -192,6 +194,18 @@ void ConfigWritingTest::valuesComeBack()
     QSettings reader(file.path(), QSettings::IniFormat);
     reader.setIniCodec("UTF-8");
     QCOMPARE(reader.value(QStringLiteral("user/name")).toString(), value);
+}
+
+void ConfigWritingTest::everyTextIsReadAsItIsWritten()
+{
+    for (const char* const text : {"a\x01"
+                                   "1b",
+                                   "\x1f", "\n0", "\"\\;#,", " a ", "\xe7\x94\xb2", ""}) {
+        const QString value = QString::fromUtf8(text);
+        const auto document = IniDocument::parse("[user]\nname = " + encodeIniValue(value).toUtf8() + '\n');
+        QVERIFY2(document.ok(), qPrintable(document.message()));
+        QCOMPARE(document->entries().front().value, value);
+    }
 }
 
 void ConfigWritingTest::unusableValuesAreRefused_data()

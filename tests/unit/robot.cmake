@@ -1,9 +1,5 @@
 # The robot's stand-in, and the request document.
-zav_add_test_program(
-  robot_tests
-  SOURCES "${PROJECT_SOURCE_DIR}/tests/fuzz/JsonSplitterCheck.cpp"
-  LIBRARIES zav_robot_test_support
-  DEFINITIONS "ZAV_FUZZ_CORPUS=\"${PROJECT_SOURCE_DIR}/tests/fuzz/corpus/json_splitter\"")
+zav_add_test_program(robot_tests LIBRARIES zav_robot_test_support)
 zav_add_tests(robot_tests LABELS robot TESTS robot_command_line robot_json_faults robot_json_splitter robot_limits
                                              robot_program robot_request robot_request_log robot_server)
 # Names are UTF-8 whatever the locale is.
