@@ -4,6 +4,7 @@
 #include "backend/io/FileCopy.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <vector>
 
@@ -28,6 +29,7 @@ struct KnownJob
     QString flowGuid;
     QString generatedName;
     QString jobName; ///< name the job came with
+    int companyId = 0;
     QString companyCode;
     QString companyName; ///< at the time of the import
     int state = 0;
@@ -38,5 +40,28 @@ struct KnownJob
 /// The jobs whose import is complete and was not taken back, oldest first. Found by an index, however many
 /// rows there are.
 Result<std::vector<KnownJob>> findKnownContent(Database& database, KnownBy by, const ContentDigest& content);
+
+/// A content, and a job that has it.
+struct KnownContent
+{
+    ContentDigest content;
+    KnownJob job;
+};
+
+/// The same for many contents: of each, and of each company that has it, the oldest such job. One query
+/// for some dozens of contents.
+Result<std::vector<KnownContent>> findKnownContents(Database& database, KnownBy by,
+                                                    const std::vector<ContentDigest>& contents);
+
+/// What the row of a job's original file says of its content.
+struct JobContent
+{
+    QString flowGuid;
+    KnownBy by = KnownBy::StoredFile; ///< of a packed folder: FolderContent
+    ContentDigest content;
+};
+
+/// Of the jobs with these flow keys; those are missing whose rows do not know it. One query for some dozens.
+Result<std::vector<JobContent>> contentsOfJobs(Database& database, const QStringList& flowGuids);
 
 } // namespace KOZAV::Backend

@@ -83,6 +83,8 @@ private Q_SLOTS:
     void cleanup();
     void knownContentIsThatOfCompleteJobs();
     void aKnownJobHasItsFields();
+    void manyContentsAreFoundAtOnce();
+    void contentsOfJobsAreThoseOfTheirFiles();
     void knownLengths();
     void knownContentIsFoundByItsIndex_data();
     void knownContentIsFoundByItsIndex();
@@ -148,6 +150,45 @@ void DatabaseContentTest::aKnownJobHasItsFields()
     QCOMPARE(job.subState, 2);
 }
 
+void DatabaseContentTest::manyContentsAreFoundAtOnce()
+{
+    // More than one statement takes; the first and the last are there.
+    std::vector<ContentDigest> contents{digest(5'000'000'000, 'a')};
+    for (int i = 0; i < 150; ++i)
+        contents.push_back(digest(1000 + i, 'c'));
+    contents.push_back(digest(60, 'a'));
+    const auto found = findKnownContents(*m_database, KnownBy::StoredFile, contents);
+    QVERIFY2(found.ok(), qPrintable(found.message()));
+    QCOMPARE(found->size(), size_t{2});
+    // A1 and A2 have it: the oldest is told.
+    QCOMPARE(found->front().job.generatedName, QStringLiteral("A1"));
+    QCOMPARE(found->front().job.companyId, 1);
+    QVERIFY(found->front().content == contents.front());
+    QCOMPARE(found->back().job.generatedName, QStringLiteral("A6"));
+    QVERIFY(found->back().content == contents.back());
+
+    const auto folders =
+        findKnownContents(*m_database, KnownBy::FolderContent, {digest(100, 'b'), digest(30, 'a')});
+    QVERIFY2(folders.ok(), qPrintable(folders.message()));
+    QCOMPARE(folders->size(), size_t{1});
+    QCOMPARE(folders->front().job.generatedName, QStringLiteral("A3"));
+    QVERIFY(findKnownContents(*m_database, KnownBy::StoredFile, {})->empty());
+}
+
+void DatabaseContentTest::contentsOfJobsAreThoseOfTheirFiles()
+{
+    const auto jobs = contentsOfJobs(*m_database, {QStringLiteral("f1"), QStringLiteral("f3"),
+                                                   QStringLiteral("f7"), QStringLiteral("nothing")});
+    QVERIFY2(jobs.ok(), qPrintable(jobs.message()));
+    QCOMPARE(jobs->size(), size_t{2});
+    QCOMPARE(jobs->front().flowGuid, QStringLiteral("f1"));
+    QVERIFY(jobs->front().by == KnownBy::StoredFile);
+    QVERIFY(jobs->front().content == digest(5'000'000'000, 'a'));
+    QCOMPARE(jobs->back().flowGuid, QStringLiteral("f3"));
+    QVERIFY(jobs->back().by == KnownBy::FolderContent);
+    QVERIFY(jobs->back().content == digest(100, 'b'));
+}
+
 void DatabaseContentTest::knownLengths()
 {
     QVERIFY(hasKnownLength(*m_database, KnownBy::StoredFile, 5'000'000'000).value());
@@ -177,8 +218,11 @@ void DatabaseContentTest::knownContentIsFoundByItsIndex()
     const auto known = static_cast<KnownBy>(by);
     QVERIFY(hasKnownLength(*m_database, known, 1).ok());
     QVERIFY(findKnownContent(*m_database, known, digest(1, 'c')).ok());
+    QVERIFY(findKnownContents(*m_database, known, {digest(1, 'c')}).ok());
+    QVERIFY(contentsOfJobs(*m_database, {QStringLiteral("f1")}).ok());
     QStringList texts;
-    const Status asked = m_database->query("SELECT sql FROM sqlite_stmt WHERE sql LIKE '%FROM orig_file%'"
+    const Status asked = m_database->query("SELECT sql FROM sqlite_stmt WHERE sql LIKE 'SELECT%' AND (sql "
+                                           "LIKE '%FROM orig_file%' OR sql LIKE '%JOIN orig_file%')"
                                            " AND sql NOT LIKE '%sqlite_stmt%' ORDER BY sql",
                                            {}, [&texts](const QSqlQuery& row) {
                                                texts << row.value(0).toString();
@@ -187,11 +231,13 @@ void DatabaseContentTest::knownContentIsFoundByItsIndex()
     if (!asked.ok() && asked.message().contains(QStringLiteral("no such table")))
         QSKIP("this SQLite does not tell its statements");
     QVERIFY2(asked.ok(), qPrintable(asked.message()));
-    QCOMPARE(texts.size(), 2);
+    QCOMPARE(texts.size(), 4);
     QStringList plans;
     for (const QString& sql : texts) {
         const QByteArray explained = "EXPLAIN QUERY PLAN " + sql.toLatin1();
-        const QVariantList values = QVariantList({1, QString()}).mid(0, sql.count(QLatin1Char('?')));
+        QVariantList values;
+        for (int i = 0; i < sql.count(QLatin1Char('?')); ++i)
+            values << (i % 2 == 0 ? QVariant(1) : QVariant(QString()));
         QVERIFY(m_database
                     ->query(explained.constData(), values,
                             [&plans](const QSqlQuery& row) {
@@ -201,7 +247,12 @@ void DatabaseContentTest::knownContentIsFoundByItsIndex()
                     .ok());
     }
     const QString text = plans.join(QStringLiteral("; "));
-    QVERIFY2(!text.contains(QStringLiteral("SCAN")), qPrintable(text));
+    // But for the jobs that were found.
+    QVERIFY2(!QString(text).remove(QStringLiteral("SCAN k")).contains(QStringLiteral("SCAN")),
+             qPrintable(text));
+    QCOMPARE(text.count(
+                 QStringLiteral("SEARCH o USING INDEX %1 (%2_length=? AND %2_sha256=?)").arg(index, column)),
+             1 + 64);
     QVERIFY2(text.contains(
                  QStringLiteral("SEARCH orig_file USING COVERING INDEX %1 (%2_length=?)").arg(index, column)),
              qPrintable(text));

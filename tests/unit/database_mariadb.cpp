@@ -1,3 +1,4 @@
+#include "backend/records/KnownContent.h"
 #include "backend/records/SiteRecords.h"
 #include "tests/support/FlawText.h"
 #include "tests/support/MariaDbServer.h"
@@ -5,6 +6,7 @@
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDeadlineTimer>
 #include <QTest>
 
@@ -43,6 +45,7 @@ private Q_SLOTS:
     void commitWithoutAnAnswerIsUnknown();
     void databaseIsMadeOnTheServer();
     void healthTellsTheEngine();
+    void knownContentIsFoundByItsIndex();
 
 private:
     std::unique_ptr<Database> open();
@@ -343,6 +346,51 @@ void DatabaseMariaDbTest::healthTellsTheEngine()
     QCOMPARE(health->encryption, QString());
     QVERIFY(health->latencyMs > 0);
     QVERIFY(health->place.startsWith(QLatin1String("127.0.0.1:")));
+}
+
+/// The server counts the rows that the product's own statements read, of as many as a site has.
+void DatabaseMariaDbTest::knownContentIsFoundByItsIndex()
+{
+    constexpr int jobs = 3000;
+    QVERIFY(m_database->insert(insertCompany, company(QStringLiteral("A")), Durability::Immediate).ok());
+    // Each has an archive of its own, and two of them are folders of one content.
+    for (const char* const rows : {
+             "INSERT INTO orig_file (guid, job_name, stored_name, suffix, company_code, user_id, "
+             "created_time,"
+             " stored_length, stored_sha256, content_length, content_sha256)"
+             " SELECT CONCAT('o', seq), 'j', CONCAT('s', seq), '', 'A', 5, '', 1000, SHA2(seq, 256),"
+             " IF(seq % 1500 = 0, 7, NULL), IF(seq % 1500 = 0, SHA2('c', 256), NULL) FROM seq_1_to_3000",
+             "INSERT INTO job_flow (guid, job_name, ko_serial_name, flow_no, user_id, orig_file_guid,"
+             " created_time) SELECT CONCAT('f', id), 'j', CONCAT('A', id), '', 5, guid, '' FROM orig_file",
+             "INSERT INTO job_compress (flow_guid, company_name, company_code, company_id, job_name, "
+             "stored_name,"
+             " suffix, remark, file_store, user_id, job_number, created_time)"
+             " SELECT f.guid, 'A', 'A', 1, 'j', CONCAT('s', f.id), '', '', 'f', 5, f.id, '' FROM job_flow f",
+         })
+        QCOMPARE(m_database->change(rows, {}, Durability::Immediate).value(), jobs);
+    const auto rowsRead = [this] {
+        int rows = 0;
+        const Status asked =
+            m_database->query("SHOW SESSION STATUS LIKE 'Handler_read%'", {}, [&rows](const QSqlQuery& row) {
+                rows += row.value(1).toInt();
+                return true;
+            });
+        return asked.ok() ? rows : -1;
+    };
+    std::vector<ContentDigest> contents;
+    for (int i = 1; i <= 64; ++i)
+        contents.push_back(
+            {1000, QCryptographicHash::hash(QByteArray::number(i), QCryptographicHash::Sha256).toHex()});
+    const ContentDigest folder{7, QCryptographicHash::hash("c", QCryptographicHash::Sha256).toHex()};
+
+    const int before = rowsRead();
+    QVERIFY(before >= 0);
+    QCOMPARE(findKnownContents(*m_database, KnownBy::StoredFile, contents)->size(), size_t{64});
+    QCOMPARE(findKnownContents(*m_database, KnownBy::FolderContent, {folder})->size(), size_t{1});
+    QCOMPARE(findKnownContent(*m_database, KnownBy::FolderContent, folder)->size(), size_t{2});
+    QCOMPARE(contentsOfJobs(*m_database, {QStringLiteral("f1"), QStringLiteral("f1500")})->size(), size_t{2});
+    const int read = rowsRead() - before;
+    QVERIFY2(read > 0 && read < jobs / 3, qPrintable(QString::number(read)));
 }
 
 ZAV_REGISTER_TEST(database_mariadb, DatabaseMariaDbTest, QCoreApplication)
