@@ -99,12 +99,13 @@ CamImport::Outcome CamImport::importStoredFile(const ImportedJob& job, qint64 st
     Q_EMIT progressed(-1, storedBytes);
     const QString archive = fetch(job.storedName, workFolder);
     if (archive.isEmpty())
-        return {{}, QStringLiteral("存储文件 %1 取不回来").arg(job.storedName)};
+        return {{}, QStringLiteral("存储文件 %1 取不回来").arg(job.storedName), {}};
     if (!SiteAccess::isAsImported(job, archive)) {
         QFile::remove(archive);
-        return {{},
-                QStringLiteral("存储文件 %1 与料号 %2 导入时的内容不一致")
-                    .arg(job.storedName, job.generatedName)};
+        return {
+            {},
+            QStringLiteral("存储文件 %1 与料号 %2 导入时的内容不一致").arg(job.storedName, job.generatedName),
+            {}};
     }
     return openFetched(archive, storedBytes, workFolder);
 }
@@ -120,12 +121,12 @@ CamImport::Outcome CamImport::openFetched(const QString& archive, qint64 storedB
     const UnpackResult unpacked = unpackJob(request);
     QFile::remove(archive);
     if (unpacked.cancelled)
-        return {{}, QStringLiteral("已取消")};
+        return {{}, QStringLiteral("已取消"), {}};
     if (!unpacked.ok())
-        return {{}, unpacked.error};
+        return {{}, unpacked.error, {}};
     OdbJob job = openOdbJob(request.folder);
     const QString error = job.error;
-    return {std::move(job), error};
+    return {std::move(job), error, unpacked.warnings};
 }
 
 QString CamImport::fetch(const QString& storedName, const QString& workFolder)
@@ -147,6 +148,8 @@ void CamImport::finished()
         Q_EMIT failed(m_jobName, outcome.error);
     } else {
         Q_EMIT opened(m_jobName, outcome.job);
+        for (const QString& warning : outcome.warnings)
+            Q_EMIT warned(m_jobName, warning);
         Q_EMIT UI::ZAV_UICommon::interface()->hasImportSuccess();
     }
     Q_EMIT ended();

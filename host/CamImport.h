@@ -6,6 +6,7 @@
 #include <QFutureWatcher>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <atomic>
@@ -56,6 +57,8 @@ Q_SIGNALS:
     /// known.
     void progressed(qint64 done, qint64 total);
     void opened(const QString& jobName, const KOZAV::Host::OdbJob& job);
+    /// Something is wrong with the archive of the job that was just opened.
+    void warned(const QString& jobName, const QString& warning);
     void failed(const QString& jobName, const QString& reason);
     /// A started import is over, and the panels have done what follows from it.
     void ended();
@@ -66,6 +69,7 @@ private:
     {
         OdbJob job;
         QString error;
+        QStringList warnings;
     };
 
     void announced(const QString& jobInformation);

@@ -97,6 +97,9 @@ void ImportRun::watch(UI::ZAV_Import_Widget* panel, DialogOperator& dialogs)
                 .arg(job.matrix.steps.size())
                 .arg(job.matrix.layers.size()));
     });
+    connect(camImport, &CamImport::warned, this, [this](const QString& name, const QString& warning) {
+        say(QStringLiteral("warning: %1: %2").arg(name, warning));
+    });
     // ended() comes after the panel has done its part, or after a failure.
     connect(camImport, &CamImport::failed, this, [this](const QString& name, const QString& reason) {
         say(QStringLiteral("failed: %1: %2").arg(name, reason));

@@ -46,6 +46,7 @@ JobView::JobView(CamImport& import, QWidget* parent)
     connect(&import, &CamImport::started, this, &JobView::showStarted);
     connect(&import, &CamImport::progressed, this, &JobView::showProgress);
     connect(&import, &CamImport::opened, this, &JobView::showJob);
+    connect(&import, &CamImport::warned, this, &JobView::showWarning);
     connect(&import, &CamImport::failed, this, &JobView::showFailure);
 }
 
@@ -79,6 +80,11 @@ void JobView::showJob(const QString& jobName, const OdbJob& job)
                            .arg(job.matrix.layers.size()));
     m_stack->setMatrix(job.matrix);
     endProgress();
+}
+
+void JobView::showWarning(const QString& /*jobName*/, const QString& warning)
+{
+    m_details->setText(m_details->text() + QStringLiteral("\n警告：") + warning);
 }
 
 void JobView::showFailure(const QString& jobName, const QString& reason)

@@ -24,6 +24,7 @@ private:
     void showStarted(const QString& jobName);
     void showProgress(qint64 done, qint64 total);
     void showJob(const QString& jobName, const OdbJob& job);
+    void showWarning(const QString& jobName, const QString& warning);
     void showFailure(const QString& jobName, const QString& reason);
     void endProgress();
 

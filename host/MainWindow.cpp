@@ -159,6 +159,9 @@ void MainWindow::connectParts()
         m_log.add(QtWarningMsg, QStringLiteral("client"),
                   QStringLiteral("%1 无法打开：%2").arg(jobName, reason));
     });
+    connect(m_camImport, &CamImport::warned, this, [this](const QString& jobName, const QString& warning) {
+        m_log.add(QtWarningMsg, QStringLiteral("client"), QStringLiteral("%1：%2").arg(jobName, warning));
+    });
     connect(m_robotProbe, &RobotProbe::probed, m_status, &SiteStatusBar::showRobot);
 }
 

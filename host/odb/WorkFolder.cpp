@@ -29,6 +29,10 @@ namespace KOZAV::Host {
 
 namespace {
 
+/// With the work folder before it a path must stay short enough for whoever reads or removes it by its whole
+/// length.
+constexpr int longestEntryPath = 2048;
+
 EntryPath refused(const QString& shown, const char* why)
 {
     return {QString(), QStringLiteral("%1 %2").arg(shown, QLatin1String(why))};
@@ -62,6 +66,8 @@ EntryPath entryPath(const QByteArray& rawName)
             return refused(shown, "is an absolute path");
         components << component;
     }
+    if (rawName.size() > longestEntryPath)
+        return refused(shown, "is longer than a path may be");
     return {components.join(QLatin1Char('/')), QString()};
 }
 
@@ -195,6 +201,18 @@ std::error_code linked(int folder, const QByteArray& name, int newFolder, const 
     return ::fsync(newFolder) == 0 ? std::error_code() : lastError();
 }
 
+std::error_code giveRegular(Descriptor& opened, QFile& file)
+{
+    struct stat status = {};
+    if (opened.error())
+        return opened.error();
+    if (::fstat(opened.get(), &status) != 0)
+        return lastError();
+    if (!S_ISREG(status.st_mode))
+        return std::make_error_code(std::errc::not_supported);
+    return opened.giveTo(file, QIODevice::ReadOnly);
+}
+
 QString folderOf(const QString& path)
 {
     return path.left(std::max(0, path.lastIndexOf(QLatin1Char('/'))));
@@ -206,6 +224,12 @@ QByteArray nameOf(const QString& path)
 }
 
 } // namespace
+
+std::error_code openRegularFile(const QString& path, QFile& file)
+{
+    Descriptor opened(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    return giveRegular(opened, file);
+}
 
 WorkFolder::~WorkFolder()
 {
@@ -289,14 +313,7 @@ std::error_code WorkFolder::openFile(const QString& path, QFile& file) const
 {
     // O_NONBLOCK: opening a pipe would else wait for its writer.
     Descriptor opened = openBeneath(m_folder, path, O_RDONLY | O_NONBLOCK);
-    struct stat status = {};
-    if (opened.error())
-        return opened.error();
-    if (::fstat(opened.get(), &status) != 0)
-        return lastError();
-    if (!S_ISREG(status.st_mode))
-        return std::make_error_code(std::errc::not_supported);
-    return opened.giveTo(file, QIODevice::ReadOnly);
+    return giveRegular(opened, file);
 }
 
 QString WorkFolder::reason(const std::error_code& error)

@@ -23,6 +23,10 @@ EntryPath entryPath(const QByteArray& rawName);
 /// links there are: its target is relative, goes up only at its beginning, and not further than the folder.
 bool linkStaysInside(const QString& path, const QByteArray& target);
 
+/// Opens a regular file for reading by its path, a symbolic link included; what is none is not waited for and
+/// fails as not_supported.
+[[nodiscard]] std::error_code openRegularFile(const QString& path, QFile& file);
+
 /// A folder that no name leads out of. Every path is resolved beneath it and through real folders only: a
 /// symbolic link on the way, wherever it leads to, is an error.
 ///

@@ -1,14 +1,15 @@
 # The client's parts, one by one.
 if(ZAV_BUILD_PANELS)
-  zav_add_test_program(host_tests LIBRARIES zav_client_lib zav_site_test_support zav_samples_lib zav_operated_panel
-                                            Qt5::Sql
+  zav_add_test_program(host_tests LIBRARIES zav_client_lib zav_file_test_support zav_site_test_support zav_samples_lib
+                                            zav_operated_panel Qt5::Sql
                          DEFINITIONS "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\"")
-  zav_add_tests(host_tests LABELS host TESTS host_announcement host_batch_report host_layer_stack host_matrix host_panel_run
-                                             host_publishing host_robot_probe host_service_log host_unpacker)
+  zav_add_tests(host_tests LABELS host TESTS host_announcement host_batch_report host_hostile_archives host_layer_stack
+                                             host_matrix host_panel_run host_publishing host_robot_probe host_service_log
+                                             host_unpacker)
   zav_add_tests(host_tests SITES LABELS host TESTS host_site_status)
 
   # Once more without openat2(), refused as an old kernel and as a strict sandbox refuse it.
   foreach(error ENOSYS EPERM)
-    zav_repeat_tests(${error} ENVIRONMENT ZAV_TEST_OPENAT2=${error} TESTS host_matrix host_unpacker)
+    zav_repeat_tests(${error} ENVIRONMENT ZAV_TEST_OPENAT2=${error} TESTS host_hostile_archives host_matrix host_unpacker)
   endforeach()
 endif()
