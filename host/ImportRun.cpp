@@ -8,6 +8,7 @@
 #include "host/DialogOperator.h"
 #include "host/JobListDock.h"
 #include "host/MainWindow.h"
+#include "host/RobotLedger.h"
 #include "host/SiteAccess.h"
 #include "ui/import_list/ZAV_Import_Widget.h"
 
@@ -90,6 +91,8 @@ void ImportRun::watch(UI::ZAV_Import_Widget* panel, DialogOperator& dialogs)
         say(QStringLiteral("message: %1: %2").arg(title, text));
     });
     connect(panel, &UI::ZAV_Import_Widget::webJobHaveSent, this, [this] { m_sent = true; });
+    connect(&m_window.robotLedger(), &RobotLedger::told, this,
+            [this](const QString& text) { say(QStringLiteral("robot: ") + text); });
     const CamImport* camImport = &m_window.camImport();
     connect(camImport, &CamImport::opened, this, [this](const QString& name, const OdbJob& job) {
         say(QStringLiteral("opened: %1: %2 steps, %3 layers")

@@ -31,6 +31,8 @@ UI::ZAV_Import_Widget* JobListDock::open(const ImportedJob& job, int mode)
     connect(m_panel, &UI::ZAV_Import_Widget::webJobHaveSent, this,
             [this, name = job.generatedName] { Q_EMIT requestSent(name); });
 
+    Q_EMIT opened(m_panel, job);
+
     setWindowTitle(QStringLiteral("料号导入：%1").arg(job.generatedName));
     setWidget(m_panel);
     m_panel->show();

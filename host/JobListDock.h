@@ -23,6 +23,8 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 Q_SIGNALS:
+    /// A panel was made for a job.
+    void opened(KOZAV::UI::ZAV_Import_Widget* panel, const KOZAV::Host::ImportedJob& job);
     /// The robot request of the job was written.
     void requestSent(const QString& jobName);
 

@@ -15,6 +15,7 @@
 #include "host/OrigFileModel.h"
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
+#include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
@@ -23,6 +24,7 @@
 #include "host/WaitingJobsView.h"
 #include "services/ui/ZAV_UICommon.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
+#include "ui/import_list/ZAV_Import_Widget.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -54,6 +56,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_camImport(new CamImport(site, *m_importPanel, this))
     , m_panelRun(new PanelRun(*m_importPanel, this))
     , m_panelReport(new PanelReport(site, *m_panelRun, this))
+    , m_robotLedger(new RobotLedger(site, *m_panelRun, *m_panelReport, this))
     , m_manifests(new ManifestKeeper(site, *m_panelRun, this))
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
@@ -66,6 +69,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     buildMenu();
     connectParts();
     connectManifests();
+    connectRobot();
     // After all that have something to tell of the run.
     connect(m_panelRun, &PanelRun::ended, this, &MainWindow::tellReport);
     m_manifests->recover();
@@ -162,7 +166,6 @@ void MainWindow::connectParts()
     connect(m_camImport, &CamImport::warned, this, [this](const QString& jobName, const QString& warning) {
         m_log.add(QtWarningMsg, QStringLiteral("client"), QStringLiteral("%1：%2").arg(jobName, warning));
     });
-    connect(m_robotProbe, &RobotProbe::probed, m_status, &SiteStatusBar::showRobot);
 }
 
 void MainWindow::connectManifests()
@@ -195,6 +198,16 @@ void MainWindow::tellReport()
     }
     for (const Remark& remark : report.remarks())
         add(remark.text);
+}
+
+void MainWindow::connectRobot()
+{
+    const auto tell = [this](const QString& text) { m_log.add(QtWarningMsg, QStringLiteral("robot"), text); };
+    connect(m_robotProbe, &RobotProbe::probed, m_status, &SiteStatusBar::showRobot);
+    connect(m_jobListDock, &JobListDock::opened, m_robotLedger, &RobotLedger::follow);
+    connect(m_robotLedger, &RobotLedger::told, this, tell);
+    if (const QString warning = RobotLedger::addressWarning(); !warning.isEmpty())
+        tell(warning);
 }
 
 void MainWindow::watchRobot()

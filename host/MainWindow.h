@@ -21,6 +21,7 @@ class ManifestKeeper;
 class OrigFileModel;
 class PanelReport;
 class PanelRun;
+class RobotLedger;
 class RobotProbe;
 class ServiceLog;
 class SiteAccess;
@@ -38,6 +39,7 @@ public:
 
     [[nodiscard]] UI::ZAV_ImportFromFile_Widget* importPanel() const { return m_importPanel; }
     [[nodiscard]] const PanelRun& panelRun() const { return *m_panelRun; }
+    [[nodiscard]] RobotLedger& robotLedger() const { return *m_robotLedger; }
     [[nodiscard]] PanelReport& panelReport() const { return *m_panelReport; }
     [[nodiscard]] CamImport& camImport() const { return *m_camImport; }
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
@@ -62,6 +64,7 @@ private:
     void buildMenu();
     void connectParts();
     void connectManifests();
+    void connectRobot();
     void tellReport();
     QWidget* buildMessages();
     void reloadFiles();
@@ -75,6 +78,7 @@ private:
     CamImport* m_camImport;
     PanelRun* m_panelRun;
     PanelReport* m_panelReport;
+    RobotLedger* m_robotLedger;
     ManifestKeeper* m_manifests;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;

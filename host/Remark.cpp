@@ -23,6 +23,12 @@ const std::vector<RemarkMeaning>& remarkMeanings()
              "The source was changed while it was imported: what was stored is not what is there.")},
         {QLatin1String("archive-cut-short"), QLatin1String("The archive ends before its end mark.")},
         {QLatin1String("manifest-broken"), QLatin1String("The job manifest is no JSON object.")},
+        {QLatin1String("robot-unknown"),
+         QLatin1String("Whether the request of a saved job reached the robot is not known.")},
+        {QLatin1String("robot-not-sent"),
+         QLatin1String("The request of a saved job cannot have reached the robot.")},
+        {QLatin1String("robot-not-recorded"),
+         QLatin1String("What became of requests to the robot could not be written into their histories.")},
         {QLatin1String("manifest"), QLatin1String("What became of a job manifest that was put aside.")},
     };
     return meanings;
