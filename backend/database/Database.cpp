@@ -307,6 +307,11 @@ Result<QString> Database::revision()
     return QStringLiteral("%1 %2 %3").arg(d->connection.name(), others->toString()).arg(d->writes);
 }
 
+const Dialect& Database::dialect() const
+{
+    return d->connection.dialect();
+}
+
 Result<int> Database::schemaVersion()
 {
     const auto tables = value(d->connection.dialect().versionTableSql());

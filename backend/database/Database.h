@@ -132,6 +132,9 @@ public:
     /// object or by anybody else. Empty where the engine cannot tell. Costs a statement, whatever the size.
     Result<QString> revision();
 
+    /// The dialect of the engine: for what only some engines have. Lives as long as the database.
+    [[nodiscard]] const Dialect& dialect() const;
+
     /// Schema version of the open database.
     Result<int> schemaVersion();
     /// Engine and version in words.

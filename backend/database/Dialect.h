@@ -76,6 +76,21 @@ public:
     };
     [[nodiscard]] virtual SchemaLock schemaLock() const { return {nullptr, nullptr}; }
 
+    /// Statements on the table company_hold, of one row each, by the server's clock; a lease is in
+    /// microseconds. Each may be repeated where its answer was lost, but for insertSql, which then finds its
+    /// row there already.
+    struct HoldStatements
+    {
+        const char* takeSql;     ///< key, user, host, process, lease, company, key: 1 row where it was free
+        const char* insertSql;   ///< company, key, user, host, process, lease: for a company never held
+        const char* renewSql;    ///< lease, company, key: 1 row where it is still held by that key
+        const char* giveBackSql; ///< company, key
+        const char* holderSql;   ///< company; user, host, process, since, whether it is held
+        const char* heldSql;     ///< company, user, host, process, since of all that are held
+    };
+    /// Null where holds are locks of the operating system.
+    [[nodiscard]] virtual const HoldStatements* holdStatements() const { return nullptr; }
+
     /// Begins a transaction that may write: one that cannot fail later because another writer was faster.
     [[nodiscard]] virtual const char* beginSql() const = 0;
 

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -28,6 +29,13 @@ int lockFile(const File& file, int operation)
 
 } // namespace
 
+Status makeLockFolder(const std::string& path)
+{
+    if (::mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST)
+        return systemFailure(errno, QStringLiteral("make the folder"), path);
+    return {};
+}
+
 Result<FileLock> FileLock::acquire(const std::string& path)
 {
     File file = openLockFile(path);
@@ -49,6 +57,13 @@ Result<std::optional<FileLock>> FileLock::tryAcquire(const std::string& path)
     if (error != 0)
         return systemFailure(error, QStringLiteral("lock"), path);
     return std::optional<FileLock>(FileLock(std::move(file)));
+}
+
+Status FileLock::describe(const std::string& content)
+{
+    if (::ftruncate(m_file.descriptor(), 0) != 0)
+        return systemFailure(errno, QStringLiteral("write"), m_file.path());
+    return m_file.writeAt(content.data(), static_cast<qint64>(content.size()), 0);
 }
 
 } // namespace KOZAV::Backend

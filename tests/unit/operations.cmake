@@ -3,6 +3,10 @@
 zav_add_test_program(operations_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
                      LIBRARIES zav_site_test_support)
 zav_add_tests(operations_tests LABELS operations TESTS operations_events operations_road)
+zav_add_test_program(hold_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
+                     LIBRARIES zav_database_test_support zav_mariadb_test_support
+                     DEFINITIONS $<$<BOOL:${ZAV_MARIADBD}>:ZAV_WITH_MARIADB_SERVER>)
+zav_add_tests(hold_tests ON_MEMORY SECONDS 20 LABELS operations TESTS operations_company_hold)
 zav_add_test_program(memory_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
                      LIBRARIES zav_site_test_support)
 zav_add_tests(memory_tests LABELS operations TESTS operations_guard)

@@ -228,6 +228,31 @@ const char* MariaDbDialect::versionTableSql() const
            " WHERE table_schema = DATABASE() AND table_name = 'schema_version'";
 }
 
+const Dialect::HoldStatements* MariaDbDialect::holdStatements() const
+{
+// A time of expiry further ahead than any lease was written before the server's clock was set back.
+#define IS_FREE "(expires <= UTC_TIMESTAMP(3) OR expires > UTC_TIMESTAMP(3) + INTERVAL 120 SECOND)"
+#define LEASE_END "UTC_TIMESTAMP(3) + INTERVAL ? MICROSECOND"
+#define SINCE "CONCAT(LEFT(DATE_FORMAT(since, '%Y-%m-%dT%H:%i:%s.%f'), 23), 'Z')"
+    static const HoldStatements statements = {
+        "UPDATE company_hold SET holder = ?, user_name = ?, host = ?, process_id = ?, since = "
+        "UTC_TIMESTAMP(3),"
+        " expires = " LEASE_END " WHERE company_id = ? AND (" IS_FREE " OR holder = ?)",
+        "INSERT INTO company_hold (company_id, holder, user_name, host, process_id, since, expires)"
+        " VALUES (?, ?, ?, ?, ?, UTC_TIMESTAMP(3), " LEASE_END ")",
+        "UPDATE company_hold SET expires = " LEASE_END " WHERE company_id = ? AND holder = ?",
+        "UPDATE company_hold SET holder = 'nobody', expires = '1970-01-01' WHERE company_id = ? AND holder = "
+        "?",
+        "SELECT user_name, host, process_id, " SINCE ", NOT " IS_FREE
+        " FROM company_hold WHERE company_id = ?",
+        "SELECT company_id, user_name, host, process_id, " SINCE " FROM company_hold WHERE NOT " IS_FREE
+        " ORDER BY company_id"};
+#undef IS_FREE
+#undef LEASE_END
+#undef SINCE
+    return &statements;
+}
+
 const char* MariaDbDialect::engineVersionSql() const
 {
     return "SELECT CONCAT(IF(VERSION() LIKE '%MariaDB%', 'MariaDB ', 'MySQL '),"

@@ -24,6 +24,7 @@ public:
     Result<bool> createDatabase(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] const std::vector<MigrationStep>& migrations() const override;
     [[nodiscard]] SchemaLock schemaLock() const override;
+    [[nodiscard]] const HoldStatements* holdStatements() const override;
     [[nodiscard]] const char* beginSql() const override { return "START TRANSACTION"; }
     [[nodiscard]] const char* durabilitySql(Durability durability) const override;
     [[nodiscard]] const char* versionTableSql() const override;
