@@ -8,6 +8,7 @@ import unittest
 from pathlib import Path
 
 import exported_symbols
+import hardened_build
 import house
 import include_arrows
 import needed_libraries
@@ -259,6 +260,43 @@ class NeededLibrariesTest(unittest.TestCase):
     def test_file_without_dependencies_is_a_mistake(self):
         with self.assertRaises(ValueError):
             needed_libraries.unwanted("There is no dynamic section in this file.", "graphical")
+
+
+class HardenedBuildTest(unittest.TestCase):
+    GOOD = """\
+ELF Header:
+  Type:                              DYN (Position-Independent Executable file)
+  GNU_STACK      0x000000 0x0000000000000000 0x0000000000000000 0x000000 0x000000 RW  0x10
+  GNU_RELRO      0x1e10a0 0x00000000001e10a0 0x00000000001e10a0 0x002f60 0x002f60 R   0x1
+ 0x000000000000001e (FLAGS)              BIND_NOW
+    12: 0000000000000000     0 FUNC    GLOBAL DEFAULT  UND __stack_chk_fail@GLIBC_2.4 (3)
+"""
+
+    def test_whole_file(self):
+        self.assertEqual(hardened_build.missing_in_file(self.GOOD), [])
+
+    def test_each_protection_is_looked_for(self):
+        for line in self.GOOD.splitlines()[1:]:
+            lacks = hardened_build.missing_in_file(self.GOOD.replace(line + "\n", ""))
+            self.assertEqual(len(lacks), 1, line)
+
+    def test_wrong_kinds(self):
+        for good, bad in (("DYN", "EXEC"), (" RW ", " RWE"), ("BIND_NOW", "SYMBOLIC")):
+            self.assertEqual(len(hardened_build.missing_in_file(self.GOOD.replace(good, bad))), 1, bad)
+
+    def test_commands(self):
+        def lacks(flags, file="/tree/a.cpp"):
+            entry = {"directory": "/tree/build", "file": file, "command": f"c++ {flags} -c {file}"}
+            return [lack for _, lack in hardened_build.missing_in_commands([entry], Path("/tree"))]
+
+        self.assertEqual(lacks("-D_FORTIFY_SOURCE=2 -fstack-protector-strong"), [])
+        self.assertEqual(len(lacks("-D_FORTIFY_SOURCE=0 -fstack-protector-strong")), 1)
+        self.assertEqual(len(lacks("-O2")), 2)
+        self.assertEqual(lacks("-O2", "/tree/build/moc.cpp"), [])
+
+    def test_other_file_is_a_mistake(self):
+        with self.assertRaises(ValueError):
+            hardened_build.missing_in_file("")
 
 
 class ExportedSymbolsTest(unittest.TestCase):

@@ -1,4 +1,11 @@
-# The client while it is killed.
+# The client while it is killed, and in narrow surroundings.
 if(ZAV_BUILD_PANELS)
+  add_library(zav_shifted_clock MODULE "${PROJECT_SOURCE_DIR}/tests/support/ShiftedClock.cpp")
+  zav_compile_options(zav_shifted_clock)
+  set_target_properties(zav_shifted_clock PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
+  target_link_libraries(client_tests PRIVATE zav_admin_test_support)
+  add_dependencies(client_tests zav_shifted_clock)
+  target_compile_definitions(client_tests PRIVATE "ZAV_SHIFTED_CLOCK=\"$<TARGET_FILE:zav_shifted_clock>\"")
+  zav_add_tests(client_tests SECONDS 15 ON_MEMORY LABELS client fault TESTS client_limits)
   zav_add_tests(client_tests PARTS 4 SECONDS 15 ON_MEMORY TIMEOUT 900 LABELS client fault TESTS client_batch_kills)
 endif()

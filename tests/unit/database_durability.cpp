@@ -64,6 +64,8 @@ private Q_SLOTS:
     void syncsOfWrites_data();
     void syncsOfWrites();
     void committedRowsSurviveACrashOfTheProgram();
+    void aFailedSyncIsNoSuccess_data();
+    void aFailedSyncIsNoSuccess();
 
 private:
     int m_syncsOfOpening = -1;
@@ -102,6 +104,42 @@ void DatabaseDurabilityTest::committedRowsSurviveACrashOfTheProgram()
     QVERIFY(database);
     QCOMPARE(valueOf(*database, "SELECT count(*) FROM company").toInt(), 5);
     QCOMPARE(flawsOf(*database), QString());
+}
+
+void DatabaseDurabilityTest::aFailedSyncIsNoSuccess_data()
+{
+    QTest::addColumn<QString>("which");
+    QTest::newRow("once") << QStringLiteral("%1");
+    QTest::newRow("from then on") << QStringLiteral("%1+");
+}
+
+/// Of the write-ahead log, with which a row is durable.
+void DatabaseDurabilityTest::aFailedSyncIsNoSuccess()
+{
+    QFETCH(const QString, which);
+    if (m_syncsOfOpening < 0)
+        QSKIP("system calls cannot be traced here");
+    bool hit = true;
+    int failures = 0;
+    for (int number = 1; hit && number < 50; ++number) {
+        const TemporaryDatabase place;
+        const QString trace = place.folder() + QStringLiteral("/trace");
+        OtherProcess process(QStringLiteral("strace"),
+                             {QStringLiteral("-f"), QStringLiteral("-o"), trace,
+                              QStringLiteral("-etrace=fdatasync"),
+                              QStringLiteral("-einject=fdatasync:error=EIO:when=") + which.arg(number),
+                              QStringLiteral("-P"), place.file() + QStringLiteral("-wal")},
+                             {QStringLiteral("--write"), place.file(), QStringLiteral("ddi")});
+        const int exitCode = process.wait();
+        hit = contentOf(trace).contains("INJECTED");
+        QCOMPARE(exitCode, hit ? 1 : 0);
+        failures += hit ? 1 : 0;
+        const auto database = place.open();
+        QVERIFY(database);
+        QCOMPARE(flawsOf(*database), QString());
+    }
+    QVERIFY(!hit);
+    QVERIFY(failures > 0);
 }
 
 ZAV_REGISTER_ROLE("--write", writeAndCrash, QCoreApplication)

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void sessionIsSetUp_data();
     void sessionIsSetUp();
     void engineAndSchemaVersion();
+    void noExtensionIsLoaded();
     void unfitNamesAreRefused_data();
     void unfitNamesAreRefused();
     void unknownDriverIsRefused();
@@ -146,6 +147,17 @@ void DatabaseOpeningTest::engineAndSchemaVersion()
     QVERIFY(database);
     QCOMPARE(database->schemaVersion().value(), 3);
     QVERIFY(database->engineVersion().value().startsWith(QStringLiteral("SQLite 3.")));
+}
+
+void DatabaseOpeningTest::noExtensionIsLoaded()
+{
+    const TemporaryDatabase place;
+    const auto database = place.open();
+    QVERIFY(database);
+    const Status loaded =
+        database->query("SELECT load_extension('libm.so.6')", {}, [](const QSqlQuery&) { return true; });
+    QVERIFY(!loaded.ok());
+    QVERIFY2(loaded.message().contains(QLatin1String("not authorized")), qPrintable(loaded.message()));
 }
 
 void DatabaseOpeningTest::unfitNamesAreRefused_data()

@@ -3,6 +3,7 @@
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -59,9 +60,11 @@ class IoPublishingTest final : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void givesTheNameToTheWholeFile();
+    void isPrivateUntilItIsWhole();
     void ofAShortFileFails();
     void keepsWhatIsThereWhereAsked();
     void replacesAFileWhereAsked();
+    void replacesNoFileThatIsImmutable();
     void replacesNothingButRegularFiles_data();
     void replacesNothingButRegularFiles();
     void thatFailsLeavesNothing_data();
@@ -80,6 +83,24 @@ void IoPublishingTest::givesTheNameToTheWholeFile()
     const auto info = fileInfo(local(target(place)));
     QVERIFY(info.ok());
     QCOMPARE(info->permissions, quint32{S_IRUSR | S_IWUSR | S_IRGRP});
+}
+
+void IoPublishingTest::isPrivateUntilItIsWhole()
+{
+    const QTemporaryDir place;
+    const mode_t before = ::umask(0);
+    auto temp = TempFile::create(local(target(place)), TempFile::Access::AsUserDefault);
+    auto other = TempFile::create(local(target(place)), TempFile::Access::AsUserDefault);
+    ::umask(before);
+    QVERIFY(temp.ok() && other.ok());
+    QVERIFY(temp->file().write(content.constData(), content.size()).ok());
+    const QStringList names = namesOf(place.path());
+    QCOMPARE(names.size(), 2); // no two have the same name
+    for (const QString& name : names) {
+        const auto info = fileInfo(local(place.filePath(name)));
+        QVERIFY(info.ok());
+        QCOMPARE(info->permissions, quint32{S_IRUSR | S_IWUSR});
+    }
 }
 
 void IoPublishingTest::ofAShortFileFails()
@@ -108,6 +129,24 @@ void IoPublishingTest::replacesAFileWhereAsked()
     writeFile(local(target(place)), "before");
     QVERIFY(publish(local(target(place)), ExistingTarget::Replace, content.size()).ok());
     QCOMPARE(readFile(local(target(place))), content);
+    QCOMPARE(namesOf(place.path()), QStringList(QStringLiteral("target")));
+}
+
+void IoPublishingTest::replacesNoFileThatIsImmutable()
+{
+    // Memory has no such attribute.
+    const QTemporaryDir place(QDir::currentPath() + QStringLiteral("/XXXXXX"));
+    writeFile(local(target(place)), "before");
+    const auto chattr = [&](const char* flag) {
+        return runProgram(QStringLiteral("chattr"), {QString::fromLatin1(flag), target(place)}).exitCode;
+    };
+    if (chattr("+i") != 0)
+        QSKIP("files cannot be made immutable here");
+    const Status published = publish(local(target(place)), ExistingTarget::Replace, content.size());
+    QCOMPARE(chattr("-i"), 0);
+    QCOMPARE(published.code(), ErrorCode::NotPermitted);
+    QVERIFY2(published.message().contains(target(place)), qPrintable(published.message()));
+    QCOMPARE(readFile(local(target(place))), QByteArray("before"));
     QCOMPARE(namesOf(place.path()), QStringList(QStringLiteral("target")));
 }
 
