@@ -1,4 +1,5 @@
 #include "admin/RobotCall.h"
+#include "admin/ServerOptions.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/Redaction.h"
@@ -99,6 +100,8 @@ Result<Report> configSetVerb(const Call& call)
 {
     const QString& key = call.line.words.at(0);
     const QString path = call.site.configurationPath();
+    if (const auto refused = refusePassword(key, call.line.words.at(1)); !refused.ok())
+        return refused;
     // A broken file may be mended by the very key that is set, so it is not loaded here.
     if (!QFileInfo::exists(path))
         return call.site.settings().status();

@@ -75,17 +75,6 @@ QString settingOf(const SettingRule& rule, const QString& value)
     return rule.isPath() ? QDir::cleanPath(QFileInfo(value).absoluteFilePath()) : value;
 }
 
-Status refusePassword(const ServerOption& option, const QString& value)
-{
-    if (!ruleOf(option).mayHoldPassword() || !holdsPassword(value))
-        return {};
-    return Status::invalidArgument(
-        QStringLiteral("%1 holds a password, and a command line can be read by others: put the "
-                       "password into a file of its own, which document_store/password_file names "
-                       "(--mongodb-password-file FILE), and leave it out of the URI")
-            .arg(dashed(option.name)));
-}
-
 /// The options that were given belong to a server that was named, and all are there that it needs.
 Status checkServer(const CommandLine& line, const Server& server)
 {
@@ -111,7 +100,7 @@ Status takeServer(const CommandLine& line, const Server& server, SettingValues& 
             continue;
         if (value->isEmpty())
             return Status::invalidArgument(QStringLiteral("%1 is empty").arg(dashed(option.name)));
-        if (auto refused = refusePassword(option, *value); !refused.ok())
+        if (auto refused = refusePassword(dashed(option.name), *value); !refused.ok())
             return refused;
         values.emplace_back(QLatin1String(option.key), settingOf(ruleOf(option), *value));
     }
@@ -136,6 +125,17 @@ Status checkPlaintext(const CommandLine& line)
 }
 
 } // namespace
+
+Status refusePassword(const QString& name, const QString& value)
+{
+    if (!holdsPassword(value))
+        return {};
+    return Status::invalidArgument(
+        QStringLiteral("%1 holds a password, and a command line can be read by others: put the "
+                       "password into a file of its own, which document_store/password_file names "
+                       "(--mongodb-password-file FILE), and leave it out of the URI")
+            .arg(name));
+}
 
 std::vector<CommandOption> serverOptions()
 {

@@ -19,4 +19,7 @@ std::vector<CommandOption> serverOptions();
 /// a password: what stands on a command line can be read by others.
 Backend::Result<Backend::SettingValues> serverSettings(const CommandLine& line);
 
+/// InvalidArgument where a value from the command line holds a password; name is what it was given for.
+Backend::Status refusePassword(const QString& name, const QString& value);
+
 } // namespace KOZAV::Admin

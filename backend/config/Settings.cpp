@@ -254,7 +254,10 @@ Result<Settings> loadSettings(const QString& path)
     if (!bytes.ok())
         return bytes.status();
     auto settings = parseSettings(bytes.value(), path);
-    if (settings.ok() && showsPassword(settings.value()) && othersMayRead(path))
+    // Also a comment or a line that cannot be used may hold one.
+    const bool secret =
+        holdsPassword(QString::fromUtf8(bytes.value())) || (settings.ok() && showsPassword(settings.value()));
+    if (secret && othersMayRead(path))
         return broken(
             QStringLiteral("configuration file \"%1\" holds a password and other users may read it: "
                            "make it readable for its owner alone (chmod 600), or put the password "

@@ -1,5 +1,6 @@
 #include "backend/config/SitePlaces.h"
 
+#include "backend/config/Redaction.h"
 #include "backend/io/FileInfo.h"
 
 #include <QFile>
@@ -35,7 +36,10 @@ QStringList serversOf(const QString& uri)
     // A password that is not written as a URI asks for may reach beyond: no part of it is to be shown.
     if (behindScheme.mid(authority.size()).contains(QLatin1Char('@')))
         return {QStringLiteral("***")};
-    return authority.section(QLatin1Char('@'), -1).split(QLatin1Char(','));
+    const QString servers = authority.section(QLatin1Char('@'), -1);
+    if (holdsPassword(QStringLiteral("mongodb://") + servers))
+        return {QStringLiteral("***")};
+    return servers.split(QLatin1Char(','));
 }
 
 QString serverKey(const QString& server)

@@ -374,6 +374,7 @@ void ConfigReadingTest::passwordsAreNotShown()
          {"http://plant:geheim@h/", "mongodb://plant:geheim@a,b/", "mongodb://plant:ge@heim@a b/"}) {
         const ConfigurationFile file;
         file.writeWith("root =", QByteArray("uri = ") + uri + "\nroot =");
+        QVERIFY(QFile::setPermissions(file.path(), QFile::ReadOwner | QFile::WriteOwner));
         const QString message = messageOf(file);
         QVERIFY2(message.contains(QLatin1String("document_store/uri")), qPrintable(message));
         QVERIFY2(!message.contains(QLatin1String("heim")), qPrintable(message));

@@ -1,6 +1,7 @@
 #include "backend/store/gridfs/GridFsServer.h"
 
 #include "backend/config/Password.h"
+#include "backend/config/Redaction.h"
 #include "backend/config/SitePlaces.h"
 
 #include <QByteArray>
@@ -32,7 +33,7 @@ Status malformed()
 Result<MongoUri> parsed(const QString& text)
 {
     const MongoLogPause pause;
-    const bool hasLogin = text.contains(QLatin1Char('@'));
+    const bool hasLogin = text.contains(QLatin1Char('@')) || holdsPassword(text);
     bson_error_t error = {};
     MongoUri uri(mongoc_uri_new_with_error(text.toUtf8().constData(), &error));
     if (!uri)
