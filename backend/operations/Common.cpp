@@ -93,9 +93,12 @@ Status makeStagingFolder(const std::string& stagingDir)
 Status packAndStore(Operation& call, const std::string& folder, const std::string& stagingDir,
                     const std::string& storedName)
 {
+    if (auto ready = readyToStore(call); !ready.ok())
+        return ready;
     // A site that cannot be used is to be known before the work.
-    if (const auto store = Site::current().documentStore(); !store.ok())
-        return store.status();
+    const auto openOnly = [](DocumentStore&, const StoreLocation&) { return Status(); };
+    if (auto opened = withFiles(call, openOnly); !opened.ok())
+        return opened;
     if (auto staging = makeStagingFolder(stagingDir); !staging.ok())
         return staging;
     const StagedArchive archive(stagingDir, storedName);
@@ -191,6 +194,8 @@ int Common::MongodbPut(const std::string& dbName, const std::string& fsName, con
     road.beginStoring();
     const auto stored = Operation::run(ServiceOperation::MongodbPut, [&](Operation& call) {
         call.event.subject = call.event.storedName = QString::fromStdString(storedName);
+        if (auto ready = readyToStore(call); !ready.ok())
+            return ready;
         protectStagedCopy(localPath);
         return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
             const auto file = store.put({dbName, fsName}, storedName, localPath);

@@ -14,13 +14,13 @@
 // A single import is an entry without a driver around it, and need not end with a refresh. An entry whose
 // company is refused ends there, so that its next call is the storing of the next entry, the batch number, or
 // the look-up of another driver. What other hosts call in another order must come to no harm by what is
-// concluded here: they are at most taken to be in a batch for a minute.
+// concluded here: without a refresh at its end, a batch is over for a driver that comes a minute later.
 
 namespace KOZAV::Backend {
 
 namespace {
 
-constexpr qint64 noBatchAfterMs = 60000;
+constexpr qint64 longPauseMs = 60000;
 
 } // namespace
 
@@ -32,7 +32,7 @@ ImportRoad& ImportRoad::ofThisThread()
 
 bool ImportRoad::inBatch() const
 {
-    return m_inBatch && (m_step != RoadStep::DriverLookUp || !m_sinceDriverLookUp.hasExpired(noBatchAfterMs));
+    return m_inBatch && (m_step != RoadStep::DriverLookUp || !m_sinceStep.hasExpired(longPauseMs));
 }
 
 RoadStep ImportRoad::lookUp(const QString& company)
@@ -40,13 +40,18 @@ RoadStep ImportRoad::lookUp(const QString& company)
     if (std::exchange(m_storedSinceLookUp, false)) {
         if (!m_inBatch)
             m_company = company;
-        return m_step = RoadStep::PipelineLookUp;
+        goTo(RoadStep::PipelineLookUp);
+    } else {
+        leaveCompany();
+        m_company = company;
+        if (!m_inBatch || m_sinceStep.hasExpired(longPauseMs)) {
+            m_gaveUpFor = {};
+            m_rowsAreDoubtful = false;
+        }
+        m_inBatch = true;
+        goTo(RoadStep::DriverLookUp);
     }
-    leaveCompany();
-    m_company = company;
-    m_inBatch = true;
-    m_sinceDriverLookUp.start();
-    return m_step = RoadStep::DriverLookUp;
+    return m_step;
 }
 
 void ImportRoad::beginStoring()
@@ -54,7 +59,7 @@ void ImportRoad::beginStoring()
     m_keptForEntry.reset();
     m_unclaimedFile.clear();
     m_storedSinceLookUp = true;
-    m_step = RoadStep::Storing;
+    goTo(RoadStep::Storing);
 }
 
 void ImportRoad::endStoring(const std::string& storedName)
@@ -66,7 +71,7 @@ void ImportRoad::beginCounting()
 {
     if (m_step == RoadStep::DriverLookUp)
         m_inBatch = false;
-    m_step = RoadStep::Counted;
+    goTo(RoadStep::Counted);
 }
 
 void ImportRoad::endCounting()
@@ -85,26 +90,55 @@ void ImportRoad::claimFile(const std::string& storedName)
 void ImportRoad::endEntry()
 {
     m_keptForEntry.reset();
-    m_step = RoadStep::RowsWritten;
+    goTo(RoadStep::RowsWritten);
 }
 
 void ImportRoad::endCompany()
 {
     leaveCompany();
-    m_step = RoadStep::RowsWritten;
+    goTo(RoadStep::RowsWritten);
 }
 
 void ImportRoad::endBatch()
 {
     leaveCompany();
-    m_inBatch = m_storedSinceLookUp = false;
+    m_inBatch = m_storedSinceLookUp = m_rowsAreDoubtful = false;
+    m_gaveUpFor = {};
     m_unclaimedFile.clear();
-    m_step = RoadStep::None;
+    goTo(RoadStep::None);
+}
+
+void ImportRoad::makeFlow(const QString& guid)
+{
+    m_flow = guid;
+    m_flowFailure = {};
+}
+
+void ImportRoad::failFlow(const QString& guid, const Status& failure)
+{
+    if (guid == m_flow && m_flowFailure.ok())
+        m_flowFailure = failure;
+}
+
+Status ImportRoad::flowFailure(const QString& guid) const
+{
+    return guid == m_flow ? m_flowFailure : Status();
+}
+
+void ImportRoad::giveUp(const Status& reason)
+{
+    m_gaveUpFor = reason;
 }
 
 std::string ImportRoad::takeUnclaimedFile()
 {
     return std::exchange(m_unclaimedFile, {});
+}
+
+void ImportRoad::goTo(RoadStep step)
+{
+    m_step = step;
+    m_sinceStep.start();
 }
 
 void ImportRoad::leaveCompany()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "backend/Status.h"
+
 #include <QElapsedTimer>
 #include <QString>
 
@@ -53,6 +55,22 @@ public:
     /// The batch, or the single import, is over.
     void endBatch();
 
+    /// The flow of the entry is made.
+    void makeFlow(const QString& guid);
+    /// A row of that flow was not written.
+    void failFlow(const QString& guid, const Status& failure);
+    /// Why the import of that flow cannot become whole any more; a success where it may.
+    [[nodiscard]] Status flowFailure(const QString& guid) const;
+
+    /// The batch waits for nobody any more, for this reason.
+    void giveUp(const Status& reason);
+    /// Why the batch has given up; a success where it has not.
+    [[nodiscard]] const Status& gaveUpFor() const { return m_gaveUpFor; }
+    /// Whether the server of the rows has answered when it was asked just now.
+    void noteRows(bool answered) { m_rowsAreDoubtful = !answered; }
+    /// Whether the rows did not answer when they were asked last in this batch.
+    [[nodiscard]] bool rowsAreDoubtful() const { return m_rowsAreDoubtful; }
+
     /// The file that this thread stored last, while no row names it; empty: none. Tells it once.
     std::string takeUnclaimedFile();
 
@@ -64,14 +82,19 @@ public:
     void keepForEntry(std::shared_ptr<void> thing) { m_keptForEntry = std::move(thing); }
 
 private:
+    void goTo(RoadStep step);
     void leaveCompany();
 
     RoadStep m_step = RoadStep::None;
     bool m_inBatch = false;
     bool m_storedSinceLookUp = false;
     QString m_company;
-    QElapsedTimer m_sinceDriverLookUp;
+    QElapsedTimer m_sinceStep;
     std::string m_unclaimedFile;
+    QString m_flow;
+    Status m_flowFailure;
+    Status m_gaveUpFor;
+    bool m_rowsAreDoubtful = false;
     std::shared_ptr<void> m_keptForCompany;
     std::shared_ptr<void> m_keptForEntry;
 };

@@ -100,8 +100,14 @@ Result<bool> isCounted(Database& database, const QVariantList& values)
 /// Writes a job count; where the answer is lost the row tells whether it was written. An import that is
 /// refused its number may use it all the same, so this is settled here as far as it can be. The condition on
 /// the count keeps a second try from doing harm.
-Result<int> countJob(Database& database, const QVariantList& values)
+/// @param isRepeated  whether that was tried before, without an answer
+Result<int> countJob(Database& database, const QVariantList& values, bool isRepeated)
 {
+    if (isRepeated) {
+        const auto counted = isCounted(database, values);
+        if (!counted.ok() || counted.value())
+            return counted.ok() ? Result(1) : counted.status();
+    }
     const auto write = [&] {
         return database.change("UPDATE company SET job_count = ?, updated_user_id = ?, updated_time = ? "
                                "WHERE name = ? AND job_count < ?",
@@ -121,7 +127,7 @@ Status writeJobCount(Operation& call, const RowValues& values, int jobCount)
     if (!values.status().ok())
         return values.status();
     return withRows(call, [&](Database& database) {
-        const auto changed = countJob(database, values.list());
+        const auto changed = countJob(database, values.list(), call.isRepeated);
         if (!changed.ok() || changed.value() > 0)
             return changed.status();
         auto refusal = refusedJobCount(database, call.event.company, jobCount);

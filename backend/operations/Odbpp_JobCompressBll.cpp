@@ -1,8 +1,9 @@
 #include "services/bll/Odbpp_JobCompressBll.h"
 
+#include "backend/operations/FailedFlows.h"
 #include "backend/operations/ImportRoad.h"
 #include "backend/operations/RowWrites.h"
-#include "backend/records/FailedImport.h"
+#include "backend/operations/SiteWork.h"
 
 namespace KOZAV::DataLib::BLL {
 
@@ -55,21 +56,19 @@ RowValues valuesOf(const CompressRow& row)
         .time();
 }
 
-/// Takes a flow whose file is not there off the list of waiting jobs, unless its import was complete before,
-/// or was voided while it ran, which is what has moved the file.
-Status withdrawFlow(Operation& call, const CompressRow& row, const Status& reason)
+/// Writes the row, unless the import cannot become whole by it.
+Status insertCompress(Operation& call, const CompressRow& row)
 {
-    const auto withdrawn = changeFlow(
-        call,
-        "UPDATE job_flow SET state = ?, sub_state = ?, state_user_id = ?, state_time = ?"
-        " WHERE (state <> -2 OR sub_state <> -2) AND guid = ? AND NOT EXISTS (SELECT 1 FROM job_compress "
-        "WHERE flow_guid = job_flow.guid)",
-        RowValues().number(importFailedState).number(importFailedSubState).number(row.userId).time(),
-        row.flowGuid, Durability::Immediate);
-    if (withdrawn.ok() || withdrawn.code() == ErrorCode::NotFound)
-        return reason;
-    return reason.retold(QStringLiteral("%1; the job also stays on the list of waiting jobs: %2")
-                             .arg(reason.message(), withdrawn.message()));
+    if (const auto failed = ImportRoad::ofThisThread().flowFailure(call.event.flowKey); !failed.ok())
+        return failed.in(QStringLiteral("the row completes no import of which another row is missing"));
+    const RowValues values = valuesOf(row);
+    if (!values.status().ok())
+        return values.status();
+    if (const auto stored = requireStoredFile(call, row.storedName, row.fsName); !stored.ok())
+        return stored.status();
+    const KeyedRow keyed = {insertCompressRow, "SELECT id FROM job_compress WHERE flow_guid = ?",
+                            call.event.flowKey, "there is no such job flow or no such company"};
+    return insertRow(call, keyed, values, Durability::Immediate);
 }
 
 Status addCompressRow(Operation& call, const CompressRow& row)
@@ -81,14 +80,8 @@ Status addCompressRow(Operation& call, const CompressRow& row)
     event.storedName = QString::fromStdString(row.storedName);
     if (row.flowGuid.empty())
         return Status::invalidArgument(QStringLiteral("the flow key is empty"));
-    const RowValues values = valuesOf(row);
-    if (!values.status().ok())
-        return values.status();
-    if (const auto stored = requireStoredFile(call, row.storedName, row.fsName); !stored.ok())
-        return withdrawFlow(call, row, stored.status());
-    const KeyedRow keyed = {insertCompressRow, "SELECT id FROM job_compress WHERE flow_guid = ?",
-                            event.flowKey, "there is no such job flow or no such company"};
-    return insertRow(call, keyed, values, Durability::Immediate);
+    auto added = insertCompress(call, row);
+    return added.ok() ? added : withdrawFlow(call, {event.flowKey, row.userId}, added);
 }
 
 } // namespace

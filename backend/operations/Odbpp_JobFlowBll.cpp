@@ -1,6 +1,8 @@
 #include "services/bll/Odbpp_JobFlowBll.h"
 
 #include "backend/operations/ConditionColumns.h"
+#include "backend/operations/FailedFlows.h"
+#include "backend/operations/ImportRoad.h"
 #include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
 
@@ -78,6 +80,14 @@ Status selectFlows(Operation& call, const Conditions& conditions, std::vector<Mo
     });
 }
 
+/// An import that is being made does not become whole without each of its rows.
+Status noted(const Operation& call, Status written)
+{
+    if (!written.ok())
+        ImportRoad::ofThisThread().failFlow(call.event.flowKey, written);
+    return written;
+}
+
 /// Carries out an operation that changes columns of the one flow that it is given.
 /// @param values  gives them, without the flow key
 template <typename Values>
@@ -86,7 +96,7 @@ bool writeFlow(ServiceOperation operation, const char* sql, const std::string& f
 {
     const auto written = Operation::run(operation, [&](Operation& call) {
         call.event.subject = call.event.flowKey = QString::fromStdString(flowGuid);
-        return changeFlow(call, sql, values(), flowGuid, durability);
+        return noted(call, changeFlow(call, sql, values(), flowGuid, durability));
     });
     return written.ok();
 }
@@ -135,7 +145,12 @@ std::string Odbpp_JobFlowBll::insertflowbeforeorigfile(std::string jobName, int 
             "INSERT INTO job_flow (guid, job_name, user_id, flow_no, ko_serial_name, created_time)"
             " VALUES (?, ?, ?, ?, ?, ?)",
             "SELECT id FROM job_flow WHERE guid = ?", flowGuid};
-        return insertRow(call, row, values, Durability::Deferred);
+        auto made = insertRow(call, row, values, Durability::Deferred);
+        if (made.ok())
+            ImportRoad::ofThisThread().makeFlow(flowGuid);
+        else if (made.code() == ErrorCode::OutcomeUnknown)
+            withdrawLater({flowGuid, userId});
+        return made;
     });
     return inserted.ok() ? key : std::string();
 }
@@ -173,9 +188,9 @@ bool Odbpp_JobFlowBll::UpdateState(int userId, int state, int subState, std::str
                        " WHERE (state <> -2 OR sub_state <> -2) AND guid = ?",
                        RowValues().number(state).number(subState).number(userId).time(), flowGuid,
                        Durability::Immediate);
-        return changed.code() == ErrorCode::NotFound
-                   ? changed.retold(changed.message() + QStringLiteral(", or the job was voided"))
-                   : changed;
+        return noted(call, changed.code() == ErrorCode::NotFound
+                               ? changed.retold(changed.message() + QStringLiteral(", or the job was voided"))
+                               : changed);
     });
     return written.ok();
 }

@@ -22,9 +22,15 @@ Result<bool> isThere(Database& database, const KeyedRow& row)
     return found.ok() ? Result(found->isValid()) : found.status();
 }
 
+/// @param isRepeated  whether an insert of the row was tried before, without an answer
 Status insertSettled(Database& database, const KeyedRow& row, const QVariantList& values,
-                     Durability durability)
+                     Durability durability, bool isRepeated)
 {
+    if (isRepeated) {
+        const auto arrived = isThere(database, row);
+        if (!arrived.ok() || arrived.value())
+            return arrived.status();
+    }
     const auto insert = [&] { return database.insert(row.insertSql, values, durability).status(); };
     auto first = insert();
     if (first.code() != ErrorCode::OutcomeUnknown)
@@ -84,7 +90,7 @@ Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, 
     if (!values.status().ok())
         return values.status();
     return withRows(call, [&](Database& database) {
-        auto added = insertSettled(database, row, values.list(), durability);
+        auto added = insertSettled(database, row, values.list(), durability, call.isRepeated);
         if (added.code() == ErrorCode::NotFound && row.noReference)
             return added.in(QLatin1String(row.noReference));
         return added;

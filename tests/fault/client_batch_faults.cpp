@@ -89,6 +89,7 @@ void ClientBatchFaults::acknowledgedJobsAreTold()
 {
     QFETCH(const int, companiesBefore);
     const FreshSite site;
+    site.configure(QStringLiteral("import/patience"), QStringLiteral("1"));
     makeBatch(site);
     MariaDbServer& server = *SiteEngines::rowServer();
     const QString moment = QStringLiteral("progress: %1 of %2 companies").arg(companiesBefore).arg(companies);

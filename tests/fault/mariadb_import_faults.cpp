@@ -59,6 +59,8 @@ public:
         site.configure(QStringLiteral("database/connect_timeout"), QString::number(connectSeconds));
         site.configure(QStringLiteral("database/read_timeout"), QString::number(readSeconds));
         site.configure(QStringLiteral("database/write_timeout"), QString::number(writeSeconds));
+        // What a call does by itself; what a batch does beyond that is client_batch_outages' matter.
+        site.configure(QStringLiteral("import/patience"), QStringLiteral("0"));
         // Nothing listens there: a saved job's request for the robot ends at once.
         site.configure(QStringLiteral("robot/port"), QStringLiteral("1"));
         site.addCompany(QStringLiteral("HX"), company);

@@ -24,6 +24,7 @@ enum Number {
     HostNotPrivileged = 1130,
     DatabaseAccessDenied = 1044,
     AccessDenied = 1045,
+    NodeNotPrepared = 1047, // of a cluster: it holds no majority, or has not caught up with the others
     UnknownDatabase = 1049,
     ShutDown = 1053,
     DuplicateEntry = 1062,
@@ -100,6 +101,7 @@ constexpr Meaning meanings[] = {
     {UnknownAuthentication, ErrorCode::Configuration},
     {UnknownDatabase, ErrorCode::Configuration},
     {UnknownHost, ErrorCode::Unavailable},
+    {NodeNotPrepared, ErrorCode::Unavailable},
     {ConnectionCount, ErrorCode::Unavailable},
     {UserConnectionCount, ErrorCode::Unavailable},
     {UserResources, ErrorCode::Unavailable},
