@@ -59,7 +59,7 @@ public:
         site.configure(QStringLiteral("database/connect_timeout"), QString::number(connectSeconds));
         site.configure(QStringLiteral("database/read_timeout"), QString::number(readSeconds));
         site.configure(QStringLiteral("database/write_timeout"), QString::number(writeSeconds));
-        // What a call does by itself; what a batch does beyond that is client_batch_outages' matter.
+        // What a call does by itself; a batch does more where it is patient.
         site.configure(QStringLiteral("import/patience"), QStringLiteral("0"));
         // Nothing listens there: a saved job's request for the robot ends at once.
         site.configure(QStringLiteral("robot/port"), QStringLiteral("1"));
