@@ -1,5 +1,6 @@
 #include "host/BatchReport.h"
 
+#include "host/BatchLinks.h"
 #include "host/PanelRun.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
@@ -141,13 +142,28 @@ QString resultName(BatchResult result)
     return QStringLiteral("left-out");
 }
 
-BatchReport::BatchReport(const PanelSource& source, QHash<QString, QString> originals)
+QString BatchStandIn::originalOf(const QString& path) const
+{
+    const QString clean = QDir::cleanPath(path);
+    return !directory.isEmpty() && clean.startsWith(directory + QLatin1Char('/'))
+               ? original + clean.mid(directory.size())
+               : clean;
+}
+
+QString BatchStandIn::inOriginalWords(const QString& text) const
+{
+    return directory.isEmpty() ? text : QString(text).replace(directory, original);
+}
+
+BatchReport::BatchReport(const PanelSource& source, BatchStandIn standIn)
     : m_path(source.path)
-    , m_originals(std::move(originals))
+    , m_standIn(std::move(standIn))
     , m_startTime(QDateTime::currentDateTime())
 {
     if (source.kind == PanelSource::Kind::Batch) {
-        listBatch(source.path);
+        if (!m_standIn.directory.isEmpty())
+            m_path = m_standIn.original;
+        listBatch(m_path);
     } else if (!source.path.isEmpty()) {
         const QFileInfo file(source.path);
         m_company = source.company;
@@ -174,12 +190,15 @@ void BatchReport::listBatch(const QString& directory)
                                  job.fileName(),
                                  UI::batchEntryPath(job),
                                  job.isDir(),
-                                 UI::batchEntryKind(job) != UI::BatchEntryKind::NotAccepted,
+                                 UI::batchEntryKind(job) != UI::BatchEntryKind::NotAccepted &&
+                                     !m_standIn.leftOut.contains(UI::batchEntryPath(job)),
                                  {}});
         }
         listUnseen(folder, names, company.fileName());
     }
     listUnseen(directory, companies, QString());
+    for (const LinkOut& link : linksOutOf(directory))
+        warn(link.path, {QStringLiteral("leads-out"), QStringLiteral("it is a link to %1").arg(link.target)});
 }
 
 /// What lies in a directory and is not looked at by the import.
@@ -196,8 +215,8 @@ void BatchReport::listUnseen(const QString& directory, const QStringList& seen, 
         row.entry = decoded;
         row.reason = unseenReason(name, directory, company.isEmpty());
         if (isText)
-            row.sourcePath = original(directory + QLatin1Char('/') + decoded);
-        m_leftOut.push_back(row);
+            row.sourcePath = directory + QLatin1Char('/') + decoded;
+        m_unseen.push_back(row);
     }
 }
 
@@ -256,10 +275,11 @@ void BatchReport::open(const OperationEvent& storing)
     close();
     const bool isFolder = isOf(storing, ServiceOperation::FoldersCompressSave2MongoDb);
     const QString suffix = QFileInfo(storing.storedName).suffix();
-    std::size_t index = isFolder ? nextFolder(storing.subject) : nextArchive(suffix, QString());
+    const QString folder = m_standIn.originalOf(storing.subject);
+    std::size_t index = isFolder ? nextFolder(folder) : nextArchive(suffix, QString());
     if (index == m_entries.size()) {
-        const QString name = isFolder ? QFileInfo(storing.subject).fileName() : storing.storedName;
-        index = insertUnlisted({m_company, name, isFolder ? storing.subject : QString(), isFolder, true, {}});
+        const QString name = isFolder ? QFileInfo(folder).fileName() : storing.storedName;
+        index = insertUnlisted({m_company, name, isFolder ? folder : QString(), isFolder, true, {}});
     }
     m_entries[index].events.push_back(storing);
     m_open = index;
@@ -328,7 +348,7 @@ void BatchReport::finish()
     close();
     for (const Entry& entry : m_entries)
         m_rows.push_back(rowOf(entry));
-    m_rows.insert(m_rows.end(), m_leftOut.begin(), m_leftOut.end());
+    m_rows.insert(m_rows.end(), m_unseen.begin(), m_unseen.end());
     m_endTime = QDateTime::currentDateTime();
     const QHash<QString, Told> told = std::move(m_told);
     for (auto one = told.begin(); one != told.end(); ++one)
@@ -340,13 +360,19 @@ BatchReportRow BatchReport::rowOf(const Entry& entry)
     BatchReportRow row;
     row.company = entry.company;
     row.entry = entry.name;
-    row.sourcePath = original(entry.path);
+    row.sourcePath = entry.path;
+    if (const auto leftOut = m_standIn.leftOut.find(entry.path); leftOut != m_standIn.leftOut.end()) {
+        row.result = BatchResult::LeftOut;
+        row.reason = leftOut->reason;
+        row.generatedName = leftOut->generatedName;
+        return row;
+    }
     for (const OperationEvent& event : entry.events)
         acknowledge(event, row);
     if (row.result != BatchResult::Imported)
-        row.reason = failureReason(entry);
+        row.reason = m_standIn.inOriginalWords(failureReason(entry));
     else if (const QString failure = firstFailure(entry.events); !failure.isEmpty())
-        row.warnings.push_back({QStringLiteral("call-failed"), failure});
+        row.warnings.push_back({QStringLiteral("call-failed"), m_standIn.inOriginalWords(failure)});
 
     if (!entry.events.empty()) {
         row.seconds = static_cast<double>(entry.events.back().endedMs - m_lastEndMs) / 1000.0;
@@ -376,14 +402,21 @@ QString BatchReport::failureReason(const Entry& entry) const
     return QStringLiteral("the import ended before its last row was written");
 }
 
+void BatchReport::remark(const Remark& remark)
+{
+    m_remarks.push_back({remark.code, m_standIn.inOriginalWords(remark.text)});
+}
+
 void BatchReport::warn(const QString& sourcePath, const Remark& remark)
 {
-    tell(original(sourcePath), {{remark}, std::nullopt});
+    tell(m_standIn.originalOf(sourcePath),
+         {{{remark.code, m_standIn.inOriginalWords(remark.text)}}, std::nullopt});
 }
 
 void BatchReport::refute(const QString& sourcePath, const Remark& remark)
 {
-    tell(original(sourcePath), {{remark}, remark.text});
+    const QString text = m_standIn.inOriginalWords(remark.text);
+    tell(m_standIn.originalOf(sourcePath), {{{remark.code, text}}, text});
 }
 
 /// Keeps what is told before there are rows.
@@ -408,12 +441,6 @@ void BatchReport::tell(const QString& path, const Told& told)
         row->result = BatchResult::NotImported;
         row->reason = *told.refutation;
     }
-}
-
-QString BatchReport::original(const QString& path) const
-{
-    const QString clean = QDir::cleanPath(path);
-    return m_originals.value(clean, clean);
 }
 
 int BatchReport::count(BatchResult result) const

@@ -49,6 +49,27 @@ struct BatchReportRow
     }
 };
 
+/// A directory that the panel imports in place of a batch directory, of which it holds a part: by its names,
+/// and with links to its entries.
+struct BatchStandIn
+{
+    /// An entry that it does not hold, on purpose.
+    struct LeftOut
+    {
+        QString reason;
+        QString generatedName; ///< of the job that has its content, where the site has one
+    };
+
+    QString directory;               ///< empty: there is none
+    QString original;                ///< the batch directory
+    QHash<QString, LeftOut> leftOut; ///< by the paths of the entries
+
+    /// The path in the batch directory that a path in the stand-in stands for; any other as it is.
+    [[nodiscard]] QString originalOf(const QString& path) const;
+    /// A text, with the places that it names replaced by those that they stand for.
+    [[nodiscard]] QString inOriginalWords(const QString& text) const;
+};
+
 /// Follows a run of the file import panel through what becomes of the services' calls, and tells entry by
 /// entry what became of it. It asks nobody: what was acknowledged stays true when the site cannot be reached
 /// any more. A single source is a batch of one entry.
@@ -59,8 +80,8 @@ class BatchReport final
 {
 public:
     /// Looks through the source: to be made right before the import.
-    /// @param originals  paths in the batch directory that stand for others, by which these are told
-    explicit BatchReport(const PanelSource& source, QHash<QString, QString> originals = {});
+    /// @param standIn  where it is the source: the rows are those of the batch directory
+    explicit BatchReport(const PanelSource& source, BatchStandIn standIn = {});
 
     void serviceCalled(const Backend::OperationEvent& event);
     /// The import has ended: makes the rows.
@@ -72,9 +93,7 @@ public:
     /// The source was not what was stored: it is not imported, whatever the services have said.
     void refute(const QString& sourcePath, const Remark& remark);
     /// Something to be known of the run.
-    void remark(const Remark& remark) { m_remarks.push_back(remark); }
-    /// An entry that the run was not given, on purpose.
-    void leaveOut(const BatchReportRow& row) { m_leftOut.push_back(row); }
+    void remark(const Remark& remark);
 
     /// In the order of the listing; what the import does not look at comes last. None before finish().
     [[nodiscard]] const std::vector<BatchReportRow>& rows() const { return m_rows; }
@@ -97,7 +116,7 @@ private:
         QString name;
         QString path;
         bool isFolder = false;
-        bool isAccepted = true;
+        bool isAccepted = true; ///< and given to the import
         Events events;
     };
     struct Told
@@ -118,10 +137,9 @@ private:
     std::size_t insertUnlisted(Entry entry);
     BatchReportRow rowOf(const Entry& entry);
     [[nodiscard]] QString failureReason(const Entry& entry) const;
-    [[nodiscard]] QString original(const QString& path) const;
 
     QString m_path;
-    QHash<QString, QString> m_originals;
+    BatchStandIn m_standIn;
     QDateTime m_startTime;
     QDateTime m_endTime;
     qint64 m_lastEndMs = 0;
@@ -131,7 +149,7 @@ private:
     std::optional<std::size_t> m_open; ///< the entry that the calls are made for now
     QString m_company;                 ///< the one that the import has come to; empty for a single source
     QHash<QString, QString> m_lookUpFailures; ///< by company
-    std::vector<BatchReportRow> m_leftOut;
+    std::vector<BatchReportRow> m_unseen;
     QHash<QString, Told> m_told; ///< by path
     std::vector<BatchReportRow> m_rows;
     std::vector<Remark> m_remarks;

@@ -1,16 +1,24 @@
 #include "host/BatchRun.h"
 
+#include "host/BatchLinks.h"
+#include "host/BatchReport.h"
 #include "host/DialogOperator.h"
+#include "host/KnownBatch.h"
 #include "host/MainWindow.h"
 #include "host/ManifestKeeper.h"
 #include "host/PanelBoxes.h"
 #include "host/PanelReport.h"
+#include "host/ReportJson.h"
 #include "host/SiteAccess.h"
+#include "terminal/PrintableText.h"
+#include "terminal/ProgressLine.h"
 #include "terminal/TextTable.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
 #include <QApplication>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QJsonDocument>
 #include <QLineEdit>
 #include <QPixmap>
 #include <QProgressBar>
@@ -18,19 +26,21 @@
 
 namespace KOZAV::Host {
 
-BatchRun::BatchRun(MainWindow& window, SiteAccess& site, const QString& directory, const QString& screenshots,
-                   QTextStream& out)
+using Terminal::printable;
+
+BatchRun::BatchRun(MainWindow& window, SiteAccess& site, BatchOptions options, QTextStream& out,
+                   QTextStream& messages)
     : m_window(window)
     , m_site(site)
-    , m_directory(directory)
-    , m_screenshots(screenshots)
+    , m_options(std::move(options))
     , m_out(out)
+    , m_messages(messages)
     , m_operator(std::make_unique<DialogOperator>())
 {
     connect(m_operator.get(), &DialogOperator::messageRead, this,
             [this](const QString& title, const QString& text) {
-                m_out << "message: " << title << ": " << text << '\n';
-                m_out.flush();
+                m_messages << "message: " << title << ": " << text << '\n';
+                m_messages.flush();
             });
 }
 
@@ -38,51 +48,113 @@ BatchRun::~BatchRun() = default;
 
 int BatchRun::run()
 {
-    if (!QFileInfo(m_directory).isDir()) {
-        m_out << "error: " << m_directory << " is not a directory\n";
-        m_out.flush();
-        return 2;
-    }
+    constexpr int notStarted = 2;
+    if (!mayBegin())
+        return notStarted;
     screenshot(QStringLiteral("idle"));
-    if (!chooseDirectory()) {
-        m_out << "error: the panel's dialog did not accept " << m_directory << '\n';
-        m_out.flush();
-        return 2;
-    }
-    importDirectory();
+    if (!importDirectory())
+        return notStarted;
     QApplication::processEvents();
     screenshot(QStringLiteral("done"));
-    printReport();
-    return m_window.panelReport().current()->isSettled() ? 0 : 1;
+    BatchReport& report = *m_window.panelReport().current();
+    for (const QString& text : m_window.manifestKeeper().remarks())
+        report.remark({QStringLiteral("manifest"), text});
+    const int exitCode = report.isSettled() ? 0 : 1;
+    if (m_options.json) {
+        printJson(report, exitCode);
+    } else {
+        printTables(report);
+        printRemarks(report);
+    }
+    m_out.flush();
+    return exitCode;
 }
 
-bool BatchRun::chooseDirectory()
+bool BatchRun::refuse(const QString& reason)
+{
+    m_messages << "error: " << reason << '\n';
+    m_messages.flush();
+    return false;
+}
+
+bool BatchRun::mayBegin()
+{
+    if (!QFileInfo(m_options.directory).isDir())
+        return refuse(QStringLiteral("%1 is not a directory").arg(m_options.directory));
+    if (!m_options.allowLinks) {
+        const auto links = linksOutOf(m_options.directory);
+        for (const LinkOut& link : links)
+            m_messages << "leads out: " << printable(link.path) << " -> " << printable(link.target) << '\n';
+        if (!links.empty())
+            return refuse(QStringLiteral("links lead out of the batch directory: nothing was imported; with "
+                                         "--allow-links what they lead to is"));
+    }
+    return !m_options.skipKnown || leaveOutKnown();
+}
+
+/// Finds what the site has.
+bool BatchRun::leaveOutKnown()
+{
+    m_known = std::make_unique<KnownBatch>(m_site, m_options.directory);
+    QElapsedTimer clock;
+    clock.start();
+    m_messages.flush();
+    QIODevice* const device = m_messages.device();
+    Terminal::ProgressLine line(
+        device, device ? Terminal::ProgressLine::viewOf(device) : Terminal::ProgressLine::View(),
+        [&clock] { return clock.elapsed(); });
+    const QString failure = m_known->compare([&line](double fraction, const QString& details) {
+        line.show(QStringLiteral("comparing with the site"), fraction, details);
+    });
+    if (!failure.isEmpty())
+        return refuse(QStringLiteral("what the site has cannot be asked: %1").arg(failure));
+    return true;
+}
+
+bool BatchRun::chooseDirectory(const QString& directory)
 {
     const BatchBox box = batchBoxOf(*m_window.importPanel());
-    m_operator->chooseDirectory(m_directory);
+    m_operator->chooseDirectory(directory);
     box.openButton->click();
-    return QDir(box.directory->text()) == QDir(m_directory);
+    return QDir(box.directory->text()) == QDir(directory) ||
+           refuse(QStringLiteral("the panel's dialog did not accept %1").arg(directory));
 }
 
-void BatchRun::importDirectory()
+/// Has the panel import the directory, or the part of it that the site has not.
+bool BatchRun::importDirectory()
 {
+    QString directory = m_options.directory;
+    if (m_known) {
+        m_window.panelReport().setStandIn(m_known->standIn());
+        if (m_known->isEmpty()) {
+            m_window.panelReport().reportWithoutRun();
+            return true;
+        }
+        if (const QString failure = m_known->makeStandIn(); !failure.isEmpty())
+            return refuse(failure);
+        m_window.panelReport().setStandIn(m_known->standIn());
+        directory = m_known->standIn().directory;
+    }
+    if (!chooseDirectory(directory))
+        return false;
     const BatchBox box = batchBoxOf(*m_window.importPanel());
     connect(box.progress, &QProgressBar::valueChanged, this, &BatchRun::showProgress);
     box.importButton->click();
+    return true;
 }
 
 void BatchRun::showProgress(int companiesDone)
 {
     const auto* bar = m_window.importPanel()->findChild<QProgressBar*>();
-    m_out << "progress: " << companiesDone << " of " << bar->maximum() << " companies, "
-          << m_window.panelReport().current()->importedSoFar() << " jobs imported\n";
-    m_out.flush();
+    m_messages << "progress: " << companiesDone << " of " << bar->maximum() << " companies, "
+               << m_window.panelReport().current()->importedSoFar() << " jobs imported\n";
+    m_messages.flush();
     if (!m_runningShown)
         screenshot(QStringLiteral("running"));
     m_runningShown = true;
 }
 
-void BatchRun::printReport()
+void BatchRun::printTables(const BatchReport& report)
 {
     const QString company = QStringLiteral("company");
     const QString generated = QStringLiteral("generated name");
@@ -91,41 +163,66 @@ void BatchRun::printReport()
                                   QStringLiteral("seconds")});
     imported.alignRight({4, 5});
     Terminal::TextTable unknown({company, QStringLiteral("job"), generated, stored, QStringLiteral("why")});
+    Terminal::TextTable leftOut({company, QStringLiteral("entry"), QStringLiteral("why")});
     Terminal::TextTable refused({company, QStringLiteral("entry"), QStringLiteral("why not")});
-    const BatchReport& report = *m_window.panelReport().current();
     for (const BatchReportRow& row : report.rows()) {
-        if (row.result == BatchResult::Imported)
+        switch (row.result) {
+        case BatchResult::Imported:
             imported.addRow({row.company, row.entry, row.generatedName, row.storedName,
                              QString::number(row.bytes), QString::number(row.seconds, 'f', 3)});
-        else if (row.result == BatchResult::Unknown)
+            break;
+        case BatchResult::Unknown:
             unknown.addRow({row.company, row.entry, row.generatedName, row.storedName, row.reason});
-        else
+            break;
+        case BatchResult::LeftOut:
+            leftOut.addRow({row.company, row.entry, row.reason});
+            break;
+        case BatchResult::NotImported:
             refused.addRow({row.company, row.entry, row.reason});
+        }
     }
     m_out << "\nImported: " << imported.rowCount() << '\n' << imported.toString();
+    if (leftOut.rowCount() > 0)
+        m_out << "\nLeft out: " << leftOut.rowCount() << '\n' << leftOut.toString();
     if (unknown.rowCount() > 0)
         m_out << "\nUnknown: " << unknown.rowCount()
-              << " (look with \"zav_admin jobs\" before importing again)\n"
+              << " (look with \"zav_admin jobs\" before importing again, or use --skip-known)\n"
               << unknown.toString();
     m_out << "\nNot imported: " << refused.rowCount() << '\n' << refused.toString();
+}
+
+void BatchRun::printRemarks(const BatchReport& report)
+{
+    Terminal::TextTable warnings(
+        {QStringLiteral("company"), QStringLiteral("entry"), QStringLiteral("code"), QStringLiteral("what")});
     for (const BatchReportRow& row : report.rows()) {
         for (const Remark& warning : row.warnings)
-            m_out << "warning: " << row.company << '/' << row.entry << ": " << warning.text << '\n';
+            warnings.addRow({row.company, row.entry, warning.code, warning.text});
     }
+    if (warnings.rowCount() > 0)
+        m_out << "\nWarnings: " << warnings.rowCount() << '\n' << warnings.toString();
     for (const Remark& remark : report.remarks())
-        m_out << "remark: " << remark.text << '\n';
-    for (const QString& remark : m_window.manifestKeeper().remarks())
-        m_out << "remark: " << remark << '\n';
-    m_out.flush();
+        m_out << "remark: " << printable(remark.text) << '\n';
+}
+
+void BatchRun::printJson(const BatchReport& report, int exitCode)
+{
+    QJsonObject document = reportJson(report);
+    document.insert(QStringLiteral("configuration"), m_site.configurationPath());
+    document.insert(QStringLiteral("site"),
+                    QJsonObject{{QStringLiteral("rows"), m_site.part(Backend::SitePart::Rows).place},
+                                {QStringLiteral("files"), m_site.part(Backend::SitePart::Files).place}});
+    document.insert(QStringLiteral("exit_code"), exitCode);
+    m_out << QString::fromUtf8(QJsonDocument(document).toJson());
 }
 
 void BatchRun::screenshot(const QString& name)
 {
-    if (m_screenshots.isEmpty())
+    if (m_options.screenshots.isEmpty())
         return;
-    const QString file = m_screenshots + QStringLiteral("/panel-") + name + QStringLiteral(".png");
+    const QString file = m_options.screenshots + QStringLiteral("/panel-") + name + QStringLiteral(".png");
     if (!m_window.grab().save(file))
-        m_out << "warning: the picture " << file << " could not be written\n";
+        m_messages << "warning: the picture " << file << " could not be written\n";
 }
 
 } // namespace KOZAV::Host

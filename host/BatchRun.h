@@ -7,9 +7,20 @@
 
 namespace KOZAV::Host {
 
+class BatchReport;
 class DialogOperator;
+class KnownBatch;
 class MainWindow;
 class SiteAccess;
+
+struct BatchOptions
+{
+    QString directory;       ///< absolute path of the batch directory
+    QString screenshots;     ///< directory for pictures of the window (idle, running, done); empty: none
+    bool json = false;       ///< the report as a JSON document, not as tables
+    bool skipKnown = false;  ///< leave out what the site has already (KnownBatch)
+    bool allowLinks = false; ///< import what links that lead out of the directory lead to
+};
 
 /// Works the file import panel of a window as an operator would: chooses a batch directory in the panel's own
 /// dialog, presses the button, reads the messages; then prints what was imported and what was not.
@@ -17,29 +28,36 @@ class BatchRun final : public QObject
 {
     Q_OBJECT
 public:
-    /// @param directory    absolute path of the batch directory
-    /// @param screenshots  directory for pictures of the window (idle, running, done); empty: none
-    BatchRun(MainWindow& window, SiteAccess& site, const QString& directory, const QString& screenshots,
-             QTextStream& out);
+    /// @param out       takes the report
+    /// @param messages  takes what is told meanwhile, and why a batch cannot be started; may be out
+    BatchRun(MainWindow& window, SiteAccess& site, BatchOptions options, QTextStream& out,
+             QTextStream& messages);
     ~BatchRun() override;
 
-    /// @return exit code: 0 when every entry was imported, 1 when not, or when that is unknown of one, 2 when
-    /// the directory cannot be imported
+    /// @return exit code: 0 when every entry was imported or left out, 1 when not, or when that is unknown of
+    /// one, 2 when the directory cannot be imported; then there is no report
     int run();
 
 private:
-    [[nodiscard]] bool chooseDirectory();
-    void importDirectory();
+    [[nodiscard]] bool mayBegin();
+    [[nodiscard]] bool leaveOutKnown();
+    [[nodiscard]] bool chooseDirectory(const QString& directory);
+    [[nodiscard]] bool importDirectory();
     void showProgress(int companiesDone);
-    void printReport();
+    void printTables(const BatchReport& report);
+    void printRemarks(const BatchReport& report);
+    void printJson(const BatchReport& report, int exitCode);
     void screenshot(const QString& name);
+    /// A line of its own, at once. @return false
+    bool refuse(const QString& reason);
 
     MainWindow& m_window;
     SiteAccess& m_site;
-    QString m_directory;
-    QString m_screenshots;
+    BatchOptions m_options;
     QTextStream& m_out;
+    QTextStream& m_messages;
     std::unique_ptr<DialogOperator> m_operator;
+    std::unique_ptr<KnownBatch> m_known; ///< where it is asked for
     bool m_runningShown = false;
 };
 

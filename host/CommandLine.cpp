@@ -72,8 +72,16 @@ private:
     QCommandLineOption m_batch =
         valueOption("batch",
                     "Import a batch directory through the panel, print what became of every entry, and "
-                    "end. Exit code: 0 all imported, 1 not all, or unknown of some, 2 not started.",
+                    "end. Exit code: 0 all imported, 1 not all, or unknown of some, or the report could "
+                    "not be written, 2 not started.",
                     "DIR");
+    QCommandLineOption m_json = flag("json", "With --batch: print the report as one JSON document; all else "
+                                             "goes to the standard error.");
+    QCommandLineOption m_skipKnown =
+        flag("skip-known", "With --batch: leave out what the site has whole, by its content, so that a batch "
+                           "can be run again until all of it is imported.");
+    QCommandLineOption m_allowLinks =
+        flag("allow-links", "With --batch: import what links that lead out of DIR lead to, too.");
     QCommandLineOption m_importJob =
         valueOption("import",
                     "Import a waiting job through the job list panel and send it to the robot, and "
@@ -94,8 +102,8 @@ Reader::Reader()
                        "-platform says where. Qt's own options, such as -style, are taken too."));
     // Qt's own options have one dash and many letters.
     m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    m_parser.addOptions(
-        {m_help, m_version, m_configuration, m_batch, m_importJob, m_mode, m_screenshots, m_robot});
+    m_parser.addOptions({m_help, m_version, m_configuration, m_batch, m_json, m_skipKnown, m_allowLinks,
+                         m_importJob, m_mode, m_screenshots, m_robot});
     addQtOptions();
 }
 
@@ -129,6 +137,9 @@ CommandLine Reader::read(const QStringList& arguments)
         line.task = CommandLine::Task::ImportJob;
     line.configuration = absolute(m_parser.value(m_configuration));
     line.batchDirectory = absolute(m_parser.value(m_batch));
+    line.json = m_parser.isSet(m_json);
+    line.skipKnown = m_parser.isSet(m_skipKnown);
+    line.allowLinks = m_parser.isSet(m_allowLinks);
     line.importJob = m_parser.value(m_importJob);
     if (m_parser.isSet(m_mode))
         line.mode = m_parser.value(m_mode).toInt();
@@ -144,6 +155,10 @@ QString Reader::refusal() const
         return QStringLiteral("\"%1\" is not an option").arg(stray.first());
     if (m_parser.isSet(m_batch) && m_parser.isSet(m_importJob))
         return QStringLiteral("--batch and --import exclude each other");
+    for (const QCommandLineOption& option : {m_json, m_skipKnown, m_allowLinks}) {
+        if (m_parser.isSet(option) && !m_parser.isSet(m_batch))
+            return QStringLiteral("--%1 goes with --batch").arg(option.names().constFirst());
+    }
     if (m_parser.isSet(m_mode) && !m_parser.isSet(m_importJob))
         return QStringLiteral("--mode goes with --import");
     bool isNumber = true;

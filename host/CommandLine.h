@@ -13,8 +13,11 @@ struct CommandLine
     enum class Task { ShowWindow, ImportBatch, ImportJob };
 
     Task task = Task::ShowWindow;
-    QString configuration;       ///< absolute path; empty: the usual places
-    QString batchDirectory;      ///< absolute path
+    QString configuration;  ///< absolute path; empty: the usual places
+    QString batchDirectory; ///< absolute path
+    bool json = false;      ///< for ImportBatch, as the two that follow: see BatchOptions
+    bool skipKnown = false;
+    bool allowLinks = false;
     QString importJob;           ///< generated job name
     int mode = -1;               ///< the job list panel's, for ImportJob
     QString screenshots;         ///< absolute path of a directory; empty: none

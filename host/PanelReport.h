@@ -21,15 +21,20 @@ public:
     /// @param run  of the panel; outlives this object, as the site does
     PanelReport(SiteAccess& site, const PanelRun& run, QObject* parent = nullptr);
 
-    /// Paths in the batch directory of the next run that stand for others, by which its rows are told.
-    void setOriginals(const QHash<QString, QString>& originals) { m_originals = originals; }
+    /// The source of the next run is this one.
+    void setStandIn(const BatchStandIn& standIn) { m_standIn = standIn; }
+    /// Makes the report of a batch of which nothing is left for the panel to import.
+    void reportWithoutRun();
 
     /// Of the run that goes on, or was last; null before the first.
     [[nodiscard]] BatchReport* current() const { return m_report.get(); }
 
 private:
+    void tellKnownContent();
+
+    SiteAccess& m_site;
     std::unique_ptr<BatchReport> m_report;
-    QHash<QString, QString> m_originals;
+    BatchStandIn m_standIn;
 };
 
 } // namespace KOZAV::Host

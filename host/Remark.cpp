@@ -9,15 +9,16 @@ const std::vector<RemarkMeaning>& remarkMeanings()
          QLatin1String("The job is imported, but a call of its import failed beside that.")},
         {QLatin1String("known-content"), QLatin1String("The site has a complete job of that content.")},
         {QLatin1String("same-content"), QLatin1String("The batch holds that content more than once.")},
+        {QLatin1String("content-not-asked"),
+         QLatin1String("Whether the site had a job's content before could not be asked.")},
         {QLatin1String("batch-number"),
          QLatin1String(
              "The batch number of a company could not be written: its next batch may get it again.")},
         {QLatin1String("company-look-up"),
          QLatin1String("A company could not be looked for when the import came to its folder.")},
         {QLatin1String("leads-out"),
-         QLatin1String("The entry is a link that leads out of the batch directory.")},
-        {QLatin1String("source-unreadable"),
-         QLatin1String("The source could not be read to be compared with what the site has.")},
+         QLatin1String(
+             "The entry, or the folder of its company, is a link that leads out of the batch directory.")},
         {QLatin1String("source-changed"),
          QLatin1String(
              "The source was changed while it was imported: what was stored is not what is there.")},

@@ -4,11 +4,14 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QJsonObject>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -67,6 +70,28 @@ struct RobotRequest
     QDateTime requested;  ///< UTC
 };
 
+/// The content of a source, as a job of it would have it.
+struct SourceContent
+{
+    bool isFolder = false; ///< a job folder, whose manifest does not count; otherwise an archive
+    qint64 length = -1;
+    QByteArray sha256;
+
+    bool operator==(const SourceContent& other) const
+    {
+        return isFolder == other.isFolder && length == other.length && sha256 == other.sha256;
+    }
+};
+
+/// A complete job of the site, neither failed nor taken back, and its content.
+struct JobWithContent
+{
+    SourceContent content;
+    QString flowKey;
+    QString generatedName;
+    QString company; ///< the name that it has now
+};
+
 /// What became of a client's first start.
 struct FirstStart
 {
@@ -120,6 +145,24 @@ public:
     /// Whether a fetched file is what the job's row says of its stored file; false as well where the file
     /// cannot be read, true where the row says nothing. On any thread.
     [[nodiscard]] static bool isAsImported(const ImportedJob& job, const QString& path);
+
+    /// The length of a source's content without reading it; -1 where that cannot be told. On any thread.
+    [[nodiscard]] static qint64 contentLength(const QString& path, bool isFolder);
+    /// Reads a source; its length is -1 where it cannot be read. On any thread.
+    /// @param onBytes  told of bytes as they are read
+    [[nodiscard]] static SourceContent contentOf(const QString& path, bool isFolder,
+                                                 const std::function<void(qint64 bytes)>& onBytes);
+    /// Which of these lengths a content of the site may have; nothing, and the reason, where that cannot be
+    /// asked.
+    [[nodiscard]] std::optional<QSet<qint64>> knownLengths(bool isFolder, const QSet<qint64>& lengths,
+                                                           QString& failure);
+    /// Of each of these contents and each company the oldest job.
+    [[nodiscard]] std::optional<std::vector<JobWithContent>>
+    jobsWithContent(const std::vector<SourceContent>& contents, QString& failure);
+    /// By the flow keys of jobs, given with their companies: a job that had the same content before, of the
+    /// same company where there is one.
+    [[nodiscard]] std::optional<QHash<QString, JobWithContent>>
+    jobsBefore(const QHash<QString, QString>& companies, QString& failure);
 
 Q_SIGNALS:
     void serviceCalled(const KOZAV::Backend::OperationEvent& event);

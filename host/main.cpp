@@ -8,12 +8,15 @@
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
 #include "host/Theme.h"
+#include "terminal/StandardStreams.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QMessageBox>
 #include <QTemporaryDir>
 #include <QTextStream>
+
+#include <algorithm>
 
 namespace {
 
@@ -29,17 +32,32 @@ void prepareUnattended(const CommandLine& line)
     QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
 }
 
-int runUnattended(MainWindow& window, SiteAccess& site, const CommandLine& line, QTextStream& out)
+/// @param messages  takes what is no report; may be out
+int runUnattended(MainWindow& window, SiteAccess& site, const CommandLine& line, QTextStream& out,
+                  QTextStream& messages)
 {
     if (!line.screenshots.isEmpty() && !QDir().mkpath(line.screenshots)) {
-        out << "error: the directory " << line.screenshots << " cannot be made\n";
+        messages << "error: the directory " << line.screenshots << " cannot be made\n";
         return notStarted;
     }
     window.show();
     QApplication::processEvents();
-    if (line.task == CommandLine::Task::ImportBatch)
-        return BatchRun(window, site, line.batchDirectory, line.screenshots, out).run();
+    if (line.task == CommandLine::Task::ImportBatch) {
+        const BatchOptions options{line.batchDirectory, line.screenshots, line.json, line.skipKnown,
+                                   line.allowLinks};
+        return BatchRun(window, site, options, out, messages).run();
+    }
     return ImportRun(window, site, line.importJob, line.mode, line.screenshots, out).run();
+}
+
+/// What nobody could read is no success.
+int withOutputWritten(int exitCode, QTextStream& out)
+{
+    out.flush();
+    if (out.status() == QTextStream::Ok)
+        return exitCode;
+    QTextStream(stderr) << "error: what became of it cannot be written to the standard output\n";
+    return std::max(exitCode, 1);
 }
 
 /// Tells of the site that a first start has made, beside the window.
@@ -72,6 +90,7 @@ int refuse(const QString& reason, const CommandLine& line, QTextStream& out)
 
 int main(int argc, char* argv[])
 {
+    KOZAV::Terminal::guardStandardStreams();
     QCoreApplication::setApplicationName(QStringLiteral("zav_client"));
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_VERSION));
     const CommandLine line = readCommandLine(argc, argv);
@@ -81,6 +100,9 @@ int main(int argc, char* argv[])
     applyTheme(application);
     QTextStream out(stdout);
     out.setCodec("UTF-8");
+    QTextStream err(stderr);
+    err.setCodec("UTF-8");
+    QTextStream& messages = line.json ? err : out;
 
     // A batch import started before a directory was chosen takes the current directory for the batch: an
     // empty one, so that nothing of the operator's is taken for jobs.
@@ -90,21 +112,21 @@ int main(int argc, char* argv[])
     SiteAccess site(line.configuration);
     const FirstStart first = line.unattended() ? FirstStart() : site.makeFirstSite();
     if (!first.failure.isEmpty())
-        return refuse(first.failure, line, out);
+        return refuse(first.failure, line, messages);
     if (const QString failure = site.open(); !failure.isEmpty())
-        return refuse(failure, line, out);
+        return refuse(failure, line, messages);
     ServiceLog log;
     EmbeddedRobot robot;
     QObject::connect(&robot, &EmbeddedRobot::requestReceived, &log,
                      [&log](const QString& text) { log.add(QtInfoMsg, QStringLiteral("robot"), text); });
     if (line.robot) {
         if (const QString failure = robot.start(); !failure.isEmpty())
-            return refuse(failure, line, out);
+            return refuse(failure, line, messages);
     }
 
     MainWindow window(site, log);
     if (line.unattended())
-        return runUnattended(window, site, line, out);
+        return withOutputWritten(runUnattended(window, site, line, out, messages), out);
     window.rememberState();
     window.watchRobot();
     window.show();

@@ -193,6 +193,50 @@ void ListedFolderDigest::addOthersBefore(const FolderEntry* end)
     }
 }
 
+Result<qint64> folderContentLength(const std::string& folder)
+{
+    return guarded("look through a folder", [&]() -> Result<qint64> {
+        const auto listing = listFolder(folder);
+        if (!listing.ok())
+            return listing.status();
+        qint64 length = 0;
+        for (const FolderEntry& entry : listing->entries) {
+            if (entry.info.kind == FileKind::SymbolicLink)
+                length += static_cast<qint64>(entry.linkTarget.size());
+            else if (entry.info.kind == FileKind::Regular && entry.name != manifestName)
+                length += entry.info.length;
+        }
+        return length;
+    });
+}
+
+Result<ContentDigest> digestFolder(const std::string& folder,
+                                   const std::function<void(qint64 bytes)>& onBytes)
+{
+    return guarded("hash the content of a folder", [&]() -> Result<ContentDigest> {
+        const auto listing = listFolder(folder);
+        if (!listing.ok())
+            return listing.status();
+        ListedFolderDigest digest(listing.value());
+        for (const FolderEntry& entry : listing->entries) {
+            if (entry.info.kind != FileKind::Regular || entry.info.length == 0 || entry.name == manifestName)
+                continue;
+            auto file = File::openForReadingIn(listing->root, entry.name);
+            if (!file.ok())
+                return file.status();
+            const auto content = readThrough(file.value(), onBytes);
+            if (!content.ok())
+                return content.status();
+            if (content->length != entry.info.length)
+                return changedWhilePacked(listing->pathOf(entry));
+            digest.addFile(entry, content->sha256);
+        }
+        if (auto unchanged = verifyUnchanged(listing.value()); !unchanged.ok())
+            return unchanged;
+        return digest.result();
+    });
+}
+
 Result<ContentDigest> digestPackedFolder(const std::string& archive)
 {
     return guarded("hash the content of an archive", [&]() -> Result<ContentDigest> {

@@ -8,6 +8,7 @@
 #include <QByteArray>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace KOZAV::Backend {
@@ -55,6 +56,14 @@ private:
     const FolderEntry* m_next; ///< what comes before it has been added
     FolderDigest m_digest;
 };
+
+/// The length that the digest of a folder (local 8-bit path) would have, from a listing alone.
+Result<qint64> folderContentLength(const std::string& folder);
+
+/// Reads a folder, with one core, and tells its digest: that of a job that it would be packed to. Fails as
+/// packing does. onBytes, where given, is told of bytes as they are read.
+Result<ContentDigest> digestFolder(const std::string& folder,
+                                   const std::function<void(qint64 bytes)>& onBytes = {});
 
 /// Reads an archive that a folder was packed to (local 8-bit path) and tells the digest of that folder.
 /// Corrupt where it is no such archive or its content is not what its directory says.

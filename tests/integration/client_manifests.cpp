@@ -80,7 +80,7 @@ public:
     {
         QString output;
         QTextStream out(&output);
-        BatchRun(*m_window, *m_access, site.path(QStringLiteral("batch")), {}, out).run();
+        BatchRun(*m_window, *m_access, {site.path(QStringLiteral("batch")), QString()}, out, out).run();
         return output;
     }
 

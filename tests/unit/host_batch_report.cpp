@@ -135,7 +135,7 @@ private Q_SLOTS:
     void aSingleSourceIsOneRow();
     void warningsBelongToTheirSources();
     void aRefutedJobIsNotImported();
-    void pathsThatStandForOthersAreToldByThese();
+    void aStandInIsToldByWhatItStandsFor();
     void everyRemarkIsInTheManual();
 };
 
@@ -373,17 +373,36 @@ void HostBatchReport::aRefutedJobIsNotImported()
     }
 }
 
-void HostBatchReport::pathsThatStandForOthersAreToldByThese()
+void HostBatchReport::aStandInIsToldByWhatItStandsFor()
 {
-    const Batch batch({QStringLiteral("a/a.tgz")});
-    const QString standIn = batch.path() + QStringLiteral("/a/a.tgz");
-    const QString own = QStringLiteral("/their/a.tgz");
-    BatchReport report(batch.source(), {{standIn, own}});
-    report.warn(standIn, {QStringLiteral("known-content"), QStringLiteral("one")});
-    report.warn(own, {QStringLiteral("known-content"), QStringLiteral("two")});
+    const Batch batch({QStringLiteral("a/a.tgz"), QStringLiteral("a/b.tgz"), QStringLiteral("a/c/file")});
+    BatchStandIn standIn;
+    standIn.directory = QStringLiteral("/nowhere/batch");
+    standIn.original = batch.path();
+    standIn.leftOut.insert(batch.path() + QStringLiteral("/a/a.tgz"),
+                           {QStringLiteral("known"), QStringLiteral("A7")});
+    BatchReport report({PanelSource::Kind::Batch, standIn.directory, QString()}, standIn);
+    Batch::lookUp(report, QStringLiteral("a"));
+    Batch::importArchive(report, QStringLiteral("b.tgz"), QStringLiteral("A8"));
+    report.serviceCalled(Batch::event(ServiceOperation::InputJobCompress));
+    OperationEvent packed = Batch::event(ServiceOperation::FoldersCompressSave2MongoDb);
+    packed.subject = standIn.directory + QStringLiteral("/a/c");
+    report.serviceCalled(packed);
+    report.serviceCalled(Batch::event(ServiceOperation::InputJobCompressByFolder));
+    report.warn(standIn.directory + QStringLiteral("/a/b.tgz"),
+                {QStringLiteral("source-changed"), QStringLiteral("one")});
+    report.warn(batch.path() + QStringLiteral("/a/b.tgz"),
+                {QStringLiteral("source-changed"), QStringLiteral("two")});
     report.finish();
-    QCOMPARE(report.rows().front().sourcePath, own);
-    QCOMPARE(report.rows().front().warnings.size(), std::size_t(2));
+    QCOMPARE(results(report),
+             QStringList({QStringLiteral("a.tgz left-out A7"), QStringLiteral("b.tgz imported A8"),
+                          QStringLiteral("c imported")}));
+    QCOMPARE(report.rows()[0].reason, QStringLiteral("known"));
+    QCOMPARE(report.rows()[1].sourcePath, batch.path() + QStringLiteral("/a/b.tgz"));
+    QCOMPARE(report.rows()[1].warnings.size(), std::size_t(2));
+    QCOMPARE(report.rows()[2].sourcePath, batch.path() + QStringLiteral("/a/c"));
+    QVERIFY(report.isSettled());
+    QCOMPARE(report.sourcePath(), batch.path());
 }
 
 void HostBatchReport::everyRemarkIsInTheManual()

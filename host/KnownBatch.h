@@ -1,0 +1,57 @@
+#pragma once
+
+#include "host/BatchReport.h"
+#include "host/SiteAccess.h"
+
+#include <QString>
+
+#include <functional>
+#include <vector>
+
+namespace KOZAV::Host {
+
+/// A batch directory without what the site has already: entries whose content the same company has in a
+/// complete job that is neither failed nor taken back, and entries whose content comes before in the same
+/// company folder. What cannot be read is left to the import, which tells why.
+class KnownBatch final
+{
+public:
+    using Progress = std::function<void(double fraction, const QString& details)>;
+
+    /// @param directory  of the batch, absolute
+    KnownBatch(SiteAccess& site, const QString& directory);
+    /// Removes the stand-in.
+    ~KnownBatch();
+    Q_DISABLE_COPY(KnownBatch)
+
+    /// Reads, with all cores, what may be known, and asks the site. @return why that cannot be asked; empty
+    /// on success
+    [[nodiscard]] QString compare(const Progress& progress);
+    /// Whether anything is left to be imported.
+    [[nodiscard]] bool isEmpty() const;
+    /// Makes a directory for the panel, in the work directory: real company folders, and a link for each
+    /// entry that is left. @return why it cannot be made; empty on success
+    [[nodiscard]] QString makeStandIn();
+    [[nodiscard]] const BatchStandIn& standIn() const { return m_standIn; }
+
+private:
+    struct Candidate
+    {
+        QString company;
+        QString name;
+        QString path;
+        SourceContent content; ///< its hash empty where it need not or cannot be read
+    };
+
+    void list();
+    void measure(const Progress& progress);
+    [[nodiscard]] QString dropUnknownLengths(std::vector<Candidate*>& candidates) const;
+    void read(const std::vector<Candidate*>& candidates, const Progress& progress);
+    [[nodiscard]] QString leaveOutKnown();
+
+    SiteAccess& m_site;
+    std::vector<Candidate> m_candidates;
+    BatchStandIn m_standIn;
+};
+
+} // namespace KOZAV::Host
