@@ -1,5 +1,6 @@
 #pragma once
 
+#include "robot_server/LogFile.h"
 #include "robot_server/RobotServer.h"
 
 #include <QString>
@@ -18,7 +19,8 @@ enum ExitCode : int {
 struct CommandLine
 {
     RobotServerOptions server;
-    QString logFile;     ///< empty: none
+    QString logFile; ///< empty: none
+    LogLimits log;
     QString information; ///< to print instead of serving: the help or the version
     QString failure;     ///< why the command line cannot be taken; empty where it can
 };

@@ -59,13 +59,10 @@ QJsonObject recordOf(const ReceivedRequest& request)
 
 } // namespace
 
-bool RequestLog::openFile(const QString& name)
+bool RequestLog::openFile(const QString& name, const LogLimits& limits)
 {
-    m_file.setFileName(name);
-    const bool open = m_file.open(QIODevice::WriteOnly | QIODevice::Append);
-    if (!open)
-        m_error = QStringLiteral("the log %1 cannot be opened: %2").arg(name, m_file.errorString());
-    return open;
+    m_error = m_file.open(name, limits);
+    return m_error.isEmpty();
 }
 
 bool RequestLog::write(const ReceivedRequest& request)
@@ -91,18 +88,17 @@ bool RequestLog::write(const DroppedConnection& connection)
 // The file first: it is what is kept.
 bool RequestLog::write(const QString& line, const QJsonObject& record)
 {
-    if (m_file.isOpen() &&
-        !append(m_file, QJsonDocument(record).toJson(QJsonDocument::Compact) + '\n', m_file.fileName()))
-        return false;
-    return append(m_print, line.toUtf8() + '\n', QStringLiteral("the standard output"));
+    if (m_file.isOpen())
+        m_error = m_file.append(QJsonDocument(record).toJson(QJsonDocument::Compact) + '\n');
+    return m_error.isEmpty() && print(line.toUtf8() + '\n');
 }
 
-bool RequestLog::append(QIODevice& device, const QByteArray& line, const QString& name)
+bool RequestLog::print(const QByteArray& line)
 {
-    auto* const file = qobject_cast<QFileDevice*>(&device);
-    if (device.write(line) == line.size() && (!file || file->flush()))
+    auto* const file = qobject_cast<QFileDevice*>(&m_print);
+    if (m_print.write(line) == line.size() && (!file || file->flush()))
         return true;
-    m_error = QStringLiteral("%1 cannot be written to: %2").arg(name, device.errorString());
+    m_error = QStringLiteral("the standard output cannot be written to: %1").arg(m_print.errorString());
     return false;
 }
 

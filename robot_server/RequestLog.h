@@ -1,9 +1,9 @@
 #pragma once
 
+#include "robot_server/LogFile.h"
 #include "robot_server/RobotServer.h"
 
 #include <QByteArray>
-#include <QFile>
 #include <QIODevice>
 #include <QString>
 
@@ -21,19 +21,21 @@ public:
     }
 
     /// Appends to a file from now on. @return false where that is not possible
-    [[nodiscard]] bool openFile(const QString& name);
+    [[nodiscard]] bool openFile(const QString& name, const LogLimits& limits = {});
 
     /// @return false where a line could not be written; errorString() says why
     [[nodiscard]] bool write(const ReceivedRequest& request);
     [[nodiscard]] bool write(const DroppedConnection& connection);
     [[nodiscard]] QString errorString() const { return m_error; }
+    /// See LogFile::takeComplaint().
+    [[nodiscard]] QString takeComplaint() { return m_file.takeComplaint(); }
 
 private:
     bool write(const QString& line, const QJsonObject& record);
-    bool append(QIODevice& device, const QByteArray& line, const QString& name);
+    bool print(const QByteArray& line);
 
     QIODevice& m_print;
-    QFile m_file;
+    LogFile m_file;
     QString m_error;
 };
 

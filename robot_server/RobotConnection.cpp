@@ -41,12 +41,13 @@ QByteArray ownAnswer(const CheckedRequest& check)
 
 } // namespace
 
-RobotConnection::RobotConnection(QTcpSocket* socket, const QString& peer, const RobotServerOptions& options,
-                                 QObject* parent)
+RobotConnection::RobotConnection(QTcpSocket* socket, const RobotPeerName& peer,
+                                 const RobotServerOptions& options, QObject* parent)
     : QObject(parent)
     , m_options(options)
     , m_socket(socket)
-    , m_peer(peer)
+    , m_peerAddress(peer.address)
+    , m_peer(peer.name)
     , m_splitter(options.json)
 {
     m_socket->setParent(this);

@@ -4,6 +4,7 @@
 #include "robot_server/RobotServer.h"
 
 #include <QByteArray>
+#include <QHostAddress>
 #include <QObject>
 #include <QTimer>
 
@@ -13,6 +14,13 @@ class QTcpSocket;
 
 namespace KOZAV::Robot {
 
+/// Who is on the other side.
+struct RobotPeerName
+{
+    QHostAddress address;
+    QString name; ///< by which events call it
+};
+
 /// One peer: reads its documents and answers them, within the limits of the options. What it holds in memory
 /// is bounded whatever the peer sends and however little it reads: while many answers wait nothing is read.
 class RobotConnection final : public QObject
@@ -20,9 +28,10 @@ class RobotConnection final : public QObject
     Q_OBJECT
 public:
     /// Takes over a connected socket.
-    /// @param peer  the name by which events call the other side
-    RobotConnection(QTcpSocket* socket, const QString& peer, const RobotServerOptions& options,
+    RobotConnection(QTcpSocket* socket, const RobotPeerName& peer, const RobotServerOptions& options,
                     QObject* parent);
+
+    [[nodiscard]] const QHostAddress& peerAddress() const { return m_peerAddress; }
 
     /// Takes no more documents, answers those that it took, and closes.
     void finish();
@@ -56,6 +65,7 @@ private:
 
     const RobotServerOptions m_options;
     QTcpSocket* const m_socket;
+    const QHostAddress m_peerAddress;
     const QString m_peer;
     JsonSplitter m_splitter;
     std::deque<SplitDocument> m_documents; ///< of the last packet, still to be taken

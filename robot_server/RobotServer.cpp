@@ -112,7 +112,7 @@ void RobotServer::admit(QTcpSocket* socket)
         Q_EMIT connectionDropped({QDateTime::currentDateTimeUtc(), peer, reason});
         return;
     }
-    auto* const connection = new RobotConnection(socket, peer, m_options, this);
+    auto* const connection = new RobotConnection(socket, {peerAddress(*socket), peer}, m_options, this);
     m_connections.push_back(connection);
     connect(connection, &RobotConnection::requestReceived, this, &RobotServer::onRequest);
     connect(connection, &RobotConnection::dropped, this, &RobotServer::connectionDropped);
@@ -139,7 +139,20 @@ QString RobotServer::whyNotAdmitted(const QTcpSocket& socket) const
         return QStringLiteral("the server is ending");
     if (connectionCount() >= m_options.maxConnections)
         return QStringLiteral("%1 connections are open").arg(connectionCount());
+    if (const int open = connectionsOf(peerAddress(socket)); open >= m_options.maxPerPeer)
+        return QStringLiteral("%1 connections of this peer are open").arg(open);
     return {};
+}
+
+int RobotServer::connectionsOf(const QHostAddress& peer) const
+{
+    constexpr int networkBits = 64;
+    const bool isIPv6 = peer.protocol() == QAbstractSocket::IPv6Protocol;
+    return static_cast<int>(
+        std::count_if(m_connections.begin(), m_connections.end(), [&](const RobotConnection* connection) {
+            const QHostAddress& other = connection->peerAddress();
+            return isIPv6 ? other.isInSubnet(peer, networkBits) : other == peer;
+        }));
 }
 
 bool RobotServer::isAllowed(const QTcpSocket& socket) const

@@ -47,6 +47,8 @@ struct RobotServerOptions
     int maxRequests = 0;  ///< documents to take before ending; 0: no end
 
     int maxConnections = 32;
+    /// From one address, or for IPv6 from one /64 network, which is one site: nobody alone takes all places.
+    int maxPerPeer = 16;
     JsonLimits json;
     /// Without a byte of a document; longer than a person pauses between requests.
     int idleTimeoutMs = 300'000;
@@ -104,6 +106,7 @@ private:
     void onAcceptError();
     [[nodiscard]] QString whyNotAdmitted(const QTcpSocket& socket) const;
     [[nodiscard]] bool isAllowed(const QTcpSocket& socket) const;
+    [[nodiscard]] int connectionsOf(const QHostAddress& peer) const;
     void onRequest(const ReceivedRequest& request);
     void onClosed(RobotConnection* connection);
     void finishWhenAlone();

@@ -36,6 +36,14 @@ void quitOnStopSignals(QObject* parent)
 #endif
 }
 
+/// A pipe whose reader has gone is a failure to write, which is told.
+void surviveClosedPipes()
+{
+#ifdef Q_OS_UNIX
+    std::signal(SIGPIPE, SIG_IGN);
+#endif
+}
+
 int complain(const QString& failure, ExitCode exitCode)
 {
     std::fprintf(stderr, "zav_robot: %s\n", failure.toUtf8().constData());
@@ -51,13 +59,15 @@ int print(QFile& out, const QByteArray& text)
 int serve(const CommandLine& line, QFile& out)
 {
     RequestLog log(out);
-    if (!line.logFile.isEmpty() && !log.openFile(line.logFile))
+    if (!line.logFile.isEmpty() && !log.openFile(line.logFile, line.log))
         return complain(log.errorString(), StartFailure);
 
     RobotServer server;
     const auto write = [&log](const auto& event) {
         if (!log.write(event))
             QCoreApplication::exit(complain(log.errorString(), WriteFailure));
+        if (const QString complaint = log.takeComplaint(); !complaint.isEmpty())
+            complain(complaint, EndedAsAskedFor);
     };
     QObject::connect(&server, &RobotServer::requestReceived, &server, write);
     QObject::connect(&server, &RobotServer::connectionDropped, &server, write);
@@ -81,6 +91,7 @@ int main(int argc, char* argv[])
     if (!line.failure.isEmpty())
         return complain(line.failure, StartFailure);
 
+    surviveClosedPipes();
     QFile out;
     if (!out.open(stdout, QIODevice::WriteOnly))
         return complain(out.errorString(), WriteFailure);

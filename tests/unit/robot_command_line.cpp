@@ -49,6 +49,9 @@ void RobotCommandLineTest::defaults()
     QCOMPARE(line.server.replyDelayMs, 0);
     QCOMPARE(line.server.maxRequests, 0);
     QCOMPARE(line.server.maxConnections, 32);
+    QCOMPARE(line.server.maxPerPeer, 16);
+    QCOMPARE(line.log.maxBytes, 10485760);
+    QCOMPARE(line.log.oldFiles, 5);
     QCOMPARE(line.server.json.maxBytes, 1048576);
     QCOMPARE(line.server.json.maxDepth, 32);
     QCOMPARE(line.server.idleTimeoutMs, 300000);
@@ -60,7 +63,7 @@ void RobotCommandLineTest::everyOption()
     const CommandLine line = parse(QStringLiteral(
         "--port 8123 --listen ::1 --allow 10.0.0.0/8 --allow ::1 --log a.log --reply 完 --delay 5 "
         "--max-requests 6 --max-connections 7 --max-bytes 8 --max-depth 9 --idle-timeout 10 "
-        "--document-timeout 11"));
+        "--document-timeout 11 --max-per-peer 12 --log-size 4096 --log-files 14"));
     QCOMPARE(line.failure, QString());
     QCOMPARE(line.server.port, quint16(8123));
     QCOMPARE(line.server.address, QHostAddress(QHostAddress::LocalHostIPv6));
@@ -75,6 +78,9 @@ void RobotCommandLineTest::everyOption()
     QCOMPARE(line.server.json.maxDepth, 9);
     QCOMPARE(line.server.idleTimeoutMs, 10);
     QCOMPARE(line.server.documentTimeoutMs, 11);
+    QCOMPARE(line.server.maxPerPeer, 12);
+    QCOMPARE(line.log.maxBytes, 4096);
+    QCOMPARE(line.log.oldFiles, 14);
     QVERIFY(parse(QStringLiteral("--silent")).server.silent);
 }
 
@@ -110,6 +116,9 @@ void RobotCommandLineTest::failures_data()
     row("--port -1", "--port needs a number from 0 to 65535, not '-1'");
     row("--port 80x", "--port needs a number from 0 to 65535, not '80x'");
     row("--max-connections 0", "--max-connections needs a number from 1 to 10000, not '0'");
+    row("--max-per-peer 0", "--max-per-peer needs a number from 1 to 10000, not '0'");
+    row("--log-size 4095", "--log-size needs a number from 4096 to 2147483647, not '4095'");
+    row("--log-files 0", "--log-files needs a number from 1 to 1000, not '0'");
     row("--max-bytes 1", "--max-bytes needs a number from 2 to 1073741824, not '1'");
     row("--max-depth 1001", "--max-depth needs a number from 1 to 1000, not '1001'");
     row("--idle-timeout 0", "--idle-timeout needs a number from 1 to 2147483647, not '0'");

@@ -24,6 +24,8 @@ private Q_SLOTS:
     void init();
 
     void connectionsBeyondTheLimitAreClosed();
+    void connectionsOfOnePeerBeyondItsLimitAreClosed();
+    void peerOfIPv6();
     void placeOfAnEndedConnectionIsFree();
     void peersWaitWhereNobodyCanBeAccepted();
     void connectionThatSendsNothing();
@@ -124,6 +126,49 @@ void RobotLimitsTest::connectionsBeyondTheLimitAreClosed()
     first.send(compactRequest(QStringLiteral("job")));
     QTRY_COMPARE(m_requests->count(), 1);
     QVERIFY(first.isConnected() && second.isConnected() && third.isConnected());
+}
+
+void RobotLimitsTest::connectionsOfOnePeerBeyondItsLimitAreClosed()
+{
+    m_options.address = QHostAddress::AnyIPv4;
+    m_options.maxPerPeer = 2;
+    start();
+    const RobotClient first(m_port);
+    auto second = std::make_unique<RobotClient>(m_port);
+    QTRY_COMPARE(m_server->connectionCount(), 2);
+    const RobotClient third(m_port);
+    QTRY_COMPARE(m_dropped->count(), 1);
+    QCOMPARE(reason(0), QStringLiteral("2 connections of this peer are open"));
+    QTRY_VERIFY(!third.isConnected());
+
+    // Another address of this machine is another peer.
+    QTcpSocket other;
+    QVERIFY(other.bind(QHostAddress(QStringLiteral("127.0.0.2"))));
+    other.connectToHost(QHostAddress(QHostAddress::LocalHost), m_port);
+    QTRY_COMPARE(m_server->connectionCount(), 3);
+
+    second.reset();
+    QTRY_COMPARE(m_server->connectionCount(), 2);
+    RobotClient fourth(m_port);
+    fourth.send(compactRequest(QStringLiteral("job")));
+    QTRY_COMPARE(m_requests->count(), 1);
+    QCOMPARE(m_dropped->count(), 1);
+}
+
+void RobotLimitsTest::peerOfIPv6()
+{
+    m_options.address = QHostAddress::LocalHostIPv6;
+    m_options.maxPerPeer = 1;
+    if (m_server->start(m_options) == 0)
+        QSKIP("This system has no IPv6");
+    m_port = m_server->findChild<QTcpServer*>()->serverPort();
+    QTcpSocket first;
+    first.connectToHost(QHostAddress(QHostAddress::LocalHostIPv6), m_port);
+    QTRY_COMPARE(m_server->connectionCount(), 1);
+    QTcpSocket second;
+    second.connectToHost(QHostAddress(QHostAddress::LocalHostIPv6), m_port);
+    QTRY_COMPARE(m_dropped->count(), 1);
+    QCOMPARE(reason(0), QStringLiteral("1 connections of this peer are open"));
 }
 
 void RobotLimitsTest::placeOfAnEndedConnectionIsFree()

@@ -15,6 +15,10 @@
 #include <memory>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 using KOZAV::Test::compactRequest;
 using KOZAV::Test::indentedRequest;
 using KOZAV::Test::RobotClient;
@@ -32,6 +36,8 @@ private Q_SLOTS:
     void logHoldsALineForEachDocument();
     void logThatCannotBeOpened();
     void logOnAFullDisk();
+    void logIsPutAside();
+    void fifoWhoseReaderGoesIsAFailure();
     void endsAfterTheLastRequest();
     void endsOnASignal_data();
     void endsOnASignal();
@@ -180,6 +186,51 @@ void RobotProgramTest::logOnAFullDisk()
         program.complaint().endsWith("zav_robot: /dev/full cannot be written to: No space left on device\n"));
 }
 
+void RobotProgramTest::logIsPutAside()
+{
+    constexpr int requests = 60;
+    const QTemporaryDir directory;
+    const QString name = directory.filePath(QStringLiteral("robot.log"));
+    RobotProgram program({QStringLiteral("--log"), name, QStringLiteral("--log-size"), QStringLiteral("4096"),
+                          QStringLiteral("--log-files"), QStringLiteral("9"),
+                          QStringLiteral("--max-requests"), QString::number(requests)});
+    RobotClient client(program.port());
+    for (int request = 0; request < requests; ++request)
+        client.send(compactRequest(QStringLiteral("job %1").arg(request)));
+    QCOMPARE(program.exitCode(), 0);
+    QStringList names;
+    for (int age = 9; age >= 0; --age) {
+        QFile log(age == 0 ? name : name + QLatin1Char('.') + QString::number(age));
+        if (!log.open(QIODevice::ReadOnly))
+            continue;
+        QVERIFY(log.size() <= 4096);
+        while (!log.atEnd())
+            names << QJsonDocument::fromJson(log.readLine())
+                         .object()
+                         .value(QStringLiteral("jobname"))
+                         .toString();
+    }
+    QCOMPARE(names.size(), requests);
+    for (int request = 0; request < requests; ++request)
+        QCOMPARE(names.at(request), QStringLiteral("job %1").arg(request));
+    QVERIFY(QFile::exists(name + QStringLiteral(".1")));
+}
+
+void RobotProgramTest::fifoWhoseReaderGoesIsAFailure()
+{
+    const QTemporaryDir directory;
+    const QString name = directory.filePath(QStringLiteral("robot.fifo"));
+    QCOMPARE(::mkfifo(QFile::encodeName(name).constData(), 0600), 0);
+    const int reader = ::open(QFile::encodeName(name).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    QVERIFY(reader >= 0);
+    RobotProgram program({QStringLiteral("--log"), name});
+    RobotClient client(program.port());
+    ::close(reader);
+    client.send(compactRequest(QStringLiteral("job")));
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(program.complaint(), "zav_robot: " + name.toUtf8() + " cannot be written to: Broken pipe\n");
+}
+
 void RobotProgramTest::endsAfterTheLastRequest()
 {
     RobotProgram program({QStringLiteral("--max-requests"), QStringLiteral("2"), QStringLiteral("--delay"),
@@ -256,7 +307,7 @@ void RobotProgramTest::tooFewFilesAreAFailure()
 
 void RobotProgramTest::filesNeverRunOut()
 {
-    RobotProgram program({}, 56);
+    RobotProgram program({QStringLiteral("--max-per-peer"), QStringLiteral("32")}, 56);
     const quint16 port = program.port();
     QVERIFY(port > 0);
     std::vector<std::unique_ptr<RobotClient>> clients(60);
