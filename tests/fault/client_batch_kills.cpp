@@ -6,6 +6,7 @@
 #include "services/ui/ZAV_StdCommon.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
+#include "tests/support/KilledClient.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestProgram.h"
 
@@ -14,7 +15,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QHash>
 #include <QTest>
 
 #include <algorithm>
@@ -29,13 +29,6 @@ constexpr int points = 40;
 constexpr int companies = 2;
 constexpr int foldersOfEach = 3;
 constexpr int jobs = companies * (foldersOfEach + 1);
-
-/// Calls that change something; reading calls would put most points into the start of the program.
-QString calls()
-{
-    return QStringLiteral("write,pwrite64,fsync,fdatasync,ftruncate,rename,renameat,renameat2,link,linkat,"
-                          "unlink,unlinkat,mkdir,sendfile,copy_file_range");
-}
 
 QString companyName(int company)
 {
@@ -83,34 +76,6 @@ private:
     const FreshSite& m_site;
 };
 
-/// One system call, and how many of its name there were up to it: strace counts them so.
-struct Call
-{
-    QByteArray name;
-    int number = 0;
-};
-
-/// The calls of the thread that made the first, from what strace has written; without those of the start,
-/// which come before the work folder of the process is made.
-std::vector<Call> batchCalls(const QByteArray& trace)
-{
-    const QList<QByteArray> lines = trace.split('\n');
-    const QByteArray mainThread = lines.front().left(lines.front().indexOf(' ') + 1);
-    QHash<QByteArray, int> numbers;
-    bool started = false;
-    std::vector<Call> found;
-    for (const QByteArray& line : lines) {
-        const int end = line.indexOf('(');
-        if (!line.startsWith(mainThread) || end < 0 || line.contains("resumed>"))
-            continue;
-        const QByteArray name = line.mid(mainThread.size(), end - mainThread.size()).trimmed();
-        started = started || line.contains("/process-");
-        if (const int number = ++numbers[name]; started)
-            found.push_back({name, number});
-    }
-    return found;
-}
-
 QStringList arguments(const FreshSite& site, const QString& batch)
 {
     return {QStringLiteral("--config"), site.configuration(), QStringLiteral("--batch"), batch};
@@ -140,7 +105,7 @@ private:
     void checkIsClean(const FreshSite& site) const;
     void manifestsAreBackOrUsed(const FreshSite& site, const Batch& batch) const;
 
-    std::vector<Call> m_calls; ///< of a whole batch, in order
+    std::vector<SystemCall> m_calls; ///< of a whole batch, in order
 };
 
 /// Counts the calls of a run that nobody disturbs.
@@ -150,14 +115,7 @@ void ClientBatchKills::initTestCase()
         QSKIP("strace cannot inject faults here");
     const FreshSite site;
     const Batch batch(site);
-    const QString trace = site.path(QStringLiteral("trace"));
-    const ProgramEnd end =
-        runProgram(QStringLiteral("strace"),
-                   QStringList({QStringLiteral("-f"), QStringLiteral("-o"), trace, QStringLiteral("-e"),
-                                QStringLiteral("trace=") + calls(), clientProgram()}) +
-                       arguments(site, batch.path()));
-    QVERIFY2(end.exitCode == 0, end.output.constData());
-    m_calls = batchCalls(readFile(local(trace)));
+    m_calls = clientCalls(arguments(site, batch.path()), site.path(QStringLiteral("trace")));
     QVERIFY2(m_calls.size() > points, qPrintable(QString::number(m_calls.size())));
 }
 
@@ -218,15 +176,8 @@ void ClientBatchKills::aKilledBatchLosesNothing()
     QFETCH(const int, point);
     const FreshSite site;
     const Batch batch(site);
-    const Call& last = m_calls.at(m_calls.size() * static_cast<size_t>(point) / (points + 1));
-    const QString inject =
-        QStringLiteral("inject=%1:signal=KILL:when=%2").arg(QString::fromLatin1(last.name)).arg(last.number);
-    const ProgramEnd killed =
-        runProgram(QStringLiteral("strace"),
-                   QStringList({QStringLiteral("-f"), QStringLiteral("-o"), QStringLiteral("/dev/null"),
-                                QStringLiteral("-e"), QStringLiteral("trace=") + calls(),
-                                QStringLiteral("-e"), inject, clientProgram()}) +
-                       arguments(site, batch.path()));
+    const SystemCall& last = m_calls.at(m_calls.size() * static_cast<size_t>(point) / (points + 1));
+    const ProgramEnd killed = killClient(arguments(site, batch.path()), last);
     QCOMPARE(killed.exitCode, -1);
     importsAreWhole(site);
 

@@ -14,10 +14,10 @@ if(ZAV_BUILD_PANELS)
   target_link_libraries(zav_ui_test_support PUBLIC Qt5::Widgets Qt5::Network Qt5::Test)
 
   # The client as a program.
-  add_library(zav_client_test_support STATIC ClientProgram.cpp)
+  add_library(zav_client_test_support STATIC ClientProgram.cpp KilledClient.cpp)
   zav_compile_options(zav_client_test_support)
   target_compile_definitions(zav_client_test_support PRIVATE "ZAV_CLIENT=\"$<TARGET_FILE:zav_client>\"")
-  target_link_libraries(zav_client_test_support PUBLIC Qt5::Core)
+  target_link_libraries(zav_client_test_support PUBLIC zav_file_test_support Qt5::Core)
   add_dependencies(zav_client_test_support zav_client)
 
   # The file import panel over the double. Whoever links this links zav_import_objects too.
