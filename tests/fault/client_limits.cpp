@@ -10,6 +10,7 @@
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QTest>
@@ -76,6 +77,8 @@ class ClientLimits final : public QObject
 private Q_SLOTS:
     void aBatchIsWhole_data();
     void aBatchIsWhole();
+    void aDiskWithoutRoomIsTold_data();
+    void aDiskWithoutRoomIsTold();
     void masksOfPermissionsOpenNothing_data();
     void masksOfPermissionsOpenNothing();
     void aClockThatIsPutBackLosesNothing();
@@ -120,6 +123,67 @@ void ClientLimits::aBatchIsWhole()
     const ProgramEnd end = runBatch(site, makeBatch(site, QStringLiteral("one"), 1), tool);
     QVERIFY2(end.exitCode == 0, end.output.constData());
     isWhole(site, jobsOfABatch);
+}
+
+void ClientLimits::aDiskWithoutRoomIsTold_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<QString>("then");
+    QTest::addColumn<QString>("reason");
+    QTest::addColumn<int>("exitCode");
+    const QString small = QStringLiteral("size=128k");
+    const QString nothing = QStringLiteral("true");
+    QTest::newRow("store") << QStringLiteral("store") << small << nothing << QStringLiteral("bytes needed")
+                           << 1;
+    QTest::newRow("store without inodes") << QStringLiteral("store") << QStringLiteral("size=1m,nr_inodes=13")
+                                          << nothing << QStringLiteral("inodes") << 1;
+    QTest::newRow("store that is read-only")
+        << QStringLiteral("store") << QStringLiteral("size=1m") << QStringLiteral("mount -o remount,ro .")
+        << QStringLiteral("Read-only file system") << 2;
+    QTest::newRow("staging") << QStringLiteral("upload") << small << nothing << QStringLiteral("data/upload/")
+                             << 1;
+}
+
+/// A batch on a site one of whose folders is a small disk of its own; then the same without.
+void ClientLimits::aDiskWithoutRoomIsTold()
+{
+    QFETCH(const QString, folder);
+    QFETCH(const QString, options);
+    QFETCH(const QString, then);
+    QFETCH(const QString, reason);
+    QFETCH(const int, exitCode);
+    const FreshSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("公司"));
+    const QString batch = makeBatch(site, QStringLiteral("one"), 1);
+    const QByteArray archive = randomBytes(300'000, 1);
+    writeFile(local(batch + QStringLiteral("/公司/archive.tgz")), archive);
+    const QString place = site.path(QStringLiteral("data/") + folder);
+    // What is on the small disk is kept beside it: the disk goes with the shell.
+    const QString mount = QStringLiteral("place=$1; shift; cp -a $place $place.copy && "
+                                         "mount -t tmpfs -o %1 tmpfs $place && cd $place && "
+                                         "cp -a $place.copy/. . && %2 || exit 77; "
+                                         "\"$@\"; code=$?; cp -a . $place.copy; exit $code")
+                              .arg(options, then);
+    const QStringList tool = {QStringLiteral("unshare"),
+                              QStringLiteral("-m"),
+                              QStringLiteral("sh"),
+                              QStringLiteral("-c"),
+                              mount,
+                              QStringLiteral("sh"),
+                              place};
+    const ProgramEnd end = runBatch(site, batch, tool);
+    if (end.exitCode == cannotMount || end.output.startsWith("unshare:"))
+        QSKIP("a small disk cannot be mounted here");
+    QVERIFY2(end.exitCode == exitCode, end.output.constData());
+    QVERIFY2(end.output.contains(reason.toUtf8()), end.output.constData());
+    QCOMPARE(readFile(local(batch + QStringLiteral("/公司/archive.tgz"))), archive);
+
+    QVERIFY(QDir(place).removeRecursively() && QDir().rename(place + QStringLiteral(".copy"), place));
+    const AdminOutcome check = runAdmin(site.configuration(), {QStringLiteral("check")});
+    QVERIFY2(check.code == Admin::ExitCode::Success, qPrintable(check.out + check.err));
+    const ProgramEnd again = runBatch(site, batch, {});
+    QVERIFY2(again.exitCode == 0, again.output.constData());
 }
 
 void ClientLimits::masksOfPermissionsOpenNothing_data()

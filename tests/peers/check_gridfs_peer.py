@@ -3,6 +3,7 @@
 
 import json
 import os
+import pathlib
 import signal
 import socket
 import subprocess
@@ -338,6 +339,17 @@ class Access(unittest.TestCase):
                     content = os.urandom(3_000_000)
                     files = gridfs.GridFS(client.jobs)
                     self.assertEqual(files.get(files.put(content)).read(), content)
+
+    def test_this_machine_alone(self):
+        with PeerProcess() as peer:
+            ports = {f"{port:04X}" for port in (peer.port, peer.control_port)}
+            found = {}
+            for table in ("tcp", "tcp6"):
+                for line in pathlib.Path("/proc/net", table).read_text().splitlines()[1:]:
+                    address, port = line.split()[1].split(":")
+                    if port in ports and line.split()[3] == "0A":
+                        found.setdefault(port, []).append(address)
+            self.assertEqual(found, {port: ["0100007F"] for port in ports})
 
     def test_end(self):
         peer = PeerProcess()
