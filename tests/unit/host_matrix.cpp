@@ -48,6 +48,7 @@ private Q_SLOTS:
     void matrixThatIsNotReadByItsKind();
     void readableMatrixBesideOneThatIsNot();
     void deviceAsMatrix();
+    void matrixThatIsTooLong();
 };
 
 void HostMatrix::initTestCase()
@@ -228,6 +229,17 @@ void HostMatrix::deviceAsMatrix()
         QSKIP("a device can be made by root only");
     QCOMPARE(openOdbJob(folder.path()).error,
              QStringLiteral("matrix/matrix cannot be read: it is not a regular file"));
+}
+
+void HostMatrix::matrixThatIsTooLong()
+{
+    const QTemporaryDir folder;
+    QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("matrix")));
+    QFile file(folder.filePath(QStringLiteral("matrix/matrix")));
+    constexpr qint64 limit = 64LL * 1024 * 1024;
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(limit + 1));
+    QCOMPARE(openOdbJob(folder.path()).error,
+             QStringLiteral("the matrix cannot be read: it is longer than 67108864 bytes"));
 }
 
 ZAV_REGISTER_TEST(host_matrix, HostMatrix, QCoreApplication)

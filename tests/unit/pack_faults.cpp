@@ -27,6 +27,8 @@ private Q_SLOTS:
     void ofTheDiskAreToldAndLeaveNothing();
     void ofACallAreToldAndLeaveNothing_data();
     void ofACallAreToldAndLeaveNothing();
+    void ofReadingAFileAreToldAndLeaveNothing_data();
+    void ofReadingAFileAreToldAndLeaveNothing();
 };
 
 void PackFaultsTest::ofTheDiskAreToldAndLeaveNothing_data()
@@ -104,6 +106,37 @@ void PackFaultsTest::ofACallAreToldAndLeaveNothing()
     }
     QVERIFY(failures > 0);
     QVERIFY(number < mostSteps);
+}
+
+void PackFaultsTest::ofReadingAFileAreToldAndLeaveNothing_data()
+{
+    QTest::addColumn<QString>("which");
+    QTest::newRow("at the beginning") << QStringLiteral("1");
+    QTest::newRow("further on") << QStringLiteral("2");
+    QTest::newRow("from then on") << QStringLiteral("1+");
+}
+
+void PackFaultsTest::ofReadingAFileAreToldAndLeaveNothing()
+{
+    QFETCH(const QString, which);
+    if (!canInject())
+        QSKIP("strace cannot inject faults here");
+    PackBox box;
+    const QByteArray content = randomBytes(20'000'000, 1); // of several pieces
+    writeFile(box.in("file"), content);
+    writeFile(box.in("sub/file"), "content");
+    const QString calls = QStringLiteral("read,pread64");
+    const ProgramEnd end =
+        runRole({QStringLiteral("strace"), QStringLiteral("-f"), QStringLiteral("-o"),
+                 QStringLiteral("/dev/null"), QStringLiteral("-e"), QStringLiteral("trace=") + calls,
+                 QStringLiteral("-e"), QStringLiteral("inject=%1:error=EIO:when=%2").arg(calls, which),
+                 QStringLiteral("-P"), QString::fromStdString(box.in("file"))},
+                role(QString::fromStdString(box.folder()), box.archive()));
+    QCOMPARE(end.exitCode, 1);
+    QCOMPARE(reportedCode(end.output), ErrorCode::Io);
+    QVERIFY2(end.output.contains("job/file"), end.output.constData());
+    QVERIFY(namesOf(box.archiveFolder()).isEmpty());
+    QCOMPARE(readFile(box.in("file")), content);
 }
 
 ZAV_REGISTER_ROLE("--pack", runPackRole, QCoreApplication)
