@@ -33,11 +33,11 @@ QByteArray sha256Of(const std::string& content)
     return hash.result();
 }
 
-struct DiscardArchive
+struct EndReading
 {
     void operator()(zip_t* archive) const { zip_discard(archive); }
 };
-using Archive = std::unique_ptr<zip_t, DiscardArchive>;
+using ReadArchive = std::unique_ptr<zip_t, EndReading>;
 
 struct CloseEntry
 {
@@ -67,10 +67,10 @@ QString placeOf(const ArchiveEntry& entry, const std::string& archive)
     return QStringLiteral("\"%1\" in %2").arg(displayPath(entry.name), displayPath(archive));
 }
 
-Result<Archive> openArchive(const std::string& path)
+Result<ReadArchive> openArchive(const std::string& path)
 {
     int code = 0;
-    Archive archive(zip_open(path.c_str(), ZIP_RDONLY, &code));
+    ReadArchive archive(zip_open(path.c_str(), ZIP_RDONLY, &code));
     if (archive)
         return archive;
     zip_error_t error;
