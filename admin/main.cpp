@@ -1,4 +1,5 @@
 #include "admin/Application.h"
+#include "terminal/FileSizeLimit.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -7,6 +8,7 @@
 
 int main(int argc, char* argv[])
 {
+    KOZAV::Terminal::outliveFileSizeLimit();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_ADMIN_VERSION));
     QFile out;

@@ -83,6 +83,23 @@ QString firstFailure(const std::vector<OperationEvent>& events)
     return {};
 }
 
+/// The failure of an archive whose copy did not come to be stored, with what its source shows: the import
+/// copies it and tells nobody why it could not.
+QString withSource(const QString& failure, const std::vector<OperationEvent>& events, const QString& path)
+{
+    const auto isMissing = [](const OperationEvent& event) {
+        return isStoring(event) && event.reason == Backend::ErrorCode::NotFound;
+    };
+    const QFileInfo source(path);
+    if (std::none_of(events.begin(), events.end(), isMissing) || !source.exists())
+        return failure;
+    if (!source.isFile())
+        return QStringLiteral("it is no regular file");
+    if (!source.isReadable())
+        return QStringLiteral("it cannot be read: permission denied");
+    return QStringLiteral("%1; the source has %2 bytes").arg(failure).arg(source.size());
+}
+
 /// Takes over into the row what a call has acknowledged.
 void acknowledge(const OperationEvent& event, BatchReportRow& row)
 {
@@ -393,7 +410,7 @@ QString BatchReport::failureReason(const Entry& entry) const
                                              : QStringLiteral("it was gone when the import came to it");
     }
     if (QString failure = firstFailure(entry.events); !failure.isEmpty())
-        return failure;
+        return entry.isFolder ? failure : withSource(failure, entry.events, entry.path);
     const auto isCount = [](const OperationEvent& event) {
         return isOf(event, ServiceOperation::InputCompanies);
     };

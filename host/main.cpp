@@ -8,6 +8,7 @@
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
 #include "host/Theme.h"
+#include "terminal/FileSizeLimit.h"
 #include "terminal/StandardStreams.h"
 
 #include <QApplication>
@@ -91,6 +92,7 @@ int refuse(const QString& reason, const CommandLine& line, QTextStream& out)
 int main(int argc, char* argv[])
 {
     KOZAV::Terminal::guardStandardStreams();
+    KOZAV::Terminal::outliveFileSizeLimit();
     QCoreApplication::setApplicationName(QStringLiteral("zav_client"));
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_VERSION));
     const CommandLine line = readCommandLine(argc, argv);

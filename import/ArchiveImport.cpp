@@ -29,7 +29,9 @@ Import::JobRegistration storeArchive(const QFileInfo& archive, const QString& fi
     const std::string storedName = Common::commonInterface()->getGUID() + "." + suffix;
     const std::string stagingDir = Common::commonInterface()->getConfig().uploadCacheDir;
     const QString localCopyPath = QString::fromStdString(stagingDir + storedName);
-    QFile::copy(filePath, localCopyPath);
+    // Opening a pipe would wait for a writer, and a device may have no end.
+    if (archive.isFile())
+        QFile::copy(filePath, localCopyPath);
 
     const std::string dbName = Common::commonInterface()->getConfig().mongoDbName;
     const std::string fsName = Common::commonInterface()->getConfig().mongoFsName;

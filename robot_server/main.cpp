@@ -1,6 +1,7 @@
 #include "robot_server/CommandLine.h"
 #include "robot_server/RequestLog.h"
 #include "robot_server/RobotServer.h"
+#include "terminal/FileSizeLimit.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -85,6 +86,7 @@ int serve(const CommandLine& line, QFile& out)
 
 int main(int argc, char* argv[])
 {
+    KOZAV::Terminal::outliveFileSizeLimit();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_ROBOT_VERSION));
     const CommandLine line = parseCommandLine(QCoreApplication::arguments());

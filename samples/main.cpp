@@ -11,6 +11,7 @@
 #include <QJsonObject>
 #include <QTextStream>
 
+#include <csignal>
 #include <cstdio>
 
 namespace {
@@ -254,6 +255,9 @@ QString run(const QStringList& arguments)
 
 int main(int argc, char* argv[])
 {
+#ifdef SIGXFSZ
+    (void)std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit fails instead
+#endif
     const QCoreApplication application(argc, argv);
     QTextStream out(stdout);
     QTextStream errors(stderr);

@@ -2,6 +2,7 @@
 
 #include "backend/io/FilePath.h"
 
+#include <sys/resource.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -82,8 +83,10 @@ ErrorCode errorCodeOf(int systemError)
 Status systemFailure(int systemError, const QString& action, const std::string& path, qint64 neededBytes)
 {
     const auto code = errorCodeOf(systemError);
-    const QString reason = code == ErrorCode::NoSpace ? noSpaceReason(systemError, path, neededBytes)
-                                                      : QString::fromLocal8Bit(std::strerror(systemError));
+    QString reason = code == ErrorCode::NoSpace ? noSpaceReason(systemError, path, neededBytes)
+                                                : QString::fromLocal8Bit(std::strerror(systemError));
+    if (systemError == EFBIG)
+        reason += fileSizeLimitText();
     return Status(code, QStringLiteral("cannot %1 %2: %3").arg(action, displayPath(path), reason));
 }
 
@@ -93,6 +96,21 @@ Status requireFreeSpace(const std::string& folder, qint64 neededBytes)
     if (!resources || resources->bytes >= neededBytes)
         return {};
     return systemFailure(ENOSPC, QStringLiteral("write into"), folder, neededBytes);
+}
+
+QString fileSizeLimitText()
+{
+    struct rlimit limit = {};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return {};
+    return QStringLiteral(" (a file size limit of %1 bytes holds for this process: ulimit -f)")
+        .arg(limit.rlim_cur);
+}
+
+std::optional<qint64> freeBytes(const std::string& folder)
+{
+    const auto resources = freeResources(folder);
+    return resources ? std::optional(resources->bytes) : std::nullopt;
 }
 
 } // namespace KOZAV::Backend

@@ -4,6 +4,7 @@
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
 #include "backend/io/PrivateFile.h"
+#include "backend/io/SystemError.h"
 #include "backend/operations/ImportRoad.h"
 #include "backend/operations/PackedContents.h"
 #include "backend/operations/RowWrites.h"
@@ -155,6 +156,23 @@ DataLib::Model::KOZAV_Config configOf(const Settings& settings)
     return config;
 }
 
+/// A failure to store a local copy that is not there: whoever was to make it has told nobody why it could
+/// not.
+Status toldMissingCopy(const Status& failure, const std::string& localPath)
+{
+    if (failure.code() != ErrorCode::NotFound || fileInfo(localPath).code() != ErrorCode::NotFound)
+        return failure;
+    const std::string folder = parentFolder(localPath);
+    const QString missing = QStringLiteral("there is no %1 to be stored").arg(displayPath(localPath));
+    if (const auto writable = requireWritableFolder(folder); !writable.ok())
+        return writable.in(missing);
+    const auto free = freeBytes(folder);
+    const QString room = free ? QString::number(*free) : QStringLiteral("an unknown number of");
+    return failure.retold(QStringLiteral("%1: its source could not be read, is no regular file, or is longer "
+                                         "than there was room for (%2 bytes free)%3")
+                              .arg(missing, room, fileSizeLimitText()));
+}
+
 } // namespace
 
 Common* Common::commonInterface()
@@ -203,7 +221,7 @@ int Common::MongodbPut(const std::string& dbName, const std::string& fsName, con
                 call.event.storedBytes = file->length;
                 road.endStoring(storedName);
             }
-            return file.status();
+            return toldMissingCopy(file.status(), localPath);
         });
     });
     return serviceStatus(stored.code());

@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace KOZAV;
 using KOZAV::Test::call;
 using KOZAV::Test::company;
@@ -36,6 +38,8 @@ private Q_SLOTS:
     void localCopyAndSourceStay();
     void noSeparatorIsInsertedIntoTheLocalPath();
     void failedCopyIsNotNoticed();
+    void whatIsNoFileIsNotWaitedFor_data();
+    void whatIsNoFileIsNotWaitedFor();
     void existingLocalCopyIsNotOverwritten();
     void failedStoreAndRowsAreNotNoticed();
     void unknownCompanyIsStoredButNotWritten();
@@ -250,6 +254,31 @@ void PanelArchiveImportTest::failedCopyIsNotNoticed()
     QCOMPARE(importFile(make(QStringLiteral("job.zip"))), 0);
     QCOMPARE(services().count("MongodbPut"), 1);
     QCOMPARE(services().count("inputJobCompress"), 1);
+}
+
+void PanelArchiveImportTest::whatIsNoFileIsNotWaitedFor_data()
+{
+    QTest::addColumn<QString>("linkTarget"); // empty: the archive itself is the pipe
+    QTest::newRow("pipe") << QString();
+    QTest::newRow("link to a pipe") << QStringLiteral("pipe");
+    QTest::newRow("link to a device") << QStringLiteral("/dev/zero");
+    QTest::newRow("link to nothing") << QStringLiteral("nothing");
+}
+
+/// It is a copy that fails; the calls are those of any archive.
+void PanelArchiveImportTest::whatIsNoFileIsNotWaitedFor()
+{
+    QFETCH(const QString, linkTarget);
+    const QString archive = m_harness->path(QStringLiteral("job.tgz"));
+    const QString pipe = linkTarget.isEmpty() ? archive : m_harness->path(QStringLiteral("pipe"));
+    QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    if (!linkTarget.isEmpty())
+        QVERIFY(QFile::link(linkTarget, archive));
+    QCOMPARE(importFile(archive), 0);
+    m_harness->panel().l2rartgzzipSingleImport(QStringLiteral("job"), archive);
+    QCOMPARE(services().count("MongodbPut"), 2);
+    QCOMPARE(services().count("inputJobCompress"), 2);
+    QVERIFY(!QFile::exists(QString::fromStdString(uploadDir()) + QStringLiteral("guid-1.tgz")));
 }
 
 void PanelArchiveImportTest::existingLocalCopyIsNotOverwritten()

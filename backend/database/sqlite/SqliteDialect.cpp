@@ -1,6 +1,7 @@
 #include "backend/database/sqlite/SqliteDialect.h"
 
 #include "backend/io/PrivateFile.h"
+#include "backend/io/SystemError.h"
 
 #include <QDeadlineTimer>
 #include <QFileInfo>
@@ -164,6 +165,13 @@ const char* SqliteDialect::versionTableSql() const
 const char* SqliteDialect::engineVersionSql() const
 {
     return "SELECT 'SQLite ' || sqlite_version()";
+}
+
+Status SqliteDialect::failure(const QSqlError& error) const
+{
+    const Status status = Dialect::failure(error);
+    // SQLite does not tell which error of the system it was.
+    return status.code() == ErrorCode::Io ? status.retold(status.message() + fileSizeLimitText()) : status;
 }
 
 ErrorCode SqliteDialect::classify(const QSqlError& error) const

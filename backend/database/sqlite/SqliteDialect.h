@@ -35,6 +35,7 @@ public:
     [[nodiscard]] const char* versionTableSql() const override;
     [[nodiscard]] const char* engineVersionSql() const override;
     [[nodiscard]] const char* dataVersionSql() const override { return "PRAGMA data_version"; }
+    [[nodiscard]] Status failure(const QSqlError& error) const override;
     [[nodiscard]] ErrorCode classify(const QSqlError& error) const override;
 
 private:
