@@ -1,6 +1,7 @@
 // The window is worked as a person would work it: the row is chosen, the button pressed, the boxes are
 // answered. The button's slot returns before the job is fetched, so an event loop runs here until CamImport
-// has ended. What counts as sent is the panel's own word (webJobHaveSent); everything else is only told.
+// has ended. What counts as sent is the panel's own word (webJobHaveSent), unless the robot is seen to take
+// no requests right after it; everything else is only told.
 
 #include "host/ImportRun.h"
 
@@ -67,6 +68,7 @@ int ImportRun::run()
     if (m_window.camImport().isRunning())
         m_loop.exec();
     QApplication::processEvents();
+    m_window.robotLedger().conclude();
     screenshot(QStringLiteral("opened"));
     if (m_sent)
         say(QStringLiteral("sent: %1").arg(m_jobName));
@@ -91,6 +93,8 @@ void ImportRun::watch(UI::ZAV_Import_Widget* panel, DialogOperator& dialogs)
         say(QStringLiteral("message: %1: %2").arg(title, text));
     });
     connect(panel, &UI::ZAV_Import_Widget::webJobHaveSent, this, [this] { m_sent = true; });
+    connect(&m_window.robotLedger(), &RobotLedger::concluded, this,
+            [this](const RobotRequest& request) { m_sent = request.outcome == RobotRequest::Outcome::Sent; });
     connect(&m_window.robotLedger(), &RobotLedger::told, this,
             [this](const QString& text) { say(QStringLiteral("robot: ") + text); });
     const CamImport* camImport = &m_window.camImport();

@@ -25,7 +25,8 @@ public:
     ImportRun(MainWindow& window, SiteAccess& site, const QString& jobName, int mode,
               const QString& screenshots, QTextStream& out);
 
-    /// @return exit code: 0 when the request was sent, 1 when not, 2 when the job does not wait for import
+    /// @return exit code: 0 when the request was sent, 1 when not or when that is doubtful, 2 when the job
+    /// does not wait for import
     int run();
 
 private:

@@ -6,8 +6,10 @@
 // take it. The file import panel makes the address of the configured text, which must be numeric for that.
 //
 // A confirmed job: the job list panel calls UpdateState, connects, and either says that it has sent the
-// request or opens a box. No other box of that panel comes after that call. An event loop runs in the box, so
-// that the event is written while it is open, by a timer; without one the destructor writes it.
+// request or opens a box. No other box of that panel comes after that call. What it has sent lies in its
+// socket, so the event loop must run before anything blocks; then the client looks once whether the robot
+// takes connections at all. One that has no place for another takes the panel's too, and closes it unread. In
+// the box an event loop runs as well, so that the event is written while it is open.
 
 #include "host/RobotLedger.h"
 
@@ -36,6 +38,7 @@ namespace {
 
 constexpr int connectMs = 1000;
 constexpr int closeMs = 150; ///< a robot that has no place for a peer closes within that
+constexpr int flushMs = 250; ///< the event loop has brought out what lies in a socket by then
 
 /// What one connection attempt found.
 struct Probe
@@ -43,6 +46,7 @@ struct Probe
     QString word;
     QString text;
     bool refused = false;
+    bool takesRequests = true; ///< as far as can be seen: a connection stands and stays
 };
 
 QString placeOf(const RobotRequest& request)
@@ -56,11 +60,12 @@ Probe probe(const RobotRequest& request)
     socket.connectToHost(QHostAddress(request.host), static_cast<quint16>(request.port));
     if (socket.waitForConnected(connectMs)) {
         if (socket.waitForDisconnected(closeMs))
-            return {QStringLiteral("closed"), QStringLiteral("took a connection and closed it at once")};
+            return {QStringLiteral("closed"), QStringLiteral("took a connection and closed it at once"),
+                    false, false};
         return {QStringLiteral("connected"), QStringLiteral("took a connection")};
     }
     if (socket.error() == QAbstractSocket::ConnectionRefusedError)
-        return {QStringLiteral("refused"), QStringLiteral("refused a connection"), true};
+        return {QStringLiteral("refused"), QStringLiteral("refused a connection"), true, false};
     if (socket.error() == QAbstractSocket::SocketTimeoutError)
         return {QStringLiteral("no-answer"), QStringLiteral("took no connection within 1 s")};
     return {QStringLiteral("failed"), QStringLiteral("took no connection: ") + socket.errorString()};
@@ -91,6 +96,19 @@ private:
     std::map<QString, Probe> m_known;
 };
 
+/// Whether what was written to the robot can have been read. A name is not looked up: that may take long.
+void doubtSent(RobotRequest& request)
+{
+    if (request.outcome != RobotRequest::Outcome::Sent || QHostAddress(request.host).isNull())
+        return;
+    const Probe found = probe(request);
+    request.probe = found.word;
+    if (found.takesRequests)
+        return;
+    request.outcome = RobotRequest::Outcome::Unknown;
+    request.reason += QStringLiteral(", which then %1").arg(found.text);
+}
+
 /// Each accepted entry of a run begins with the call that stores it.
 bool isStoring(ServiceOperation operation)
 {
@@ -118,6 +136,8 @@ RobotLedger::RobotLedger(SiteAccess& site, const PanelRun& run, const PanelRepor
     connect(&run, &PanelRun::begins, this, [this] { m_entries.clear(); });
     connect(&site, &SiteAccess::serviceCalled, this, &RobotLedger::noteCall);
     connect(&run, &PanelRun::ended, this, &RobotLedger::tellRun);
+    m_conclusion.setSingleShot(true);
+    connect(&m_conclusion, &QTimer::timeout, this, &RobotLedger::conclude);
 }
 
 RobotLedger::~RobotLedger()
@@ -239,7 +259,15 @@ void RobotLedger::settle(RobotRequest::Outcome outcome)
                                                 : QStringLiteral("%1 could not be connected to"))
             .arg(placeOf(m_confirmed));
     m_unwritten.push_back(m_confirmed);
-    QTimer::singleShot(0, this, &RobotLedger::writeConfirmed);
+    m_conclusion.start(outcome == RobotRequest::Outcome::Sent ? flushMs : 0);
+}
+
+void RobotLedger::conclude()
+{
+    m_conclusion.stop();
+    for (RobotRequest& request : m_unwritten)
+        doubtSent(request);
+    writeConfirmed();
 }
 
 void RobotLedger::writeConfirmed()
@@ -247,6 +275,11 @@ void RobotLedger::writeConfirmed()
     const std::vector<RobotRequest> requests = std::exchange(m_unwritten, {});
     const QString failure = write(requests);
     for (const RobotRequest& request : requests) {
+        Q_EMIT concluded(request);
+        if (request.outcome == RobotRequest::Outcome::Unknown)
+            Q_EMIT told(QStringLiteral("whether the request of %1 reached the robot is not known (%2); "
+                                       "\"zav_admin job resend %1\" sends it again")
+                            .arg(request.generatedName, request.reason));
         if (request.outcome == RobotRequest::Outcome::NotSent)
             Q_EMIT told(
                 QStringLiteral("the request of %1 was not sent (%2); the job is off the waiting list, "

@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <vector>
 
@@ -28,11 +29,15 @@ class RobotLedger final : public QObject
 public:
     /// @param run, report  of the file import panel; outlive this object, as the site does
     RobotLedger(SiteAccess& site, const PanelRun& run, const PanelReport& report, QObject* parent = nullptr);
-    /// Writes what is not written yet.
+    /// Writes what is not written yet, as far as it is known.
     ~RobotLedger() override;
 
     /// Follows the request that a job list panel makes for the job that it is opened for.
     void follow(UI::ZAV_Import_Widget* panel, const ImportedJob& job);
+
+    /// Looks at the robot once more and writes what is not written yet, now and not in a moment; concluded()
+    /// follows for each request of a confirmed job. Takes about a second at most.
+    void conclude();
 
     /// What is wrong with the configured address of the robot: saved jobs are sent to a numeric one only.
     /// Empty where nothing is.
@@ -41,7 +46,10 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 Q_SIGNALS:
-    /// What became of the request of a confirmed job, or that it could not be written down; for people.
+    /// What became of the request of a confirmed job.
+    void concluded(const KOZAV::Host::RobotRequest& request);
+    /// What is to be known of such a request that was not plainly sent, or that it could not be written down;
+    /// for people.
     void told(const QString& text);
 
 private:
@@ -72,6 +80,7 @@ private:
     bool m_confirming = false;    ///< its request is being made
     RobotRequest m_confirmed;
     std::vector<RobotRequest> m_unwritten;
+    QTimer m_conclusion;
 };
 
 } // namespace KOZAV::Host

@@ -22,6 +22,9 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTest>
@@ -67,6 +70,15 @@ ClientRun run(const FreshSite& site, const QStringList& arguments)
     return runClient(QStringList({text("--config"), site.configuration()}) + arguments);
 }
 
+/// Code and text of the warning of an entry of the company 甲, as the table of a batch has it.
+QString warningOf(const ClientRun& client, const char* entry)
+{
+    const QRegularExpression row(
+        text("\n甲 +%1 +(robot-[a-z-]+) +(.*)\n").arg(QRegularExpression::escape(text(entry))));
+    const auto found = row.match(client.output);
+    return found.hasMatch() ? found.captured(1) + text(" ") + found.captured(2).trimmed() : QString();
+}
+
 /// A robot, or none, at the address that the site's configuration names.
 class RobotAtSite final
 {
@@ -85,11 +97,13 @@ public:
             site.configure(text("robot/host"), text("localhost"));
         site.configure(text("robot/port"), QString::number(port));
         place = text("127.0.0.1:%1").arg(port);
+        isOn = kind == text("on");
     }
 
     std::optional<RobotProgram> program;
     std::vector<std::unique_ptr<RobotClient>> idle;
     QString place;
+    bool isOn = false; ///< it takes requests
 
 private:
     static QStringList options(const QString& kind)
@@ -109,14 +123,20 @@ class ClientRobot : public QObject
 private Q_SLOTS:
     void savedJobsOfABatch_data();
     void savedJobsOfABatch();
+    void savedJobsInTheDocument();
     void savedJobWhoseImportFails();
     void savedJobsThatCannotBeWrittenDown();
     void noSavedJobNoProbe();
 
-    void confirmedJobThatIsSent();
+    void confirmedJobs_data();
+    void confirmedJobs();
     void confirmedJobComesBackAndIsSent();
 
     void nameIsWarnedOfAtTheStart();
+
+private:
+    static void compareHistories(const FreshSite& site, const QString& outcome, const QString& probe,
+                                 const QString& told, RobotAtSite& peer);
 };
 
 void ClientRobot::savedJobsOfABatch_data()
@@ -161,12 +181,18 @@ void ClientRobot::savedJobsOfABatch()
                               ? text("its request did not reach the robot: ")
                               : text("whether its request reached the robot is not known: ");
     const QString where = robot == text("name") ? QString() : text("after the import %1 ").arg(peer.place);
-    for (const char* entry : {"one.kos", "three.kos"}) {
-        const QString line = text("warning: 甲/%1: ").arg(text(entry)) + words + where + told + text("\n");
-        QVERIFY2(client.output.contains(line), client.everything().constData());
-    }
-    QVERIFY(!client.output.contains(text("甲/two.tgz: ")));
+    const QString code = outcome == text("not-sent") ? text("robot-not-sent") : text("robot-unknown");
+    for (const char* entry : {"one.kos", "three.kos"})
+        QVERIFY2(warningOf(client, entry) == code + text(" ") + words + where + told,
+                 client.everything().constData());
+    QCOMPARE(warningOf(client, "two.tgz"), QString());
 
+    compareHistories(site, outcome, probe, told, peer);
+}
+
+void ClientRobot::compareHistories(const FreshSite& site, const QString& outcome, const QString& probe,
+                                   const QString& told, RobotAtSite& peer)
+{
     int saved = 0;
     for (const Backend::JobRecord& job : site.jobs()) {
         const auto events = eventsOf(job.generatedName.toUtf8().constData());
@@ -189,10 +215,28 @@ void ClientRobot::savedJobsOfABatch()
         const QString requested = detail.value(text("requested")).toString();
         QVERIFY2(requested >= job.createdTime && requested <= events.front().createdTime,
                  qPrintable(requested));
-        if (robot == text("on"))
+        if (peer.isOn)
             QTRY_VERIFY(peer.program->lines().join(' ').contains(job.generatedName.toLower().toUtf8()));
     }
     QCOMPARE(saved, 2);
+}
+
+void ClientRobot::savedJobsInTheDocument()
+{
+    const FreshSite site;
+    site.addCompany(text("AB"), text("甲"));
+    writeFile(site.path(text("batch/甲/one.kos")).toStdString(), "one");
+    for (const auto& [kind, code] : {std::pair("on", "robot-unknown"), std::pair("off", "robot-not-sent")}) {
+        const RobotAtSite peer(site, text(kind));
+        const ClientRun client = run(site, {text("--batch"), site.path(text("batch")), text("--json")});
+        QCOMPARE(client.exitCode, 0);
+        const QJsonObject document = QJsonDocument::fromJson(client.output.toUtf8()).object();
+        const QJsonObject row = document.value(text("rows")).toArray().first().toObject();
+        QStringList codes;
+        for (const QJsonValue& warning : row.value(text("warnings")).toArray())
+            codes << warning.toObject().value(text("code")).toString();
+        QVERIFY2(codes.contains(text(code)), client.everything().constData());
+    }
 }
 
 /// Nothing is staged where there is no place for it: the file cannot be stored, and the last row is refused.
@@ -210,7 +254,8 @@ void ClientRobot::savedJobWhoseImportFails()
     QCOMPARE(int(events.size()), 1);
     QCOMPARE(events.front().outcome, text("unknown"));
     QVERIFY2(events.front().reason.endsWith(text("; the import failed")), qPrintable(events.front().reason));
-    QVERIFY2(client.output.contains(text("warning: 甲/one.kos: ")), client.everything().constData());
+    QVERIFY2(warningOf(client, "one.kos").startsWith(text("robot-unknown ")),
+             client.everything().constData());
 }
 
 void ClientRobot::savedJobsThatCannotBeWrittenDown()
@@ -231,7 +276,7 @@ void ClientRobot::savedJobsThatCannotBeWrittenDown()
 
     const ClientRun client = run(site, {text("--batch"), site.path(text("batch"))});
     QVERIFY2(client.exitCode == 0, client.everything().constData());
-    QVERIFY2(client.output.contains(text("warning: 甲/one.kos: its request did not reach the robot")),
+    QVERIFY2(warningOf(client, "one.kos").startsWith(text("robot-not-sent ")),
              client.everything().constData());
     QVERIFY2(client.output.contains(
                  text("remark: the history of the jobs does not tell of 1 requests to the robot: ")),
@@ -251,8 +296,32 @@ void ClientRobot::noSavedJobNoProbe()
     QCOMPARE(robot.connectionCount(), 0);
 }
 
-void ClientRobot::confirmedJobThatIsSent()
+void ClientRobot::confirmedJobs_data()
 {
+    QTest::addColumn<QString>("robot");
+    QTest::addColumn<QString>("outcome");
+    QTest::addColumn<QString>("probe");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char* robot, const char* outcome, const char* probe, const char* reason) {
+        QTest::newRow(robot) << text(robot) << text(outcome) << text(probe) << text(reason);
+    };
+    row("on", "sent", "connected", "written to a connection with %1");
+    row("silent", "sent", "connected", "written to a connection with %1");
+    row("never-accept", "sent", "connected", "written to a connection with %1");
+    row("full", "unknown", "closed",
+        "written to a connection with %1, which then took a connection and closed it at once");
+    row("hang-up", "unknown", "closed",
+        "written to a connection with %1, which then took a connection and closed it at once");
+    row("refuse", "not-sent", "", "%1 could not be connected to");
+    row("off", "not-sent", "", "%1 could not be connected to");
+}
+
+void ClientRobot::confirmedJobs()
+{
+    QFETCH(QString, robot);
+    QFETCH(QString, outcome);
+    QFETCH(QString, probe);
+    QFETCH(QString, reason);
     const FreshSite site;
     site.addCompany(text("HX"), text("甲"));
     Samples::JobRequest request;
@@ -261,17 +330,24 @@ void ClientRobot::confirmedJobThatIsSent()
     QVERIFY(Samples::generateJob(request).ok());
     OperatedPanel panel;
     panel.importBatch(site.path(text("batch")));
-    const RobotAtSite peer(site, text("on"));
+    const RobotAtSite peer(site, robot);
     const ClientRun client = run(site, {text("--import"), text("HX000001")});
-    QVERIFY2(client.exitCode == 0, client.everything().constData());
-    QVERIFY2(!client.output.contains(text("robot: ")), client.everything().constData());
+    const bool sent = outcome == text("sent");
+    QVERIFY2(client.exitCode == (sent ? 0 : 1), client.everything().constData());
+    QCOMPARE(client.output.contains(text("sent: HX000001")), sent);
+    QCOMPARE(client.output.contains(text("robot: ")), !sent);
+    if (!sent)
+        QVERIFY2(client.output.contains(reason.arg(peer.place)), client.everything().constData());
+
     const auto events = eventsOf("HX000001");
     QCOMPARE(int(events.size()), 1);
-    QCOMPARE(events.front().outcome, text("sent"));
-    QCOMPARE(events.front().detail.value(text("origin")).toString(), text("confirmed"));
-    QCOMPARE(events.front().detail.value(text("document")).toObject(),
-             Robot::robotRequest(text("HX000001"), false));
-    QCOMPARE(events.front().reason, text("written to a connection with ") + peer.place);
+    QCOMPARE(events.front().outcome, outcome);
+    QCOMPARE(events.front().reason, reason.arg(peer.place));
+    const QJsonObject detail = events.front().detail;
+    QCOMPARE(detail.value(text("origin")).toString(), text("confirmed"));
+    QCOMPARE(detail.value(text("probe")).toString(), probe);
+    QCOMPARE(detail.value(text("document")).toObject(), Robot::robotRequest(text("HX000001"), false));
+    QCOMPARE(stateOf(site, "HX000001"), text("1,2"));
 }
 
 void ClientRobot::confirmedJobComesBackAndIsSent()
