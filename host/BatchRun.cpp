@@ -28,6 +28,27 @@ namespace KOZAV::Host {
 
 using Terminal::printable;
 
+namespace {
+
+QString waitBegins(const Backend::ServiceWait& wait)
+{
+    const QString patience = QStringLiteral("at most %1 s").arg(wait.patienceMs / 1000);
+    if (wait.cause == Backend::ServiceWait::Cause::Company)
+        return QStringLiteral("waiting for the company %1, held by %2; %3")
+            .arg(wait.company, wait.holder, patience);
+    const auto* part = wait.part == Backend::SitePart::Rows ? "database" : "document store";
+    return QStringLiteral("waiting for the %1, %2: %3").arg(QLatin1String(part), patience, wait.reason);
+}
+
+QString waitEnds(const Backend::ServiceWait& wait)
+{
+    return QStringLiteral("%1 after %2 s")
+        .arg(wait.gaveUp ? QStringLiteral("gave up waiting") : QStringLiteral("going on"))
+        .arg(double(wait.waitedMs) / 1000.0, 0, 'f', 1);
+}
+
+} // namespace
+
 BatchRun::BatchRun(MainWindow& window, SiteAccess& site, BatchOptions options, QTextStream& out,
                    QTextStream& messages)
     : m_window(window)
@@ -37,6 +58,7 @@ BatchRun::BatchRun(MainWindow& window, SiteAccess& site, BatchOptions options, Q
     , m_messages(messages)
     , m_operator(std::make_unique<DialogOperator>())
 {
+    connect(&site, &SiteAccess::serviceWaits, this, &BatchRun::showWait);
     connect(m_operator.get(), &DialogOperator::messageRead, this,
             [this](const QString& title, const QString& text) {
                 m_messages << "message: " << title << ": " << text << '\n';
@@ -152,6 +174,15 @@ void BatchRun::showProgress(int companiesDone)
     if (!m_runningShown)
         screenshot(QStringLiteral("running"));
     m_runningShown = true;
+}
+
+void BatchRun::showWait(const Backend::ServiceWait& wait)
+{
+    if (m_waiting && !wait.over)
+        return;
+    m_waiting = !wait.over;
+    m_messages << "wait: " << printable(wait.over ? waitEnds(wait) : waitBegins(wait)) << '\n';
+    m_messages.flush();
 }
 
 void BatchRun::printTables(const BatchReport& report)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "backend/HostInterface.h"
+
 #include <QObject>
 #include <QTextStream>
 
@@ -44,6 +46,7 @@ private:
     [[nodiscard]] bool chooseDirectory(const QString& directory);
     [[nodiscard]] bool importDirectory();
     void showProgress(int companiesDone);
+    void showWait(const Backend::ServiceWait& wait);
     void printTables(const BatchReport& report);
     void printRemarks(const BatchReport& report);
     void printJson(const BatchReport& report, int exitCode);
@@ -59,6 +62,7 @@ private:
     std::unique_ptr<DialogOperator> m_operator;
     std::unique_ptr<KnownBatch> m_known; ///< where it is asked for
     bool m_runningShown = false;
+    bool m_waiting = false; ///< told that the import waits, and not yet that this is over
 };
 
 } // namespace KOZAV::Host

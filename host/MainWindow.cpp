@@ -15,6 +15,7 @@
 #include "host/OrigFileModel.h"
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
+#include "host/PanelTidying.h"
 #include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
 #include "host/ServiceLog.h"
@@ -61,6 +62,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
 {
+    new PanelTidying(site, *m_panelRun, *m_importPanel, this);
     setWindowTitle(QStringLiteral("料号数据管理"));
     resize(1680, 960);
     setStatusBar(m_status);

@@ -240,14 +240,17 @@ SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
 {
     // Calls end on any thread; what is shown of them changes on that of the window.
     qRegisterMetaType<OperationEvent>();
+    qRegisterMetaType<Backend::ServiceWait>();
     connect(this, &SiteAccess::serviceCalled, this, &SiteAccess::noteCall);
     Backend::setConfigurationFile(configuration);
     Backend::setOperationObserver([this](const OperationEvent& event) { Q_EMIT serviceCalled(event); });
+    Backend::setWaitObserver([this](const Backend::ServiceWait& wait) { Q_EMIT serviceWaits(wait); });
 }
 
 SiteAccess::~SiteAccess()
 {
     Backend::setOperationObserver({});
+    Backend::setWaitObserver({});
     for (auto& own : m_work->own)
         own.second.removeIfEmpty();
 }
@@ -509,6 +512,18 @@ std::optional<QHash<QString, JobWithContent>> SiteAccess::jobsBefore(const QHash
                                                                      QString& failure)
 {
     return askRows([&](Backend::Database& database) { return findJobsBefore(database, companies); }, failure);
+}
+
+void SiteAccess::removeStagedCopies(const QStringList& storedNames)
+{
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return;
+    for (const QString& name : storedNames) {
+        const QFileInfo copy(settings->uploadCache + name);
+        if (!name.contains(QLatin1Char('/')) && copy.isFile() && !copy.isSymLink())
+            QFile::remove(copy.filePath());
+    }
 }
 
 bool SiteAccess::isAsImported(const ImportedJob& job, const QString& path)

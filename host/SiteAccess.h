@@ -163,9 +163,14 @@ public:
     /// same company where there is one.
     [[nodiscard]] std::optional<QHash<QString, JobWithContent>>
     jobsBefore(const QHash<QString, QString>& companies, QString& failure);
+    /// Removes these files from the upload cache, where they are regular files in it.
+    void removeStagedCopies(const QStringList& storedNames);
 
 Q_SIGNALS:
     void serviceCalled(const KOZAV::Backend::OperationEvent& event);
+    /// An import waits, or does so no longer. On the thread of the import, which goes on when this is told;
+    /// nothing may be asked of the site meanwhile.
+    void serviceWaits(const KOZAV::Backend::ServiceWait& wait);
     void partChanged(KOZAV::Backend::SitePart part);
 
 private:

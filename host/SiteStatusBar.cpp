@@ -12,6 +12,7 @@
 namespace KOZAV::Host {
 
 using Backend::ServiceHealth;
+using Backend::ServiceWait;
 using Backend::SitePart;
 
 namespace {
@@ -83,11 +84,27 @@ QString toolTipText(SitePart part, const ServiceHealth& state, const QString& co
             lines.join(QLatin1Char('\n')).toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")));
 }
 
+QString seconds(qint64 ms)
+{
+    return QString::number(ms / 1000);
+}
+
+QString waitText(const ServiceWait& wait)
+{
+    if (wait.over)
+        return {};
+    const QString what = wait.cause == ServiceWait::Cause::Company
+                             ? QStringLiteral("等待公司 %1（由 %2 占用）").arg(wait.company, wait.holder)
+                             : QStringLiteral("等待%1恢复").arg(partName(wait.part));
+    return QStringLiteral("%1 %2 / %3 秒").arg(what, seconds(wait.waitedMs), seconds(wait.patienceMs));
+}
+
 } // namespace
 
 SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
     : QStatusBar(parent)
     , m_site(site)
+    , m_wait(new QLabel(this))
     , m_rows(addLabel({}))
     , m_files(addLabel({}))
     , m_robot(addLabel(QStringLiteral("机器人 …")))
@@ -97,7 +114,15 @@ SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
     m_files->setObjectName(QStringLiteral("siteFiles"));
     showPart(SitePart::Rows);
     showPart(SitePart::Files);
+    // It has its place at all times, so that it can be painted without being laid out.
+    m_wait->setObjectName(QStringLiteral("siteWait"));
+    m_wait->setTextFormat(Qt::PlainText);
+    m_wait->setContentsMargins(edge, 0, edge, 0);
+    m_wait->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    m_wait->setStyleSheet(unreachableStyle());
+    addWidget(m_wait, 1);
     connect(&site, &SiteAccess::partChanged, this, &SiteStatusBar::showPart);
+    connect(&site, &SiteAccess::serviceWaits, this, &SiteStatusBar::showWait);
 }
 
 QLabel* SiteStatusBar::addLabel(const QString& text)
@@ -116,6 +141,15 @@ void SiteStatusBar::showPart(SitePart part)
     label->setText(labelText(part, state));
     label->setToolTip(toolTipText(part, state, m_site.configurationPath()));
     label->setStyleSheet(state.isReachable() ? QString() : unreachableStyle());
+}
+
+/// The import that waits lets no event be handled: what is shown is painted now. Nothing is asked of the
+/// site, whose thread is the one that waits.
+void SiteStatusBar::showWait(const ServiceWait& wait)
+{
+    clearMessage();
+    m_wait->setText(waitText(wait));
+    repaint();
 }
 
 void SiteStatusBar::showRobot(const QString& robot, bool reachable)

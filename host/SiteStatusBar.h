@@ -11,7 +11,7 @@ namespace KOZAV::Host {
 class SiteAccess;
 
 /// Which site is in use: what its rows and its stored files lie on, and whether they and the robot can be
-/// reached.
+/// reached; and what an import waits for, which is painted although no event is handled meanwhile.
 class SiteStatusBar final : public QStatusBar
 {
     Q_OBJECT
@@ -23,8 +23,10 @@ public:
 private:
     QLabel* addLabel(const QString& text);
     void showPart(Backend::SitePart part);
+    void showWait(const Backend::ServiceWait& wait);
 
     const SiteAccess& m_site;
+    QLabel* m_wait;
     QLabel* m_rows;
     QLabel* m_files;
     QLabel* m_robot;

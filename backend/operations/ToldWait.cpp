@@ -33,7 +33,7 @@ ToldWait::~ToldWait()
 bool ToldWait::pause(std::chrono::milliseconds length)
 {
     const qint64 end = std::min<qint64>(m_since.elapsed() + length.count(), m_told.patienceMs);
-    m_told.gaveUp = m_since.hasExpired(m_told.patienceMs);
+    m_told.gaveUp = m_since.elapsed() >= m_told.patienceMs;
     if (m_told.gaveUp)
         return false;
     do {
@@ -41,7 +41,7 @@ bool ToldWait::pause(std::chrono::milliseconds length)
             tell();
         const qint64 left = std::max<qint64>(end - m_since.elapsed(), 1);
         QThread::msleep(static_cast<unsigned long>(std::min(left, tellEveryMs)));
-    } while (!m_since.hasExpired(end));
+    } while (m_since.elapsed() < end);
     return true;
 }
 

@@ -8,5 +8,10 @@ if(ZAV_MARIADBD)
     zav_add_tests(client_tests SECONDS 20 ON_MEMORY TIMEOUT 900
                   ENVIRONMENT ZAV_TEST_SITE=mariadb/local QTEST_FUNCTION_TIMEOUT=500000
                   LABELS mariadb fault TESTS client_batch_faults)
+    if(ZAV_WITH_MONGODB)
+      zav_add_tests(client_tests SECONDS 40 ON_MEMORY TIMEOUT 900
+                    ENVIRONMENT ZAV_TEST_SITE=mariadb/gridfs QTEST_FUNCTION_TIMEOUT=500000
+                    LABELS mariadb gridfs fault TESTS client_batch_outages)
+    endif()
   endif()
 endif()

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "backend/HostInterface.h"
+
+#include <QObject>
+#include <QStringList>
+
+namespace KOZAV::Host {
+
+class PanelRun;
+class SiteAccess;
+
+/// Tidies up after the file import panel, which leaves the staged copy of each archive where it made it, and
+/// has one message box for whatever goes wrong: when an import has ended, the copies that it made go. Of a
+/// batch that has given up waiting for a server the boxes are answered, which would otherwise come once for
+/// each of its remaining entries; what became of those the report tells.
+class PanelTidying final : public QObject
+{
+    Q_OBJECT
+public:
+    /// @param run  of the panel; outlives this object, as the site and the panel do
+    PanelTidying(SiteAccess& site, const PanelRun& run, const QWidget& panel, QObject* parent = nullptr);
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void begin();
+    void end();
+    void noteCall(const Backend::OperationEvent& event);
+    void giveUp();
+
+    SiteAccess& m_site;
+    const PanelRun& m_run;
+    const QWidget& m_panel;
+    QStringList m_staged; ///< names of the copies, as the run's calls stored them
+    bool m_gaveUp = false;
+};
+
+} // namespace KOZAV::Host
