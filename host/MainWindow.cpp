@@ -8,11 +8,13 @@
 
 #include "host/MainWindow.h"
 
+#include "host/BatchLinks.h"
 #include "host/CamImport.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
 #include "host/ManifestKeeper.h"
 #include "host/OrigFileModel.h"
+#include "host/PanelBoxes.h"
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/PanelTidying.h"
@@ -32,6 +34,7 @@
 #include <QDockWidget>
 #include <QFileInfo>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
@@ -154,6 +157,7 @@ void MainWindow::connectParts()
     // A batch import blocks the event loop: see eventFilter().
     if (auto* bar = m_importPanel->findChild<QProgressBar*>())
         bar->installEventFilter(this);
+    connect(batchBoxOf(*m_importPanel).directory, &QLineEdit::textChanged, this, &MainWindow::warnOfLinks);
     const auto* notifications = UI::ZAV_UICommon::interface();
     connect(notifications, &UI::ZAV_UICommon::origFileTableRefreshRequested, this, &MainWindow::reloadFiles);
     connect(m_waitingJobs, &WaitingJobsView::openRequested, this, &MainWindow::openJob);
@@ -210,6 +214,18 @@ void MainWindow::connectRobot()
     connect(m_robotLedger, &RobotLedger::told, this, tell);
     if (const QString warning = RobotLedger::addressWarning(); !warning.isEmpty())
         tell(warning);
+}
+
+/// A directory that the client has made for the panel itself consists of such links.
+void MainWindow::warnOfLinks(const QString& batchDirectory)
+{
+    const auto links = linksOutOf(batchDirectory);
+    const QString own = links.empty() ? QString() : m_site.workDirectory();
+    if (!own.isEmpty() && batchDirectory.startsWith(own + QLatin1Char('/')))
+        return;
+    for (const LinkOut& link : links)
+        m_log.add(QtWarningMsg, QStringLiteral("client"),
+                  QStringLiteral("%1 是指向批量目录之外的链接：%2").arg(link.path, link.target));
 }
 
 void MainWindow::watchRobot()

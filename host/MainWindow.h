@@ -66,6 +66,7 @@ private:
     void connectManifests();
     void connectRobot();
     void tellReport();
+    void warnOfLinks(const QString& batchDirectory);
     QWidget* buildMessages();
     void reloadFiles();
     void openJob(const DataLib::Model::Odbpp_Job_C& job);

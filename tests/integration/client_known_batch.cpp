@@ -336,6 +336,7 @@ void ClientKnownBatch::theWindowTellsInItsMessages()
     const QString all = messages.join(QLatin1Char('\n'));
     QVERIFY2(all.contains(QStringLiteral("甲/notes.txt 未导入：not a job archive")), qPrintable(all));
     QVERIFY2(all.contains(QStringLiteral("甲/x.zip：it is a link to ") + outside), qPrintable(all));
+    QCOMPARE(all.count(QStringLiteral("甲/x.zip 是指向批量目录之外的链接：") + outside), 1);
     QVERIFY2(!all.contains(QStringLiteral("甲/x.zip 未导入")), qPrintable(all));
 }
 
