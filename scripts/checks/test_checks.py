@@ -14,6 +14,7 @@ import include_arrows
 import needed_libraries
 import no_bare_waits
 import pinned_tests
+import plain_boxes
 import portable_panels
 import sql_in_one_place
 
@@ -260,6 +261,24 @@ class NeededLibrariesTest(unittest.TestCase):
     def test_file_without_dependencies_is_a_mistake(self):
         with self.assertRaises(ValueError):
             needed_libraries.unwanted("There is no dynamic section in this file.", "graphical")
+
+
+class PlainBoxesTest(TreeTest):
+    PLAIN = "QMessageBox box(text);\nbox.setTextFormat(Qt::PlainText);"
+
+    def test_plain_boxes(self):
+        self.assert_good(plain_boxes.check, "host/A.cpp", self.PLAIN)
+        self.assert_good(plain_boxes.check, "host/A.cpp", "auto* b = new QMessageBox(t);\nb->setTextFormat(Qt::PlainText);")
+        self.assert_good(plain_boxes.check, "ui/A.cpp", "QMessageBox::information(this, a, b);")
+
+    def test_others(self):
+        for text in (
+            "QMessageBox box(text);",
+            "auto* box = new QMessageBox(text);",
+            "QMessageBox::warning(this, a, b);",
+            self.PLAIN.replace("PlainText", "AutoText"),
+        ):
+            self.assert_bad(plain_boxes.check, "host/A.cpp", text)
 
 
 class HardenedBuildTest(unittest.TestCase):

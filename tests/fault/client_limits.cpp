@@ -79,6 +79,7 @@ private Q_SLOTS:
     void aBatchIsWhole();
     void aDiskWithoutRoomIsTold_data();
     void aDiskWithoutRoomIsTold();
+    void aLimitOfFileSizesIsTold();
     void masksOfPermissionsOpenNothing_data();
     void masksOfPermissionsOpenNothing();
     void aClockThatIsPutBackLosesNothing();
@@ -141,7 +142,7 @@ void ClientLimits::aDiskWithoutRoomIsTold_data()
     QTest::newRow("store that is read-only")
         << QStringLiteral("store") << QStringLiteral("size=1m") << QStringLiteral("mount -o remount,ro .")
         << QStringLiteral("Read-only file system") << 2;
-    QTest::newRow("staging") << QStringLiteral("upload") << small << nothing << QStringLiteral("data/upload/")
+    QTest::newRow("staging") << QStringLiteral("upload") << small << nothing << QStringLiteral("bytes free")
                              << 1;
 }
 
@@ -180,6 +181,24 @@ void ClientLimits::aDiskWithoutRoomIsTold()
     QCOMPARE(readFile(local(batch + QStringLiteral("/公司/archive.tgz"))), archive);
 
     QVERIFY(QDir(place).removeRecursively() && QDir().rename(place + QStringLiteral(".copy"), place));
+    const AdminOutcome check = runAdmin(site.configuration(), {QStringLiteral("check")});
+    QVERIFY2(check.code == Admin::ExitCode::Success, qPrintable(check.out + check.err));
+    const ProgramEnd again = runBatch(site, batch, {});
+    QVERIFY2(again.exitCode == 0, again.output.constData());
+}
+
+/// The signal that comes with it ends no program.
+void ClientLimits::aLimitOfFileSizesIsTold()
+{
+    const FreshSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("公司"));
+    const QString batch = makeBatch(site, QStringLiteral("one"), 1);
+    writeFile(local(batch + QStringLiteral("/公司/archive.tgz")), randomBytes(3'000'000, 1));
+    const ProgramEnd end =
+        runBatch(site, batch, {QStringLiteral("prlimit"), QStringLiteral("--fsize=2000000")});
+    QVERIFY2(end.exitCode == 1, end.output.constData());
+    QVERIFY2(end.output.contains("Not imported: 1"), end.output.constData());
+    QVERIFY2(end.output.contains("2000000 bytes"), end.output.constData());
     const AdminOutcome check = runAdmin(site.configuration(), {QStringLiteral("check")});
     QVERIFY2(check.code == Admin::ExitCode::Success, qPrintable(check.out + check.err));
     const ProgramEnd again = runBatch(site, batch, {});
