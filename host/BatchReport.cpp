@@ -403,7 +403,7 @@ QString BatchReport::failureReason(const Entry& entry) const
     if (!entry.isAccepted)
         return QStringLiteral("not a job archive: only .zip, .rar, .tgz and .kos, so written, are imported");
     if (entry.events.empty()) {
-        const QString lookUpFailure = m_lookUpFailures.value(entry.company);
+        QString lookUpFailure = m_lookUpFailures.value(entry.company);
         if (!lookUpFailure.isEmpty())
             return lookUpFailure;
         return QFileInfo::exists(entry.path) ? QStringLiteral("the import did not come to it")

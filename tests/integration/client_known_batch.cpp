@@ -4,22 +4,30 @@
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "host/BatchRun.h"
+#include "host/DialogOperator.h"
 #include "host/MainWindow.h"
+#include "host/PanelBoxes.h"
+#include "host/PanelReport.h"
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestProgram.h"
+#include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPushButton>
 #include <QTest>
 #include <QTextStream>
+
+#include <algorithm>
 
 using namespace KOZAV;
 using namespace KOZAV::Host;
@@ -41,6 +49,7 @@ private Q_SLOTS:
     void outputThatCannotBeWritten_data();
     void outputThatCannotBeWritten();
     void theWindowTellsInItsMessages();
+    void aSingleImportIsTold();
 
 private:
     void write(const char* name, const QByteArray& content) const { writeFile(local(path(name)), content); }
@@ -298,7 +307,8 @@ void ClientKnownBatch::outputThatCannotBeWritten()
     QFETCH(const QString, option);
     if (!QFile::exists(QStringLiteral("/dev/full")))
         QSKIP("needs /dev/full");
-    for (int job = 0; job < 20; ++job)
+    constexpr int jobs = 6;
+    for (int job = 0; job < jobs; ++job)
         write(qPrintable(QStringLiteral("甲/%1.tgz").arg(job)), QByteArray::number(job));
     const QString code = m_site->path(QStringLiteral("code"));
     const QString command =
@@ -306,7 +316,7 @@ void ClientKnownBatch::outputThatCannotBeWritten()
             .arg(clientProgram(), arguments().join(QStringLiteral("' '")), option, code, redirection);
     const ProgramEnd end = runProgram(QStringLiteral("sh"), {QStringLiteral("-c"), command});
     QCOMPARE(readFile(local(code)).trimmed(), QByteArray("1"));
-    QCOMPARE(int(m_site->jobs().size()), 20);
+    QCOMPARE(int(m_site->jobs().size()), jobs);
     for (const auto& job : m_site->jobs())
         QVERIFY(job.complete);
     if (!redirection.contains(QStringLiteral("2>&-")))
@@ -338,6 +348,39 @@ void ClientKnownBatch::theWindowTellsInItsMessages()
     QVERIFY2(all.contains(QStringLiteral("甲/x.zip：it is a link to ") + outside), qPrintable(all));
     QCOMPARE(all.count(QStringLiteral("甲/x.zip 是指向批量目录之外的链接：") + outside), 1);
     QVERIFY2(!all.contains(QStringLiteral("甲/x.zip 未导入")), qPrintable(all));
+}
+
+void ClientKnownBatch::aSingleImportIsTold()
+{
+    write("甲/job/file", "content");
+    SiteAccess access(m_site->configuration());
+    QCOMPARE(access.open(), QString());
+    ServiceLog log;
+    MainWindow window(access, log);
+    DialogOperator answers;
+    const auto buttons = window.importPanel()->findChildren<QPushButton*>();
+    const auto choose = std::find_if(buttons.begin(), buttons.end(), [](const QPushButton* button) {
+        return button->text() == QStringLiteral("选择文件夹");
+    });
+    QVERIFY(choose != buttons.end());
+    answers.chooseDirectory(path("甲/job"));
+    (*choose)->click();
+    const SingleBox box = singleBoxOf(*window.importPanel());
+    box.company->setCurrentText(QStringLiteral("甲"));
+    box.importButton->click();
+    QCOMPARE(window.panelReport().current()->rows().size(), std::size_t(1));
+    const BatchReportRow first = window.panelReport().current()->rows().front();
+    QVERIFY(first.isPlain());
+    QCOMPARE(first.company + first.entry + first.generatedName, QStringLiteral("甲jobAB000001"));
+
+    box.importButton->click();
+    const BatchReportRow again = window.panelReport().current()->rows().front();
+    QCOMPARE(again.result, BatchResult::Imported);
+    QCOMPARE(again.warnings.front().code, QStringLiteral("known-content"));
+    QApplication::processEvents();
+    const QModelIndex last = log.index(log.rowCount() - 1, ServiceLog::Text);
+    QCOMPARE(log.data(last, Qt::DisplayRole).toString(),
+             QStringLiteral("甲/job：the site had its content before: AB000001 (甲)"));
 }
 
 ZAV_REGISTER_TEST(client_known_batch, ClientKnownBatch, QApplication)
