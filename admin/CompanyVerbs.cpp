@@ -1,10 +1,13 @@
 #include "admin/Verbs.h"
 #include "backend/Site.h"
+#include "backend/records/CompanyClaim.h"
 #include "backend/records/SiteRecords.h"
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
 
 #include <QJsonArray>
+
+#include <map>
 
 namespace KOZAV::Admin {
 
@@ -28,6 +31,31 @@ QJsonObject companyJson(const Odbpp_Company& company)
             {QStringLiteral("batch_number"), company.batchNumber},
             {QStringLiteral("created"), text(company.createdTime)},
             {QStringLiteral("updated"), text(company.updatedTime)}};
+}
+
+/// Who has the companies for an import at the moment, by their numbers.
+Result<std::map<int, CompanyHolder>> holdersOf(Site& site, Database& database)
+{
+    const auto settings = site.settings();
+    if (!settings.ok())
+        return settings.status();
+    const auto held = listHeldCompanies(database, settings->database);
+    if (!held.ok())
+        return held.status();
+    std::map<int, CompanyHolder> holders;
+    for (const HeldCompany& company : held.value())
+        holders[company.companyId] = company.holder;
+    return holders;
+}
+
+QJsonValue jsonOf(const CompanyHolder* holder)
+{
+    if (holder == nullptr)
+        return QJsonValue::Null;
+    return QJsonObject{{QStringLiteral("user"), holder->userName},
+                       {QStringLiteral("host"), holder->host},
+                       {QStringLiteral("process"), holder->processId},
+                       {QStringLiteral("since"), holder->since}};
 }
 
 } // namespace
@@ -57,15 +85,23 @@ Result<Report> companyListVerb(const Call& call)
     if (!companies.ok())
         return companies.status();
 
+    const auto holders = holdersOf(call.site, *database.value());
+    if (!holders.ok())
+        return holders.status();
+
     TextTable table({QStringLiteral("ID"), QStringLiteral("CODE"), QStringLiteral("NAME"),
-                     QStringLiteral("JOBS"), QStringLiteral("BATCH")});
+                     QStringLiteral("JOBS"), QStringLiteral("BATCH"), QStringLiteral("HELD BY")});
     table.alignRight({0, 3, 4});
     QJsonArray list;
     for (const Odbpp_Company& company : companies.value()) {
-        list.append(companyJson(company));
+        const auto found = holders->find(company.companyId);
+        const CompanyHolder* holder = found == holders->end() ? nullptr : &found->second;
+        QJsonObject json = companyJson(company);
+        json.insert(QStringLiteral("held_by"), jsonOf(holder));
+        list.append(json);
         table.addRow({QString::number(company.companyId), text(company.companyCode),
                       text(company.companyLabel), QString::number(company.jobCount),
-                      QString::number(company.batchNumber)});
+                      QString::number(company.batchNumber), holder != nullptr ? holder->text() : QString()});
     }
     return Report{{{QStringLiteral("companies"), list}}, table.toString()};
 }

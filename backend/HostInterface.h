@@ -109,8 +109,9 @@ KOZAV_SERVICES_API void setOperationObserver(OperationObserver observer);
 struct ServiceWait
 {
     enum class Cause {
-        Part,   ///< a server of the site that does not answer
-        Company ///< another import of the same company
+        Part,       ///< a server of the site that does not answer
+        Company,    ///< another import of the same company
+        CompanyLost ///< no wait: the import has lost its company to another one, which the reason tells
     };
 
     Cause cause = Cause::Part;

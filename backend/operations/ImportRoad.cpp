@@ -1,5 +1,7 @@
 #include "backend/operations/ImportRoad.h"
 
+#include "backend/operations/CompanyHold.h"
+
 #include <utility>
 
 // The calls of a batch, as the drivers and pipelines make them:
@@ -59,12 +61,16 @@ void ImportRoad::beginStoring()
     m_keptForEntry.reset();
     m_unclaimedFile.clear();
     m_storedSinceLookUp = true;
+    if (m_keptForCompany.get() != nullptr)
+        m_keptForCompany->beginUse();
     goTo(RoadStep::Storing);
 }
 
 void ImportRoad::endStoring(const std::string& storedName)
 {
     m_unclaimedFile = storedName;
+    if (m_keptForCompany.get() != nullptr)
+        m_keptForCompany->endUse();
 }
 
 void ImportRoad::beginCounting()
@@ -145,6 +151,7 @@ void ImportRoad::leaveCompany()
 {
     m_keptForEntry.reset();
     m_keptForCompany.reset();
+    m_companyRefusal = {};
     m_company.clear();
 }
 

@@ -10,6 +10,8 @@
 
 namespace KOZAV::Backend {
 
+class CompanyHold;
+
 /// Where on the road of an import a thread is.
 enum class RoadStep {
     None,           ///< on none that is known of
@@ -74,12 +76,19 @@ public:
     /// The file that this thread stored last, while no row names it; empty: none. Tells it once.
     std::string takeUnclaimedFile();
 
-    /// Keeps something for as long as the thread's batch is at this company: it is let go of when the company
+    /// Keeps a hold for as long as the thread's batch is at this company: it is let go of when the company
     /// has its batch number, when the batch goes on to another company or is over, and where it turns out to
     /// have been none.
-    void keepForCompany(std::shared_ptr<void> thing) { m_keptForCompany = std::move(thing); }
-    /// Keeps something until the entry has been given or refused its number, at most until the next entry.
-    void keepForEntry(std::shared_ptr<void> thing) { m_keptForEntry = std::move(thing); }
+    void keepForCompany(std::shared_ptr<CompanyHold> hold) { m_keptForCompany = std::move(hold); }
+    [[nodiscard]] const std::shared_ptr<CompanyHold>& keptForCompany() const { return m_keptForCompany; }
+    /// Keeps a hold until the entry has been given or refused its number, at most until the next entry.
+    void keepForEntry(std::shared_ptr<CompanyHold> hold) { m_keptForEntry = std::move(hold); }
+    [[nodiscard]] const std::shared_ptr<CompanyHold>& keptForEntry() const { return m_keptForEntry; }
+
+    /// Nothing of the company that the batch is at is to be imported, for this reason.
+    void refuseCompany(const Status& reason) { m_companyRefusal = reason; }
+    /// Why not; a success where it may be.
+    [[nodiscard]] const Status& companyRefusal() const { return m_companyRefusal; }
 
 private:
     void goTo(RoadStep step);
@@ -95,8 +104,9 @@ private:
     Status m_flowFailure;
     Status m_gaveUpFor;
     bool m_rowsAreDoubtful = false;
-    std::shared_ptr<void> m_keptForCompany;
-    std::shared_ptr<void> m_keptForEntry;
+    Status m_companyRefusal;
+    std::shared_ptr<CompanyHold> m_keptForCompany;
+    std::shared_ptr<CompanyHold> m_keptForEntry;
 };
 
 } // namespace KOZAV::Backend

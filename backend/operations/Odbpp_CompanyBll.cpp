@@ -1,5 +1,6 @@
 #include "services/bll/Odbpp_CompanyBll.h"
 
+#include "backend/operations/CompanyHold.h"
 #include "backend/operations/ConditionColumns.h"
 #include "backend/operations/ImportRoad.h"
 #include "backend/operations/RowWrites.h"
@@ -71,6 +72,103 @@ Status selectCompanies(Operation& call, const Conditions& conditions,
                               QStringLiteral("there is no company of that name"));
         return Status();
     });
+}
+
+/// How long a single import waits for a company that another import has.
+constexpr std::chrono::seconds singleImportWait{5};
+
+/// What is said when an import has lost its company to another one, once.
+void tellLoss(CompanyHold& hold)
+{
+    ServiceWait told;
+    told.cause = ServiceWait::Cause::CompanyLost;
+    told.company = hold.company();
+    told.reason = hold.takeLoss();
+    told.over = true;
+    if (!told.reason.isEmpty())
+        tellWait(told);
+}
+
+/// Whether the batch of the calling thread has the company, or had it until it lost it.
+bool isHeldByBatch(const QString& company, const CompanyHold::WithRows& rows)
+{
+    const auto& hold = ImportRoad::ofThisThread().keptForCompany();
+    if (!hold || hold->company() != company || !hold->isKept(rows))
+        return false;
+    tellLoss(*hold);
+    return true;
+}
+
+/// What a look-up that could not have its company comes to. Where it is not to be had since another import
+/// has it, nothing of a batch's company is imported; a single import goes on, as both do where holding fails:
+/// their numbers are kept apart by inputCompanies.
+Status withoutHold(const Status& why, const QString& company, bool isDriver)
+{
+    const bool isOthers = why.code() == ErrorCode::Unavailable && why.part() == SitePart::None;
+    const bool isServers = why.part() == SitePart::Rows &&
+                           (why.code() == ErrorCode::Unavailable || why.code() == ErrorCode::OutcomeUnknown);
+    if (isServers)
+        return why;
+    if (isOthers && isDriver) {
+        ImportRoad::ofThisThread().refuseCompany(why);
+        return why;
+    }
+    qCWarning(logDatabase).noquote() << QStringLiteral(
+                                            "the import goes on without holding the company \"%1\": %2")
+                                            .arg(company, why.message());
+    return {};
+}
+
+/// Has the company for the import that the look-up belongs to, so that what is read of it from now on stays
+/// true. @return whether it has only now begun to
+Result<bool> holdCompany(Operation& call, const Model::Odbpp_Company& company, RoadStep step)
+{
+    const bool isDriver = step == RoadStep::DriverLookUp;
+    const auto rows = [&call](const auto& work) { return withRows(call, work); };
+    if (!isDriver && isHeldByBatch(call.event.company, rows))
+        return false;
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return settings.status();
+    CompanyHold::Wanted wanted;
+    wanted.database = settings->database;
+    wanted.userName = settings->userName;
+    wanted.companyId = company.companyId;
+    wanted.company = call.event.company;
+    wanted.longestWait = isDriver ? std::chrono::seconds(settings->companyWaitSeconds) : singleImportWait;
+    auto hold = CompanyHold::acquire(wanted, rows);
+    if (!hold.ok()) {
+        auto without = withoutHold(hold.status(), call.event.company, isDriver);
+        return without.ok() ? Result(false) : without;
+    }
+    if (isDriver)
+        ImportRoad::ofThisThread().keepForCompany(std::move(hold.value()));
+    else
+        ImportRoad::ofThisThread().keepForEntry(std::move(hold.value()));
+    return true;
+}
+
+/// At once, where the rows have just answered; otherwise it is done when they do.
+void giveBack(const std::shared_ptr<CompanyHold>& hold)
+{
+    if (!hold)
+        return;
+    if (const auto database = Site::current().database(); database.ok())
+        hold->giveBack(*database.value());
+}
+
+/// Looks a company up at the beginning of an import.
+Status lookUpCompany(Operation& call, const Conditions& conditions, RoadStep step,
+                     std::vector<Model::Odbpp_Company>& companies)
+{
+    auto selected = selectCompanies(call, conditions, companies);
+    if (!selected.ok() || companies.empty())
+        return selected;
+    const auto isNew = holdCompany(call, companies.front(), step);
+    if (!isNew.ok())
+        return isNew.status();
+    // Another import may have counted until the company was ours.
+    return isNew.value() ? selectCompanies(call, conditions, companies) : selected;
 }
 
 /// Why a job count was not written.
@@ -164,12 +262,15 @@ bool Odbpp_CompanyBll::select(const std::map<std::string, std::string>& textCond
         call.event.subject = describeConditions(textConditions, intConditions);
         if (const auto name = textConditions.find("CompanyName"); name != textConditions.end())
             call.event.company = QString::fromStdString(name->second);
-        if (!call.event.company.isEmpty() && textConditions.size() == 1 && intConditions.empty())
-            ImportRoad::ofThisThread().lookUp(call.event.company);
+        const bool isLookUp =
+            !call.event.company.isEmpty() && textConditions.size() == 1 && intConditions.empty();
+        const RoadStep step =
+            isLookUp ? ImportRoad::ofThisThread().lookUp(call.event.company) : RoadStep::None;
         const auto conditions = matchConditions(companyColumns(), textConditions, intConditions);
         if (!conditions.ok() || !conditions->satisfiable)
             return conditions.status();
-        return selectCompanies(call, conditions.value(), companies);
+        return isLookUp ? lookUpCompany(call, conditions.value(), step, companies)
+                        : selectCompanies(call, conditions.value(), companies);
     });
     if (!selected.ok())
         companies.clear();
@@ -189,7 +290,13 @@ bool Odbpp_CompanyBll::inputCompanies(std::string& companyName, int userId, int 
                                      .number(jobCount);
         return writeJobCount(call, values, jobCount);
     });
-    ImportRoad::ofThisThread().endCounting();
+    ImportRoad& road = ImportRoad::ofThisThread();
+    if (counted.ok() || counted.code() == ErrorCode::AlreadyExists) {
+        giveBack(road.keptForEntry());
+        if (!road.inBatch())
+            giveBack(road.keptForCompany());
+    }
+    road.endCounting();
     return counted.ok();
 }
 
@@ -199,7 +306,12 @@ bool Odbpp_CompanyBll::UpdateBatchNumber(int batchNumber, int companyId)
         call.event.subject = QString::number(companyId);
         return writeBatchNumber(call, batchNumber, companyId);
     });
-    ImportRoad::ofThisThread().endCompany();
+    ImportRoad& road = ImportRoad::ofThisThread();
+    if (const auto& hold = road.keptForCompany(); hold && written.ok()) {
+        tellLoss(*hold);
+        giveBack(hold);
+    }
+    road.endCompany();
     return written.ok();
 }
 

@@ -87,7 +87,8 @@ void noteOutage(const Status& failed, std::chrono::seconds waited)
 
 Status refusalOf(Operation& call)
 {
-    const Status& reason = ImportRoad::ofThisThread().gaveUpFor();
+    const ImportRoad& road = ImportRoad::ofThisThread();
+    const Status& reason = road.gaveUpFor().ok() ? road.companyRefusal() : road.gaveUpFor();
     if (reason.ok() || !isOfBatch(call))
         return {};
     call.event.gaveUp = true;

@@ -186,7 +186,7 @@ public:
     [[nodiscard]] bool isLease() const override { return true; }
     [[nodiscard]] std::chrono::milliseconds retryAfter() const override
     {
-        return std::chrono::milliseconds(200);
+        return std::chrono::milliseconds(std::min(10 << std::min(m_looks, 5), 250));
     }
 
 private:
@@ -203,6 +203,7 @@ private:
     Status look(Database& database)
     {
         m_known = m_busy = false;
+        ++m_looks;
         const auto& sql = *database.dialect().holdStatements();
         return database.query(sql.holderSql, {m_companyId}, [this](const QSqlQuery& row) {
             RowReader reader(row);
@@ -221,6 +222,7 @@ private:
     QString m_key = QUuid::createUuid().toString(QUuid::WithoutBraces);
     bool m_known = false; ///< the company has a row
     bool m_busy = false;  ///< and it was another's when it was last looked at
+    int m_looks = 0;      ///< whoever waits long asks seldom
 };
 
 Result<std::vector<HeldCompany>> listLocks(const DatabaseSettings& settings)

@@ -11,6 +11,8 @@ if(ZAV_BUILD_PANELS)
   zav_add_tests(client_tests SECONDS 15 LABELS client TESTS import_edges import_real_jobs)
   zav_add_tests(client_tests SECONDS 20 LABELS client TESTS client_robot)
   zav_add_tests(client_tests SITES LABELS client TESTS road)
+  zav_add_tests(client_tests SITES SECONDS 20 ON_MEMORY TIMEOUT 600 ENVIRONMENT QTEST_FUNCTION_TIMEOUT=500000
+                LABELS client large TESTS client_together)
   zav_add_tests(client_tests SECONDS 100 ON_MEMORY TIMEOUT 900 ENVIRONMENT QTEST_FUNCTION_TIMEOUT=800000
                 LABELS client large TESTS import_sizes)
   if(ZAV_MARIADBD AND ZAV_WITH_MONGODB)

@@ -1,4 +1,7 @@
 #include "backend/Site.h"
+#include "backend/config/Settings.h"
+#include "backend/database/Database.h"
+#include "backend/records/CompanyClaim.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "tests/support/AdminSession.h"
 #include "tests/support/FreshSite.h"
@@ -28,6 +31,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void companiesAreAddedListedAndRenamed();
+    void whoHoldsACompanyIsNamed();
     void companyMistakesAreNamed_data();
     void companyMistakesAreNamed();
     void namesCannotDriveTheTerminal();
@@ -89,6 +93,27 @@ void AdminVerbsTest::companiesAreAddedListedAndRenamed()
     QCOMPARE(list.at(2)[text("name")].toString(), text("Shenzhen"));
     QCOMPARE(list.at(2)[text("id")].toInt(), company.value(text("id")).toInt(-1));
     QVERIFY(m_session->run({text("company"), text("list")}).out.contains(text("XY    Shenzhen")));
+}
+
+void AdminVerbsTest::whoHoldsACompanyIsNamed()
+{
+    const auto settings = Backend::loadSettings(m_session->file().path());
+    const auto database = Backend::Database::open(settings->database);
+    QVERIFY2(database.ok(), qPrintable(database.message()));
+    const auto claim = Backend::CompanyClaim::make(settings->database, 1,
+                                                   Backend::CompanyHolder::thisProcess(text("lisa")), {});
+    const auto heldBy = [this] {
+        return m_session->run({text("company"), text("list"), text("--json")})
+            .json()
+            .value(text("companies"))[0][text("held_by")];
+    };
+    QCOMPARE(heldBy(), QJsonValue(QJsonValue::Null));
+    QVERIFY(claim->take(*database.value()).value());
+    QCOMPARE(heldBy()[text("user")].toString(), text("lisa"));
+    QCOMPARE(heldBy()[text("process")].toInt(), int(QCoreApplication::applicationPid()));
+    QVERIFY(m_session->run({text("company"), text("list")}).out.contains(text("  lisa on ")));
+    QVERIFY(claim->giveBack(*database.value()).ok());
+    QCOMPARE(heldBy(), QJsonValue(QJsonValue::Null));
 }
 
 void AdminVerbsTest::companyMistakesAreNamed_data()

@@ -135,8 +135,11 @@ void OperationsRoad::whatIsKeptEndsWithItsStretch()
     auto entry = std::make_shared<int>(2);
     const std::weak_ptr<int> companyKept = company;
     const std::weak_ptr<int> entryKept = entry;
-    road.keepForCompany(std::move(company));
-    road.keepForEntry(std::move(entry));
+    // Holds of nothing, with the life of these.
+    road.keepForCompany({company, nullptr});
+    road.keepForEntry({entry, nullptr});
+    company.reset();
+    entry.reset();
     walk(road, after);
     QTEST(!companyKept.expired(), "company");
     QTEST(!entryKept.expired(), "entry");
