@@ -20,6 +20,10 @@ PanelReport::PanelReport(SiteAccess& site, const PanelRun& run, QObject* parent)
         if (run.isRunning())
             m_report->serviceCalled(event);
     });
+    connect(&site, &SiteAccess::companyLost, this, [this, &run](const QString& reason) {
+        if (run.isRunning())
+            m_report->remark({QStringLiteral("company-lost"), reason});
+    });
     connect(&run, &PanelRun::ended, this, [this] {
         m_report->finish();
         tellKnownContent();

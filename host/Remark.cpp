@@ -16,6 +16,9 @@ const std::vector<RemarkMeaning>& remarkMeanings()
              "The batch number of a company could not be written: its next batch may get it again.")},
         {QLatin1String("company-look-up"),
          QLatin1String("A company could not be looked for when the import came to its folder.")},
+        {QLatin1String("company-lost"),
+         QLatin1String("Another import got the company in the middle of this one: jobs may be refused their "
+                       "numbers, and the batch may share its number with another.")},
         {QLatin1String("leads-out"),
          QLatin1String(
              "The entry, or the folder of its company, is a link that leads out of the batch directory.")},

@@ -244,7 +244,12 @@ SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
     connect(this, &SiteAccess::serviceCalled, this, &SiteAccess::noteCall);
     Backend::setConfigurationFile(configuration);
     Backend::setOperationObserver([this](const OperationEvent& event) { Q_EMIT serviceCalled(event); });
-    Backend::setWaitObserver([this](const Backend::ServiceWait& wait) { Q_EMIT serviceWaits(wait); });
+    Backend::setWaitObserver([this](const Backend::ServiceWait& wait) {
+        if (wait.cause == Backend::ServiceWait::Cause::CompanyLost)
+            Q_EMIT companyLost(wait.reason);
+        else
+            Q_EMIT serviceWaits(wait);
+    });
 }
 
 SiteAccess::~SiteAccess()
