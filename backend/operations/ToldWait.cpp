@@ -37,7 +37,7 @@ bool ToldWait::pause(std::chrono::milliseconds length)
     if (m_told.gaveUp)
         return false;
     do {
-        if (!m_sinceTold.isValid() || m_sinceTold.hasExpired(tellEveryMs))
+        if (!m_sinceTold.isValid() || m_sinceTold.elapsed() >= tellEveryMs)
             tell();
         const qint64 left = std::max<qint64>(end - m_since.elapsed(), 1);
         QThread::msleep(static_cast<unsigned long>(std::min(left, tellEveryMs)));

@@ -37,6 +37,7 @@ private Q_SLOTS:
     void unchangedRowCountsAsFound();
     void referencesHold();
     void rowLockedByAnotherIsAnAnswer();
+    void nodeThatIsNotPreparedIsNoAnswer();
     void readAfterALossIsRepeated();
     void writeAfterALossIsNotRepeated();
     void idleConnectionIsReplacedUnseen();
@@ -251,6 +252,20 @@ void DatabaseMariaDbTest::rowLockedByAnotherIsAnAnswer()
     QVERIFY2(held.ok(), qPrintable(held.message()));
     QCOMPARE(other->change(update, {}, Durability::Immediate).value(), 1);
     QCOMPARE(valueOf(*m_database, "SELECT job_count FROM company").toInt(), 2);
+}
+
+/// What a node of a cluster says while it is without the others.
+void DatabaseMariaDbTest::nodeThatIsNotPreparedIsNoAnswer()
+{
+    const auto refused =
+        m_database->change("SIGNAL SQLSTATE '08S01' SET MYSQL_ERRNO = 1047,"
+                           " MESSAGE_TEXT = 'WSREP has not yet prepared node for application use'",
+                           {}, Durability::Immediate);
+    QCOMPARE(refused.code(), ErrorCode::Unavailable);
+    QVERIFY2(refused.message().contains(QStringLiteral("has not yet prepared")),
+             qPrintable(refused.message()));
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    QCOMPARE(companies(), 1);
 }
 
 void DatabaseMariaDbTest::readAfterALossIsRepeated()

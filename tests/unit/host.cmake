@@ -4,8 +4,8 @@ if(ZAV_BUILD_PANELS)
                                             zav_operated_panel Qt5::Sql
                          DEFINITIONS "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\"")
   zav_add_tests(host_tests LABELS host TESTS host_announcement host_batch_report host_hostile_archives host_layer_stack
-                                             host_matrix host_panel_run host_publishing host_plain_text host_robot_probe host_service_log
-                                             host_unpacker)
+                                             host_matrix host_panel_run host_panel_tidying host_plain_text host_publishing
+                                             host_robot_probe host_service_log host_unpacker)
   zav_add_tests(host_tests SITES LABELS host TESTS host_site_status)
 
   # Once more without openat2(), refused as an old kernel and as a strict sandbox refuse it.

@@ -90,6 +90,7 @@ private Q_SLOTS:
     void callsOfOtherThreadsCount();
     void otherFailuresAreNoLostServer();
     void anotherSiteIsShown();
+    void waitIsShownWhileItLasts();
 };
 
 void HostSiteStatus::initTestCase()
@@ -257,6 +258,29 @@ void HostSiteStatus::anotherSiteIsShown()
     (void)client.access.origFiles(); // as the window does when it shows the files anew
     QVERIFY2(client.text("siteFiles").contains(QStringLiteral("本地 ") + other),
              qPrintable(client.text("siteFiles")));
+}
+
+void HostSiteStatus::waitIsShownWhileItLasts()
+{
+    Client client;
+    client.bar.resize(1200, 30);
+    client.bar.show();
+    client.bar.showMessage(QStringLiteral("another text"));
+    Backend::ServiceWait wait;
+    wait.part = Backend::SitePart::Rows;
+    wait.waitedMs = 12'400;
+    wait.patienceMs = 60'000;
+    Q_EMIT client.access.serviceWaits(wait);
+    QCOMPARE(client.text("siteWait"), QStringLiteral("等待数据库恢复 12 / 60 秒"));
+    QVERIFY(client.bar.currentMessage().isEmpty());
+    wait.cause = Backend::ServiceWait::Cause::Company;
+    wait.company = QStringLiteral("华兴");
+    wait.holder = QStringLiteral("lisa@host");
+    Q_EMIT client.access.serviceWaits(wait);
+    QCOMPARE(client.text("siteWait"), QStringLiteral("等待公司 华兴（由 lisa@host 占用） 12 / 60 秒"));
+    wait.over = true;
+    Q_EMIT client.access.serviceWaits(wait);
+    QCOMPARE(client.text("siteWait"), QString());
 }
 
 ZAV_REGISTER_TEST(host_site_status, HostSiteStatus, QApplication)
