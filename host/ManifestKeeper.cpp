@@ -87,12 +87,11 @@ struct Fates
     QHash<int, QString> storedNames;
 };
 
-Fates readFates(QFile& journal)
+Fates readFates(const QList<QByteArray>& lines)
 {
     Fates fates;
-    journal.seek(0);
-    while (!journal.atEnd()) {
-        const QJsonObject entry = QJsonDocument::fromJson(journal.readLine()).object();
+    for (const QByteArray& line : lines) {
+        const QJsonObject entry = QJsonDocument::fromJson(line).object();
         const QJsonValue dropped = entry.value(QStringLiteral("dropped"));
         const QJsonValue stored = entry.value(QStringLiteral("stored"));
         if (dropped.isDouble())
@@ -203,24 +202,28 @@ void ManifestKeeper::recover()
 void ManifestKeeper::restoreFrom(const QString& journalPath)
 {
     QFile journal(journalPath);
-    if (!journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered))
+    if (!journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered) || !journal.seek(0))
         return tellLost(journalPath, journal.errorString());
+    // A journal of which a part cannot be read stays: manifests stand nowhere else.
+    const QByteArray content = journal.readAll();
+    if (content.size() != journal.size())
+        return tellLost(journalPath, journal.errorString());
+    const QList<QByteArray> lines = content.split('\n');
     const bool mayWait = QFileInfo(journal).lastModified().daysTo(QDateTime::currentDateTime()) < mostDays;
-    const Fates fates = readFates(journal);
+    const Fates fates = readFates(lines);
     QByteArray done;
     int waiting = 0;
-    journal.seek(0);
-    for (int number = 0; !journal.atEnd(); ++number) {
-        const QJsonObject copy = QJsonDocument::fromJson(journal.readLine()).object();
+    for (int number = 0; number < lines.size(); ++number) {
+        const QJsonObject copy = QJsonDocument::fromJson(lines.at(number)).object();
         if (!copy.contains(QStringLiteral("folder")))
             break;
         const QString storedName = fates.storedNames.value(number);
         if (fates.dropped.contains(number) ||
             (!storedName.isEmpty() && m_site.isImported(storedName).value_or(false)))
             continue;
-        const QByteArray content =
+        const QByteArray manifest =
             QByteArray::fromBase64(copy.value(QStringLiteral("content")).toString().toLatin1());
-        if (restoreOne(copy.value(QStringLiteral("folder")).toString(), content, mayWait))
+        if (restoreOne(copy.value(QStringLiteral("folder")).toString(), manifest, mayWait))
             done += line({{QStringLiteral("dropped"), number}});
         else
             ++waiting;
