@@ -118,11 +118,11 @@ void acknowledge(const OperationEvent& event, BatchReportRow& row)
     }
 }
 
-/// The names in a directory as they are on disk, whatever their encoding.
-std::vector<QByteArray> namesIn(const QString& directory)
+/// The names in a directory as they are on disk, whatever their encoding; where that has failed, those that
+/// could be read.
+std::vector<QByteArray> namesIn(const QString& directory, std::error_code& failed)
 {
     std::vector<QByteArray> names;
-    std::error_code failed;
     std::filesystem::directory_iterator entry(QFile::encodeName(directory).toStdString(), failed);
     for (; !failed && entry != std::filesystem::directory_iterator(); entry.increment(failed))
         names.push_back(QByteArray::fromStdString(entry->path().filename().native()));
@@ -222,7 +222,19 @@ void BatchReport::listBatch(const QString& directory)
 void BatchReport::listUnseen(const QString& directory, const QStringList& seen, const QString& company)
 {
     const QSet<QString> seenNames(seen.begin(), seen.end());
-    for (const QByteArray& name : namesIn(directory)) {
+    std::error_code failed;
+    const auto names = namesIn(directory, failed);
+    if (failed) {
+        // The panel would take such a folder for an empty one, and end as if all were done.
+        BatchReportRow row;
+        row.company = company;
+        row.entry = directory;
+        row.reason =
+            QStringLiteral("the folder cannot be listed: %1").arg(QString::fromStdString(failed.message()));
+        row.sourcePath = directory;
+        m_unseen.push_back(row);
+    }
+    for (const QByteArray& name : names) {
         const QString decoded = QFile::decodeName(name);
         const bool isText = QFile::encodeName(decoded) == name;
         if (isText && seenNames.contains(decoded))
