@@ -72,7 +72,7 @@ int ImportRun::run()
     screenshot(QStringLiteral("opened"));
     if (m_sent)
         say(QStringLiteral("sent: %1").arg(m_jobName));
-    return m_sent ? 0 : 1;
+    return m_sent && m_rowChanged ? 0 : 1;
 }
 
 bool ImportRun::pickRow(const UI::ZAV_Import_Widget& panel)
@@ -95,6 +95,15 @@ void ImportRun::watch(UI::ZAV_Import_Widget* panel, DialogOperator& dialogs)
     connect(panel, &UI::ZAV_Import_Widget::webJobHaveSent, this, [this] { m_sent = true; });
     connect(&m_window.robotLedger(), &RobotLedger::concluded, this,
             [this](const RobotRequest& request) { m_sent = request.outcome == RobotRequest::Outcome::Sent; });
+    // The panel sends its request whether the job's row was changed or not; then the job is still waiting.
+    connect(&m_site, &SiteAccess::serviceCalled, this, [this](const Backend::OperationEvent& event) {
+        const bool isOfTheRow = event.operation == Backend::ServiceOperation::UpdatePreImportOrCheckTime ||
+                                event.operation == Backend::ServiceOperation::UpdateState;
+        if (!isOfTheRow || event.outcome == Backend::OperationOutcome::Succeeded)
+            return;
+        m_rowChanged = false;
+        say(QStringLiteral("failed: %1: %2").arg(m_jobName, event.message));
+    });
     connect(&m_window.robotLedger(), &RobotLedger::told, this,
             [this](const QString& text) { say(QStringLiteral("robot: ") + text); });
     const CamImport* camImport = &m_window.camImport();

@@ -43,6 +43,7 @@ private:
     QTextStream& m_out;
     QEventLoop m_loop;
     bool m_sent = false;
+    bool m_rowChanged = true;
 };
 
 } // namespace KOZAV::Host
