@@ -30,11 +30,30 @@ ServerRelay::~ServerRelay()
     m_thread.wait();
 }
 
-void ServerRelay::lose(Piece piece, int nth)
+void ServerRelay::lose(Piece piece, int nth, Loss loss)
 {
     m_nth = never;
     m_piece = piece;
+    m_loss = loss;
     m_nth = nth;
+}
+
+void ServerRelay::loseNothing()
+{
+    m_nth = never;
+    const auto mend = [this] {
+        if (m_silent.exchange(false))
+            closeAll();
+        if (!m_listener.isListening() && !m_listener.listen(QHostAddress::LocalHost, m_port))
+            qFatal("the relay cannot listen again: %s", qPrintable(m_listener.errorString()));
+    };
+    QMetaObject::invokeMethod(&m_listener, mend, Qt::BlockingQueuedConnection);
+}
+
+void ServerRelay::closeAll()
+{
+    for (auto* socket : m_listener.findChildren<QTcpSocket*>(QString(), Qt::FindDirectChildrenOnly))
+        socket->abort();
 }
 
 void ServerRelay::join(QTcpSocket* client)
@@ -54,12 +73,20 @@ void ServerRelay::join(QTcpSocket* client)
 void ServerRelay::passOn(Piece piece, QTcpSocket* from, QTcpSocket* to)
 {
     const QByteArray bytes = from->readAll();
+    ++m_counts[static_cast<size_t>(piece)];
     if (piece == m_piece && m_nth > 0 && --m_nth == 0) {
-        from->abort();
-        to->abort();
+        m_silent = m_loss == Loss::Silence;
+        if (m_loss == Loss::AllConnections) {
+            m_listener.close();
+            closeAll();
+        } else if (m_loss == Loss::Connection) {
+            from->abort();
+            to->abort();
+        }
         return;
     }
-    to->write(bytes);
+    if (!m_silent)
+        to->write(bytes);
 }
 
 } // namespace KOZAV::Test

@@ -3,6 +3,7 @@
 #include <QTcpServer>
 #include <QThread>
 
+#include <array>
 #include <atomic>
 
 class QTcpSocket;
@@ -24,17 +25,25 @@ public:
         Request, ///< from the program: the server never sees it
         Answer   ///< from the server: what it answers to has been done
     };
-    /// Loses the nth such piece from now on, and its connection with it.
-    void lose(Piece piece, int nth);
+    enum class Loss {
+        Connection,     ///< with the piece goes its connection
+        AllConnections, ///< every connection, and new ones are refused
+        Silence         ///< nothing is passed on any more, on any connection, and none is closed
+    };
+    /// Loses the nth such piece from now on, and what is said with it.
+    void lose(Piece piece, int nth, Loss loss = Loss::Connection);
     /// Whether that has happened.
     [[nodiscard]] bool hasLost() const { return m_nth == 0; }
-    /// Passes everything on again.
-    void loseNothing() { m_nth = never; }
+    /// Passes everything on again; connections that were silent are closed.
+    void loseNothing();
+    /// How many such pieces there have been.
+    [[nodiscard]] int count(Piece piece) const { return m_counts[static_cast<size_t>(piece)]; }
 
 private:
     static constexpr int never = -1;
 
     void join(QTcpSocket* client);
+    void closeAll();
     void passOn(Piece piece, QTcpSocket* from, QTcpSocket* to);
 
     quint16 m_serverPort;
@@ -42,6 +51,9 @@ private:
     QThread m_thread;
     QTcpServer m_listener;
     std::atomic<Piece> m_piece{Piece::Request};
+    std::atomic<Loss> m_loss{Loss::Connection};
+    std::atomic<bool> m_silent{false};
+    std::array<std::atomic<int>, 2> m_counts{};
     std::atomic<int> m_nth{never}; ///< how many more such pieces until the one that is lost; 0: it is
 };
 

@@ -13,6 +13,11 @@ if(ZAV_BUILD_PANELS)
   set_target_properties(zav_ui_test_support PROPERTIES AUTOMOC ON)
   target_link_libraries(zav_ui_test_support PUBLIC Qt5::Widgets Qt5::Network Qt5::Test)
 
+  # Has calls of a program fail, or kills it at one. It has nothing of Qt.
+  add_executable(zav_fault_tracer FaultTracer.cpp)
+  zav_compile_options(zav_fault_tracer)
+  set_target_properties(zav_fault_tracer PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
+
   # The client as a program.
   add_library(zav_client_test_support STATIC ClientProgram.cpp KilledClient.cpp)
   zav_compile_options(zav_client_test_support)
