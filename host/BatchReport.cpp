@@ -439,13 +439,13 @@ void BatchReport::remark(const Remark& remark)
 void BatchReport::warn(const QString& sourcePath, const Remark& remark)
 {
     tell(m_standIn.originalOf(sourcePath),
-         {{{remark.code, m_standIn.inOriginalWords(remark.text)}}, std::nullopt});
+         {{{remark.code, m_standIn.inOriginalWords(remark.text)}}, std::nullopt, BatchResult::NotImported});
 }
 
-void BatchReport::refute(const QString& sourcePath, const Remark& remark)
+void BatchReport::refute(const QString& sourcePath, const Remark& remark, BatchResult result)
 {
     const QString text = m_standIn.inOriginalWords(remark.text);
-    tell(m_standIn.originalOf(sourcePath), {{{remark.code, text}}, text});
+    tell(m_standIn.originalOf(sourcePath), {{{remark.code, text}}, text, result});
 }
 
 /// Keeps what is told before there are rows.
@@ -454,8 +454,10 @@ void BatchReport::tell(const QString& path, const Told& told)
     if (!m_endTime.isValid()) {
         Told& kept = m_told[path];
         kept.warnings.insert(kept.warnings.end(), told.warnings.begin(), told.warnings.end());
-        if (told.refutation)
+        if (told.refutation) {
             kept.refutation = told.refutation;
+            kept.result = told.result;
+        }
         return;
     }
     const auto row = std::find_if(m_rows.begin(), m_rows.end(),
@@ -467,7 +469,7 @@ void BatchReport::tell(const QString& path, const Told& told)
     }
     row->warnings.insert(row->warnings.end(), told.warnings.begin(), told.warnings.end());
     if (told.refutation) {
-        row->result = BatchResult::NotImported;
+        row->result = told.result;
         row->reason = *told.refutation;
     }
 }

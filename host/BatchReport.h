@@ -90,8 +90,10 @@ public:
     /// Something to be known of one source (its own path, or the one that stands for it), of which there is
     /// no row where the import does not know it: then it is a remark of the run. May be told at any time.
     void warn(const QString& sourcePath, const Remark& remark);
-    /// The source was not what was stored: it is not imported, whatever the services have said.
-    void refute(const QString& sourcePath, const Remark& remark);
+    /// The source was not what was stored: it is not imported, whatever the services have said; or, as
+    /// result, that is not known, since the site still has the job.
+    void refute(const QString& sourcePath, const Remark& remark,
+                BatchResult result = BatchResult::NotImported);
     /// Something to be known of the run.
     void remark(const Remark& remark);
 
@@ -122,7 +124,8 @@ private:
     struct Told
     {
         std::vector<Remark> warnings;
-        std::optional<QString> refutation; ///< why it is not imported, in spite of all
+        std::optional<QString> refutation;             ///< why it is not imported, in spite of all
+        BatchResult result = BatchResult::NotImported; ///< of a refutation
     };
 
     void listBatch(const QString& directory);

@@ -10,6 +10,7 @@
 #include "host/PanelReport.h"
 #include "host/ReportJson.h"
 #include "host/SiteAccess.h"
+#include "host/SourceWatch.h"
 #include "terminal/PrintableText.h"
 #include "terminal/ProgressLine.h"
 #include "terminal/TextTable.h"
@@ -76,6 +77,7 @@ int BatchRun::run()
     screenshot(QStringLiteral("idle"));
     if (!importDirectory())
         return notStarted;
+    m_window.sourceWatch().finishReading();
     QApplication::processEvents();
     screenshot(QStringLiteral("done"));
     BatchReport& report = *m_window.panelReport().current();

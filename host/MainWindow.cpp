@@ -23,6 +23,7 @@
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
 #include "host/SiteStatusBar.h"
+#include "host/SourceWatch.h"
 #include "host/Theme.h"
 #include "host/WaitingJobsView.h"
 #include "services/ui/ZAV_UICommon.h"
@@ -61,7 +62,8 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_panelRun(new PanelRun(*m_importPanel, this))
     , m_panelReport(new PanelReport(site, *m_panelRun, this))
     , m_robotLedger(new RobotLedger(site, *m_panelRun, *m_panelReport, this))
-    , m_manifests(new ManifestKeeper(site, *m_panelRun, this))
+    , m_sourceWatch(new SourceWatch(site, *m_panelRun, *m_panelReport, this))
+    , m_manifests(new ManifestKeeper(site, *m_panelRun, *m_panelReport, this))
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
 {
@@ -75,6 +77,11 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     connectParts();
     connectManifests();
     connectRobot();
+    connect(m_sourceWatch, &SourceWatch::refuted, m_manifests, &ManifestKeeper::keepAgain);
+    connect(m_sourceWatch, &SourceWatch::waitingListChanged, this, &MainWindow::reloadFiles);
+    connect(m_sourceWatch, &SourceWatch::warnedLate, this, [this](const QString& path, const QString& text) {
+        m_log.add(QtWarningMsg, QStringLiteral("client"), QStringLiteral("%1：%2").arg(path, text));
+    });
     // After all that have something to tell of the run.
     connect(m_panelRun, &PanelRun::ended, this, &MainWindow::tellReport);
     m_manifests->recover();

@@ -26,6 +26,7 @@ class RobotProbe;
 class ServiceLog;
 class SiteAccess;
 class SiteStatusBar;
+class SourceWatch;
 class WaitingJobsView;
 
 /// The client's window: both panels, the table of original files, the waiting jobs, the opened job and the
@@ -41,6 +42,7 @@ public:
     [[nodiscard]] const PanelRun& panelRun() const { return *m_panelRun; }
     [[nodiscard]] RobotLedger& robotLedger() const { return *m_robotLedger; }
     [[nodiscard]] PanelReport& panelReport() const { return *m_panelReport; }
+    [[nodiscard]] SourceWatch& sourceWatch() const { return *m_sourceWatch; }
     [[nodiscard]] CamImport& camImport() const { return *m_camImport; }
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
     [[nodiscard]] const ManifestKeeper& manifestKeeper() const { return *m_manifests; }
@@ -80,6 +82,7 @@ private:
     PanelRun* m_panelRun;
     PanelReport* m_panelReport;
     RobotLedger* m_robotLedger;
+    SourceWatch* m_sourceWatch;
     ManifestKeeper* m_manifests;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;

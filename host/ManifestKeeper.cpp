@@ -11,6 +11,7 @@
 
 #include "host/ManifestKeeper.h"
 
+#include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/SiteAccess.h"
 #include "host/odb/WorkFolder.h"
@@ -24,8 +25,6 @@
 #include <QSaveFile>
 #include <QSet>
 
-#include <optional>
-
 namespace KOZAV::Host {
 
 using Backend::OperationEvent;
@@ -34,6 +33,8 @@ using Backend::ServiceOperation;
 
 namespace {
 
+/// A manifest is a few texts: a longer one is told, though the panel reads it.
+constexpr qint64 usualBytes = 1024LL * 1024;
 /// A longer file is no manifest.
 constexpr qint64 mostBytes = 16LL * 1024 * 1024;
 /// So long a copy waits for a batch directory that is not there, such as one on a disk that is not mounted.
@@ -59,6 +60,8 @@ struct FoundManifest
 {
     std::optional<QByteArray> content;
     QString refusal;
+    bool isRegular = true;
+    bool isTooLong = false; ///< to be kept
 };
 
 FoundManifest readManifest(const QString& folder)
@@ -70,14 +73,70 @@ FoundManifest readManifest(const QString& folder)
         error = opened.openFile(manifestName(), file);
     if (error == std::errc::no_such_file_or_directory)
         return {};
-    if (error)
-        return {std::nullopt, WorkFolder::reason(error)};
+    if (error) {
+        const bool isOther =
+            error == std::errc::too_many_symbolic_link_levels || error == std::errc::not_supported;
+        return {std::nullopt, WorkFolder::reason(error), !isOther};
+    }
     if (file.size() > mostBytes)
-        return {std::nullopt, QStringLiteral("it is longer than %1 bytes").arg(mostBytes)};
+        return {std::nullopt, QStringLiteral("it is longer than %1 bytes").arg(mostBytes), true, true};
     QByteArray content = file.read(mostBytes);
     if (file.error() != QFile::NoError)
         return {std::nullopt, file.errorString()};
     return {std::move(content), QString()};
+}
+
+Remark broken(const QString& text)
+{
+    return {QStringLiteral("manifest-broken"), text + QStringLiteral(": the import does not use it")};
+}
+
+Remark tooLarge()
+{
+    return {QStringLiteral("manifest-too-large"),
+            QStringLiteral("readme.json is longer than %1 bytes").arg(usualBytes)};
+}
+
+/// What a row will not hold as it is.
+QString unstorable(const QString& text)
+{
+    if (text.contains(QChar::Null))
+        return QStringLiteral("holds a NUL character");
+    if (text.startsWith(QChar::ByteOrderMark))
+        return QStringLiteral("begins with a byte order mark");
+    if (!text.isValidUtf16())
+        return QStringLiteral("holds half a surrogate pair, which is stored as another character");
+    return {};
+}
+
+std::vector<Remark> flawsOfTexts(const QJsonObject& manifest)
+{
+    std::vector<Remark> flaws;
+    for (const char* name : {"resource", "customer2", "customer3"}) {
+        const QJsonValue value = manifest.value(QLatin1String(name));
+        const QString shown = QStringLiteral("\"%1\" in readme.json").arg(QLatin1String(name));
+        if (!value.isUndefined() && !value.isString())
+            flaws.push_back(broken(shown + QStringLiteral(" is not a text")));
+        else if (const QString why = unstorable(value.toString()); !why.isEmpty())
+            flaws.push_back({QStringLiteral("manifest-not-storable"), shown + QLatin1Char(' ') + why});
+    }
+    return flaws;
+}
+
+/// What the import will not use, or not store as it is.
+std::vector<Remark> flawsOf(const QByteArray& manifest)
+{
+    if (manifest.size() > usualBytes)
+        return {tooLarge()};
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(manifest, &error);
+    if (error.error != QJsonParseError::NoError)
+        return {broken(QStringLiteral("readme.json is not JSON at byte %1, %2")
+                           .arg(error.offset)
+                           .arg(error.errorString()))};
+    if (!document.isObject())
+        return {broken(QStringLiteral("readme.json is no JSON object"))};
+    return flawsOfTexts(document.object());
 }
 
 /// What became of the copies of a journal, by their numbers.
@@ -94,9 +153,14 @@ Fates readFates(const QList<QByteArray>& lines)
         const QJsonObject entry = QJsonDocument::fromJson(line).object();
         const QJsonValue dropped = entry.value(QStringLiteral("dropped"));
         const QJsonValue stored = entry.value(QStringLiteral("stored"));
-        if (dropped.isDouble())
+        const QJsonValue keptAgain = entry.value(QStringLiteral("kept"));
+        if (dropped.isDouble()) {
             fates.dropped.insert(dropped.toInt());
-        else if (stored.isDouble())
+        } else if (keptAgain.isDouble()) {
+            fates.dropped.remove(keptAgain.toInt());
+            fates.storedNames.remove(keptAgain.toInt());
+        }
+        if (stored.isDouble())
             fates.storedNames.insert(stored.toInt(), entry.value(QStringLiteral("name")).toString());
     }
     return fates;
@@ -104,9 +168,10 @@ Fates readFates(const QList<QByteArray>& lines)
 
 } // namespace
 
-ManifestKeeper::ManifestKeeper(SiteAccess& site, const PanelRun& run, QObject* parent)
+ManifestKeeper::ManifestKeeper(SiteAccess& site, const PanelRun& run, PanelReport& reports, QObject* parent)
     : QObject(parent)
     , m_site(site)
+    , m_reports(reports)
 {
     connect(&run, &PanelRun::begins, this, [this](const PanelSource& source) {
         if (source.kind == PanelSource::Kind::Batch)
@@ -128,32 +193,72 @@ void ManifestKeeper::keep(const QString& batchDirectory)
         return;
     const QString work = m_site.workDirectory();
     QSaveFile journal(work + journalName(++m_batches));
+    QStringList folders;
+    bool isWritten = !work.isEmpty();
     for (const QFileInfo& company : UI::batchCompanies(batchDirectory)) {
         for (const QFileInfo& job : UI::batchJobs(UI::batchEntryPath(company))) {
             if (UI::batchEntryKind(job) != UI::BatchEntryKind::JobFolder)
                 continue;
             const QString folder = UI::batchEntryPath(job);
-            const FoundManifest found = readManifest(folder);
-            if (!found.refusal.isEmpty())
-                tellLost(folder, found.refusal);
-            if (!found.content)
+            const auto content = examine(folder);
+            if (!content)
                 continue;
-            if (!journal.isOpen() && !journal.open(QIODevice::WriteOnly))
-                return tellLost(batchDirectory, journal.errorString());
-            m_kept.insert(folder, m_kept.size());
-            journal.write(
+            folders << folder;
+            const QByteArray copy =
                 line({{QStringLiteral("folder"), folder},
-                      {QStringLiteral("content"), QString::fromLatin1(found.content->toBase64())}}));
+                      {QStringLiteral("content"), QString::fromLatin1(content->toBase64())}});
+            isWritten = isWritten && (journal.isOpen() || journal.open(QIODevice::WriteOnly)) &&
+                        journal.write(copy) == copy.size();
         }
     }
-    if (m_kept.isEmpty())
+    if (folders.isEmpty())
         return;
     m_journal.setFileName(journal.fileName());
-    if (!journal.commit() ||
+    // A commit alone does not tell that the disk was full.
+    if (!isWritten || !journal.flush() || !journal.commit() ||
         !m_journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered)) {
-        m_kept.clear();
-        tellLost(batchDirectory, journal.errorString());
+        const QString reason =
+            work.isEmpty() ? QStringLiteral("there is no work folder") : journal.errorString();
+        for (const QString& folder : folders)
+            tellNotKept(folder, reason);
+        return;
     }
+    for (const QString& folder : folders)
+        m_kept.insert(folder, m_kept.size());
+}
+
+/// Tells of a manifest what is to be known of it before its job is imported.
+/// @return its content; nothing where there is none, or it cannot be kept
+std::optional<QByteArray> ManifestKeeper::examine(const QString& folder)
+{
+    const FoundManifest found = readManifest(folder);
+    if (found.isTooLong)
+        m_reports.current()->warn(folder, tooLarge());
+    if (!found.isRegular)
+        m_reports.current()->warn(folder, {QStringLiteral("manifest-not-regular"),
+                                           QStringLiteral("readme.json is not kept: %1").arg(found.refusal)});
+    else if (!found.refusal.isEmpty())
+        tellNotKept(folder, found.refusal);
+    if (!found.content)
+        return std::nullopt;
+    for (const Remark& flaw : flawsOf(*found.content))
+        m_reports.current()->warn(folder, flaw);
+    return found.content;
+}
+
+void ManifestKeeper::tellNotKept(const QString& folder, const QString& reason)
+{
+    m_reports.current()->warn(
+        folder,
+        {QStringLiteral("manifest-not-kept"),
+         QStringLiteral("no copy of readme.json, which the import uses up, could be kept: %1").arg(reason)});
+}
+
+void ManifestKeeper::keepAgain(const QString& folder)
+{
+    const int number = m_kept.value(folder, -1);
+    if (number >= 0)
+        m_journal.write(line({{QStringLiteral("kept"), number}}));
 }
 
 void ManifestKeeper::serviceCalled(const OperationEvent& event)

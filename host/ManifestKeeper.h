@@ -9,9 +9,12 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace KOZAV::Host {
 
 class PanelRun;
+class PanelReport;
 class SiteAccess;
 
 /// Keeps the job manifests of a batch until their jobs are imported. The panel reads a folder's readme.json
@@ -27,12 +30,15 @@ class ManifestKeeper final : public QObject
     Q_OBJECT
 public:
     /// @param run  of the file import panel; outlives this object, as the site does
-    ManifestKeeper(SiteAccess& site, const PanelRun& run, QObject* parent = nullptr);
+    ManifestKeeper(SiteAccess& site, const PanelRun& run, PanelReport& reports, QObject* parent = nullptr);
     /// Puts back what a batch that was prepared and not run has left to do.
     ~ManifestKeeper() override;
 
     /// Puts back what programs that were ended have left, and removes their work files.
     void recover();
+
+    /// A job of the batch under way is not imported after all: its manifest goes back as well.
+    void keepAgain(const QString& folder);
 
     /// What was told so far, in words.
     [[nodiscard]] const QStringList& remarks() const { return m_remarks; }
@@ -45,6 +51,8 @@ Q_SIGNALS:
 
 private:
     void keep(const QString& batchDirectory);
+    std::optional<QByteArray> examine(const QString& folder);
+    void tellNotKept(const QString& folder, const QString& reason);
     void serviceCalled(const Backend::OperationEvent& event);
     void restore();
     void restoreFrom(const QString& journal);
@@ -52,6 +60,7 @@ private:
     void tellLost(const QString& folder, const QString& reason);
 
     SiteAccess& m_site;
+    PanelReport& m_reports;
     QFile m_journal;            ///< open while there are copies
     QHash<QString, int> m_kept; ///< numbers of the copies by their job folders
     int m_current = -1;         ///< number of the folder that was stored last; -1: none that has a copy

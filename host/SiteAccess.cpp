@@ -6,15 +6,20 @@
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 #include "backend/io/FileCopy.h"
+#include "backend/io/PrivateFile.h"
 #include "backend/io/ProcessFolder.h"
 #include "backend/io/TempFile.h"
 #include "backend/pack/FolderDigest.h"
+#include "backend/pack/FolderListing.h"
+#include "backend/records/FailedImport.h"
 #include "backend/records/JobListing.h"
 #include "backend/records/KnownContent.h"
 #include "backend/records/RobotRequests.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 
+#include <QCryptographicHash>
+#include <QDataStream>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -221,6 +226,24 @@ auto askRows(const Work& work, QString& failure)
         return std::nullopt;
     }
     return std::move(answer.value());
+}
+
+/// What tells one state of a file from another.
+void describe(const Backend::FileInfo& info, QDataStream& out)
+{
+    out << info.device << info.inode << info.length << info.modifiedNs << info.changedNs;
+}
+
+SourceLook lookOf(const Backend::FileInfo& info)
+{
+    SourceLook look;
+    look.isThere = true;
+    look.length = info.length;
+    look.isSettled = info.isSettled();
+    QDataStream(&look.identity, QIODevice::WriteOnly) << info.device << info.inode;
+    QDataStream state(&look.state, QIODevice::WriteOnly);
+    describe(info, state);
+    return look;
 }
 
 } // namespace
@@ -529,6 +552,71 @@ void SiteAccess::removeStagedCopies(const QStringList& storedNames)
         if (!name.contains(QLatin1Char('/')) && copy.isFile() && !copy.isSymLink())
             QFile::remove(copy.filePath());
     }
+}
+
+SourceLook SiteAccess::lookAtFile(const QString& path, bool askForWriters)
+{
+    const std::string name = QFile::encodeName(path).toStdString();
+    const auto info = Backend::fileInfo(name, Backend::LastLink::ItsTarget);
+    if (!info.ok() || info->kind != Backend::FileKind::Regular)
+        return {};
+    SourceLook look = lookOf(info.value());
+    if (!askForWriters)
+        return look;
+    const auto file = Backend::File::openForReading(name);
+    look.isOpenForWriting = file.ok() && file->isOpenForWriting().value_or(false);
+    return look;
+}
+
+SourceLook SiteAccess::lookAtFolder(const QString& path)
+{
+    const auto listing = Backend::listFolder(QFile::encodeName(path).toStdString());
+    if (!listing.ok())
+        return {};
+    SourceLook look;
+    look.isThere = true;
+    QDataStream(&look.identity, QIODevice::WriteOnly) << listing->rootInfo.device << listing->rootInfo.inode;
+    QDataStream state(&look.state, QIODevice::WriteOnly);
+    for (const Backend::FolderEntry& entry : listing->entries) {
+        if (entry.name == "readme.json" || entry.info.kind == Backend::FileKind::Directory)
+            continue;
+        state << QByteArray::fromStdString(entry.name);
+        describe(entry.info, state);
+    }
+    look.state = look.identity + QCryptographicHash::hash(look.state, QCryptographicHash::Sha256);
+    return look;
+}
+
+std::optional<bool> SiteAccess::isContentOf(const QString& flowKey, const QString& path)
+{
+    const auto job = importedJob(flowKey);
+    if (!job || job->storedSha256.isEmpty())
+        return std::nullopt;
+    auto file = Backend::File::openForReading(QFile::encodeName(path).toStdString());
+    const auto digest = file.ok() ? Backend::digestFile(file.value())
+                                  : Backend::Result<Backend::ContentDigest>(file.status());
+    if (!digest.ok())
+        return std::nullopt;
+    return digest.value() == Backend::ContentDigest{job->storedLength, job->storedSha256};
+}
+
+QString SiteAccess::stagedCopy(const QString& storedName) const
+{
+    const auto settings = Site::current().settings();
+    return settings.ok() ? settings->uploadCache + storedName : QString();
+}
+
+QString SiteAccess::failImport(const QString& flowKey, const QString& reason)
+{
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return settings.message();
+    const auto database = Site::current().database();
+    if (!database.ok())
+        return database.message();
+    const auto marked = Backend::markImportFailed(*database.value(),
+                                                  {flowKey, reason, settings->userId, Backend::loginName()});
+    return marked.ok() ? QString() : marked.message();
 }
 
 bool SiteAccess::isAsImported(const ImportedJob& job, const QString& path)

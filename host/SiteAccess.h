@@ -92,6 +92,17 @@ struct JobWithContent
     QString company; ///< the name that it has now
 };
 
+/// What one look at the source of an import tells, without reading its content.
+struct SourceLook
+{
+    bool isThere = false;
+    qint64 length = -1;            ///< of a file, in bytes
+    QByteArray identity;           ///< which file or folder of the disk it is
+    QByteArray state;              ///< another one after each change that a look can see
+    bool isSettled = true;         ///< false: so fresh that the next change may not show in another state
+    bool isOpenForWriting = false; ///< somebody writes it; false as well where that cannot be asked
+};
+
 /// What became of a client's first start.
 struct FirstStart
 {
@@ -165,6 +176,19 @@ public:
     jobsBefore(const QHash<QString, QString>& companies, QString& failure);
     /// Removes these files from the upload cache, where they are regular files in it.
     void removeStagedCopies(const QStringList& storedNames);
+    /// Looks at a file; whether somebody writes it costs an opening more.
+    [[nodiscard]] static SourceLook lookAtFile(const QString& path, bool askForWriters);
+    /// The same of a folder with all that is packed of it, but the job manifest, which an import uses up. One
+    /// that cannot be packed is not there.
+    [[nodiscard]] static SourceLook lookAtFolder(const QString& path);
+    /// Whether a file has the very content that the row of a job's stored file knows; nothing where either
+    /// cannot be read, or the row knows none.
+    [[nodiscard]] std::optional<bool> isContentOf(const QString& flowKey, const QString& path);
+    /// Where the panel has staged what was stored under this name.
+    [[nodiscard]] QString stagedCopy(const QString& storedName) const;
+    /// Takes a job off the waiting list, since its import has failed. @return why it stays; empty where it
+    /// does not
+    [[nodiscard]] QString failImport(const QString& flowKey, const QString& reason);
 
 Q_SIGNALS:
     void serviceCalled(const KOZAV::Backend::OperationEvent& event);

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -117,6 +118,22 @@ Result<File> File::openForReadingIn(const Folder& folder, const std::string& rel
 Result<FileInfo> File::info() const
 {
     return fileInfoAt(m_descriptor, {}, m_path);
+}
+
+std::optional<bool> File::isOpenForWriting() const
+{
+#ifdef F_SETLEASE
+    // A lease for reading is not given while there is a writer. One who comes while we have it waits until it
+    // is given back, at once, and the signal that tells of him is one that ends no program.
+    if (::fcntl(m_descriptor, F_SETSIG, SIGURG) != 0)
+        return std::nullopt;
+    if (::fcntl(m_descriptor, F_SETLEASE, F_RDLCK) != 0)
+        return errno == EAGAIN ? std::optional(true) : std::nullopt;
+    ::fcntl(m_descriptor, F_SETLEASE, F_UNLCK);
+    return false;
+#else
+    return std::nullopt;
+#endif
 }
 
 Result<qint64> File::read(char* buffer, qint64 size)

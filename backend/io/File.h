@@ -5,6 +5,7 @@
 
 #include <QtGlobal>
 
+#include <optional>
 #include <string>
 
 namespace KOZAV::Backend {
@@ -42,6 +43,10 @@ public:
     [[nodiscard]] int release();
 
     [[nodiscard]] Result<FileInfo> info() const;
+
+    /// Whether anybody has the file open for writing now; nothing where that cannot be asked: of files of
+    /// other users, and on file systems that do not tell. The file must be open for reading alone.
+    [[nodiscard]] std::optional<bool> isOpenForWriting() const;
 
     /// Reads on until size bytes are there or the file ends; returns how many there are.
     Result<qint64> read(char* buffer, qint64 size);

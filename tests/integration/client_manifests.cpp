@@ -6,6 +6,7 @@
 #include "host/BatchRun.h"
 #include "host/MainWindow.h"
 #include "host/ManifestKeeper.h"
+#include "host/PanelReport.h"
 #include "host/ServiceLog.h"
 #include "host/SiteAccess.h"
 #include "tests/support/FreshSite.h"
@@ -98,6 +99,17 @@ public:
     }
 
     [[nodiscard]] SiteAccess& access() { return *m_access; }
+    /// The codes of the warnings of a job of the last batch.
+    [[nodiscard]] QStringList codes(const char* name) const
+    {
+        QStringList codes;
+        for (const BatchReportRow& row : m_window->panelReport().current()->rows()) {
+            for (const Remark& warning : row.warnings)
+                if (row.entry == QLatin1String(name))
+                    codes << warning.code;
+        }
+        return codes;
+    }
     [[nodiscard]] const QStringList& remarks() const { return m_window->manifestKeeper().remarks(); }
 
     [[nodiscard]] static QString shared()
@@ -145,6 +157,9 @@ private Q_SLOTS:
     void aSecondRunUsesWhatCameBack();
     void noFileIsReplaced();
     void whatIsNoRegularFileIsNotRead();
+    void manifestsThatAreNotUsedAsTheyAre_data();
+    void manifestsThatAreNotUsedAsTheyAre();
+    void noneIsKeptWithoutAWorkFolder();
     void aPressThatIsNoClickChangesNothing();
     void comeBackAtTheNextStart();
     void ofLivingProgramsAreLeftAlone();
@@ -225,12 +240,78 @@ void ClientManifests::whatIsNoRegularFileIsNotRead()
     QVERIFY(QFile::link(secret, linked + QStringLiteral("/readme.json")));
     QCOMPARE(::mkfifo(QFile::encodeName(piped + QStringLiteral("/readme.json")).constData(), 0600), 0);
     const QString output = client.importBatch();
-    QVERIFY2(output.contains(linked + QStringLiteral(" could not be kept: a symbolic link is on the way")),
-             qPrintable(output));
-    QVERIFY2(output.contains(piped + QStringLiteral(" could not be kept: it is not a regular file")),
-             qPrintable(output));
+    QCOMPARE(client.codes("link"), QStringList{QStringLiteral("manifest-not-regular")});
+    QCOMPARE(client.codes("pipe"), QStringList{QStringLiteral("manifest-not-regular")});
+    QVERIFY2(output.contains(QStringLiteral("not kept: a symbolic link is on the way")), qPrintable(output));
+    QVERIFY2(output.contains(QStringLiteral("not kept: it is not a regular file")), qPrintable(output));
     QVERIFY(!QFileInfo(linked + QStringLiteral("/readme.json")).isFile());
     QVERIFY(QFileInfo::exists(secret));
+}
+
+void ClientManifests::manifestsThatAreNotUsedAsTheyAre_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("codes");
+    QTest::addColumn<bool>("isImported");
+    QTest::addColumn<QString>("resource");
+    const QString broken = QStringLiteral("manifest-broken");
+    const QString unstorable = QStringLiteral("manifest-not-storable");
+    const QString tooLarge = QStringLiteral("manifest-too-large");
+    const QByteArray blanks(1024 * 1024, ' ');
+    QTest::newRow("good") << manifest << QString() << true << QStringLiteral("r");
+    QTest::newRow("further keys") << QByteArray(R"({"resource": "r", "x": 1})") << QString() << true
+                                  << QStringLiteral("r");
+    QTest::newRow("as long as usual")
+        << manifest + blanks.chopped(manifest.size()) << QString() << true << QStringLiteral("r");
+    QTest::newRow("longer") << manifest + blanks << tooLarge << true << QStringLiteral("r");
+    QTest::newRow("beyond all measure")
+        << manifest + blanks.repeated(16) << tooLarge + QStringLiteral(" manifest-not-kept") << true
+        << QStringLiteral("r");
+    QTest::newRow("cut") << manifest.chopped(5) << broken << true << QString();
+    QTest::newRow("empty") << QByteArray() << broken << true << QString();
+    QTest::newRow("an array") << QByteArray(R"(["resource"])") << broken << true << QString();
+    QTest::newRow("a number") << QByteArray(R"({"resource": 5, "customer2": "c"})") << broken << true
+                              << QString();
+    QTest::newRow("two wrong kinds") << QByteArray(R"({"resource": null, "customer2": []})")
+                                     << broken + QLatin1Char(' ') + broken << true << QString();
+    QTest::newRow("NUL") << QByteArray(R"({"resource": "a\u0000b"})") << unstorable << false << QString();
+    QTest::newRow("byte order mark") << QByteArray(R"({"resource": "\ufeffr"})") << unstorable << false
+                                     << QString();
+    QTest::newRow("half a pair") << QByteArray(R"({"resource": "a\ud83d"})") << unstorable << true
+                                 << QStringLiteral("a?");
+}
+
+void ClientManifests::manifestsThatAreNotUsedAsTheyAre()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, codes);
+    QFETCH(bool, isImported);
+    QFETCH(QString, resource);
+    Client client;
+    const QString folder = client.addJob("甲", "one");
+    writeFile(folder + QStringLiteral("/readme.json"), content);
+    const QString output = client.importBatch();
+    QCOMPARE(client.codes("one").join(QLatin1Char(' ')), codes);
+    QVERIFY2(output.contains(isImported ? QStringLiteral("Imported: 1") : QStringLiteral("Not imported: 1")),
+             qPrintable(output));
+    if (isImported)
+        QCOMPARE(client.site.jobs().front().resource, resource);
+    else
+        QCOMPARE(readmeOf(folder), content);
+}
+
+void ClientManifests::noneIsKeptWithoutAWorkFolder()
+{
+    Client client;
+    client.addJob("甲", "one");
+    client.addJob("甲", "two");
+    // Where the work folder would be made there is a file.
+    QVERIFY(QDir(Client::shared()).removeRecursively());
+    writeFile(Client::shared(), "in the way");
+    const QString output = client.importBatch();
+    QVERIFY2(output.contains(QStringLiteral("Imported: 2")), qPrintable(output));
+    for (const char* name : {"one", "two"})
+        QCOMPARE(client.codes(name), QStringList{QStringLiteral("manifest-not-kept")});
 }
 
 void ClientManifests::aPressThatIsNoClickChangesNothing()

@@ -6,6 +6,7 @@ if(ZAV_BUILD_PANELS)
   zav_add_tests(host_tests LABELS host TESTS host_announcement host_batch_report host_hostile_archives host_layer_stack
                                              host_matrix host_panel_run host_panel_tidying host_plain_text host_publishing
                                              host_robot_probe host_service_log host_unpacker)
+  zav_add_tests(host_tests LABELS host TESTS host_archive_check)
   zav_add_tests(host_tests SITES LABELS host TESTS host_site_status)
 
   # Once more without openat2(), refused as an old kernel and as a strict sandbox refuse it.
