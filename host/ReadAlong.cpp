@@ -50,6 +50,16 @@ void ReadAlong::finish()
         m_changed.wait(&m_mutex);
 }
 
+/// The staged copy is what was stored, and lies on this machine. It goes when the import has ended, which may be
+/// just now.
+ArchiveFlaw ReadAlong::check(const Archive& archive) const
+{
+    const ArchiveFlaw flaw = checkArchive(archive.stagedCopy, m_cancelled);
+    if (flaw.kind == ArchiveFlaw::Kind::None || QFileInfo::exists(archive.stagedCopy))
+        return flaw;
+    return checkArchive(archive.source, m_cancelled);
+}
+
 void ReadAlong::run()
 {
     QMutexLocker lock(&m_mutex);
@@ -62,8 +72,7 @@ void ReadAlong::run()
         m_waiting.pop_front();
         m_reading = true;
         lock.unlock();
-        const bool isStaged = QFileInfo::exists(archive.stagedCopy);
-        const ArchiveFlaw flaw = checkArchive(isStaged ? archive.stagedCopy : archive.source, m_cancelled);
+        const ArchiveFlaw flaw = check(archive);
         lock.relock();
         m_read.push_back({archive, flaw});
         m_reading = false;

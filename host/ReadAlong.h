@@ -51,6 +51,8 @@ protected:
     void run() override;
 
 private:
+    [[nodiscard]] ArchiveFlaw check(const Archive& archive) const;
+
     QMutex m_mutex;
     QWaitCondition m_changed;
     std::deque<Archive> m_waiting;

@@ -176,11 +176,14 @@ private:
     std::optional<MainWindow> m_window;
 };
 
+/// The codes of what is told of a source, without what is told of the robot.
 QStringList codesOf(const BatchReportRow& row)
 {
     QStringList codes;
-    for (const Remark& warning : row.warnings)
-        codes << warning.code;
+    for (const Remark& warning : row.warnings) {
+        if (!warning.code.startsWith(QLatin1String("robot-")))
+            codes << warning.code;
+    }
     return codes;
 }
 
