@@ -50,8 +50,8 @@ void ReadAlong::finish()
         m_changed.wait(&m_mutex);
 }
 
-/// The staged copy is what was stored, and lies on this machine. It goes when the import has ended, which may be
-/// just now.
+/// The staged copy is what was stored, and lies on this machine. It goes when the import has ended, which may
+/// be just now.
 ArchiveFlaw ReadAlong::check(const Archive& archive) const
 {
     const ArchiveFlaw flaw = checkArchive(archive.stagedCopy, m_cancelled);

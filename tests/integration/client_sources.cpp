@@ -24,6 +24,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QPushButton>
 #include <QTest>
 
@@ -127,7 +130,8 @@ public:
     {
         makeWindow();
         QTextStream out(&output);
-        return BatchRun(*m_window, *m_access, {site.path(QStringLiteral("batch")), QString()}, out, out).run();
+        return BatchRun(*m_window, *m_access, {site.path(QStringLiteral("batch")), QString()}, out, out)
+            .run();
     }
 
     /// Imports one archive by hand.
@@ -484,6 +488,24 @@ void ClientSources::theProgramTellsAndEndsWithOne()
                  QStringLiteral("the archive is cut short: the directory at its end is missing")),
              client.everything().constData());
     QCOMPARE(waitingJobs(), QStringList{QStringLiteral("AB000001")});
+
+    const ClientRun json =
+        runClient({QStringLiteral("--config"), site.configuration(), QStringLiteral("--batch"),
+                   site.path(QStringLiteral("batch")), QStringLiteral("--json")});
+    QCOMPARE(json.exitCode, 1);
+    const QJsonArray rows =
+        QJsonDocument::fromJson(json.output.toUtf8()).object().value(QStringLiteral("rows")).toArray();
+    QCOMPARE(rows.size(), 2);
+    const QStringList results = {QStringLiteral("imported"), QStringLiteral("not-imported")};
+    const QStringList codes = {QStringLiteral("archive-cut-short"), QStringLiteral("still-written")};
+    for (int i = 0; i < rows.size(); ++i) {
+        const QJsonObject row = rows[i].toObject();
+        QCOMPARE(row.value(QStringLiteral("result")).toString(), results[i]);
+        QStringList found;
+        for (const QJsonValue& warning : row.value(QStringLiteral("warnings")).toArray())
+            found << warning.toObject().value(QStringLiteral("code")).toString();
+        QVERIFY2(found.contains(codes[i]), qPrintable(found.join(QLatin1Char(' '))));
+    }
 }
 
 ZAV_REGISTER_TEST(client_sources, ClientSources, QApplication)
