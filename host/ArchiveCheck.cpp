@@ -33,16 +33,16 @@ namespace KOZAV::Host {
 
 namespace {
 
-using Kind = ArchiveFlaw::Kind;
+using FlawKind = ArchiveFlaw::Kind;
 
 ArchiveFlaw cutShort(const char* text)
 {
-    return {Kind::CutShort, QLatin1String(text)};
+    return {FlawKind::CutShort, QLatin1String(text)};
 }
 
 ArchiveFlaw damaged(const QString& text)
 {
-    return {Kind::Damaged, text};
+    return {FlawKind::Damaged, text};
 }
 
 /// Reads exactly so many bytes; a null array where the file has them not.
@@ -186,7 +186,7 @@ ArchiveFlaw checkZip(QFile& file, const std::atomic<bool>& cancelled)
 
 // ---- gzip
 
-constexpr int blockSize = 256 * 1024;
+constexpr int gzipBlock = 256 * 1024;
 
 /// Reads a gzip stream without keeping what comes out.
 class GzipReading final
@@ -213,7 +213,7 @@ public:
             if (code == Z_STREAM_END && inflateReset(&m_stream) != Z_OK)
                 return damaged(QStringLiteral("there is no memory to read it"));
             m_stream.next_out = m_out.get();
-            m_stream.avail_out = blockSize;
+            m_stream.avail_out = gzipBlock;
             code = inflate(&m_stream, Z_NO_FLUSH);
             if (code != Z_OK && code != Z_STREAM_END && code != Z_BUF_ERROR)
                 return damaged(QStringLiteral("its gzip stream is damaged: %1")
@@ -225,7 +225,7 @@ public:
 private:
     bool readMore()
     {
-        const qint64 got = m_file.read(reinterpret_cast<char*>(m_in.get()), blockSize);
+        const qint64 got = m_file.read(reinterpret_cast<char*>(m_in.get()), gzipBlock);
         m_stream.next_in = m_in.get();
         m_stream.avail_in = static_cast<uInt>(std::max<qint64>(got, 0));
         return got > 0;
@@ -246,23 +246,25 @@ private:
     QFile& m_file;
     z_stream m_stream = {};
     bool m_ready = false;
-    std::unique_ptr<Bytef[]> m_in{new Bytef[blockSize]};
-    std::unique_ptr<Bytef[]> m_out{new Bytef[blockSize]};
+    std::unique_ptr<Bytef[]> m_in{new Bytef[gzipBlock]};
+    std::unique_ptr<Bytef[]> m_out{new Bytef[gzipBlock]};
 };
 
 // ---- rar
 
-struct ReaderDeleter
+constexpr std::size_t rarBlock = 64 * 1024;
+
+struct RarReaderDeleter
 {
     void operator()(archive* reader) const { archive_read_free(reader); }
 };
 
 ArchiveFlaw checkRar(const QString& path, const std::atomic<bool>& cancelled)
 {
-    const std::unique_ptr<archive, ReaderDeleter> reader(archive_read_new());
+    const std::unique_ptr<archive, RarReaderDeleter> reader(archive_read_new());
     archive_read_support_format_rar(reader.get());
     archive_read_support_format_rar5(reader.get());
-    int code = archive_read_open_filename(reader.get(), QFile::encodeName(path).constData(), blockSize);
+    int code = archive_read_open_filename(reader.get(), QFile::encodeName(path).constData(), rarBlock);
     while (code == ARCHIVE_OK || code == ARCHIVE_WARN) {
         archive_entry* entry = nullptr;
         if (cancelled)
@@ -272,7 +274,7 @@ ArchiveFlaw checkRar(const QString& path, const std::atomic<bool>& cancelled)
     if (code == ARCHIVE_EOF)
         return {};
     const char* text = archive_error_string(reader.get());
-    return {Kind::CutShort,
+    return {FlawKind::CutShort,
             QStringLiteral("its headers break off: %1").arg(QString::fromLocal8Bit(text ? text : ""))};
 }
 
@@ -295,7 +297,7 @@ ArchiveFlaw checkArchive(const QString& path, const std::atomic<bool>& cancelled
     }
     if (start.startsWith("PK") || findEnd(file) >= 0)
         return checkZip(file, cancelled);
-    return {Kind::Unknown, QStringLiteral("its content is neither a zip, rar nor gzip archive")};
+    return {FlawKind::Unknown, QStringLiteral("its content is neither a zip, rar nor gzip archive")};
 }
 
 } // namespace KOZAV::Host

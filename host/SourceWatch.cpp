@@ -30,7 +30,7 @@ using Backend::ServiceOperation;
 
 namespace {
 
-bool isStoring(const OperationEvent& event)
+bool storesSource(const OperationEvent& event)
 {
     return event.operation == ServiceOperation::MongodbPut ||
            event.operation == ServiceOperation::FoldersCompressSave2MongoDb;
@@ -45,7 +45,7 @@ bool mayBeLast(const OperationEvent& event)
            event.operation == ServiceOperation::InputJobCompressByFolder;
 }
 
-bool isSavedJob(const QString& storedName)
+bool isSavedJobFile(const QString& storedName)
 {
     return storedName.endsWith(QLatin1String(".kos"));
 }
@@ -55,7 +55,7 @@ std::optional<Remark> remarkOf(const ReadAlong::Read& read)
 {
     using Kind = ArchiveFlaw::Kind;
     const ArchiveFlaw& flaw = read.flaw;
-    if (flaw.kind == Kind::None || (flaw.kind == Kind::Unknown && isSavedJob(read.archive.storedName)))
+    if (flaw.kind == Kind::None || (flaw.kind == Kind::Unknown && isSavedJobFile(read.archive.storedName)))
         return std::nullopt;
     if (flaw.kind == Kind::CutShort)
         return Remark{QStringLiteral("archive-cut-short"),
@@ -112,7 +112,7 @@ void SourceWatch::serviceCalled(const OperationEvent& event)
 {
     if (!m_run.isRunning())
         return;
-    if (isStoring(event))
+    if (storesSource(event))
         open(event);
     if (!mayBeLast(event))
         return;
@@ -264,7 +264,7 @@ void SourceWatch::refute(const Source& source, const BatchReportRow& row, const 
     if (!failure.isEmpty())
         text +=
             QStringLiteral("; %1 stays on the waiting list all the same: %2").arg(row.generatedName, failure);
-    else if (isSavedJob(row.storedName))
+    else if (isSavedJobFile(row.storedName))
         text += QStringLiteral("; the robot was asked for it already");
     m_hasTakenOff = m_hasTakenOff || failure.isEmpty();
     m_reports.current()->refute(row.sourcePath, {code, text},
