@@ -207,11 +207,11 @@ void ClientKnownBatch::manifestsOfRefusedJobsComeBackToTheirFolders()
 
 void ClientKnownBatch::contentThatComesAgainIsTold()
 {
-    write("甲/a.tgz", "one");
+    write("甲/a.tgz", emptyZip("one"));
     write("甲/job/file", "two");
     QVERIFY(!import().output.contains(QStringLiteral("Warnings")));
-    write("乙/b.tgz", "three");
-    write("乙/c.tgz", "three");
+    write("乙/b.tgz", emptyZip("three"));
+    write("乙/c.tgz", emptyZip("three"));
     const ClientRun run = import();
     QCOMPARE(run.exitCode, 0);
     QVERIFY2(run.output.contains(QStringLiteral("Warnings: 3")), run.everything().constData());
@@ -225,7 +225,7 @@ void ClientKnownBatch::contentThatComesAgainIsTold()
 
 void ClientKnownBatch::theReportIsOneDocument()
 {
-    write("甲/a.tgz", "one");
+    write("甲/a.tgz", emptyZip("one"));
     write("甲/notes.txt", "none");
     (void)import();
     const ClientRun run = import({QStringLiteral("--json")});
@@ -250,7 +250,7 @@ void ClientKnownBatch::theReportIsOneDocument()
     QCOMPARE(text(imported, "source"), path("甲/a.tgz"));
     QCOMPARE(text(imported, "stored_name"), m_site->jobs().back().storedName);
     QCOMPARE(text(imported, "flow_guid"), m_site->jobs().back().flowGuid);
-    QCOMPARE(imported.value(QLatin1String("bytes")).toInt(), 3);
+    QCOMPARE(imported.value(QLatin1String("bytes")).toInt(), emptyZip("one").size());
     QVERIFY(imported.value(QLatin1String("reason")).isNull());
     const QJsonObject warning = imported.value(QLatin1String("warnings")).toArray().first().toObject();
     QCOMPARE(text(warning, "code"), QStringLiteral("known-content"));

@@ -311,7 +311,7 @@ void ClientManifests::noneIsKeptWithoutAWorkFolder()
     const QString output = client.importBatch();
     QVERIFY2(output.contains(QStringLiteral("Imported: 2")), qPrintable(output));
     for (const char* name : {"one", "two"})
-        QCOMPARE(client.codes(name), QStringList{QStringLiteral("manifest-not-kept")});
+        QVERIFY(client.codes(name).contains(QStringLiteral("manifest-not-kept")));
 }
 
 void ClientManifests::aPressThatIsNoClickChangesNothing()

@@ -16,6 +16,7 @@
 #include "tests/support/DialogDriver.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/PanelView.h"
+#include "tests/support/TestFiles.h"
 #include "tests/support/TestProgram.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
@@ -59,16 +60,9 @@ void write(const QString& path, const QByteArray& content,
         qFatal("%s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
 }
 
-/// The smallest whole archive, with something of its own in it: a zip archive without entries and its
-/// comment.
-QByteArray archive(char filling, int size = 1000)
+QByteArray archive(char filling)
 {
-    const QByteArray comment(size, filling);
-    QByteArray end("PK\5\6");
-    end += QByteArray(16, '\0');
-    end += char(comment.size() & 0xff);
-    end += char(comment.size() >> 8);
-    return end + comment;
+    return emptyZip(QByteArray(1000, filling));
 }
 
 void replaceFile(const QString& path, const QByteArray& content)

@@ -70,6 +70,15 @@ QByteArray randomBytes(int size, quint32 seed)
     return bytes;
 }
 
+QByteArray emptyZip(const QByteArray& comment)
+{
+    QByteArray end("PK\5\6");
+    end += QByteArray(16, '\0');
+    end += char(comment.size() & 0xff);
+    end += char(comment.size() >> 8);
+    return end + comment;
+}
+
 QByteArray featureLines(int size, quint32 seed)
 {
     QRandomGenerator generator(seed);

@@ -28,6 +28,9 @@ QStringList namesOf(const QString& folder);
 /// Bytes without order, the same for the same seed.
 QByteArray randomBytes(int size, quint32 seed);
 
+/// A whole zip archive that holds nothing but a comment, of less than 64 KiB.
+QByteArray emptyZip(const QByteArray& comment);
+
 /// Lines as board layers have them: they compress to about a quarter.
 QByteArray featureLines(int size, quint32 seed);
 
