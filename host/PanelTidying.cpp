@@ -57,8 +57,12 @@ void PanelTidying::noteCall(const OperationEvent& event)
 {
     if (!m_run.isRunning())
         return;
-    if (event.operation == ServiceOperation::MongodbPut)
+    const bool isArchive = event.operation == ServiceOperation::MongodbPut;
+    if (isArchive)
         m_staged << event.storedName;
+    // With each entry it may be another company's turn, which can be imported.
+    if (isArchive || event.operation == ServiceOperation::FoldersCompressSave2MongoDb)
+        m_gaveUp = false;
     if (event.gaveUp)
         giveUp();
 }
@@ -66,15 +70,14 @@ void PanelTidying::noteCall(const OperationEvent& event)
 /// Boxes are looked for only from here on: a filter of the application sees every event.
 void PanelTidying::giveUp()
 {
-    if (m_gaveUp || !m_run.isRunning())
-        return;
-    m_gaveUp = true;
-    QCoreApplication::instance()->installEventFilter(this);
+    m_gaveUp = m_run.isRunning();
+    if (m_gaveUp)
+        QCoreApplication::instance()->installEventFilter(this);
 }
 
 bool PanelTidying::eventFilter(QObject* watched, QEvent* event)
 {
-    if (event->type() == QEvent::Show) {
+    if (m_gaveUp && event->type() == QEvent::Show) {
         auto* box = qobject_cast<QMessageBox*>(watched);
         // The box runs an event loop of its own, in which it is answered.
         if (box && box->parent() == &m_panel && box->windowTitle() == refusalTitle())

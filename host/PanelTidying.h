@@ -11,9 +11,9 @@ class PanelRun;
 class SiteAccess;
 
 /// Tidies up after the file import panel, which leaves the staged copy of each archive where it made it, and
-/// has one message box for whatever goes wrong: when an import has ended, the copies that it made go. Of a
-/// batch that has given up waiting for a server the boxes are answered, which would otherwise come once for
-/// each of its remaining entries; what became of those the report tells.
+/// has one message box for whatever goes wrong: when an import has ended, the copies that it made go. The
+/// boxes are answered of entries that the services have not tried, since the batch has given up waiting for a
+/// server or a company: one would come for each of them, and what became of those the report tells.
 class PanelTidying final : public QObject
 {
     Q_OBJECT
@@ -32,8 +32,8 @@ private:
     SiteAccess& m_site;
     const PanelRun& m_run;
     const QWidget& m_panel;
-    QStringList m_staged; ///< names of the copies, as the run's calls stored them
-    bool m_gaveUp = false;
+    QStringList m_staged;  ///< names of the copies, as the run's calls stored them
+    bool m_gaveUp = false; ///< whether the entry that is imported is one of those
 };
 
 } // namespace KOZAV::Host
