@@ -11,8 +11,10 @@
 #include "services/ui/ZAV_StdCommon.h"
 #include "tests/support/AdminSession.h"
 #include "tests/support/ClientProgram.h"
+#include "tests/support/DialogDriver.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/OperatedPanel.h"
+#include "tests/support/PanelView.h"
 #include "tests/support/RobotClient.h"
 #include "tests/support/RobotProgram.h"
 #include "tests/support/ScriptedRobot.h"
@@ -68,6 +70,15 @@ QString waiting()
 ClientRun run(const FreshSite& site, const QStringList& arguments)
 {
     return runClient(QStringList({text("--config"), site.configuration()}) + arguments);
+}
+
+/// The messages of the window.
+QString linesOf(const Host::ServiceLog& log)
+{
+    QStringList all;
+    for (int row = 0; row < log.rowCount(); ++row)
+        all << log.data(log.index(row, Host::ServiceLog::Text), Qt::DisplayRole).toString();
+    return all.join(QLatin1Char('\n'));
 }
 
 /// Code and text of the warning of an entry of the company 甲, as the table of a batch has it.
@@ -132,6 +143,7 @@ private Q_SLOTS:
     void confirmedJobs();
     void confirmedJobComesBackAndIsSent();
 
+    void singleSavedJobInTheWindow();
     void nameIsWarnedOfAtTheStart();
 
 private:
@@ -389,6 +401,35 @@ void ClientRobot::confirmedJobComesBackAndIsSent()
     QCOMPARE(events.at(2).outcome, text("sent"));
 }
 
+void ClientRobot::singleSavedJobInTheWindow()
+{
+    const FreshSite fresh;
+    fresh.addCompany(text("AB"), text("甲"));
+    const RobotAtSite peer(fresh, text("off"));
+    writeFile(fresh.path(text("one.kos")).toStdString(), "one");
+    Host::SiteAccess site(fresh.configuration());
+    QCOMPARE(site.open(), QString());
+    Host::ServiceLog log;
+    Host::MainWindow window(site, log);
+    window.show();
+    const PanelView panel(*window.importPanel());
+    DialogDriver dialogs;
+    panel.company->setCurrentText(text("甲"));
+    dialogs.expectFileDialog({fresh.path(text("one.kos"))});
+    QTest::mouseClick(panel.openFile, Qt::LeftButton);
+    dialogs.expectMessage();
+    QTest::mouseClick(panel.singleImport, Qt::LeftButton);
+    QCOMPARE(dialogs.complaint(), QString());
+
+    const auto events = eventsOf("AB000001");
+    QCOMPARE(int(events.size()), 1);
+    QCOMPARE(events.front().outcome, text("not-sent"));
+    QTRY_VERIFY2(linesOf(log).contains(text("one.kos：its request did not reach the robot: after the import "
+                                            "%1 refused a connection")
+                                           .arg(peer.place)),
+                 qPrintable(linesOf(log)));
+}
+
 void ClientRobot::nameIsWarnedOfAtTheStart()
 {
     const FreshSite fresh;
@@ -398,17 +439,11 @@ void ClientRobot::nameIsWarnedOfAtTheStart()
         QCOMPARE(site.open(), QString());
         Host::ServiceLog log;
         const Host::MainWindow window(site, log);
-        const auto lines = [&log] {
-            QStringList all;
-            for (int row = 0; row < log.rowCount(); ++row)
-                all << log.data(log.index(row, Host::ServiceLog::Text), Qt::DisplayRole).toString();
-            return all.join(QLatin1Char('\n'));
-        };
         // Lines are shown in the order in which they come.
         log.add(QtInfoMsg, text("test"), text("last line"));
-        QTRY_VERIFY(lines().contains(text("last line")));
+        QTRY_VERIFY(linesOf(log).contains(text("last line")));
         const QString warning = text("机器人地址 robot/host = %1 不是数字地址").arg(text(host));
-        QCOMPARE(lines().contains(warning), qstrcmp(host, "127.0.0.1") != 0);
+        QCOMPARE(linesOf(log).contains(warning), qstrcmp(host, "127.0.0.1") != 0);
     }
 }
 
