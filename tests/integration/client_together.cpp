@@ -1,5 +1,11 @@
 // Many clients import for one company at once: each has the company for itself, one after the other.
 
+#include "backend/Site.h"
+#include "backend/database/Database.h"
+#include "backend/records/CompanyClaim.h"
+#include "services/bll/Odbpp_CompanyBll.h"
+#include "services/common/Common.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/TestFiles.h"
@@ -57,8 +63,13 @@ private Q_SLOTS:
     void nobodyIsRefused();
     void numbersHaveNoGapAndNoRepeat();
     void everyBatchHasItsNumber();
+    void aCompanyThatIsNotToBeHadIsLeftOut();
+    void aSingleImportGoesOnWithoutIt();
 
 private:
+    /// Another import that has a company, until the object ends.
+    [[nodiscard]] std::unique_ptr<Backend::CompanyClaim> holdFor(const char* userName, int companyId) const;
+
     std::unique_ptr<FreshSite> m_site;
     QStringList m_failures; ///< what clients wrote that did not import all
     std::vector<Backend::JobRecord> m_jobs;
@@ -115,6 +126,65 @@ void ClientTogether::everyBatchHasItsNumber()
         QCOMPARE(int(names.size()), 1);
     }
     QCOMPARE(m_site->company(QStringLiteral("HX")).batchNumber, clients);
+}
+
+std::unique_ptr<Backend::CompanyClaim> ClientTogether::holdFor(const char* userName, int companyId) const
+{
+    auto claim = Backend::CompanyClaim::make(
+        Backend::Site::current().settings()->database, companyId,
+        Backend::CompanyHolder::thisProcess(QString::fromLatin1(userName)), std::chrono::seconds(100));
+    const auto taken = claim->take(*Backend::Site::current().database().value());
+    return taken.ok() && taken.value() ? std::move(claim) : nullptr;
+}
+
+void ClientTogether::aCompanyThatIsNotToBeHadIsLeftOut()
+{
+    m_site->addCompany(QStringLiteral("OT"), QStringLiteral("Other"));
+    m_site->configure(QStringLiteral("import/company_wait"), QStringLiteral("0"));
+    const QString directory = m_site->path(QStringLiteral("batch-of-other"));
+    QVERIFY(QDir().mkpath(directory + QStringLiteral("/Other")));
+    writeFile((directory + QStringLiteral("/Other/board.tgz")).toStdString(), "board");
+    const QStringList arguments = {QStringLiteral("--config"), m_site->configuration(),
+                                   QStringLiteral("--batch"), directory};
+    const auto claim = holdFor("lisa", m_site->company(QStringLiteral("OT")).companyId);
+    QVERIFY(claim);
+    const auto files = m_site->storedNames().size();
+    const ClientRun refused = runClient(arguments);
+    QVERIFY2(refused.exitCode == 1, refused.everything().constData());
+    QVERIFY2(refused.everything().contains("the company \"Other\" is held by lisa on"),
+             refused.everything().constData());
+    QCOMPARE(m_site->company(QStringLiteral("OT")).jobCount, 0);
+    QCOMPARE(m_site->company(QStringLiteral("OT")).batchNumber, 0);
+    QCOMPARE(m_site->storedNames().size(), files);
+
+    QVERIFY(claim->giveBack(*Backend::Site::current().database().value()).ok());
+    const ClientRun imported = runClient(arguments);
+    QVERIFY2(imported.exitCode == 0, imported.everything().constData());
+    QCOMPARE(m_site->company(QStringLiteral("OT")).batchNumber, 1);
+}
+
+/// It is kept from the other one's numbers by the job count alone.
+void ClientTogether::aSingleImportGoesOnWithoutIt()
+{
+    using namespace DataLib;
+    const int before = m_site->company(QStringLiteral("OT")).jobCount;
+    const auto claim = holdFor("lisa", m_site->company(QStringLiteral("OT")).companyId);
+    QVERIFY(claim);
+    const std::string source = m_site->path(QStringLiteral("single")).toStdString();
+    writeFile(source, "single");
+    const CapturedLog log;
+    const auto config = Common::commonInterface()->getConfig();
+    QCOMPARE(Common::MongodbPut(config.mongoDbName, config.mongoFsName, source, "single.tgz"), 0);
+    std::string name = "Other";
+    std::vector<Model::Odbpp_Company> found;
+    BLL::Odbpp_CompanyBll companies;
+    QVERIFY(companies.select({{"CompanyName", name}}, {}, found));
+    QVERIFY(companies.inputCompanies(name, 1, found.front().jobCount + 1));
+    QCOMPARE(m_site->company(QStringLiteral("OT")).jobCount, before + 1);
+    const QString told = CapturedLog::of(QtWarningMsg).join(QLatin1Char('\n'));
+    QVERIFY2(told.contains(QStringLiteral("goes on without holding the company \"Other\"")),
+             qPrintable(told));
+    QVERIFY(claim->giveBack(*Backend::Site::current().database().value()).ok());
 }
 
 ZAV_REGISTER_TEST(client_together, ClientTogether, QCoreApplication)
