@@ -1,5 +1,6 @@
 #include "admin/Application.h"
 #include "terminal/FileSizeLimit.h"
+#include "terminal/StandardStreams.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -8,6 +9,7 @@
 
 int main(int argc, char* argv[])
 {
+    KOZAV::Terminal::holdStandardStreams();
     KOZAV::Terminal::outliveFileSizeLimit();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_ADMIN_VERSION));

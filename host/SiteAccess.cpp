@@ -516,18 +516,11 @@ SourceContent SiteAccess::contentOf(const QString& path, bool isFolder,
 std::optional<QSet<qint64>> SiteAccess::knownLengths(bool isFolder, const QSet<qint64>& lengths,
                                                      QString& failure)
 {
-    const auto ask = [&](Backend::Database& database) -> Backend::Result<QSet<qint64>> {
-        QSet<qint64> known;
-        for (const qint64 length : lengths) {
-            const auto has = Backend::hasKnownLength(database, kindOf(isFolder), length);
-            if (!has.ok())
-                return has.status();
-            if (has.value())
-                known.insert(length);
-        }
-        return known;
+    const auto ask = [&](Backend::Database& database) {
+        return Backend::findKnownLengths(database, kindOf(isFolder), {lengths.begin(), lengths.end()});
     };
-    return askRows(ask, failure);
+    const auto known = askRows(ask, failure);
+    return known ? std::optional(QSet<qint64>(known->begin(), known->end())) : std::nullopt;
 }
 
 std::optional<std::vector<JobWithContent>>

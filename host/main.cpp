@@ -91,7 +91,8 @@ int refuse(const QString& reason, const CommandLine& line, QTextStream& out)
 
 int main(int argc, char* argv[])
 {
-    KOZAV::Terminal::guardStandardStreams();
+    KOZAV::Terminal::holdStandardStreams();
+    KOZAV::Terminal::outliveReaders();
     KOZAV::Terminal::outliveFileSizeLimit();
     QCoreApplication::setApplicationName(QStringLiteral("zav_client"));
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_VERSION));

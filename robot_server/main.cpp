@@ -2,6 +2,7 @@
 #include "robot_server/RequestLog.h"
 #include "robot_server/RobotServer.h"
 #include "terminal/FileSizeLimit.h"
+#include "terminal/StandardStreams.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -86,6 +87,7 @@ int serve(const CommandLine& line, QFile& out)
 
 int main(int argc, char* argv[])
 {
+    KOZAV::Terminal::holdStandardStreams();
     KOZAV::Terminal::outliveFileSizeLimit();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(ZAV_ROBOT_VERSION));

@@ -8,11 +8,15 @@
 
 namespace KOZAV::Terminal {
 
-void guardStandardStreams()
+void outliveReaders()
 {
 #ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);
 #endif
+}
+
+void holdStandardStreams()
+{
     // A new file takes the lowest number that is free. Open for reading, it takes no output.
     constexpr int lastStandardStream = 2;
     static std::array<QFile, lastStandardStream + 1> places;

@@ -2,12 +2,12 @@
 
 namespace KOZAV::Terminal {
 
-/// Makes every failure to write to the standard streams an error that can be seen. To be called before
-/// anything else of a program opens a file.
-///
-/// A stream that is closed would hand its number on to the next file that is opened, such as a database, into
-/// which the report would then be written; it is kept from that, and writing to it fails. A reader that goes
-/// away is a write that fails, not the end of the program.
-void guardStandardStreams();
+/// Keeps the numbers of standard streams that are closed from the files that the program opens: what is
+/// printed would else be written into one of these, such as a database. Writing to such a stream fails. To be
+/// called before anything else opens a file.
+void holdStandardStreams();
+
+/// From now on a reader of the output who goes away is a write that fails, not the end of the program.
+void outliveReaders();
 
 } // namespace KOZAV::Terminal

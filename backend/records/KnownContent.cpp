@@ -39,19 +39,19 @@ constexpr std::size_t atOnce = 64;
 
 struct Texts
 {
-    const char* lengthSql;
+    const char* lengthsSql;
     const char* jobsSql;
     const char* contentsSql;
 };
 
 constexpr Texts byStoredFile = {
-    "SELECT 1 FROM orig_file WHERE stored_length = ? LIMIT 1",
+    "SELECT DISTINCT stored_length FROM orig_file WHERE stored_length IN (" ALL_AT_ONCE("?", ", ") ")",
     "SELECT " KNOWN_JOB FROM_KNOWN_JOBS " AND o.stored_length = ? AND o.stored_sha256 = ? ORDER BY f.id",
     SELECT_KNOWN_CONTENTS("o.stored_length", "o.stored_sha256"),
 };
 
 constexpr Texts byFolderContent = {
-    "SELECT 1 FROM orig_file WHERE content_length = ? LIMIT 1",
+    "SELECT DISTINCT content_length FROM orig_file WHERE content_length IN (" ALL_AT_ONCE("?", ", ") ")",
     "SELECT " KNOWN_JOB FROM_KNOWN_JOBS " AND o.content_length = ? AND o.content_sha256 = ? ORDER BY f.id",
     SELECT_KNOWN_CONTENTS("o.content_length", "o.content_sha256"),
 };
@@ -94,6 +94,11 @@ ContentDigest readDigest(RowReader& row)
     return {length.value_or(-1), row.text().toLatin1()};
 }
 
+qint64 readLength(RowReader& row)
+{
+    return row.optionalLongNumber().value_or(-1);
+}
+
 KnownContent readKnownContent(RowReader& row)
 {
     const ContentDigest content = readDigest(row);
@@ -133,10 +138,14 @@ Result<std::vector<Record>> listAll(Database& database, const char* sql,
 
 } // namespace
 
-Result<bool> hasKnownLength(Database& database, KnownBy by, qint64 length)
+Result<std::vector<qint64>> findKnownLengths(Database& database, KnownBy by,
+                                             const std::vector<qint64>& lengths)
 {
-    const auto found = database.value(textsFor(by).lengthSql, {length});
-    return found.ok() ? Result(found->isValid()) : found.status();
+    std::vector<QVariantList> values;
+    values.reserve(lengths.size());
+    for (const qint64 length : lengths)
+        values.push_back({length});
+    return listAll(database, textsFor(by).lengthsSql, values, readLength);
 }
 
 Result<std::vector<KnownJob>> findKnownContent(Database& database, KnownBy by, const ContentDigest& content)

@@ -19,9 +19,11 @@ enum class KnownBy {
     FolderContent ///< what a packed folder holds, whose archive depends on times
 };
 
-/// Whether anything of that length is there, as far as rows know: where it is not, nothing needs to be hashed
-/// to be looked for. It may belong to no job that findKnownContent() would tell.
-Result<bool> hasKnownLength(Database& database, KnownBy by, qint64 length);
+/// Of these lengths those of which anything is there, as far as rows know: of another length nothing needs to
+/// be hashed to be looked for. It may belong to no job that findKnownContent() would tell. One query for some
+/// dozens of lengths.
+Result<std::vector<qint64>> findKnownLengths(Database& database, KnownBy by,
+                                             const std::vector<qint64>& lengths);
 
 /// One job with that content.
 struct KnownJob

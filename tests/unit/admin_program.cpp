@@ -38,6 +38,7 @@ private Q_SLOTS:
     void configurationComesFromTheEnvironment();
     void systemsConfigurationIsTheLastPlace();
     void closedOutputIsAFailure();
+    void nothingIsPrintedIntoAFile();
     void outputHoldsTheFileAlone();
     void forceReplacesARegularFile();
     void forceReplacesNothingElse_data();
@@ -243,6 +244,19 @@ void AdminProgramTest::closedOutputIsAFailure()
     const Ended ended = run({QStringLiteral("--help")}, {}, QStringLiteral("/dev/full"));
     QCOMPARE(ended.code, 1);
     QVERIFY(ended.err.contains("cannot be written"));
+}
+
+/// Its number is not given to the database.
+void AdminProgramTest::nothingIsPrintedIntoAFile()
+{
+    const StoredJob job;
+    const QString command = QStringLiteral("exec '%1' --config '%2' jobs >&-");
+    QProcess program;
+    program.start(QStringLiteral("sh"),
+                  {text("-c"), command.arg(QStringLiteral(ZAV_ADMIN_PROGRAM), job.configuration())});
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(run({text("check"), text("--read-data")}, job.configuration()).code, 0);
 }
 
 void AdminProgramTest::outputHoldsTheFileAlone()

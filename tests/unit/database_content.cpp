@@ -11,6 +11,8 @@
 #include <QCoreApplication>
 #include <QTest>
 
+#include <algorithm>
+
 using namespace KOZAV::Backend;
 using namespace KOZAV::Test;
 
@@ -191,11 +193,18 @@ void DatabaseContentTest::contentsOfJobsAreThoseOfTheirFiles()
 
 void DatabaseContentTest::knownLengths()
 {
-    QVERIFY(hasKnownLength(*m_database, KnownBy::StoredFile, 5'000'000'000).value());
-    QVERIFY(hasKnownLength(*m_database, KnownBy::FolderContent, 100).value());
-    QVERIFY(!hasKnownLength(*m_database, KnownBy::StoredFile, 100).value());
-    QVERIFY(!hasKnownLength(*m_database, KnownBy::FolderContent, 30).value());
-    QVERIFY(!hasKnownLength(*m_database, KnownBy::StoredFile, 0).value());
+    const auto known = [this](KnownBy by, std::vector<qint64> lengths) {
+        lengths = findKnownLengths(*m_database, by, lengths).value();
+        std::sort(lengths.begin(), lengths.end());
+        return lengths;
+    };
+    QCOMPARE(known(KnownBy::StoredFile, {100, 5'000'000'000, 0, 30, 30}),
+             (std::vector<qint64>{30, 5'000'000'000}));
+    QCOMPARE(known(KnownBy::FolderContent, {30, 100, 5'000'000'000}), std::vector<qint64>{100});
+    QCOMPARE(known(KnownBy::FolderContent, {}), std::vector<qint64>{});
+    std::vector<qint64> many(100, 1);
+    many.push_back(30);
+    QCOMPARE(known(KnownBy::StoredFile, many), std::vector<qint64>{30});
 }
 
 void DatabaseContentTest::knownContentIsFoundByItsIndex_data()
@@ -216,7 +225,7 @@ void DatabaseContentTest::knownContentIsFoundByItsIndex()
     QFETCH(const QString, column);
     QFETCH(const QString, index);
     const auto known = static_cast<KnownBy>(by);
-    QVERIFY(hasKnownLength(*m_database, known, 1).ok());
+    QVERIFY(findKnownLengths(*m_database, known, {1}).ok());
     QVERIFY(findKnownContent(*m_database, known, digest(1, 'c')).ok());
     QVERIFY(findKnownContents(*m_database, known, {digest(1, 'c')}).ok());
     QVERIFY(contentsOfJobs(*m_database, {QStringLiteral("f1")}).ok());
