@@ -194,6 +194,7 @@ Backend::Result<QHash<QString, JobWithContent>> findJobsBefore(Backend::Database
         different.emplace(keyOf(content), content);
     }
     std::vector<SourceContent> asked;
+    asked.reserve(different.size());
     for (const auto& content : different)
         asked.push_back(content.second);
     const auto jobs = findJobs(database, asked);
