@@ -37,8 +37,8 @@ using Backend::ServiceOperation;
 namespace {
 
 constexpr int connectMs = 1000;
-constexpr int closeMs = 150; ///< a robot that has no place for a peer closes within that
-constexpr int flushMs = 250; ///< the event loop has brought out what lies in a socket by then
+constexpr int closeMs = 150;        ///< a robot that has no place for a peer closes within that
+constexpr int requestFlushMs = 250; ///< the event loop has brought out what lies in a socket by then
 
 /// What one connection attempt found.
 struct Probe
@@ -49,7 +49,7 @@ struct Probe
     bool takesRequests = true; ///< as far as can be seen: a connection stands and stays
 };
 
-QString placeOf(const RobotRequest& request)
+QString robotPlace(const RobotRequest& request)
 {
     return QStringLiteral("%1:%2").arg(request.host).arg(request.port);
 }
@@ -82,7 +82,7 @@ public:
             request.reason = QStringLiteral("robot/host \"%1\" is not a numeric address").arg(request.host);
             return;
         }
-        const QString place = placeOf(request);
+        const QString place = robotPlace(request);
         auto known = m_known.find(place);
         if (known == m_known.end())
             known = m_known.emplace(place, probe(request)).first;
@@ -110,13 +110,13 @@ void doubtSent(RobotRequest& request)
 }
 
 /// Each accepted entry of a run begins with the call that stores it.
-bool isStoring(ServiceOperation operation)
+bool beginsEntry(ServiceOperation operation)
 {
     return operation == ServiceOperation::MongodbPut ||
            operation == ServiceOperation::FoldersCompressSave2MongoDb;
 }
 
-Remark remarkOf(const RobotRequest& request)
+Remark robotRemark(const RobotRequest& request)
 {
     const bool notSent = request.outcome == RobotRequest::Outcome::NotSent;
     const QString text = notSent ? QStringLiteral("its request did not reach the robot: %1")
@@ -186,7 +186,7 @@ void RobotLedger::noteCall(const OperationEvent& event)
 
 void RobotLedger::noteImportCall(const OperationEvent& event)
 {
-    if (isStoring(event.operation))
+    if (beginsEntry(event.operation))
         m_entries.emplace_back();
     if (m_entries.empty())
         return;
@@ -239,7 +239,7 @@ void RobotLedger::warn(const RobotRequest& request)
     const auto row = std::find_if(rows.begin(), rows.end(), [&request](const BatchReportRow& each) {
         return each.generatedName == request.generatedName && !each.sourcePath.isEmpty();
     });
-    Remark remark = remarkOf(request);
+    Remark remark = robotRemark(request);
     if (row != rows.end()) {
         report.warn(row->sourcePath, remark);
         return;
@@ -257,9 +257,9 @@ void RobotLedger::settle(RobotRequest::Outcome outcome)
     m_confirmed.reason =
         (outcome == RobotRequest::Outcome::Sent ? QStringLiteral("written to a connection with %1")
                                                 : QStringLiteral("%1 could not be connected to"))
-            .arg(placeOf(m_confirmed));
+            .arg(robotPlace(m_confirmed));
     m_unwritten.push_back(m_confirmed);
-    m_conclusion.start(outcome == RobotRequest::Outcome::Sent ? flushMs : 0);
+    m_conclusion.start(outcome == RobotRequest::Outcome::Sent ? requestFlushMs : 0);
 }
 
 void RobotLedger::conclude()
