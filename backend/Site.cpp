@@ -152,6 +152,9 @@ Result<Settings> Site::Private::load(const FileInfo& found)
                 .arg(path)));
     if (!current->ok())
         return failed(current->status());
+    Settings& taken = current->value();
+    taken.database.onlyToRead = taken.documentStore.onlyToRead =
+        use == Use::Reading || use == Use::Inspection;
     logged.clear();
     // The file may have been replaced since it was looked at: what counts is what it names now.
     if (use == Use::Services && (changed || foldersOf(current->value()) != welcomed))

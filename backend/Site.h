@@ -27,10 +27,12 @@ public:
         Services, ///< as long as the process runs: missing folders of the caches are made, what is wrong with
                   ///< the configuration is logged, and a server that did not answer is left alone for a while
         OneRun,   ///< one run of a program: nothing is logged; the caller tells what fails
+        Reading,  ///< the same for what reads the rows: it takes no lock from writers, and works where the
+                  ///< database may only be read
         Mending,  ///< the same, also where stored files are missing: for what voids their jobs or brings them
                   ///< back
-        Inspection ///< the same for what looks at a site of whatever state: what can be opened is, and
-                   ///< nothing is compared; see compareIdentity()
+        Inspection ///< the same as Reading for what looks at a site of whatever state: what can be opened is,
+                   ///< and nothing is compared; see compareIdentity()
     };
 
     /// @param configurationPath  see Backend::configurationPath()

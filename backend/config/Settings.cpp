@@ -216,7 +216,7 @@ bool DatabaseSettings::operator==(const DatabaseSettings& other) const
     const auto fields = [](const DatabaseSettings& s) {
         return std::tie(s.driver, s.file, s.host, s.port, s.name, s.user, s.passwordFile,
                         s.connectTimeoutSeconds, s.readTimeoutSeconds, s.writeTimeoutSeconds, s.busyTimeoutMs,
-                        s.tlsCaFile, s.allowPlaintext, s.readOnly);
+                        s.tlsCaFile, s.allowPlaintext, s.readOnly, s.onlyToRead);
     };
     return fields(*this) == fields(other);
 }
@@ -224,7 +224,8 @@ bool DatabaseSettings::operator==(const DatabaseSettings& other) const
 bool DocumentStoreSettings::operator==(const DocumentStoreSettings& other) const
 {
     const auto fields = [](const DocumentStoreSettings& s) {
-        return std::tie(s.kind, s.root, s.uri, s.passwordFile, s.database, s.fileStore, s.allowPlaintext);
+        return std::tie(s.kind, s.root, s.uri, s.passwordFile, s.database, s.fileStore, s.allowPlaintext,
+                        s.onlyToRead);
     };
     return fields(*this) == fields(other);
 }

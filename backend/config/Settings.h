@@ -25,6 +25,8 @@ struct DatabaseSettings
     QString tlsCaFile;
     bool allowPlaintext = false;
     bool readOnly = false; ///< the rows are those of a backup; no key of its own
+    /// Whoever opens the rows means to read them, and asks for no more right than that; no key of its own.
+    bool onlyToRead = false;
 
     bool operator==(const DatabaseSettings& other) const;
 };
@@ -38,6 +40,7 @@ struct DocumentStoreSettings
     QString database;                       ///< mongoDbName
     QString fileStore;                      ///< mongoFsName
     bool allowPlaintext = false;
+    bool onlyToRead = false; ///< as that of the database
 
     bool operator==(const DocumentStoreSettings& other) const;
 };

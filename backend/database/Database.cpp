@@ -291,6 +291,11 @@ Status Database::changeSchema(const std::function<Status()>& work)
     return outcome;
 }
 
+bool Database::isOnlyToRead() const
+{
+    return d->connection.settings().onlyToRead;
+}
+
 bool Database::changesSchemaInTransactions() const
 {
     return d->connection.dialect().schemaLock().takeSql == nullptr;

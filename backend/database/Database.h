@@ -127,6 +127,8 @@ public:
     /// interrupted.
     Status changeSchema(const std::function<Status()>& work);
     [[nodiscard]] bool changesSchemaInTransactions() const;
+    /// Whether it was opened for somebody who means to read (DatabaseSettings::onlyToRead).
+    [[nodiscard]] bool isOnlyToRead() const;
 
     /// A text that differs from one read before if anything in the database may have changed since: by this
     /// object or by anybody else. Empty where the engine cannot tell. Costs a statement, whatever the size.

@@ -57,8 +57,9 @@ Status checkSchemaVersion(Database& database, const std::vector<MigrationStep>& 
 
 Status migrate(Database& database, const std::vector<MigrationStep>& steps)
 {
-    // Without transactions there is nothing to prove and nothing to keep together where no step is missing.
-    if (!database.changesSchemaInTransactions()) {
+    // Without transactions there is nothing to prove and nothing to keep together where no step is missing;
+    // and who only reads is not kept waiting by a writer.
+    if (database.isOnlyToRead() || !database.changesSchemaInTransactions()) {
         const auto version = database.schemaVersion();
         if (!version.ok())
             return version.status();

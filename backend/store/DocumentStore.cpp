@@ -26,7 +26,7 @@ OpenedStore openLocal(const DocumentStoreSettings& settings)
     if (settings.root.isEmpty())
         return Status::configuration(
             QStringLiteral("the document store has no directory: document_store/root is empty"));
-    return LocalDocumentStore::open(QFile::encodeName(settings.root).toStdString());
+    return LocalDocumentStore::open(QFile::encodeName(settings.root).toStdString(), settings.onlyToRead);
 }
 
 OpenedStore openMongoDb(const DocumentStoreSettings& settings)

@@ -18,7 +18,7 @@ zav_add_test_program(
               $<$<BOOL:${ZAV_MARIADBD}>:ZAV_WITH_MARIADB_SERVER>
   DEPENDS zav_admin zav_robot)
 zav_add_tests(admin_tests LABELS admin TESTS admin_command_line admin_init admin_manual admin_migrate
-                                             admin_migrate_run admin_ping admin_program admin_progress admin_site
+                                             admin_migrate_run admin_ping admin_program admin_progress admin_reading admin_site
                                              admin_upgrade admin_verbs
                                              check_kinds check_reading_state)
 zav_add_tests(admin_tests SITES LABELS admin TESTS admin_job_voiding admin_robot admin_status admin_store_verbs admin_trial)

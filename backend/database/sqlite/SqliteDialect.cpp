@@ -6,6 +6,9 @@
 #include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QThread>
+#include <QUrl>
+
+#include <cstring>
 
 namespace KOZAV::Backend {
 
@@ -42,12 +45,15 @@ QString advice()
                           "\"zav_admin restore\", or make a new site with \"zav_admin init\"");
 }
 
-Status checkExistingFile(const QFileInfo& file, const QString& path, MissingDatabase missing)
+Status checkExistingFile(const QFileInfo& file, const DatabaseSettings& settings, MissingDatabase missing)
 {
+    const QString& path = settings.file;
     if (!file.isFile())
         return refused(ErrorCode::Configuration, path, QStringLiteral("it is not a regular file"));
-    if (!file.isReadable() || !file.isWritable())
-        return refused(ErrorCode::NotPermitted, path, QStringLiteral("it may not be read and written"));
+    if (!file.isReadable())
+        return refused(ErrorCode::NotPermitted, path, QStringLiteral("it may not be read"));
+    if (!file.isWritable() && !settings.onlyToRead)
+        return refused(ErrorCode::NotPermitted, path, QStringLiteral("it may not be written"));
     if (file.size() == 0 && missing == MissingDatabase::Refused)
         return refused(ErrorCode::Configuration, path, QStringLiteral("it is empty; ") + advice());
     return {};
@@ -56,15 +62,16 @@ Status checkExistingFile(const QFileInfo& file, const QString& path, MissingData
 /// Checks that a path names a writable regular file, or makes an empty one there if it is to be made: mode
 /// 0600, missing folders 0700. A file that exists is left as it is, also where another program makes it at
 /// the same time.
-Status prepareFile(const QString& path, MissingDatabase missing)
+Status prepareFile(const DatabaseSettings& settings, MissingDatabase missing)
 {
+    const QString& path = settings.file;
     if (path.isEmpty())
         return refused(ErrorCode::Configuration, path, QStringLiteral("the name is empty"));
     if (path.contains(QChar(QChar::Null)))
         return refused(ErrorCode::Configuration, path, QStringLiteral("the name holds a NUL character"));
     const QFileInfo file(QFileInfo(path).absoluteFilePath());
     if (file.exists())
-        return checkExistingFile(file, path, missing);
+        return checkExistingFile(file, settings, missing);
     if (file.isSymLink())
         return refused(ErrorCode::Configuration, path,
                        QStringLiteral("it is a link to a file that does not exist"));
@@ -74,7 +81,33 @@ Status prepareFile(const QString& path, MissingDatabase missing)
     return made.ok() ? made : refused(made.code(), path, made.message());
 }
 
+constexpr const char* readOnlyOption = ";QSQLITE_OPEN_READONLY";
+constexpr const char* immutableName = "?immutable=1";
+
+/// SQLite's write-ahead log needs its folder too.
+bool mayWrite(const QFileInfo& file)
+{
+    return file.isWritable() && QFileInfo(file.absolutePath()).isWritable();
+}
+
+/// Whether nobody has the database open and nothing of it lies in its log. Only then the file alone is all of
+/// it; a reader who may not make the log's index has to take it so.
+bool isWholeByItself(const QString& path)
+{
+    return !QFileInfo::exists(path + QStringLiteral("-shm")) &&
+           QFileInfo(path + QStringLiteral("-wal")).size() == 0;
+}
+
 } // namespace
+
+QString SqliteDialect::fileOf(const QSqlDatabase& connection)
+{
+    const QString name = connection.databaseName();
+    if (!name.startsWith(QLatin1String("file:")))
+        return name;
+    const QByteArray path = name.section(QLatin1Char('?'), 0, 0).mid(int(std::strlen("file:"))).toUtf8();
+    return QUrl::fromPercentEncoding(path);
+}
 
 QString SqliteDialect::describe(const DatabaseSettings& settings) const
 {
@@ -83,15 +116,26 @@ QString SqliteDialect::describe(const DatabaseSettings& settings) const
 
 Status SqliteDialect::prepare(const DatabaseSettings& settings, MissingDatabase missing) const
 {
-    return prepareFile(settings.file, missing);
+    return prepareFile(settings, missing);
 }
 
 Status SqliteDialect::configure(QSqlDatabase& connection, const DatabaseSettings& settings) const
 {
     // An absolute path is always a file; names such as ":memory:" would be a database that ends with the
     // program.
-    connection.setDatabaseName(QFileInfo(settings.file).absoluteFilePath());
-    connection.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(settings.busyTimeoutMs));
+    const QFileInfo file(QFileInfo(settings.file).absoluteFilePath());
+    QString name = file.filePath();
+    QString options = QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(settings.busyTimeoutMs);
+    if (settings.onlyToRead && !mayWrite(file)) {
+        options += QLatin1String(readOnlyOption);
+        if (isWholeByItself(name)) {
+            name = QStringLiteral("file:") + QString::fromLatin1(QUrl::toPercentEncoding(name, "/")) +
+                   QLatin1String(immutableName);
+            options += QStringLiteral(";QSQLITE_OPEN_URI");
+        }
+    }
+    connection.setDatabaseName(name);
+    connection.setConnectOptions(options);
     return {};
 }
 
@@ -113,7 +157,9 @@ Status SqliteDialect::identify(const QSqlDatabase& connection) const
 
 Status SqliteDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const
 {
-    if (auto status = switchToWriteAheadLog(connection, settings.busyTimeoutMs); !status.ok())
+    const bool writes = !connection.connectOptions().contains(QLatin1String(readOnlyOption));
+    if (auto status = writes ? switchToWriteAheadLog(connection, settings.busyTimeoutMs) : Status();
+        !status.ok())
         return status;
     for (const char* setting :
          {"PRAGMA foreign_keys = ON", "PRAGMA trusted_schema = OFF", "PRAGMA cache_size = -65536"})

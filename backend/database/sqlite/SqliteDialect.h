@@ -20,6 +20,9 @@ class SqliteDialect final : public Dialect
 {
 public:
     [[nodiscard]] QString describe(const DatabaseSettings& settings) const override;
+    /// The file of a connection, whose name may be a URI.
+    static QString fileOf(const QSqlDatabase& connection);
+
     Status prepare(const DatabaseSettings& settings, MissingDatabase missing) const override;
     Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;

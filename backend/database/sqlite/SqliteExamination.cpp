@@ -78,7 +78,7 @@ Status SqliteDialect::examine(const QSqlDatabase& connection, const ExaminationO
             auto looked = (this->*look)(connection, flaws);
             // What keeps one look from its end may leave another one something to tell.
             if (looked.code() == ErrorCode::Corrupt)
-                flaws.push_back({Kind::Damaged, connection.databaseName(), looked.message()});
+                flaws.push_back({Kind::Damaged, fileOf(connection), looked.message()});
             else if (!looked.ok())
                 return looked;
         }
@@ -100,7 +100,7 @@ Status SqliteDialect::lookAtPages(const QSqlDatabase& connection, DatabaseFlaws&
         });
     for (const QString& finding : qAsConst(findings))
         if (finding != QLatin1String("ok") && !finding.startsWith(QLatin1String("*** in database")))
-            flaws.push_back({Kind::Damaged, connection.databaseName(), finding});
+            flaws.push_back({Kind::Damaged, fileOf(connection), finding});
     return checked;
 }
 
@@ -116,7 +116,7 @@ Status SqliteDialect::lookAtReferences(const QSqlDatabase& connection, DatabaseF
     });
     if (found > mostOfOneKind)
         flaws.push_back(
-            {Kind::ReferenceBroken, connection.databaseName(),
+            {Kind::ReferenceBroken, fileOf(connection),
              QStringLiteral("%1 rows refer to rows that do not exist; the first are named").arg(found)});
     // Where a table is missing that others refer to, the engine does not look at all.
     if (checked.code() != ErrorCode::Internal)

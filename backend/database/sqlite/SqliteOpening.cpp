@@ -92,7 +92,7 @@ Status SqliteDialect::checkLength(const QSqlDatabase& connection) const
     for (const Status& status : {size.status(), count.status()})
         if (!status.ok())
             return status;
-    const QString path = connection.databaseName();
+    const QString path = fileOf(connection);
     const qint64 expected = count->toLongLong();
     const int pageSize = size->toInt();
     const auto pagesInFile = [&] { return QFileInfo(path).size() / pageSize; };
@@ -120,7 +120,7 @@ Status SqliteDialect::checkOpened(const QSqlDatabase& connection) const
             return tables.status();
         if (auto ends = checkEnds(connection, deadline); !ends.ok())
             return ends;
-        const bool small = QFileInfo(connection.databaseName()).size() <= readThroughLimit;
+        const bool small = QFileInfo(fileOf(connection)).size() <= readThroughLimit;
         return small ? readThrough(connection) : Status();
     });
 }

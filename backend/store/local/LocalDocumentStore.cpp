@@ -125,9 +125,10 @@ Status copyOut(const LocalStoreFolder& folder, const std::string& dataPath, cons
 
 } // namespace
 
-Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::string& root)
+Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::string& root, bool onlyToRead)
 {
-    const auto usable = requireWritableFolder(root);
+    std::unique_ptr<LocalDocumentStore> store(new LocalDocumentStore(root, onlyToRead));
+    const auto usable = store->checkRoot();
     if (!usable.ok()) {
         // NotFound is said of stored files only.
         const bool absent = usable.code() == ErrorCode::NotFound;
@@ -139,7 +140,13 @@ Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::strin
                       usable.message() + (absent ? advice : QString()))
             .in(QStringLiteral("the document store cannot be used"));
     }
-    return std::unique_ptr<DocumentStore>(new LocalDocumentStore(root));
+    return std::unique_ptr<DocumentStore>(std::move(store));
+}
+
+/// Whether the store can be used as its user means to.
+Status LocalDocumentStore::checkRoot() const
+{
+    return m_onlyToRead ? Folder::open(m_root).status() : requireWritableFolder(m_root);
 }
 
 Result<StoredFile> LocalDocumentStore::putFile(const StoreLocation& location, const std::string& name,
@@ -312,7 +319,7 @@ Status LocalDocumentStore::mendFlaw(const StoreLocation& location, const StoreFl
 
 Result<ServiceHealth> LocalDocumentStore::engineHealth()
 {
-    const auto latency = fastestAnswerMs([this] { return requireWritableFolder(m_root); });
+    const auto latency = fastestAnswerMs([this] { return checkRoot(); });
     if (!latency.ok())
         return latency.status();
     ServiceHealth health;

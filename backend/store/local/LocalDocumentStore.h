@@ -14,15 +14,18 @@ namespace KOZAV::Backend {
 class LocalDocumentStore final : public DocumentStore
 {
 public:
-    /// Opens the store in an existing directory that this user may write. What interrupted programs left is
+    /// Opens the store in an existing directory that this user may write, or, where he means only to read, read. What interrupted programs left is
     /// removed before the first file is stored: who only looks changes nothing.
-    static Result<std::unique_ptr<DocumentStore>> open(const std::string& root);
+    static Result<std::unique_ptr<DocumentStore>> open(const std::string& root, bool onlyToRead);
 
 private:
-    explicit LocalDocumentStore(std::string root)
+    LocalDocumentStore(std::string root, bool onlyToRead)
         : m_root(std::move(root))
+        , m_onlyToRead(onlyToRead)
     {
     }
+
+    [[nodiscard]] Status checkRoot() const;
 
     Result<StoredFile> putFile(const StoreLocation& location, const std::string& name,
                                const std::string& localPath) override;
@@ -56,6 +59,7 @@ private:
     void removeLeftovers() const;
 
     std::string m_root;
+    bool m_onlyToRead;
     std::once_flag m_swept;
 };
 
