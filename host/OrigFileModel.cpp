@@ -1,5 +1,7 @@
 #include "host/OrigFileModel.h"
 
+#include "host/Theme.h"
+
 #include <QLocale>
 
 namespace KOZAV::Host {
@@ -35,7 +37,8 @@ QVariant OrigFileModel::data(const QModelIndex& index, int role) const
         return int(Qt::AlignVCenter | (index.column() == Size ? Qt::AlignRight : Qt::AlignLeft));
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
         return {};
-    return text(m_rows[static_cast<std::size_t>(index.row())], index.column());
+    const QString shown = text(m_rows[static_cast<std::size_t>(index.row())], index.column());
+    return role == Qt::ToolTipRole ? plainToolTip(shown) : shown;
 }
 
 QVariant OrigFileModel::headerData(int section, Qt::Orientation orientation, int role) const

@@ -1,5 +1,7 @@
 #include "host/ServiceLog.h"
 
+#include "host/Theme.h"
+
 #include <QColor>
 #include <QMutex>
 #include <QMutexLocker>
@@ -84,9 +86,9 @@ QVariant ServiceLog::data(const QModelIndex& index, int role) const
     case Time:
         return line.time.toString(QStringLiteral("hh:mm:ss.zzz"));
     case Category:
-        return line.category;
+        return role == Qt::ToolTipRole ? plainToolTip(line.category) : line.category;
     default:
-        return line.text;
+        return role == Qt::ToolTipRole ? plainToolTip(line.text) : line.text;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <QPalette>
 #include <QStyleFactory>
 #include <QTableView>
+#include <QTextDocument>
 
 namespace KOZAV::Host {
 
@@ -109,6 +110,11 @@ void applyTableLook(QTableView& table, const std::vector<int>& columnWidths)
     int column = 0;
     for (const int width : columnWidths)
         header->resizeSection(column++, width);
+}
+
+QString plainToolTip(const QString& text)
+{
+    return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
 }
 
 } // namespace KOZAV::Host

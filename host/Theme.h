@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <vector>
 
 class QApplication;
@@ -13,5 +15,9 @@ void applyTheme(QApplication& application);
 /// How the client's tables look: whole rows, alternating colours, the given column widths, the last column to
 /// the edge.
 void applyTableLook(QTableView& table, const std::vector<int>& columnWidths);
+
+/// The text as a tool tip shows it: one with markup, which Qt would take for its own, as the characters it
+/// has.
+QString plainToolTip(const QString& text);
 
 } // namespace KOZAV::Host
