@@ -151,10 +151,10 @@ void AdminReadingTest::writingNeedsMore()
 void AdminReadingTest::fileSizeLimitIsTold()
 {
     const ReadSite site;
-    const ProgramEnd end = site.run({text("prlimit"), text("--fsize=65536")},
+    const ProgramEnd end = site.run({text("prlimit"), text("--fsize=8192")},
                                     {text("company"), text("add"), text("--code=B"), text("--name=B")});
     QCOMPARE(end.exitCode, 1);
-    QVERIFY2(end.output.contains("a file size limit of 65536 bytes holds for this process"),
+    QVERIFY2(end.output.contains("a file size limit of 8192 bytes holds for this process"),
              end.output.constData());
     const ProgramEnd after = site.run({}, {text("company"), text("add"), text("--code=B"), text("--name=B")});
     QVERIFY2(after.exitCode == 0, after.output.constData());
