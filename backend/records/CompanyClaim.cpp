@@ -32,7 +32,7 @@ namespace KOZAV::Backend {
 namespace {
 
 const std::string lockPrefix = "company-";
-constexpr qint64 longestDescription = 64 * 1024;
+constexpr qint64 longestDescription = 64LL * 1024;
 
 Result<std::string> lockFolder(const DatabaseSettings& settings)
 {
