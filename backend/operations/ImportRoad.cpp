@@ -61,7 +61,7 @@ void ImportRoad::beginStoring()
     m_keptForEntry.reset();
     m_unclaimedFile.clear();
     m_storedSinceLookUp = true;
-    if (m_keptForCompany.get() != nullptr)
+    if (m_keptForCompany)
         m_keptForCompany->beginUse();
     goTo(RoadStep::Storing);
 }
@@ -69,7 +69,7 @@ void ImportRoad::beginStoring()
 void ImportRoad::endStoring(const std::string& storedName)
 {
     m_unclaimedFile = storedName;
-    if (m_keptForCompany.get() != nullptr)
+    if (m_keptForCompany)
         m_keptForCompany->endUse();
 }
 
