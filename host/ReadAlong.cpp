@@ -2,7 +2,10 @@
 
 #include <QFileInfo>
 #include <QMutexLocker>
+#include <QtConcurrent>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace KOZAV::Host {
@@ -39,15 +42,23 @@ std::vector<ReadAlong::Read> ReadAlong::takeRead()
     return std::exchange(m_read, {});
 }
 
-/// Somebody waits now, so the thread is not held back any more.
+/// Somebody waits now, and on a machine with other work an idle thread may not come to run at all: what it
+/// has not read is read by as many threads as there are cores.
 void ReadAlong::finish()
 {
-    if (!isRunning())
-        return;
-    setPriority(QThread::NormalPriority);
-    const QMutexLocker lock(&m_mutex);
-    while (!m_waiting.empty() || m_reading)
-        m_changed.wait(&m_mutex);
+    m_cancelled = true;
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_changed.wakeAll();
+    }
+    wait();
+    m_cancelled = false;
+    std::vector<Read> rest;
+    for (Archive& archive : m_waiting)
+        rest.push_back({std::move(archive), {}});
+    m_waiting.clear();
+    QtConcurrent::blockingMap(rest, [this](Read& read) { read.flaw = check(read.archive); });
+    std::move(rest.begin(), rest.end(), std::back_inserter(m_read));
 }
 
 /// The staged copy is what was stored, and lies on this machine. It goes when the import has ended, which may
@@ -68,15 +79,14 @@ void ReadAlong::run()
             m_changed.wait(&m_mutex);
             continue;
         }
-        const Archive archive = std::move(m_waiting.front());
-        m_waiting.pop_front();
-        m_reading = true;
+        const Archive archive = m_waiting.front();
         lock.unlock();
         const ArchiveFlaw flaw = check(archive);
         lock.relock();
+        if (m_cancelled)
+            return; // it was not read to its end
+        m_waiting.pop_front();
         m_read.push_back({archive, flaw});
-        m_reading = false;
-        m_changed.wakeAll();
         Q_EMIT hasRead();
     }
 }

@@ -40,7 +40,7 @@ public:
     void add(const Archive& archive);
     /// What was read since the last call, in the order of reading.
     [[nodiscard]] std::vector<Read> takeRead();
-    /// Waits until all is read.
+    /// Reads what is left, on all cores, and returns when all is read.
     void finish();
 
 Q_SIGNALS:
@@ -55,9 +55,8 @@ private:
 
     QMutex m_mutex;
     QWaitCondition m_changed;
-    std::deque<Archive> m_waiting;
+    std::deque<Archive> m_waiting; ///< the first may be being read
     std::vector<Read> m_read;
-    bool m_reading = false;
     std::atomic<bool> m_cancelled{false};
 };
 
