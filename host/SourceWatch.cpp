@@ -168,6 +168,9 @@ void SourceWatch::lookAtNext()
 
 void SourceWatch::compare()
 {
+    m_byPath.clear();
+    for (std::size_t i = 0; i < m_sources.size(); ++i)
+        m_byPath.insert(QDir::cleanPath(m_sources[i].path), i);
     // A refutation changes the rows.
     const std::vector<BatchReportRow> rows = m_reports.current()->rows();
     for (const BatchReportRow& row : rows) {
@@ -204,12 +207,12 @@ void SourceWatch::compareRow(const BatchReportRow& row)
 /// Null where the source came after the listing.
 const SourceWatch::Source* SourceWatch::sourceOf(const BatchReportRow& row) const
 {
-    const QString path = QDir::cleanPath(row.sourcePath);
-    auto found = std::find_if(m_sources.begin(), m_sources.end(),
-                              [&](const Source& one) { return QDir::cleanPath(one.path) == path; });
-    if (found == m_sources.end()) // the row tells it by the path that it stands for
-        found = std::find_if(m_sources.begin(), m_sources.end(),
-                             [&](const Source& one) { return one.storedName == row.storedName; });
+    const auto listed = m_byPath.find(QDir::cleanPath(row.sourcePath));
+    if (listed != m_byPath.end())
+        return &m_sources[listed.value()];
+    // The row may tell it by the path that it stands for.
+    const auto found = std::find_if(m_sources.begin(), m_sources.end(),
+                                    [&](const Source& one) { return one.storedName == row.storedName; });
     return found == m_sources.end() ? nullptr : &*found;
 }
 

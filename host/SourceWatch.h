@@ -3,6 +3,7 @@
 #include "backend/HostInterface.h"
 #include "host/SiteAccess.h"
 
+#include <QHash>
 #include <QObject>
 #include <QString>
 
@@ -78,6 +79,7 @@ private:
     PanelReport& m_reports;
     ReadAlong* m_reader;
     std::vector<Source> m_sources;
+    QHash<QString, std::size_t> m_byPath; ///< their numbers, while the rows are compared
     std::size_t m_next = 0;               ///< those before had their turn
     std::optional<std::size_t> m_current; ///< the one that is being imported
     bool m_hasTakenOff = false;
