@@ -84,7 +84,7 @@ ImportTrial::ImportTrial(TrialTally& tally, bool oneWaits)
     m_site.configure(QStringLiteral("robot/port"), QString::number(m_robot.port()));
     const QString folder = batch() + QLatin1Char('/') + company + QLatin1Char('/');
     m_entries = {{QStringLiteral("saved.kos"), QStringLiteral("saved"), randomBytes(20'000, 1)},
-                 {QStringLiteral("packed.tgz"), QStringLiteral("packed"), randomBytes(20'000, 2)},
+                 {QStringLiteral("packed.zip"), QStringLiteral("packed"), emptyZip(randomBytes(20'000, 2))},
                  {QStringLiteral("folder"), QStringLiteral("folder"), {}}};
     for (const Entry& entry : m_entries) {
         if (!entry.content.isEmpty())

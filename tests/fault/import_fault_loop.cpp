@@ -86,6 +86,19 @@ std::vector<int> errorsOf(const Point& point)
     return {EIO}; // read, list, sync
 }
 
+/// The calls that the tracer has written down.
+std::vector<Point> pointsIn(const QString& log)
+{
+    std::vector<Point> points;
+    for (const QByteArray& line : readFile(local(log)).split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() >= 5)
+            points.push_back(
+                {fields[0].toInt(), fields[1], fields[2], fields[3] == "new", fields.mid(4).join(' ')});
+    }
+    return points;
+}
+
 /// Takes what is between the first, the middle and the last out of rows of equal reads.
 std::vector<Point> withoutRepetition(const std::vector<Point>& all)
 {
@@ -256,13 +269,7 @@ std::vector<Strike> ImportFaultLoop::planOf(ImportTrial& trial)
     const DisturbedRun run = runTraced(trial, log, {});
     if (run.exitCode != 0)
         qFatal("an undisturbed run fails: %s", qUtf8Printable(run.output));
-    std::vector<Point> points;
-    for (const QByteArray& line : readFile(local(log)).split('\n')) {
-        const QList<QByteArray> fields = line.split(' ');
-        if (fields.size() >= 5)
-            points.push_back(
-                {fields[0].toInt(), fields[1], fields[2], fields[3] == "new", fields.mid(4).join(' ')});
-    }
+    const std::vector<Point> points = pointsIn(log);
     std::vector<Strike> plan;
     for (const Point& point : withoutRepetition(points)) {
         plan.push_back({point, 0, false});
@@ -286,7 +293,7 @@ void ImportFaultLoop::loop(bool isRequest)
     int faults = 0;
     const auto step = static_cast<size_t>(isWhole() ? slices : slicesOfSample);
     for (size_t at = static_cast<size_t>(slice); at < made->plan.size(); at += step) {
-        const Strike& strike = made->plan[at];
+        Strike strike = made->plan[at];
         trial.restore();
         QStringList orders = {QStringLiteral("--at"), QString::number(strike.point.number),
                               QStringLiteral("--kind"), QString::fromLatin1(strike.point.kind)};
@@ -297,6 +304,9 @@ void ImportFaultLoop::loop(bool isRequest)
         if (strike.onwards)
             orders << QStringLiteral("--onwards");
         const DisturbedRun run = runTraced(trial, log, orders);
+        // Threads do not always come in the same order: what was struck may be a neighbour.
+        if (const auto struck = pointsIn(log); !struck.empty())
+            strike.point = struck.front();
         QString fault = run.exitCode < 0 || (run.exitCode > 128 && !run.killed)
                             ? QStringLiteral("hangs or crashes, %1: ").arg(run.exitCode) + run.output
                             : QString();
@@ -304,7 +314,8 @@ void ImportFaultLoop::loop(bool isRequest)
             fault += judged;
         if (!fault.isEmpty()) {
             ++faults;
-            qWarning("%s: %s", qUtf8Printable(strike.text()), qUtf8Printable(fault));
+            qWarning("%s: %s; the client said:\n%s", qUtf8Printable(strike.text()), qUtf8Printable(fault),
+                     qUtf8Printable(run.output));
         }
     }
     QCOMPARE(faults, 0);
