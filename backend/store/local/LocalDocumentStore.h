@@ -14,8 +14,9 @@ namespace KOZAV::Backend {
 class LocalDocumentStore final : public DocumentStore
 {
 public:
-    /// Opens the store in an existing directory that this user may write, or, where he means only to read, read. What interrupted programs left is
-    /// removed before the first file is stored: who only looks changes nothing.
+    /// Opens the store in an existing directory that this user may write, or, where he means only to read,
+    /// read. What interrupted programs left is removed before the first file is stored: who only looks
+    /// changes nothing.
     static Result<std::unique_ptr<DocumentStore>> open(const std::string& root, bool onlyToRead);
 
 private:
