@@ -252,7 +252,7 @@ private:
 
 // ---- rar
 
-constexpr std::size_t rarBlock = 64 * 1024;
+constexpr std::size_t rarBlock = std::size_t{64} * 1024;
 
 struct RarReaderDeleter
 {

@@ -65,7 +65,7 @@ void ReadAlong::finish()
 /// be just now.
 ArchiveFlaw ReadAlong::check(const Archive& archive) const
 {
-    const ArchiveFlaw flaw = checkArchive(archive.stagedCopy, m_cancelled);
+    ArchiveFlaw flaw = checkArchive(archive.stagedCopy, m_cancelled);
     if (flaw.kind == ArchiveFlaw::Kind::None || QFileInfo::exists(archive.stagedCopy))
         return flaw;
     return checkArchive(archive.source, m_cancelled);
