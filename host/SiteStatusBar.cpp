@@ -5,7 +5,6 @@
 #include "host/SiteStatusBar.h"
 
 #include "host/SiteAccess.h"
-#include "host/Theme.h"
 
 #include <QLabel>
 #include <QStringList>
@@ -140,7 +139,7 @@ void SiteStatusBar::showPart(SitePart part)
     const ServiceHealth& state = m_site.part(part);
     QLabel* label = part == SitePart::Rows ? m_rows : m_files;
     label->setText(labelText(part, state));
-    label->setToolTip(plainToolTip(toolTipText(part, state, m_site.configurationPath())));
+    label->setToolTip(toolTipText(part, state, m_site.configurationPath()));
     label->setStyleSheet(state.isReachable() ? QString() : unreachableStyle());
 }
 
