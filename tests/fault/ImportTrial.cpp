@@ -283,6 +283,7 @@ void ImportTrial::expectManifest(const DisturbedRun& run)
         isInRows = isInRows || job.customer2 == customer;
     const QString folder = batch() + QLatin1Char('/') + company + QStringLiteral("/folder");
     const bool isTold =
+        run.output.contains(QStringLiteral("manifest-not-kept")) ||
         run.output.contains(QStringLiteral("the manifest of %1 could not be kept").arg(folder));
     if (!isInRows && !isTold && readFile(local(folder + QStringLiteral("/readme.json"))) != manifest)
         complain(m_tally.lost, QStringLiteral("the manifest is neither in the rows nor in its folder"));
