@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 
 // The listing and the events are brought together by what the events themselves say, and by their order. The
@@ -377,11 +378,22 @@ void BatchReport::finish()
     close();
     for (const Entry& entry : m_entries)
         m_rows.push_back(rowOf(entry));
-    m_rows.insert(m_rows.end(), m_unseen.begin(), m_unseen.end());
+    std::copy_if(m_unseen.begin(), m_unseen.end(), std::back_inserter(m_rows),
+                 [this](const BatchReportRow& row) { return !wasImported(row); });
     m_endTime = QDateTime::currentDateTime();
     const QHash<QString, Told> told = std::move(m_told);
     for (auto one = told.begin(); one != told.end(); ++one)
         tell(one.key(), one.value());
+}
+
+/// A folder that could not be listed before the import may have been listed by the import itself.
+bool BatchReport::wasImported(const BatchReportRow& unseen) const
+{
+    return std::any_of(m_entries.begin(), m_entries.end(), [&unseen](const Entry& entry) {
+        const bool isIt =
+            entry.name == unseen.entry || entry.path.startsWith(unseen.sourcePath + QLatin1Char('/'));
+        return isIt && !entry.events.empty() && entry.company == unseen.company;
+    });
 }
 
 BatchReportRow BatchReport::rowOf(const Entry& entry)

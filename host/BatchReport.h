@@ -138,6 +138,7 @@ private:
     [[nodiscard]] std::size_t nextFolder(const QString& path) const;
     [[nodiscard]] std::size_t nextArchive(const QString& suffix, const QString& baseName) const;
     std::size_t insertUnlisted(Entry entry);
+    [[nodiscard]] bool wasImported(const BatchReportRow& unseen) const;
     BatchReportRow rowOf(const Entry& entry);
     [[nodiscard]] QString failureReason(const Entry& entry) const;
 

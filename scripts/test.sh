@@ -7,7 +7,7 @@ usage() {
   cat >&2 <<'TEXT'
 Usage: scripts/test.sh            set up, build, run the tests: setup ci
        scripts/test.sh all        what continuous integration runs: setup format tidy no-panels asan-ubsan ci
-       scripts/test.sh long       what takes too long for that, before a release: setup-long docs clang fuzz
+       scripts/test.sh long       what takes too long for that, before a release: setup-long docs clang fuzz loops
        scripts/test.sh STAGE...   the stages named, in that order
 Stages: setup       installs what is missing
         format      clang-format of every source
@@ -19,6 +19,7 @@ Stages: setup       installs what is missing
         docs        the reference of the installed headers, without a warning
         clang       the build by clang without precompiled headers, and its quick tests
         fuzz        each fuzzer for ten minutes, built by clang
+        loops       the plain build, and the client disturbed at every single call and piece
 TEXT
   exit 2
 }
@@ -69,7 +70,7 @@ run_stage() { # STAGE
       ;;
     no-panels | ci)
       build "$1"
-      run_tests "$1"
+      run_tests "$1" -LE long
       ;;
     setup-long) scripts/setup.sh long ;;
     docs)
@@ -84,11 +85,15 @@ run_stage() { # STAGE
       build fuzz
       run_tests fuzz
       ;;
+    loops)
+      build ci
+      run_tests ci -L long
+      ;;
     asan-ubsan)
       build asan-ubsan
       # What looks at the tree, and sizes that the instrumented build would only take longer for, run in the plain
       # build alone.
-      run_tests asan-ubsan -LE "large|house"
+      run_tests asan-ubsan -LE "large|house|long"
       ;;
   esac
 }
@@ -96,11 +101,11 @@ run_stage() { # STAGE
 case ${1:-} in
   '') stages=(setup ci) ;;
   all) stages=(setup format tidy no-panels asan-ubsan ci) ;;
-  long) stages=(setup-long docs clang fuzz) ;;
+  long) stages=(setup-long docs clang fuzz loops) ;;
   *) stages=("$@") ;;
 esac
 for stage in "${stages[@]}"; do
-  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci|setup-long|docs|clang|fuzz)$ ]] || usage
+  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci|setup-long|docs|clang|fuzz|loops)$ ]] || usage
 done
 
 show_summary() {

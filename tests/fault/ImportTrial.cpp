@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QRegularExpression>
+#include <QTest>
 
 #include <filesystem>
 
@@ -325,8 +326,12 @@ std::vector<ImportTrial::Finding> ImportTrial::check(const QStringList& repair)
     return findings;
 }
 
-int ImportTrial::documentsReceived() const
+/// Of all connections that were made by now: the robot reads on a thread of its own.
+int ImportTrial::documentsReceived()
 {
+    const auto allRead = [this] { return m_robot.disconnectionCount() == m_robot.connectionCount(); };
+    if (!m_robot.barrier() || !QTest::qWaitFor(allRead))
+        qFatal("the robot does not read what was sent to it");
     int documents = 0;
     for (const QByteArray& bytes : m_robot.received())
         documents += bytes.contains("jobname") && bytes.trimmed().endsWith('}') ? 1 : 0;

@@ -88,7 +88,7 @@ private:
     void expectCleanSite();
     [[nodiscard]] std::vector<Backend::JobRecord> wholeJobs(const Entry& entry) const;
     [[nodiscard]] std::vector<Finding> check(const QStringList& repair);
-    [[nodiscard]] int documentsReceived() const;
+    [[nodiscard]] int documentsReceived();
     void complain(int& figure, const QString& what);
 
     TrialTally& m_tally;

@@ -131,6 +131,7 @@ private Q_SLOTS:
     void theNextCompanysFailureIsItsOwn();
     void callsOfNoImportArePassedOver();
     void entriesThatComeOrGoAreToldByTheirNames();
+    void whatCouldNotBeSeenAtFirstHasOneRow();
     void foldersAreToldByTheirPaths();
     void aSingleSourceIsOneRow();
     void warningsBelongToTheirSources();
@@ -286,6 +287,28 @@ void HostBatchReport::entriesThatComeOrGoAreToldByTheirNames()
     QCOMPARE(report.rows()[1].reason, QStringLiteral("it was gone when the import came to it"));
     QCOMPARE(report.rows()[3].sourcePath, batch.path() + QStringLiteral("/a/d.tgz"));
     QCOMPARE(report.rows()[4].reason, QStringLiteral("MongodbPut went wrong"));
+}
+
+/// A link to nothing is no entry of the listing; when the import comes to it, it leads to an archive.
+void HostBatchReport::whatCouldNotBeSeenAtFirstHasOneRow()
+{
+    const Batch batch({QStringLiteral("a/a.tgz")});
+    const QString link = batch.path() + QStringLiteral("/a/b.tgz");
+    QVERIFY(QFile::link(batch.path() + QStringLiteral("/late"), link));
+    const auto import = [&](const QStringList& names) {
+        BatchReport report(batch.source());
+        Batch::lookUp(report, QStringLiteral("a"));
+        for (const QString& name : names) {
+            Batch::importArchive(report, name, QFileInfo(name).baseName().toUpper());
+            report.serviceCalled(Batch::event(ServiceOperation::InputJobCompress));
+        }
+        report.finish();
+        return results(report);
+    };
+    QCOMPARE(import({QStringLiteral("a.tgz")}),
+             QStringList({QStringLiteral("a.tgz imported A"), QStringLiteral("b.tgz not-imported")}));
+    QCOMPARE(import({QStringLiteral("a.tgz"), QStringLiteral("b.tgz")}),
+             QStringList({QStringLiteral("a.tgz imported A"), QStringLiteral("b.tgz imported B")}));
 }
 
 /// The first folder went, and one came, between the listing and the import.
