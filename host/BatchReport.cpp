@@ -322,9 +322,15 @@ void BatchReport::checkName(const QString& jobName)
     Entry& taken = m_entries[*m_open];
     if (taken.isFolder || QFileInfo(taken.name).completeBaseName() == jobName)
         return;
+    const QString suffix = QFileInfo(taken.events.front().storedName).suffix();
+    if (taken.path.isEmpty()) {
+        // It was in no listing; only now its name is known.
+        taken.name = jobName + QLatin1Char('.') + suffix;
+        taken.path = m_path + QLatin1Char('/') + taken.company + QLatin1Char('/') + taken.name;
+        return;
+    }
     Events events = std::move(taken.events);
     taken.events.clear();
-    const QString suffix = QFileInfo(events.front().storedName).suffix();
     std::size_t index = nextArchive(suffix, jobName);
     if (index == m_entries.size()) {
         const QString name = jobName + QLatin1Char('.') + suffix;
@@ -389,11 +395,12 @@ void BatchReport::finish()
 /// A folder that could not be listed before the import may have been listed by the import itself.
 bool BatchReport::wasImported(const BatchReportRow& unseen) const
 {
-    return std::any_of(m_entries.begin(), m_entries.end(), [&unseen](const Entry& entry) {
-        const bool isIt =
-            entry.name == unseen.entry || entry.path.startsWith(unseen.sourcePath + QLatin1Char('/'));
-        return isIt && !entry.events.empty() && entry.company == unseen.company;
-    });
+    const QString below = unseen.sourcePath + QLatin1Char('/');
+    return !unseen.sourcePath.isEmpty() &&
+           std::any_of(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
+               const bool isIt = entry.path == unseen.sourcePath || entry.path.startsWith(below);
+               return isIt && !entry.events.empty();
+           });
 }
 
 BatchReportRow BatchReport::rowOf(const Entry& entry)

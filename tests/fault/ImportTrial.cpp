@@ -179,8 +179,10 @@ void ImportTrial::judgeRequest(const DisturbedRun& run, const QSet<QString>& exp
         complain(m_tally.duplicates, QStringLiteral("the robot was asked twice"));
     checkAndRepair(explained);
     // Who was told that the row could not be changed asks once more: the robot may have been asked before.
+    QString said;
     if (state() == waiting) {
         const ClientRun again = runClient(arguments());
+        said = again.output + again.errors;
         if (again.exitCode != 0)
             complain(m_tally.lost,
                      QStringLiteral("the second request fails: ") + again.output + again.errors);
@@ -194,7 +196,7 @@ void ImportTrial::judgeRequest(const DisturbedRun& run, const QSet<QString>& exp
     if (state() != handedOver)
         complain(m_tally.lost, QStringLiteral("the job is in no state to go on from"));
     if (requests() == 0)
-        complain(m_tally.lost, QStringLiteral("the robot was never asked"));
+        complain(m_tally.lost, QStringLiteral("the robot was never asked; at the second try: ") + said);
     expectAllOnce();
     expectCleanSite();
 }

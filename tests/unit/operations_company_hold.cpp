@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr int company = 7;
-constexpr auto shortLease = 900ms;
+constexpr auto shortLease = 2000ms;
 
 QString numberText(qint64 number)
 {
