@@ -65,7 +65,8 @@ int ImportRun::run()
     QApplication::processEvents();
     screenshot(QStringLiteral("list"));
     importButton(*panel)->click();
-    if (m_window.camImport().isRunning())
+    // Its thread may have ended already; what follows from that, and the sending of the request, has not.
+    if (m_started && !m_isOver)
         m_loop.exec();
     QApplication::processEvents();
     m_window.robotLedger().conclude();
@@ -120,8 +121,13 @@ void ImportRun::watch(UI::ZAV_Import_Widget* panel, DialogOperator& dialogs)
     connect(camImport, &CamImport::failed, this, [this](const QString& name, const QString& reason) {
         say(QStringLiteral("failed: %1: %2").arg(name, reason));
     });
-    connect(camImport, &CamImport::ended, this,
-            [this] { QTimer::singleShot(flushMs, &m_loop, &QEventLoop::quit); });
+    connect(camImport, &CamImport::started, this, [this] { m_started = true; });
+    connect(camImport, &CamImport::ended, this, [this] {
+        QTimer::singleShot(flushMs, this, [this] {
+            m_isOver = true;
+            m_loop.quit();
+        });
+    });
 }
 
 void ImportRun::say(const QString& text)

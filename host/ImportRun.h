@@ -42,6 +42,8 @@ private:
     QString m_screenshots;
     QTextStream& m_out;
     QEventLoop m_loop;
+    bool m_started = false;
+    bool m_isOver = false;
     bool m_sent = false;
     bool m_rowChanged = true;
 };
