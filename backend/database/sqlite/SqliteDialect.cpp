@@ -102,7 +102,7 @@ bool isWholeByItself(const QString& path)
 
 QString SqliteDialect::fileOf(const QSqlDatabase& connection)
 {
-    const QString name = connection.databaseName();
+    QString name = connection.databaseName();
     if (!name.startsWith(QLatin1String("file:")))
         return name;
     const QByteArray path = name.section(QLatin1Char('?'), 0, 0).mid(int(std::strlen("file:"))).toUtf8();
