@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "host/odb/OdbJob.h"
 
 #include <QFutureWatcher>

@@ -10,7 +10,7 @@
 #include "host/JobListDock.h"
 #include "host/MainWindow.h"
 #include "host/RobotLedger.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "ui/import_list/ZAV_Import_Widget.h"
 
 #include <QApplication>

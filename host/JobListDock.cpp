@@ -3,7 +3,7 @@
 
 #include "host/JobListDock.h"
 
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "services/ui/Import_Info.h"
 #include "ui/import_list/ZAV_Import_Widget.h"
 

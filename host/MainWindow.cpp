@@ -8,7 +8,7 @@
 
 #include "host/MainWindow.h"
 
-#include "host/BatchLinks.h"
+#include "host/core/BatchLinks.h"
 #include "host/CamImport.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
@@ -21,7 +21,7 @@
 #include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "host/SiteStatusBar.h"
 #include "host/SourceWatch.h"
 #include "host/Theme.h"
@@ -34,12 +34,12 @@
 #include <QCloseEvent>
 #include <QDockWidget>
 #include <QFileInfo>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
 #include <QSettings>
+#include <QTabWidget>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -71,7 +71,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     setWindowTitle(QStringLiteral("料号数据管理"));
     resize(1680, 960);
     setStatusBar(m_status);
-    setCentralWidget(buildFileTable());
+    setCentralWidget(buildPages());
     buildDocks();
     buildMenu();
     connectParts();
@@ -94,15 +94,29 @@ QWidget* MainWindow::buildFileTable()
 {
     auto* box = new QWidget(this);
     auto* layout = new QVBoxLayout(box);
-    auto* title = new QLabel(QStringLiteral("原始文件"), box);
-    title->setObjectName(QStringLiteral("sectionTitle"));
     m_fileTable = new QTableView(box);
     m_fileTable->setModel(m_files);
     m_fileTable->setAccessibleName(QStringLiteral("原始文件"));
     applyTableLook(*m_fileTable, {110, 130, 84, 90, 80, 144, 70});
-    layout->addWidget(title);
+    layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_fileTable);
     return box;
+}
+
+/// What an operator looks at between two runs, side by side in one place: a small window has room for one.
+QWidget* MainWindow::buildPages()
+{
+    m_pages = new QTabWidget(this);
+    m_pages->setObjectName(QStringLiteral("pages"));
+    m_pages->setDocumentMode(true);
+    addPage(QStringLiteral("filesPage"), QStringLiteral("原始文件"), buildFileTable());
+    return m_pages;
+}
+
+void MainWindow::addPage(const QString& objectName, const QString& title, QWidget* page)
+{
+    page->setObjectName(objectName);
+    m_pages->addTab(page, title);
 }
 
 QDockWidget* MainWindow::addDock(const QString& objectName, const QString& title, QWidget* content,

@@ -2,6 +2,7 @@
 
 #include <QMainWindow>
 
+class QTabWidget;
 class QTableView;
 
 namespace KOZAV::DataLib::Model {
@@ -59,6 +60,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    QWidget* buildPages();
+    void addPage(const QString& objectName, const QString& title, QWidget* page);
     QWidget* buildFileTable();
     QDockWidget* addDock(const QString& objectName, const QString& title, QWidget* content,
                          Qt::DockWidgetArea area);
@@ -76,6 +79,7 @@ private:
     SiteAccess& m_site;
     ServiceLog& m_log;
     UI::ZAV_ImportFromFile_Widget* m_importPanel;
+    QTabWidget* m_pages = nullptr;
     OrigFileModel* m_files;
     QTableView* m_fileTable = nullptr;
     CamImport* m_camImport;

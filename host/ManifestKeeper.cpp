@@ -13,7 +13,7 @@
 
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "host/odb/WorkFolder.h"
 #include "ui/import_from_file/BatchDirectory.h"
 

@@ -1,7 +1,7 @@
 #include "host/PanelReport.h"
 
 #include "host/PanelRun.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 
 #include <QHash>
 

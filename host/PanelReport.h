@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/BatchReport.h"
+#include "host/core/BatchReport.h"
 
 #include <QObject>
 

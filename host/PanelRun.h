@@ -1,5 +1,7 @@
 #pragma once
 
+#include "host/core/PanelSource.h"
+
 #include <QObject>
 #include <QString>
 
@@ -8,16 +10,6 @@ class QPushButton;
 class QWidget;
 
 namespace KOZAV::Host {
-
-/// What a run of the file import panel imports.
-struct PanelSource
-{
-    enum class Kind { Batch, Archive, JobFolder };
-
-    Kind kind = Kind::Batch;
-    QString path;    ///< as the panel has it; empty for a batch that was never chosen
-    QString company; ///< of a single source: the one that is chosen in the panel
-};
 
 /// Tells when the file import panel begins to import, before its slot runs, and when the slot has returned.
 /// Between the two the panel never lets the event loop run but in its message boxes.

@@ -1,7 +1,7 @@
 #include "host/PanelTidying.h"
 
 #include "host/PanelRun.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 
 #include <QCoreApplication>
 #include <QMessageBox>

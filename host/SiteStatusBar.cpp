@@ -4,7 +4,7 @@
 
 #include "host/SiteStatusBar.h"
 
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 
 #include <QLabel>
 #include <QStringList>

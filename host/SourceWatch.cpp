@@ -14,7 +14,7 @@
 
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
-#include "host/ReadAlong.h"
+#include "host/core/ReadAlong.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
 #include <QDir>

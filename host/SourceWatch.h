@@ -1,7 +1,7 @@
 #pragma once
 
 #include "backend/HostInterface.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 
 #include <QHash>
 #include <QObject>

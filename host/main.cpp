@@ -6,7 +6,7 @@
 #include "host/ImportRun.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "host/Theme.h"
 #include "terminal/FileSizeLimit.h"
 #include "terminal/StandardStreams.h"

@@ -48,9 +48,14 @@ ARROWS = (
     (r"terminal/.*", (), "terminal includes nothing of ours"),
     (r"backend/.*", (r"services/.*",), "backend includes services only"),
     (
-        r"host/SiteAccess\.cpp",
-        (r"ui/.*", r"services/.*", r"backend/.*"),
-        "the client's access to its site includes ui, services and backend",
+        r"host/site/.*\.cpp",
+        (r"services/.*", r"backend/.*", r"ui/import_from_file/BatchDirectory\.h"),
+        "the client's doors to its site include services, backend and the rules of a batch directory",
+    ),
+    (
+        r"host/(core|odb|site)/.*",
+        (r"services/.*", r"backend/HostInterface\.h", r"ui/import_from_file/BatchDirectory\.h", r"robot/\w+\.h"),
+        "the client's core includes services, the backend's interface for hosts, the rules of a batch directory and robot's document definition",
     ),
     (
         r"host/RobotLedger\.cpp",
@@ -65,7 +70,7 @@ ARROWS = (
     (
         r"host/.*",
         (r"ui/.*", r"services/.*", r"terminal/.*", r"backend/HostInterface\.h"),
-        "host includes ui, services, terminal and the backend's interface for hosts; more of backend only from SiteAccess.cpp",
+        "host includes ui, services, terminal and the backend's interface for hosts; more of backend only from host/site",
     ),
     (
         r"admin/.*",
@@ -79,6 +84,9 @@ ARROWS = (
     ),
     (r"samples/.*", (), "samples include nothing of ours but samples"),
 )
+
+# The rooms of the client that have no widgets.
+CLIENT_CORE = re.compile(r"host/(core|odb|site)/")
 
 # The floors of the backend, the highest first: a file includes its own floor's room and what lies on lower floors.
 # A room is a folder with all below it; the files that lie in backend/ itself are named. What hosts see of the backend is
@@ -136,6 +144,8 @@ def broken_rule(root, source, name, quoted):
         return f'"{name}" is no file of ours' if quoted and not MOC_OUTPUT.fullmatch(name) else None
     if breaks_floors(path, target):
         return f"includes {target}: floors of the backend are left downwards only"
+    if CLIENT_CORE.match(path) and target.startswith("host/") and not CLIENT_CORE.match(target):
+        return f"includes {target}: the client's core knows nothing of its window"
     if target.startswith(folder_of(path)):
         return None
     allowed, rule = next(((a, r) for pattern, a, r in ARROWS if re.fullmatch(pattern, path)))

@@ -9,7 +9,7 @@
 #include "host/PanelBoxes.h"
 #include "host/PanelReport.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/TestFiles.h"

@@ -8,7 +8,7 @@
 #include "host/ManifestKeeper.h"
 #include "host/PanelReport.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/TestProgram.h"
 

@@ -5,7 +5,7 @@
 #include "backend/records/SiteEvents.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "robot/RobotRequest.h"
 #include "samples/JobGenerator.h"
 #include "services/ui/ZAV_StdCommon.h"

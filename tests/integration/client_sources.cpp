@@ -10,7 +10,7 @@
 #include "host/MainWindow.h"
 #include "host/PanelReport.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "host/SourceWatch.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/DialogDriver.h"

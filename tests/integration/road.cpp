@@ -5,7 +5,7 @@
 #include "host/LayerStackView.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "samples/JobGenerator.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/ui/ZAV_UICommon.h"

@@ -1,7 +1,7 @@
 // Whether archives are there to their end.
 
-#include "host/ArchiveCheck.h"
-#include "host/ReadAlong.h"
+#include "host/core/ArchiveCheck.h"
+#include "host/core/ReadAlong.h"
 #include "tests/support/FolderTree.h"
 #include "tests/support/TestProgram.h"
 

@@ -1,6 +1,6 @@
 // What the client's report of a batch makes of the services' events.
 
-#include "host/BatchReport.h"
+#include "host/core/BatchReport.h"
 #include "host/PanelRun.h"
 #include "tests/support/TestProgram.h"
 

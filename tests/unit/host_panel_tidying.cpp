@@ -3,7 +3,7 @@
 
 #include "host/PanelRun.h"
 #include "host/PanelTidying.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "tests/support/DialogDriver.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/PanelView.h"

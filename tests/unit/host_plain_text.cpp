@@ -3,7 +3,7 @@
 #include "host/CamImport.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "services/bll/Odbpp_CompanyBll.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/TestProgram.h"

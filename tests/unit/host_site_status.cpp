@@ -2,7 +2,7 @@
 
 #include "backend/Site.h"
 #include "backend/database/Database.h"
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 #include "host/SiteStatusBar.h"
 #include "services/bll/Odbpp_CompanyBll.h"
 #include "services/common/Common.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "backend/HostInterface.h"
-#include "host/Remark.h"
+#include "host/core/Remark.h"
 
 #include <QDateTime>
 #include <QHash>

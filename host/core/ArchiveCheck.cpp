@@ -14,7 +14,7 @@
 //
 // The file may be any bytes. Every number in it is compared with the file's length before it is used.
 
-#include "host/ArchiveCheck.h"
+#include "host/core/ArchiveCheck.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/BatchReport.h"
-#include "host/SiteAccess.h"
+#include "host/core/BatchReport.h"
+#include "host/site/SiteAccess.h"
 
 #include <QString>
 

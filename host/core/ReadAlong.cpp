@@ -1,4 +1,4 @@
-#include "host/ReadAlong.h"
+#include "host/core/ReadAlong.h"
 
 #include <QFileInfo>
 #include <QMutexLocker>

@@ -1,7 +1,7 @@
-#include "host/BatchReport.h"
+#include "host/core/BatchReport.h"
 
-#include "host/BatchLinks.h"
-#include "host/PanelRun.h"
+#include "host/core/BatchLinks.h"
+#include "host/core/PanelSource.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
-#include "host/ReportJson.h"
+#include "host/core/ReportJson.h"
 
-#include "host/BatchReport.h"
+#include "host/core/BatchReport.h"
 
 #include <QJsonArray>
 #include <QJsonValue>

@@ -1,4 +1,4 @@
-#include "host/BatchLinks.h"
+#include "host/core/BatchLinks.h"
 
 #include "ui/import_from_file/BatchDirectory.h"
 

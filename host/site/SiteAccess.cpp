@@ -1,4 +1,4 @@
-#include "host/SiteAccess.h"
+#include "host/site/SiteAccess.h"
 
 #include "backend/Site.h"
 #include "backend/SiteCreation.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/ArchiveCheck.h"
+#include "host/core/ArchiveCheck.h"
 
 #include <QMutex>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "host/Remark.h"
+#include "host/core/Remark.h"
 
 namespace KOZAV::Host {
 

@@ -7,7 +7,7 @@
 // which keep the order, and links with the entries' own names. Companies of which nothing is left have no
 // folder there: they would be given a batch number for nothing.
 
-#include "host/KnownBatch.h"
+#include "host/core/KnownBatch.h"
 
 #include "ui/import_from_file/BatchDirectory.h"
 

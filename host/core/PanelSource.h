@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+namespace KOZAV::Host {
+
+/// What a run of the file import panel imports.
+struct PanelSource
+{
+    enum class Kind { Batch, Archive, JobFolder };
+
+    Kind kind = Kind::Batch;
+    QString path;    ///< as the panel has it; empty for a batch that was never chosen
+    QString company; ///< of a single source: the one that is chosen in the panel
+};
+
+} // namespace KOZAV::Host
