@@ -8,8 +8,8 @@
 
 #include "host/MainWindow.h"
 
-#include "host/core/BatchLinks.h"
 #include "host/CamImport.h"
+#include "host/ClientState.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
 #include "host/ManifestKeeper.h"
@@ -21,11 +21,12 @@
 #include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
 #include "host/ServiceLog.h"
-#include "host/site/SiteAccess.h"
 #include "host/SiteStatusBar.h"
 #include "host/SourceWatch.h"
 #include "host/Theme.h"
 #include "host/WaitingJobsView.h"
+#include "host/core/BatchLinks.h"
+#include "host/site/SiteAccess.h"
 #include "services/ui/ZAV_UICommon.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 #include "ui/import_list/ZAV_Import_Widget.h"
@@ -279,23 +280,27 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event)
     return QMainWindow::eventFilter(watched, event);
 }
 
-void MainWindow::rememberState()
+void MainWindow::restorePlaces()
 {
-    m_stateFile = QFileInfo(m_site.configurationPath()).absolutePath() + QStringLiteral("/zav_client.ini");
-    const QSettings state(m_stateFile, QSettings::IniFormat);
-    restoreGeometry(state.value(QStringLiteral("window/geometry")).toByteArray());
-    restoreState(state.value(QStringLiteral("window/state")).toByteArray(), stateVersion);
+    const ClientState state = ClientState::ofSite(m_site.identity());
+    // Where it was kept before each user had a state of his own: several may still start from it.
+    const QSettings shared(QFileInfo(m_site.configurationPath()).absolutePath() +
+                               QStringLiteral("/zav_client.ini"),
+                           QSettings::IniFormat);
+    const auto kept = [&state, &shared](const QString& key) {
+        return state.value(key, ClientState::isKept() ? shared.value(key) : QVariant()).toByteArray();
+    };
+    restoreGeometry(kept(QStringLiteral("window/geometry")));
+    restoreState(kept(QStringLiteral("window/state")), stateVersion);
     // The job list panel is opened for a job, not left open.
     m_jobListDock->hide();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    if (!m_stateFile.isEmpty()) {
-        QSettings state(m_stateFile, QSettings::IniFormat);
-        state.setValue(QStringLiteral("window/geometry"), saveGeometry());
-        state.setValue(QStringLiteral("window/state"), saveState(stateVersion));
-    }
+    ClientState state = ClientState::ofSite(m_site.identity());
+    state.setValue(QStringLiteral("window/geometry"), saveGeometry());
+    state.setValue(QStringLiteral("window/state"), saveState(stateVersion));
     QMainWindow::closeEvent(event);
 }
 

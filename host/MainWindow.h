@@ -48,9 +48,8 @@ public:
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
     [[nodiscard]] const ManifestKeeper& manifestKeeper() const { return *m_manifests; }
 
-    /// Has sizes and places of this window kept in the configuration's folder from now on, and those of the
-    /// last time restored.
-    void rememberState();
+    /// Restores sizes and places that this window had on this site the last time.
+    void restorePlaces();
     /// Looks for the robot now and in intervals.
     void watchRobot();
 
@@ -92,7 +91,6 @@ private:
     JobListDock* m_jobListDock = nullptr;
     SiteStatusBar* m_status;
     RobotProbe* m_robotProbe;
-    QString m_stateFile;
 };
 
 } // namespace KOZAV::Host

@@ -1,13 +1,14 @@
 // zav_client: both panels in one window, on the site that the configuration names.
 
 #include "host/BatchRun.h"
+#include "host/ClientState.h"
 #include "host/CommandLine.h"
 #include "host/EmbeddedRobot.h"
 #include "host/ImportRun.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
-#include "host/site/SiteAccess.h"
 #include "host/Theme.h"
+#include "host/site/SiteAccess.h"
 #include "terminal/FileSizeLimit.h"
 #include "terminal/StandardStreams.h"
 
@@ -99,6 +100,8 @@ int main(int argc, char* argv[])
     const CommandLine line = readCommandLine(argc, argv);
     if (line.unattended())
         prepareUnattended(line);
+    else
+        ClientState::keep();
     QApplication application(argc, argv);
     applyTheme(application);
     QTextStream out(stdout);
@@ -130,7 +133,7 @@ int main(int argc, char* argv[])
     MainWindow window(site, log);
     if (line.unattended())
         return withOutputWritten(runUnattended(window, site, line, out, messages), out);
-    window.rememberState();
+    window.restorePlaces();
     window.watchRobot();
     window.show();
     if (!first.made.isEmpty())

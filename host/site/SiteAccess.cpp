@@ -358,6 +358,12 @@ QString SiteAccess::configurationPath() const
     return Backend::configurationFile();
 }
 
+QString SiteAccess::identity() const
+{
+    const auto settings = Site::current().settings();
+    return settings.ok() && !settings->siteId.isEmpty() ? settings->siteId : configurationPath();
+}
+
 QString SiteAccess::workDirectory()
 {
     const auto settings = Site::current().settings();

@@ -133,6 +133,8 @@ public:
     /// reached the last time that something was asked of them.
     [[nodiscard]] const Backend::ServiceHealth& part(Backend::SitePart part) const;
     [[nodiscard]] QString configurationPath() const;
+    /// The identity of the open site; the configuration's path for one that has none.
+    [[nodiscard]] QString identity() const;
     /// A directory of this machine for work files of any size, this program's alone; empty where it cannot be
     /// made. It lies in the download cache.
     [[nodiscard]] QString workDirectory();

@@ -3,7 +3,7 @@ if(ZAV_BUILD_PANELS)
   zav_add_test_program(host_tests LIBRARIES zav_client_lib zav_file_test_support zav_site_test_support zav_samples_lib
                                             zav_operated_panel Qt5::Sql
                          DEFINITIONS "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\"")
-  zav_add_tests(host_tests LABELS host TESTS host_announcement host_batch_report host_hostile_archives host_layer_stack
+  zav_add_tests(host_tests LABELS host TESTS host_announcement host_batch_report host_client_state host_hostile_archives host_layer_stack
                                              host_matrix host_panel_run host_panel_tidying host_plain_text host_publishing
                                              host_robot_probe host_service_log host_unpacker)
   zav_add_tests(host_tests LABELS host TESTS host_archive_check)
