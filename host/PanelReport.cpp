@@ -1,6 +1,7 @@
 #include "host/PanelReport.h"
 
 #include "host/PanelRun.h"
+#include "host/site/KnownJobs.h"
 #include "host/site/SiteAccess.h"
 
 #include <QHash>
@@ -11,7 +12,6 @@ namespace KOZAV::Host {
 
 PanelReport::PanelReport(SiteAccess& site, const PanelRun& run, QObject* parent)
     : QObject(parent)
-    , m_site(site)
 {
     connect(&run, &PanelRun::begins, this, [this](const PanelSource& source) {
         m_report = std::make_unique<BatchReport>(source, std::exchange(m_standIn, {}));
@@ -48,7 +48,7 @@ void PanelReport::tellKnownContent()
     if (companies.isEmpty())
         return;
     QString failure;
-    const auto before = m_site.jobsBefore(companies, failure);
+    const auto before = jobsBefore(companies, failure);
     if (!before)
         return m_report->remark(
             {QStringLiteral("content-not-asked"),

@@ -32,7 +32,6 @@ public:
 private:
     void tellKnownContent();
 
-    SiteAccess& m_site;
     std::unique_ptr<BatchReport> m_report;
     BatchStandIn m_standIn;
 };

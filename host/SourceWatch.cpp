@@ -15,6 +15,7 @@
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/core/ReadAlong.h"
+#include "host/site/SiteAccess.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
 #include <QDir>
@@ -120,7 +121,7 @@ void SourceWatch::serviceCalled(const OperationEvent& event)
         Source& source = m_sources[*m_current];
         const bool isImported = event.outcome == OperationOutcome::Succeeded &&
                                 event.operation != ServiceOperation::SelectCompanies;
-        source.after = SiteAccess::lookAtFile(source.path, isImported);
+        source.after = Host::lookAtFile(source.path, isImported);
     }
     lookAtNext();
 }
@@ -139,7 +140,7 @@ void SourceWatch::open(const OperationEvent& storing)
     if (storing.outcome == OperationOutcome::Failed)
         return;
     if (source.isFolder)
-        source.before = source.after = SiteAccess::lookAtFolder(source.path);
+        source.before = source.after = Host::lookAtFolder(source.path);
     else
         m_reader->add({storing.storedName, m_site.stagedCopy(storing.storedName), source.path});
 }
@@ -163,7 +164,7 @@ std::size_t SourceWatch::nextSource(const OperationEvent& storing) const
 void SourceWatch::lookAtNext()
 {
     if (m_next < m_sources.size() && !m_sources[m_next].isFolder)
-        m_sources[m_next].before = SiteAccess::lookAtFile(m_sources[m_next].path, false);
+        m_sources[m_next].before = Host::lookAtFile(m_sources[m_next].path, false);
 }
 
 void SourceWatch::compare()
@@ -220,7 +221,7 @@ SourceWatch::Finding SourceWatch::lookAtFolder(const Source& source)
 {
     if (!source.after.isThere)
         return {};
-    const SourceLook now = SiteAccess::lookAtFolder(source.path);
+    const SourceLook now = Host::lookAtFolder(source.path);
     if (now.state == source.after.state)
         return {};
     if (!now.isThere && !QFileInfo::exists(source.path))
@@ -234,7 +235,7 @@ SourceWatch::Finding SourceWatch::lookAtArchive(const Source& source, const Batc
 {
     const bool stayed = source.before.isThere && source.before.state == source.after.state &&
                         source.after.length == row.bytes && !source.after.isOpenForWriting;
-    const SourceLook now = SiteAccess::lookAtFile(source.path, true);
+    const SourceLook now = Host::lookAtFile(source.path, true);
     if (!now.isThere && stayed)
         return {Verdict::Gone, QStringLiteral("the archive is gone since it was imported")};
     if (!now.isThere)
@@ -250,7 +251,8 @@ SourceWatch::Finding SourceWatch::lookAtArchive(const Source& source, const Batc
     const bool sameLooks = stayed && now.state == source.after.state;
     if (sameLooks && source.before.isSettled)
         return {};
-    const auto isStored = m_site.isContentOf(row.flowKey, source.path);
+    const auto job = m_site.importedJob(row.flowKey);
+    const auto isStored = job ? isContentOf(*job, source.path) : std::nullopt;
     if (isStored.value_or(sameLooks))
         return {};
     if (now.identity != source.before.identity)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "backend/HostInterface.h"
-#include "host/site/SiteAccess.h"
+#include "host/site/SourceLooks.h"
 
 #include <QHash>
 #include <QObject>
@@ -15,6 +15,7 @@ namespace KOZAV::Host {
 class PanelReport;
 class PanelRun;
 class ReadAlong;
+class SiteAccess;
 struct BatchReportRow;
 struct PanelSource;
 

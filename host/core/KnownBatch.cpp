@@ -9,6 +9,7 @@
 
 #include "host/core/KnownBatch.h"
 
+#include "host/site/SiteAccess.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
 #include <QDir>
@@ -120,7 +121,7 @@ void KnownBatch::measure(const Progress& progress)
         m_candidates.size(),
         [&](std::size_t number) {
             Candidate& candidate = m_candidates[number];
-            candidate.content.length = SiteAccess::contentLength(candidate.path, candidate.content.isFolder);
+            candidate.content.length = contentLength(candidate.path, candidate.content.isFolder);
             ++done;
         },
         look);
@@ -137,7 +138,7 @@ QString KnownBatch::dropUnknownLengths(std::vector<Candidate*>& candidates) cons
             if (candidate->content.isFolder == isFolder)
                 lengths.insert(candidate->content.length);
         }
-        const auto found = m_site.knownLengths(isFolder, lengths, failure);
+        const auto found = knownLengths(isFolder, lengths, failure);
         if (!found)
             return failure;
         known.insert(isFolder, *found);
@@ -178,8 +179,8 @@ void KnownBatch::read(const std::vector<Candidate*>& candidates, const Progress&
         longestFirst.size(),
         [&](std::size_t number) {
             Candidate& candidate = *longestFirst[number];
-            const SourceContent content = SiteAccess::contentOf(candidate.path, candidate.content.isFolder,
-                                                                [&done](qint64 read) { done += read; });
+            const SourceContent content =
+                contentOf(candidate.path, candidate.content.isFolder, [&done](qint64 read) { done += read; });
             candidate.content = content;
         },
         look);
@@ -193,7 +194,7 @@ QString KnownBatch::leaveOutKnown()
             contents.push_back(candidate.content);
     }
     QString failure;
-    const auto jobs = m_site.jobsWithContent(contents, failure);
+    const auto jobs = jobsWithContent(contents, failure);
     if (!jobs)
         return failure;
     std::map<std::pair<QString, Key>, QString> known; // generated names, by company and content

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "host/core/BatchReport.h"
-#include "host/site/SiteAccess.h"
+#include "host/site/KnownJobs.h"
 
 #include <QString>
 
@@ -9,6 +9,8 @@
 #include <vector>
 
 namespace KOZAV::Host {
+
+class SiteAccess;
 
 /// A batch directory without what the site has already: entries whose content the same company has in a
 /// complete job that is neither failed nor taken back, and entries whose content comes before in the same

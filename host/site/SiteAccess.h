@@ -4,14 +4,11 @@
 
 #include <QByteArray>
 #include <QDateTime>
-#include <QHash>
 #include <QJsonObject>
 #include <QObject>
-#include <QSet>
 #include <QString>
 #include <QStringList>
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -70,39 +67,6 @@ struct RobotRequest
     QDateTime requested;  ///< UTC
 };
 
-/// The content of a source, as a job of it would have it.
-struct SourceContent
-{
-    bool isFolder = false; ///< a job folder, whose manifest does not count; otherwise an archive
-    qint64 length = -1;
-    QByteArray sha256;
-
-    bool operator==(const SourceContent& other) const
-    {
-        return isFolder == other.isFolder && length == other.length && sha256 == other.sha256;
-    }
-};
-
-/// A complete job of the site, neither failed nor taken back, and its content.
-struct JobWithContent
-{
-    SourceContent content;
-    QString flowKey;
-    QString generatedName;
-    QString company; ///< the name that it has now
-};
-
-/// What one look at the source of an import tells, without reading its content.
-struct SourceLook
-{
-    bool isThere = false;
-    qint64 length = -1;            ///< of a file, in bytes
-    QByteArray identity;           ///< which file or folder of the disk it is
-    QByteArray state;              ///< another one after each change that a look can see
-    bool isSettled = true;         ///< false: so fresh that the next change may not show in another state
-    bool isOpenForWriting = false; ///< somebody writes it; false as well where that cannot be asked
-};
-
 /// What became of a client's first start.
 struct FirstStart
 {
@@ -159,33 +123,8 @@ public:
     /// cannot be read, true where the row says nothing. On any thread.
     [[nodiscard]] static bool isAsImported(const ImportedJob& job, const QString& path);
 
-    /// The length of a source's content without reading it; -1 where that cannot be told. On any thread.
-    [[nodiscard]] static qint64 contentLength(const QString& path, bool isFolder);
-    /// Reads a source; its length is -1 where it cannot be read. On any thread.
-    /// @param onBytes  told of bytes as they are read
-    [[nodiscard]] static SourceContent contentOf(const QString& path, bool isFolder,
-                                                 const std::function<void(qint64 bytes)>& onBytes);
-    /// Which of these lengths a content of the site may have; nothing, and the reason, where that cannot be
-    /// asked.
-    [[nodiscard]] std::optional<QSet<qint64>> knownLengths(bool isFolder, const QSet<qint64>& lengths,
-                                                           QString& failure);
-    /// Of each of these contents and each company the oldest job.
-    [[nodiscard]] std::optional<std::vector<JobWithContent>>
-    jobsWithContent(const std::vector<SourceContent>& contents, QString& failure);
-    /// By the flow keys of jobs, given with their companies: a job that had the same content before, of the
-    /// same company where there is one.
-    [[nodiscard]] std::optional<QHash<QString, JobWithContent>>
-    jobsBefore(const QHash<QString, QString>& companies, QString& failure);
     /// Removes these files from the upload cache, where they are regular files in it.
     void removeStagedCopies(const QStringList& storedNames);
-    /// Looks at a file; whether somebody writes it costs an opening more.
-    [[nodiscard]] static SourceLook lookAtFile(const QString& path, bool askForWriters);
-    /// The same of a folder with all that is packed of it, but the job manifest, which an import uses up. One
-    /// that cannot be packed is not there.
-    [[nodiscard]] static SourceLook lookAtFolder(const QString& path);
-    /// Whether a file has the very content that the row of a job's stored file knows; nothing where either
-    /// cannot be read, or the row knows none.
-    [[nodiscard]] std::optional<bool> isContentOf(const QString& flowKey, const QString& path);
     /// Where the panel has staged what was stored under this name.
     [[nodiscard]] QString stagedCopy(const QString& storedName) const;
     /// Takes a job off the waiting list, since its import has failed. @return why it stays; empty where it

@@ -1,0 +1,183 @@
+#include "host/site/KnownJobs.h"
+
+#include "backend/Site.h"
+#include "backend/database/Database.h"
+#include "backend/io/File.h"
+#include "backend/pack/FolderDigest.h"
+#include "backend/records/KnownContent.h"
+#include "backend/records/SiteRecords.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace KOZAV::Host {
+
+using Backend::Site;
+
+namespace {
+
+std::string localPath(const QString& path)
+{
+    return QFile::encodeName(path).toStdString();
+}
+
+Backend::KnownBy kindOf(bool isFolder)
+{
+    return isFolder ? Backend::KnownBy::FolderContent : Backend::KnownBy::StoredFile;
+}
+
+Backend::Result<QHash<int, QString>> companyNames(Backend::Database& database)
+{
+    const auto companies = Backend::listCompanies(database);
+    if (!companies.ok())
+        return companies.status();
+    QHash<int, QString> names;
+    for (const auto& company : companies.value())
+        names.insert(company.companyId, QString::fromStdString(company.companyLabel));
+    return names;
+}
+
+Backend::Result<std::vector<JobWithContent>> findJobs(Backend::Database& database,
+                                                      const std::vector<SourceContent>& contents)
+{
+    const auto names = companyNames(database);
+    if (!names.ok())
+        return names.status();
+    std::vector<JobWithContent> jobs;
+    for (const bool isFolder : {false, true}) {
+        std::vector<Backend::ContentDigest> digests;
+        for (const SourceContent& content : contents) {
+            if (content.isFolder == isFolder)
+                digests.push_back({content.length, content.sha256});
+        }
+        const auto found = Backend::findKnownContents(database, kindOf(isFolder), digests);
+        if (!found.ok())
+            return found.status();
+        for (const Backend::KnownContent& known : found.value())
+            jobs.push_back({{isFolder, known.content.length, known.content.sha256},
+                            known.job.flowGuid,
+                            known.job.generatedName,
+                            names->value(known.job.companyId)});
+    }
+    return jobs;
+}
+
+/// Of the jobs with one content, oldest of their companies and oldest first, the one that was there before a
+/// job: the company's own where it has one.
+const JobWithContent* jobBefore(const std::vector<JobWithContent>& jobs, const QString& flowKey,
+                                const QString& company)
+{
+    const auto isOwn = [&](const JobWithContent& job) { return job.company == company; };
+    const auto own = std::find_if(jobs.begin(), jobs.end(), isOwn);
+    const JobWithContent* found = own != jobs.end() && own->flowKey != flowKey ? &*own : nullptr;
+    if (!found && !jobs.empty() && jobs.front().flowKey != flowKey)
+        found = &jobs.front();
+    return found;
+}
+
+Backend::Result<QHash<QString, JobWithContent>> findJobsBefore(Backend::Database& database,
+                                                               const QHash<QString, QString>& companies)
+{
+    const auto imported = Backend::contentsOfJobs(database, companies.keys());
+    if (!imported.ok())
+        return imported.status();
+    using Key = std::tuple<bool, qint64, QByteArray>;
+    const auto keyOf = [](const SourceContent& content) {
+        return Key(content.isFolder, content.length, content.sha256);
+    };
+    QHash<QString, SourceContent> contents;
+    std::map<Key, SourceContent> different;
+    for (const Backend::JobContent& job : imported.value()) {
+        const SourceContent content{job.by == Backend::KnownBy::FolderContent, job.content.length,
+                                    job.content.sha256};
+        contents.insert(job.flowGuid, content);
+        different.emplace(keyOf(content), content);
+    }
+    std::vector<SourceContent> asked;
+    asked.reserve(different.size());
+    for (const auto& content : different)
+        asked.push_back(content.second);
+    const auto jobs = findJobs(database, asked);
+    if (!jobs.ok())
+        return jobs.status();
+    std::map<Key, std::vector<JobWithContent>> jobsOf;
+    for (const JobWithContent& job : jobs.value())
+        jobsOf[keyOf(job.content)].push_back(job);
+    QHash<QString, JobWithContent> before;
+    for (auto own = contents.begin(); own != contents.end(); ++own) {
+        if (const auto* job = jobBefore(jobsOf[keyOf(own.value())], own.key(), companies.value(own.key())))
+            before.insert(own.key(), *job);
+    }
+    return before;
+}
+
+/// What work(Database&) says of the site's rows; nothing, and why, where that fails.
+template <typename Work>
+auto askRows(const Work& work, QString& failure)
+    -> std::optional<std::decay_t<decltype(work(std::declval<Backend::Database&>()).value())>>
+{
+    const auto database = Site::current().database();
+    if (!database.ok()) {
+        failure = database.message();
+        return std::nullopt;
+    }
+    auto answer = work(*database.value());
+    if (!answer.ok()) {
+        failure = answer.message();
+        return std::nullopt;
+    }
+    return std::move(answer.value());
+}
+
+} // namespace
+
+qint64 contentLength(const QString& path, bool isFolder)
+{
+    if (!isFolder)
+        return QFileInfo(path).isFile() ? QFileInfo(path).size() : -1;
+    const auto length = Backend::folderContentLength(localPath(path));
+    return length.ok() ? length.value() : -1;
+}
+
+SourceContent contentOf(const QString& path, bool isFolder, const std::function<void(qint64 bytes)>& onBytes)
+{
+    const auto digest = [&]() -> Backend::Result<Backend::ContentDigest> {
+        if (isFolder)
+            return Backend::digestFolder(localPath(path), onBytes);
+        auto file = Backend::File::openForReading(localPath(path));
+        return file.ok() ? Backend::readThrough(file.value(), onBytes) : file.status();
+    }();
+    if (!digest.ok())
+        return {isFolder, -1, {}};
+    return {isFolder, digest->length, digest->sha256};
+}
+
+std::optional<QSet<qint64>> knownLengths(bool isFolder, const QSet<qint64>& lengths, QString& failure)
+{
+    const auto ask = [&](Backend::Database& database) {
+        return Backend::findKnownLengths(database, kindOf(isFolder), {lengths.begin(), lengths.end()});
+    };
+    const auto known = askRows(ask, failure);
+    return known ? std::optional(QSet<qint64>(known->begin(), known->end())) : std::nullopt;
+}
+
+std::optional<std::vector<JobWithContent>> jobsWithContent(const std::vector<SourceContent>& contents,
+                                                           QString& failure)
+{
+    return askRows([&](Backend::Database& database) { return findJobs(database, contents); }, failure);
+}
+
+std::optional<QHash<QString, JobWithContent>> jobsBefore(const QHash<QString, QString>& companies,
+                                                         QString& failure)
+{
+    return askRows([&](Backend::Database& database) { return findJobsBefore(database, companies); }, failure);
+}
+
+} // namespace KOZAV::Host

@@ -1,0 +1,83 @@
+#include "host/site/SourceLooks.h"
+
+#include "backend/io/File.h"
+#include "backend/io/FileCopy.h"
+#include "backend/pack/FolderListing.h"
+#include "host/site/SiteAccess.h"
+
+#include <QCryptographicHash>
+#include <QDataStream>
+#include <QFile>
+
+#include <string>
+
+namespace KOZAV::Host {
+
+namespace {
+
+/// What tells one state of a file from another.
+void describe(const Backend::FileInfo& info, QDataStream& out)
+{
+    out << info.device << info.inode << info.length << info.modifiedNs << info.changedNs;
+}
+
+SourceLook lookOf(const Backend::FileInfo& info)
+{
+    SourceLook look;
+    look.isThere = true;
+    look.length = info.length;
+    look.isSettled = info.isSettled();
+    QDataStream(&look.identity, QIODevice::WriteOnly) << info.device << info.inode;
+    QDataStream state(&look.state, QIODevice::WriteOnly);
+    describe(info, state);
+    return look;
+}
+
+} // namespace
+
+SourceLook lookAtFile(const QString& path, bool askForWriters)
+{
+    const std::string name = QFile::encodeName(path).toStdString();
+    const auto info = Backend::fileInfo(name, Backend::LastLink::ItsTarget);
+    if (!info.ok() || info->kind != Backend::FileKind::Regular)
+        return {};
+    SourceLook look = lookOf(info.value());
+    if (!askForWriters)
+        return look;
+    const auto file = Backend::File::openForReading(name);
+    look.isOpenForWriting = file.ok() && file->isOpenForWriting().value_or(false);
+    return look;
+}
+
+SourceLook lookAtFolder(const QString& path)
+{
+    const auto listing = Backend::listFolder(QFile::encodeName(path).toStdString());
+    if (!listing.ok())
+        return {};
+    SourceLook look;
+    look.isThere = true;
+    QDataStream(&look.identity, QIODevice::WriteOnly) << listing->rootInfo.device << listing->rootInfo.inode;
+    QDataStream state(&look.state, QIODevice::WriteOnly);
+    for (const Backend::FolderEntry& entry : listing->entries) {
+        if (entry.name == "readme.json" || entry.info.kind == Backend::FileKind::Directory)
+            continue;
+        state << QByteArray::fromStdString(entry.name);
+        describe(entry.info, state);
+    }
+    look.state = look.identity + QCryptographicHash::hash(look.state, QCryptographicHash::Sha256);
+    return look;
+}
+
+std::optional<bool> isContentOf(const ImportedJob& job, const QString& path)
+{
+    if (job.storedSha256.isEmpty())
+        return std::nullopt;
+    auto file = Backend::File::openForReading(QFile::encodeName(path).toStdString());
+    const auto digest = file.ok() ? Backend::digestFile(file.value())
+                                  : Backend::Result<Backend::ContentDigest>(file.status());
+    if (!digest.ok())
+        return std::nullopt;
+    return digest.value() == Backend::ContentDigest{job.storedLength, job.storedSha256};
+}
+
+} // namespace KOZAV::Host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace KOZAV::Host {
+
+struct ImportedJob;
+
+/// What one look at the source of an import tells, without reading its content.
+struct SourceLook
+{
+    bool isThere = false;
+    qint64 length = -1;            ///< of a file, in bytes
+    QByteArray identity;           ///< which file or folder of the disk it is
+    QByteArray state;              ///< another one after each change that a look can see
+    bool isSettled = true;         ///< false: so fresh that the next change may not show in another state
+    bool isOpenForWriting = false; ///< somebody writes it; false as well where that cannot be asked
+};
+
+/// Looks at a file; whether somebody writes it costs an opening more.
+[[nodiscard]] SourceLook lookAtFile(const QString& path, bool askForWriters);
+/// The same of a folder with all that is packed of it, but the job manifest, which an import uses up. One
+/// that cannot be packed is not there.
+[[nodiscard]] SourceLook lookAtFolder(const QString& path);
+/// Whether a file has the very content that the row of a job's stored file knows; nothing where either
+/// cannot be read, or the row knows none.
+[[nodiscard]] std::optional<bool> isContentOf(const ImportedJob& job, const QString& path);
+
+} // namespace KOZAV::Host
