@@ -14,7 +14,7 @@ PanelReport::PanelReport(SiteAccess& site, const PanelRun& run, QObject* parent)
     : QObject(parent)
 {
     connect(&run, &PanelRun::begins, this, [this](const PanelSource& source) {
-        m_report = std::make_unique<BatchReport>(source, std::exchange(m_standIn, {}));
+        m_report = std::make_unique<BatchReport>(source, std::exchange(m_standIn, {}), rowsAreEmbedded());
     });
     connect(&site, &SiteAccess::serviceCalled, this, [this, &run](const Backend::OperationEvent& event) {
         if (run.isRunning())
@@ -33,8 +33,13 @@ PanelReport::PanelReport(SiteAccess& site, const PanelRun& run, QObject* parent)
 void PanelReport::reportWithoutRun()
 {
     const PanelSource source{PanelSource::Kind::Batch, m_standIn.original, QString()};
-    m_report = std::make_unique<BatchReport>(source, std::exchange(m_standIn, {}));
+    m_report = std::make_unique<BatchReport>(source, std::exchange(m_standIn, {}), rowsAreEmbedded());
     m_report->finish();
+}
+
+bool PanelReport::rowsAreEmbedded() const
+{
+    return !m_site.part(Backend::SitePart::Rows).remote;
 }
 
 /// Names for each imported job the one that had its content before: of the site, or of this very run.

@@ -30,6 +30,7 @@ public:
     [[nodiscard]] BatchReport* current() const { return m_report.get(); }
 
 private:
+    [[nodiscard]] bool rowsAreEmbedded() const;
     void tellKnownContent();
 
     std::unique_ptr<BatchReport> m_report;

@@ -2,6 +2,7 @@
 
 #include "host/core/BatchLinks.h"
 #include "host/core/PanelSource.h"
+#include "host/core/Reasons.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
 #include <QDir>
@@ -75,18 +76,18 @@ bool isOf(const OperationEvent& event, ServiceOperation operation)
     return event.operation == operation;
 }
 
-QString firstFailure(const std::vector<OperationEvent>& events)
+/// Null where all succeeded.
+const OperationEvent* firstFailure(const std::vector<OperationEvent>& events)
 {
-    for (const OperationEvent& event : events) {
-        if (event.outcome != OperationOutcome::Succeeded)
-            return event.message;
-    }
-    return {};
+    const auto found = std::find_if(events.begin(), events.end(), [](const OperationEvent& event) {
+        return event.outcome != OperationOutcome::Succeeded;
+    });
+    return found == events.end() ? nullptr : &*found;
 }
 
 /// The failure of an archive whose copy did not come to be stored, with what its source shows: the import
 /// copies it and tells nobody why it could not.
-QString withSource(const QString& failure, const std::vector<OperationEvent>& events, const QString& path)
+Remark withSource(Remark failure, const std::vector<OperationEvent>& events, const QString& path)
 {
     const auto isMissing = [](const OperationEvent& event) {
         return isStoring(event) && event.reason == Backend::ErrorCode::NotFound;
@@ -95,10 +96,12 @@ QString withSource(const QString& failure, const std::vector<OperationEvent>& ev
     if (std::none_of(events.begin(), events.end(), isMissing) || !source.exists())
         return failure;
     if (!source.isFile())
-        return QStringLiteral("it is no regular file");
+        return {QStringLiteral("source-unreadable"), QStringLiteral("it is no regular file")};
     if (!source.isReadable())
-        return QStringLiteral("it cannot be read: permission denied");
-    return QStringLiteral("%1; the source has %2 bytes").arg(failure).arg(source.size());
+        return {QStringLiteral("source-unreadable"), QStringLiteral("it cannot be read: permission denied")};
+    failure.text = QStringLiteral("%1; the source has %2 bytes").arg(failure.text).arg(source.size());
+    failure.code = QStringLiteral("source-incomplete");
+    return failure;
 }
 
 /// Takes over into the row what a call has acknowledged.
@@ -131,16 +134,24 @@ std::vector<QByteArray> namesIn(const QString& directory, std::error_code& faile
     return names;
 }
 
-QString unseenReason(const QByteArray& name, const QString& directory, bool besideCompanies)
+Remark unseenReason(const QByteArray& name, const QString& directory, bool besideCompanies)
 {
     const QString decoded = QFile::decodeName(name);
     if (QFile::encodeName(decoded) != name)
-        return QStringLiteral("its name is not valid UTF-8, so that the import does not see it");
+        return {QStringLiteral("name-not-text"),
+                QStringLiteral("its name is not valid UTF-8, so that the import does not see it")};
     if (name.startsWith('.'))
-        return QStringLiteral("hidden entries are not imported");
+        return {QStringLiteral("hidden"), QStringLiteral("hidden entries are not imported")};
     if (besideCompanies && QFileInfo(directory + QLatin1Char('/') + decoded).isFile())
-        return QStringLiteral("a file beside the company folders belongs to no company");
-    return QStringLiteral("neither a file nor a folder that can be read");
+        return {QStringLiteral("beside-companies"),
+                QStringLiteral("a file beside the company folders belongs to no company")};
+    return {QStringLiteral("not-a-job"), QStringLiteral("neither a file nor a folder that can be read")};
+}
+
+void setReason(BatchReportRow& row, const Remark& reason)
+{
+    row.reason = reason.text;
+    row.reasonCode = reason.code;
 }
 
 } // namespace
@@ -173,9 +184,10 @@ QString BatchStandIn::inOriginalWords(const QString& text) const
     return directory.isEmpty() ? text : QString(text).replace(directory, original);
 }
 
-BatchReport::BatchReport(const PanelSource& source, BatchStandIn standIn)
+BatchReport::BatchReport(const PanelSource& source, BatchStandIn standIn, bool rowsAreEmbedded)
     : m_path(source.path)
     , m_standIn(std::move(standIn))
+    , m_rowsAreEmbedded(rowsAreEmbedded)
     , m_startTime(QDateTime::currentDateTime())
 {
     if (source.kind == PanelSource::Kind::Batch) {
@@ -230,8 +242,9 @@ void BatchReport::listUnseen(const QString& directory, const QStringList& seen, 
         BatchReportRow row;
         row.company = company;
         row.entry = directory;
-        row.reason =
-            QStringLiteral("the folder cannot be listed: %1").arg(QString::fromStdString(failed.message()));
+        setReason(row,
+                  {QStringLiteral("folder-unreadable"), QStringLiteral("the folder cannot be listed: %1")
+                                                            .arg(QString::fromStdString(failed.message()))});
         row.sourcePath = directory;
         m_unseen.push_back(row);
     }
@@ -243,7 +256,7 @@ void BatchReport::listUnseen(const QString& directory, const QStringList& seen, 
         BatchReportRow row;
         row.company = company;
         row.entry = decoded;
-        row.reason = unseenReason(name, directory, company.isEmpty());
+        setReason(row, unseenReason(name, directory, company.isEmpty()));
         if (isText)
             row.sourcePath = directory + QLatin1Char('/') + decoded;
         m_unseen.push_back(row);
@@ -294,7 +307,7 @@ void BatchReport::lookUp(const OperationEvent& event)
     if (first != m_entries.end())
         m_next = static_cast<std::size_t>(first - m_entries.begin());
     if (event.outcome != OperationOutcome::Succeeded) {
-        m_lookUpFailures.insert(m_company, event.message);
+        m_lookUpFailures.insert(m_company, {codeOf(event), event.message});
         remark({QStringLiteral("company-look-up"), QStringLiteral("%1: %2").arg(m_company, event.message)});
     }
 }
@@ -411,17 +424,18 @@ BatchReportRow BatchReport::rowOf(const Entry& entry)
     row.sourcePath = entry.path;
     if (const auto leftOut = m_standIn.leftOut.find(entry.path); leftOut != m_standIn.leftOut.end()) {
         row.result = BatchResult::LeftOut;
-        row.reason = leftOut->reason;
+        setReason(row, {leftOut->code, leftOut->reason});
         row.generatedName = leftOut->generatedName;
         return row;
     }
     for (const OperationEvent& event : entry.events)
         acknowledge(event, row);
-    if (row.result != BatchResult::Imported)
-        row.reason = m_standIn.inOriginalWords(failureReason(entry));
-    else if (const QString failure = firstFailure(entry.events); !failure.isEmpty())
-        row.warnings.push_back({QStringLiteral("call-failed"), m_standIn.inOriginalWords(failure)});
-
+    if (row.result != BatchResult::Imported) {
+        const Remark reason = failureReason(entry);
+        setReason(row, {reason.code, m_standIn.inOriginalWords(reason.text)});
+    } else if (const OperationEvent* failed = firstFailure(entry.events)) {
+        row.warnings.push_back({QStringLiteral("call-failed"), m_standIn.inOriginalWords(failed->message)});
+    }
     if (!entry.events.empty()) {
         row.seconds = static_cast<double>(entry.events.back().endedMs - m_lastEndMs) / 1000.0;
         m_lastEndMs = entry.events.back().endedMs;
@@ -429,25 +443,35 @@ BatchReportRow BatchReport::rowOf(const Entry& entry)
     return row;
 }
 
-QString BatchReport::failureReason(const Entry& entry) const
+Remark BatchReport::failureReason(const Entry& entry) const
 {
     if (!entry.isAccepted)
-        return QStringLiteral("not a job archive: only .zip, .rar, .tgz and .kos, so written, are imported");
+        return {
+            QStringLiteral("suffix-refused"),
+            QStringLiteral("not a job archive: only .zip, .rar, .tgz and .kos, so written, are imported")};
     if (entry.events.empty()) {
-        QString lookUpFailure = m_lookUpFailures.value(entry.company);
-        if (!lookUpFailure.isEmpty())
-            return lookUpFailure;
-        return QFileInfo::exists(entry.path) ? QStringLiteral("the import did not come to it")
-                                             : QStringLiteral("it was gone when the import came to it");
+        if (const auto lookUp = m_lookUpFailures.find(entry.company); lookUp != m_lookUpFailures.end())
+            return *lookUp;
+        if (QFileInfo::exists(entry.path))
+            return {QStringLiteral("not-reached"), QStringLiteral("the import did not come to it")};
+        return {QStringLiteral("source-missing"), QStringLiteral("it was gone when the import came to it")};
     }
-    if (QString failure = firstFailure(entry.events); !failure.isEmpty())
+    if (const OperationEvent* failed = firstFailure(entry.events)) {
+        const Remark failure{codeOf(*failed), failed->message};
         return entry.isFolder ? failure : withSource(failure, entry.events, entry.path);
+    }
     const auto isCount = [](const OperationEvent& event) {
         return isOf(event, ServiceOperation::InputCompanies);
     };
     if (std::none_of(entry.events.begin(), entry.events.end(), isCount))
-        return QStringLiteral("the site has no company named \"%1\"").arg(entry.company);
-    return QStringLiteral("the import ended before its last row was written");
+        return {QStringLiteral("company-unknown"),
+                QStringLiteral("the site has no company named \"%1\"").arg(entry.company)};
+    return {QStringLiteral("incomplete"), QStringLiteral("the import ended before its last row was written")};
+}
+
+QString BatchReport::codeOf(const OperationEvent& failed) const
+{
+    return reasonCodeOf(failed, m_rowsAreEmbedded);
 }
 
 void BatchReport::remark(const Remark& remark)
@@ -463,8 +487,8 @@ void BatchReport::warn(const QString& sourcePath, const Remark& remark)
 
 void BatchReport::refute(const QString& sourcePath, const Remark& remark, BatchResult result)
 {
-    const QString text = m_standIn.inOriginalWords(remark.text);
-    tell(m_standIn.originalOf(sourcePath), {{{remark.code, text}}, text, result});
+    const Remark told{remark.code, m_standIn.inOriginalWords(remark.text)};
+    tell(m_standIn.originalOf(sourcePath), {{told}, told, result});
 }
 
 /// Keeps what is told before there are rows.
@@ -489,7 +513,7 @@ void BatchReport::tell(const QString& path, const Told& told)
     row->warnings.insert(row->warnings.end(), told.warnings.begin(), told.warnings.end());
     if (told.refutation) {
         row->result = told.result;
-        row->reason = *told.refutation;
+        setReason(*row, *told.refutation);
     }
 }
 

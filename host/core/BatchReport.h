@@ -36,6 +36,7 @@ struct BatchReportRow
     qint64 bytes = 0;
     double seconds = 0; ///< from the end of the entry before to the end of this one's import
     QString reason;     ///< why it was not imported or left out, or why that is not known
+    QString reasonCode; ///< the same as a word of codeMeanings() (Reasons.h)
     QString flowKey;
     QString sourcePath;           ///< absolute path; empty where the name on the disk is no text
     std::vector<Remark> warnings; ///< what else is to be known of it, whatever its result
@@ -57,6 +58,7 @@ struct BatchStandIn
     struct LeftOut
     {
         QString reason;
+        QString code;
         QString generatedName; ///< of the job that has its content, where the site has one
     };
 
@@ -81,7 +83,8 @@ class BatchReport final
 public:
     /// Looks through the source: to be made right before the import.
     /// @param standIn  where it is the source: the rows are those of the batch directory
-    explicit BatchReport(const PanelSource& source, BatchStandIn standIn = {});
+    /// @param rowsAreEmbedded  whether the site's rows are a file, not on a server
+    explicit BatchReport(const PanelSource& source, BatchStandIn standIn = {}, bool rowsAreEmbedded = true);
 
     void serviceCalled(const Backend::OperationEvent& event);
     /// The import has ended: makes the rows.
@@ -124,7 +127,7 @@ private:
     struct Told
     {
         std::vector<Remark> warnings;
-        std::optional<QString> refutation;             ///< why it is not imported, in spite of all
+        std::optional<Remark> refutation;              ///< why it is not imported, in spite of all
         BatchResult result = BatchResult::NotImported; ///< of a refutation
     };
 
@@ -140,10 +143,12 @@ private:
     std::size_t insertUnlisted(Entry entry);
     [[nodiscard]] bool wasImported(const BatchReportRow& unseen) const;
     BatchReportRow rowOf(const Entry& entry);
-    [[nodiscard]] QString failureReason(const Entry& entry) const;
+    [[nodiscard]] Remark failureReason(const Entry& entry) const;
+    [[nodiscard]] QString codeOf(const Backend::OperationEvent& failed) const;
 
     QString m_path;
     BatchStandIn m_standIn;
+    bool m_rowsAreEmbedded;
     QDateTime m_startTime;
     QDateTime m_endTime;
     qint64 m_lastEndMs = 0;
@@ -152,7 +157,7 @@ private:
     std::size_t m_next = 0;            ///< the entries before had their turn
     std::optional<std::size_t> m_open; ///< the entry that the calls are made for now
     QString m_company;                 ///< the one that the import has come to; empty for a single source
-    QHash<QString, QString> m_lookUpFailures; ///< by company
+    QHash<QString, Remark> m_lookUpFailures; ///< by company
     std::vector<BatchReportRow> m_unseen;
     QHash<QString, Told> m_told; ///< by path
     std::vector<BatchReportRow> m_rows;

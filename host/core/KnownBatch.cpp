@@ -206,13 +206,13 @@ QString KnownBatch::leaveOutKnown()
             continue;
         const auto place = std::pair(candidate.company, keyOf(candidate.content));
         if (const auto job = known.find(place); job != known.end())
-            m_standIn.leftOut.insert(
-                candidate.path,
-                {QStringLiteral("the site has its content as %1").arg(job->second), job->second});
+            m_standIn.leftOut.insert(candidate.path,
+                                     {QStringLiteral("the site has its content as %1").arg(job->second),
+                                      QStringLiteral("known-content"), job->second});
         else if (const auto [first, isFirst] = before.emplace(place, candidate.name); !isFirst)
             m_standIn.leftOut.insert(
-                candidate.path,
-                {QStringLiteral("the same content as %1 of this batch").arg(first->second), QString()});
+                candidate.path, {QStringLiteral("the same content as %1 of this batch").arg(first->second),
+                                 QStringLiteral("same-content"), QString()});
     }
     return {};
 }

@@ -37,6 +37,7 @@ QJsonObject rowJson(const BatchReportRow& row)
             {QStringLiteral("bytes"), row.bytes},
             {QStringLiteral("seconds"), row.seconds},
             {QStringLiteral("reason"), textOrNull(row.reason)},
+            {QStringLiteral("reason_code"), textOrNull(row.reasonCode)},
             {QStringLiteral("warnings"), remarksJson(row.warnings)}};
 }
 

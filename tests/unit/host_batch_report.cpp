@@ -1,7 +1,8 @@
 // What the client's report of a batch makes of the services' events.
 
-#include "host/core/BatchReport.h"
 #include "host/PanelRun.h"
+#include "host/core/BatchReport.h"
+#include "host/core/Reasons.h"
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
@@ -137,7 +138,10 @@ private Q_SLOTS:
     void warningsBelongToTheirSources();
     void aRefutedJobIsNotImported();
     void aStandInIsToldByWhatItStandsFor();
-    void everyRemarkIsInTheManual();
+    void everyCodeIsInTheManual();
+    void codesAreToldInWords();
+    void failuresHaveCodes_data();
+    void failuresHaveCodes();
 };
 
 void HostBatchReport::acknowledgedJobsStayImported()
@@ -242,6 +246,7 @@ void HostBatchReport::theNextCompanysFailureIsItsOwn()
     Batch::lookUp(report, QStringLiteral("b"), OperationOutcome::Failed);
     report.finish();
     QCOMPARE(report.rows()[0].reason, QStringLiteral("the site has no company named \"a\""));
+    QCOMPARE(report.rows()[0].reasonCode, QStringLiteral("company-unknown"));
     QCOMPARE(report.rows()[1].reason, QStringLiteral("Odbpp_CompanyBll::select went wrong"));
     QCOMPARE(told(report.remarks()),
              QStringList{QStringLiteral("company-look-up: b: Odbpp_CompanyBll::select went wrong")});
@@ -285,6 +290,7 @@ void HostBatchReport::entriesThatComeOrGoAreToldByTheirNames()
                           QStringLiteral("c.tgz imported C"), QStringLiteral("d.tgz imported D"),
                           QStringLiteral("e.tgz not-imported E"), QStringLiteral("f.tgz imported F")}));
     QCOMPARE(report.rows()[1].reason, QStringLiteral("it was gone when the import came to it"));
+    QCOMPARE(report.rows()[1].reasonCode, QStringLiteral("source-missing"));
     QCOMPARE(report.rows()[3].sourcePath, batch.path() + QStringLiteral("/a/d.tgz"));
     QCOMPARE(report.rows()[4].reason, QStringLiteral("MongodbPut went wrong"));
 }
@@ -390,6 +396,7 @@ void HostBatchReport::aRefutedJobIsNotImported()
         const BatchReportRow& row = report.rows().front();
         QCOMPARE(row.result, BatchResult::NotImported);
         QCOMPARE(row.reason, QStringLiteral("it grew"));
+        QCOMPARE(row.reasonCode, QStringLiteral("source-changed"));
         QCOMPARE(row.generatedName, QStringLiteral("AB000001"));
         QCOMPARE(told(row.warnings), QStringList{QStringLiteral("source-changed: it grew")});
         QVERIFY(!report.isSettled());
@@ -403,7 +410,7 @@ void HostBatchReport::aStandInIsToldByWhatItStandsFor()
     standIn.directory = QStringLiteral("/nowhere/batch");
     standIn.original = batch.path();
     standIn.leftOut.insert(batch.path() + QStringLiteral("/a/a.tgz"),
-                           {QStringLiteral("known"), QStringLiteral("A7")});
+                           {QStringLiteral("known"), QStringLiteral("known-content"), QStringLiteral("A7")});
     BatchReport report({PanelSource::Kind::Batch, standIn.directory, QString()}, standIn);
     Batch::lookUp(report, QStringLiteral("a"));
     Batch::importArchive(report, QStringLiteral("b.tgz"), QStringLiteral("A8"));
@@ -421,6 +428,7 @@ void HostBatchReport::aStandInIsToldByWhatItStandsFor()
              QStringList({QStringLiteral("a.tgz left-out A7"), QStringLiteral("b.tgz imported A8"),
                           QStringLiteral("c imported")}));
     QCOMPARE(report.rows()[0].reason, QStringLiteral("known"));
+    QCOMPARE(report.rows()[0].reasonCode, QStringLiteral("known-content"));
     QCOMPARE(report.rows()[1].sourcePath, batch.path() + QStringLiteral("/a/b.tgz"));
     QCOMPARE(report.rows()[1].warnings.size(), std::size_t(2));
     QCOMPARE(report.rows()[2].sourcePath, batch.path() + QStringLiteral("/a/c"));
@@ -428,21 +436,75 @@ void HostBatchReport::aStandInIsToldByWhatItStandsFor()
     QCOMPARE(report.sourcePath(), batch.path());
 }
 
-void HostBatchReport::everyRemarkIsInTheManual()
+void HostBatchReport::everyCodeIsInTheManual()
 {
     QFile manual(QStringLiteral(ZAV_DOCS_DIR "/outcomes.md"));
     QVERIFY(manual.open(QIODevice::ReadOnly));
     QStringList inManual;
     const QString text = QString::fromUtf8(manual.readAll());
-    const QString table = text.mid(text.indexOf(QStringLiteral("| code | meaning |")));
-    for (const QString& line : table.split(QLatin1Char('\n'))) {
+    const QString tables = text.mid(text.indexOf(QStringLiteral("| code | meaning | what to do |")));
+    for (const QString& line : tables.split(QLatin1Char('\n'))) {
         if (line.startsWith(QStringLiteral("| `")))
             inManual << line;
     }
     QStringList inProgram;
-    for (const RemarkMeaning& remark : remarkMeanings())
-        inProgram << QStringLiteral("| `%1` | %2 |").arg(remark.code, remark.meaning);
+    for (const CodeMeaning& one : codeMeanings())
+        inProgram << QStringLiteral("| `%1` | %2 | %3 |")
+                         .arg(one.code, QString::fromUtf8(one.meaning), QString::fromUtf8(one.advice));
     QCOMPARE(inManual, inProgram);
+}
+
+void HostBatchReport::codesAreToldInWords()
+{
+    for (const CodeMeaning& one : codeMeanings()) {
+        QCOMPARE(reasonText(one.code), QString::fromUtf8(one.meaning));
+        QCOMPARE(reasonAdvice(one.code), QString::fromUtf8(one.advice));
+        QCOMPARE(isRefusal(one.code), one.use == CodeUse::Refusal);
+    }
+    QCOMPARE(reasonText(QStringLiteral("of-a-newer-program")), QString());
+    QCOMPARE(reasonAdvice(QStringLiteral("of-a-newer-program")), QString());
+    QVERIFY(!isRefusal(QStringLiteral("of-a-newer-program")));
+}
+
+void HostBatchReport::failuresHaveCodes_data()
+{
+    QTest::addColumn<int>("reason");
+    QTest::addColumn<int>("part");
+    QTest::addColumn<bool>("gaveUp");
+    QTest::addColumn<QString>("embedded");
+    QTest::addColumn<QString>("onServer");
+    const auto row = [](const char* name, ErrorCode reason, SitePart part, bool gaveUp, const char* embedded,
+                        const char* onServer) {
+        QTest::newRow(name) << int(reason) << int(part) << gaveUp << QString::fromLatin1(embedded)
+                            << QString::fromLatin1(onServer);
+    };
+    row("space", ErrorCode::NoSpace, SitePart::Files, false, "no-space", "no-space");
+    row("rows", ErrorCode::Unavailable, SitePart::Rows, false, "locked", "unavailable");
+    row("files", ErrorCode::Unavailable, SitePart::Files, false, "unavailable", "unavailable");
+    row("company", ErrorCode::Unavailable, SitePart::None, false, "company-held", "company-held");
+    row("gave up", ErrorCode::Unavailable, SitePart::Rows, true, "gave-up", "gave-up");
+    row("access", ErrorCode::NotPermitted, SitePart::Rows, false, "not-permitted", "not-permitted");
+    row("lost", ErrorCode::OutcomeUnknown, SitePart::Rows, false, "answer-lost", "answer-lost");
+}
+
+void HostBatchReport::failuresHaveCodes()
+{
+    QFETCH(const int, reason);
+    QFETCH(const int, part);
+    QFETCH(const bool, gaveUp);
+    const Batch batch({QStringLiteral("a/a.tgz")});
+    for (const bool rowsAreEmbedded : {true, false}) {
+        BatchReport report(batch.source(), {}, rowsAreEmbedded);
+        OperationEvent failed = Batch::event(ServiceOperation::MongodbPut, OperationOutcome::Failed);
+        failed.reason = ErrorCode(reason);
+        failed.part = SitePart(part);
+        failed.gaveUp = gaveUp;
+        report.serviceCalled(failed);
+        report.finish();
+        QFETCH(const QString, embedded);
+        QFETCH(const QString, onServer);
+        QCOMPARE(report.rows().front().reasonCode, rowsAreEmbedded ? embedded : onServer);
+    }
 }
 
 ZAV_REGISTER_TEST(host_batch_report, HostBatchReport, QCoreApplication)
