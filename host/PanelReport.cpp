@@ -12,6 +12,7 @@ namespace KOZAV::Host {
 
 PanelReport::PanelReport(SiteAccess& site, const PanelRun& run, QObject* parent)
     : QObject(parent)
+    , m_site(site)
 {
     connect(&run, &PanelRun::begins, this, [this](const PanelSource& source) {
         m_report = std::make_unique<BatchReport>(source, std::exchange(m_standIn, {}), rowsAreEmbedded());

@@ -33,6 +33,7 @@ private:
     [[nodiscard]] bool rowsAreEmbedded() const;
     void tellKnownContent();
 
+    const SiteAccess& m_site;
     std::unique_ptr<BatchReport> m_report;
     BatchStandIn m_standIn;
 };
