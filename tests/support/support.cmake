@@ -25,6 +25,19 @@ if(ZAV_BUILD_PANELS)
   target_link_libraries(zav_client_test_support PUBLIC zav_file_test_support Qt5::Core)
   add_dependencies(zav_client_test_support zav_client)
 
+  # The client in a window on a desktop of its own, and the plugin that tells what it shows.
+  add_library(zav_desktop_probe MODULE DesktopProbe.cpp)
+  zav_compile_options(zav_desktop_probe)
+  set_target_properties(zav_desktop_probe PROPERTIES AUTOMOC ON PREFIX "" LIBRARY_OUTPUT_DIRECTORY
+                                                     "${PROJECT_BINARY_DIR}/test-plugins/generic")
+  target_link_libraries(zav_desktop_probe PRIVATE Qt5::Widgets Qt5::Network)
+  add_library(zav_desktop_test_support STATIC Desktop.cpp DesktopClient.cpp)
+  zav_compile_options(zav_desktop_test_support)
+  target_compile_definitions(zav_desktop_test_support PRIVATE "ZAV_TEST_PLUGINS=\"${PROJECT_BINARY_DIR}/test-plugins\"")
+  target_link_libraries(zav_desktop_test_support PUBLIC zav_client_test_support zav_file_test_support Qt5::Widgets Qt5::Network
+                                                        Qt5::Test)
+  add_dependencies(zav_desktop_test_support zav_desktop_probe)
+
   # The file import panel over the double. Whoever links this links zav_import_objects too.
   add_library(zav_panel_test_support STATIC PanelHarness.cpp PanelView.cpp)
   zav_compile_options(zav_panel_test_support)

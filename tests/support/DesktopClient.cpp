@@ -1,0 +1,248 @@
+#include "tests/support/DesktopClient.h"
+
+#include "tests/support/ClientProgram.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcessEnvironment>
+#include <QTest>
+
+namespace KOZAV::Test {
+
+namespace {
+
+/// A machine may be busy with much else.
+constexpr int patienceMs = 60'000;
+constexpr int answerMs = 250;
+
+QString text(const char* latin)
+{
+    return QString::fromLatin1(latin);
+}
+
+QRect readRect(const QJsonValue& value)
+{
+    const QJsonArray numbers = value.toArray();
+    return {qRound(numbers.at(0).toDouble()), qRound(numbers.at(1).toDouble()),
+            qRound(numbers.at(2).toDouble()), qRound(numbers.at(3).toDouble())};
+}
+
+SeenWidget readWidget(const QJsonObject& object)
+{
+    SeenWidget seen;
+    seen.name = object.value(text("name")).toString();
+    seen.className = object.value(text("class")).toString();
+    seen.text = object.value(text("text")).toString();
+    seen.rect = readRect(object.value(text("rect")));
+    seen.seen = readRect(object.value(text("seen")));
+    seen.enabled = object.value(text("enabled")).toBool();
+    seen.focus = object.value(text("focus")).toBool();
+    seen.rows = object.value(text("rows")).toInt(-1);
+    seen.current = object.value(text("current")).toInt(-1);
+    for (const QJsonValue value : object.value(text("items")).toArray()) {
+        const QJsonObject item = value.toObject();
+        seen.items.push_back({item.value(text("text")).toString(), readRect(item.value(text("rect"))),
+                              item.value(text("row")).toInt(), item.value(text("column")).toInt()});
+    }
+    return seen;
+}
+
+} // namespace
+
+DesktopClient::DesktopClient(const Desktop& desktop, const QString& home)
+    : m_desktop(desktop)
+    , m_home(home)
+{
+    m_process.setProcessChannelMode(QProcess::MergedChannels);
+}
+
+DesktopClient::~DesktopClient() = default;
+
+bool DesktopClient::start(const QStringList& arguments, const QMap<QString, QString>& environment)
+{
+    return startBy({}, arguments, environment);
+}
+
+bool DesktopClient::startBy(const QStringList& tool, const QStringList& arguments,
+                            const QMap<QString, QString>& environment)
+{
+    m_process.end();
+    m_probe.abort();
+    m_output.clear();
+    const QString socket = m_folder.filePath(QStringLiteral("probe-%1").arg(++m_asked));
+    auto variables = QProcessEnvironment::systemEnvironment();
+    variables.insert(text("DISPLAY"), m_desktop.display());
+    variables.insert(text("HOME"), m_home);
+    variables.insert(text("XDG_CONFIG_HOME"), m_home + text("/.config"));
+    variables.insert(text("XDG_CACHE_HOME"), m_home + text("/.cache"));
+    variables.insert(text("XDG_DATA_HOME"), m_home + text("/.local"));
+    variables.insert(text("QT_QPA_PLATFORM"), text("xcb"));
+    variables.insert(text("QT_QPA_GENERIC_PLUGINS"), text("zavprobe:") + socket);
+    variables.insert(text("QT_PLUGIN_PATH"), text(ZAV_TEST_PLUGINS));
+    for (auto variable = environment.begin(); variable != environment.end(); ++variable) {
+        if (variable.value().isNull())
+            variables.remove(variable.key());
+        else
+            variables.insert(variable.key(), variable.value());
+    }
+    m_process.setProcessEnvironment(variables);
+    const QStringList command = tool + QStringList{clientProgram()} + arguments;
+    m_process.start(command.first(), command.mid(1));
+    const bool there = QTest::qWaitFor(
+        [&] {
+            if (m_probe.state() == QLocalSocket::UnconnectedState)
+                m_probe.connectToServer(socket);
+            return m_process.state() == QProcess::NotRunning ||
+                   (m_probe.waitForConnected(answerMs) && shows(text("KOZAV::Host::MainWindow")));
+        },
+        patienceMs);
+    if (!there || m_process.state() == QProcess::NotRunning) {
+        qWarning("the client shows no window: %s", qUtf8Printable(output()));
+        return false;
+    }
+    return true;
+}
+
+std::optional<QJsonObject> DesktopClient::ask(const QString& path)
+{
+    const int number = ++m_asked;
+    m_probe.write(QStringLiteral("%1 %2\n").arg(number).arg(path).toUtf8());
+    m_probe.flush();
+    for (;;) {
+        while (m_probe.canReadLine()) {
+            const QJsonObject reply = QJsonDocument::fromJson(m_probe.readLine()).object();
+            if (reply.value(text("number")).toInt() == number)
+                return reply;
+        }
+        if (!m_probe.waitForReadyRead(answerMs))
+            return std::nullopt;
+    }
+}
+
+std::vector<SeenWidget> DesktopClient::look(const QString& path)
+{
+    std::vector<SeenWidget> widgets;
+    if (const auto reply = ask(path)) {
+        for (const QJsonValue value : reply->value(text("found")).toArray())
+            widgets.push_back(readWidget(value.toObject()));
+    }
+    return widgets;
+}
+
+bool DesktopClient::shows(const QString& path)
+{
+    return !look(path).empty();
+}
+
+std::optional<SeenWidget> DesktopClient::find(const QString& path,
+                                              const std::function<bool(const SeenWidget&)>& holds)
+{
+    std::optional<SeenWidget> found;
+    (void)QTest::qWaitFor(
+        [&] {
+            for (const SeenWidget& widget : look(path)) {
+                if (!holds || holds(widget))
+                    found = widget;
+            }
+            return found || !isRunning();
+        },
+        patienceMs);
+    if (!found)
+        qWarning("nothing like %s is shown", qUtf8Printable(path));
+    return found;
+}
+
+bool DesktopClient::waitUntilGone(const QString& path)
+{
+    const auto gone = [&] {
+        const auto reply = ask(path);
+        return !isRunning() || (reply && reply->value(text("found")).toArray().isEmpty());
+    };
+    return QTest::qWaitFor(gone, patienceMs);
+}
+
+std::optional<SeenItem> DesktopClient::findItem(const QString& path, const QString& wanted)
+{
+    std::optional<SeenItem> found;
+    (void)find(path, [&](const SeenWidget& widget) {
+        for (const SeenItem& item : widget.items) {
+            if (item.text == wanted)
+                found = item;
+        }
+        return found.has_value();
+    });
+    if (!found)
+        qWarning("%s has no entry %s", qUtf8Printable(path), qUtf8Printable(wanted));
+    return found;
+}
+
+bool DesktopClient::click(const QString& path, int button)
+{
+    const auto widget =
+        find(path, [](const SeenWidget& seen) { return seen.enabled && !seen.seen.isEmpty(); });
+    if (widget)
+        m_desktop.click(widget->seen.center(), button);
+    return widget.has_value();
+}
+
+bool DesktopClient::clickItem(const QString& path, const QString& wanted, int button, int times)
+{
+    const auto item = findItem(path, wanted);
+    if (item)
+        m_desktop.click(item->rect.center(), button, times);
+    return item.has_value();
+}
+
+QString DesktopClient::answer(const QString& button)
+{
+    const auto box = find(text("QMessageBox"));
+    if (!box || !click(text("QMessageBox > QPushButton=") + button))
+        return {};
+    // The next box may be there at once, and may say the same.
+    (void)QTest::qWaitFor(
+        [&] {
+            const auto reply = ask(text("QMessageBox"));
+            if (!reply)
+                return !isRunning();
+            const QJsonArray boxes = reply->value(text("found")).toArray();
+            return boxes.isEmpty() || readWidget(boxes.first().toObject()).text != box->text;
+        },
+        patienceMs);
+    return box->text;
+}
+
+bool DesktopClient::chooseInDialog(const QString& path)
+{
+    const auto field =
+        find(text("QFileDialog > fileNameEdit"), [](const SeenWidget& seen) { return seen.focus; });
+    if (!field)
+        return false;
+    m_desktop.press(text("ctrl+a"));
+    m_desktop.type(path);
+    if (!find(text("QFileDialog > fileNameEdit"), [&](const SeenWidget& seen) { return seen.text == path; }))
+        return false;
+    m_desktop.press(text("Return"));
+    return waitUntilGone(text("QFileDialog"));
+}
+
+void DesktopClient::activate()
+{
+    m_desktop.activate(processId());
+}
+
+const QString& DesktopClient::output()
+{
+    m_output += QString::fromUtf8(m_process.readAll());
+    return m_output;
+}
+
+int DesktopClient::quit()
+{
+    activate();
+    m_desktop.press(text("ctrl+q"));
+    const bool ended = QTest::qWaitFor([this] { return !isRunning(); }, patienceMs);
+    return ended && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+} // namespace KOZAV::Test
