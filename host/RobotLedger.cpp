@@ -159,7 +159,8 @@ QString RobotLedger::addressWarning()
     const QString host = QString::fromStdString(Common::commonInterface()->getConfig().robotHost);
     if (!QHostAddress(host).isNull())
         return {};
-    return QStringLiteral("机器人地址 robot/host = %1 不是数字地址，存档料号 (.kos) 将无法送达机器人")
+    return tr("The robot's address robot/host = %1 is not a numeric one: requests of archived jobs (.kos) "
+              "will not reach the robot")
         .arg(host);
 }
 
