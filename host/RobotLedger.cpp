@@ -294,7 +294,7 @@ void RobotLedger::writeConfirmed()
 /// @return why that was not possible; empty on success
 QString RobotLedger::write(const std::vector<RobotRequest>& requests)
 {
-    const QString failure = requests.empty() ? QString() : m_site.recordRobotRequests(requests);
+    const QString failure = requests.empty() ? QString() : recordRobotRequests(requests);
     if (failure.isEmpty())
         return {};
     return QStringLiteral("the history of the jobs does not tell of %1 requests to the robot: %2")
