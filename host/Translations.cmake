@@ -14,14 +14,15 @@ qt5_add_resources(client_translations "${CMAKE_CURRENT_BINARY_DIR}/zav_client_tr
 # Reads the texts out of the sources into the catalogues, for a translator to go on with. The source's English has plural
 # forms only. By hand: a build changes no sources. The headers tell the namespaces of the classes, which are the contexts of
 # their texts.
-set(lupdate_options -silent -extensions cpp,h -I "${PROJECT_SOURCE_DIR}" -locations none -no-obsolete -no-ui-lines)
+set(lupdate_options -silent -extensions cpp,h -I "${PROJECT_SOURCE_DIR}" -locations none -no-ui-lines)
+set_property(GLOBAL PROPERTY ZAV_LUPDATE_OPTIONS ${lupdate_options})
 set(update_commands "")
 foreach(catalogue IN LISTS client_catalogues)
   set(plural_only "")
   if(catalogue MATCHES "_en\\.ts$")
     set(plural_only -pluralonly)
   endif()
-  list(APPEND update_commands COMMAND Qt5::lupdate ${lupdate_options} ${plural_only} "${CMAKE_CURRENT_SOURCE_DIR}" -ts
-       "${catalogue}")
+  list(APPEND update_commands COMMAND Qt5::lupdate ${lupdate_options} -no-obsolete ${plural_only}
+       "${CMAKE_CURRENT_SOURCE_DIR}" -ts "${catalogue}")
 endforeach()
 add_custom_target(update_translations ${update_commands} VERBATIM)
