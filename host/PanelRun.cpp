@@ -1,5 +1,7 @@
 // Two signals of a button frame its slot: pressed() comes before clicked(), however the button is worked, and
-// a connection made to clicked() after the panel's own is called after it.
+// a connection made to clicked() after the panel's own is called after it. A button that is pressed may be
+// let go of without a click: then released() comes alone, and with no slot on the stack the event loop comes
+// back to the depth at which it came. In a box of the panel it is deeper.
 //
 // What the panel will import is known from its fields: it fills them as it takes a choice over. A field that
 // is cleared by its button, or typed into, says nothing of the choice, which the panel keeps.
@@ -7,11 +9,14 @@
 #include "host/PanelRun.h"
 
 #include "host/PanelBoxes.h"
+#include "host/core/RunGate.h"
 
 #include <QComboBox>
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QThread>
+#include <QTimer>
 
 namespace KOZAV::Host {
 
@@ -46,11 +51,28 @@ void PanelRun::frame(const QPushButton* importButton, PanelSource (PanelRun::*pr
     connect(importButton, &QPushButton::pressed, this, [this, pressed] {
         m_source = (this->*pressed)();
         m_running = true;
+        ++m_presses;
+        RunGate::close();
         Q_EMIT begins(m_source);
     });
-    connect(importButton, &QPushButton::clicked, this, [this] {
+    connect(importButton, &QPushButton::released, this, &PanelRun::forgetUnlessCalled);
+    connect(importButton, &QPushButton::clicked, this, &PanelRun::end);
+}
+
+void PanelRun::end()
+{
+    m_running = false;
+    Q_EMIT ended(m_source);
+    RunGate::open();
+}
+
+void PanelRun::forgetUnlessCalled()
+{
+    QTimer::singleShot(0, this, [this, press = m_presses, depth = QThread::currentThread()->loopLevel()] {
+        if (!m_running || press != m_presses || depth != QThread::currentThread()->loopLevel())
+            return;
         m_running = false;
-        Q_EMIT ended(m_source);
+        RunGate::open();
     });
 }
 

@@ -12,7 +12,8 @@ class QWidget;
 namespace KOZAV::Host {
 
 /// Tells when the file import panel begins to import, before its slot runs, and when the slot has returned.
-/// Between the two the panel never lets the event loop run but in its message boxes.
+/// Between the two the panel never lets the event loop run but in its message boxes, and the RunGate is
+/// closed.
 class PanelRun final : public QObject
 {
     Q_OBJECT
@@ -41,6 +42,8 @@ private:
 
     void follow(const QLineEdit* field, const QPushButton* clearButton, Choice& choice);
     void frame(const QPushButton* importButton, PanelSource (PanelRun::*pressed)() const);
+    void end();
+    void forgetUnlessCalled();
     [[nodiscard]] PanelSource batchSource() const;
     [[nodiscard]] PanelSource singleSource() const;
 
@@ -49,6 +52,7 @@ private:
     Choice m_single;
     PanelSource m_source;
     bool m_running = false;
+    int m_presses = 0;
 };
 
 } // namespace KOZAV::Host

@@ -1,6 +1,7 @@
 // How the client learns what the file import panel imports, and when.
 
 #include "host/PanelRun.h"
+#include "host/core/RunGate.h"
 #include "tests/support/DialogDriver.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/PanelView.h"
@@ -12,6 +13,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QTest>
 
@@ -86,6 +88,8 @@ private Q_SLOTS:
     void framesASingleArchive();
     void framesAJobFolder();
     void saysNothingOfASourceThatIsCleared();
+    void closesTheGateWhileTheSlotRuns();
+    void forgetsAPressThatIsNoClick();
 
 private:
     std::unique_ptr<FreshSite> m_site;
@@ -177,6 +181,39 @@ void HostPanelRunTest::saysNothingOfASourceThatIsCleared()
     m_panel->press(m_panel->view.singleImport, 0);
     QVERIFY(m_panel->run.source().path.isEmpty());
     QCOMPARE(m_panel->told.size(), 2);
+}
+
+void HostPanelRunTest::closesTheGateWhileTheSlotRuns()
+{
+    QStringList done;
+    QObject::connect(&m_panel->run, &PanelRun::begins, this, [this, &done] {
+        RunGate::whenOpen(this, [&done] { done << QStringLiteral("waited"); });
+    });
+    QObject::connect(&m_panel->run, &PanelRun::ended, this, [&done] { done << QStringLiteral("ended"); });
+    m_panel->choose(m_panel->view.openFolder, m_site->path(QStringLiteral("batch")));
+    m_panel->dialogs.observer = [&done](const ShownDialog& /*box*/) {
+        QCoreApplication::processEvents();
+        done << (RunGate::isClosed() ? QStringLiteral("box") : QStringLiteral("open"));
+    };
+    m_panel->press(m_panel->view.batchImport, 2);
+    QVERIFY(!RunGate::isClosed());
+    QTRY_COMPARE(done, QStringList({QStringLiteral("box"), QStringLiteral("box"), QStringLiteral("ended"),
+                                    QStringLiteral("waited")}));
+}
+
+/// Pressed, pulled off the button and let go there.
+void HostPanelRunTest::forgetsAPressThatIsNoClick()
+{
+    QPushButton* button = m_panel->view.batchImport;
+    QTest::mousePress(button, Qt::LeftButton);
+    QVERIFY(RunGate::isClosed());
+    const QPointF away(-50, -50);
+    QMouseEvent move(QEvent::MouseMove, away, Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(button, &move);
+    QTest::mouseRelease(button, Qt::LeftButton, Qt::NoModifier, away.toPoint());
+    QTRY_VERIFY(!RunGate::isClosed());
+    QVERIFY(!m_panel->run.isRunning());
+    QCOMPARE(m_panel->told.size(), 1);
 }
 
 ZAV_REGISTER_TEST(host_panel_run, HostPanelRunTest, QApplication)
