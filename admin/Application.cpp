@@ -140,6 +140,7 @@ ExitCode exitCodeOf(ErrorCode code)
     case ErrorCode::Io:
     case ErrorCode::ChangedWhileRead:
     case ErrorCode::Internal:
+    case ErrorCode::Stopped:
         break;
     }
     return ExitCode::Failure;

@@ -27,7 +27,8 @@ enum class ErrorCode {
     Configuration,    ///< the configuration is missing, broken or not usable
     Unavailable,      ///< a server or a locked database cannot be reached in time
     OutcomeUnknown,   ///< the connection was lost before the answer: the change may have been made
-    Internal
+    Internal,
+    Stopped ///< not tried, since the host has stopped the batch
 };
 
 /// The two parts that a site is made of.
@@ -95,7 +96,7 @@ struct OperationEvent
     qint64 startedMs = 0; ///< monotonic clock, milliseconds
     qint64 endedMs = 0;
 
-    bool gaveUp = false; ///< failed without being tried: its batch has given up waiting for a server
+    bool gaveUp = false; ///< failed without being tried: its batch has given up waiting, or was stopped
 };
 
 using OperationObserver = std::function<void(const OperationEvent&)>;
@@ -132,6 +133,41 @@ using WaitObserver = std::function<void(const ServiceWait&)>;
 /// returns; an empty function ends that. An exception that observer throws goes no further.
 KOZAV_SERVICES_API void setWaitObserver(WaitObserver observer);
 
+/// How far a service operation is that takes its time.
+struct WorkProgress
+{
+    enum class Stage {
+        Listing,  ///< looks through a folder
+        Packing,  ///< of a folder's files, in bytes before compression
+        Reading,  ///< of a file, to know its content
+        Copying,  ///< of a file, within this machine
+        Sending,  ///< of a file, to a server
+        Fetching, ///< of a file, from a server
+        Flushing  ///< has what was written brought to the disk
+    };
+
+    ServiceOperation operation = ServiceOperation::MongodbPut;
+    QString subject; ///< what it was called for, as its event will say
+    Stage stage = Stage::Listing;
+    qint64 done = -1;  ///< bytes of this stage; -1 where it has none
+    qint64 total = -1; ///< all that the stage has
+};
+
+using WorkObserver = std::function<void(const WorkProgress&)>;
+
+/// Has every service operation of this process tell observer how far it is, on the thread that called it:
+/// about every 50 ms while it works, not while it waits for an answer of a server or a lock. The operation
+/// goes on when observer returns, which may call no service on that thread; an empty function ends that. An
+/// exception that observer throws goes no further.
+KOZAV_SERVICES_API void setWorkObserver(WorkObserver observer);
+
+/// Has the batch that the calling thread imports get no further entry: the entry that is under way goes on to
+/// its end, each one after it, and each further company, fails with Stopped before anything is tried. Their
+/// events say that they were given up. The batch number of the company that the batch is at is written
+/// nevertheless, since its jobs have it. Ends with the batch; without effect outside of one.
+/// @param reason  in words, for messages
+KOZAV_SERVICES_API void refuseImports(const QString& reason);
+
 /// Has the services work on the site of a configuration file from now on.
 /// Nothing of a site is ever made by that: every operation fails while the file, the database or the store
 /// that it names is missing or belongs to another site, and the message says what to do. "zav_admin init"
@@ -163,3 +199,4 @@ KOZAV_SERVICES_API ServiceHealth healthOf(SitePart part);
 
 Q_DECLARE_METATYPE(KOZAV::Backend::OperationEvent)
 Q_DECLARE_METATYPE(KOZAV::Backend::ServiceWait)
+Q_DECLARE_METATYPE(KOZAV::Backend::WorkProgress)

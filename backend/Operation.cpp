@@ -1,8 +1,8 @@
 #include "backend/Operation.h"
 
+#include "backend/ObserverSlot.h"
+
 #include <chrono>
-#include <memory>
-#include <mutex>
 #include <utility>
 
 // A call ends in three steps, in this order: what it came to is written into its event, a failure is logged,
@@ -59,28 +59,6 @@ const OperationRow& rowOf(ServiceOperation operation)
             return row;
     Q_UNREACHABLE();
 }
-
-/// An observer may be changed while calls are under way on other threads: each call keeps the one it tells.
-template <typename Observer>
-class ObserverSlot final
-{
-public:
-    void set(Observer observer)
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_observer = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
-    }
-
-    std::shared_ptr<const Observer> get()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_observer;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::shared_ptr<const Observer> m_observer;
-};
 
 ObserverSlot<OperationObserver>& observerSlot()
 {
@@ -145,6 +123,7 @@ void tellWait(const ServiceWait& wait) noexcept
 }
 
 Operation::Operation(ServiceOperation operation)
+    : m_work(event)
 {
     event.operation = operation;
     event.startedMs = monotonicMs();

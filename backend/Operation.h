@@ -3,6 +3,7 @@
 #include "backend/Guarded.h"
 #include "backend/HostInterface.h"
 #include "backend/Status.h"
+#include "backend/WorkWatch.h"
 
 #include <QLoggingCategory>
 
@@ -44,6 +45,8 @@ public:
 private:
     explicit Operation(ServiceOperation operation);
     void end(const Status& outcome) noexcept;
+
+    WatchedWork m_work;
 };
 
 /// Tells the host's observer of a wait. No exception of it comes back.

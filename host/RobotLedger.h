@@ -1,6 +1,5 @@
 #pragma once
 
-#include "host/site/RobotRecords.h"
 #include "host/site/SiteAccess.h"
 
 #include <QDateTime>

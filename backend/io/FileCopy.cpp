@@ -8,6 +8,7 @@
 
 #include "backend/io/FileCopy.h"
 
+#include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Sha256.h"
 
@@ -79,6 +80,8 @@ Status CopyPass::transfer()
         if (auto written = write(block, size.value()); !written.ok())
             return written;
         m_length += size.value();
+        tellWork(m_target ? WorkProgress::Stage::Copying : WorkProgress::Stage::Reading, m_length,
+                 m_expectedLength);
         // A file that grows without end is noticed at the first byte too many.
         if (size.value() < static_cast<qint64>(bufferSize) || m_length > m_expectedLength)
             break;
@@ -140,6 +143,7 @@ Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 
         got = read.value();
         hash.add(block.get(), got);
         length += got;
+        tellWork(WorkProgress::Stage::Reading, length, watch->length());
         if (onBytes)
             onBytes(got);
     }

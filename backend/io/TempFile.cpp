@@ -1,5 +1,6 @@
 #include "backend/io/TempFile.h"
 
+#include "backend/WorkWatch.h"
 #include "backend/io/Folder.h"
 #include "backend/io/SystemError.h"
 
@@ -18,6 +19,9 @@ namespace KOZAV::Backend {
 namespace {
 
 const std::string tempPrefix = ".kozav-tmp-";
+/// A file from this length on may take the disk longer than a blink.
+constexpr qint64 longToSync = 4LL << 20;
+
 constexpr qint64 staleAfterNs = 24LL * 60 * 60 * 1'000'000'000;
 
 std::string uniqueTempName()
@@ -110,7 +114,11 @@ Status TempFile::complete(qint64 expectedLength)
                                    QString::number(expectedLength)));
     if (::fchmod(m_file.descriptor(), m_permissions) != 0)
         return systemFailure(errno, QStringLiteral("set the permissions of"), m_file.path());
-    return m_file.sync();
+    if (expectedLength < longToSync)
+        return m_file.sync();
+    Status synced;
+    runTold(WorkProgress::Stage::Flushing, [this, &synced] { synced = m_file.sync(); });
+    return synced;
 }
 
 Status TempFile::rename(ExistingTarget existing)

@@ -51,6 +51,8 @@ int serviceStatus(ErrorCode code)
         return 10;
     case ErrorCode::OutcomeUnknown:
         return 11;
+    case ErrorCode::Stopped:
+        return 13;
     case ErrorCode::Internal:
         break;
     }

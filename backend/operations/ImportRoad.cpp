@@ -47,10 +47,11 @@ RoadStep ImportRoad::lookUp(const QString& company)
         leaveCompany();
         m_company = company;
         if (!m_inBatch || m_sinceStep.hasExpired(longPauseMs)) {
-            m_gaveUpFor = {};
+            m_gaveUpFor = m_stop = {};
             m_rowsAreDoubtful = false;
         }
         m_inBatch = true;
+        takeStop();
         goTo(RoadStep::DriverLookUp);
     }
     return m_step;
@@ -61,6 +62,7 @@ void ImportRoad::beginStoring()
     m_keptForEntry.reset();
     m_unclaimedFile.clear();
     m_storedSinceLookUp = true;
+    takeStop();
     if (m_keptForCompany)
         m_keptForCompany->beginUse();
     goTo(RoadStep::Storing);
@@ -109,7 +111,7 @@ void ImportRoad::endBatch()
 {
     leaveCompany();
     m_inBatch = m_storedSinceLookUp = m_rowsAreDoubtful = false;
-    m_gaveUpFor = {};
+    m_gaveUpFor = m_stop = {};
     m_unclaimedFile.clear();
     goTo(RoadStep::None);
 }
@@ -136,6 +138,12 @@ void ImportRoad::giveUp(const Status& reason)
     m_gaveUpFor = reason;
 }
 
+void ImportRoad::stop(const Status& reason)
+{
+    if (inBatch())
+        m_stop = reason;
+}
+
 std::string ImportRoad::takeUnclaimedFile()
 {
     return std::exchange(m_unclaimedFile, {});
@@ -145,6 +153,12 @@ void ImportRoad::goTo(RoadStep step)
 {
     m_step = step;
     m_sinceStep.start();
+}
+
+void ImportRoad::takeStop()
+{
+    if (m_gaveUpFor.ok())
+        m_gaveUpFor = m_stop;
 }
 
 void ImportRoad::leaveCompany()

@@ -66,6 +66,8 @@ public:
 
     /// The batch waits for nobody any more, for this reason.
     void giveUp(const Status& reason);
+    /// The host has the batch end, for this reason: with the next entry or company it has given up.
+    void stop(const Status& reason);
     /// Why the batch has given up; a success where it has not.
     [[nodiscard]] const Status& gaveUpFor() const { return m_gaveUpFor; }
     /// Whether the server of the rows has answered when it was asked just now.
@@ -93,6 +95,7 @@ public:
 private:
     void goTo(RoadStep step);
     void leaveCompany();
+    void takeStop();
 
     RoadStep m_step = RoadStep::None;
     bool m_inBatch = false;
@@ -103,6 +106,7 @@ private:
     QString m_flow;
     Status m_flowFailure;
     Status m_gaveUpFor;
+    Status m_stop; ///< asked for while an entry is under way
     bool m_rowsAreDoubtful = false;
     Status m_companyRefusal;
     std::shared_ptr<CompanyHold> m_keptForCompany;

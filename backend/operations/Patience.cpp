@@ -83,7 +83,19 @@ void noteOutage(const Status& failed, std::chrono::seconds waited)
         road.noteRows(false);
 }
 
+/// Whoever stops a batch has its jobs so far be as those of any other.
+bool isAllowedWhenStopped(const Operation& call)
+{
+    return call.event.operation == ServiceOperation::UpdateBatchNumber;
+}
+
 } // namespace
+
+void refuseImports(const QString& reason)
+{
+    ImportRoad::ofThisThread().stop(
+        Status(ErrorCode::Stopped, QStringLiteral("not tried, since the batch was stopped: %1").arg(reason)));
+}
 
 Status refusalOf(Operation& call)
 {
@@ -91,7 +103,12 @@ Status refusalOf(Operation& call)
     const Status& reason = road.gaveUpFor().ok() ? road.companyRefusal() : road.gaveUpFor();
     if (reason.ok() || !isOfBatch(call))
         return {};
+    const bool isStopped = reason.code() == ErrorCode::Stopped;
+    if (isStopped && isAllowedWhenStopped(call))
+        return {};
     call.event.gaveUp = true;
+    if (isStopped)
+        return reason;
     return Status::unavailable(
                QStringLiteral("not tried, since the batch has given up waiting: %1").arg(reason.message()))
         .from(reason.part());

@@ -11,9 +11,8 @@ namespace KOZAV::Backend {
 // patience, and after that gives up as a whole. Calls outside of a batch, and parts of a site that are no
 // servers, are as they would be without this.
 
-/// Fails where the call belongs to a batch that has given up, or to a company that a batch could not have
-/// for itself: it is not to be tried. The call's event says
-/// so.
+/// Fails where the call belongs to a batch that has given up or was stopped (refuseImports), or to a company
+/// that a batch could not have for itself: it is not to be tried. The call's event says so.
 Status refusalOf(Operation& call);
 
 /// Settles a call that has failed: where that is for want of an answer, and the call belongs to a batch, it

@@ -10,6 +10,7 @@
 #include "backend/pack/FolderListing.h"
 
 #include "backend/Text.h"
+#include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 
 #include <algorithm>
@@ -194,6 +195,7 @@ Status Lister::listSubfolder(const std::string& relativePath)
     if (!names.ok())
         return names.status();
     for (const std::string& name : names.value()) {
+        tellWork(WorkProgress::Stage::Listing);
         if (auto added = add(folder.value(), name, joinPath(relativePath, name)); !added.ok())
             return added;
     }
@@ -269,6 +271,7 @@ Status verifyUnchanged(const FolderListing& listing)
     if (!rootInfo.ok() || !rootInfo->isSameState(listing.rootInfo))
         return changedWhilePacked(listing.root.path());
     for (const FolderEntry& entry : listing.entries) {
+        tellWork(WorkProgress::Stage::Listing);
         const auto info = listing.root.entryInfo(withoutSlash(entry.name));
         if (!info.ok() || !info->isSameState(entry.info))
             return changedWhilePacked(listing.pathOf(entry));

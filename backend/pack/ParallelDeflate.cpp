@@ -17,6 +17,7 @@
 #include "backend/pack/ParallelDeflate.h"
 
 #include "backend/Guarded.h"
+#include "backend/WorkWatch.h"
 #include "backend/pack/FolderListing.h"
 #include "backend/pack/PieceCompressor.h"
 #include "backend/pack/PieceHash.h"
@@ -26,6 +27,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <numeric>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -43,6 +45,14 @@ constexpr qint64 smallestWindow = 4 * longestWholeFile;
 
 /// What a piece takes of the window besides its content.
 constexpr qint64 pieceOverhead = 4096;
+
+qint64 contentBytes(const FolderListing& listing)
+{
+    return std::accumulate(listing.entries.begin(), listing.entries.end(), qint64(0),
+                           [](qint64 sum, const FolderEntry& entry) {
+                               return sum + (entry.info.kind == FileKind::Regular ? entry.info.length : 0);
+                           });
+}
 
 int threadCount(int requested)
 {
@@ -111,6 +121,7 @@ Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size, u
 
 ParallelDeflate::ParallelDeflate(const FolderListing& listing, int threads, int level)
     : m_listing(listing)
+    , m_contentBytes(contentBytes(listing))
     , m_windowLimit(std::max(smallestWindow, threadCount(threads) * windowPerThread))
 {
     startThreads(threadCount(threads), level);
@@ -150,13 +161,29 @@ DeflatedPiece ParallelDeflate::take()
     DeflatedPiece piece;
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        m_firstDone.wait(lock, [this] { return !m_window.empty() && m_window.front().done; });
+        awaitFirst(lock);
         piece = std::move(m_window.front().piece);
         m_windowBytes -= piece.uncompressedSize + pieceOverhead;
         m_window.pop_front();
     }
     m_roomMade.notify_all();
+    m_takenBytes += piece.uncompressedSize;
+    tellWork(WorkProgress::Stage::Packing, m_takenBytes, m_contentBytes);
     return piece;
+}
+
+/// Whoever takes is the thread of the operation: it tells the host while it waits, and holds up nobody with
+/// that.
+void ParallelDeflate::awaitFirst(std::unique_lock<std::mutex>& lock)
+{
+    const auto isThere = [this] { return !m_window.empty() && m_window.front().done; };
+    if (!isWorkWatched())
+        return m_firstDone.wait(lock, isThere);
+    while (!m_firstDone.wait_for(lock, workTellInterval, isThere)) {
+        lock.unlock();
+        tellWork(WorkProgress::Stage::Packing, m_takenBytes, m_contentBytes);
+        lock.lock();
+    }
 }
 
 void ParallelDeflate::work(int level)

@@ -61,6 +61,7 @@ private:
         bool done = false;
     };
 
+    void awaitFirst(std::unique_lock<std::mutex>& lock);
     void startThreads(int threads, int level);
     void stop();
     void work(int level);
@@ -70,7 +71,9 @@ private:
     void finish(Slot* slot, DeflatedPiece piece);
 
     const FolderListing& m_listing;
+    const qint64 m_contentBytes;
     const qint64 m_windowLimit;
+    qint64 m_takenBytes = 0; ///< of whoever takes
 
     std::mutex m_mutex; ///< guards everything below
     std::condition_variable m_roomMade;

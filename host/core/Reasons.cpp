@@ -221,7 +221,7 @@ bool isRefusal(const QString& code)
 
 QString reasonCodeOf(const Backend::OperationEvent& event, bool rowsAreEmbedded)
 {
-    if (event.gaveUp)
+    if (event.gaveUp && event.reason != ErrorCode::Stopped)
         return QStringLiteral("gave-up");
     switch (event.reason) {
     case ErrorCode::InvalidArgument:
@@ -246,6 +246,8 @@ QString reasonCodeOf(const Backend::OperationEvent& event, bool rowsAreEmbedded)
         return unavailableCode(event, rowsAreEmbedded);
     case ErrorCode::OutcomeUnknown:
         return QStringLiteral("answer-lost");
+    case ErrorCode::Stopped:
+        return QStringLiteral("stopped");
     case ErrorCode::None:
     case ErrorCode::Internal:
         break;

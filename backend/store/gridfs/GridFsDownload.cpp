@@ -1,5 +1,6 @@
 #include "backend/store/gridfs/GridFsDownload.h"
 
+#include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
@@ -115,6 +116,7 @@ Status GridFsDownload::take(const char* bytes, qint64 size)
 Status GridFsDownload::handOver()
 {
     awaitHash();
+    tellWork(WorkProgress::Stage::Fetching, m_length, m_file.stored().length);
     const Block& full = filling();
     m_hashing = std::async(std::launch::async, [this, &full] { hash(full); });
     m_turn = 1 - m_turn;

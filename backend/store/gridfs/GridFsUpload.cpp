@@ -1,6 +1,7 @@
 #include "backend/store/gridfs/GridFsUpload.h"
 
 #include "backend/Guarded.h"
+#include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
@@ -53,6 +54,8 @@ public:
 
     /// Whether all that the file had at the beginning has been read.
     [[nodiscard]] bool atEnd() const { return m_length >= m_watch.length(); }
+
+    [[nodiscard]] qint64 expectedLength() const { return m_watch.length(); }
 
     /// What has been read, if the file stayed what it was.
     Result<ContentDigest> digest();
@@ -108,6 +111,7 @@ Result<ContentDigest> sendAll(ChunkSource& source, const GridFsId& id,
             batches[turn].emplace(id, gridFsChunkSize, source.batchCapacity());
         return source.fill(*batches[turn]);
     };
+    qint64 sentBytes = 0;
     auto filled = fill(0);
     for (size_t turn = 0; filled.ok() && !batches[turn]->isEmpty(); turn = 1 - turn) {
         std::future<Status> next;
@@ -115,6 +119,9 @@ Result<ContentDigest> sendAll(ChunkSource& source, const GridFsId& id,
             next = std::async(std::launch::async, fill, 1 - turn);
         if (auto sent = send(*batches[turn]); !sent.ok())
             return sent;
+        sentBytes += static_cast<qint64>(batches[turn]->size()) * gridFsChunkSize;
+        tellWork(WorkProgress::Stage::Sending, std::min(sentBytes, source.expectedLength()),
+                 source.expectedLength());
         if (!next.valid())
             break;
         filled = next.get();
