@@ -12,6 +12,7 @@ namespace {
 constexpr int maxPort = 65535;
 constexpr int maxSeconds = 3600;
 constexpr int maxCompanyWait = 86400;
+constexpr int maxKeepDays = 36500;
 constexpr int maxBusyMs = 600000;
 constexpr int maxLocationName = 120;
 
@@ -157,6 +158,8 @@ std::vector<SettingRule> otherRules()
                other<&S::importPatienceSeconds>(), {0, maxSeconds, "seconds"}),
         number("import/company_wait", "how long a batch import waits for a company that another import holds",
                other<&S::companyWaitSeconds>(), {0, maxCompanyWait, "seconds"}),
+        number("history/keep_days", "how long the results of imports are kept with the site, or 0 for ever",
+               other<&S::historyKeepDays>(), {0, maxKeepDays, "days"}),
         {"robot/host", Type::Word, "the address or name of the CAM robot server, without blanks",
          other<&S::robotHost>(), always, written("127.0.0.1")},
         number("robot/port", "the port of the CAM robot server", other<&S::robotPort>(), {1, maxPort}, always,

@@ -53,6 +53,7 @@ struct Settings
     QString downloadCache;          ///< downloadCacheDir, with its separator
     int importPatienceSeconds = 60; ///< how long a batch waits for a server that does not answer
     int companyWaitSeconds = 600;   ///< how long a batch waits for a company that another import holds
+    int historyKeepDays = 365;      ///< how long the results of imports are kept; 0: for ever
     QString robotHost;
     int robotPort = 0;
     int userId = 0;

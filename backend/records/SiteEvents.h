@@ -63,6 +63,11 @@ inline const QLatin1String repaired("repair");
 inline const QLatin1String backedUp("backup");
 /// The site was made of a backup: {"moment" of its rows, "raised_counters", "files", "lost"}.
 inline const QLatin1String broughtBack("site-restore");
+/// A run of the file import panel has ended: {"start", "end", "counts", "remarks", "entry_count"}; and what
+/// became of its entries: {"entries"}, many in each event, which belong to the run by its key
+/// (ImportRuns.h).
+inline const QLatin1String run("run");
+inline const QLatin1String runRows("run-rows");
 
 } // namespace eventKind
 

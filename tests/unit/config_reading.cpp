@@ -306,6 +306,7 @@ void ConfigReadingTest::numbersEndAtTheirLimits_data()
     QTest::newRow("read") << QStringLiteral("database/read_timeout") << qint64(1) << qint64(3600);
     QTest::newRow("write") << QStringLiteral("database/write_timeout") << qint64(1) << qint64(3600);
     QTest::newRow("busy") << QStringLiteral("database/busy_timeout") << qint64(0) << qint64(600000);
+    QTest::newRow("history") << QStringLiteral("history/keep_days") << qint64(0) << qint64(36500);
     QTest::newRow("user") << QStringLiteral("user/id") << qint64(0) << qint64(2147483647);
 }
 

@@ -16,6 +16,6 @@ zav_add_test_program(database_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support
 zav_add_tests(database_tests LABELS database
               TESTS database_companies database_content database_durability database_events database_failed_import database_full_disk
                     database_listings database_locking database_mariadb database_migrations database_opening
-                    database_statements database_transactions database_transfer)
+                    database_runs database_statements database_transactions database_transfer)
 zav_add_tests(database_tests ON_MEMORY LABELS database TESTS database_examination database_watch)
 zav_add_tests(database_tests ON_MEMORY SECONDS 15 LABELS database TESTS database_damages database_upgrade)
