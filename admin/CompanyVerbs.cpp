@@ -1,5 +1,6 @@
 #include "admin/Verbs.h"
 #include "backend/Site.h"
+#include "backend/io/PrivateFile.h"
 #include "backend/records/CompanyClaim.h"
 #include "backend/records/SiteRecords.h"
 #include "terminal/PrintableText.h"
@@ -111,9 +112,13 @@ Result<Report> companyRenameVerb(const Call& call)
     const auto database = call.site.database();
     if (!database.ok())
         return database.status();
+    const auto settings = call.site.settings();
+    if (!settings.ok())
+        return settings.status();
     const QString code = call.line.options.value(QStringLiteral("code"));
     const QString name = call.line.options.value(QStringLiteral("name"));
-    const auto renamed = renameCompany(*database.value(), code, name);
+    const auto renamed =
+        renameCompany(*database.value(), settings->database, {code, name, settings->userId, loginName()});
     if (!renamed.ok())
         return renamed;
     return Report{{{QStringLiteral("code"), code}, {QStringLiteral("name"), name}},

@@ -1,9 +1,9 @@
-#include "admin/RobotCall.h"
 #include "admin/ServerOptions.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SettingRules.h"
+#include "robot_call/RobotCall.h"
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
 
@@ -114,7 +114,8 @@ Result<Report> configSetVerb(const Call& call)
     const QString shown = withoutPassword(value.value());
     Report report{{{QStringLiteral("key"), key}, {QStringLiteral("value"), shown}},
                   QStringLiteral("%1 = %2\n").arg(key, printable(shown))};
-    const QString warning = key == QStringLiteral("robot/host") ? robotHostWarning(value.value()) : QString();
+    const QString warning =
+        key == QStringLiteral("robot/host") ? Robot::robotHostWarning(value.value()) : QString();
     if (!warning.isEmpty()) {
         report.json.insert(QStringLiteral("warning"), warning);
         report.text += QStringLiteral("warning: %1\n").arg(printable(warning));

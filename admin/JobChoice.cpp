@@ -71,18 +71,6 @@ Result<JobFilter> companyAndBatch(const CommandLine& line, Database& database)
     return status.ok() ? Result(filter) : status;
 }
 
-Result<JobRecord> jobNamed(const QString& generatedName, Database& database)
-{
-    JobFilter filter;
-    filter.generatedName = generatedName;
-    const auto jobs = listJobs(database, filter);
-    if (!jobs.ok())
-        return jobs.status();
-    if (jobs->empty())
-        return Status::notFound(QStringLiteral("there is no job \"%1\"").arg(generatedName));
-    return jobs->front();
-}
-
 namespace {
 
 Result<std::vector<JobRecord>> jobsByName(const QStringList& names, Database& database)
@@ -90,7 +78,7 @@ Result<std::vector<JobRecord>> jobsByName(const QStringList& names, Database& da
     std::vector<JobRecord> jobs;
     QSet<QString> seen;
     for (const QString& name : names) {
-        const auto job = jobNamed(name, database);
+        const auto job = jobNamed(database, name);
         if (!job.ok())
             return job.status();
         if (seen.contains(name))

@@ -21,9 +21,6 @@ Backend::Result<Backend::JobFilter> companyAndBatch(const CommandLine& line, Bac
 /// InvalidArgument for an option whose value is not accepted.
 Backend::Status refusedOption(const char* option, const QString& value, const char* accepted);
 
-/// The job with that generated name; NotFound.
-Backend::Result<Backend::JobRecord> jobNamed(const QString& generatedName, Backend::Database& database);
-
 /// The jobs that the line names, each once, or all of the batch that --company and --batch name. NotFound,
 /// InvalidArgument.
 Backend::Result<std::vector<Backend::JobRecord>> chosenJobs(const CommandLine& line,

@@ -235,7 +235,7 @@ Result<Report> jobShowVerb(const Call& call)
     const auto parts = openParts(call.site);
     if (!parts.ok())
         return parts.status();
-    const auto job = jobNamed(call.line.words.at(0), *parts->database);
+    const auto job = jobNamed(*parts->database, call.line.words.at(0));
     if (!job.ok())
         return job.status();
     const auto file = shownFile(job.value(), parts.value());

@@ -1,11 +1,11 @@
 #include "admin/Application.h"
-#include "admin/RobotCall.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/Redaction.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
 #include "backend/store/DocumentStore.h"
+#include "robot_call/RobotCall.h"
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
 
@@ -118,7 +118,7 @@ Report reportOf(const std::vector<Look>& looks)
 
 void warnOfRobotHost(const Settings& settings, Report& report)
 {
-    const QString warning = robotHostWarning(settings.robotHost);
+    const QString warning = Robot::robotHostWarning(settings.robotHost);
     report.json.insert(QStringLiteral("warnings"), warning.isEmpty() ? QJsonArray() : QJsonArray({warning}));
     if (!warning.isEmpty())
         report.text += QStringLiteral("warning: %1\n").arg(printable(warning));

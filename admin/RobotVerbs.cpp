@@ -1,22 +1,17 @@
 // The verbs about jobs that went to the CAM robot: putting them back on the waiting list, and sending their
 // requests again.
-//
-// A request that is sent again is the one that was made first, as its event tells it: a saved job's with its
-// name in lower case, indented; a confirmed job's as the waiting list has it, compact. Where no event tells
-// of one, the suffix of the stored file says which of the two it was.
 
 #include "admin/JobChoice.h"
-#include "admin/RobotCall.h"
 #include "admin/Verbs.h"
 #include "backend/database/Database.h"
 #include "backend/io/PrivateFile.h"
 #include "backend/records/RobotRequests.h"
 #include "robot/RobotRequest.h"
+#include "robot_call/RobotResending.h"
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 
 #include <algorithm>
 
@@ -24,6 +19,8 @@ namespace KOZAV::Admin {
 
 using namespace Backend;
 using namespace Terminal;
+using Robot::ResentRequest;
+using Robot::RobotCall;
 
 namespace {
 
@@ -82,28 +79,6 @@ Report requeueReport(const std::vector<JobRecord>& jobs, bool dryRun)
     return report;
 }
 
-/// A request as it is sent again.
-struct Request
-{
-    QJsonObject document;
-    QByteArray bytes;
-};
-
-Result<Request> requestOf(const JobRecord& job, Database& database)
-{
-    const auto made = lastRobotRequest(database, job.flowGuid);
-    if (!made.ok())
-        return made.status();
-    const auto& before = made.value();
-    const bool saved = before ? before->origin == RobotOrigin::Saved : job.suffix == QStringLiteral("kos");
-    Request request;
-    request.document = Robot::robotRequest(saved ? job.generatedName.toLower() : job.generatedName,
-                                           before && Robot::checkRobotRequest(before->document).fromWeb);
-    request.bytes =
-        QJsonDocument(request.document).toJson(saved ? QJsonDocument::Indented : QJsonDocument::Compact);
-    return request;
-}
-
 Result<int> timeoutMs(const CommandLine& line)
 {
     const QString text =
@@ -115,84 +90,8 @@ Result<int> timeoutMs(const CommandLine& line)
     return seconds * 1000;
 }
 
-/// What came of one job.
-struct ResentJob
-{
-    JobRecord job;
-    QJsonObject document;
-    RobotReply reply;
-    Status recorded; ///< whether its event could be written
-};
-
-/// Sends the requests of jobs again, one after the other.
-class Resending final
-{
-public:
-    Resending(const OpenParts& parts, const CommandLine& line, int timeout)
-        : m_database(*parts.database)
-        , m_settings(parts.settings)
-        , m_reason(line.value(QStringLiteral("reason")).value_or(QString()))
-        , m_call{m_settings.robotHost, static_cast<quint16>(m_settings.robotPort), timeout}
-    {
-    }
-
-    [[nodiscard]] Result<ResentJob> plan(const JobRecord& job)
-    {
-        const auto request = requestOf(job, m_database);
-        if (!request.ok())
-            return request.status();
-        return ResentJob{job, request->document, {}, {}};
-    }
-    Result<ResentJob> send(const JobRecord& chosen);
-    [[nodiscard]] const RobotCall& call() const { return m_call; }
-
-private:
-    Status record(const ResentJob& resent, const QString& requested);
-
-    Database& m_database;
-    const Settings& m_settings;
-    QString m_reason;
-    RobotCall m_call;
-};
-
-/// The requests before it may have taken their time: whether the job is still with the robot is asked again.
-Result<ResentJob> Resending::send(const JobRecord& chosen)
-{
-    const auto job = jobNamed(chosen.generatedName, m_database);
-    if (!job.ok())
-        return job.status();
-    if (const QString whyNot = whyNotAtRobot(job.value()); !whyNot.isEmpty())
-        return Status::invalidArgument(whyNot);
-    const auto request = requestOf(job.value(), m_database);
-    if (!request.ok())
-        return request.status();
-    ResentJob resent{job.value(), request->document, {}, {}};
-    const QString requested = rowTime();
-    resent.reply = callRobot(m_call, request->bytes);
-    resent.recorded = record(resent, requested);
-    return resent;
-}
-
-Status Resending::record(const ResentJob& resent, const QString& requested)
-{
-    RobotRequestRecord request;
-    request.origin = RobotOrigin::Resent;
-    request.outcome = resent.reply.outcome;
-    request.flowGuid = resent.job.flowGuid;
-    request.generatedName = resent.job.generatedName;
-    request.host = m_call.host;
-    request.port = m_call.port;
-    request.document = resent.document;
-    request.reason = m_reason.isEmpty() ? resent.reply.reason
-                                        : QStringLiteral("%1; %2").arg(resent.reply.reason, m_reason);
-    request.requestedTime = requested;
-    request.userId = m_settings.userId;
-    request.userName = loginName();
-    return addRobotRequest(m_database, request);
-}
-
 /// The exit code of a job: 0 only where the robot has answered and has not refused.
-Status statusOf(const ResentJob& resent)
+Status statusOf(const ResentRequest& resent)
 {
     const QString text = QStringLiteral("%1: %2").arg(resent.job.generatedName, resent.reply.reason);
     switch (resent.reply.outcome) {
@@ -210,7 +109,7 @@ Status statusOf(const ResentJob& resent)
     return Status::outcomeUnknown(text + QStringLiteral("; the robot may have the request"));
 }
 
-QString outcomeText(const ResentJob& resent, bool dryRun)
+QString outcomeText(const ResentRequest& resent, bool dryRun)
 {
     if (dryRun)
         return QStringLiteral("would be sent");
@@ -220,16 +119,16 @@ QString outcomeText(const ResentJob& resent, bool dryRun)
     return text;
 }
 
-Report resendReport(const std::vector<ResentJob>& jobs, const RobotCall& call, bool dryRun)
+Report resendReport(const std::vector<ResentRequest>& jobs, const RobotCall& robot, bool dryRun)
 {
     TextTable table({QStringLiteral("JOB"), QStringLiteral("NAME"), QStringLiteral("SENT AS"),
                      QStringLiteral("TO"), QStringLiteral("OUTCOME")});
     QJsonArray list;
     Report report;
-    for (const ResentJob& resent : jobs) {
+    for (const ResentRequest& resent : jobs) {
         const QString sentAs = Robot::checkRobotRequest(resent.document).jobName;
         table.addRow({resent.job.generatedName, resent.job.jobName, sentAs,
-                      QStringLiteral("%1:%2").arg(call.host).arg(call.port), outcomeText(resent, dryRun)});
+                      QStringLiteral("%1:%2").arg(robot.host).arg(robot.port), outcomeText(resent, dryRun)});
         QJsonObject facts = jobFacts(resent.job);
         facts.insert(QStringLiteral("document"), resent.document);
         if (!dryRun) {
@@ -244,8 +143,8 @@ Report resendReport(const std::vector<ResentJob>& jobs, const RobotCall& call, b
     if (dryRun)
         report.outcome = unchanged();
     report.json = {{QStringLiteral("jobs"), list},
-                   {QStringLiteral("host"), call.host},
-                   {QStringLiteral("port"), call.port},
+                   {QStringLiteral("host"), robot.host},
+                   {QStringLiteral("port"), robot.port},
                    {QStringLiteral("dry_run"), dryRun}};
     report.text = table.toString();
     return report;
@@ -283,11 +182,17 @@ Result<Report> jobResendVerb(const Call& call)
     if (!jobs.ok())
         return jobs.status();
     const bool dryRun = !call.line.has(QStringLiteral("yes"));
-    Resending resending(parts.value(), call.line, timeout.value());
-    std::vector<ResentJob> done;
+    const Settings& settings = parts->settings;
+    const Robot::ResendOrder order{
+        call.line.value(QStringLiteral("reason")).value_or(QString()),
+        {settings.robotHost, static_cast<quint16>(settings.robotPort), timeout.value()},
+        settings.userId,
+        loginName()};
+    std::vector<ResentRequest> done;
     Status ended;
     for (const JobRecord& job : jobs.value()) {
-        const auto resent = dryRun ? resending.plan(job) : resending.send(job);
+        const auto resent = dryRun ? Robot::plannedRequest(*parts->database, job)
+                                   : Robot::resendRequest(*parts->database, job.generatedName, order);
         if (!resent.ok()) {
             ended = resent.status();
             break;
@@ -296,7 +201,7 @@ Result<Report> jobResendVerb(const Call& call)
     }
     if (done.empty())
         return ended;
-    Report report = resendReport(done, resending.call(), dryRun);
+    Report report = resendReport(done, order.robot, dryRun);
     if (!ended.ok())
         report.outcome = ended;
     return report;

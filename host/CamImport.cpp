@@ -65,9 +65,9 @@ void CamImport::announced(const QString& jobInformation)
 {
     const auto announcement = readAnnouncement(jobInformation);
     if (!announcement)
-        Q_EMIT failed(jobInformation, QStringLiteral("料号信息无法识别"));
+        Q_EMIT failed(jobInformation, tr("the job information cannot be read"));
     else if (isRunning())
-        Q_EMIT failed(announcement->jobName, QStringLiteral("%1 正在导入，请稍候").arg(m_jobName));
+        Q_EMIT failed(announcement->jobName, tr("%1 is being opened; please wait").arg(m_jobName));
     else
         start(announcement->jobName);
 }
@@ -76,7 +76,7 @@ void CamImport::start(const QString& jobName)
 {
     const auto job = m_site.jobNamed(jobName);
     if (!job || job->storedName.isEmpty()) {
-        Q_EMIT failed(jobName, QStringLiteral("数据库中没有该料号的存储文件"));
+        Q_EMIT failed(jobName, tr("the database names no stored file of this job"));
         return;
     }
     m_jobName = jobName;
@@ -84,7 +84,7 @@ void CamImport::start(const QString& jobName)
     const QString work = m_site.workDirectory();
     m_workFolder = std::make_unique<QTemporaryDir>(work + QStringLiteral("/job-XXXXXX"));
     if (work.isEmpty() || !m_workFolder->isValid()) {
-        Q_EMIT failed(jobName, work.isEmpty() ? QStringLiteral("下载缓存中无法建立工作目录")
+        Q_EMIT failed(jobName, work.isEmpty() ? tr("no work folder can be made in the download cache")
                                               : m_workFolder->errorString());
         return;
     }
@@ -99,13 +99,13 @@ CamImport::Outcome CamImport::importStoredFile(const ImportedJob& job, qint64 st
     Q_EMIT progressed(-1, storedBytes);
     const QString archive = fetch(job.storedName, workFolder);
     if (archive.isEmpty())
-        return {{}, QStringLiteral("存储文件 %1 取不回来").arg(job.storedName), {}};
+        return {{}, tr("the stored file %1 cannot be fetched").arg(job.storedName), {}};
     if (!SiteAccess::isAsImported(job, archive)) {
         QFile::remove(archive);
-        return {
-            {},
-            QStringLiteral("存储文件 %1 与料号 %2 导入时的内容不一致").arg(job.storedName, job.generatedName),
-            {}};
+        return {{},
+                tr("the stored file %1 does not have the content with which the job %2 was imported")
+                    .arg(job.storedName, job.generatedName),
+                {}};
     }
     return openFetched(archive, storedBytes, workFolder);
 }
@@ -121,7 +121,7 @@ CamImport::Outcome CamImport::openFetched(const QString& archive, qint64 storedB
     const UnpackResult unpacked = unpackJob(request);
     QFile::remove(archive);
     if (unpacked.cancelled)
-        return {{}, QStringLiteral("已取消"), {}};
+        return {{}, tr("cancelled"), {}};
     if (!unpacked.ok())
         return {{}, unpacked.error, {}};
     OdbJob job = openOdbJob(request.folder);

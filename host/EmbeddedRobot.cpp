@@ -46,7 +46,8 @@ QString EmbeddedRobot::start()
     options.port = static_cast<quint16>(config.robotPort);
     if (!options.address.setAddress(QString::fromStdString(config.robotHost)) ||
         !options.address.isLoopback())
-        return QStringLiteral("机器人地址 %1 不是本机地址").arg(QString::fromStdString(config.robotHost));
+        return tr("the robot's address %1 is not one of this machine")
+            .arg(QString::fromStdString(config.robotHost));
 
     m_server = new Robot::RobotServer;
     m_server->moveToThread(&m_thread);

@@ -14,7 +14,7 @@
 namespace KOZAV::Host {
 
 JobListDock::JobListDock(QWidget* parent)
-    : QDockWidget(QStringLiteral("料号导入"), parent)
+    : QDockWidget(tr("Job import"), parent)
 {
     setObjectName(QStringLiteral("jobListDock"));
 }
@@ -26,14 +26,14 @@ UI::ZAV_Import_Widget* JobListDock::open(const ImportedJob& job, int mode)
     m_panel = new UI::ZAV_Import_Widget(mode, this);
     m_panel->setFlowGuid({job.flowKey.toStdString(), job.generatedName.toStdString(),
                           job.jobName.toStdString(), job.company.toStdString(), QString()});
-    m_panel->setAccessibleName(QStringLiteral("料号导入 %1").arg(job.generatedName));
+    m_panel->setAccessibleName(tr("Job import %1").arg(job.generatedName));
     m_panel->installEventFilter(this);
     connect(m_panel, &UI::ZAV_Import_Widget::webJobHaveSent, this,
             [this, name = job.generatedName] { Q_EMIT requestSent(name); });
 
     Q_EMIT opened(m_panel, job);
 
-    setWindowTitle(QStringLiteral("料号导入：%1").arg(job.generatedName));
+    setWindowTitle(tr("Job import: %1").arg(job.generatedName));
     setWidget(m_panel);
     m_panel->show();
     show();

@@ -17,10 +17,10 @@ namespace KOZAV::Host {
 
 JobView::JobView(CamImport& import, QWidget* parent)
     : QWidget(parent)
-    , m_title(new QLabel(QStringLiteral("没有打开的料号"), this))
+    , m_title(new QLabel(tr("No job is open"), this))
     , m_details(new QLabel(this))
     , m_progress(new QProgressBar(this))
-    , m_cancel(new QPushButton(QStringLiteral("取消(&C)"), this))
+    , m_cancel(new QPushButton(tr("&Cancel"), this))
     , m_stack(new LayerStackView(this))
 {
     m_title->setObjectName(QStringLiteral("sectionTitle"));
@@ -52,7 +52,7 @@ JobView::JobView(CamImport& import, QWidget* parent)
 
 void JobView::showStarted(const QString& jobName)
 {
-    m_title->setText(QStringLiteral("%1 正在打开").arg(jobName));
+    m_title->setText(tr("%1 is being opened").arg(jobName));
     m_details->clear();
     m_stack->clear();
     m_progress->setVisible(true);
@@ -75,21 +75,21 @@ void JobView::showJob(const QString& jobName, const OdbJob& job)
     for (const MatrixStep& step : job.matrix.steps)
         steps << step.name;
     m_title->setText(jobName);
-    m_details->setText(QStringLiteral("ODB++ · Step: %1 · %2 层")
-                           .arg(steps.join(QStringLiteral(", ")))
-                           .arg(job.matrix.layers.size()));
+    m_details->setText(
+        tr("ODB++ · Steps: %1 · %n layer(s)", nullptr, static_cast<int>(job.matrix.layers.size()))
+            .arg(steps.join(QStringLiteral(", "))));
     m_stack->setMatrix(job.matrix);
     endProgress();
 }
 
 void JobView::showWarning(const QString& /*jobName*/, const QString& warning)
 {
-    m_details->setText(m_details->text() + QStringLiteral("\n警告：") + warning);
+    m_details->setText(m_details->text() + QLatin1Char('\n') + tr("Warning: %1").arg(warning));
 }
 
 void JobView::showFailure(const QString& jobName, const QString& reason)
 {
-    m_title->setText(QStringLiteral("%1 无法打开").arg(jobName));
+    m_title->setText(tr("%1 cannot be opened").arg(jobName));
     m_details->setText(reason);
     m_stack->clear();
     endProgress();

@@ -59,7 +59,7 @@ QColor sheetColor(const MatrixLayer& layer)
 LayerStackView::LayerStackView(QWidget* parent)
     : QWidget(parent)
 {
-    setAccessibleName(QStringLiteral("叠层"));
+    setAccessibleName(tr("Layer stack"));
 }
 
 void LayerStackView::setMatrix(const Matrix& matrix)
@@ -191,7 +191,7 @@ void LayerStackView::paintOthers(QPainter& painter) const
                  static_cast<int>(m_barrels.size()) * textLine + textLine / 2.0;
     painter.setPen(palette().color(QPalette::Disabled, QPalette::Text));
     painter.drawText(QRectF(margin, line, width() - 2 * margin, textLine), Qt::AlignVCenter,
-                     QStringLiteral("板外层"));
+                     tr("Layers outside the board"));
     painter.setPen(palette().color(QPalette::Text));
     for (const QString& name : m_others) {
         line += textLine;

@@ -69,7 +69,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_robotProbe(new RobotProbe(this))
 {
     new PanelTidying(site, *m_panelRun, *m_importPanel, this);
-    setWindowTitle(QStringLiteral("料号数据管理"));
+    setWindowTitle(tr("Job data management"));
     resize(1680, 960);
     setStatusBar(m_status);
     setCentralWidget(buildPages());
@@ -81,7 +81,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     connect(m_sourceWatch, &SourceWatch::refuted, m_manifests, &ManifestKeeper::keepAgain);
     connect(m_sourceWatch, &SourceWatch::waitingListChanged, this, &MainWindow::reloadFiles);
     connect(m_sourceWatch, &SourceWatch::warnedLate, this, [this](const QString& path, const QString& text) {
-        m_log.add(QtWarningMsg, QStringLiteral("client"), QStringLiteral("%1：%2").arg(path, text));
+        m_log.add(QtWarningMsg, QStringLiteral("client"), tr("%1: %2").arg(path, text));
     });
     // After all that have something to tell of the run.
     connect(m_panelRun, &PanelRun::ended, this, &MainWindow::tellReport);
@@ -97,7 +97,7 @@ QWidget* MainWindow::buildFileTable()
     auto* layout = new QVBoxLayout(box);
     m_fileTable = new QTableView(box);
     m_fileTable->setModel(m_files);
-    m_fileTable->setAccessibleName(QStringLiteral("原始文件"));
+    m_fileTable->setAccessibleName(tr("Source files"));
     applyTableLook(*m_fileTable, {110, 130, 84, 90, 80, 144, 70});
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_fileTable);
@@ -110,7 +110,7 @@ QWidget* MainWindow::buildPages()
     m_pages = new QTabWidget(this);
     m_pages->setObjectName(QStringLiteral("pages"));
     m_pages->setDocumentMode(true);
-    addPage(QStringLiteral("filesPage"), QStringLiteral("原始文件"), buildFileTable());
+    addPage(QStringLiteral("filesPage"), tr("Source files"), buildFileTable());
     return m_pages;
 }
 
@@ -134,7 +134,7 @@ QWidget* MainWindow::buildMessages()
 {
     auto* messages = new QTableView(this);
     messages->setModel(&m_log);
-    messages->setAccessibleName(QStringLiteral("消息"));
+    messages->setAccessibleName(tr("Messages"));
     applyTableLook(*messages, {110, 190});
     connect(&m_log, &QAbstractItemModel::rowsInserted, messages, &QTableView::scrollToBottom);
     return messages;
@@ -144,17 +144,16 @@ void MainWindow::buildDocks()
 {
     setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
     setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
-    m_importPanel->setAccessibleName(QStringLiteral("原始数据导入"));
-    addDock(QStringLiteral("importDock"), QStringLiteral("原始数据导入"), m_importPanel,
-            Qt::LeftDockWidgetArea);
+    m_importPanel->setAccessibleName(tr("Source data import"));
+    addDock(QStringLiteral("importDock"), tr("Source data import"), m_importPanel, Qt::LeftDockWidgetArea);
     m_waitingJobs = new WaitingJobsView(this);
-    addDock(QStringLiteral("waitingDock"), QStringLiteral("等待导入"), m_waitingJobs, Qt::LeftDockWidgetArea);
+    addDock(QStringLiteral("waitingDock"), tr("Waiting for import"), m_waitingJobs, Qt::LeftDockWidgetArea);
     m_jobListDock = new JobListDock(this);
     addDockWidget(Qt::RightDockWidgetArea, m_jobListDock);
     m_jobListDock->hide();
-    addDock(QStringLiteral("jobDock"), QStringLiteral("料号叠层"), new JobView(*m_camImport, this),
+    addDock(QStringLiteral("jobDock"), tr("Layer stack of the job"), new JobView(*m_camImport, this),
             Qt::RightDockWidgetArea);
-    addDock(QStringLiteral("messageDock"), QStringLiteral("消息"), buildMessages(), Qt::BottomDockWidgetArea);
+    addDock(QStringLiteral("messageDock"), tr("Messages"), buildMessages(), Qt::BottomDockWidgetArea);
     const auto dock = [this](const char* name) { return findChild<QDockWidget*>(QString::fromLatin1(name)); };
     resizeDocks({dock("importDock"), dock("jobDock")}, {380, 545}, Qt::Horizontal);
     resizeDocks({dock("importDock"), dock("waitingDock")}, {480, 300}, Qt::Vertical);
@@ -163,13 +162,13 @@ void MainWindow::buildDocks()
 
 void MainWindow::buildMenu()
 {
-    QMenu* view = menuBar()->addMenu(QStringLiteral("视图(&V)"));
+    QMenu* view = menuBar()->addMenu(tr("&View"));
     for (QDockWidget* dock : findChildren<QDockWidget*>())
         view->addAction(dock->toggleViewAction());
-    QMenu* file = menuBar()->addMenu(QStringLiteral("文件(&F)"));
-    QAction* reload = file->addAction(QStringLiteral("刷新(&R)"), this, &MainWindow::reloadFiles);
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    QAction* reload = file->addAction(tr("&Refresh"), this, &MainWindow::reloadFiles);
     reload->setShortcut(QKeySequence::Refresh);
-    QAction* quit = file->addAction(QStringLiteral("退出(&Q)"), this, &QWidget::close);
+    QAction* quit = file->addAction(tr("&Quit"), this, &QWidget::close);
     quit->setShortcut(QKeySequence::Quit);
     menuBar()->insertMenu(view->menuAction(), file);
 }
@@ -184,15 +183,14 @@ void MainWindow::connectParts()
     connect(notifications, &UI::ZAV_UICommon::origFileTableRefreshRequested, this, &MainWindow::reloadFiles);
     connect(m_waitingJobs, &WaitingJobsView::openRequested, this, &MainWindow::openJob);
     connect(m_jobListDock, &JobListDock::requestSent, this, [this](const QString& jobName) {
-        m_log.add(QtInfoMsg, QStringLiteral("client"), QStringLiteral("%1 已提交机器人").arg(jobName));
+        m_log.add(QtInfoMsg, QStringLiteral("client"), tr("%1 has been sent to the robot").arg(jobName));
         reloadFiles();
     });
     connect(m_camImport, &CamImport::failed, this, [this](const QString& jobName, const QString& reason) {
-        m_log.add(QtWarningMsg, QStringLiteral("client"),
-                  QStringLiteral("%1 无法打开：%2").arg(jobName, reason));
+        m_log.add(QtWarningMsg, QStringLiteral("client"), tr("%1 cannot be opened: %2").arg(jobName, reason));
     });
     connect(m_camImport, &CamImport::warned, this, [this](const QString& jobName, const QString& warning) {
-        m_log.add(QtWarningMsg, QStringLiteral("client"), QStringLiteral("%1：%2").arg(jobName, warning));
+        m_log.add(QtWarningMsg, QStringLiteral("client"), tr("%1: %2").arg(jobName, warning));
     });
 }
 
@@ -200,11 +198,11 @@ void MainWindow::connectManifests()
 {
     connect(m_manifests, &ManifestKeeper::putBack, this, [this](const QString& folder) {
         m_log.add(QtInfoMsg, QStringLiteral("client"),
-                  QStringLiteral("%1 未导入，readme.json 已放回").arg(folder));
+                  tr("%1 was not imported; its readme.json has been put back").arg(folder));
     });
     connect(m_manifests, &ManifestKeeper::lost, this, [this](const QString& folder, const QString& reason) {
         m_log.add(QtWarningMsg, QStringLiteral("client"),
-                  QStringLiteral("%1 的 readme.json 未能保留：%2").arg(folder, reason));
+                  tr("The readme.json of %1 could not be kept: %2").arg(folder, reason));
     });
 }
 
@@ -216,13 +214,13 @@ void MainWindow::tellReport()
     for (const BatchReportRow& row : report.rows()) {
         const QString place = row.company + QLatin1Char('/') + row.entry;
         if (row.result == BatchResult::NotImported)
-            add(QStringLiteral("%1 未导入：%2").arg(place, row.reason));
+            add(tr("%1 was not imported: %2").arg(place, row.reason));
         else if (row.result == BatchResult::Unknown)
-            add(QStringLiteral("%1 是否导入未知：%2").arg(place, row.reason));
+            add(tr("Whether %1 was imported is not known: %2").arg(place, row.reason));
         else if (row.result == BatchResult::LeftOut)
-            add(QStringLiteral("%1 已跳过：%2").arg(place, row.reason));
+            add(tr("%1 was left out: %2").arg(place, row.reason));
         for (const Remark& warning : row.warnings)
-            add(QStringLiteral("%1：%2").arg(place, warning.text));
+            add(tr("%1: %2").arg(place, warning.text));
     }
     for (const Remark& remark : report.remarks())
         add(remark.text);
@@ -247,7 +245,7 @@ void MainWindow::warnOfLinks(const QString& batchDirectory)
         return;
     for (const LinkOut& link : links)
         m_log.add(QtWarningMsg, QStringLiteral("client"),
-                  QStringLiteral("%1 是指向批量目录之外的链接：%2").arg(link.path, link.target));
+                  tr("%1 is a link that leads out of the batch directory: %2").arg(link.path, link.target));
 }
 
 void MainWindow::watchRobot()
@@ -259,7 +257,7 @@ void MainWindow::reloadFiles()
 {
     m_files->reload();
     m_waitingJobs->reload();
-    m_status->showMessage(QStringLiteral("共 %1 个原始文件").arg(m_files->rowCount()), 5000);
+    m_status->showMessage(tr("%n source file(s)", nullptr, m_files->rowCount()), 5000);
 }
 
 void MainWindow::openJob(const DataLib::Model::Odbpp_Job_C& job)
@@ -268,7 +266,7 @@ void MainWindow::openJob(const DataLib::Model::Odbpp_Job_C& job)
         m_jobListDock->open(*imported, -1);
     else
         m_log.add(QtWarningMsg, QStringLiteral("client"),
-                  QStringLiteral("%1 已不在数据库中").arg(QString::fromStdString(job.jobName)));
+                  tr("%1 is no longer in the database").arg(QString::fromStdString(job.jobName)));
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)

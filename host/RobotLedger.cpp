@@ -159,7 +159,8 @@ QString RobotLedger::addressWarning()
     const QString host = QString::fromStdString(Common::commonInterface()->getConfig().robotHost);
     if (!QHostAddress(host).isNull())
         return {};
-    return QStringLiteral("机器人地址 robot/host = %1 不是数字地址，存档料号 (.kos) 将无法送达机器人")
+    return tr("The robot's address robot/host = %1 is not a numeric one: requests of archived jobs (.kos) "
+              "will not reach the robot")
         .arg(host);
 }
 
@@ -293,7 +294,7 @@ void RobotLedger::writeConfirmed()
 /// @return why that was not possible; empty on success
 QString RobotLedger::write(const std::vector<RobotRequest>& requests)
 {
-    const QString failure = requests.empty() ? QString() : m_site.recordRobotRequests(requests);
+    const QString failure = requests.empty() ? QString() : recordRobotRequests(requests);
     if (failure.isEmpty())
         return {};
     return QStringLiteral("the history of the jobs does not tell of %1 requests to the robot: %2")

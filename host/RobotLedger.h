@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/site/RobotRecords.h"
 #include "host/site/SiteAccess.h"
 
 #include <QDateTime>

@@ -97,8 +97,8 @@ QVariant ServiceLog::headerData(int section, Qt::Orientation orientation, int ro
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return QAbstractTableModel::headerData(section, orientation, role);
     if (section == Time)
-        return QStringLiteral("时间");
-    return section == Category ? QStringLiteral("类别") : QStringLiteral("内容");
+        return tr("Time");
+    return section == Category ? tr("Category") : tr("Text");
 }
 
 } // namespace KOZAV::Host

@@ -31,20 +31,20 @@ QString unreachableStyle()
 
 QString partName(SitePart part)
 {
-    return part == SitePart::Rows ? QStringLiteral("数据库") : QStringLiteral("文件库");
+    return part == SitePart::Rows ? SiteStatusBar::tr("Database") : SiteStatusBar::tr("File store");
 }
 
 /// The engine as it is called in short; the tool tip has its version.
 QString engineName(SitePart part, const ServiceHealth& state)
 {
     if (part == SitePart::Files)
-        return state.remote ? QStringLiteral("GridFS") : QStringLiteral("本地");
+        return state.remote ? QStringLiteral("GridFS") : SiteStatusBar::tr("local");
     return state.engine.section(QLatin1Char(' '), 0, 0);
 }
 
 QString encryptionText(const ServiceHealth& state)
 {
-    return state.encryption.isEmpty() ? QStringLiteral("未加密") : QStringLiteral("已加密");
+    return state.encryption.isEmpty() ? SiteStatusBar::tr("not encrypted") : SiteStatusBar::tr("encrypted");
 }
 
 QString labelText(SitePart part, const ServiceHealth& state)
@@ -54,14 +54,14 @@ QString labelText(SitePart part, const ServiceHealth& state)
     if (state.remote)
         pieces << encryptionText(state);
     if (!state.isReachable())
-        pieces << QStringLiteral("○ 无法连接");
+        pieces << SiteStatusBar::tr("○ unreachable");
     return pieces.join(QLatin1Char(' '));
 }
 
 QString connectionText(const ServiceHealth& state)
 {
     if (!state.remote)
-        return QStringLiteral("本机");
+        return SiteStatusBar::tr("this machine");
     return QStringList({encryptionText(state), state.encryption}).join(QLatin1Char(' ')).trimmed();
 }
 
@@ -70,15 +70,15 @@ QString toolTipText(SitePart part, const ServiceHealth& state, const QString& co
     QStringList lines = {partName(part)};
     const auto add = [&lines](const QString& what, const QString& text) {
         if (!text.isEmpty())
-            lines << what + QStringLiteral("：") + text;
+            lines << SiteStatusBar::tr("%1: %2", "what, its value").arg(what, text);
     };
-    add(QStringLiteral("引擎"), state.engine);
-    add(QStringLiteral("位置"), state.place);
+    add(SiteStatusBar::tr("Engine"), state.engine);
+    add(SiteStatusBar::tr("Place"), state.place);
     if (!state.engine.isEmpty())
-        add(QStringLiteral("连接"), connectionText(state));
-    add(QStringLiteral("拓扑"), state.topology);
-    add(QStringLiteral("配置"), configuration);
-    add(QStringLiteral("无法连接"), state.failure);
+        add(SiteStatusBar::tr("Connection"), connectionText(state));
+    add(SiteStatusBar::tr("Topology"), state.topology);
+    add(SiteStatusBar::tr("Configuration"), configuration);
+    add(SiteStatusBar::tr("Unreachable"), state.failure);
     return QStringLiteral("<p>%1</p>")
         .arg(
             lines.join(QLatin1Char('\n')).toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")));
@@ -89,14 +89,21 @@ QString seconds(qint64 ms)
     return QString::number(ms / 1000);
 }
 
+QString partWaitText(SitePart part)
+{
+    return part == SitePart::Rows ? SiteStatusBar::tr("Waiting for the database")
+                                  : SiteStatusBar::tr("Waiting for the file store");
+}
+
 QString waitText(const ServiceWait& wait)
 {
     if (wait.over)
         return {};
-    const QString what = wait.cause == ServiceWait::Cause::Company
-                             ? QStringLiteral("等待公司 %1（由 %2 占用）").arg(wait.company, wait.holder)
-                             : QStringLiteral("等待%1恢复").arg(partName(wait.part));
-    return QStringLiteral("%1 %2 / %3 秒").arg(what, seconds(wait.waitedMs), seconds(wait.patienceMs));
+    const QString what =
+        wait.cause == ServiceWait::Cause::Company
+            ? SiteStatusBar::tr("Waiting for company %1 (held by %2)").arg(wait.company, wait.holder)
+            : partWaitText(wait.part);
+    return SiteStatusBar::tr("%1 %2 of %3 s").arg(what, seconds(wait.waitedMs), seconds(wait.patienceMs));
 }
 
 } // namespace
@@ -107,7 +114,7 @@ SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
     , m_wait(new QLabel(this))
     , m_rows(addLabel({}))
     , m_files(addLabel({}))
-    , m_robot(addLabel(QStringLiteral("机器人 …")))
+    , m_robot(addLabel(tr("Robot …")))
 {
     setSizeGripEnabled(false);
     m_rows->setObjectName(QStringLiteral("siteRows"));
@@ -154,8 +161,7 @@ void SiteStatusBar::showWait(const ServiceWait& wait)
 
 void SiteStatusBar::showRobot(const QString& robot, bool reachable)
 {
-    m_robot->setText(QStringLiteral("机器人 %1 %2")
-                         .arg(robot, reachable ? QStringLiteral("● 在线") : QStringLiteral("○ 离线")));
+    m_robot->setText(tr("Robot %1 %2").arg(robot, reachable ? tr("● online") : tr("○ offline")));
     m_robot->setStyleSheet(reachable ? reachableStyle() : unreachableStyle());
 }
 

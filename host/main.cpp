@@ -5,6 +5,7 @@
 #include "host/CommandLine.h"
 #include "host/EmbeddedRobot.h"
 #include "host/ImportRun.h"
+#include "host/Language.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
 #include "host/Theme.h"
@@ -32,6 +33,15 @@ void prepareUnattended(const CommandLine& line)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     // The panels' dialogs are answered, which is possible only where they are Qt's own.
     QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+}
+
+/// Scripts read what an unattended run prints, so that has one language everywhere.
+QString languageFor(const CommandLine& line)
+{
+    if (line.unattended())
+        return QStringLiteral("en");
+    const QString chosen = chosenLanguage();
+    return chosen.isEmpty() ? languageOfLocale() : chosen;
 }
 
 /// @param messages  takes what is no report; may be out
@@ -65,11 +75,11 @@ int withOutputWritten(int exitCode, QTextStream& out)
 /// Tells of the site that a first start has made, beside the window.
 void welcome(MainWindow& window, ServiceLog& log, const QString& made, QTextStream& out)
 {
-    const QString news = QStringLiteral("首次启动，已新建站点：%1").arg(made);
+    const QString news = MainWindow::tr("First start: a new site has been made: %1").arg(made);
     out << news << '\n';
     out.flush();
     log.add(QtInfoMsg, QStringLiteral("site"), news);
-    auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("料号数据管理"), news,
+    auto* box = new QMessageBox(QMessageBox::Information, MainWindow::tr("Job data management"), news,
                                 QMessageBox::Ok, &window);
     box->setTextFormat(Qt::PlainText);
     box->setAttribute(Qt::WA_DeleteOnClose);
@@ -81,7 +91,7 @@ int refuse(const QString& reason, const CommandLine& line, QTextStream& out)
     out << "error: " << reason << '\n';
     out.flush();
     if (!line.unattended()) {
-        QMessageBox box(QMessageBox::Critical, QStringLiteral("料号数据管理"), reason);
+        QMessageBox box(QMessageBox::Critical, MainWindow::tr("Job data management"), reason);
         box.setTextFormat(Qt::PlainText);
         box.exec();
     }
@@ -104,6 +114,7 @@ int main(int argc, char* argv[])
         ClientState::keep();
     QApplication application(argc, argv);
     applyTheme(application);
+    const Language language(languageFor(line));
     QTextStream out(stdout);
     out.setCodec("UTF-8");
     QTextStream err(stderr);

@@ -195,6 +195,18 @@ Result<std::vector<Odbpp_Job_C>> listWaitingJobs(Database& database, const std::
     return waiting;
 }
 
+Result<JobRecord> jobNamed(Database& database, const QString& generatedName)
+{
+    JobFilter filter;
+    filter.generatedName = generatedName;
+    const auto jobs = listJobs(database, filter);
+    if (!jobs.ok())
+        return jobs.status();
+    if (jobs->empty())
+        return Status::notFound(QStringLiteral("there is no job \"%1\"").arg(generatedName));
+    return jobs->front();
+}
+
 Result<bool> isImported(Database& database, const QString& storedName)
 {
     const auto found = database.value(

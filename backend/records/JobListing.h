@@ -64,6 +64,9 @@ struct JobFilter
 /// Oldest first.
 Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
 
+/// The job with that generated name; NotFound.
+Result<JobRecord> jobNamed(Database& database, const QString& generatedName);
+
 /// The job flows in state (0, 0) whose import is complete, oldest first, with the generated job name.
 Result<std::vector<DataLib::Model::Odbpp_Job_C>> listWaitingJobs(Database& database);
 

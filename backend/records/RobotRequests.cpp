@@ -4,7 +4,12 @@
 #include "backend/records/JobVoiding.h"
 #include "backend/records/SiteEvents.h"
 
+#include <QJsonDocument>
 #include <QStringList>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
 
 namespace KOZAV::Backend {
 
@@ -26,27 +31,67 @@ QString originWord(RobotOrigin origin)
     return QLatin1String(originWords[static_cast<int>(origin)]);
 }
 
+template <typename Word, std::size_t Count>
+Word indexOf(const char* const (&words)[Count], const QString& word, Word otherwise)
+{
+    const auto found = std::find_if(std::begin(words), std::end(words),
+                                    [&word](const char* each) { return word == QLatin1String(each); });
+    return found == std::end(words) ? otherwise : static_cast<Word>(found - std::begin(words));
+}
+
+void readDetail(const QJsonObject& detail, RobotRequestRecord& request)
+{
+    request.origin = indexOf(originWords, detail.value(originKey).toString(), RobotOrigin::Saved);
+    request.host = detail.value(hostKey).toString();
+    request.port = detail.value(portKey).toInt();
+    request.document = detail.value(documentKey).toObject();
+    request.probe = detail.value(probeKey).toString();
+    request.requestedTime = detail.value(requestedKey).toString();
+}
+
 RobotRequestRecord readRequest(const SiteEvent& event)
 {
     RobotRequestRecord request;
-    request.origin = event.detail.value(originKey).toString() == originWord(RobotOrigin::Confirmed)
-                         ? RobotOrigin::Confirmed
-                         : RobotOrigin::Saved;
-    for (const auto outcome : {RobotOutcome::Sent, RobotOutcome::NotSent}) {
-        if (event.outcome == outcomeWord(outcome))
-            request.outcome = outcome;
-    }
+    readDetail(event.detail, request);
+    request.outcome = indexOf(outcomeWords, event.outcome, RobotOutcome::Unknown);
     request.flowGuid = event.flowGuid;
     request.generatedName = event.subject;
-    request.host = event.detail.value(hostKey).toString();
-    request.port = event.detail.value(portKey).toInt();
-    request.document = event.detail.value(documentKey).toObject();
-    request.probe = event.detail.value(probeKey).toString();
     request.reason = event.reason;
-    request.requestedTime = event.detail.value(requestedKey).toString();
     request.userId = event.userId;
     request.userName = event.userName;
     return request;
+}
+
+// A job's requests are few, and an index finds them: whether one of them is the newest is asked of each row.
+constexpr const char* listedRequests =
+    "SELECT e.id, e.flow_guid, e.user_id, e.user_name, e.subject, e.outcome, e.reason, e.detail, f.state,"
+    " f.sub_state, (SELECT MAX(n.id) FROM event n WHERE n.flow_guid = e.flow_guid AND n.kind = 'robot')"
+    " FROM event e LEFT JOIN job_flow f ON f.guid = e.flow_guid"
+    " WHERE e.kind = 'robot' AND e.id < ? AND e.outcome IN (?, ?, ?, ?, ?, ?)"
+    " AND (? IS NULL OR f.state = ?) AND (? IS NULL OR f.sub_state = ?)"
+    " AND (? = 0 OR NOT EXISTS (SELECT 1 FROM event l WHERE l.flow_guid = e.flow_guid AND l.kind = 'robot'"
+    " AND l.id > e.id))"
+    " ORDER BY e.id DESC LIMIT ?";
+
+/// The columns of listedRequests.
+ListedRobotRequest readListed(RowReader& row)
+{
+    ListedRobotRequest listed;
+    RobotRequestRecord& request = listed.request;
+    listed.number = row.optionalLongNumber().value_or(0);
+    request.flowGuid = row.text();
+    request.userId = row.number();
+    request.userName = row.text();
+    request.generatedName = row.text();
+    request.outcome = indexOf(outcomeWords, row.text(), RobotOutcome::Unknown);
+    request.reason = row.text();
+    readDetail(QJsonDocument::fromJson(row.text().toUtf8()).object(), request);
+    const auto state = row.optionalNumber();
+    const auto subState = row.optionalNumber();
+    if (state && subState)
+        listed.state = std::pair(*state, *subState);
+    listed.newestOfJob = row.optionalLongNumber().value_or(listed.number) == listed.number;
+    return listed;
 }
 
 Status requeueJob(Database& database, const JobRecord& job, const RequeueOrder& order)
@@ -107,6 +152,24 @@ Result<std::optional<RobotRequestRecord>> lastRobotRequest(Database& database, c
             return std::optional(readRequest(event));
     }
     return std::optional<RobotRequestRecord>();
+}
+
+Result<std::vector<ListedRobotRequest>> listRobotRequests(Database& database,
+                                                          const RobotRequestFilter& filter)
+{
+    constexpr qint64 endless = std::numeric_limits<qint64>::max();
+    QVariantList values = {filter.before > 0 ? filter.before : endless};
+    for (std::size_t i = 0; i < std::size(outcomeWords); ++i) {
+        if (filter.outcomes.empty())
+            values << QString::fromLatin1(outcomeWords[i]);
+        else
+            values << outcomeWord(filter.outcomes.at(std::min(i, filter.outcomes.size() - 1)));
+    }
+    const QVariant state = filter.state ? QVariant(filter.state->first) : QVariant();
+    const QVariant subState = filter.state ? QVariant(filter.state->second) : QVariant();
+    values << state << state << subState << subState << (filter.newestOfJob ? 1 : 0)
+           << (filter.limit > 0 ? qint64(filter.limit) : endless);
+    return database.list(listedRequests, values, readListed);
 }
 
 bool isAtRobot(const JobRecord& job)

@@ -7,6 +7,8 @@
 #include <QString>
 
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace KOZAV::Backend {
 
@@ -57,6 +59,30 @@ Status addRobotRequest(Database& database, const RobotRequestRecord& request);
 /// What the newest event tells of the request that the job's import or its operator made; those that were
 /// sent again do not count. Nothing where there is no such event.
 Result<std::optional<RobotRequestRecord>> lastRobotRequest(Database& database, const QString& flowGuid);
+
+/// Which requests are listed; all given conditions must hold.
+struct RobotRequestFilter
+{
+    std::vector<RobotOutcome> outcomes; ///< one of these; at most six, none for all
+    /// Only those of jobs in this state pair.
+    std::optional<std::pair<int, int>> state;
+    bool newestOfJob = false; ///< only those with no later one of the same job
+    qint64 before = 0;        ///< only those with a smaller number; 0: all
+    int limit = 0;            ///< at most so many; 0: all
+};
+
+/// A request as a list has it.
+struct ListedRobotRequest
+{
+    qint64 number = 0; ///< of its event: later ones have greater numbers
+    RobotRequestRecord request;
+    std::optional<std::pair<int, int>> state; ///< of its job now; absent where that has no row
+    bool newestOfJob = false;
+};
+
+/// Newest first.
+Result<std::vector<ListedRobotRequest>> listRobotRequests(Database& database,
+                                                          const RobotRequestFilter& filter);
 
 /// The state pair of a job that was handed to the robot.
 constexpr int atRobotState = 1;

@@ -51,6 +51,8 @@ inline const QLatin1String robot("robot");
 /// A job that was handed to the robot is on the waiting list again: {"state", "sub_state"} as they were
 /// before.
 inline const QLatin1String requeued("requeue");
+/// A company got another name: {"code", "before"}, the name that it had. The subject is the new one.
+inline const QLatin1String companyRenamed("company-rename");
 /// A check of the site has ended: the number of findings of each kind, by its name.
 inline const QLatin1String checked("check");
 /// A stored file was moved into quarantine, back from it, or removed there.

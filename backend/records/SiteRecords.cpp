@@ -1,9 +1,13 @@
 #include "backend/records/SiteRecords.h"
 
+#include "backend/config/Settings.h"
 #include "backend/database/Database.h"
+#include "backend/records/CompanyClaim.h"
+#include "backend/records/SiteEvents.h"
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <limits>
 
 namespace KOZAV::Backend {
@@ -122,6 +126,31 @@ Status refuseNameOfAnother(Database& database, const QString& code, const QStrin
     return owner->isValid() && owner->toString() != code ? takenName(name) : Status();
 }
 
+/// How long a server keeps a company for whoever renames it and is not heard of again.
+constexpr std::chrono::milliseconds renamingLease{30'000};
+
+Status renameHeldCompany(Database& database, const CompanyRename& order)
+{
+    return database.transaction([&]() -> Status {
+        if (auto free = refuseNameOfAnother(database, order.code, order.newName); !free.ok())
+            return free;
+        const auto before = database.value("SELECT name FROM company WHERE code = ?", {order.code});
+        if (!before.ok() || before->toString() == order.newName)
+            return before.status();
+        const auto changed = database.change("UPDATE company SET name = ?, updated_time = ? WHERE code = ?",
+                                             {order.newName, rowTime(), order.code}, Durability::Immediate);
+        if (!changed.ok())
+            return changed.status();
+        SiteEvent event;
+        event.kind = eventKind::companyRenamed;
+        event.userId = order.userId;
+        event.userName = order.userName;
+        event.subject = order.newName;
+        event.detail = {{QStringLiteral("code"), order.code}, {QStringLiteral("before"), before->toString()}};
+        return addEvent(database, event);
+    });
+}
+
 OrigFileRecord readOrigFile(RowReader& row)
 {
     OrigFileRecord file;
@@ -196,19 +225,30 @@ Result<Odbpp_Company> addCompany(Database& database, const QString& code, const 
     return added.ok() ? Result(company) : added;
 }
 
-Status renameCompany(Database& database, const QString& code, const QString& newName)
+Status renameCompany(Database& database, const DatabaseSettings& settings, const CompanyRename& order)
 {
-    if (auto status = checkName(newName); !status.ok())
+    if (auto status = checkName(order.newName); !status.ok())
         return status;
-    return database.transaction([&] {
-        if (auto free = refuseNameOfAnother(database, code, newName); !free.ok())
-            return free;
-        const auto changed = database.change("UPDATE company SET name = ?, updated_time = ? WHERE code = ?",
-                                             {newName, rowTime(), code}, Durability::Immediate);
-        if (changed.ok() && changed.value() == 0)
-            return Status::notFound(QStringLiteral("there is no company with the code \"%1\"").arg(code));
-        return changed.status();
-    });
+    CompanyFilter filter;
+    filter.code = order.code;
+    const auto companies = listCompanies(database, filter);
+    if (!companies.ok())
+        return companies.status();
+    if (companies->empty())
+        return Status::notFound(QStringLiteral("there is no company with the code \"%1\"").arg(order.code));
+    const auto claim = CompanyClaim::make(settings, companies->front().companyId,
+                                          CompanyHolder::thisProcess(order.userName), renamingLease);
+    const auto taken = claim->take(database);
+    if (!taken.ok())
+        return taken.status();
+    if (!taken.value())
+        return Status::unavailable(
+            QStringLiteral("the company \"%1\" is held for an import by %2; it can be renamed afterwards")
+                .arg(QString::fromStdString(companies->front().companyLabel), claim->otherHolder()));
+    auto renamed = renameHeldCompany(database, order);
+    // Where the server does not answer the lease ends by itself.
+    (void)claim->giveBack(database);
+    return renamed;
 }
 
 Status raiseJobCounts(Database& database, int number)

@@ -11,6 +11,7 @@
 namespace KOZAV::Backend {
 
 class Database;
+struct DatabaseSettings;
 
 /// Companies and the files beside a site's jobs, beyond what the service operations offer: for administration
 /// and for the client's tables.
@@ -32,8 +33,21 @@ Result<std::vector<DataLib::Model::Odbpp_Company>> listCompanies(Database& datab
 Result<DataLib::Model::Odbpp_Company> addCompany(Database& database, const QString& code,
                                                  const QString& name);
 
-/// Gives a company another name; the code stays, generated job names hold it. NotFound, AlreadyExists.
-Status renameCompany(Database& database, const QString& code, const QString& newName);
+/// Which company gets another name, and by whom.
+struct CompanyRename
+{
+    QString code;
+    QString newName;
+    int userId = 0;
+    QString userName;
+};
+
+/// Gives a company another name, with an event; the code stays, generated job names hold it, and rows that
+/// tell the name at the time of their import keep that. The company is held meanwhile: Unavailable, naming
+/// who has it, where an import holds it, since that looks for it by its name. NotFound, AlreadyExists. To the
+/// name that it has it is not renamed, and no event is written.
+/// @param settings  of this database
+Status renameCompany(Database& database, const DatabaseSettings& settings, const CompanyRename& order);
 
 /// Adds a number, not below 0, to the job count of every company: for numbers that were given and are not
 /// known any more. Durable, or with the transaction that it is called in.

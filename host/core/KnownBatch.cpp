@@ -25,18 +25,10 @@
 #include <map>
 #include <mutex>
 #include <thread>
-#include <tuple>
 
 namespace KOZAV::Host {
 
 namespace {
-
-using Key = std::tuple<bool, qint64, QByteArray>;
-
-Key keyOf(const SourceContent& content)
-{
-    return {content.isFolder, content.length, content.sha256};
-}
 
 /// Has work(number) done for each number below count, on all cores, and look() called meanwhile, about ten
 /// times a second, on the calling thread.
@@ -197,14 +189,14 @@ QString KnownBatch::leaveOutKnown()
     const auto jobs = jobsWithContent(contents, failure);
     if (!jobs)
         return failure;
-    std::map<std::pair<QString, Key>, QString> known; // generated names, by company and content
+    std::map<std::pair<QString, SourceContent>, QString> known; // generated names, by company and content
     for (const JobWithContent& job : *jobs)
-        known.emplace(std::pair(job.company, keyOf(job.content)), job.generatedName);
-    std::map<std::pair<QString, Key>, QString> before; // names of entries
+        known.emplace(std::pair(job.company, job.content), job.generatedName);
+    std::map<std::pair<QString, SourceContent>, QString> before; // names of entries
     for (const Candidate& candidate : m_candidates) {
         if (candidate.content.sha256.isEmpty())
             continue;
-        const auto place = std::pair(candidate.company, keyOf(candidate.content));
+        const auto place = std::pair(candidate.company, candidate.content);
         if (const auto job = known.find(place); job != known.end())
             m_standIn.leftOut.insert(candidate.path,
                                      {QStringLiteral("the site has its content as %1").arg(job->second),

@@ -12,8 +12,8 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -88,31 +88,23 @@ Backend::Result<QHash<QString, JobWithContent>> findJobsBefore(Backend::Database
     const auto imported = Backend::contentsOfJobs(database, companies.keys());
     if (!imported.ok())
         return imported.status();
-    using Key = std::tuple<bool, qint64, QByteArray>;
-    const auto keyOf = [](const SourceContent& content) {
-        return Key(content.isFolder, content.length, content.sha256);
-    };
     QHash<QString, SourceContent> contents;
-    std::map<Key, SourceContent> different;
+    std::set<SourceContent> different;
     for (const Backend::JobContent& job : imported.value()) {
         const SourceContent content{job.by == Backend::KnownBy::FolderContent, job.content.length,
                                     job.content.sha256};
         contents.insert(job.flowGuid, content);
-        different.emplace(keyOf(content), content);
+        different.insert(content);
     }
-    std::vector<SourceContent> asked;
-    asked.reserve(different.size());
-    for (const auto& content : different)
-        asked.push_back(content.second);
-    const auto jobs = findJobs(database, asked);
+    const auto jobs = findJobs(database, {different.begin(), different.end()});
     if (!jobs.ok())
         return jobs.status();
-    std::map<Key, std::vector<JobWithContent>> jobsOf;
+    std::map<SourceContent, std::vector<JobWithContent>> jobsOf;
     for (const JobWithContent& job : jobs.value())
-        jobsOf[keyOf(job.content)].push_back(job);
+        jobsOf[job.content].push_back(job);
     QHash<QString, JobWithContent> before;
     for (auto own = contents.begin(); own != contents.end(); ++own) {
-        if (const auto* job = jobBefore(jobsOf[keyOf(own.value())], own.key(), companies.value(own.key())))
+        if (const auto* job = jobBefore(jobsOf[own.value()], own.key(), companies.value(own.key())))
             before.insert(own.key(), *job);
     }
     return before;

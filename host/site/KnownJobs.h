@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 namespace KOZAV::Host {
@@ -23,6 +24,11 @@ struct SourceContent
     bool operator==(const SourceContent& other) const
     {
         return isFolder == other.isFolder && length == other.length && sha256 == other.sha256;
+    }
+    /// Some order, for maps.
+    bool operator<(const SourceContent& other) const
+    {
+        return std::tie(isFolder, length, sha256) < std::tie(other.isFolder, other.length, other.sha256);
     }
 };
 

@@ -11,7 +11,6 @@
 #include "backend/io/TempFile.h"
 #include "backend/records/FailedImport.h"
 #include "backend/records/JobListing.h"
-#include "backend/records/RobotRequests.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
 
@@ -46,33 +45,6 @@ OrigFileRow rowOf(const Backend::OrigFileRecord& record)
     if (record.state && record.subState)
         row.state = FlowState(*record.state, *record.subState);
     return row;
-}
-
-Backend::RobotRequestRecord recordOf(const RobotRequest& request)
-{
-    Backend::RobotRequestRecord record;
-    record.origin = request.origin == RobotRequest::Origin::Saved ? Backend::RobotOrigin::Saved
-                                                                  : Backend::RobotOrigin::Confirmed;
-    switch (request.outcome) {
-    case RobotRequest::Outcome::Sent:
-        record.outcome = Backend::RobotOutcome::Sent;
-        break;
-    case RobotRequest::Outcome::NotSent:
-        record.outcome = Backend::RobotOutcome::NotSent;
-        break;
-    case RobotRequest::Outcome::Unknown:
-        record.outcome = Backend::RobotOutcome::Unknown;
-        break;
-    }
-    record.flowGuid = request.flowKey;
-    record.generatedName = request.generatedName;
-    record.host = request.host;
-    record.port = request.port;
-    record.document = request.document;
-    record.probe = request.probe;
-    record.reason = request.reason;
-    record.requestedTime = QString::fromLatin1(Backend::isoTime(request.requested));
-    return record;
 }
 
 bool isUnreachable(ErrorCode reason)
@@ -329,25 +301,6 @@ std::optional<bool> SiteAccess::isImported(const QString& storedName)
         return std::nullopt;
     const auto imported = Backend::isImported(*database.value(), storedName);
     return imported.ok() ? std::optional(imported.value()) : std::nullopt;
-}
-
-QString SiteAccess::recordRobotRequests(const std::vector<RobotRequest>& requests)
-{
-    const auto settings = Site::current().settings();
-    const auto database = Site::current().database();
-    if (!settings.ok() || !database.ok())
-        return settings.ok() ? database.message() : settings.message();
-    const auto written = database.value()->transaction([&]() -> Backend::Status {
-        for (const RobotRequest& request : requests) {
-            auto record = recordOf(request);
-            record.userId = settings->userId;
-            record.userName = settings->userName;
-            if (auto added = Backend::addRobotRequest(*database.value(), record); !added.ok())
-                return added;
-        }
-        return {};
-    });
-    return written.message();
 }
 
 qint64 SiteAccess::storedBytes(const QString& storedName)

@@ -4,7 +4,6 @@
 
 #include <QByteArray>
 #include <QDateTime>
-#include <QJsonObject>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -40,31 +39,6 @@ struct ImportedJob
     QString storedName;
     qint64 storedLength = -1; ///< of the stored file, as its row says; -1 where that does not know it
     QByteArray storedSha256;
-};
-
-/// A request of a panel to the CAM robot.
-struct RobotRequest
-{
-    enum class Origin {
-        Saved,    ///< a saved job, by its import
-        Confirmed ///< by the operator who confirmed the job
-    };
-    enum class Outcome {
-        Sent,    ///< written to a connection that stood
-        Unknown, ///< it leaves no trace
-        NotSent  ///< there was nobody to take it
-    };
-
-    Origin origin = Origin::Saved;
-    Outcome outcome = Outcome::Unknown;
-    QString flowKey; ///< of its job; empty where that has no row
-    QString generatedName;
-    QString host;
-    int port = 0;
-    QJsonObject document; ///< what it says
-    QString probe;        ///< what the client's own attempt at the address found, as a word
-    QString reason;       ///< what is known of it, for people
-    QDateTime requested;  ///< UTC
 };
 
 /// What became of a client's first start.
@@ -114,9 +88,6 @@ public:
     [[nodiscard]] std::optional<ImportedJob> jobNamed(const QString& generatedName);
     /// Whether a job of that stored file is imported; nothing where that cannot be asked.
     [[nodiscard]] std::optional<bool> isImported(const QString& storedName);
-    /// Writes requests into the histories of their jobs, all of them or none.
-    /// @return why that was not possible; empty on success
-    [[nodiscard]] static QString recordRobotRequests(const std::vector<RobotRequest>& requests);
     /// Length of a stored file in bytes; -1 where there is none.
     [[nodiscard]] qint64 storedBytes(const QString& storedName);
     /// Whether a fetched file is what the job's row says of its stored file; false as well where the file

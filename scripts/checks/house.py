@@ -9,7 +9,9 @@ from dataclasses import dataclass
 from functools import cached_property
 from pathlib import Path
 
-PRODUCT_FOLDERS = ("services", "robot", "import", "ui", "backend", "terminal", "host", "admin", "robot_server", "samples")
+PRODUCT_FOLDERS = (
+    "services", "robot", "import", "ui", "backend", "robot_call", "terminal", "host", "admin", "robot_server", "samples",
+)
 
 # Numbers go first: the apostrophe in 1'000 starts no character literal.
 _TOKEN = re.compile(

@@ -49,8 +49,8 @@ ARROWS = (
     (r"backend/.*", (r"services/.*",), "backend includes services only"),
     (
         r"host/site/.*\.cpp",
-        (r"services/.*", r"backend/.*", r"ui/import_from_file/BatchDirectory\.h"),
-        "the client's doors to its site include services, backend and the rules of a batch directory",
+        (r"services/.*", r"backend/.*", r"ui/import_from_file/BatchDirectory\.h", r"robot_call/.*"),
+        "the client's doors to its site include services, backend, the rules of a batch directory and what sends the robot requests again",
     ),
     (
         r"host/(core|odb|site)/.*",
@@ -74,8 +74,14 @@ ARROWS = (
     ),
     (
         r"admin/.*",
-        (r"services/.*", r"backend/.*", r"terminal/.*", r"robot/RobotRequest\.h"),
-        "admin includes services, backend, terminal, and of robot the document's definition",
+        (r"services/.*", r"backend/.*", r"terminal/.*", r"robot/RobotRequest\.h", r"robot_call/.*"),
+        "admin includes services, backend, terminal, robot_call, and of robot the document's definition",
+    ),
+    # A robot that is asked again must be told what the site knows of the request, and the site what became of it.
+    (
+        r"robot_call/.*",
+        (r"backend/.*", r"robot/RobotRequest\.h"),
+        "robot_call includes backend, and of robot the document's definition",
     ),
     (
         r"robot_server/.*",

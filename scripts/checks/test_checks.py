@@ -96,6 +96,8 @@ class IncludeArrowsTest(TreeTest):
         ("host/site/SiteAccess.h", "backend/Site.h"),
         ("admin/Verb.cpp", "ui/import_from_file/StyleSheets.h"),
         ("robot_server/Server.cpp", "services/common/Common.h"),
+        ("robot_call/Call.cpp", "host/site/SiteAccess.h"),
+        ("backend/records/R.cpp", "robot_call/Call.h"),
         ("samples/Job.cpp", "import/Rules.h"),
         ("backend/store/S.cpp", "tests/support/Double.h"),
     )
@@ -123,6 +125,9 @@ class IncludeArrowsTest(TreeTest):
         ("backend/HostInterface.cpp", "backend/Site.h"),
         ("backend/Status.h", "backend/HostInterface.h"),
         ("admin/Verb.cpp", "backend/Site.h"),
+        ("admin/Verb.cpp", "robot_call/Call.h"),
+        ("host/site/Requests.cpp", "robot_call/Call.h"),
+        ("robot_call/Call.cpp", "backend/Site.h"),
         ("robot_server/Server.cpp", "robot/Request.h"),
         ("robot_server/Log.cpp", "terminal/TextTable.h"),
         ("tests/unit/TestSite.cpp", "backend/Site.h"),

@@ -143,8 +143,10 @@ void ClientImport::fileInAnothersPlaceIsNotOpened()
     const RobotPeer robot(RobotPeer::Mode::Answer);
     job.site.configure(QStringLiteral("robot/port"), QString::number(robot.port()));
     QCOMPARE(job.runClient({QStringLiteral("HX000001")}), 1);
-    QVERIFY2(job.output.contains(QStringLiteral("存储文件 %1 与料号 HX000001 导入时的内容不一致")
-                                     .arg(job.site.jobs().front().storedName)),
+    QVERIFY2(job.output.contains(
+                 QStringLiteral(
+                     "the stored file %1 does not have the content with which the job HX000001 was imported")
+                     .arg(job.site.jobs().front().storedName)),
              qPrintable(job.output));
     QVERIFY(!job.output.contains(QStringLiteral("opened:")));
     QVERIFY(robot.received().isEmpty());

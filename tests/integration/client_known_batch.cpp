@@ -344,9 +344,11 @@ void ClientKnownBatch::theWindowTellsInItsMessages()
     for (int row = 0; row < log.rowCount(); ++row)
         messages << log.data(log.index(row, ServiceLog::Text), Qt::DisplayRole).toString();
     const QString all = messages.join(QLatin1Char('\n'));
-    QVERIFY2(all.contains(QStringLiteral("甲/notes.txt 未导入：not a job archive")), qPrintable(all));
-    QVERIFY2(all.contains(QStringLiteral("甲/x.zip：it is a link to ") + outside), qPrintable(all));
-    QCOMPARE(all.count(QStringLiteral("甲/x.zip 是指向批量目录之外的链接：") + outside), 1);
+    QVERIFY2(all.contains(QStringLiteral("甲/notes.txt was not imported: not a job archive")),
+             qPrintable(all));
+    QVERIFY2(all.contains(QStringLiteral("甲/x.zip: it is a link to ") + outside), qPrintable(all));
+    QCOMPARE(
+        all.count(QStringLiteral("甲/x.zip is a link that leads out of the batch directory: ") + outside), 1);
     QVERIFY2(!all.contains(QStringLiteral("甲/x.zip 未导入")), qPrintable(all));
 }
 
@@ -380,7 +382,7 @@ void ClientKnownBatch::aSingleImportIsTold()
     QApplication::processEvents();
     const QModelIndex last = log.index(log.rowCount() - 1, ServiceLog::Text);
     QCOMPARE(log.data(last, Qt::DisplayRole).toString(),
-             QStringLiteral("甲/job：the site had its content before: AB000001 (甲)"));
+             QStringLiteral("甲/job: the site had its content before: AB000001 (甲)"));
 }
 
 ZAV_REGISTER_TEST(client_known_batch, ClientKnownBatch, QApplication)

@@ -424,7 +424,7 @@ void ClientRobot::singleSavedJobInTheWindow()
     const auto events = eventsOf("AB000001");
     QCOMPARE(int(events.size()), 1);
     QCOMPARE(events.front().outcome, text("not-sent"));
-    QTRY_VERIFY2(linesOf(log).contains(text("one.kos：its request did not reach the robot: after the import "
+    QTRY_VERIFY2(linesOf(log).contains(text("one.kos: its request did not reach the robot: after the import "
                                             "%1 refused a connection")
                                            .arg(peer.place)),
                  qPrintable(linesOf(log)));
@@ -442,7 +442,8 @@ void ClientRobot::nameIsWarnedOfAtTheStart()
         // Lines are shown in the order in which they come.
         log.add(QtInfoMsg, text("test"), text("last line"));
         QTRY_VERIFY(linesOf(log).contains(text("last line")));
-        const QString warning = text("机器人地址 robot/host = %1 不是数字地址").arg(text(host));
+        const QString warning =
+            text("The robot's address robot/host = %1 is not a numeric one").arg(text(host));
         QCOMPARE(linesOf(log).contains(warning), qstrcmp(host, "127.0.0.1") != 0);
     }
 }

@@ -89,7 +89,7 @@ QString outputUntil(const QString& text, const QStringList& arguments, const QPr
 void ClientSites::firstStartOfTheWindowMakesASite()
 {
     const Home home;
-    const QString said = QString::fromUtf8("首次启动，已新建站点");
+    const QString said = QStringLiteral("First start: a new site has been made");
     const QString data = home.path(QStringLiteral("data/zav_import/"));
     const QString output = outputUntil(data + QStringLiteral("download"), {}, home.environment());
     QVERIFY2(output.contains(said), qPrintable(output));

@@ -1,3 +1,5 @@
+#include "backend/records/CompanyClaim.h"
+#include "backend/records/SiteEvents.h"
 #include "backend/records/SiteRecords.h"
 #include "tests/support/TemporaryDatabase.h"
 #include "tests/support/TestProgram.h"
@@ -21,6 +23,7 @@ private Q_SLOTS:
     void codesAreComparedWithoutCase_data();
     void codesAreComparedWithoutCase();
     void renamingKeepsTheRest();
+    void aHeldCompanyIsNotRenamed();
     void renamingIsRefused_data();
     void renamingIsRefused();
 
@@ -153,13 +156,42 @@ void DatabaseCompaniesTest::codesAreComparedWithoutCase()
 void DatabaseCompaniesTest::renamingKeepsTheRest()
 {
     const auto before = addCompany(*m_database, QStringLiteral("A"), QStringLiteral("Alpha"));
-    QVERIFY(renameCompany(*m_database, QStringLiteral("A"), QStringLiteral("Beta")).ok());
-    QVERIFY(renameCompany(*m_database, QStringLiteral("A"), QStringLiteral("Beta")).ok());
+    const CompanyRename order{QStringLiteral("A"), QStringLiteral("Beta"), 7, QStringLiteral("lisa")};
+    QVERIFY(renameCompany(*m_database, m_place->settings(), order).ok());
+    QVERIFY(renameCompany(*m_database, m_place->settings(), order).ok());
     const auto after = listCompanies(*m_database)->front();
     QCOMPARE(after.companyLabel, std::string("Beta"));
     QCOMPARE(after.companyCode, before->companyCode);
     QCOMPARE(after.companyId, before->companyId);
     QCOMPARE(after.createdTime, before->createdTime);
+    // The second one changed nothing.
+    const auto events = listEvents(*m_database);
+    QCOMPARE(events->size(), size_t{1});
+    const SiteEvent& event = events->front();
+    QCOMPARE(event.kind, QString(eventKind::companyRenamed));
+    QCOMPARE(event.subject, QStringLiteral("Beta"));
+    QCOMPARE(event.userId, 7);
+    QCOMPARE(event.userName, QStringLiteral("lisa"));
+    QCOMPARE(event.detail, QJsonObject({{QStringLiteral("code"), QStringLiteral("A")},
+                                        {QStringLiteral("before"), QStringLiteral("Alpha")}}));
+}
+
+void DatabaseCompaniesTest::aHeldCompanyIsNotRenamed()
+{
+    const auto company = addCompany(*m_database, QStringLiteral("A"), QStringLiteral("Alpha"));
+    const auto claim = CompanyClaim::make(m_place->settings(), company->companyId,
+                                          CompanyHolder::thisProcess(QStringLiteral("lisa")), {});
+    QVERIFY(claim->take(*m_database).value());
+    const CompanyRename order{QStringLiteral("A"), QStringLiteral("Beta"), 1, {}};
+    const Status refused = renameCompany(*m_database, m_place->settings(), order);
+    QCOMPARE(refused.code(), ErrorCode::Unavailable);
+    QVERIFY2(refused.message().contains(QStringLiteral("held for an import by lisa on ")),
+             qPrintable(refused.message()));
+    QCOMPARE(listCompanies(*m_database)->front().companyLabel, std::string("Alpha"));
+    QCOMPARE(listEvents(*m_database)->size(), size_t{0});
+    QVERIFY(claim->giveBack(*m_database).ok());
+    QVERIFY(renameCompany(*m_database, m_place->settings(), order).ok());
+    QVERIFY(listHeldCompanies(*m_database, m_place->settings())->empty());
 }
 
 void DatabaseCompaniesTest::renamingIsRefused_data()
@@ -180,7 +212,7 @@ void DatabaseCompaniesTest::renamingIsRefused()
     QFETCH(const ErrorCode, outcome);
     QVERIFY(addCompany(*m_database, QStringLiteral("A"), QStringLiteral("Alpha")).ok());
     QVERIFY(addCompany(*m_database, QStringLiteral("B"), QStringLiteral("Beta")).ok());
-    QCOMPARE(renameCompany(*m_database, code, name).code(), outcome);
+    QCOMPARE(renameCompany(*m_database, m_place->settings(), {code, name, 1, {}}).code(), outcome);
     QCOMPARE(listCompanies(*m_database)->front().companyLabel, std::string("Alpha"));
 }
 

@@ -5,7 +5,7 @@
 #include <QByteArray>
 #include <QString>
 
-namespace KOZAV::Admin {
+namespace KOZAV::Robot {
 
 /// Where a request goes, and how long all of it may take.
 struct RobotCall
@@ -35,4 +35,4 @@ RobotReply callRobot(const RobotCall& call, const QByteArray& request);
 /// no name up. Empty for a numeric address.
 QString robotHostWarning(const QString& host);
 
-} // namespace KOZAV::Admin
+} // namespace KOZAV::Robot

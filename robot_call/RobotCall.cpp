@@ -5,7 +5,7 @@
 // There is no framing: an answer is whole when it can be read as a JSON document. That is tried only where
 // its last byte can end one, and the answer is short, so that a peer who sends it byte by byte costs little.
 
-#include "admin/RobotCall.h"
+#include "robot_call/RobotCall.h"
 
 #include <QDeadlineTimer>
 #include <QEventLoop>
@@ -16,7 +16,7 @@
 #include <QTcpSocket>
 #include <QTimer>
 
-namespace KOZAV::Admin {
+namespace KOZAV::Robot {
 
 using Backend::RobotOutcome;
 
@@ -195,4 +195,4 @@ QString robotHostWarning(const QString& host)
         .arg(host);
 }
 
-} // namespace KOZAV::Admin
+} // namespace KOZAV::Robot

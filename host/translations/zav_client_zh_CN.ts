@@ -1,0 +1,683 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="zh_CN" sourcelanguage="en">
+<context>
+    <name>KOZAV::Host::CamImport</name>
+    <message>
+        <source>the job information cannot be read</source>
+        <translation>料号信息无法识别</translation>
+    </message>
+    <message>
+        <source>%1 is being opened; please wait</source>
+        <translation>%1 正在导入，请稍候</translation>
+    </message>
+    <message>
+        <source>the database names no stored file of this job</source>
+        <translation>数据库中没有该料号的存储文件</translation>
+    </message>
+    <message>
+        <source>no work folder can be made in the download cache</source>
+        <translation>下载缓存中无法建立工作目录</translation>
+    </message>
+    <message>
+        <source>the stored file %1 cannot be fetched</source>
+        <translation>存储文件 %1 取不回来</translation>
+    </message>
+    <message>
+        <source>the stored file %1 does not have the content with which the job %2 was imported</source>
+        <translation>存储文件 %1 与料号 %2 导入时的内容不一致</translation>
+    </message>
+    <message>
+        <source>cancelled</source>
+        <translation>已取消</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::EmbeddedRobot</name>
+    <message>
+        <source>the robot&apos;s address %1 is not one of this machine</source>
+        <translation>机器人地址 %1 不是本机地址</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::JobListDock</name>
+    <message>
+        <source>Job import</source>
+        <translation>料号导入</translation>
+    </message>
+    <message>
+        <source>Job import %1</source>
+        <translation>料号导入 %1</translation>
+    </message>
+    <message>
+        <source>Job import: %1</source>
+        <translation>料号导入：%1</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::JobView</name>
+    <message>
+        <source>No job is open</source>
+        <translation>没有打开的料号</translation>
+    </message>
+    <message>
+        <source>&amp;Cancel</source>
+        <translation>取消(&amp;C)</translation>
+    </message>
+    <message>
+        <source>%1 is being opened</source>
+        <translation>%1 正在打开</translation>
+    </message>
+    <message numerus="yes">
+        <source>ODB++ · Steps: %1 · %n layer(s)</source>
+        <translation>
+            <numerusform>ODB++ · Step: %1 · %n 层</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Warning: %1</source>
+        <translation>警告：%1</translation>
+    </message>
+    <message>
+        <source>%1 cannot be opened</source>
+        <translation>%1 无法打开</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::LayerStackView</name>
+    <message>
+        <source>Layer stack</source>
+        <translation>叠层</translation>
+    </message>
+    <message>
+        <source>Layers outside the board</source>
+        <translation>板外层</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::MainWindow</name>
+    <message>
+        <source>First start: a new site has been made: %1</source>
+        <translation>首次启动，已新建站点：%1</translation>
+    </message>
+    <message>
+        <source>Job data management</source>
+        <translation>料号数据管理</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1：%2</translation>
+    </message>
+    <message>
+        <source>Source files</source>
+        <translation>原始文件</translation>
+    </message>
+    <message>
+        <source>Messages</source>
+        <translation>消息</translation>
+    </message>
+    <message>
+        <source>Source data import</source>
+        <translation>原始数据导入</translation>
+    </message>
+    <message>
+        <source>Waiting for import</source>
+        <translation>等待导入</translation>
+    </message>
+    <message>
+        <source>Layer stack of the job</source>
+        <translation>料号叠层</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>视图(&amp;V)</translation>
+    </message>
+    <message>
+        <source>&amp;File</source>
+        <translation>文件(&amp;F)</translation>
+    </message>
+    <message>
+        <source>&amp;Refresh</source>
+        <translation>刷新(&amp;R)</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>退出(&amp;Q)</translation>
+    </message>
+    <message>
+        <source>%1 has been sent to the robot</source>
+        <translation>%1 已提交机器人</translation>
+    </message>
+    <message>
+        <source>%1 cannot be opened: %2</source>
+        <translation>%1 无法打开：%2</translation>
+    </message>
+    <message>
+        <source>%1 was not imported; its readme.json has been put back</source>
+        <translation>%1 未导入，readme.json 已放回</translation>
+    </message>
+    <message>
+        <source>The readme.json of %1 could not be kept: %2</source>
+        <translation>%1 的 readme.json 未能保留：%2</translation>
+    </message>
+    <message>
+        <source>%1 was not imported: %2</source>
+        <translation>%1 未导入：%2</translation>
+    </message>
+    <message>
+        <source>Whether %1 was imported is not known: %2</source>
+        <translation>%1 是否导入未知：%2</translation>
+    </message>
+    <message>
+        <source>%1 was left out: %2</source>
+        <translation>%1 已跳过：%2</translation>
+    </message>
+    <message>
+        <source>%1 is a link that leads out of the batch directory: %2</source>
+        <translation>%1 是指向批量目录之外的链接：%2</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n source file(s)</source>
+        <translation>
+            <numerusform>共 %n 个原始文件</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1 is no longer in the database</source>
+        <translation>%1 已不在数据库中</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::Reasons</name>
+    <message>
+        <source>The site has no company of that name.</source>
+        <translation>站点中没有这个名称的公司。</translation>
+    </message>
+    <message>
+        <source>Add the company, or give the folder the name of one, and import again.</source>
+        <translation>请先添加该公司，或把文件夹改为已有公司的名称，然后重新导入。</translation>
+    </message>
+    <message>
+        <source>It is no job archive by its name: only .zip, .rar, .tgz and .kos, so written, are imported.</source>
+        <translation>从文件名看不是料号压缩包：只导入小写后缀 .zip、.rar、.tgz 和 .kos。</translation>
+    </message>
+    <message>
+        <source>Give it one of these suffixes, in small letters, if it is such an archive.</source>
+        <translation>如果确实是这类压缩包，请改为其中一种小写后缀。</translation>
+    </message>
+    <message>
+        <source>It is neither a file nor a folder that can be read.</source>
+        <translation>既不是文件，也不是可读取的文件夹。</translation>
+    </message>
+    <message>
+        <source>Take it out of the batch directory, or mend the link.</source>
+        <translation>请把它移出批量目录，或修复链接。</translation>
+    </message>
+    <message>
+        <source>A file beside the company folders belongs to no company.</source>
+        <translation>与公司文件夹并列的文件不属于任何公司。</translation>
+    </message>
+    <message>
+        <source>Move it into the folder of its company.</source>
+        <translation>请把它移入所属公司的文件夹。</translation>
+    </message>
+    <message>
+        <source>Hidden entries are not imported.</source>
+        <translation>隐藏的文件和文件夹不会导入。</translation>
+    </message>
+    <message>
+        <source>Rename it, without the dot, if it is a job.</source>
+        <translation>如果它是料号，请去掉名称开头的点。</translation>
+    </message>
+    <message>
+        <source>Its name is not valid UTF-8, so that the import does not see it.</source>
+        <translation>名称不是有效的 UTF-8，导入看不到它。</translation>
+    </message>
+    <message>
+        <source>Rename it.</source>
+        <translation>请重新命名。</translation>
+    </message>
+    <message>
+        <source>A link leads out of the batch directory.</source>
+        <translation>链接指向批量目录之外。</translation>
+    </message>
+    <message>
+        <source>Copy what it leads to into the batch directory.</source>
+        <translation>请把链接指向的内容复制到批量目录中。</translation>
+    </message>
+    <message>
+        <source>The panel imports nothing of this kind as a single source, and says nothing of it.</source>
+        <translation>面板不会把这种文件作为单个料号导入，也不会提示。</translation>
+    </message>
+    <message>
+        <source>Pack it as .zip, .rar or .tgz, or unpack it into a folder.</source>
+        <translation>请打包为 .zip、.rar 或 .tgz，或解压成文件夹。</translation>
+    </message>
+    <message>
+        <source>Nothing was chosen that could be imported.</source>
+        <translation>没有选择可以导入的内容。</translation>
+    </message>
+    <message>
+        <source>Choose a source.</source>
+        <translation>请先选择导入来源。</translation>
+    </message>
+    <message>
+        <source>The folder cannot be listed.</source>
+        <translation>无法列出文件夹内容。</translation>
+    </message>
+    <message>
+        <source>Have the permissions of the folder looked at.</source>
+        <translation>请检查该文件夹的权限。</translation>
+    </message>
+    <message>
+        <source>The source cannot be read, or is no regular file.</source>
+        <translation>源文件无法读取，或不是普通文件。</translation>
+    </message>
+    <message>
+        <source>Have its permissions looked at, and import it again.</source>
+        <translation>请检查权限后重新导入。</translation>
+    </message>
+    <message>
+        <source>It was gone when the import came to it.</source>
+        <translation>导入进行到它时，它已不存在。</translation>
+    </message>
+    <message>
+        <source>Put it back and import it again.</source>
+        <translation>请放回后重新导入。</translation>
+    </message>
+    <message>
+        <source>Its copy could not be made, or is not all of it.</source>
+        <translation>复制未能完成。</translation>
+    </message>
+    <message>
+        <source>Look at the space in the upload cache and at the source, and import it again.</source>
+        <translation>请检查上传缓存所在磁盘的空间和源文件，然后重新导入。</translation>
+    </message>
+    <message>
+        <source>The import did not come to it.</source>
+        <translation>导入没有进行到它。</translation>
+    </message>
+    <message>
+        <source>Import it again.</source>
+        <translation>请重新导入。</translation>
+    </message>
+    <message>
+        <source>The import ended before its last row was written.</source>
+        <translation>导入在最后一行写入之前结束。</translation>
+    </message>
+    <message>
+        <source>The import was stopped before it was done.</source>
+        <translation>在它完成之前，导入被停止。</translation>
+    </message>
+    <message>
+        <source>Another import holds the company.</source>
+        <translation>另一个导入正在占用该公司。</translation>
+    </message>
+    <message>
+        <source>Import it again when the other one has ended.</source>
+        <translation>请等对方结束后重新导入。</translation>
+    </message>
+    <message>
+        <source>There is no space left.</source>
+        <translation>空间不足。</translation>
+    </message>
+    <message>
+        <source>Make room on the disk or the server, and import it again.</source>
+        <translation>请在磁盘或服务器上腾出空间后重新导入。</translation>
+    </message>
+    <message>
+        <source>The database was held by another program for too long.</source>
+        <translation>数据库长时间被其他程序占用。</translation>
+    </message>
+    <message>
+        <source>Look for what works on the site, and import it again.</source>
+        <translation>请查明哪个程序正在使用站点，然后重新导入。</translation>
+    </message>
+    <message>
+        <source>A server of the site did not answer.</source>
+        <translation>站点的服务器没有应答。</translation>
+    </message>
+    <message>
+        <source>Have servers and network looked at, and import it again.</source>
+        <translation>请检查服务器和网络，然后重新导入。</translation>
+    </message>
+    <message>
+        <source>It was not tried: the import had given up waiting for the site.</source>
+        <translation>没有尝试：导入已放弃等待站点。</translation>
+    </message>
+    <message>
+        <source>Import it again when the site can be reached.</source>
+        <translation>站点恢复后请重新导入。</translation>
+    </message>
+    <message>
+        <source>The answer of the site was lost: it may have the job.</source>
+        <translation>站点的应答丢失：料号可能已经入库。</translation>
+    </message>
+    <message>
+        <source>Look whether the job is there before it is imported again.</source>
+        <translation>请先确认料号是否已存在，再决定是否重新导入。</translation>
+    </message>
+    <message>
+        <source>The operating system or the server refuses access.</source>
+        <translation>操作系统或服务器拒绝访问。</translation>
+    </message>
+    <message>
+        <source>Have the permissions looked at.</source>
+        <translation>请检查访问权限。</translation>
+    </message>
+    <message>
+        <source>Reading or writing failed.</source>
+        <translation>读写失败。</translation>
+    </message>
+    <message>
+        <source>Have disk and network looked at, and import it again.</source>
+        <translation>请检查磁盘和网络，然后重新导入。</translation>
+    </message>
+    <message>
+        <source>Data of the site is not what was stored.</source>
+        <translation>站点中的数据与入库时不符。</translation>
+    </message>
+    <message>
+        <source>Tell the administrator, who checks the site.</source>
+        <translation>请通知管理员检查站点。</translation>
+    </message>
+    <message>
+        <source>The configuration is missing, broken or not usable.</source>
+        <translation>配置缺失、损坏或不可用。</translation>
+    </message>
+    <message>
+        <source>Mend the configuration, and import it again.</source>
+        <translation>请修正配置后重新导入。</translation>
+    </message>
+    <message>
+        <source>A name or a value of it is none that the site takes.</source>
+        <translation>名称或某个值不被站点接受。</translation>
+    </message>
+    <message>
+        <source>Rename it or mend its manifest, and import it again.</source>
+        <translation>请重新命名或修正清单后重新导入。</translation>
+    </message>
+    <message>
+        <source>Something that the import needs is not there.</source>
+        <translation>缺少导入所需的内容。</translation>
+    </message>
+    <message>
+        <source>A name or number is taken by another job.</source>
+        <translation>名称或编号已被其他料号占用。</translation>
+    </message>
+    <message>
+        <source>The import failed for a reason of its own.</source>
+        <translation>导入因内部原因失败。</translation>
+    </message>
+    <message>
+        <source>Tell the administrator what stands beneath.</source>
+        <translation>请把下面的说明告诉管理员。</translation>
+    </message>
+    <message>
+        <source>The site has a complete job of that content.</source>
+        <translation>站点中已有相同内容的完整料号。</translation>
+    </message>
+    <message>
+        <source>See whether it is meant to be there twice.</source>
+        <translation>请确认是否需要重复入库。</translation>
+    </message>
+    <message>
+        <source>The batch holds that content more than once.</source>
+        <translation>本批量中有多份相同内容。</translation>
+    </message>
+    <message>
+        <source>The job is imported, but a call of its import failed beside that.</source>
+        <translation>料号已导入，但其中一个附带步骤失败。</translation>
+    </message>
+    <message>
+        <source>Whether the site had a job&apos;s content before could not be asked.</source>
+        <translation>无法查询站点此前是否已有该内容。</translation>
+    </message>
+    <message>
+        <source>The batch number of a company could not be written: its next batch may get it again.</source>
+        <translation>公司的批号未能写入：下一批可能重复使用该批号。</translation>
+    </message>
+    <message>
+        <source>Tell the administrator.</source>
+        <translation>请通知管理员。</translation>
+    </message>
+    <message>
+        <source>A company could not be looked for when the import came to its folder.</source>
+        <translation>导入进行到公司文件夹时，无法查询该公司。</translation>
+    </message>
+    <message>
+        <source>Import the company again.</source>
+        <translation>请重新导入该公司。</translation>
+    </message>
+    <message>
+        <source>Another import got the company in the middle of this one: jobs may be refused their numbers, and the batch may share its number with another.</source>
+        <translation>导入途中公司被另一个导入占用：料号编号可能被拒绝，批号可能与另一批相同。</translation>
+    </message>
+    <message>
+        <source>Do not import the same company from two windows at once.</source>
+        <translation>请不要在两个窗口同时导入同一公司。</translation>
+    </message>
+    <message>
+        <source>The entry, or the folder of its company, is a link that leads out of the batch directory.</source>
+        <translation>该项目或其公司文件夹是指向批量目录之外的链接。</translation>
+    </message>
+    <message>
+        <source>See whether it is meant to be imported.</source>
+        <translation>请确认是否需要导入。</translation>
+    </message>
+    <message>
+        <source>The source was changed while it was imported: what was stored is not what is there.</source>
+        <translation>导入过程中源数据被修改：入库内容与现有内容不同。</translation>
+    </message>
+    <message>
+        <source>Import it again when nobody changes it any more.</source>
+        <translation>请在不再修改之后重新导入。</translation>
+    </message>
+    <message>
+        <source>Whether the request of a saved job reached the robot is not known.</source>
+        <translation>不清楚已保存料号的请求是否到达机器人。</translation>
+    </message>
+    <message>
+        <source>Look at the robot, and send the request again if it does not have the job.</source>
+        <translation>请查看机器人；如果没有收到，请重新发送。</translation>
+    </message>
+    <message>
+        <source>The request of a saved job cannot have reached the robot.</source>
+        <translation>已保存料号的请求未能到达机器人。</translation>
+    </message>
+    <message>
+        <source>Send it again when the robot can be reached.</source>
+        <translation>机器人恢复连接后请重新发送。</translation>
+    </message>
+    <message>
+        <source>What became of requests to the robot could not be written into their histories.</source>
+        <translation>机器人请求的结果未能写入历史。</translation>
+    </message>
+    <message>
+        <source>Look at the robot for what it has.</source>
+        <translation>请在机器人上确认。</translation>
+    </message>
+    <message>
+        <source>The source is gone since it was imported: it could not be looked at again.</source>
+        <translation>源数据在导入后已不存在，无法再次核对。</translation>
+    </message>
+    <message>
+        <source>Somebody has the source open for writing: what was stored is not all of it.</source>
+        <translation>有程序仍在写入源数据：入库内容不完整。</translation>
+    </message>
+    <message>
+        <source>Import it again when it is written.</source>
+        <translation>请在写入完成后重新导入。</translation>
+    </message>
+    <message>
+        <source>The archive ends before its own end.</source>
+        <translation>压缩包不完整，提前结束。</translation>
+    </message>
+    <message>
+        <source>Get the archive anew, and import it again.</source>
+        <translation>请重新获取压缩包后再导入。</translation>
+    </message>
+    <message>
+        <source>The archive is damaged, or by its content none at all.</source>
+        <translation>压缩包已损坏，或内容并非压缩包。</translation>
+    </message>
+    <message>
+        <source>The job manifest is no JSON object, or one of its three values is no text.</source>
+        <translation>料号清单不是 JSON 对象，或三个值之一不是文本。</translation>
+    </message>
+    <message>
+        <source>Mend readme.json.</source>
+        <translation>请修正 readme.json。</translation>
+    </message>
+    <message>
+        <source>The job manifest is longer than 1 MiB.</source>
+        <translation>料号清单超过 1 MiB。</translation>
+    </message>
+    <message>
+        <source>readme.json is a link, a folder, a pipe or a device.</source>
+        <translation>readme.json 是链接、文件夹、管道或设备。</translation>
+    </message>
+    <message>
+        <source>Put a file in its place.</source>
+        <translation>请改为普通文件。</translation>
+    </message>
+    <message>
+        <source>No copy of the job manifest could be kept until its job is imported.</source>
+        <translation>未能在料号导入之前保留清单副本。</translation>
+    </message>
+    <message>
+        <source>Keep a copy of readme.json before it is imported again.</source>
+        <translation>重新导入前请自行备份 readme.json。</translation>
+    </message>
+    <message>
+        <source>A text of the job manifest is one that rows do not hold as it is.</source>
+        <translation>料号清单中的某个文本无法原样存入数据库。</translation>
+    </message>
+    <message>
+        <source>What became of a job manifest that was put aside.</source>
+        <translation>暂存的料号清单的处理结果。</translation>
+    </message>
+    <message>
+        <source>The results of the run could not be written into the site&apos;s history.</source>
+        <translation>本次结果未能写入站点历史。</translation>
+    </message>
+    <message>
+        <source>Save the report as a file.</source>
+        <translation>请把报告另存为文件。</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RobotLedger</name>
+    <message>
+        <source>The robot&apos;s address robot/host = %1 is not a numeric one: requests of archived jobs (.kos) will not reach the robot</source>
+        <translation>机器人地址 robot/host = %1 不是数字地址，存档料号 (.kos) 将无法送达机器人</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::ServiceLog</name>
+    <message>
+        <source>Time</source>
+        <translation>时间</translation>
+    </message>
+    <message>
+        <source>Category</source>
+        <translation>类别</translation>
+    </message>
+    <message>
+        <source>Text</source>
+        <translation>内容</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::SiteStatusBar</name>
+    <message>
+        <source>Database</source>
+        <translation>数据库</translation>
+    </message>
+    <message>
+        <source>File store</source>
+        <translation>文件库</translation>
+    </message>
+    <message>
+        <source>local</source>
+        <translation>本地</translation>
+    </message>
+    <message>
+        <source>not encrypted</source>
+        <translation>未加密</translation>
+    </message>
+    <message>
+        <source>encrypted</source>
+        <translation>已加密</translation>
+    </message>
+    <message>
+        <source>○ unreachable</source>
+        <translation>○ 无法连接</translation>
+    </message>
+    <message>
+        <source>this machine</source>
+        <translation>本机</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <comment>what, its value</comment>
+        <translation>%1：%2</translation>
+    </message>
+    <message>
+        <source>Engine</source>
+        <translation>引擎</translation>
+    </message>
+    <message>
+        <source>Place</source>
+        <translation>位置</translation>
+    </message>
+    <message>
+        <source>Connection</source>
+        <translation>连接</translation>
+    </message>
+    <message>
+        <source>Topology</source>
+        <translation>拓扑</translation>
+    </message>
+    <message>
+        <source>Configuration</source>
+        <translation>配置</translation>
+    </message>
+    <message>
+        <source>Unreachable</source>
+        <translation>无法连接</translation>
+    </message>
+    <message>
+        <source>Waiting for the database</source>
+        <translation>等待数据库恢复</translation>
+    </message>
+    <message>
+        <source>Waiting for the file store</source>
+        <translation>等待文件库恢复</translation>
+    </message>
+    <message>
+        <source>Waiting for company %1 (held by %2)</source>
+        <translation>等待公司 %1（由 %2 占用）</translation>
+    </message>
+    <message>
+        <source>%1 %2 of %3 s</source>
+        <translation>%1 %2 / %3 秒</translation>
+    </message>
+    <message>
+        <source>Robot …</source>
+        <translation>机器人 …</translation>
+    </message>
+    <message>
+        <source>Robot %1 %2</source>
+        <translation>机器人 %1 %2</translation>
+    </message>
+    <message>
+        <source>● online</source>
+        <translation>● 在线</translation>
+    </message>
+    <message>
+        <source>○ offline</source>
+        <translation>○ 离线</translation>
+    </message>
+</context>
+</TS>
