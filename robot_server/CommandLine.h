@@ -1,7 +1,7 @@
 #pragma once
 
-#include "robot_server/LogFile.h"
 #include "robot_server/RobotServer.h"
+#include "terminal/LogFile.h"
 
 #include <QString>
 #include <QStringList>
@@ -20,7 +20,7 @@ struct CommandLine
 {
     RobotServerOptions server;
     QString logFile; ///< empty: none
-    LogLimits log;
+    Terminal::LogLimits log;
     QString information; ///< to print instead of serving: the help or the version
     QString failure;     ///< why the command line cannot be taken; empty where it can
 };

@@ -59,7 +59,7 @@ QJsonObject recordOf(const ReceivedRequest& request)
 
 } // namespace
 
-bool RequestLog::openFile(const QString& name, const LogLimits& limits)
+bool RequestLog::openFile(const QString& name, const Terminal::LogLimits& limits)
 {
     m_error = m_file.open(name, limits);
     return m_error.isEmpty();

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "robot_server/LogFile.h"
 #include "robot_server/RobotServer.h"
+#include "terminal/LogFile.h"
 
 #include <QByteArray>
 #include <QIODevice>
@@ -21,13 +21,13 @@ public:
     }
 
     /// Appends to a file from now on. @return false where that is not possible
-    [[nodiscard]] bool openFile(const QString& name, const LogLimits& limits = {});
+    [[nodiscard]] bool openFile(const QString& name, const Terminal::LogLimits& limits = {});
 
     /// @return false where a line could not be written; errorString() says why
     [[nodiscard]] bool write(const ReceivedRequest& request);
     [[nodiscard]] bool write(const DroppedConnection& connection);
     [[nodiscard]] QString errorString() const { return m_error; }
-    /// See LogFile::takeComplaint().
+    /// See Terminal::LogFile::takeComplaint().
     [[nodiscard]] QString takeComplaint() { return m_file.takeComplaint(); }
 
 private:
@@ -35,7 +35,7 @@ private:
     bool print(const QByteArray& line);
 
     QIODevice& m_print;
-    LogFile m_file;
+    Terminal::LogFile m_file;
     QString m_error;
 };
 

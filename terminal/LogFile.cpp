@@ -3,11 +3,14 @@
 // back, and the line goes to the file that was there, which then grows for as much again before the next try.
 //
 // The old files are moved from the oldest on, so that an interruption leaves a gap in their numbers and no
-// line in two files. Each line is one write at the file's end.
+// line in two files. Each line is one write at the file's end: programs that share a log cannot tear a line.
+// Another of them may have put the file aside since the last line, so each line is preceded by a look at
+// which file has the name; and who finds it full looks once more when it has the lock.
 
-#include "robot_server/LogFile.h"
+#include "terminal/LogFile.h"
 
 #include <QFileInfo>
+#include <QLockFile>
 
 #include <utility>
 
@@ -18,7 +21,7 @@
 #include <unistd.h>
 #endif
 
-namespace KOZAV::Robot {
+namespace KOZAV::Terminal {
 
 namespace {
 
@@ -80,6 +83,25 @@ OpenedLog openLog(const QString& name, Mode mode)
 
 #endif
 
+/// Whether the open file is still the one of that name.
+bool isNamed(const QFile& file, const QString& name)
+{
+#ifdef Q_OS_UNIX
+    struct stat open
+    {
+    };
+    struct stat named
+    {
+    };
+    return ::fstat(file.handle(), &open) == 0 && ::lstat(QFile::encodeName(name).constData(), &named) == 0 &&
+           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+#else
+    // A file that is open keeps its name there.
+    Q_UNUSED(file)
+    return QFileInfo::exists(name);
+#endif
+}
+
 bool isThere(const QString& name)
 {
     const QFileInfo info(name);
@@ -95,16 +117,23 @@ QString LogFile::open(const QString& name, const LogLimits& limits)
         return QStringLiteral("the log %1 cannot be opened: %2").arg(name, opened.whyNot);
     m_name = name;
     m_limits = limits;
-    m_file = std::move(opened.file);
-    m_growsOld = opened.isRegular;
-    m_size = m_growsOld ? m_file->size() : 0;
-    m_mayReach = limits.maxBytes;
+    take(std::move(opened.file), opened.isRegular);
     return {};
+}
+
+void LogFile::take(std::unique_ptr<QFile> file, bool isRegular)
+{
+    m_file = std::move(file);
+    m_growsOld = isRegular;
+    m_size = m_growsOld ? m_file->size() : 0;
+    m_mayReach = m_limits.maxBytes;
 }
 
 QString LogFile::append(const QByteArray& line)
 {
-    if (m_growsOld && m_size > 0 && m_size + line.size() > m_mayReach && !putAside())
+    if (m_limits.isShared)
+        goOnInNamedFile();
+    if (!hasRoomFor(line) && !makeRoomFor(line))
         m_mayReach = m_size + m_limits.maxBytes;
     const qint64 written = m_file->write(line);
     if (written > 0)
@@ -118,6 +147,40 @@ QString LogFile::append(const QByteArray& line)
 QString LogFile::takeComplaint()
 {
     return std::exchange(m_complaint, QString());
+}
+
+bool LogFile::hasRoomFor(const QByteArray& line) const
+{
+    return !m_growsOld || m_size == 0 || m_size + line.size() <= m_mayReach;
+}
+
+bool LogFile::makeRoomFor(const QByteArray& line)
+{
+    if (!m_limits.isShared)
+        return putAside();
+    constexpr int patienceMs = 1000;
+    QLockFile lock(m_name + QStringLiteral(".lock"));
+    if (!lock.tryLock(patienceMs)) {
+        m_complaint =
+            QStringLiteral("the log %1 cannot be put aside, and grows on: no lock on it").arg(m_name);
+        return false;
+    }
+    goOnInNamedFile();
+    return hasRoomFor(line) || putAside();
+}
+
+/// Where it cannot be opened, the lines go on to the file that was there.
+void LogFile::goOnInNamedFile()
+{
+    if (!m_growsOld)
+        return;
+    if (isNamed(*m_file, m_name)) {
+        m_size = m_file->size();
+        return;
+    }
+    OpenedLog opened = openLog(m_name, Mode::AppendOrMake);
+    if (opened.file)
+        take(std::move(opened.file), opened.isRegular);
 }
 
 QString LogFile::oldName(int age) const
@@ -143,17 +206,16 @@ bool LogFile::putAside()
         m_complaint = QStringLiteral("the log %1 cannot be put aside, and grows on").arg(m_name);
         return false;
     }
-    OpenedLog opened = openLog(m_name, Mode::MakeOnly);
+    // Another program that shares it may have been quicker to make it.
+    OpenedLog opened = openLog(m_name, m_limits.isShared ? Mode::AppendOrMake : Mode::MakeOnly);
     if (!opened.file) {
         m_complaint = QStringLiteral("a new log %1 cannot be made, and the old one grows on: %2")
                           .arg(m_name, opened.whyNot);
         QFile::rename(oldName(1), m_name);
         return false;
     }
-    m_file = std::move(opened.file);
-    m_size = 0;
-    m_mayReach = m_limits.maxBytes;
+    take(std::move(opened.file), true);
     return true;
 }
 
-} // namespace KOZAV::Robot
+} // namespace KOZAV::Terminal

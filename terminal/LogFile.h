@@ -6,13 +6,14 @@
 
 #include <memory>
 
-namespace KOZAV::Robot {
+namespace KOZAV::Terminal {
 
 /// How large a log may become.
 struct LogLimits
 {
     int maxBytes = 10 << 20; ///< of the file that is written; a longer line has a file of its own
     int oldFiles = 5;        ///< how many are kept beside it, at least 1
+    bool isShared = false;   ///< other programs write the same log
 };
 
 /// A file to which lines are appended. Before a line that would make it too large the file becomes FILE.1,
@@ -20,7 +21,11 @@ struct LogLimits
 /// lines without a gap, each whole.
 ///
 /// Only a regular file grows old. Devices and FIFOs are written as they are, without ever waiting for their
-/// reader; links are refused. One log belongs to one program.
+/// reader; links are refused.
+///
+/// A log belongs to one program, unless it is shared: then every program goes on in the file that has the
+/// name, and one at a time puts it aside, holding FILE.lock. A line that is written at that very moment may
+/// come to lie in FILE.1, behind older ones.
 class LogFile final
 {
 public:
@@ -39,7 +44,11 @@ public:
 
 private:
     [[nodiscard]] QString oldName(int age) const;
+    void take(std::unique_ptr<QFile> file, bool isRegular);
+    [[nodiscard]] bool hasRoomFor(const QByteArray& line) const;
+    [[nodiscard]] bool makeRoomFor(const QByteArray& line);
     [[nodiscard]] bool putAside();
+    void goOnInNamedFile();
     [[nodiscard]] bool moveOldFiles() const;
 
     QString m_name;
@@ -51,4 +60,4 @@ private:
     QString m_complaint;
 };
 
-} // namespace KOZAV::Robot
+} // namespace KOZAV::Terminal

@@ -1,24 +1,29 @@
-#include "robot_server/LogFile.h"
+#include "terminal/LogFile.h"
 #include "tests/support/TestProgram.h"
 
 #include <QDir>
 #include <QFile>
+#include <QLockFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <memory>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-using namespace KOZAV::Robot;
+using namespace KOZAV::Terminal;
 
-/// The stand-in's log as a file: what it keeps when it is put aside, and what else a log can be.
-class RobotLogFileTest final : public QObject
+/// A log as a file: what it keeps when it is put aside, and what else a log can be.
+class TerminalLogFile final : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -38,11 +43,13 @@ private Q_SLOTS:
     void aFifo();
     void aFifoThatIsFull();
     void aDevice();
+    void writersThatShareItLoseNoLine();
+    void aSharedLogWhoseLockIsHeldGrowsOn();
 
 private:
     [[nodiscard]] QString name(int age = 0) const
     {
-        const QString log = m_directory->filePath(QStringLiteral("robot.log"));
+        const QString log = m_directory->filePath(QStringLiteral("program.log"));
         return age == 0 ? log : log + QLatin1Char('.') + QString::number(age);
     }
     [[nodiscard]] QByteArray content(int age = 0) const
@@ -77,12 +84,12 @@ QByteArray lines(int first, int last, int length)
 
 } // namespace
 
-void RobotLogFileTest::init()
+void TerminalLogFile::init()
 {
     m_directory = std::make_unique<QTemporaryDir>();
 }
 
-void RobotLogFileTest::newestLinesAreKept_data()
+void TerminalLogFile::newestLinesAreKept_data()
 {
     QTest::addColumn<int>("maxBytes");
     QTest::addColumn<int>("oldFiles");
@@ -97,7 +104,7 @@ void RobotLogFileTest::newestLinesAreKept_data()
     QTest::newRow("no whole number of lines") << 109 << 2 << 25 << 1;
 }
 
-void RobotLogFileTest::newestLinesAreKept()
+void TerminalLogFile::newestLinesAreKept()
 {
     QFETCH(int, maxBytes);
     QFETCH(int, oldFiles);
@@ -120,7 +127,7 @@ void RobotLogFileTest::newestLinesAreKept()
     QCOMPARE(log.takeComplaint(), QString());
 }
 
-void RobotLogFileTest::aLineThatIsLargerThanAFile()
+void TerminalLogFile::aLineThatIsLargerThanAFile()
 {
     LogFile log;
     QCOMPARE(log.open(name(), {100, 3}), QString());
@@ -131,7 +138,7 @@ void RobotLogFileTest::aLineThatIsLargerThanAFile()
     QCOMPARE(content(), line(1, 10));
 }
 
-void RobotLogFileTest::aFullLogOfAnEarlierRunIsPutAside()
+void TerminalLogFile::aFullLogOfAnEarlierRunIsPutAside()
 {
     for (int run = 0; run < 3; ++run) {
         LogFile log;
@@ -141,7 +148,7 @@ void RobotLogFileTest::aFullLogOfAnEarlierRunIsPutAside()
     QCOMPARE(content(2) + content(1) + content(), lines(0, 2, 60));
 }
 
-void RobotLogFileTest::aLogThatCannotBePutAsideGrowsOn()
+void TerminalLogFile::aLogThatCannotBePutAsideGrowsOn()
 {
     QVERIFY(QDir().mkpath(name(1) + QStringLiteral("/in the way")));
     LogFile log;
@@ -161,7 +168,7 @@ void RobotLogFileTest::aLogThatCannotBePutAsideGrowsOn()
     QCOMPARE(log.takeComplaint(), QString());
 }
 
-void RobotLogFileTest::aNewLogThatCannotBeMade()
+void TerminalLogFile::aNewLogThatCannotBeMade()
 {
     LogFile log;
     QCOMPARE(log.open(name(), {100, 3}), QString());
@@ -184,7 +191,7 @@ void RobotLogFileTest::aNewLogThatCannotBeMade()
 }
 
 /// What is moved is the link, never what it leads to.
-void RobotLogFileTest::oldFilesThatAreLinks()
+void TerminalLogFile::oldFilesThatAreLinks()
 {
     const QString victim = m_directory->filePath(QStringLiteral("victim"));
     QFile file(victim);
@@ -200,16 +207,16 @@ void RobotLogFileTest::oldFilesThatAreLinks()
     QCOMPARE(QFileInfo(victim).size(), qint64(8));
 }
 
-void RobotLogFileTest::links_data()
+void TerminalLogFile::links_data()
 {
     QTest::addColumn<QString>("target");
     QTest::newRow("to a file") << QStringLiteral("target");
     QTest::newRow("to nothing") << QStringLiteral("nothing");
     QTest::newRow("to a folder") << QStringLiteral("/tmp");
-    QTest::newRow("to itself") << QStringLiteral("robot.log");
+    QTest::newRow("to itself") << QStringLiteral("program.log");
 }
 
-void RobotLogFileTest::links()
+void TerminalLogFile::links()
 {
     QFETCH(QString, target);
     QFile file(m_directory->filePath(QStringLiteral("target")));
@@ -221,7 +228,7 @@ void RobotLogFileTest::links()
     QVERIFY(!QFile::exists(m_directory->filePath(QStringLiteral("nothing"))));
 }
 
-void RobotLogFileTest::aFifoThatNobodyReads()
+void TerminalLogFile::aFifoThatNobodyReads()
 {
     QCOMPARE(::mkfifo(QFile::encodeName(name()).constData(), 0600), 0);
     LogFile log;
@@ -230,7 +237,7 @@ void RobotLogFileTest::aFifoThatNobodyReads()
                  .arg(name()));
 }
 
-void RobotLogFileTest::aFifo()
+void TerminalLogFile::aFifo()
 {
     const int reader = readFifo();
     QVERIFY(reader >= 0);
@@ -249,7 +256,7 @@ void RobotLogFileTest::aFifo()
     ::signal(SIGPIPE, usual);
 }
 
-void RobotLogFileTest::aFifoThatIsFull()
+void TerminalLogFile::aFifoThatIsFull()
 {
     const int reader = readFifo();
     LogFile log;
@@ -261,7 +268,7 @@ void RobotLogFileTest::aFifoThatIsFull()
     ::close(reader);
 }
 
-void RobotLogFileTest::aDevice()
+void TerminalLogFile::aDevice()
 {
     LogFile log;
     QCOMPARE(log.open(QStringLiteral("/dev/null"), {100, 3}), QString());
@@ -270,6 +277,50 @@ void RobotLogFileTest::aDevice()
     QVERIFY(!QFile::exists(QStringLiteral("/dev/null.1")));
 }
 
-ZAV_REGISTER_TEST(robot_log_file, RobotLogFileTest, KOZAV::Test::NoApplication)
+void TerminalLogFile::writersThatShareItLoseNoLine()
+{
+    constexpr int writers = 4;
+    constexpr int written = 300;
+    constexpr int length = 40;
+    static constexpr LogLimits limits{2000, 99, true};
+    std::vector<std::unique_ptr<QThread>> threads;
+    std::atomic<int> failures = 0;
+    for (int writer = 0; writer < writers; ++writer) {
+        threads.emplace_back(QThread::create([this, writer, &failures] {
+            LogFile log;
+            failures += log.open(name(), limits).isEmpty() ? 0 : 1;
+            for (int number = 0; number < written; ++number)
+                failures += log.append(line(writer * written + number, length)).isEmpty() ? 0 : 1;
+            failures += log.takeComplaint().isEmpty() ? 0 : 1;
+        }));
+        threads.back()->start();
+    }
+    for (const auto& thread : threads)
+        QVERIFY(thread->wait());
+    QCOMPARE(failures.load(), 0);
+    QByteArrayList all;
+    for (int age = 0; age <= limits.oldFiles; ++age) {
+        QVERIFY(content(age).size() <= limits.maxBytes + writers * length);
+        all += content(age).split('\n');
+    }
+    all.removeAll(QByteArray());
+    std::sort(all.begin(), all.end());
+    QCOMPARE(all.join('\n') + '\n', lines(0, writers * written - 1, length));
+    QVERIFY(QFile::exists(name(writers * written * length / limits.maxBytes / 2)));
+}
 
-#include "robot_log_file.moc"
+void TerminalLogFile::aSharedLogWhoseLockIsHeldGrowsOn()
+{
+    QLockFile held(name() + QStringLiteral(".lock"));
+    QVERIFY(held.tryLock());
+    LogFile log;
+    QCOMPARE(log.open(name(), {100, 3, true}), QString());
+    for (int number = 1; number <= 12; ++number)
+        QCOMPARE(log.append(line(number, 10)), QString());
+    QCOMPARE(content(), lines(1, 12, 10));
+    QVERIFY(log.takeComplaint().endsWith(QStringLiteral("no lock on it")));
+}
+
+ZAV_REGISTER_TEST(terminal_log_file, TerminalLogFile, KOZAV::Test::NoApplication)
+
+#include "terminal_log_file.moc"
