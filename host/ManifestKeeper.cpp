@@ -13,6 +13,7 @@
 
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
+#include "host/core/ManifestCheck.h"
 #include "host/site/SiteAccess.h"
 #include "host/odb/WorkFolder.h"
 #include "ui/import_from_file/BatchDirectory.h"
@@ -33,17 +34,8 @@ using Backend::ServiceOperation;
 
 namespace {
 
-/// A manifest is a few texts: a longer one is told, though the panel reads it.
-constexpr qint64 usualBytes = 1024LL * 1024;
-/// A longer file is no manifest.
-constexpr qint64 mostBytes = 16LL * 1024 * 1024;
 /// So long a copy waits for a batch directory that is not there, such as one on a disk that is not mounted.
 constexpr int mostDays = 30;
-
-QString manifestName()
-{
-    return QStringLiteral("readme.json");
-}
 
 QString journalName(int batch)
 {
@@ -53,90 +45,6 @@ QString journalName(int batch)
 QByteArray line(const QJsonObject& object)
 {
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-}
-
-/// The manifest of a job folder, or why it cannot be kept; neither where there is none.
-struct FoundManifest
-{
-    std::optional<QByteArray> content;
-    QString refusal;
-    bool isRegular = true;
-    bool isTooLong = false; ///< to be kept
-};
-
-FoundManifest readManifest(const QString& folder)
-{
-    WorkFolder opened;
-    QFile file;
-    std::error_code error = opened.open(folder);
-    if (!error)
-        error = opened.openFile(manifestName(), file);
-    if (error == std::errc::no_such_file_or_directory)
-        return {};
-    if (error) {
-        const bool isOther =
-            error == std::errc::too_many_symbolic_link_levels || error == std::errc::not_supported;
-        return {std::nullopt, WorkFolder::reason(error), !isOther};
-    }
-    if (file.size() > mostBytes)
-        return {std::nullopt, QStringLiteral("it is longer than %1 bytes").arg(mostBytes), true, true};
-    QByteArray content = file.read(mostBytes);
-    if (file.error() != QFile::NoError)
-        return {std::nullopt, file.errorString()};
-    return {std::move(content), QString()};
-}
-
-Remark broken(const QString& text)
-{
-    return {QStringLiteral("manifest-broken"), text + QStringLiteral(": the import does not use it")};
-}
-
-Remark tooLarge()
-{
-    return {QStringLiteral("manifest-too-large"),
-            QStringLiteral("readme.json is longer than %1 bytes").arg(usualBytes)};
-}
-
-/// What a row will not hold as it is.
-QString unstorable(const QString& text)
-{
-    if (text.contains(QChar::Null))
-        return QStringLiteral("holds a NUL character");
-    if (text.startsWith(QChar::ByteOrderMark))
-        return QStringLiteral("begins with a byte order mark");
-    if (!text.isValidUtf16())
-        return QStringLiteral("holds half a surrogate pair, which is stored as another character");
-    return {};
-}
-
-std::vector<Remark> flawsOfTexts(const QJsonObject& manifest)
-{
-    std::vector<Remark> flaws;
-    for (const char* name : {"resource", "customer2", "customer3"}) {
-        const QJsonValue value = manifest.value(QLatin1String(name));
-        const QString shown = QStringLiteral("\"%1\" in readme.json").arg(QLatin1String(name));
-        if (!value.isUndefined() && !value.isString())
-            flaws.push_back(broken(shown + QStringLiteral(" is not a text")));
-        else if (const QString why = unstorable(value.toString()); !why.isEmpty())
-            flaws.push_back({QStringLiteral("manifest-not-storable"), shown + QLatin1Char(' ') + why});
-    }
-    return flaws;
-}
-
-/// What the import will not use, or not store as it is.
-std::vector<Remark> flawsOf(const QByteArray& manifest)
-{
-    if (manifest.size() > usualBytes)
-        return {tooLarge()};
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(manifest, &error);
-    if (error.error != QJsonParseError::NoError)
-        return {broken(QStringLiteral("readme.json is not JSON at byte %1, %2")
-                           .arg(error.offset)
-                           .arg(error.errorString()))};
-    if (!document.isObject())
-        return {broken(QStringLiteral("readme.json is no JSON object"))};
-    return flawsOfTexts(document.object());
 }
 
 /// What became of the copies of a journal, by their numbers.
@@ -200,7 +108,10 @@ void ManifestKeeper::keep(const QString& batchDirectory)
             if (UI::batchEntryKind(job) != UI::BatchEntryKind::JobFolder)
                 continue;
             const QString folder = UI::batchEntryPath(job);
-            const auto content = examine(folder);
+            const ManifestLook manifest = lookAtManifest(folder);
+            for (const Remark& flaw : manifest.remarks)
+                m_reports.current()->warn(folder, flaw);
+            const auto& content = manifest.content;
             if (!content)
                 continue;
             folders << folder;
@@ -220,38 +131,11 @@ void ManifestKeeper::keep(const QString& batchDirectory)
         const QString reason =
             work.isEmpty() ? QStringLiteral("there is no work folder") : journal.errorString();
         for (const QString& folder : folders)
-            tellNotKept(folder, reason);
+            m_reports.current()->warn(folder, manifestNotKept(reason));
         return;
     }
     for (const QString& folder : folders)
         m_kept.insert(folder, m_kept.size());
-}
-
-/// Tells of a manifest what is to be known of it before its job is imported.
-/// @return its content; nothing where there is none, or it cannot be kept
-std::optional<QByteArray> ManifestKeeper::examine(const QString& folder)
-{
-    const FoundManifest found = readManifest(folder);
-    if (found.isTooLong)
-        m_reports.current()->warn(folder, tooLarge());
-    if (!found.isRegular)
-        m_reports.current()->warn(folder, {QStringLiteral("manifest-not-regular"),
-                                           QStringLiteral("readme.json is not kept: %1").arg(found.refusal)});
-    else if (!found.refusal.isEmpty())
-        tellNotKept(folder, found.refusal);
-    if (!found.content)
-        return std::nullopt;
-    for (const Remark& flaw : flawsOf(*found.content))
-        m_reports.current()->warn(folder, flaw);
-    return found.content;
-}
-
-void ManifestKeeper::tellNotKept(const QString& folder, const QString& reason)
-{
-    m_reports.current()->warn(
-        folder,
-        {QStringLiteral("manifest-not-kept"),
-         QStringLiteral("no copy of readme.json, which the import uses up, could be kept: %1").arg(reason)});
 }
 
 void ManifestKeeper::keepAgain(const QString& folder)
@@ -342,7 +226,7 @@ void ManifestKeeper::restoreFrom(const QString& journalPath)
 /// @return false where it is to be tried again at the next start
 bool ManifestKeeper::restoreOne(const QString& folder, const QByteArray& content, bool mayWait)
 {
-    const FoundManifest found = readManifest(folder);
+    const ManifestLook found = lookAtManifest(folder);
     if (found.content == content)
         return true;
     WorkFolder opened;

@@ -9,8 +9,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <optional>
-
 namespace KOZAV::Host {
 
 class PanelRun;
@@ -51,8 +49,6 @@ Q_SIGNALS:
 
 private:
     void keep(const QString& batchDirectory);
-    std::optional<QByteArray> examine(const QString& folder);
-    void tellNotKept(const QString& folder, const QString& reason);
     void serviceCalled(const Backend::OperationEvent& event);
     void restore();
     void restoreFrom(const QString& journal);

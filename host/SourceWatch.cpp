@@ -51,20 +51,6 @@ bool isSavedJobFile(const QString& storedName)
     return storedName.endsWith(QLatin1String(".kos"));
 }
 
-/// The remark of a flaw; a saved job may be of any content.
-std::optional<Remark> remarkOf(const ReadAlong::Read& read)
-{
-    using Kind = ArchiveFlaw::Kind;
-    const ArchiveFlaw& flaw = read.flaw;
-    if (flaw.kind == Kind::None || (flaw.kind == Kind::Unknown && isSavedJobFile(read.archive.storedName)))
-        return std::nullopt;
-    if (flaw.kind == Kind::CutShort)
-        return Remark{QStringLiteral("archive-cut-short"),
-                      QStringLiteral("the archive is cut short: %1").arg(flaw.text)};
-    return Remark{QStringLiteral("archive-unreadable"),
-                  QStringLiteral("the archive cannot be used: %1").arg(flaw.text)};
-}
-
 } // namespace
 
 SourceWatch::SourceWatch(SiteAccess& site, const PanelRun& run, PanelReport& reports, QObject* parent)
@@ -289,7 +275,7 @@ void SourceWatch::takeRead()
     if (m_run.isRunning())
         return;
     for (const ReadAlong::Read& read : m_reader->takeRead()) {
-        const auto remark = remarkOf(read);
+        const auto remark = remarkOf(read.flaw, isSavedJobFile(read.archive.storedName));
         if (!remark)
             continue;
         BatchReport& report = *m_reports.current();

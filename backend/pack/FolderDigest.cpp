@@ -196,7 +196,7 @@ void ListedFolderDigest::addOthersBefore(const FolderEntry* end)
 Result<qint64> folderContentLength(const std::string& folder)
 {
     return guarded("look through a folder", [&]() -> Result<qint64> {
-        const auto listing = listFolder(folder);
+        const auto listing = listFolder(folder, manifestName);
         if (!listing.ok())
             return listing.status();
         qint64 length = 0;
@@ -214,7 +214,7 @@ Result<ContentDigest> digestFolder(const std::string& folder,
                                    const std::function<void(qint64 bytes)>& onBytes)
 {
     return guarded("hash the content of a folder", [&]() -> Result<ContentDigest> {
-        const auto listing = listFolder(folder);
+        const auto listing = listFolder(folder, manifestName);
         if (!listing.ok())
             return listing.status();
         ListedFolderDigest digest(listing.value());

@@ -61,7 +61,7 @@ private:
 Result<qint64> folderContentLength(const std::string& folder);
 
 /// Reads a folder, with one core, and tells its digest: that of a job that it would be packed to. Fails as
-/// packing does. onBytes, where given, is told of bytes as they are read.
+/// packing does, but never for the job manifest. onBytes, where given, is told of bytes as they are read.
 Result<ContentDigest> digestFolder(const std::string& folder,
                                    const std::function<void(qint64 bytes)>& onBytes = {});
 

@@ -156,8 +156,9 @@ bool LinkRule::staysInsideFollowed(const FolderEntry& link) const
 class Lister final
 {
 public:
-    explicit Lister(FolderListing* listing)
+    Lister(FolderListing* listing, const std::string& without)
         : m_listing(*listing)
+        , m_without(without)
     {
     }
 
@@ -169,6 +170,7 @@ private:
     Status checkLinks() const;
 
     FolderListing& m_listing;
+    const std::string& m_without;
     std::vector<std::string> m_pending; ///< folders found but not listed yet; "" is the packed folder itself
 };
 
@@ -210,6 +212,8 @@ Status Lister::add(const Folder& folder, const std::string& name, const std::str
     const auto info = folder.entryInfo(name);
     if (!info.ok())
         return info.code() == ErrorCode::NotFound ? changedWhilePacked(path) : info.status();
+    if (relativePath == m_without && info->kind != FileKind::Directory)
+        return {};
     FolderEntry entry{relativePath, info.value(), {}};
     switch (info->kind) {
     case FileKind::Regular:
@@ -251,7 +255,7 @@ std::string FolderListing::pathOf(const FolderEntry& entry) const
     return joinPath(root.path(), withoutSlash(entry.name));
 }
 
-Result<FolderListing> listFolder(const std::string& path)
+Result<FolderListing> listFolder(const std::string& path, const std::string& without)
 {
     auto root = Folder::open(path);
     if (!root.ok())
@@ -260,7 +264,7 @@ Result<FolderListing> listFolder(const std::string& path)
     if (!rootInfo.ok())
         return rootInfo.status();
     FolderListing listing{std::move(root.value()), rootInfo.value(), {}};
-    if (const auto listed = Lister(&listing).run(); !listed.ok())
+    if (const auto listed = Lister(&listing, without).run(); !listed.ok())
         return listed;
     return listing;
 }

@@ -30,7 +30,8 @@ struct FolderListing
 /// Lists everything in a folder, hidden files included. Fails, naming the entry, where something cannot be
 /// packed: FIFOs, sockets and devices, names that are no valid UTF-8 or hold control characters, links that
 /// lead out of the folder.
-Result<FolderListing> listFolder(const std::string& path);
+/// @param without  passes over the entry of this name at its top, unless it is a folder; empty: none
+Result<FolderListing> listFolder(const std::string& path, const std::string& without = {});
 
 /// Fails with ChangedWhileRead, naming the entry, where the folder no longer is as it was listed.
 Status verifyUnchanged(const FolderListing& listing);

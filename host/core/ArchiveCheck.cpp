@@ -300,4 +300,15 @@ ArchiveFlaw checkArchive(const QString& path, const std::atomic<bool>& cancelled
     return {FlawKind::Unknown, QStringLiteral("its content is neither a zip, rar nor gzip archive")};
 }
 
+std::optional<Remark> remarkOf(const ArchiveFlaw& flaw, bool isSavedJob)
+{
+    if (flaw.kind == FlawKind::None || (flaw.kind == FlawKind::Unknown && isSavedJob))
+        return std::nullopt;
+    if (flaw.kind == FlawKind::CutShort)
+        return Remark{QStringLiteral("archive-cut-short"),
+                      QStringLiteral("the archive is cut short: %1").arg(flaw.text)};
+    return Remark{QStringLiteral("archive-unreadable"),
+                  QStringLiteral("the archive cannot be used: %1").arg(flaw.text)};
+}
+
 } // namespace KOZAV::Host

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "host/core/Remark.h"
+
 #include <QString>
 
 #include <atomic>
+#include <optional>
 
 namespace KOZAV::Host {
 
@@ -26,5 +29,9 @@ struct ArchiveFlaw
 /// megabyte is held.
 /// @param cancelled  set by another thread to have it end early, without a flaw
 ArchiveFlaw checkArchive(const QString& path, const std::atomic<bool>& cancelled);
+
+/// What is told of a flaw; nothing where there is none.
+/// @param isSavedJob  it is one of the system's own, whose content may be of any kind
+std::optional<Remark> remarkOf(const ArchiveFlaw& flaw, bool isSavedJob);
 
 } // namespace KOZAV::Host

@@ -1,5 +1,6 @@
 #include "host/site/KnownJobs.h"
 
+#include "backend/Guarded.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/io/File.h"
@@ -11,6 +12,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <exception>
 #include <map>
 #include <set>
 #include <string>
@@ -138,14 +140,22 @@ qint64 contentLength(const QString& path, bool isFolder)
     return length.ok() ? length.value() : -1;
 }
 
-SourceContent contentOf(const QString& path, bool isFolder, const std::function<void(qint64 bytes)>& onBytes)
+SourceContent contentOf(const QString& path, bool isFolder, const std::function<bool(qint64 bytes)>& onBytes)
 {
-    const auto digest = [&]() -> Backend::Result<Backend::ContentDigest> {
+    // Reading has no other way out than a failure.
+    struct Ended : std::exception
+    {
+    };
+    const auto tell = [&onBytes](qint64 bytes) {
+        if (!onBytes(bytes))
+            throw Ended();
+    };
+    const auto digest = Backend::guarded([&]() -> Backend::Result<Backend::ContentDigest> {
         if (isFolder)
-            return Backend::digestFolder(localPath(path), onBytes);
+            return Backend::digestFolder(localPath(path), tell);
         auto file = Backend::File::openForReading(localPath(path));
-        return file.ok() ? Backend::readThrough(file.value(), onBytes) : file.status();
-    }();
+        return file.ok() ? Backend::readThrough(file.value(), tell) : file.status();
+    });
     if (!digest.ok())
         return {isFolder, -1, {}};
     return {isFolder, digest->length, digest->sha256};

@@ -44,9 +44,9 @@ struct JobWithContent
 /// The length of a source's content without reading it; -1 where that cannot be told.
 [[nodiscard]] qint64 contentLength(const QString& path, bool isFolder);
 /// Reads a source; its length is -1 where it cannot be read.
-/// @param onBytes  told of bytes as they are read
+/// @param onBytes  told of bytes as they are read; returns whether to go on
 [[nodiscard]] SourceContent contentOf(const QString& path, bool isFolder,
-                                      const std::function<void(qint64 bytes)>& onBytes);
+                                      const std::function<bool(qint64 bytes)>& onBytes);
 /// Which of these lengths a content of the site may have; nothing, and the reason, where that cannot be
 /// asked.
 [[nodiscard]] std::optional<QSet<qint64>> knownLengths(bool isFolder, const QSet<qint64>& lengths,

@@ -8,6 +8,7 @@
 #include <QCryptographicHash>
 #include <QDataStream>
 #include <QFile>
+#include <QFileInfo>
 
 #include <string>
 
@@ -65,6 +66,30 @@ SourceLook lookAtFolder(const QString& path)
         describe(entry.info, state);
     }
     look.state = look.identity + QCryptographicHash::hash(look.state, QCryptographicHash::Sha256);
+    return look;
+}
+
+PackingLook lookAtPacking(const QString& path, bool takesManifest)
+{
+    PackingLook look;
+    const std::string manifest = "readme.json";
+    const auto listing =
+        Backend::listFolder(QFile::encodeName(path).toStdString(), takesManifest ? manifest : std::string());
+    if (!listing.ok())
+        return {listing.message(), listing.code(), 0, 0};
+    for (const Backend::FolderEntry& entry : listing->entries) {
+        const bool isFile = entry.info.kind == Backend::FileKind::Regular;
+        const auto length = isFile ? entry.info.length : static_cast<qint64>(entry.linkTarget.size());
+        if (entry.info.kind == Backend::FileKind::Directory)
+            continue;
+        look.bytes += length;
+        if (entry.name != manifest)
+            look.contentLength += length;
+        const QString file = QFile::decodeName(listing->pathOf(entry).c_str());
+        if (isFile && !QFileInfo(file).isReadable())
+            return {QStringLiteral("cannot read %1: permission denied").arg(file),
+                    Backend::ErrorCode::NotPermitted, 0, 0};
+    }
     return look;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "backend/HostInterface.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -25,6 +27,19 @@ struct SourceLook
 /// The same of a folder with all that is packed of it, but the job manifest, which an import uses up. One
 /// that cannot be packed is not there.
 [[nodiscard]] SourceLook lookAtFolder(const QString& path);
+/// What the packing of a folder would come to, as far as a listing shows it.
+struct PackingLook
+{
+    QString failure;          ///< why it would fail; empty where it would not
+    Backend::ErrorCode reason = Backend::ErrorCode::None;
+    qint64 bytes = 0;         ///< that would be packed, before they are compressed
+    qint64 contentLength = 0; ///< of what counts as its content: all but the job manifest
+};
+
+/// Looks through a folder as packing it begins, and whether its files may be read.
+/// @param takesManifest  the import takes the job manifest out of it before, as that of a batch does
+[[nodiscard]] PackingLook lookAtPacking(const QString& path, bool takesManifest);
+
 /// Whether a file has the very content that the row of a job's stored file knows; nothing where either
 /// cannot be read, or the row knows none.
 [[nodiscard]] std::optional<bool> isContentOf(const ImportedJob& job, const QString& path);

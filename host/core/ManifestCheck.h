@@ -1,0 +1,30 @@
+#pragma once
+
+#include "host/core/Remark.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+namespace KOZAV::Host {
+
+/// What a look at the job manifest of a folder tells, before a batch import uses it up.
+struct ManifestLook
+{
+    std::optional<QByteArray> content; ///< nothing where there is none, or none that could be kept
+    std::vector<Remark> remarks;       ///< what the import will not use, or not store as it is
+};
+
+/// The name of a job manifest in its folder.
+QString manifestName();
+
+/// Reads the manifest of a job folder, where it is a regular file of a length that one may have, and judges
+/// it. A link is not followed, and nothing is waited for.
+ManifestLook lookAtManifest(const QString& folder);
+
+/// That no copy of a manifest is kept, and why.
+Remark manifestNotKept(const QString& reason);
+
+} // namespace KOZAV::Host
