@@ -14,8 +14,8 @@
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/core/ManifestCheck.h"
-#include "host/site/SiteAccess.h"
 #include "host/odb/WorkFolder.h"
+#include "host/site/SiteAccess.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
 #include <QDateTime>

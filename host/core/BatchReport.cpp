@@ -1,21 +1,16 @@
 #include "host/core/BatchReport.h"
 
-#include "host/core/BatchLinks.h"
+#include "host/core/BatchListing.h"
 #include "host/core/PanelSource.h"
 #include "host/core/Reasons.h"
-#include "ui/import_from_file/BatchDirectory.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSet>
-#include <QStringList>
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <iterator>
-#include <system_error>
 
 // The listing and the events are brought together by what the events themselves say, and by their order. The
 // driver's look-up of a company begins that company; a storing call begins an entry, which ends with the
@@ -122,32 +117,6 @@ void acknowledge(const OperationEvent& event, BatchReportRow& row)
     }
 }
 
-/// The names in a directory as they are on disk, whatever their encoding; where that has failed, those that
-/// could be read.
-std::vector<QByteArray> namesIn(const QString& directory, std::error_code& failed)
-{
-    std::vector<QByteArray> names;
-    std::filesystem::directory_iterator entry(QFile::encodeName(directory).toStdString(), failed);
-    for (; !failed && entry != std::filesystem::directory_iterator(); entry.increment(failed))
-        names.push_back(QByteArray::fromStdString(entry->path().filename().native()));
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-Remark unseenReason(const QByteArray& name, const QString& directory, bool besideCompanies)
-{
-    const QString decoded = QFile::decodeName(name);
-    if (QFile::encodeName(decoded) != name)
-        return {QStringLiteral("name-not-text"),
-                QStringLiteral("its name is not valid UTF-8, so that the import does not see it")};
-    if (name.startsWith('.'))
-        return {QStringLiteral("hidden"), QStringLiteral("hidden entries are not imported")};
-    if (besideCompanies && QFileInfo(directory + QLatin1Char('/') + decoded).isFile())
-        return {QStringLiteral("beside-companies"),
-                QStringLiteral("a file beside the company folders belongs to no company")};
-    return {QStringLiteral("not-a-job"), QStringLiteral("neither a file nor a folder that can be read")};
-}
-
 void setReason(BatchReportRow& row, const Remark& reason)
 {
     row.reason = reason.text;
@@ -190,77 +159,35 @@ BatchReport::BatchReport(const PanelSource& source, BatchStandIn standIn, bool r
     , m_rowsAreEmbedded(rowsAreEmbedded)
     , m_startTime(QDateTime::currentDateTime())
 {
-    if (source.kind == PanelSource::Kind::Batch) {
-        if (!m_standIn.directory.isEmpty())
-            m_path = m_standIn.original;
-        listBatch(m_path);
-    } else if (!source.path.isEmpty()) {
-        const QFileInfo file(source.path);
+    if (source.kind != PanelSource::Kind::Batch)
         m_company = source.company;
-        m_entries.push_back({source.company,
-                             file.fileName(),
-                             file.absoluteFilePath(),
-                             file.isDir(),
-                             UI::batchEntryKind(file) != UI::BatchEntryKind::NotAccepted,
-                             {}});
-    }
+    else if (!m_standIn.directory.isEmpty())
+        m_path = m_standIn.original;
+    list({source.kind, m_path, source.company});
     m_lastEndMs = monotonicMs();
 }
 
-void BatchReport::listBatch(const QString& directory)
+void BatchReport::list(const PanelSource& source)
 {
-    QStringList companies;
-    for (const QFileInfo& company : UI::batchCompanies(directory)) {
-        companies << company.fileName();
-        const QString folder = UI::batchEntryPath(company);
-        QStringList names;
-        for (const QFileInfo& job : UI::batchJobs(folder)) {
-            names << job.fileName();
-            m_entries.push_back({company.fileName(),
-                                 job.fileName(),
-                                 UI::batchEntryPath(job),
-                                 job.isDir(),
-                                 UI::batchEntryKind(job) != UI::BatchEntryKind::NotAccepted &&
-                                     !m_standIn.leftOut.contains(UI::batchEntryPath(job)),
-                                 {}});
-        }
-        listUnseen(folder, names, company.fileName());
-    }
-    listUnseen(directory, companies, QString());
-    for (const LinkOut& link : linksOutOf(directory))
-        warn(link.path, {QStringLiteral("leads-out"), QStringLiteral("it is a link to %1").arg(link.target)});
-}
-
-/// What lies in a directory and is not looked at by the import.
-void BatchReport::listUnseen(const QString& directory, const QStringList& seen, const QString& company)
-{
-    const QSet<QString> seenNames(seen.begin(), seen.end());
-    std::error_code failed;
-    const auto names = namesIn(directory, failed);
-    if (failed) {
-        // The panel would take such a folder for an empty one, and end as if all were done.
+    const BatchListing listing = listSource(source);
+    for (const ListedEntry& entry : listing.entries)
+        m_entries.push_back({entry.company,
+                             entry.name,
+                             entry.path,
+                             entry.isFolder,
+                             entry.isAccepted() && !m_standIn.leftOut.contains(entry.path),
+                             {},
+                             entry.refusal});
+    for (const UnseenEntry& entry : listing.unseen) {
         BatchReportRow row;
-        row.company = company;
-        row.entry = directory;
-        setReason(row,
-                  {QStringLiteral("folder-unreadable"), QStringLiteral("the folder cannot be listed: %1")
-                                                            .arg(QString::fromStdString(failed.message()))});
-        row.sourcePath = directory;
+        row.company = entry.company;
+        row.entry = entry.name;
+        row.sourcePath = entry.path;
+        setReason(row, entry.reason);
         m_unseen.push_back(row);
     }
-    for (const QByteArray& name : names) {
-        const QString decoded = QFile::decodeName(name);
-        const bool isText = QFile::encodeName(decoded) == name;
-        if (isText && seenNames.contains(decoded))
-            continue;
-        BatchReportRow row;
-        row.company = company;
-        row.entry = decoded;
-        setReason(row, unseenReason(name, directory, company.isEmpty()));
-        if (isText)
-            row.sourcePath = directory + QLatin1Char('/') + decoded;
-        m_unseen.push_back(row);
-    }
+    for (const ToldSource& link : listing.remarks)
+        warn(link.path, link.remark);
 }
 
 void BatchReport::serviceCalled(const OperationEvent& event)
@@ -322,7 +249,7 @@ void BatchReport::open(const OperationEvent& storing)
     std::size_t index = isFolder ? nextFolder(folder) : nextArchive(suffix, QString());
     if (index == m_entries.size()) {
         const QString name = isFolder ? QFileInfo(folder).fileName() : storing.storedName;
-        index = insertUnlisted({m_company, name, isFolder ? folder : QString(), isFolder, true, {}});
+        index = insertUnlisted({m_company, name, isFolder ? folder : QString(), isFolder, true, {}, {}});
     }
     m_entries[index].events.push_back(storing);
     m_open = index;
@@ -350,7 +277,7 @@ void BatchReport::checkName(const QString& jobName)
         const QString path = QFileInfo(taken.path).path() + QLatin1Char('/') + name;
         // The entry that it was taken for still has its turn.
         m_next = *m_open;
-        index = insertUnlisted({m_company, name, path, false, true, {}});
+        index = insertUnlisted({m_company, name, path, false, true, {}, {}});
     }
     m_entries[index].events = std::move(events);
     m_open = index;
@@ -445,10 +372,8 @@ BatchReportRow BatchReport::rowOf(const Entry& entry)
 
 Remark BatchReport::failureReason(const Entry& entry) const
 {
-    if (!entry.isAccepted)
-        return {
-            QStringLiteral("suffix-refused"),
-            QStringLiteral("not a job archive: only .zip, .rar, .tgz and .kos, so written, are imported")};
+    if (!entry.refusal.code.isEmpty())
+        return entry.refusal;
     if (entry.events.empty()) {
         if (const auto lookUp = m_lookUpFailures.find(entry.company); lookUp != m_lookUpFailures.end())
             return *lookUp;

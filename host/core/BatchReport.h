@@ -123,6 +123,7 @@ private:
         bool isFolder = false;
         bool isAccepted = true; ///< and given to the import
         Events events;
+        Remark refusal; ///< by its suffix; its code empty where there is none
     };
     struct Told
     {
@@ -131,8 +132,7 @@ private:
         BatchResult result = BatchResult::NotImported; ///< of a refutation
     };
 
-    void listBatch(const QString& directory);
-    void listUnseen(const QString& directory, const QStringList& seen, const QString& company);
+    void list(const PanelSource& source);
     void tell(const QString& path, const Told& told);
     void lookUp(const Backend::OperationEvent& event);
     void open(const Backend::OperationEvent& storing);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "host/core/BatchReport.h"
-#include "host/site/KnownJobs.h"
+#include "host/core/SourceContents.h"
 
 #include <QString>
 
@@ -37,22 +37,13 @@ public:
     [[nodiscard]] const BatchStandIn& standIn() const { return m_standIn; }
 
 private:
-    struct Candidate
-    {
-        QString company;
-        QString name;
-        QString path;
-        SourceContent content; ///< its hash empty where it need not or cannot be read
-    };
-
     void list();
     void measure(const Progress& progress);
-    [[nodiscard]] QString dropUnknownLengths(std::vector<Candidate*>& candidates) const;
-    void read(const std::vector<Candidate*>& candidates, const Progress& progress);
+    static void read(const std::vector<ComparedSource*>& sources, const Progress& progress);
     [[nodiscard]] QString leaveOutKnown();
 
     SiteAccess& m_site;
-    std::vector<Candidate> m_candidates;
+    std::vector<ComparedSource> m_sources;
     BatchStandIn m_standIn;
 };
 

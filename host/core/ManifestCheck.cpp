@@ -110,8 +110,9 @@ QString manifestName()
 
 Remark manifestNotKept(const QString& reason)
 {
-    return {QStringLiteral("manifest-not-kept"),
-            QStringLiteral("no copy of readme.json, which the import uses up, could be kept: %1").arg(reason)};
+    return {
+        QStringLiteral("manifest-not-kept"),
+        QStringLiteral("no copy of readme.json, which the import uses up, could be kept: %1").arg(reason)};
 }
 
 ManifestLook lookAtManifest(const QString& folder)

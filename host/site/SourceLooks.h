@@ -30,7 +30,7 @@ struct SourceLook
 /// What the packing of a folder would come to, as far as a listing shows it.
 struct PackingLook
 {
-    QString failure;          ///< why it would fail; empty where it would not
+    QString failure; ///< why it would fail; empty where it would not
     Backend::ErrorCode reason = Backend::ErrorCode::None;
     qint64 bytes = 0;         ///< that would be packed, before they are compressed
     qint64 contentLength = 0; ///< of what counts as its content: all but the job manifest

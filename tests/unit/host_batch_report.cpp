@@ -357,7 +357,8 @@ void HostBatchReport::aSingleSourceIsOneRow()
     BatchReport refused(source("/a/b.tar"));
     refused.finish();
     QCOMPARE(results(refused), QStringList{QStringLiteral("b.tar not-imported")});
-    QVERIFY(refused.rows().front().reason.startsWith(QStringLiteral("not a job archive")));
+    QCOMPARE(refused.rows().front().reasonCode, QStringLiteral("no-service"));
+    QVERIFY(refused.rows().front().reason.startsWith(QStringLiteral("the panel calls no service")));
 
     BatchReport nothing({PanelSource::Kind::Archive, QString(), QStringLiteral("甲")});
     nothing.finish();
