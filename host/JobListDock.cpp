@@ -8,10 +8,20 @@
 #include "ui/import_list/ZAV_Import_Widget.h"
 
 #include <QEvent>
-#include <QLabel>
-#include <QVBoxLayout>
+#include <QHeaderView>
+#include <QPushButton>
+#include <QTableView>
+
+#include <algorithm>
 
 namespace KOZAV::Host {
+
+namespace {
+
+constexpr int leastRows = 8;
+constexpr int nameColumn = 2; ///< of the generated name in the panel's table
+
+} // namespace
 
 JobListDock::JobListDock(QWidget* parent)
     : QDockWidget(tr("Job import"), parent)
@@ -38,7 +48,41 @@ UI::ZAV_Import_Widget* JobListDock::open(const ImportedJob& job, int mode)
     m_panel->show();
     show();
     raise();
+    if (auto* table = m_panel->findChild<QTableView*>()) {
+        keepRoomForRows(*table);
+        preselect(*table, job.generatedName);
+    }
     return m_panel;
+}
+
+/// The dock is not pressed to less than these rows, whatever else stands beside it.
+void JobListDock::keepRoomForRows(const QTableView& table)
+{
+    const int around = m_panel->sizeHint().height() - table.sizeHint().height();
+    const int rows = leastRows * table.verticalHeader()->defaultSectionSize();
+    const int frame = 2 * table.frameWidth() + table.horizontalHeader()->sizeHint().height();
+    m_panel->setMinimumHeight(around + rows + frame);
+}
+
+/// Selects the row as an operator does who then has but to press the panel's button, which gets the keyboard.
+/// Nothing follows from a selection: the panel asks for it when its button is pressed.
+void JobListDock::preselect(QTableView& table, const QString& generatedName)
+{
+    for (int row = 0; row < table.model()->rowCount(); ++row) {
+        const QModelIndex name = table.model()->index(row, nameColumn);
+        if (name.data().toString() != generatedName)
+            continue;
+        table.setCurrentIndex(name);
+        table.scrollTo(name, QAbstractItemView::PositionAtCenter);
+        // Of its two buttons the one at the right.
+        const auto buttons = m_panel->findChildren<QPushButton*>();
+        const auto byText = [](const QPushButton* button) {
+            return button->text() == QStringLiteral("导入");
+        };
+        if (const auto button = std::find_if(buttons.begin(), buttons.end(), byText); button != buttons.end())
+            (*button)->setFocus(Qt::OtherFocusReason);
+        return;
+    }
 }
 
 bool JobListDock::eventFilter(QObject* watched, QEvent* event)

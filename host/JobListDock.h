@@ -2,6 +2,8 @@
 
 #include <QDockWidget>
 
+class QTableView;
+
 namespace KOZAV::UI {
 class ZAV_Import_Widget;
 }
@@ -17,7 +19,8 @@ class JobListDock final : public QDockWidget
 public:
     explicit JobListDock(QWidget* parent = nullptr);
 
-    /// Opens the panel for a job, in place of one that is open. @return the panel, owned by the dock
+    /// Opens the panel for a job, in place of one that is open, with the job's row selected. @return the
+    /// panel, owned by the dock
     UI::ZAV_Import_Widget* open(const ImportedJob& job, int mode);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -29,6 +32,9 @@ Q_SIGNALS:
     void requestSent(const QString& jobName);
 
 private:
+    void keepRoomForRows(const QTableView& table);
+    void preselect(QTableView& table, const QString& generatedName);
+
     UI::ZAV_Import_Widget* m_panel = nullptr;
 };
 

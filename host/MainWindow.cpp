@@ -2,18 +2,16 @@
 // panels stay as they are: the window adds names for screen readers, a place, and what is shown around them.
 // Their slots run on this thread to the end, so nothing here may count on being painted while one of them
 // works.
-//
-// Places and sizes are remembered by a version number, so that a window with other docks is not put together
-// from the state of an old one. An unattended run remembers nothing.
 
 #include "host/MainWindow.h"
 
 #include "host/CamImport.h"
-#include "host/ClientState.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
+#include "host/MainDocks.h"
 #include "host/ManifestKeeper.h"
 #include "host/OrigFileModel.h"
+#include "host/Pages.h"
 #include "host/PanelBoxes.h"
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
@@ -39,19 +37,12 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
-#include <QSettings>
-#include <QTabWidget>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTableView>
 #include <QVBoxLayout>
 
 namespace KOZAV::Host {
-
-namespace {
-
-/// Layout version of the remembered state: one of another version is not restored.
-constexpr int stateVersion = 1;
-
-} // namespace
 
 MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     : QMainWindow(parent)
@@ -70,7 +61,6 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
 {
     new PanelTidying(site, *m_panelRun, *m_importPanel, this);
     setWindowTitle(tr("Job data management"));
-    resize(1680, 960);
     setStatusBar(m_status);
     setCentralWidget(buildPages());
     buildDocks();
@@ -107,27 +97,14 @@ QWidget* MainWindow::buildFileTable()
 /// What an operator looks at between two runs, side by side in one place: a small window has room for one.
 QWidget* MainWindow::buildPages()
 {
-    m_pages = new QTabWidget(this);
-    m_pages->setObjectName(QStringLiteral("pages"));
-    m_pages->setDocumentMode(true);
+    m_pages = new Pages(this);
     addPage(QStringLiteral("filesPage"), tr("Source files"), buildFileTable());
     return m_pages;
 }
 
 void MainWindow::addPage(const QString& objectName, const QString& title, QWidget* page)
 {
-    page->setObjectName(objectName);
-    m_pages->addTab(page, title);
-}
-
-QDockWidget* MainWindow::addDock(const QString& objectName, const QString& title, QWidget* content,
-                                 Qt::DockWidgetArea area)
-{
-    auto* dock = new QDockWidget(title, this);
-    dock->setObjectName(objectName);
-    dock->setWidget(content);
-    addDockWidget(area, dock);
-    return dock;
+    m_pages->add(objectName, title, page);
 }
 
 QWidget* MainWindow::buildMessages()
@@ -142,28 +119,26 @@ QWidget* MainWindow::buildMessages()
 
 void MainWindow::buildDocks()
 {
-    setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
-    setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
     m_importPanel->setAccessibleName(tr("Source data import"));
-    addDock(QStringLiteral("importDock"), tr("Source data import"), m_importPanel, Qt::LeftDockWidgetArea);
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidget(m_importPanel);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setFocusPolicy(Qt::NoFocus);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scroll->setMinimumWidth(m_importPanel->minimumSizeHint().width() +
+                            scroll->verticalScrollBar()->sizeHint().width());
     m_waitingJobs = new WaitingJobsView(this);
-    addDock(QStringLiteral("waitingDock"), tr("Waiting for import"), m_waitingJobs, Qt::LeftDockWidgetArea);
     m_jobListDock = new JobListDock(this);
-    addDockWidget(Qt::RightDockWidgetArea, m_jobListDock);
-    m_jobListDock->hide();
-    addDock(QStringLiteral("jobDock"), tr("Layer stack of the job"), new JobView(*m_camImport, this),
-            Qt::RightDockWidgetArea);
-    addDock(QStringLiteral("messageDock"), tr("Messages"), buildMessages(), Qt::BottomDockWidgetArea);
-    const auto dock = [this](const char* name) { return findChild<QDockWidget*>(QString::fromLatin1(name)); };
-    resizeDocks({dock("importDock"), dock("jobDock")}, {380, 545}, Qt::Horizontal);
-    resizeDocks({dock("importDock"), dock("waitingDock")}, {480, 300}, Qt::Vertical);
-    resizeDocks({dock("messageDock")}, {170}, Qt::Vertical);
+    m_docks = new MainDocks(
+        *this, {scroll, m_waitingJobs, m_jobListDock, new JobView(*m_camImport, this), buildMessages()});
+    connect(m_camImport, &CamImport::started, m_docks, &MainDocks::showJob);
 }
 
 void MainWindow::buildMenu()
 {
     QMenu* view = menuBar()->addMenu(tr("&View"));
-    for (QDockWidget* dock : findChildren<QDockWidget*>())
+    for (const QDockWidget* dock : m_docks->all())
         view->addAction(dock->toggleViewAction());
     QMenu* file = menuBar()->addMenu(tr("&File"));
     QAction* reload = file->addAction(tr("&Refresh"), this, &MainWindow::reloadFiles);
@@ -280,25 +255,13 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 
 void MainWindow::restorePlaces()
 {
-    const ClientState state = ClientState::ofSite(m_site.identity());
-    // Where it was kept before each user had a state of his own: several may still start from it.
-    const QSettings shared(QFileInfo(m_site.configurationPath()).absolutePath() +
-                               QStringLiteral("/zav_client.ini"),
-                           QSettings::IniFormat);
-    const auto kept = [&state, &shared](const QString& key) {
-        return state.value(key, ClientState::isKept() ? shared.value(key) : QVariant()).toByteArray();
-    };
-    restoreGeometry(kept(QStringLiteral("window/geometry")));
-    restoreState(kept(QStringLiteral("window/state")), stateVersion);
-    // The job list panel is opened for a job, not left open.
-    m_jobListDock->hide();
+    m_docks->restore(m_site.identity(), QFileInfo(m_site.configurationPath()).absolutePath() +
+                                            QStringLiteral("/zav_client.ini"));
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    ClientState state = ClientState::ofSite(m_site.identity());
-    state.setValue(QStringLiteral("window/geometry"), saveGeometry());
-    state.setValue(QStringLiteral("window/state"), saveState(stateVersion));
+    m_docks->keep(m_site.identity());
     QMainWindow::closeEvent(event);
 }
 

@@ -2,7 +2,6 @@
 
 #include <QMainWindow>
 
-class QTabWidget;
 class QTableView;
 
 namespace KOZAV::DataLib::Model {
@@ -18,8 +17,10 @@ namespace KOZAV::Host {
 
 class CamImport;
 class JobListDock;
+class MainDocks;
 class ManifestKeeper;
 class OrigFileModel;
+class Pages;
 class PanelReport;
 class PanelRun;
 class RobotLedger;
@@ -62,8 +63,6 @@ private:
     QWidget* buildPages();
     void addPage(const QString& objectName, const QString& title, QWidget* page);
     QWidget* buildFileTable();
-    QDockWidget* addDock(const QString& objectName, const QString& title, QWidget* content,
-                         Qt::DockWidgetArea area);
     void buildDocks();
     void buildMenu();
     void connectParts();
@@ -78,7 +77,7 @@ private:
     SiteAccess& m_site;
     ServiceLog& m_log;
     UI::ZAV_ImportFromFile_Widget* m_importPanel;
-    QTabWidget* m_pages = nullptr;
+    Pages* m_pages = nullptr;
     OrigFileModel* m_files;
     QTableView* m_fileTable = nullptr;
     CamImport* m_camImport;
@@ -89,6 +88,7 @@ private:
     ManifestKeeper* m_manifests;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;
+    MainDocks* m_docks = nullptr;
     SiteStatusBar* m_status;
     RobotProbe* m_robotProbe;
 };

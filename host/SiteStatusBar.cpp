@@ -8,6 +8,7 @@
 
 #include <QLabel>
 #include <QStringList>
+#include <QStylePainter>
 
 namespace KOZAV::Host {
 
@@ -18,6 +19,7 @@ using Backend::SitePart;
 namespace {
 
 constexpr int edge = 8;
+constexpr int leastLabelWidth = 90;
 
 QString reachableStyle()
 {
@@ -106,6 +108,28 @@ QString waitText(const ServiceWait& wait)
     return SiteStatusBar::tr("%1 %2 of %3 s").arg(what, seconds(wait.waitedMs), seconds(wait.patienceMs));
 }
 
+/// A label that a narrow window shortens in the middle: hosts and names of files stand at the ends.
+class ShorteningLabel final : public QLabel
+{
+public:
+    using QLabel::QLabel;
+
+    [[nodiscard]] QSize minimumSizeHint() const override
+    {
+        return {leastLabelWidth, QLabel::minimumSizeHint().height()};
+    }
+
+protected:
+    void paintEvent(QPaintEvent* /*event*/) override
+    {
+        QStylePainter painter(this);
+        const QRect rect = contentsRect();
+        painter.drawItemText(rect, static_cast<int>(alignment()), palette(), isEnabled(),
+                             fontMetrics().elidedText(text(), Qt::ElideMiddle, rect.width()),
+                             foregroundRole());
+    }
+};
+
 } // namespace
 
 SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
@@ -134,7 +158,7 @@ SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
 
 QLabel* SiteStatusBar::addLabel(const QString& text)
 {
-    auto* label = new QLabel(text, this);
+    auto* label = new ShorteningLabel(text, this);
     label->setTextFormat(Qt::PlainText);
     label->setContentsMargins(edge, 0, edge, 0);
     addPermanentWidget(label);

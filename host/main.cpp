@@ -35,6 +35,14 @@ void prepareUnattended(const CommandLine& line)
     QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
 }
 
+/// Has everything drawn as large as the screen asks for, by any factor, before there is a QApplication.
+void magnify()
+{
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}
+
 /// Scripts read what an unattended run prints, so that has one language everywhere.
 QString languageFor(const CommandLine& line)
 {
@@ -112,6 +120,7 @@ int main(int argc, char* argv[])
         prepareUnattended(line);
     else
         ClientState::keep();
+    magnify();
     QApplication application(argc, argv);
     applyTheme(application);
     const Language language(languageFor(line));

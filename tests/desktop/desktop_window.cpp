@@ -11,6 +11,22 @@
 using namespace KOZAV;
 using namespace KOZAV::Test;
 
+namespace {
+
+const char* describe(const QRect& rect)
+{
+    static QByteArray text;
+    text = QStringLiteral("%1,%2 %3x%4")
+               .arg(rect.x())
+               .arg(rect.y())
+               .arg(rect.width())
+               .arg(rect.height())
+               .toLatin1();
+    return text.constData();
+}
+
+} // namespace
+
 class DesktopWindowTest : public QObject
 {
     Q_OBJECT
@@ -42,7 +58,24 @@ void DesktopWindowTest::fits()
                          {{QStringLiteral("QT_SCALE_FACTOR"), scale}}));
     const auto window = client.find(QStringLiteral("KOZAV::Host::MainWindow"));
     QVERIFY(window);
-    QVERIFY(client.shows(QStringLiteral("importDock > QGroupBox=批量导入 > QPushButton=导入")));
+    QVERIFY2(QRect(QPoint(), screen).contains(window->rect), describe(window->rect));
+    const double ratio = scale.toDouble();
+    for (const char* dock : {"importDock", "waitingDock", "messageDock"}) {
+        const auto shown = client.find(QString::fromLatin1(dock));
+        QVERIFY2(shown, dock);
+        QVERIFY2(shown->seen.size() == shown->rect.size(), describe(shown->seen));
+    }
+    // What belongs to a job is there with a job.
+    QVERIFY(!client.shows(QStringLiteral("jobDock")));
+    QVERIFY(!client.shows(QStringLiteral("jobListDock")));
+    const auto files = client.find(QStringLiteral("filesPage > QTableView"));
+    QVERIFY2(files && files->seen.width() >= 560 * ratio && files->seen.height() >= 250 * ratio,
+             describe(files ? files->seen : QRect()));
+    for (const char* button :
+         {"QGroupBox=批量导入 > QPushButton=导入", "QGroupBox=导入 > QPushButton=导入"}) {
+        const auto shown = client.find(QStringLiteral("importDock > ") + QString::fromUtf8(button));
+        QVERIFY2(shown && shown->seen.size() == shown->rect.size(), button);
+    }
     desktop.takePicture(QStringLiteral("window-") + QString::fromLatin1(QTest::currentDataTag()));
     QCOMPARE(client.quit(), 0);
 }

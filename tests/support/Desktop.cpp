@@ -38,8 +38,9 @@ Desktop::Desktop(const QSize& size)
     // It chooses a number that is free, and tells it once it takes connections.
     m_server.start(QStringLiteral("Xvfb"),
                    {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                    QStringLiteral("0"), screen, QStringLiteral("-fbdir"), m_folder.path(),
-                    QStringLiteral("-nolisten"), QStringLiteral("tcp"), QStringLiteral("-noreset")});
+                    QStringLiteral("0"), screen, QStringLiteral("-dpi"), QStringLiteral("96"),
+                    QStringLiteral("-fbdir"), m_folder.path(), QStringLiteral("-nolisten"),
+                    QStringLiteral("tcp"), QStringLiteral("-noreset")});
     while (!m_server.canReadLine()) {
         if (!m_server.waitForReadyRead(startMs))
             qFatal("Xvfb does not start: %s", m_server.readAllStandardError().constData());

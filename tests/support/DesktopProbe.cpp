@@ -121,13 +121,25 @@ QJsonArray itemsOf(const QWidget& widget)
     return items;
 }
 
+/// What of it is not cut off by what it lies in.
+QRect uncovered(const QWidget& widget)
+{
+    QRect rect = widget.rect();
+    for (const QWidget* inner = &widget; !inner->isWindow() && inner->parentWidget();
+         inner = inner->parentWidget()) {
+        const QPoint offset = widget.mapTo(inner->parentWidget(), QPoint());
+        rect &= inner->parentWidget()->rect().translated(-offset);
+    }
+    return rect;
+}
+
 QJsonObject describe(const QWidget& widget)
 {
     QJsonObject seen{{QStringLiteral("name"), widget.objectName()},
                      {QStringLiteral("class"), QString::fromLatin1(widget.metaObject()->className())},
                      {QStringLiteral("text"), textOf(widget)},
                      {QStringLiteral("rect"), placeOf(widget, widget.rect())},
-                     {QStringLiteral("seen"), placeOf(widget, widget.visibleRegion().boundingRect())},
+                     {QStringLiteral("seen"), placeOf(widget, uncovered(widget))},
                      {QStringLiteral("enabled"), widget.isEnabled()},
                      {QStringLiteral("focus"), widget.hasFocus()},
                      {QStringLiteral("items"), itemsOf(widget)}};
