@@ -43,7 +43,7 @@ public:
     [[nodiscard]] QString toolTip(const char* name) const { return label(name)->toolTip(); }
     [[nodiscard]] bool isUnreachable(const char* name) const
     {
-        return text(name).endsWith(QStringLiteral(" ○ 无法连接"));
+        return text(name).endsWith(QStringLiteral(" ○ unreachable"));
     }
 
     FreshSite site;
@@ -105,19 +105,19 @@ void HostSiteStatus::enginesAndPlacesAreShown()
     QCOMPARE(client.failure, QString());
     if (MariaDbServer* server = SiteEngines::rowServer()) {
         QVERIFY2(client.text("siteRows")
-                     .startsWith(QStringLiteral("数据库 MariaDB 127.0.0.1:%1/").arg(server->port())),
+                     .startsWith(QStringLiteral("Database MariaDB 127.0.0.1:%1/").arg(server->port())),
                  qPrintable(client.text("siteRows")));
-        QVERIFY(client.text("siteRows").endsWith(QStringLiteral(" 未加密")));
+        QVERIFY(client.text("siteRows").endsWith(QStringLiteral(" not encrypted")));
     } else {
         QCOMPARE(client.text("siteRows"),
-                 QStringLiteral("数据库 SQLite ") + client.site.path(QStringLiteral("data/site.db")));
+                 QStringLiteral("Database SQLite ") + client.site.path(QStringLiteral("data/site.db")));
     }
     if (SiteEngines::fileServer()) {
-        QVERIFY2(client.text("siteFiles").startsWith(QStringLiteral("文件库 GridFS ")),
+        QVERIFY2(client.text("siteFiles").startsWith(QStringLiteral("File store GridFS ")),
                  qPrintable(client.text("siteFiles")));
-        QVERIFY(client.text("siteFiles").endsWith(QStringLiteral("/odbpp) 未加密")));
+        QVERIFY(client.text("siteFiles").endsWith(QStringLiteral("/odbpp) not encrypted")));
     } else {
-        QCOMPARE(client.text("siteFiles"), QStringLiteral("文件库 本地 %1 (zav_import/odbpp)")
+        QCOMPARE(client.text("siteFiles"), QStringLiteral("File store local %1 (zav_import/odbpp)")
                                                .arg(client.site.path(QStringLiteral("data/store"))));
     }
     QVERIFY(!client.isUnreachable("siteRows"));
@@ -128,13 +128,13 @@ void HostSiteStatus::toolTipsHaveVersions()
 {
     const Client client;
     const QString engine =
-        SiteEngines::rowServer() ? QStringLiteral("引擎：MariaDB 1") : QStringLiteral("引擎：SQLite 3.");
+        SiteEngines::rowServer() ? QStringLiteral("Engine: MariaDB 1") : QStringLiteral("Engine: SQLite 3.");
     QVERIFY2(client.toolTip("siteRows").contains(engine), qPrintable(client.toolTip("siteRows")));
     QVERIFY(client.toolTip("siteRows").contains(client.site.configuration()));
     QVERIFY(client.toolTip("siteRows")
-                .contains(SiteEngines::rowServer() ? QStringLiteral("连接：未加密")
-                                                   : QStringLiteral("连接：本机")));
-    QVERIFY(client.toolTip("siteFiles").contains(QStringLiteral("引擎：")));
+                .contains(SiteEngines::rowServer() ? QStringLiteral("Connection: not encrypted")
+                                                   : QStringLiteral("Connection: this machine")));
+    QVERIFY(client.toolTip("siteFiles").contains(QStringLiteral("Engine: ")));
 }
 
 void HostSiteStatus::passwordsAreNotShown()
@@ -188,12 +188,12 @@ void HostSiteStatus::lostRowServerIsShownUntilACallWorks()
     const bool filesToo = client.isUnreachable("siteFiles");
     server->restart();
     QVERIFY2(shown, qPrintable(client.text("siteRows")));
-    QVERIFY2(toolTip.contains(QStringLiteral("无法连接：")), qPrintable(toolTip));
+    QVERIFY2(toolTip.contains(QStringLiteral("Unreachable: ")), qPrintable(toolTip));
     QVERIFY(!filesToo);
     QVERIFY(client.isUnreachable("siteRows"));  // nobody has asked since
     QTRY_VERIFY_WITH_TIMEOUT(askRows(), 30000); // a pause may have to pass first
     QVERIFY2(!client.isUnreachable("siteRows"), qPrintable(client.text("siteRows")));
-    QVERIFY(!client.toolTip("siteRows").contains(QStringLiteral("无法连接：")));
+    QVERIFY(!client.toolTip("siteRows").contains(QStringLiteral("Unreachable: ")));
 }
 
 void HostSiteStatus::lostFileServerIsShownUntilACallWorks()
@@ -256,7 +256,7 @@ void HostSiteStatus::anotherSiteIsShown()
     client.site.configure(QStringLiteral("document_store/kind"), QStringLiteral("local"));
     QVERIFY(!client.text("siteFiles").contains(other));
     (void)client.access.origFiles(); // as the window does when it shows the files anew
-    QVERIFY2(client.text("siteFiles").contains(QStringLiteral("本地 ") + other),
+    QVERIFY2(client.text("siteFiles").contains(QStringLiteral("local ") + other),
              qPrintable(client.text("siteFiles")));
 }
 
@@ -271,13 +271,14 @@ void HostSiteStatus::waitIsShownWhileItLasts()
     wait.waitedMs = 12'400;
     wait.patienceMs = 60'000;
     Q_EMIT client.access.serviceWaits(wait);
-    QCOMPARE(client.text("siteWait"), QStringLiteral("等待数据库恢复 12 / 60 秒"));
+    QCOMPARE(client.text("siteWait"), QStringLiteral("Waiting for the database 12 of 60 s"));
     QVERIFY(client.bar.currentMessage().isEmpty());
     wait.cause = Backend::ServiceWait::Cause::Company;
     wait.company = QStringLiteral("华兴");
     wait.holder = QStringLiteral("lisa@host");
     Q_EMIT client.access.serviceWaits(wait);
-    QCOMPARE(client.text("siteWait"), QStringLiteral("等待公司 华兴（由 lisa@host 占用） 12 / 60 秒"));
+    QCOMPARE(client.text("siteWait"),
+             QStringLiteral("Waiting for company 华兴 (held by lisa@host) 12 of 60 s"));
     wait.over = true;
     Q_EMIT client.access.serviceWaits(wait);
     QCOMPARE(client.text("siteWait"), QString());
