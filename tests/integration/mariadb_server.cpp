@@ -88,7 +88,7 @@ void MariaDbServerTest::answersItsAccounts()
 {
     const auto opened = Database::create(m_server.makeDatabase());
     QVERIFY2(opened.ok(), qPrintable(opened.message()));
-    QCOMPARE(opened.value()->schemaVersion().value(), 3);
+    QCOMPARE(opened.value()->schemaVersion().value(), 4);
 }
 
 void MariaDbServerTest::accountsSeeTheirOwnDatabase()

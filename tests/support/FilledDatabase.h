@@ -8,4 +8,9 @@ namespace KOZAV::Test {
 /// KB each.
 Backend::Status addJobs(Backend::Database& database, int count);
 
+/// Adds seven companies, of which one's code begins with another's, and so many jobs of all states, in
+/// batches and by themselves, some with the same name and some whose import did not end, to a new database.
+/// Their times go back and forth as those of several machines do. The same in every run.
+Backend::Status addVariedJobs(Backend::Database& database, int count);
+
 } // namespace KOZAV::Test

@@ -259,7 +259,7 @@ void AdminInitTest::missingDatabaseIsMade()
     QCOMPARE(made.err, QString());
     QVERIFY(partWasMade(made, "database"));
     QCOMPARE(m_session->run({text("company"), text("list")}).code, ExitCode::Success);
-    QCOMPARE(server()->value(place, text("SELECT version FROM schema_version")), text("3"));
+    QCOMPARE(server()->value(place, text("SELECT version FROM schema_version")), text("4"));
 }
 
 void AdminInitTest::unencryptedServerNeedsPermission()

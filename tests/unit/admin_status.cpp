@@ -201,7 +201,7 @@ void AdminStatusTest::textShowsTheSame()
          {"companies +1\n", "jobs +4\n", " waiting +2\n", " unfinished +1\n", " at the robot +1\n",
           "stored +4 files, 650 bytes\n", "quarantined +1 files, 300 bytes, the oldest of 2",
           "staged +1 files, 70 ", "oldest waiting job +HX000001, 2", "last import +HX000003, 2",
-          "last check +never\n", ", schema 3, "})
+          "last check +never\n", ", schema 4, "})
         QVERIFY2(shown.contains(QRegularExpression(text(line))), qPrintable(text(line) + shown));
 }
 

@@ -64,7 +64,7 @@ void AdminUpgradeTest::aSiteOfVersionOneIsTakenOver()
     const QString identity = site.settings().siteId;
     QVERIFY(!identity.isEmpty());
     const PlainConnection rows(site.databaseFile());
-    QCOMPARE(rows.value(text("SELECT version FROM schema_version")).toInt(), 3);
+    QCOMPARE(rows.value(text("SELECT version FROM schema_version")).toInt(), 4);
     QCOMPARE(rows.value(text("SELECT identity FROM site")).toString(), identity);
     const auto settings = site.settings().documentStore;
     const auto store = Backend::openDocumentStore(settings);

@@ -14,7 +14,7 @@ zav_add_test_program(database_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support
                      LIBRARIES zav_database_test_support zav_mariadb_test_support zav_old_site_test_support
                      DEFINITIONS $<$<BOOL:${ZAV_MARIADBD}>:ZAV_WITH_MARIADB_SERVER>)
 zav_add_tests(database_tests LABELS database
-              TESTS database_companies database_content database_durability database_events database_failed_import database_full_disk
+              TESTS database_companies database_content database_durability database_events database_failed_import database_full_disk database_job_pages
                     database_listings database_locking database_mariadb database_migrations database_opening
                     database_runs database_statements database_transactions database_transfer)
 zav_add_tests(database_tests ON_MEMORY LABELS database TESTS database_examination database_watch)

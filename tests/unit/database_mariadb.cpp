@@ -106,11 +106,11 @@ int DatabaseMariaDbTest::companies()
 
 void DatabaseMariaDbTest::opensAndMakesTheTables()
 {
-    QCOMPARE(m_database->schemaVersion().value(), 3);
+    QCOMPARE(m_database->schemaVersion().value(), 4);
     QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
     m_database = open();
     QVERIFY(m_database);
-    QCOMPARE(m_database->schemaVersion().value(), 3);
+    QCOMPARE(m_database->schemaVersion().value(), 4);
     QCOMPARE(companies(), 1);
     QCOMPARE(flawsOf(*m_database), QString());
 }
@@ -125,7 +125,7 @@ void DatabaseMariaDbTest::manyProgramsMakeTheTablesAtOnce()
             return opened.ok() ? QString::number(opened.value()->schemaVersion().value()) : opened.message();
         }));
     for (auto& opening : openings)
-        QCOMPARE(opening.get(), QStringLiteral("3"));
+        QCOMPARE(opening.get(), QStringLiteral("4"));
 }
 
 void DatabaseMariaDbTest::interruptedStepIsFinished_data()
@@ -144,7 +144,7 @@ void DatabaseMariaDbTest::interruptedStepIsFinished()
     QVERIFY(!server().run(m_settings, QStringLiteral("SELECT 1 FROM job_flow")));
     m_database = open();
     QVERIFY(m_database);
-    QCOMPARE(m_database->schemaVersion().value(), 3);
+    QCOMPARE(m_database->schemaVersion().value(), 4);
     QCOMPARE(valueOf(*m_database, "SELECT COUNT(*) FROM job_flow").toInt(), 0);
     QCOMPARE(flawsOf(*m_database), QString());
 }

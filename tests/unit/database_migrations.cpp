@@ -12,16 +12,17 @@ namespace {
 
 constexpr const char* tablesNamedExtra = "SELECT count(*) FROM sqlite_master WHERE name = 'extra'";
 
-/// Steps as later versions of the program could have them; the first three are in every database already.
+/// Steps as later versions of the program could have them; the first four are in every database already.
 std::vector<MigrationStep> laterSteps()
 {
     return {{1, {"DROP TABLE company"}},
             {2, {"DROP TABLE company"}},
             {3, {"DROP TABLE company"}},
-            {4,
+            {4, {"DROP TABLE company"}},
+            {5,
              {"CREATE TABLE extra (id INTEGER PRIMARY KEY, note TEXT)",
-              "INSERT INTO extra (note) VALUES ('four')"}},
-            {5, {"ALTER TABLE extra ADD COLUMN more TEXT", "UPDATE extra SET more = note || ' five'"}}};
+              "INSERT INTO extra (note) VALUES ('five')"}},
+            {6, {"ALTER TABLE extra ADD COLUMN more TEXT", "UPDATE extra SET more = note || ' six'"}}};
 }
 
 } // namespace
@@ -44,8 +45,8 @@ void DatabaseMigrationsTest::missingStepsAreRunInOrder()
     const auto database = place.open();
     const Status status = migrate(*database, laterSteps());
     QVERIFY2(status.ok(), qPrintable(status.message()));
-    QCOMPARE(database->schemaVersion().value(), 5);
-    QCOMPARE(valueOf(*database, "SELECT more FROM extra").toString(), QStringLiteral("four five"));
+    QCOMPARE(database->schemaVersion().value(), 6);
+    QCOMPARE(valueOf(*database, "SELECT more FROM extra").toString(), QStringLiteral("five six"));
 }
 
 void DatabaseMigrationsTest::knownStepsAreNotRunAgain()
@@ -65,14 +66,14 @@ void DatabaseMigrationsTest::stepsContinueWhereAnOlderProgramStopped()
     std::vector<MigrationStep> older = laterSteps();
     older.pop_back();
     QVERIFY(migrate(*database, older).ok());
-    QCOMPARE(database->schemaVersion().value(), 4);
+    QCOMPARE(database->schemaVersion().value(), 5);
     QVERIFY(
         database
             ->change("INSERT INTO extra (note) VALUES (?)", {QStringLiteral("kept")}, Durability::Deferred)
             .ok());
     QVERIFY(migrate(*database, laterSteps()).ok());
     QCOMPARE(valueOf(*database, "SELECT more FROM extra WHERE note = 'kept'").toString(),
-             QStringLiteral("kept five"));
+             QStringLiteral("kept six"));
 }
 
 void DatabaseMigrationsTest::aFailingStepLeavesTheDatabaseAsItWas()
@@ -85,7 +86,7 @@ void DatabaseMigrationsTest::aFailingStepLeavesTheDatabaseAsItWas()
     QVERIFY(!status.ok());
     QVERIFY2(status.message().contains(QStringLiteral("no such column: absent")),
              qPrintable(status.message()));
-    QCOMPARE(database->schemaVersion().value(), 3);
+    QCOMPARE(database->schemaVersion().value(), 4);
     QCOMPARE(valueOf(*database, tablesNamedExtra).toInt(), 0);
 }
 
@@ -96,7 +97,7 @@ void DatabaseMigrationsTest::aDatabaseThatIsAheadIsRefused()
     const QByteArray before = contentOf(place.file());
     const Result<std::unique_ptr<Database>> reopened = Database::open(place.settings());
     QCOMPARE(reopened.code(), ErrorCode::Configuration);
-    QVERIFY2(reopened.message().contains(QStringLiteral("schema version 5, this program knows up to 3")),
+    QVERIFY2(reopened.message().contains(QStringLiteral("schema version 6, this program knows up to 4")),
              qPrintable(reopened.message()));
     QCOMPARE(contentOf(place.file()), before);
 }

@@ -145,7 +145,7 @@ void DatabaseOpeningTest::engineAndSchemaVersion()
     const TemporaryDatabase place;
     const auto database = place.open();
     QVERIFY(database);
-    QCOMPARE(database->schemaVersion().value(), 3);
+    QCOMPARE(database->schemaVersion().value(), 4);
     QVERIFY(database->engineVersion().value().startsWith(QStringLiteral("SQLite 3.")));
 }
 
@@ -209,7 +209,7 @@ void DatabaseOpeningTest::foreignContentIsRefusedAndLeftAsItIs_data()
     QTest::newRow("other program") << QStringLiteral("foreign") << ErrorCode::Configuration
                                    << QStringLiteral("another program");
     QTest::newRow("newer schema") << QStringLiteral("newer") << ErrorCode::Configuration
-                                  << QStringLiteral("schema version 99, this program knows up to 3");
+                                  << QStringLiteral("schema version 99, this program knows up to 4");
 }
 
 void DatabaseOpeningTest::foreignContentIsRefusedAndLeftAsItIs()
@@ -308,7 +308,7 @@ void DatabaseOpeningTest::processesThatMakeASiteAtOnceAllSucceed()
             QCOMPARE(process->wait(), 0);
             QCOMPARE(process->output().trimmed(), QStringLiteral("0"));
         }
-        QCOMPARE(place.open()->schemaVersion().value(), 3);
+        QCOMPARE(place.open()->schemaVersion().value(), 4);
     }
 }
 

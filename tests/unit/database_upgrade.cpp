@@ -44,7 +44,7 @@ int upgrade(const QStringList& arguments)
         settings.passwordFile = arguments.at(5);
     }
     const auto database = Database::open(settings);
-    return database.ok() && database.value()->schemaVersion().value() == 3 ? 0 : 1;
+    return database.ok() && database.value()->schemaVersion().value() == 4 ? 0 : 1;
 }
 
 /// Has that role killed at the n-th of a system call. @return its exit code; -1 where it was killed
@@ -73,13 +73,19 @@ QStringList newParts(const PlainConnection& connection)
     const QString columns = QStringLiteral("SELECT group_concat(name) FROM pragma_table_info('orig_file')"
                                            " WHERE name LIKE 'stored_%' AND name <> 'stored_name'"
                                            " OR name LIKE 'content_%'");
+    const QString generated =
+        QStringLiteral("SELECT group_concat(name) FROM (SELECT name FROM pragma_table_xinfo('job_flow')"
+                       " WHERE hidden <> 0 UNION ALL SELECT name FROM pragma_table_xinfo('event')"
+                       " WHERE hidden <> 0)");
     const QString objects =
         QStringLiteral("SELECT group_concat(name) FROM sqlite_master WHERE name IN ('site',"
                        " 'event') OR name LIKE 'event_%' OR name LIKE 'orig_file_stored_%'"
                        " OR name IN ('orig_file_content', 'job_compress_stored_name',"
-                       " 'job_flow_last_import')");
-    return (connection.value(columns).toString() + QLatin1Char(',') + connection.value(objects).toString())
-        .split(QLatin1Char(','), Qt::SkipEmptyParts);
+                       " 'job_flow_last_import', 'job_flow_job_name', 'job_flow_created_time')");
+    QStringList parts;
+    for (const QString& sql : {columns, generated, objects})
+        parts += connection.value(sql).toString().split(QLatin1Char(','), Qt::SkipEmptyParts);
+    return parts;
 }
 
 /// Columns and indexes of all tables of a database on a server, in words that do not name the database.
@@ -131,7 +137,7 @@ void DatabaseUpgradeTest::keepsEveryRow()
     for (int openings = 0; openings < 2; ++openings) {
         const auto database = Database::open(site.settings().database);
         QVERIFY2(database.ok(), qPrintable(database.message()));
-        QCOMPARE(database.value()->schemaVersion().value(), 3);
+        QCOMPARE(database.value()->schemaVersion().value(), 4);
         QCOMPARE(flawsOf(*database.value()), QString());
         QCOMPARE(valueOf(*database.value(), "SELECT count(*) FROM orig_file WHERE stored_length IS NOT NULL"
                                             " OR content_length IS NOT NULL")
@@ -139,7 +145,7 @@ void DatabaseUpgradeTest::keepsEveryRow()
                  0);
     }
     const PlainConnection upgraded(site.databaseFile());
-    QCOMPARE(newParts(upgraded).size(), 4 + 2 + 3 + 3 + 2);
+    QCOMPARE(newParts(upgraded).size(), 4 + 2 + 3 + 3 + 2 + 5);
     QCOMPARE(oldRows(upgraded.handle()), before);
 }
 
@@ -233,14 +239,14 @@ void DatabaseUpgradeTest::killedAnywhereItIsWholeOrNotMade()
                                   copy.filePath(QStringLiteral("copy.db")) + QLatin1String(end));
             const PlainConnection left(copy.filePath(QStringLiteral("copy.db")));
             const int version = left.value(QStringLiteral("SELECT version FROM schema_version")).toInt();
-            QCOMPARE(newParts(left).size(), version == 1 ? 0 : 14);
+            QCOMPARE(newParts(left).size(), version == 1 ? 0 : 19);
             if (before.isEmpty())
                 before = oldRows(left.handle());
             QCOMPARE(oldRows(left.handle()), before);
         }
         const auto database = Database::open(site.settings().database);
         QVERIFY2(database.ok(), qPrintable(database.message()));
-        QCOMPARE(database.value()->schemaVersion().value(), 3);
+        QCOMPARE(database.value()->schemaVersion().value(), 4);
         QCOMPARE(flawsOf(*database.value()), QString());
         QCOMPARE(oldRows(PlainConnection(site.databaseFile()).handle()), before);
     }
@@ -316,7 +322,7 @@ void DatabaseUpgradeTest::killedAnywhereOnAServerItIsFinished()
         left.insert(partsOnServer(*m_server, settings));
         const auto database = Database::open(settings);
         QVERIFY2(database.ok(), qPrintable(database.message()));
-        QCOMPARE(database.value()->schemaVersion().value(), 3);
+        QCOMPARE(database.value()->schemaVersion().value(), 4);
         QCOMPARE(flawsOf(*database.value()), QString());
         QCOMPARE(partsOnServer(*m_server, settings), whole);
         QCOMPARE(

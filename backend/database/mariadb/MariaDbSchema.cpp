@@ -185,6 +185,26 @@ constexpr const char* chooseStoredNameIndex =
     " FROM information_schema.statistics WHERE table_schema = DATABASE()"
     " AND table_name = 'job_compress' AND index_name = 'job_compress_stored_name')";
 
+// One statement a table, with the column and all that is new of it. A whole name is wider than an index
+// takes.
+constexpr const char* chooseJobFlowIndexes =
+    "SET @add_index = (SELECT IF(COUNT(*) = 0, 'ALTER TABLE job_flow"
+    " ADD COLUMN job_name_start VARCHAR(128) AS (LEFT(job_name, 128)) VIRTUAL,"
+    " ADD INDEX job_flow_job_name (job_name_start, id),"
+    " ADD INDEX job_flow_created_time (created_time, id)', 'DO 0')"
+    " FROM information_schema.columns WHERE table_schema = DATABASE()"
+    " AND table_name = 'job_flow' AND column_name = 'job_name_start')";
+
+// What RobotRequests.h writes: the words of a request that did not arrive as far as can be seen.
+constexpr const char* chooseRequestFailed =
+    "SET @add_index = (SELECT IF(COUNT(*) = 0, 'ALTER TABLE event ADD COLUMN request_failed INTEGER AS (CASE"
+    " WHEN kind <> ''robot'' THEN 0 WHEN outcome IN (''not-sent'', ''refused'', ''no-answer'') THEN 1"
+    " WHEN outcome <> ''unknown'' THEN 0 WHEN INSTR(detail, ''\"origin\":\"resent\"'') > 0 THEN 1"
+    " WHEN INSTR(detail, ''\"probe\":\"connected\"'') > 0 OR INSTR(detail, ''\"probe\":\"\"'') > 0 THEN 0"
+    " ELSE 1 END) VIRTUAL, ADD INDEX event_request_failed (request_failed, id)', 'DO 0')"
+    " FROM information_schema.columns WHERE table_schema = DATABASE()"
+    " AND table_name = 'event' AND column_name = 'request_failed')";
+
 #undef TABLE_OPTIONS
 #undef KEY_TEXT
 #undef LONG_TEXT
@@ -229,11 +249,13 @@ constexpr TableLayout layouts[] = {
      " last_import_orig_file_guid varchar(255) NULL, upload_batch_number int DEFAULT,"
      " pre_import_user_id int DEFAULT, pre_import_flag int DEFAULT, pre_import_note mediumtext DEFAULT,"
      " check_user_id int DEFAULT, check_user_name mediumtext DEFAULT, check_flag int DEFAULT,"
-     " check_note mediumtext DEFAULT, pre_import_or_check_time varchar(32) DEFAULT, created_time varchar(32)",
+     " check_note mediumtext DEFAULT, pre_import_or_check_time varchar(32) DEFAULT, created_time varchar(32),"
+     " job_name_start varchar(128) NULL",
      "PRIMARY UNIQUE id, guid UNIQUE guid, ko_serial_name UNIQUE ko_serial_name,"
      " job_flow_state state+sub_state+id+guid+ko_serial_name, job_flow_upload_batch_number "
      "upload_batch_number,"
-     " job_flow_orig_file_guid orig_file_guid, job_flow_last_import last_import_orig_file_guid",
+     " job_flow_orig_file_guid orig_file_guid, job_flow_last_import last_import_orig_file_guid,"
+     " job_flow_job_name job_name_start+id, job_flow_created_time created_time+id",
      "job_flow_orig_file orig_file_guid>orig_file.guid,"
      " job_flow_last_import last_import_orig_file_guid>orig_file.guid"},
     {"job_compress", 3,
@@ -259,9 +281,9 @@ constexpr TableLayout layouts[] = {
      "id int AUTO, guid varchar(255), kind varchar(255), run_guid varchar(255) NULL, flow_guid varchar(255) "
      "NULL,"
      " user_id int, user_name mediumtext, host mediumtext, subject mediumtext, outcome mediumtext,"
-     " reason mediumtext, detail mediumtext, created_time varchar(32)",
+     " reason mediumtext, detail mediumtext, created_time varchar(32), request_failed int NULL",
      "PRIMARY UNIQUE id, guid UNIQUE guid, event_flow_guid flow_guid, event_run_guid run_guid, event_kind "
-     "kind+id",
+     "kind+id, event_request_failed request_failed+id",
      "event_flow flow_guid>job_flow.guid"},
     {"company_hold", 1,
      "company_id int, holder varchar(255), user_name mediumtext, host mediumtext, process_id bigint,"
@@ -285,6 +307,10 @@ const std::vector<MigrationStep>& MariaDbDialect::migrations() const
         {3,
          {createCompanyHold, chooseStoredNameIndex, "PREPARE add_index FROM @add_index", "EXECUTE add_index",
           "DEALLOCATE PREPARE add_index"}},
+        {4,
+         {chooseJobFlowIndexes, "PREPARE add_index FROM @add_index", "EXECUTE add_index",
+          "DEALLOCATE PREPARE add_index", chooseRequestFailed, "PREPARE add_index FROM @add_index",
+          "EXECUTE add_index", "DEALLOCATE PREPARE add_index"}},
     };
     return steps;
 }

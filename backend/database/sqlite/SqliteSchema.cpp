@@ -115,6 +115,18 @@ constexpr const char* createEvent = "CREATE TABLE event ("
                                     " detail TEXT NOT NULL,"
                                     " created_time TEXT NOT NULL)";
 
+// As much of a name as the other engine's indexes take.
+constexpr const char* addJobNameStart = "ALTER TABLE job_flow ADD COLUMN job_name_start TEXT"
+                                        " GENERATED ALWAYS AS (substr(job_name, 1, 128)) VIRTUAL";
+
+// What RobotRequests.h writes: the words of a request that did not arrive as far as can be seen.
+constexpr const char* addRequestFailed =
+    "ALTER TABLE event ADD COLUMN request_failed INTEGER GENERATED ALWAYS AS (CASE"
+    " WHEN kind <> 'robot' THEN 0 WHEN outcome IN ('not-sent', 'refused', 'no-answer') THEN 1"
+    " WHEN outcome <> 'unknown' THEN 0 WHEN instr(detail, '\"origin\":\"resent\"') > 0 THEN 1"
+    " WHEN instr(detail, '\"probe\":\"connected\"') > 0 OR instr(detail, '\"probe\":\"\"') > 0 THEN 0"
+    " ELSE 1 END) VIRTUAL";
+
 } // namespace
 
 const std::vector<MigrationStep>& SqliteDialect::migrations() const
@@ -144,6 +156,10 @@ const std::vector<MigrationStep>& SqliteDialect::migrations() const
         {3,
          {"CREATE INDEX job_compress_stored_name ON job_compress (stored_name)",
           "CREATE INDEX job_flow_last_import ON job_flow (last_import_orig_file_guid)"}},
+        {4,
+         {addJobNameStart, "CREATE INDEX job_flow_job_name ON job_flow (job_name_start, id)",
+          "CREATE INDEX job_flow_created_time ON job_flow (created_time, id)", addRequestFailed,
+          "CREATE INDEX event_request_failed ON event (request_failed, id)"}},
     };
     return steps;
 }
