@@ -1,10 +1,16 @@
 #include "host/ServiceLog.h"
 
 #include "host/Theme.h"
+#include "terminal/PrintableText.h"
 
 #include <QColor>
-#include <QMutex>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QMutexLocker>
+#include <QStandardPaths>
+
+#include <utility>
 
 namespace KOZAV::Host {
 
@@ -15,6 +21,27 @@ constexpr int mostLines = 5000;
 QMutex currentMutex;
 ServiceLog* current = nullptr;
 QtMessageHandler previousHandler = nullptr;
+
+bool isOfThePlatform(const QString& category)
+{
+    return category == QLatin1String("qt.qpa") || category.startsWith(QLatin1String("qt.qpa."));
+}
+
+const char* typeName(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return "debug";
+    case QtInfoMsg:
+        return "info";
+    case QtWarningMsg:
+        return "warning";
+    case QtCriticalMsg:
+        return "critical";
+    default:
+        return "fatal";
+    }
+}
 
 } // namespace
 
@@ -36,16 +63,69 @@ ServiceLog::~ServiceLog()
 void ServiceLog::handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     const QMutexLocker lock(&currentMutex);
+    const QString category = QString::fromUtf8(context.category);
+    if (current && current->m_file.isOpen() && isOfThePlatform(category)) {
+        current->keep(type, category, text);
+        return;
+    }
     if (previousHandler)
         previousHandler(type, context, text);
     if (current)
-        current->add(type, QString::fromUtf8(context.category), text);
+        current->add(type, category, text);
+}
+
+QString ServiceLog::usualFile()
+{
+#ifdef Q_OS_UNIX
+    QString folder = QFile::decodeName(qgetenv("XDG_STATE_HOME"));
+    if (!QDir::isAbsolutePath(folder))
+        folder = QDir::homePath() + QStringLiteral("/.local/state");
+#else
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+#endif
+    return folder + QStringLiteral("/zav_client/zav_client.log");
+}
+
+QString ServiceLog::keepIn(const QString& file)
+{
+    Terminal::LogLimits limits;
+    limits.isShared = true;
+    const QMutexLocker lock(&m_fileMutex);
+    const QString folder = QFileInfo(file).absolutePath();
+    if (!QDir(folder).exists() && QDir().mkpath(folder))
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QString failure = m_file.open(file, limits);
+    if (failure.isEmpty())
+        m_keptFile = QFileInfo(file).absoluteFilePath();
+    return failure;
 }
 
 void ServiceLog::add(QtMsgType type, const QString& category, const QString& text)
 {
+    keep(type, category, text);
+    show({QDateTime::currentDateTime(), type, category, text});
+}
+
+/// A failure is shown once, and is no reason for anything else to fail.
+void ServiceLog::keep(QtMsgType type, const QString& category, const QString& text)
+{
+    const QMutexLocker lock(&m_fileMutex);
+    if (!m_file.isOpen())
+        return;
+    const QString line = QStringLiteral("%1 %2 %3 %4: %5\n")
+                             .arg(QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs))
+                             .arg(QCoreApplication::applicationPid())
+                             .arg(QString::fromLatin1(typeName(type)), category, Terminal::printable(text));
+    QString failure = m_file.append(line.toUtf8());
+    if (failure.isEmpty())
+        failure = m_file.takeComplaint();
+    if (!failure.isEmpty() && !std::exchange(m_hasComplained, true))
+        show({QDateTime::currentDateTime(), QtWarningMsg, QStringLiteral("client"), failure});
+}
+
+void ServiceLog::show(const Line& line)
+{
     // Queued: messages come from any thread, and from within views that show this very model.
-    const Line line{QDateTime::currentDateTime(), type, category, text};
     QMetaObject::invokeMethod(
         this, [this, line] { append(line); }, Qt::QueuedConnection);
 }

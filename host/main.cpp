@@ -135,13 +135,17 @@ int main(int argc, char* argv[])
     const QTemporaryDir emptyDirectory;
     QDir::setCurrent(emptyDirectory.path());
 
+    ServiceLog log;
+    if (!line.unattended()) {
+        if (const QString failure = log.keepIn(ServiceLog::usualFile()); !failure.isEmpty())
+            log.add(QtWarningMsg, QStringLiteral("client"), failure);
+    }
     SiteAccess site(line.configuration);
     const FirstStart first = line.unattended() ? FirstStart() : site.makeFirstSite();
     if (!first.failure.isEmpty())
         return refuse(first.failure, line, messages);
     if (const QString failure = site.open(); !failure.isEmpty())
         return refuse(failure, line, messages);
-    ServiceLog log;
     EmbeddedRobot robot;
     QObject::connect(&robot, &EmbeddedRobot::requestReceived, &log,
                      [&log](const QString& text) { log.add(QtInfoMsg, QStringLiteral("robot"), text); });

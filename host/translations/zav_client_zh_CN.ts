@@ -95,6 +95,25 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::MainDocks</name>
+    <message>
+        <source>Source data import</source>
+        <translation>原始数据导入</translation>
+    </message>
+    <message>
+        <source>Waiting for import</source>
+        <translation>等待导入</translation>
+    </message>
+    <message>
+        <source>Layer stack of the job</source>
+        <translation>料号叠层</translation>
+    </message>
+    <message>
+        <source>Messages</source>
+        <translation>消息</translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::MainWindow</name>
     <message>
         <source>First start: a new site has been made: %1</source>
@@ -119,14 +138,6 @@
     <message>
         <source>Source data import</source>
         <translation>原始数据导入</translation>
-    </message>
-    <message>
-        <source>Waiting for import</source>
-        <translation>等待导入</translation>
-    </message>
-    <message>
-        <source>Layer stack of the job</source>
-        <translation>料号叠层</translation>
     </message>
     <message>
         <source>&amp;View</source>
@@ -185,6 +196,13 @@
     <message>
         <source>%1 is no longer in the database</source>
         <translation>%1 已不在数据库中</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::Pages</name>
+    <message>
+        <source>Pages</source>
+        <translation>页面</translation>
     </message>
 </context>
 <context>

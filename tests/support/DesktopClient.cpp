@@ -77,6 +77,7 @@ bool DesktopClient::startBy(const QStringList& tool, const QStringList& argument
     variables.insert(text("XDG_CONFIG_HOME"), m_home + text("/.config"));
     variables.insert(text("XDG_CACHE_HOME"), m_home + text("/.cache"));
     variables.insert(text("XDG_DATA_HOME"), m_home + text("/.local"));
+    variables.insert(text("XDG_STATE_HOME"), m_home + text("/.local/state"));
     variables.insert(text("QT_QPA_PLATFORM"), text("xcb"));
     variables.insert(text("QT_QPA_GENERIC_PLUGINS"), text("zavprobe:") + socket);
     variables.insert(text("QT_PLUGIN_PATH"), text(ZAV_TEST_PLUGINS));
