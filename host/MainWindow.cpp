@@ -6,6 +6,7 @@
 #include "host/MainWindow.h"
 
 #include "host/CamImport.h"
+#include "host/CompaniesView.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
 #include "host/MainDocks.h"
@@ -18,6 +19,7 @@
 #include "host/PanelTidying.h"
 #include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
+#include "host/RobotView.h"
 #include "host/ServiceLog.h"
 #include "host/SiteStatusBar.h"
 #include "host/SourceWatch.h"
@@ -99,6 +101,8 @@ QWidget* MainWindow::buildPages()
 {
     m_pages = new Pages(this);
     addPage(QStringLiteral("filesPage"), tr("Source files"), buildFileTable());
+    addPage(QStringLiteral("robotPage"), tr("Robot"), m_robotView = new RobotView(this));
+    addPage(QStringLiteral("companiesPage"), tr("Companies"), m_companiesView = new CompaniesView(this));
     return m_pages;
 }
 
@@ -207,6 +211,11 @@ void MainWindow::connectRobot()
     connect(m_robotProbe, &RobotProbe::probed, m_status, &SiteStatusBar::showRobot);
     connect(m_jobListDock, &JobListDock::opened, m_robotLedger, &RobotLedger::follow);
     connect(m_robotLedger, &RobotLedger::told, this, tell);
+    connect(m_robotLedger, &RobotLedger::concluded, m_robotView, &RobotView::reload);
+    connect(m_robotView, &RobotView::told, this, tell);
+    connect(m_robotView, &RobotView::jobsChanged, this, &MainWindow::reloadFiles);
+    connect(m_panelRun, &PanelRun::ended, m_robotView, &RobotView::reload);
+    connect(m_panelRun, &PanelRun::ended, m_companiesView, &CompaniesView::reload);
     if (const QString warning = RobotLedger::addressWarning(); !warning.isEmpty())
         tell(warning);
 }

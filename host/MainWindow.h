@@ -16,6 +16,7 @@ class ZAV_ImportFromFile_Widget;
 namespace KOZAV::Host {
 
 class CamImport;
+class CompaniesView;
 class JobListDock;
 class MainDocks;
 class ManifestKeeper;
@@ -25,6 +26,7 @@ class PanelReport;
 class PanelRun;
 class RobotLedger;
 class RobotProbe;
+class RobotView;
 class ServiceLog;
 class SiteAccess;
 class SiteStatusBar;
@@ -86,6 +88,8 @@ private:
     RobotLedger* m_robotLedger;
     SourceWatch* m_sourceWatch;
     ManifestKeeper* m_manifests;
+    RobotView* m_robotView = nullptr;
+    CompaniesView* m_companiesView = nullptr;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;
     MainDocks* m_docks = nullptr;

@@ -65,7 +65,8 @@ RobotRequestRecord readRequest(const SiteEvent& event)
 // A job's requests are few, and an index finds them: whether one of them is the newest is asked of each row.
 constexpr const char* listedRequests =
     "SELECT e.id, e.flow_guid, e.user_id, e.user_name, e.subject, e.outcome, e.reason, e.detail, f.state,"
-    " f.sub_state, (SELECT MAX(n.id) FROM event n WHERE n.flow_guid = e.flow_guid AND n.kind = 'robot')"
+    " f.sub_state, f.job_name, (SELECT MAX(n.id) FROM event n WHERE n.flow_guid = e.flow_guid AND n.kind = "
+    "'robot')"
     " FROM event e LEFT JOIN job_flow f ON f.guid = e.flow_guid"
     " WHERE e.kind = 'robot' AND e.id < ? AND e.outcome IN (?, ?, ?, ?, ?, ?)"
     " AND (? IS NULL OR f.state = ?) AND (? IS NULL OR f.sub_state = ?)"
@@ -90,6 +91,7 @@ ListedRobotRequest readListed(RowReader& row)
     const auto subState = row.optionalNumber();
     if (state && subState)
         listed.state = std::pair(*state, *subState);
+    listed.jobName = row.text();
     listed.newestOfJob = row.optionalLongNumber().value_or(listed.number) == listed.number;
     return listed;
 }

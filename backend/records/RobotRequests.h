@@ -77,6 +77,7 @@ struct ListedRobotRequest
     qint64 number = 0; ///< of its event: later ones have greater numbers
     RobotRequestRecord request;
     std::optional<std::pair<int, int>> state; ///< of its job now; absent where that has no row
+    QString jobName;                          ///< name the job came with
     bool newestOfJob = false;
 };
 

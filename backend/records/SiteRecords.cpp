@@ -16,9 +16,6 @@ using DataLib::Model::Odbpp_Company;
 
 namespace {
 
-constexpr int longestCode = 32;
-constexpr int longestName = 255;
-
 bool isControl(uint character)
 {
     return QChar::category(character) == QChar::Other_Control;
@@ -27,29 +24,6 @@ bool isControl(uint character)
 bool isUnfitForCode(uint character)
 {
     return isControl(character) || QChar::isSpace(character) || character == '/' || character == '\\';
-}
-
-Status checkCode(const QString& code)
-{
-    const QVector<uint> characters = code.toUcs4();
-    if (!characters.isEmpty() && characters.size() <= longestCode &&
-        std::none_of(characters.begin(), characters.end(), isUnfitForCode))
-        return {};
-    return Status::invalidArgument(
-        QStringLiteral("a company code has 1 to %1 characters, none of them white space, "
-                       "a control character, '/' or '\\'")
-            .arg(longestCode));
-}
-
-Status checkName(const QString& name)
-{
-    const QVector<uint> characters = name.toUcs4();
-    if (!characters.isEmpty() && characters.size() <= longestName &&
-        std::none_of(characters.begin(), characters.end(), isControl))
-        return {};
-    return Status::invalidArgument(
-        QStringLiteral("a company name has 1 to %1 characters, none of them a control character")
-            .arg(longestName));
 }
 
 #define SELECT_COMPANY                                                                                       \
@@ -185,6 +159,29 @@ PreFileRecord readPreFile(RowReader& row)
 
 } // namespace
 
+Status checkCompanyCode(const QString& code)
+{
+    const QVector<uint> characters = code.toUcs4();
+    if (!characters.isEmpty() && characters.size() <= longestCompanyCode &&
+        std::none_of(characters.begin(), characters.end(), isUnfitForCode))
+        return {};
+    return Status::invalidArgument(
+        QStringLiteral("a company code has 1 to %1 characters, none of them white space, "
+                       "a control character, '/' or '\\'")
+            .arg(longestCompanyCode));
+}
+
+Status checkCompanyName(const QString& name)
+{
+    const QVector<uint> characters = name.toUcs4();
+    if (!characters.isEmpty() && characters.size() <= longestCompanyName &&
+        std::none_of(characters.begin(), characters.end(), isControl))
+        return {};
+    return Status::invalidArgument(
+        QStringLiteral("a company name has 1 to %1 characters, none of them a control character")
+            .arg(longestCompanyName));
+}
+
 Result<std::vector<Odbpp_Company>> listCompanies(Database& database, const CompanyFilter& filter)
 {
     size_t conditions = 0;
@@ -203,7 +200,7 @@ Result<std::vector<Odbpp_Company>> listCompanies(Database& database, const Compa
 
 Result<Odbpp_Company> addCompany(Database& database, const QString& code, const QString& name)
 {
-    for (const Status& status : {checkCode(code), checkName(name)})
+    for (const Status& status : {checkCompanyCode(code), checkCompanyName(name)})
         if (!status.ok())
             return status;
     const QString now = rowTime();
@@ -227,7 +224,7 @@ Result<Odbpp_Company> addCompany(Database& database, const QString& code, const 
 
 Status renameCompany(Database& database, const DatabaseSettings& settings, const CompanyRename& order)
 {
-    if (auto status = checkName(order.newName); !status.ok())
+    if (auto status = checkCompanyName(order.newName); !status.ok())
         return status;
     CompanyFilter filter;
     filter.code = order.code;

@@ -28,6 +28,12 @@ struct CompanyFilter
 Result<std::vector<DataLib::Model::Odbpp_Company>> listCompanies(Database& database,
                                                                  const CompanyFilter& filter = {});
 
+constexpr int longestCompanyCode = 32;  ///< characters
+constexpr int longestCompanyName = 255; ///< characters
+/// What addCompany() and renameCompany() accept; InvalidArgument.
+Status checkCompanyCode(const QString& code);
+Status checkCompanyName(const QString& name);
+
 /// Adds a company. Code: 1 to 32 characters without white space, control characters, '/' or '\\'; name: 1 to
 /// 255 characters without control characters. Both unique: AlreadyExists names the one that is taken.
 Result<DataLib::Model::Odbpp_Company> addCompany(Database& database, const QString& code,

@@ -50,6 +50,16 @@ std::optional<std::vector<CompanyRow>> listCompanyRows(QString& failure)
     return std::nullopt;
 }
 
+static_assert(longestCompanyCode == Backend::longestCompanyCode);
+static_assert(longestCompanyName == Backend::longestCompanyName);
+
+CompanyFlaw flawOfCompany(const QString& code, const QString& name)
+{
+    if (!Backend::checkCompanyCode(code).ok())
+        return CompanyFlaw::Code;
+    return Backend::checkCompanyName(name).ok() ? CompanyFlaw::None : CompanyFlaw::Name;
+}
+
 QString addCompanyRow(const QString& code, const QString& name)
 {
     const auto database = Site::current().database();

@@ -22,6 +22,13 @@ struct CompanyRow
 /// the reason, where they cannot be read. On any thread, as all of this header.
 [[nodiscard]] std::optional<std::vector<CompanyRow>> listCompanyRows(QString& failure);
 
+constexpr int longestCompanyCode = 32;  ///< characters
+constexpr int longestCompanyName = 255; ///< characters
+
+/// What of a company's code and name, as it is entered, would be refused whatever the site holds.
+enum class CompanyFlaw { None, Code, Name };
+[[nodiscard]] CompanyFlaw flawOfCompany(const QString& code, const QString& name);
+
 /// Adds a company by the rules of "zav_admin company add". @return why it was not added; empty where it was
 [[nodiscard]] QString addCompanyRow(const QString& code, const QString& name);
 

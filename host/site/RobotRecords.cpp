@@ -84,6 +84,7 @@ RobotRequestRow rowOf(const Backend::ListedRobotRequest& listed)
     row.request.probe = record.probe;
     row.request.reason = record.reason;
     row.request.requested = QDateTime::fromString(record.requestedTime, Qt::ISODateWithMs);
+    row.jobName = listed.jobName;
     row.userName = record.userName;
     row.job = placeOf(listed.state);
     row.isNewest = listed.newestOfJob;

@@ -53,6 +53,7 @@ struct RobotRequestRow
 {
     qint64 number = 0; ///< later ones have greater numbers
     RobotRequest request;
+    QString jobName;  ///< name the job came with
     QString userName; ///< who made it
     RobotJobPlace job = RobotJobPlace::Gone;
     bool isNewest = false; ///< of its job
