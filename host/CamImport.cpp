@@ -43,7 +43,7 @@ std::optional<JobAnnouncement> readAnnouncement(const QString& jobInformation)
 CamImport::CamImport(SiteAccess& site, UI::ZAV_ImportFromFile_Widget& panel, QObject* parent)
     : QObject(parent)
     , m_site(site)
-    , m_panel(panel)
+    , m_panel(&panel)
 {
     connect(UI::ZAV_UICommon::interface(), &UI::ZAV_UICommon::emitCAMImportJobInfo, this,
             &CamImport::announced);
@@ -135,7 +135,7 @@ QString CamImport::fetch(const QString& storedName, const QString& workFolder)
     const auto config = Common::commonInterface()->getConfig();
     const QDir cache(QString::fromStdString(config.downloadCacheDir));
     const QString local = cache.relativeFilePath(workFolder + QStringLiteral("/archive"));
-    m_panel.getFilesFrommogodbUuidTypeOriginName(local, name.completeBaseName(), name.suffix());
+    m_panel->getFilesFrommogodbUuidTypeOriginName(local, name.completeBaseName(), name.suffix());
     const QString path = cache.filePath(local) + QLatin1Char('.') + name.suffix();
     return QFile::exists(path) ? path : QString();
 }

@@ -42,11 +42,13 @@ class CamImport final : public QObject
 {
     Q_OBJECT
 public:
-    /// @param panel  fetches the stored file; outlives this object
+    /// @param panel  fetches the stored file; lives until another one is set
     CamImport(SiteAccess& site, UI::ZAV_ImportFromFile_Widget& panel, QObject* parent = nullptr);
     /// Waits for a running import to end.
     ~CamImport() override;
 
+    /// Has this panel fetch from now on. Not while one is running.
+    void setPanel(UI::ZAV_ImportFromFile_Widget& panel) { m_panel = &panel; }
     [[nodiscard]] bool isRunning() const { return m_watcher.isRunning(); }
     /// Ends the running import as soon as it can; failed() follows.
     void cancel();
@@ -81,7 +83,7 @@ private:
     void finished();
 
     SiteAccess& m_site;
-    UI::ZAV_ImportFromFile_Widget& m_panel;
+    UI::ZAV_ImportFromFile_Widget* m_panel;
     QFutureWatcher<Outcome> m_watcher;
     std::atomic<bool> m_cancelled{false};
     QString m_jobName;

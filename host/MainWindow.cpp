@@ -7,6 +7,7 @@
 
 #include "host/CamImport.h"
 #include "host/CompaniesView.h"
+#include "host/CompanyWatch.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
 #include "host/MainDocks.h"
@@ -14,6 +15,7 @@
 #include "host/OrigFileModel.h"
 #include "host/Pages.h"
 #include "host/PanelBoxes.h"
+#include "host/PanelPlace.h"
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/PanelTidying.h"
@@ -39,8 +41,6 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
-#include <QScrollArea>
-#include <QScrollBar>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -50,24 +50,26 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     : QMainWindow(parent)
     , m_site(site)
     , m_log(log)
-    , m_importPanel(new UI::ZAV_ImportFromFile_Widget(this))
+    , m_panelPlace(new PanelPlace(this))
     , m_files(new OrigFileModel(site, this))
-    , m_camImport(new CamImport(site, *m_importPanel, this))
-    , m_panelRun(new PanelRun(*m_importPanel, this))
+    , m_camImport(new CamImport(site, *m_panelPlace->panel(), this))
+    , m_panelRun(new PanelRun(*m_panelPlace->panel(), this))
     , m_panelReport(new PanelReport(site, *m_panelRun, this))
     , m_robotLedger(new RobotLedger(site, *m_panelRun, *m_panelReport, this))
     , m_sourceWatch(new SourceWatch(site, *m_panelRun, *m_panelReport, this))
     , m_manifests(new ManifestKeeper(site, *m_panelRun, *m_panelReport, this))
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
+    , m_companyWatch(new CompanyWatch(this))
 {
-    new PanelTidying(site, *m_panelRun, *m_importPanel, this);
+    new PanelTidying(site, *m_panelRun, this);
     setWindowTitle(tr("Job data management"));
     setStatusBar(m_status);
     setCentralWidget(buildPages());
     buildDocks();
     buildMenu();
     connectParts();
+    connectPanel();
     connectManifests();
     connectRobot();
     connect(m_sourceWatch, &SourceWatch::refuted, m_manifests, &ManifestKeeper::keepAgain);
@@ -82,6 +84,11 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
 }
 
 MainWindow::~MainWindow() = default;
+
+UI::ZAV_ImportFromFile_Widget* MainWindow::importPanel() const
+{
+    return m_panelPlace->panel();
+}
 
 QWidget* MainWindow::buildFileTable()
 {
@@ -123,19 +130,10 @@ QWidget* MainWindow::buildMessages()
 
 void MainWindow::buildDocks()
 {
-    m_importPanel->setAccessibleName(tr("Source data import"));
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidget(m_importPanel);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setFocusPolicy(Qt::NoFocus);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    scroll->setMinimumWidth(m_importPanel->minimumSizeHint().width() +
-                            scroll->verticalScrollBar()->sizeHint().width());
     m_waitingJobs = new WaitingJobsView(this);
     m_jobListDock = new JobListDock(this);
-    m_docks = new MainDocks(
-        *this, {scroll, m_waitingJobs, m_jobListDock, new JobView(*m_camImport, this), buildMessages()});
+    m_docks = new MainDocks(*this, {m_panelPlace, m_waitingJobs, m_jobListDock,
+                                    new JobView(*m_camImport, this), buildMessages()});
     connect(m_camImport, &CamImport::started, m_docks, &MainDocks::showJob);
 }
 
@@ -154,10 +152,6 @@ void MainWindow::buildMenu()
 
 void MainWindow::connectParts()
 {
-    // A batch import blocks the event loop: see eventFilter().
-    if (auto* bar = m_importPanel->findChild<QProgressBar*>())
-        bar->installEventFilter(this);
-    connect(batchBoxOf(*m_importPanel).directory, &QLineEdit::textChanged, this, &MainWindow::warnOfLinks);
     const auto* notifications = UI::ZAV_UICommon::interface();
     connect(notifications, &UI::ZAV_UICommon::origFileTableRefreshRequested, this, &MainWindow::reloadFiles);
     connect(m_waitingJobs, &WaitingJobsView::openRequested, this, &MainWindow::openJob);
@@ -171,6 +165,28 @@ void MainWindow::connectParts()
     connect(m_camImport, &CamImport::warned, this, [this](const QString& jobName, const QString& warning) {
         m_log.add(QtWarningMsg, QStringLiteral("client"), tr("%1: %2").arg(jobName, warning));
     });
+}
+
+/// The panel may be another one after each change of the companies.
+void MainWindow::connectPanel()
+{
+    m_panelPlace->setUsers(*m_panelRun, *m_camImport);
+    followPanel();
+    connect(m_panelPlace, &PanelPlace::renewed, this, &MainWindow::followPanel);
+    connect(m_panelPlace, &PanelPlace::choiceDropped, this,
+            [this](const QString& text) { m_log.add(QtWarningMsg, QStringLiteral("client"), text); });
+    connect(m_panelPlace, &PanelPlace::companiesWanted, this,
+            [this] { m_pages->show(QStringLiteral("companiesPage")); });
+    connect(m_companiesView, &CompaniesView::companiesChanged, m_companyWatch, &CompanyWatch::look);
+    connect(m_companyWatch, &CompanyWatch::looked, m_panelPlace, &PanelPlace::showCompanies);
+}
+
+void MainWindow::followPanel()
+{
+    const BatchBox batch = batchBoxOf(*importPanel());
+    // A batch import blocks the event loop: see eventFilter().
+    batch.progress->installEventFilter(this);
+    connect(batch.directory, &QLineEdit::textChanged, this, &MainWindow::warnOfLinks);
 }
 
 void MainWindow::connectManifests()
@@ -237,6 +253,11 @@ void MainWindow::watchRobot()
     m_robotProbe->start();
 }
 
+void MainWindow::watchCompanies()
+{
+    m_companyWatch->start();
+}
+
 void MainWindow::reloadFiles()
 {
     m_files->reload();
@@ -256,8 +277,7 @@ void MainWindow::openJob(const DataLib::Model::Odbpp_Job_C& job)
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 {
     // Paint the panel's request not to close the program now: no event is handled until the batch is done.
-    if (event->type() == QEvent::Show &&
-        watched->parent() == m_importPanel->findChild<QProgressBar*>()->parent())
+    if (event->type() == QEvent::Show && watched->parent() == batchBoxOf(*importPanel()).progress->parent())
         repaint();
     return QMainWindow::eventFilter(watched, event);
 }

@@ -22,6 +22,8 @@ class MainDocks;
 class ManifestKeeper;
 class OrigFileModel;
 class Pages;
+class CompanyWatch;
+class PanelPlace;
 class PanelReport;
 class PanelRun;
 class RobotLedger;
@@ -42,7 +44,7 @@ public:
     MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent = nullptr);
     ~MainWindow() override;
 
-    [[nodiscard]] UI::ZAV_ImportFromFile_Widget* importPanel() const { return m_importPanel; }
+    [[nodiscard]] UI::ZAV_ImportFromFile_Widget* importPanel() const;
     [[nodiscard]] const PanelRun& panelRun() const { return *m_panelRun; }
     [[nodiscard]] RobotLedger& robotLedger() const { return *m_robotLedger; }
     [[nodiscard]] PanelReport& panelReport() const { return *m_panelReport; }
@@ -55,6 +57,8 @@ public:
     void restorePlaces();
     /// Looks for the robot now and in intervals.
     void watchRobot();
+    /// Looks for companies that other clients have added, in intervals.
+    void watchCompanies();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -68,6 +72,8 @@ private:
     void buildDocks();
     void buildMenu();
     void connectParts();
+    void connectPanel();
+    void followPanel();
     void connectManifests();
     void connectRobot();
     void tellReport();
@@ -78,7 +84,7 @@ private:
 
     SiteAccess& m_site;
     ServiceLog& m_log;
-    UI::ZAV_ImportFromFile_Widget* m_importPanel;
+    PanelPlace* m_panelPlace;
     Pages* m_pages = nullptr;
     OrigFileModel* m_files;
     QTableView* m_fileTable = nullptr;
@@ -95,6 +101,7 @@ private:
     MainDocks* m_docks = nullptr;
     SiteStatusBar* m_status;
     RobotProbe* m_robotProbe;
+    CompanyWatch* m_companyWatch;
 };
 
 } // namespace KOZAV::Host

@@ -22,8 +22,16 @@ namespace KOZAV::Host {
 
 PanelRun::PanelRun(const QWidget& panel, QObject* parent)
     : QObject(parent)
-    , m_panel(panel)
 {
+    setPanel(panel);
+}
+
+/// What was connected goes with the panel that is given up.
+void PanelRun::setPanel(const QWidget& panel)
+{
+    m_panel = &panel;
+    m_batch = {};
+    m_single = {};
     const BatchBox batch = batchBoxOf(panel);
     follow(batch.directory, batch.clearButton, m_batch);
     frame(batch.importButton, &PanelRun::batchSource);
@@ -84,7 +92,7 @@ PanelSource PanelRun::batchSource() const
 /// Nothing is imported while the field is empty.
 PanelSource PanelRun::singleSource() const
 {
-    const SingleBox box = singleBoxOf(m_panel);
+    const SingleBox box = singleBoxOf(*m_panel);
     const QString path = box.path->text().isEmpty() ? QString() : m_single.path;
     const auto kind = QFileInfo(path).isDir() ? PanelSource::Kind::JobFolder : PanelSource::Kind::Archive;
     return {kind, path, box.company->currentText()};

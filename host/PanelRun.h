@@ -18,12 +18,20 @@ class PanelRun final : public QObject
 {
     Q_OBJECT
 public:
-    /// @param panel  outlives this object
+    /// @param panel  lives until another one is set
     explicit PanelRun(const QWidget& panel, QObject* parent = nullptr);
+
+    /// Follows this panel from now on, in which nothing is chosen yet. Not while the other one imports.
+    void setPanel(const QWidget& panel);
+    [[nodiscard]] const QWidget& panel() const { return *m_panel; }
 
     [[nodiscard]] bool isRunning() const { return m_running; }
     /// What is imported, or was last.
     [[nodiscard]] const PanelSource& source() const { return m_source; }
+    /// What the panel keeps for its next batch and its next single import, whatever its fields show; may be
+    /// empty.
+    [[nodiscard]] const QString& batchChoice() const { return m_batch.path; }
+    [[nodiscard]] const QString& singleChoice() const { return m_single.path; }
 
 Q_SIGNALS:
     /// The import follows at once. It may come again without an end in between: a button that is pressed and
@@ -47,7 +55,7 @@ private:
     [[nodiscard]] PanelSource batchSource() const;
     [[nodiscard]] PanelSource singleSource() const;
 
-    const QWidget& m_panel;
+    const QWidget* m_panel = nullptr;
     Choice m_batch;
     Choice m_single;
     PanelSource m_source;

@@ -24,11 +24,10 @@ const QString& refusalTitle()
 
 } // namespace
 
-PanelTidying::PanelTidying(SiteAccess& site, const PanelRun& run, const QWidget& panel, QObject* parent)
+PanelTidying::PanelTidying(SiteAccess& site, const PanelRun& run, QObject* parent)
     : QObject(parent)
     , m_site(site)
     , m_run(run)
-    , m_panel(panel)
 {
     connect(&run, &PanelRun::begins, this, &PanelTidying::begin);
     connect(&run, &PanelRun::ended, this, &PanelTidying::end);
@@ -80,7 +79,7 @@ bool PanelTidying::eventFilter(QObject* watched, QEvent* event)
     if (m_gaveUp && event->type() == QEvent::Show) {
         auto* box = qobject_cast<QMessageBox*>(watched);
         // The box runs an event loop of its own, in which it is answered.
-        if (box && box->parent() == &m_panel && box->windowTitle() == refusalTitle())
+        if (box && box->parent() == &m_run.panel() && box->windowTitle() == refusalTitle())
             QTimer::singleShot(0, box, &QDialog::accept);
     }
     return QObject::eventFilter(watched, event);

@@ -18,8 +18,8 @@ class PanelTidying final : public QObject
 {
     Q_OBJECT
 public:
-    /// @param run  of the panel; outlives this object, as the site and the panel do
-    PanelTidying(SiteAccess& site, const PanelRun& run, const QWidget& panel, QObject* parent = nullptr);
+    /// @param run  of the panel; outlives this object, as the site does
+    PanelTidying(SiteAccess& site, const PanelRun& run, QObject* parent = nullptr);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -31,7 +31,6 @@ private:
 
     SiteAccess& m_site;
     const PanelRun& m_run;
-    const QWidget& m_panel;
     QStringList m_staged;  ///< names of the copies, as the run's calls stored them
     bool m_gaveUp = false; ///< whether the entry that is imported is one of those
 };

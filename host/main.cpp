@@ -159,6 +159,7 @@ int main(int argc, char* argv[])
         return withOutputWritten(runUnattended(window, site, line, out, messages), out);
     window.restorePlaces();
     window.watchRobot();
+    window.watchCompanies();
     window.show();
     if (!first.made.isEmpty())
         welcome(window, log, first.made, out);

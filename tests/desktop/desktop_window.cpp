@@ -51,6 +51,7 @@ void DesktopWindowTest::fits()
     QFETCH(QSize, screen);
     QFETCH(QString, scale);
     const FreshSite site;
+    site.addCompany(QStringLiteral("HX"), QStringLiteral("华兴"));
     const QTemporaryDir home;
     const Desktop desktop(screen);
     DesktopClient client(desktop, home.path());

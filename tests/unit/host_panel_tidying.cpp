@@ -95,7 +95,7 @@ void HostPanelTidyingTest::init()
     m_panel = std::make_unique<UI::ZAV_ImportFromFile_Widget>(nullptr);
     m_panel->show();
     m_run = std::make_unique<PanelRun>(*m_panel);
-    m_tidying = std::make_unique<PanelTidying>(*m_access, *m_run, *m_panel);
+    m_tidying = std::make_unique<PanelTidying>(*m_access, *m_run);
 }
 
 void HostPanelTidyingTest::cleanup()
