@@ -1,16 +1,18 @@
 #include "host/BatchRun.h"
 
-#include "host/core/BatchLinks.h"
-#include "host/core/BatchReport.h"
 #include "host/DialogOperator.h"
-#include "host/core/KnownBatch.h"
 #include "host/MainWindow.h"
 #include "host/ManifestKeeper.h"
 #include "host/PanelBoxes.h"
 #include "host/PanelReport.h"
-#include "host/core/ReportJson.h"
-#include "host/site/SiteAccess.h"
+#include "host/RunResults.h"
 #include "host/SourceWatch.h"
+#include "host/core/BatchLinks.h"
+#include "host/core/BatchReport.h"
+#include "host/core/KnownBatch.h"
+#include "host/core/ReportJson.h"
+#include "host/core/RunReportFile.h"
+#include "host/site/SiteAccess.h"
 #include "terminal/PrintableText.h"
 #include "terminal/ProgressLine.h"
 #include "terminal/TextTable.h"
@@ -72,6 +74,7 @@ BatchRun::~BatchRun() = default;
 int BatchRun::run()
 {
     constexpr int notStarted = 2;
+    m_window.runResults().waitForConclusion();
     if (!mayBegin())
         return notStarted;
     screenshot(QStringLiteral("idle"));
@@ -83,9 +86,12 @@ int BatchRun::run()
     BatchReport& report = *m_window.panelReport().current();
     for (const QString& text : m_window.manifestKeeper().remarks())
         report.remark({QStringLiteral("manifest"), text});
-    const int exitCode = report.isSettled() ? 0 : 1;
+    const RunRecord& results = m_window.runResults().conclude();
+    int exitCode = report.isSettled() ? 0 : 1;
+    if (!writeReport(results, exitCode))
+        exitCode = 1;
     if (m_options.json) {
-        printJson(report, exitCode);
+        printJson(results, exitCode);
     } else {
         printTables(report);
         printRemarks(report);
@@ -238,15 +244,32 @@ void BatchRun::printRemarks(const BatchReport& report)
         m_out << "remark: " << printable(remark.text) << '\n';
 }
 
-void BatchRun::printJson(const BatchReport& report, int exitCode)
+void BatchRun::printJson(const RunRecord& run, int exitCode)
 {
-    QJsonObject document = reportJson(report);
-    document.insert(QStringLiteral("configuration"), m_site.configurationPath());
-    document.insert(QStringLiteral("site"),
-                    QJsonObject{{QStringLiteral("rows"), m_site.part(Backend::SitePart::Rows).place},
-                                {QStringLiteral("files"), m_site.part(Backend::SitePart::Files).place}});
-    document.insert(QStringLiteral("exit_code"), exitCode);
+    QJsonObject document = reportJson(run);
+    const QJsonObject beside = besideResults(exitCode);
+    for (auto one = beside.begin(); one != beside.end(); ++one)
+        document.insert(one.key(), one.value());
     m_out << QString::fromUtf8(QJsonDocument(document).toJson());
+}
+
+/// What the results of a run do not know.
+QJsonObject BatchRun::besideResults(int exitCode) const
+{
+    const QJsonObject site{{QStringLiteral("rows"), m_site.part(Backend::SitePart::Rows).place},
+                           {QStringLiteral("files"), m_site.part(Backend::SitePart::Files).place}};
+    return {{QStringLiteral("configuration"), m_site.configurationPath()},
+            {QStringLiteral("site"), site},
+            {QStringLiteral("exit_code"), exitCode}};
+}
+
+/// @return false, and the reason is told, where the file that was asked for cannot be written
+bool BatchRun::writeReport(const RunRecord& run, int exitCode)
+{
+    if (m_options.report.isEmpty())
+        return true;
+    const QString failure = writeReportFile(m_options.report, run, besideResults(exitCode));
+    return failure.isEmpty() || refuse(failure);
 }
 
 void BatchRun::screenshot(const QString& name)

@@ -2,6 +2,7 @@
 
 #include "backend/HostInterface.h"
 
+#include <QJsonObject>
 #include <QObject>
 #include <QTextStream>
 
@@ -14,6 +15,7 @@ class DialogOperator;
 class KnownBatch;
 class MainWindow;
 class SiteAccess;
+struct RunRecord;
 
 struct BatchOptions
 {
@@ -22,6 +24,7 @@ struct BatchOptions
     bool json = false;       ///< the report as a JSON document, not as tables
     bool skipKnown = false;  ///< leave out what the site has already (KnownBatch)
     bool allowLinks = false; ///< import what links that lead out of the directory lead to
+    QString report = {};     ///< file that takes the report as well (RunReportFile.h); empty: none
 };
 
 /// Works the file import panel of a window as an operator would: chooses a batch directory in the panel's own
@@ -37,7 +40,8 @@ public:
     ~BatchRun() override;
 
     /// @return exit code: 0 when every entry was imported or left out, 1 when not, or when that is unknown of
-    /// one, 2 when the directory cannot be imported; then there is no report
+    /// one, or the report's file could not be written, 2 when the directory cannot be imported; then there is
+    /// no report
     int run();
 
 private:
@@ -49,7 +53,9 @@ private:
     void showWait(const Backend::ServiceWait& wait);
     void printTables(const BatchReport& report);
     void printRemarks(const BatchReport& report);
-    void printJson(const BatchReport& report, int exitCode);
+    void printJson(const RunRecord& run, int exitCode);
+    [[nodiscard]] QJsonObject besideResults(int exitCode) const;
+    [[nodiscard]] bool writeReport(const RunRecord& run, int exitCode);
     void screenshot(const QString& name);
     /// A line of its own, at once. @return false
     bool refuse(const QString& reason);

@@ -4,6 +4,8 @@
 
 #include "host/CommandLine.h"
 
+#include "host/core/RunReportFile.h"
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -82,6 +84,11 @@ private:
                            "can be run again until all of it is imported.");
     QCommandLineOption m_allowLinks =
         flag("allow-links", "With --batch: import what links that lead out of DIR lead to, too.");
+    QCommandLineOption m_report =
+        valueOption("report",
+                    "With --batch: write the report into FILE as well, whose suffix says its form: .csv for "
+                    "spreadsheets, .json as --json prints it, or .html to print.",
+                    "FILE");
     QCommandLineOption m_importJob =
         valueOption("import",
                     "Import a waiting job through the job list panel and send it to the robot, and "
@@ -103,7 +110,7 @@ Reader::Reader()
     // Qt's own options have one dash and many letters.
     m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     m_parser.addOptions({m_help, m_version, m_configuration, m_batch, m_json, m_skipKnown, m_allowLinks,
-                         m_importJob, m_mode, m_screenshots, m_robot});
+                         m_report, m_importJob, m_mode, m_screenshots, m_robot});
     addQtOptions();
 }
 
@@ -140,6 +147,7 @@ CommandLine Reader::read(const QStringList& arguments)
     line.json = m_parser.isSet(m_json);
     line.skipKnown = m_parser.isSet(m_skipKnown);
     line.allowLinks = m_parser.isSet(m_allowLinks);
+    line.report = absolute(m_parser.value(m_report));
     line.importJob = m_parser.value(m_importJob);
     if (m_parser.isSet(m_mode))
         line.mode = m_parser.value(m_mode).toInt();
@@ -155,10 +163,13 @@ QString Reader::refusal() const
         return QStringLiteral("\"%1\" is not an option").arg(stray.first());
     if (m_parser.isSet(m_batch) && m_parser.isSet(m_importJob))
         return QStringLiteral("--batch and --import exclude each other");
-    for (const QCommandLineOption& option : {m_json, m_skipKnown, m_allowLinks}) {
+    for (const QCommandLineOption& option : {m_json, m_skipKnown, m_allowLinks, m_report}) {
         if (m_parser.isSet(option) && !m_parser.isSet(m_batch))
             return QStringLiteral("--%1 goes with --batch").arg(option.names().constFirst());
     }
+    if (m_parser.isSet(m_report) && !reportFormOf(m_parser.value(m_report)))
+        return QStringLiteral("--report takes a file whose name ends in .%1")
+            .arg(reportSuffixes().join(QStringLiteral(", .")));
     if (m_parser.isSet(m_mode) && !m_parser.isSet(m_importJob))
         return QStringLiteral("--mode goes with --import");
     bool isNumber = true;

@@ -15,9 +15,10 @@ struct CommandLine
     Task task = Task::ShowWindow;
     QString configuration;  ///< absolute path; empty: the usual places
     QString batchDirectory; ///< absolute path
-    bool json = false;      ///< for ImportBatch, as the two that follow: see BatchOptions
+    bool json = false;      ///< for ImportBatch, as the three that follow: see BatchOptions
     bool skipKnown = false;
     bool allowLinks = false;
+    QString report;              ///< absolute path; empty: none
     QString importJob;           ///< generated job name
     int mode = -1;               ///< the job list panel's, for ImportJob
     QString screenshots;         ///< absolute path of a directory; empty: none

@@ -22,6 +22,7 @@
 #include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
 #include "host/RobotView.h"
+#include "host/RunResults.h"
 #include "host/ServiceLog.h"
 #include "host/SiteStatusBar.h"
 #include "host/SourceWatch.h"
@@ -58,6 +59,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_robotLedger(new RobotLedger(site, *m_panelRun, *m_panelReport, this))
     , m_sourceWatch(new SourceWatch(site, *m_panelRun, *m_panelReport, this))
     , m_manifests(new ManifestKeeper(site, *m_panelRun, *m_panelReport, this))
+    , m_results(new RunResults(site, *m_panelRun, *m_panelReport, *m_sourceWatch, this))
     , m_status(new SiteStatusBar(site, this))
     , m_robotProbe(new RobotProbe(this))
     , m_companyWatch(new CompanyWatch(this))

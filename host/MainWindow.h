@@ -29,6 +29,7 @@ class PanelRun;
 class RobotLedger;
 class RobotProbe;
 class RobotView;
+class RunResults;
 class ServiceLog;
 class SiteAccess;
 class SiteStatusBar;
@@ -48,6 +49,7 @@ public:
     [[nodiscard]] const PanelRun& panelRun() const { return *m_panelRun; }
     [[nodiscard]] RobotLedger& robotLedger() const { return *m_robotLedger; }
     [[nodiscard]] PanelReport& panelReport() const { return *m_panelReport; }
+    [[nodiscard]] RunResults& runResults() const { return *m_results; }
     [[nodiscard]] SourceWatch& sourceWatch() const { return *m_sourceWatch; }
     [[nodiscard]] CamImport& camImport() const { return *m_camImport; }
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
@@ -96,6 +98,7 @@ private:
     ManifestKeeper* m_manifests;
     RobotView* m_robotView = nullptr;
     CompaniesView* m_companiesView = nullptr;
+    RunResults* m_results;
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;
     MainDocks* m_docks = nullptr;

@@ -63,8 +63,8 @@ int runUnattended(MainWindow& window, SiteAccess& site, const CommandLine& line,
     window.show();
     QApplication::processEvents();
     if (line.task == CommandLine::Task::ImportBatch) {
-        const BatchOptions options{line.batchDirectory, line.screenshots, line.json, line.skipKnown,
-                                   line.allowLinks};
+        const BatchOptions options{line.batchDirectory, line.screenshots, line.json,
+                                   line.skipKnown,      line.allowLinks,  line.report};
         return BatchRun(window, site, options, out, messages).run();
     }
     return ImportRun(window, site, line.importJob, line.mode, line.screenshots, out).run();

@@ -1,72 +1,51 @@
 #include "host/core/ReportJson.h"
 
-#include "host/core/BatchReport.h"
+#include "host/core/RunRecord.h"
 
 #include <QJsonArray>
-#include <QJsonValue>
 
+#include <algorithm>
 #include <numeric>
 
 namespace KOZAV::Host {
 
 namespace {
 
-/// What is not known is null.
-QJsonValue textOrNull(const QString& text)
+/// By result; the counts by outcome stand beside them.
+QJsonObject countsJson(const RunRecord& run)
 {
-    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
-}
-
-QJsonArray remarksJson(const std::vector<Remark>& remarks)
-{
-    QJsonArray array;
-    for (const Remark& remark : remarks)
-        array << QJsonObject{{QStringLiteral("code"), remark.code}, {QStringLiteral("text"), remark.text}};
-    return array;
-}
-
-QJsonObject rowJson(const BatchReportRow& row)
-{
-    return {{QStringLiteral("company"), textOrNull(row.company)},
-            {QStringLiteral("entry"), row.entry},
-            {QStringLiteral("source"), textOrNull(row.sourcePath)},
-            {QStringLiteral("result"), resultName(row.result)},
-            {QStringLiteral("generated_name"), textOrNull(row.generatedName)},
-            {QStringLiteral("flow_guid"), textOrNull(row.flowKey)},
-            {QStringLiteral("stored_name"), textOrNull(row.storedName)},
-            {QStringLiteral("bytes"), row.bytes},
-            {QStringLiteral("seconds"), row.seconds},
-            {QStringLiteral("reason"), textOrNull(row.reason)},
-            {QStringLiteral("reason_code"), textOrNull(row.reasonCode)},
-            {QStringLiteral("warnings"), remarksJson(row.warnings)}};
-}
-
-QJsonObject countsJson(const BatchReport& report)
-{
+    const auto count = [&run](BatchResult result) {
+        return static_cast<int>(
+            std::count_if(run.rows.begin(), run.rows.end(),
+                          [result](const BatchReportRow& row) { return row.result == result; }));
+    };
     const auto warnings = [](int sum, const BatchReportRow& row) {
         return sum + static_cast<int>(row.warnings.size());
     };
-    return {{QStringLiteral("imported"), report.count(BatchResult::Imported)},
-            {QStringLiteral("not_imported"), report.count(BatchResult::NotImported)},
-            {QStringLiteral("unknown"), report.count(BatchResult::Unknown)},
-            {QStringLiteral("left_out"), report.count(BatchResult::LeftOut)},
-            {QStringLiteral("warnings"),
-             std::accumulate(report.rows().begin(), report.rows().end(), 0, warnings)}};
+    return {{QStringLiteral("imported"), count(BatchResult::Imported)},
+            {QStringLiteral("not_imported"), count(BatchResult::NotImported)},
+            {QStringLiteral("unknown"), count(BatchResult::Unknown)},
+            {QStringLiteral("left_out"), count(BatchResult::LeftOut)},
+            {QStringLiteral("warnings"), std::accumulate(run.rows.begin(), run.rows.end(), 0, warnings)}};
 }
 
 } // namespace
 
-QJsonObject reportJson(const BatchReport& report)
+QJsonObject reportJson(const RunRecord& run)
 {
     QJsonArray rows;
-    for (const BatchReportRow& row : report.rows())
+    for (const BatchReportRow& row : run.rows)
         rows << rowJson(row);
-    return {{QStringLiteral("directory"), report.sourcePath()},
-            {QStringLiteral("start"), report.startTime().toUTC().toString(Qt::ISODateWithMs)},
-            {QStringLiteral("end"), report.endTime().toUTC().toString(Qt::ISODateWithMs)},
-            {QStringLiteral("counts"), countsJson(report)},
+    return {{QStringLiteral("run"), run.guid},
+            {QStringLiteral("directory"), run.source},
+            {QStringLiteral("start"), run.start.toUTC().toString(Qt::ISODateWithMs)},
+            {QStringLiteral("end"), run.end.toUTC().toString(Qt::ISODateWithMs)},
+            {QStringLiteral("user"), run.userName},
+            {QStringLiteral("host"), run.host},
+            {QStringLiteral("counts"), countsJson(run)},
+            {QStringLiteral("outcomes"), run.counts.toJson()},
             {QStringLiteral("rows"), rows},
-            {QStringLiteral("remarks"), remarksJson(report.remarks())}};
+            {QStringLiteral("remarks"), remarksJson(run.remarks)}};
 }
 
 } // namespace KOZAV::Host

@@ -4,10 +4,10 @@
 
 namespace KOZAV::Host {
 
-class BatchReport;
+struct RunRecord;
 
-/// The report as one JSON object, as docs/outcomes.md describes it: all but what is known only to who ran it
-/// (site, configuration, exit code).
-QJsonObject reportJson(const BatchReport& report);
+/// The results of a run as one JSON object, as docs/outcomes.md describes it: all but what is known only to
+/// who ran it (site, configuration, exit code).
+QJsonObject reportJson(const RunRecord& run);
 
 } // namespace KOZAV::Host

@@ -1,5 +1,6 @@
 // The client's batch run, as a script starts it.
 
+#include "host/site/RunHistory.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/TestProgram.h"
@@ -7,6 +8,8 @@
 #include <QApplication>
 #include <QDir>
 #include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTest>
 
 #include <algorithm>
@@ -39,6 +42,9 @@ class ClientBatch : public QObject
 private Q_SLOTS:
     void allImportedEndsWithZero();
     void everyEntryThatIsNotImportedIsToldWithItsReason();
+    void reportsAreWrittenAsFiles();
+    void aReportThatCannotBeWrittenIsAnError();
+    void theSiteKeepsTheRunOnce();
     void picturesOfTheWindow();
     void notADirectory();
     void brokenConfiguration();
@@ -106,6 +112,73 @@ void ClientBatch::everyEntryThatIsNotImportedIsToldWithItsReason()
         });
         QVERIFY2(told, qPrintable(reason.key() + QLatin1Char('\n') + client.output));
     }
+}
+
+void ClientBatch::reportsAreWrittenAsFiles()
+{
+    const FreshSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
+    writeFile(site.path(QStringLiteral("batch/甲/notes.txt")), "refused");
+    for (const char* const suffix : {"csv", "json", "html"}) {
+        const QString report = site.path(QStringLiteral("report.%1").arg(QLatin1String(suffix)));
+        const ClientRun client =
+            runClientOn(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch")),
+                               QStringLiteral("--report"), report});
+        QVERIFY2(client.exitCode == 1, client.everything().constData());
+        const QByteArray content = contentOf(report);
+        QVERIFY2(content.contains("notes.txt"), content.constData());
+    }
+    QVERIFY(contentOf(site.path(QStringLiteral("report.csv"))).contains("\r\n甲,notes.txt,refused,"));
+    QVERIFY(contentOf(site.path(QStringLiteral("report.html"))).contains("<td>notes.txt</td>"));
+    const QJsonObject json =
+        QJsonDocument::fromJson(contentOf(site.path(QStringLiteral("report.json")))).object();
+    QCOMPARE(json.value(QLatin1String("exit_code")), QJsonValue(1));
+    QCOMPARE(json.value(QLatin1String("configuration")), QJsonValue(site.configuration()));
+    QCOMPARE(json.value(QLatin1String("rows"))[0][QLatin1String("reason_code")],
+             QJsonValue(QStringLiteral("suffix-refused")));
+}
+
+void ClientBatch::aReportThatCannotBeWrittenIsAnError()
+{
+    const FreshSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
+    writeFile(site.path(QStringLiteral("batch/甲/one.tgz")), "one");
+    const ClientRun client =
+        runClientOn(site, {QStringLiteral("--batch"), site.path(QStringLiteral("batch")),
+                           QStringLiteral("--report"), site.path(QStringLiteral("absent/report.csv"))});
+    QVERIFY2(client.exitCode == 1, client.everything().constData());
+    QVERIFY2(client.output.contains(QStringLiteral("absent/report.csv cannot be written: ")),
+             client.everything().constData());
+    QVERIFY(client.output.contains(QStringLiteral("Imported: 1")));
+}
+
+void ClientBatch::theSiteKeepsTheRunOnce()
+{
+    const FreshSite site;
+    site.addCompany(QStringLiteral("AB"), QStringLiteral("甲"));
+    const QString batch = site.path(QStringLiteral("batch"));
+    writeFile(batch + QStringLiteral("/甲/cut.zip"), QByteArray("PK\3\4").append(100, 'x'));
+    writeFile(batch + QStringLiteral("/乙/job.zip"), "nobody's");
+    for (const QStringList& options : {QStringList(), QStringList(QStringLiteral("--skip-known"))}) {
+        const ClientRun client = runClientOn(site, QStringList({QStringLiteral("--batch"), batch}) + options);
+        QVERIFY2(client.exitCode == 1, client.everything().constData());
+    }
+    QString failure;
+    const auto runs = Host::keptRuns(10, 0, failure);
+    QVERIFY2(runs, qPrintable(failure));
+    QCOMPARE(int(runs->size()), 2);
+    QCOMPARE(runs->front().source, batch);
+    QCOMPARE(runs->front().counts.of(Host::Outcome::LeftOut), 1);
+    QCOMPARE(runs->back().counts.of(Host::Outcome::WithWarnings), 1);
+    QCOMPARE(runs->back().counts.of(Host::Outcome::Refused), 1);
+    const auto run = Host::keptRun(runs->back().guid, failure);
+    QVERIFY2(run, qPrintable(failure));
+    QCOMPARE(int(run->rows.size()), 2);
+    // The warning came after the panel's slot had returned.
+    const auto& rows = run->rows;
+    const bool first = rows.front().entry == QStringLiteral("cut.zip");
+    QVERIFY(!rows[first ? 0 : 1].warnings.empty());
+    QCOMPARE(rows[first ? 1 : 0].reasonCode, QStringLiteral("company-unknown"));
 }
 
 void ClientBatch::picturesOfTheWindow()

@@ -67,6 +67,11 @@ void ClientCommandLine::refused_data()
     QTest::newRow("mode alone") << QStringLiteral("--mode 1") << QStringLiteral("--mode goes with --import");
     QTest::newRow("mode of a batch") << QStringLiteral("--batch DIR --mode 1")
                                      << QStringLiteral("--mode goes with --import");
+    QTest::newRow("report alone") << QStringLiteral("--report r.csv")
+                                  << QStringLiteral("--report goes with --batch");
+    QTest::newRow("form of a report")
+        << QStringLiteral("--batch DIR --report r.xls")
+        << QStringLiteral("--report takes a file whose name ends in .csv, .json, .html");
     QTest::newRow("mode is no number")
         << QStringLiteral("--import HX000001 --mode one") << QStringLiteral("--mode takes a whole number");
 }
