@@ -77,13 +77,19 @@ private:
                     "end. Exit code: 0 all imported, 1 not all, or unknown of some, or the report could "
                     "not be written, 2 not started.",
                     "DIR");
-    QCommandLineOption m_json = flag("json", "With --batch: print the report as one JSON document; all else "
-                                             "goes to the standard error.");
+    QCommandLineOption m_check = valueOption(
+        "check",
+        "Print what --batch would make of a batch directory, and change nothing. Exit code: 0 all "
+        "would be imported, 1 not all, or that is not known, 2 not started.",
+        "DIR");
+    QCommandLineOption m_json =
+        flag("json", "With --batch or --check: print the report as one JSON document; "
+                     "all else goes to the standard error.");
     QCommandLineOption m_skipKnown =
         flag("skip-known", "With --batch: leave out what the site has whole, by its content, so that a batch "
                            "can be run again until all of it is imported.");
     QCommandLineOption m_allowLinks =
-        flag("allow-links", "With --batch: import what links that lead out of DIR lead to, too.");
+        flag("allow-links", "With --batch or --check: import what links that lead out of DIR lead to, too.");
     QCommandLineOption m_report =
         valueOption("report",
                     "With --batch: write the report into FILE as well, whose suffix says its form: .csv for "
@@ -103,14 +109,14 @@ private:
 
 Reader::Reader()
 {
-    m_parser.setApplicationDescription(
-        QStringLiteral("Desktop client: imports jobs, lists and opens them.\n"
-                       "--batch and --import show no window and need no display, unless QT_QPA_PLATFORM or\n"
-                       "-platform says where. Qt's own options, such as -style, are taken too."));
+    m_parser.setApplicationDescription(QStringLiteral(
+        "Desktop client: imports jobs, lists and opens them.\n"
+        "--batch, --check and --import show no window and need no display, unless QT_QPA_PLATFORM or\n"
+        "-platform says where. Qt's own options, such as -style, are taken too."));
     // Qt's own options have one dash and many letters.
     m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    m_parser.addOptions({m_help, m_version, m_configuration, m_batch, m_json, m_skipKnown, m_allowLinks,
-                         m_report, m_importJob, m_mode, m_screenshots, m_robot});
+    m_parser.addOptions({m_help, m_version, m_configuration, m_batch, m_check, m_json, m_skipKnown,
+                         m_allowLinks, m_report, m_importJob, m_mode, m_screenshots, m_robot});
     addQtOptions();
 }
 
@@ -140,10 +146,12 @@ CommandLine Reader::read(const QStringList& arguments)
     CommandLine line;
     if (m_parser.isSet(m_batch))
         line.task = CommandLine::Task::ImportBatch;
+    else if (m_parser.isSet(m_check))
+        line.task = CommandLine::Task::CheckBatch;
     else if (m_parser.isSet(m_importJob))
         line.task = CommandLine::Task::ImportJob;
     line.configuration = absolute(m_parser.value(m_configuration));
-    line.batchDirectory = absolute(m_parser.value(m_batch));
+    line.batchDirectory = absolute(m_parser.value(m_parser.isSet(m_check) ? m_check : m_batch));
     line.json = m_parser.isSet(m_json);
     line.skipKnown = m_parser.isSet(m_skipKnown);
     line.allowLinks = m_parser.isSet(m_allowLinks);
@@ -161,9 +169,18 @@ QString Reader::refusal() const
 {
     if (const QStringList stray = m_parser.positionalArguments(); !stray.isEmpty())
         return QStringLiteral("\"%1\" is not an option").arg(stray.first());
-    if (m_parser.isSet(m_batch) && m_parser.isSet(m_importJob))
-        return QStringLiteral("--batch and --import exclude each other");
-    for (const QCommandLineOption& option : {m_json, m_skipKnown, m_allowLinks, m_report}) {
+    QStringList tasks;
+    for (const QCommandLineOption& option : {m_batch, m_check, m_importJob}) {
+        if (m_parser.isSet(option))
+            tasks << QStringLiteral("--%1").arg(option.names().constFirst());
+    }
+    if (tasks.size() > 1)
+        return QStringLiteral("%1 and %2 exclude each other").arg(tasks.first(), tasks.last());
+    for (const QCommandLineOption& option : {m_json, m_allowLinks}) {
+        if (m_parser.isSet(option) && !m_parser.isSet(m_batch) && !m_parser.isSet(m_check))
+            return QStringLiteral("--%1 goes with --batch or --check").arg(option.names().constFirst());
+    }
+    for (const QCommandLineOption& option : {m_skipKnown, m_report}) {
         if (m_parser.isSet(option) && !m_parser.isSet(m_batch))
             return QStringLiteral("--%1 goes with --batch").arg(option.names().constFirst());
     }

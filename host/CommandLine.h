@@ -10,7 +10,7 @@ constexpr int notStarted = 2;
 /// What zav_client was asked to do.
 struct CommandLine
 {
-    enum class Task { ShowWindow, ImportBatch, ImportJob };
+    enum class Task { ShowWindow, ImportBatch, CheckBatch, ImportJob };
 
     Task task = Task::ShowWindow;
     QString configuration;  ///< absolute path; empty: the usual places

@@ -1,6 +1,7 @@
 // zav_client: both panels in one window, on the site that the configuration names.
 
 #include "host/BatchRun.h"
+#include "host/CheckRun.h"
 #include "host/ClientState.h"
 #include "host/CommandLine.h"
 #include "host/EmbeddedRobot.h"
@@ -152,6 +153,11 @@ int main(int argc, char* argv[])
     if (line.robot) {
         if (const QString failure = robot.start(); !failure.isEmpty())
             return refuse(failure, line, messages);
+    }
+
+    if (line.task == CommandLine::Task::CheckBatch) {
+        const CheckOptions options{line.batchDirectory, line.json, line.allowLinks};
+        return withOutputWritten(CheckRun(site, options, out, messages).run(), out);
     }
 
     MainWindow window(site, log);

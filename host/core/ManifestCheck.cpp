@@ -59,22 +59,32 @@ Remark tooLarge()
             QStringLiteral("readme.json is longer than %1 bytes").arg(usualBytes)};
 }
 
-/// What a row will not hold as it is.
-QString unstorable(const QString& text)
+/// Why a row is refused that would hold it.
+QString refusalOf(const QString& text)
 {
     if (text.contains(QChar::Null))
         return QStringLiteral("holds a NUL character");
     if (text.startsWith(QChar::ByteOrderMark))
         return QStringLiteral("begins with a byte order mark");
+    return {};
+}
+
+/// What a row will not hold as it is.
+QString unstorable(const QString& text)
+{
+    if (QString refusal = refusalOf(text); !refusal.isEmpty())
+        return refusal;
     if (!text.isValidUtf16())
         return QStringLiteral("holds half a surrogate pair, which is stored as another character");
     return {};
 }
 
+constexpr const char* textNames[] = {"resource", "customer2", "customer3"};
+
 std::vector<Remark> flawsOfTexts(const QJsonObject& manifest)
 {
     std::vector<Remark> flaws;
-    for (const char* name : {"resource", "customer2", "customer3"}) {
+    for (const char* name : textNames) {
         const QJsonValue value = manifest.value(QLatin1String(name));
         const QString shown = QStringLiteral("\"%1\" in readme.json").arg(QLatin1String(name));
         if (!value.isUndefined() && !value.isString())
@@ -85,20 +95,28 @@ std::vector<Remark> flawsOfTexts(const QJsonObject& manifest)
     return flaws;
 }
 
-/// What the import will not use, or not store as it is.
-std::vector<Remark> flawsOf(const QByteArray& manifest)
+/// Tells what the import will not use, or not store as it is, and whether that costs the job.
+void judge(const QByteArray& manifest, ManifestLook& look)
 {
-    if (manifest.size() > usualBytes)
-        return {tooLarge()};
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(manifest, &error);
-    if (error.error != QJsonParseError::NoError)
-        return {broken(QStringLiteral("readme.json is not JSON at byte %1, %2")
-                           .arg(error.offset)
-                           .arg(error.errorString()))};
-    if (!document.isObject())
-        return {broken(QStringLiteral("readme.json is no JSON object"))};
-    return flawsOfTexts(document.object());
+    for (const char* name : textNames) {
+        const QString refusal = refusalOf(document.object().value(QLatin1String(name)).toString());
+        if (!refusal.isEmpty())
+            look.refusal = QStringLiteral("\"%1\" in readme.json %2").arg(QLatin1String(name), refusal);
+    }
+    std::vector<Remark> flaws;
+    if (manifest.size() > usualBytes)
+        flaws = {tooLarge()};
+    else if (error.error != QJsonParseError::NoError)
+        flaws = {broken(QStringLiteral("readme.json is not JSON at byte %1, %2")
+                            .arg(error.offset)
+                            .arg(error.errorString()))};
+    else if (!document.isObject())
+        flaws = {broken(QStringLiteral("readme.json is no JSON object"))};
+    else
+        flaws = flawsOfTexts(document.object());
+    look.remarks.insert(look.remarks.end(), flaws.begin(), flaws.end());
 }
 
 } // namespace
@@ -128,8 +146,7 @@ ManifestLook lookAtManifest(const QString& folder)
         look.remarks.push_back(manifestNotKept(found.refusal));
     if (!found.content)
         return look;
-    for (const Remark& flaw : flawsOf(*found.content))
-        look.remarks.push_back(flaw);
+    judge(*found.content, look);
     look.content = std::move(found.content);
     return look;
 }

@@ -15,6 +15,7 @@ struct ManifestLook
 {
     std::optional<QByteArray> content; ///< nothing where there is none, or none that could be kept
     std::vector<Remark> remarks;       ///< what the import will not use, or not store as it is
+    QString refusal;                   ///< why the site takes no job with these texts; empty where it does
 };
 
 /// The name of a job manifest in its folder.

@@ -64,6 +64,12 @@ void ClientCommandLine::refused_data()
         << QStringLiteral("--batch DIR more") << QStringLiteral("\"more\" is not an option");
     QTest::newRow("batch and import") << QStringLiteral("--batch DIR --import HX000001")
                                       << QStringLiteral("--batch and --import exclude each other");
+    QTest::newRow("batch and check") << QStringLiteral("--batch DIR --check DIR")
+                                     << QStringLiteral("--batch and --check exclude each other");
+    QTest::newRow("json alone") << QStringLiteral("--json")
+                                << QStringLiteral("--json goes with --batch or --check");
+    QTest::newRow("skip-known of a check")
+        << QStringLiteral("--check DIR --skip-known") << QStringLiteral("--skip-known goes with --batch");
     QTest::newRow("mode alone") << QStringLiteral("--mode 1") << QStringLiteral("--mode goes with --import");
     QTest::newRow("mode of a batch") << QStringLiteral("--batch DIR --mode 1")
                                      << QStringLiteral("--mode goes with --import");
@@ -91,6 +97,8 @@ void ClientCommandLine::unattendedWithoutADisplay_data()
     QTest::addColumn<QString>("option");
     QTest::addColumn<QString>("output");
     QTest::newRow("batch") << QStringLiteral("--batch")
+                           << QStringLiteral("error: /absent is not a directory");
+    QTest::newRow("check") << QStringLiteral("--check")
                            << QStringLiteral("error: /absent is not a directory");
     QTest::newRow("import") << QStringLiteral("--import")
                             << QStringLiteral("error: the site has no job /absent");

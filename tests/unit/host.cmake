@@ -9,7 +9,7 @@ if(ZAV_BUILD_PANELS)
   zav_add_tests(host_tests LABELS host TESTS host_announcement host_batch_report host_client_state host_hostile_archives host_layer_stack
                                              host_matrix host_panel_run host_panel_tidying host_plain_text host_publishing
                                              host_robot_probe host_run_gate host_run_record host_service_log host_unpacker)
-  zav_add_tests(host_tests LABELS host TESTS host_archive_check)
+  zav_add_tests(host_tests LABELS host TESTS host_archive_check host_foresight)
   zav_add_tests(host_tests LABELS host TESTS host_language host_translations)
   zav_add_tests(host_tests LABELS host TESTS host_companies_view host_robot_requests)
   zav_add_tests(host_tests SITES LABELS host TESTS host_run_history host_site_status)
