@@ -30,7 +30,7 @@ using Column = JobPlan::Column;
 using Way = JobPlan::Way;
 
 // Indexed by Column.
-constexpr const char* columnNames[] = {
+constexpr const char* orderColumns[] = {
     "f.id",    "f.created_time", "f.ko_serial_name",      "f.job_name_start",
     "f.state", "f.sub_state",    "f.upload_batch_number", "o.id"};
 
@@ -229,7 +229,7 @@ QByteArray tablesOf(const JobPlan& plan)
 
 QByteArray columnOf(const JobPlan& plan, std::size_t number)
 {
-    const QByteArray name = columnNames[static_cast<size_t>(plan.order[number])];
+    const QByteArray name = orderColumns[static_cast<size_t>(plan.order[number])];
     return plan.sorted ? "+" + name : name;
 }
 
