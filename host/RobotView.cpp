@@ -20,7 +20,7 @@ namespace KOZAV::Host {
 
 namespace {
 
-constexpr int intervalMs = 15000;
+constexpr int refreshMs = 15000;
 constexpr int mostFailures = 4; ///< that are told beneath the table
 
 QLabel* plainLabel(QWidget* parent, const QString& objectName)
@@ -44,7 +44,7 @@ RobotView::RobotView(QWidget* parent)
     layout->addWidget(buildTop());
     layout->addWidget(buildCentre(), 1);
     layout->addWidget(buildBottom());
-    m_interval.setInterval(intervalMs);
+    m_interval.setInterval(refreshMs);
     connectParts();
     showSelection();
 }
