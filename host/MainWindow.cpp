@@ -5,9 +5,11 @@
 
 #include "host/MainWindow.h"
 
+#include "host/AboutDialog.h"
 #include "host/CamImport.h"
 #include "host/CompaniesView.h"
 #include "host/CompanyWatch.h"
+#include "host/DesktopNotice.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
 #include "host/MainDocks.h"
@@ -81,6 +83,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     });
     // After all that have something to tell of the run.
     connect(m_panelRun, &PanelRun::ended, this, &MainWindow::tellReport);
+    new DesktopNotice(*m_panelRun, *m_panelReport, this);
     m_manifests->recover();
     reloadFiles();
 }
@@ -150,6 +153,12 @@ void MainWindow::buildMenu()
     QAction* quit = file->addAction(tr("&Quit"), this, &QWidget::close);
     quit->setShortcut(QKeySequence::Quit);
     menuBar()->insertMenu(view->menuAction(), file);
+    QMenu* help = menuBar()->addMenu(tr("&Help"));
+    help->setObjectName(QStringLiteral("helpMenu"));
+    QAction* about = help->addAction(tr("&About this program …"), this,
+                                     [this] { AboutDialog(m_site, m_log.keptFile(), this).exec(); });
+    about->setObjectName(QStringLiteral("about"));
+    about->setMenuRole(QAction::AboutRole);
 }
 
 void MainWindow::connectParts()

@@ -2,6 +2,16 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="en">
 <context>
+    <name>KOZAV::Host::DesktopNotice</name>
+    <message numerus="yes">
+        <source>%1: %n job(s) imported</source>
+        <translation>
+            <numerusform>%1: %n job imported</numerusform>
+            <numerusform>%1: %n jobs imported</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::JobView</name>
     <message numerus="yes">
         <source>ODB++ · Steps: %1 · %n layer(s)</source>
@@ -18,6 +28,37 @@
         <translation>
             <numerusform>%n source file</numerusform>
             <numerusform>%n source files</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RobotView</name>
+    <message numerus="yes">
+        <source>%n request(s) selected</source>
+        <translation>
+            <numerusform>%n request selected</numerusform>
+            <numerusform>%n requests selected</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n job(s) answered by the robot</source>
+        <translation>
+            <numerusform>%n job answered by the robot</numerusform>
+            <numerusform>%n jobs answered by the robot</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n job(s) back on the waiting list</source>
+        <translation>
+            <numerusform>%n job back on the waiting list</numerusform>
+            <numerusform>%n jobs back on the waiting list</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n more in the messages</source>
+        <translation>
+            <numerusform>%n more in the messages</numerusform>
+            <numerusform>%n more in the messages</numerusform>
         </translation>
     </message>
 </context>

@@ -2,6 +2,82 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="zh_CN" sourcelanguage="en">
 <context>
+    <name>KOZAV::Host::AboutDialog</name>
+    <message>
+        <source>unreachable</source>
+        <translation>无法连接</translation>
+    </message>
+    <message>
+        <source>About this program</source>
+        <translation>关于本程序</translation>
+    </message>
+    <message>
+        <source>Client</source>
+        <translation>客户端</translation>
+    </message>
+    <message>
+        <source>Qt</source>
+        <translation>Qt</translation>
+    </message>
+    <message>
+        <source>System</source>
+        <translation>操作系统</translation>
+    </message>
+    <message>
+        <source>Database</source>
+        <translation>数据库</translation>
+    </message>
+    <message>
+        <source>File store</source>
+        <translation>文件库</translation>
+    </message>
+    <message>
+        <source>Site</source>
+        <translation>站点</translation>
+    </message>
+    <message>
+        <source>Configuration</source>
+        <translation>配置</translation>
+    </message>
+    <message>
+        <source>Place of the database</source>
+        <translation>数据库位置</translation>
+    </message>
+    <message>
+        <source>Place of the file store</source>
+        <translation>文件库位置</translation>
+    </message>
+    <message>
+        <source>Upload cache</source>
+        <translation>上传缓存</translation>
+    </message>
+    <message>
+        <source>Download cache</source>
+        <translation>下载缓存</translation>
+    </message>
+    <message>
+        <source>User&apos;s own settings</source>
+        <translation>个人设置</translation>
+    </message>
+    <message>
+        <source>Log file</source>
+        <translation>日志文件</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <comment>what, its value</comment>
+        <translation>%1：%2</translation>
+    </message>
+    <message>
+        <source>Job data management</source>
+        <translation>料号数据管理</translation>
+    </message>
+    <message>
+        <source>C&amp;opy</source>
+        <translation>复制(&amp;O)</translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::CamImport</name>
     <message>
         <source>the job information cannot be read</source>
@@ -30,6 +106,117 @@
     <message>
         <source>cancelled</source>
         <translation>已取消</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::CompaniesModel</name>
+    <message>
+        <source>Code</source>
+        <translation>代码</translation>
+    </message>
+    <message>
+        <source>Name</source>
+        <translation>名称</translation>
+    </message>
+    <message>
+        <source>Jobs</source>
+        <translation>料号数</translation>
+    </message>
+    <message>
+        <source>Last batch</source>
+        <translation>最近批次</translation>
+    </message>
+    <message>
+        <source>Held by</source>
+        <translation>占用者</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::CompaniesView</name>
+    <message>
+        <source>Companies</source>
+        <translation>公司</translation>
+    </message>
+    <message>
+        <source>Add a &amp;company</source>
+        <translation>添加公司(&amp;C)</translation>
+    </message>
+    <message>
+        <source>Code of the new company</source>
+        <translation>新公司的代码</translation>
+    </message>
+    <message>
+        <source>prefix of its system jobs</source>
+        <translation>系统料号的前缀</translation>
+    </message>
+    <message>
+        <source>Name of the new company</source>
+        <translation>新公司的名称</translation>
+    </message>
+    <message>
+        <source>as its folder in a batch is called</source>
+        <translation>与批量目录中的文件夹同名</translation>
+    </message>
+    <message>
+        <source>C&amp;ode:</source>
+        <translation>代码(&amp;O)：</translation>
+    </message>
+    <message>
+        <source>&amp;Name:</source>
+        <translation>名称(&amp;N)：</translation>
+    </message>
+    <message>
+        <source>A&amp;dd</source>
+        <translation>添加(&amp;D)</translation>
+    </message>
+    <message>
+        <source>Rena&amp;me</source>
+        <translation>改名(&amp;M)</translation>
+    </message>
+    <message>
+        <source>Gives the chosen company another name; its code and its jobs stay</source>
+        <translation>为所选公司改名；代码和料号不变</translation>
+    </message>
+    <message>
+        <source>The company &quot;%1&quot; has been added.</source>
+        <translation>已添加公司“%1”。</translation>
+    </message>
+    <message>
+        <source>The company &quot;%1&quot; is now called &quot;%2&quot;.</source>
+        <translation>公司“%1”已改名为“%2”。</translation>
+    </message>
+    <message>
+        <source>There are no companies yet. Jobs are imported for a company: add the first one, with the name that its folder in a batch has.</source>
+        <translation>还没有公司。料号按公司导入：请添加第一家公司，名称与批量目录中其文件夹的名称相同。</translation>
+    </message>
+    <message>
+        <source>The companies cannot be read: %1</source>
+        <translation>无法读取公司：%1</translation>
+    </message>
+    <message>
+        <source>A code has 1 to %1 characters, none of them a blank, / or \.</source>
+        <translation>代码为 1 到 %1 个字符，不含空格、/ 或 \。</translation>
+    </message>
+    <message>
+        <source>A name has 1 to %1 characters, none of them a control character.</source>
+        <translation>名称为 1 到 %1 个字符，不含控制字符。</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::DesktopNotice</name>
+    <message>
+        <source>The import waits for an answer</source>
+        <translation>导入正在等待您的确认</translation>
+    </message>
+    <message>
+        <source>The import has ended</source>
+        <translation>导入已结束</translation>
+    </message>
+    <message numerus="yes">
+        <source>%1: %n job(s) imported</source>
+        <translation>
+            <numerusform>%1：已导入 %n 个料号</numerusform>
+        </translation>
     </message>
 </context>
 <context>
@@ -136,10 +323,6 @@
         <translation>消息</translation>
     </message>
     <message>
-        <source>Source data import</source>
-        <translation>原始数据导入</translation>
-    </message>
-    <message>
         <source>&amp;View</source>
         <translation>视图(&amp;V)</translation>
     </message>
@@ -197,12 +380,91 @@
         <source>%1 is no longer in the database</source>
         <translation>%1 已不在数据库中</translation>
     </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>帮助(&amp;H)</translation>
+    </message>
+    <message>
+        <source>&amp;About this program …</source>
+        <translation>关于本程序(&amp;A)…</translation>
+    </message>
+    <message>
+        <source>Robot</source>
+        <translation>机器人</translation>
+    </message>
+    <message>
+        <source>Companies</source>
+        <translation>公司</translation>
+    </message>
 </context>
 <context>
     <name>KOZAV::Host::Pages</name>
     <message>
         <source>Pages</source>
         <translation>页面</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::PanelPlace</name>
+    <message>
+        <source>Add a &amp;company…</source>
+        <translation>添加公司(&amp;C)…</translation>
+    </message>
+    <message>
+        <source>&amp;Understood</source>
+        <translation>知道了(&amp;U)</translation>
+    </message>
+    <message>
+        <source>Source data import</source>
+        <translation>原始数据导入</translation>
+    </message>
+    <message>
+        <source>Company of the single import</source>
+        <translation>单个导入的公司</translation>
+    </message>
+    <message>
+        <source>Chosen archive or job folder</source>
+        <translation>所选的压缩包或料号文件夹</translation>
+    </message>
+    <message>
+        <source>Chosen batch directory</source>
+        <translation>所选的批量目录</translation>
+    </message>
+    <message>
+        <source>Import the batch</source>
+        <translation>导入批量</translation>
+    </message>
+    <message>
+        <source>Import the single source</source>
+        <translation>导入单个原始数据</translation>
+    </message>
+    <message>
+        <source>Clear the batch directory&apos;s field</source>
+        <translation>清空批量目录栏</translation>
+    </message>
+    <message>
+        <source>Clear the single source&apos;s fields</source>
+        <translation>清空单个导入栏</translation>
+    </message>
+    <message>
+        <source>batch directory %1</source>
+        <translation>批量目录 %1</translation>
+    </message>
+    <message>
+        <source>single source %1</source>
+        <translation>单个原始数据 %1</translation>
+    </message>
+    <message>
+        <source>company %1</source>
+        <translation>公司 %1</translation>
+    </message>
+    <message>
+        <source>The companies of the site have changed, and the panel with them. Choose again: %1</source>
+        <translation>站点的公司已更改，导入面板已随之更新。请重新选择：%1</translation>
+    </message>
+    <message>
+        <source>There is no company yet. Jobs are imported for a company: add one first.</source>
+        <translation>还没有公司。料号要导入到公司名下：请先添加公司。</translation>
     </message>
 </context>
 <context>
@@ -589,6 +851,363 @@
     <message>
         <source>The robot&apos;s address robot/host = %1 is not a numeric one: requests of archived jobs (.kos) will not reach the robot</source>
         <translation>机器人地址 robot/host = %1 不是数字地址，存档料号 (.kos) 将无法送达机器人</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RobotRequestsModel</name>
+    <message>
+        <source>Sent</source>
+        <translation>已发送</translation>
+    </message>
+    <message>
+        <source>Not sent</source>
+        <translation>未发送</translation>
+    </message>
+    <message>
+        <source>Answered</source>
+        <translation>已应答</translation>
+    </message>
+    <message>
+        <source>Refused</source>
+        <translation>被拒绝</translation>
+    </message>
+    <message>
+        <source>No answer</source>
+        <translation>无应答</translation>
+    </message>
+    <message>
+        <source>Unknown</source>
+        <translation>未知</translation>
+    </message>
+    <message>
+        <source>Saved job</source>
+        <translation>存档料号</translation>
+    </message>
+    <message>
+        <source>Confirmed</source>
+        <translation>已确认</translation>
+    </message>
+    <message>
+        <source>Sent again</source>
+        <translation>重新发送</translation>
+    </message>
+    <message>
+        <source>No such job</source>
+        <translation>无此料号</translation>
+    </message>
+    <message>
+        <source>With the robot</source>
+        <translation>在机器人处</translation>
+    </message>
+    <message>
+        <source>Waiting</source>
+        <translation>等待中</translation>
+    </message>
+    <message>
+        <source>Taken back</source>
+        <translation>已撤回</translation>
+    </message>
+    <message>
+        <source>Import failed</source>
+        <translation>导入失败</translation>
+    </message>
+    <message>
+        <source>Processed further</source>
+        <translation>已继续处理</translation>
+    </message>
+    <message>
+        <source>The request was written to a connection with the robot, which does not confirm it.</source>
+        <translation>请求已写入与机器人的连接，但机器人不作确认。</translation>
+    </message>
+    <message>
+        <source>The request did not reach the robot.</source>
+        <translation>请求未送达机器人。</translation>
+    </message>
+    <message>
+        <source>The robot has answered the request.</source>
+        <translation>机器人已应答该请求。</translation>
+    </message>
+    <message>
+        <source>The robot has refused the request.</source>
+        <translation>机器人拒绝了该请求。</translation>
+    </message>
+    <message>
+        <source>The request was sent, and the robot did not answer.</source>
+        <translation>请求已发送，机器人没有应答。</translation>
+    </message>
+    <message>
+        <source>Whether the request reached the robot is not known.</source>
+        <translation>不知道请求是否送达机器人。</translation>
+    </message>
+    <message>
+        <source>The job has a later request.</source>
+        <translation>该料号有更新的请求。</translation>
+    </message>
+    <message>
+        <source>Send it again, or put the job back on the waiting list.</source>
+        <translation>请重新发送，或把料号放回等待列表。</translation>
+    </message>
+    <message>
+        <source>The job has no row at the site.</source>
+        <translation>站点中没有该料号的记录。</translation>
+    </message>
+    <message>
+        <source>The job is on the waiting list again.</source>
+        <translation>料号已重新在等待列表中。</translation>
+    </message>
+    <message>
+        <source>The job was taken back.</source>
+        <translation>料号已撤回。</translation>
+    </message>
+    <message>
+        <source>The import of the job has failed.</source>
+        <translation>料号导入失败。</translation>
+    </message>
+    <message>
+        <source>%1 %2</source>
+        <comment>two sentences</comment>
+        <translation>%1%2</translation>
+    </message>
+    <message>
+        <source>System job</source>
+        <translation>系统料号</translation>
+    </message>
+    <message>
+        <source>Job</source>
+        <translation>料号</translation>
+    </message>
+    <message>
+        <source>Request</source>
+        <translation>请求</translation>
+    </message>
+    <message>
+        <source>Job is now</source>
+        <translation>料号现状</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>时间</translation>
+    </message>
+    <message>
+        <source>Address</source>
+        <translation>地址</translation>
+    </message>
+    <message>
+        <source>Reason</source>
+        <translation>来源</translation>
+    </message>
+    <message>
+        <source>By</source>
+        <translation>操作员</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RobotView</name>
+    <message>
+        <source>Requests to the robot</source>
+        <translation>机器人请求</translation>
+    </message>
+    <message>
+        <source>&amp;Show:</source>
+        <translation>显示(&amp;S)：</translation>
+    </message>
+    <message>
+        <source>Requests that are shown</source>
+        <translation>显示的请求</translation>
+    </message>
+    <message>
+        <source>All requests</source>
+        <translation>全部请求</translation>
+    </message>
+    <message>
+        <source>To be dealt with</source>
+        <translation>待处理</translation>
+    </message>
+    <message>
+        <source>Waiting again</source>
+        <translation>重新等待</translation>
+    </message>
+    <message>
+        <source>Sent</source>
+        <translation>已发送</translation>
+    </message>
+    <message>
+        <source>Answered</source>
+        <translation>已应答</translation>
+    </message>
+    <message>
+        <source>Refused</source>
+        <translation>被拒绝</translation>
+    </message>
+    <message>
+        <source>Unknown outcome</source>
+        <translation>结果未知</translation>
+    </message>
+    <message>
+        <source>Not sent</source>
+        <translation>未发送</translation>
+    </message>
+    <message>
+        <source>Re&amp;fresh</source>
+        <translation>刷新(&amp;F)</translation>
+    </message>
+    <message>
+        <source>&amp;Send again</source>
+        <translation>重新发送(&amp;S)</translation>
+    </message>
+    <message>
+        <source>Sends the requests of the selected jobs to the robot again and waits for its answer</source>
+        <translation>把所选料号的请求重新发送给机器人并等待应答</translation>
+    </message>
+    <message>
+        <source>&amp;Back to the waiting list</source>
+        <translation>放回等待列表(&amp;B)</translation>
+    </message>
+    <message>
+        <source>Puts the selected jobs on the waiting list again; the robot is not told</source>
+        <translation>把所选料号放回等待列表；不会通知机器人</translation>
+    </message>
+    <message>
+        <source>S&amp;top</source>
+        <translation>停止(&amp;T)</translation>
+    </message>
+    <message>
+        <source>Leaves the jobs out that come after the one that is under way</source>
+        <translation>当前料号之后的料号不再处理</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n request(s) selected</source>
+        <translation>
+            <numerusform>已选择 %n 个请求</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>The requests cannot be read: %1</source>
+        <translation>无法读取请求：%1</translation>
+    </message>
+    <message>
+        <source>No job has been handed to the robot yet. Open a waiting job and confirm it; its request is then listed here.</source>
+        <translation>还没有料号提交给机器人。打开一个等待的料号并确认后，其请求会列在这里。</translation>
+    </message>
+    <message>
+        <source>There is no request of this kind.</source>
+        <translation>没有此类请求。</translation>
+    </message>
+    <message>
+        <source>Sending again: %1 of %2</source>
+        <translation>正在重新发送：%1/%2</translation>
+    </message>
+    <message>
+        <source>Putting back: %1 of %2</source>
+        <translation>正在放回：%1/%2</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1：%2</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n job(s) answered by the robot</source>
+        <translation>
+            <numerusform>机器人已应答 %n 个料号</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n job(s) back on the waiting list</source>
+        <translation>
+            <numerusform>%n 个料号已放回等待列表</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n more in the messages</source>
+        <translation>
+            <numerusform>另有 %n 个见消息</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RunRecord</name>
+    <message>
+        <source>Imported</source>
+        <translation>已导入</translation>
+    </message>
+    <message>
+        <source>With warnings</source>
+        <translation>已导入，有警告</translation>
+    </message>
+    <message>
+        <source>Refused</source>
+        <translation>被拒绝</translation>
+    </message>
+    <message>
+        <source>Failed</source>
+        <translation>失败</translation>
+    </message>
+    <message>
+        <source>Unknown</source>
+        <translation>未知</translation>
+    </message>
+    <message>
+        <source>Left out</source>
+        <translation>已跳过</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RunReportFile</name>
+    <message>
+        <source>Import results</source>
+        <translation>导入结果</translation>
+    </message>
+    <message>
+        <source>Source</source>
+        <translation>来源</translation>
+    </message>
+    <message>
+        <source>Begin</source>
+        <translation>开始</translation>
+    </message>
+    <message>
+        <source>End</source>
+        <translation>结束</translation>
+    </message>
+    <message>
+        <source>User</source>
+        <translation>操作员</translation>
+    </message>
+    <message>
+        <source>Machine</source>
+        <translation>机器</translation>
+    </message>
+    <message>
+        <source>Company</source>
+        <translation>公司</translation>
+    </message>
+    <message>
+        <source>Job</source>
+        <translation>料号</translation>
+    </message>
+    <message>
+        <source>Generated name</source>
+        <translation>生成名称</translation>
+    </message>
+    <message>
+        <source>Bytes</source>
+        <translation>字节</translation>
+    </message>
+    <message>
+        <source>Seconds</source>
+        <translation>秒</translation>
+    </message>
+    <message>
+        <source>Outcome</source>
+        <translation>结果</translation>
+    </message>
+    <message>
+        <source>Reason and what to do</source>
+        <translation>原因与处理</translation>
+    </message>
+    <message>
+        <source>Remarks</source>
+        <translation>备注</translation>
     </message>
 </context>
 <context>
