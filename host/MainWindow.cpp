@@ -31,6 +31,7 @@
 #include "host/Theme.h"
 #include "host/WaitingJobsView.h"
 #include "host/core/BatchLinks.h"
+#include "host/core/Reasons.h"
 #include "host/site/SiteAccess.h"
 #include "services/ui/ZAV_UICommon.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
@@ -48,6 +49,17 @@
 #include <QVBoxLayout>
 
 namespace KOZAV::Host {
+
+namespace {
+
+/// What a code means, in the operator's language, and the particulars beneath it.
+QString inWords(const QString& code, const QString& particulars)
+{
+    const QString meaning = reasonText(code);
+    return meaning.isEmpty() ? particulars : meaning + QLatin1Char('\n') + particulars;
+}
+
+} // namespace
 
 MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     : QMainWindow(parent)
@@ -220,16 +232,17 @@ void MainWindow::tellReport()
     for (const BatchReportRow& row : report.rows()) {
         const QString place = row.company + QLatin1Char('/') + row.entry;
         if (row.result == BatchResult::NotImported)
-            add(tr("%1 was not imported: %2").arg(place, row.reason));
+            add(tr("%1 was not imported: %2").arg(place, inWords(row.reasonCode, row.reason)));
         else if (row.result == BatchResult::Unknown)
-            add(tr("Whether %1 was imported is not known: %2").arg(place, row.reason));
+            add(tr("Whether %1 was imported is not known: %2")
+                    .arg(place, inWords(row.reasonCode, row.reason)));
         else if (row.result == BatchResult::LeftOut)
-            add(tr("%1 was left out: %2").arg(place, row.reason));
+            add(tr("%1 was left out: %2").arg(place, inWords(row.reasonCode, row.reason)));
         for (const Remark& warning : row.warnings)
-            add(tr("%1: %2").arg(place, warning.text));
+            add(tr("%1: %2").arg(place, inWords(warning.code, warning.text)));
     }
     for (const Remark& remark : report.remarks())
-        add(remark.text);
+        add(inWords(remark.code, remark.text));
 }
 
 void MainWindow::connectRobot()

@@ -9,6 +9,7 @@
 #include "host/PanelBoxes.h"
 #include "host/PanelReport.h"
 #include "host/ServiceLog.h"
+#include "host/core/Reasons.h"
 #include "host/site/SiteAccess.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
@@ -344,12 +345,15 @@ void ClientKnownBatch::theWindowTellsInItsMessages()
     for (int row = 0; row < log.rowCount(); ++row)
         messages << log.data(log.index(row, ServiceLog::Text), Qt::DisplayRole).toString();
     const QString all = messages.join(QLatin1Char('\n'));
-    QVERIFY2(all.contains(QStringLiteral("甲/notes.txt was not imported: not a job archive")),
+    QVERIFY2(all.contains(QStringLiteral("甲/notes.txt was not imported: %1\nnot a job archive")
+                              .arg(reasonText(QStringLiteral("suffix-refused")))),
              qPrintable(all));
-    QVERIFY2(all.contains(QStringLiteral("甲/x.zip: it is a link to ") + outside), qPrintable(all));
+    QVERIFY2(all.contains(QStringLiteral("甲/x.zip: %1\nit is a link to %2")
+                              .arg(reasonText(QStringLiteral("leads-out")), outside)),
+             qPrintable(all));
     QCOMPARE(
         all.count(QStringLiteral("甲/x.zip is a link that leads out of the batch directory: ") + outside), 1);
-    QVERIFY2(!all.contains(QStringLiteral("甲/x.zip 未导入")), qPrintable(all));
+    QVERIFY2(!all.contains(QStringLiteral("甲/x.zip was not imported")), qPrintable(all));
 }
 
 void ClientKnownBatch::aSingleImportIsTold()
@@ -382,7 +386,8 @@ void ClientKnownBatch::aSingleImportIsTold()
     QApplication::processEvents();
     const QModelIndex last = log.index(log.rowCount() - 1, ServiceLog::Text);
     QCOMPARE(log.data(last, Qt::DisplayRole).toString(),
-             QStringLiteral("甲/job: the site had its content before: AB000001 (甲)"));
+             QStringLiteral("甲/job: %1\nthe site had its content before: AB000001 (甲)")
+                 .arg(reasonText(QStringLiteral("known-content"))));
 }
 
 ZAV_REGISTER_TEST(client_known_batch, ClientKnownBatch, QApplication)

@@ -5,6 +5,7 @@
 #include "backend/records/SiteEvents.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
+#include "host/core/Reasons.h"
 #include "host/site/SiteAccess.h"
 #include "robot/RobotRequest.h"
 #include "samples/JobGenerator.h"
@@ -424,10 +425,11 @@ void ClientRobot::singleSavedJobInTheWindow()
     const auto events = eventsOf("AB000001");
     QCOMPARE(int(events.size()), 1);
     QCOMPARE(events.front().outcome, text("not-sent"));
-    QTRY_VERIFY2(linesOf(log).contains(text("one.kos: its request did not reach the robot: after the import "
-                                            "%1 refused a connection")
-                                           .arg(peer.place)),
-                 qPrintable(linesOf(log)));
+    QTRY_VERIFY2(
+        linesOf(log).contains(text("one.kos: %1\nits request did not reach the robot: after the import "
+                                   "%2 refused a connection")
+                                  .arg(Host::reasonText(text("robot-not-sent")), peer.place)),
+        qPrintable(linesOf(log)));
 }
 
 void ClientRobot::nameIsWarnedOfAtTheStart()
