@@ -869,7 +869,7 @@
     </message>
     <message>
         <source>Refused</source>
-        <translation>被拒绝</translation>
+        <translation>已拒绝</translation>
     </message>
     <message>
         <source>No answer</source>
@@ -897,11 +897,11 @@
     </message>
     <message>
         <source>With the robot</source>
-        <translation>处理中</translation>
+        <translation>在机器人处</translation>
     </message>
     <message>
         <source>Waiting</source>
-        <translation>等待导入</translation>
+        <translation>等待中</translation>
     </message>
     <message>
         <source>Taken back</source>
@@ -966,7 +966,7 @@
     <message>
         <source>%1 %2</source>
         <comment>two sentences</comment>
-        <translation>%1 %2</translation>
+        <translation>%1%2</translation>
     </message>
     <message>
         <source>System job</source>
@@ -974,7 +974,7 @@
     </message>
     <message>
         <source>Job</source>
-        <translation>原始料号</translation>
+        <translation>料号</translation>
     </message>
     <message>
         <source>Request</source>
@@ -994,7 +994,7 @@
     </message>
     <message>
         <source>Reason</source>
-        <translation>原因</translation>
+        <translation>来源</translation>
     </message>
     <message>
         <source>By</source>
@@ -1037,7 +1037,7 @@
     </message>
     <message>
         <source>Refused</source>
-        <translation>被拒绝</translation>
+        <translation>已拒绝</translation>
     </message>
     <message>
         <source>Unknown outcome</source>
@@ -1128,7 +1128,7 @@
     <name>KOZAV::Host::RunRecord</name>
     <message>
         <source>Imported</source>
-        <translation>导入时间</translation>
+        <translation>已导入</translation>
     </message>
     <message>
         <source>With warnings</source>
@@ -1179,11 +1179,11 @@
     </message>
     <message>
         <source>Company</source>
-        <translation>公司名</translation>
+        <translation>公司</translation>
     </message>
     <message>
         <source>Job</source>
-        <translation>原始料号</translation>
+        <translation>料号</translation>
     </message>
     <message>
         <source>Generated name</source>
