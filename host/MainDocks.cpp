@@ -15,6 +15,7 @@
 #include <QMainWindow>
 #include <QScreen>
 #include <QSettings>
+#include <QTabBar>
 #include <QTimer>
 
 namespace KOZAV::Host {
@@ -72,6 +73,7 @@ MainDocks::MainDocks(QMainWindow& window, const DockContents& contents)
     }
     m_window.resize(roomySize);
     giveDefaultSizes();
+    nameTabs();
 }
 
 QDockWidget* MainDocks::add(const char* objectName, const QString& title, QWidget* content,
@@ -108,11 +110,19 @@ void MainDocks::showJob()
     m_job->raise();
 }
 
+/// Docks that stand behind one another get a row of tabs from the window.
+void MainDocks::nameTabs() const
+{
+    for (QTabBar* tabs : m_window.findChildren<QTabBar*>(QString(), Qt::FindDirectChildrenOnly))
+        tabs->setAccessibleName(tr("Parts of the window behind one another"));
+}
+
 /// The layout has its say before: the width is given when that is done.
 void MainDocks::showRight(QDockWidget* dock)
 {
     dock->toggleViewAction()->setEnabled(true);
     QTimer::singleShot(0, dock, [this, dock] {
+        nameTabs();
         if (dock->isVisible() && !dock->isFloating())
             m_window.resizeDocks({dock}, {m_rightWidth}, Qt::Horizontal);
     });

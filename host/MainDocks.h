@@ -44,6 +44,7 @@ public:
 private:
     QDockWidget* add(const char* objectName, const QString& title, QWidget* content, Qt::DockWidgetArea area);
     void giveDefaultSizes();
+    void nameTabs() const;
     void noteRightSize(const QDockWidget& dock);
     void showRight(QDockWidget* dock);
 

@@ -13,6 +13,7 @@
 #include "host/JobListDock.h"
 #include "host/JobView.h"
 #include "host/MainDocks.h"
+#include "host/MainMenu.h"
 #include "host/ManifestKeeper.h"
 #include "host/OrigFileModel.h"
 #include "host/Pages.h"
@@ -39,11 +40,9 @@
 
 #include <QAction>
 #include <QCloseEvent>
-#include <QDockWidget>
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QMenu>
-#include <QMenuBar>
 #include <QProgressBar>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -156,19 +155,15 @@ void MainWindow::buildDocks()
 
 void MainWindow::buildMenu()
 {
-    QMenu* view = menuBar()->addMenu(tr("&View"));
-    for (const QDockWidget* dock : m_docks->all())
-        view->addAction(dock->toggleViewAction());
-    QMenu* file = menuBar()->addMenu(tr("&File"));
-    QAction* reload = file->addAction(tr("&Refresh"), this, &MainWindow::reloadFiles);
-    reload->setShortcut(QKeySequence::Refresh);
-    QAction* quit = file->addAction(tr("&Quit"), this, &QWidget::close);
-    quit->setShortcut(QKeySequence::Quit);
-    menuBar()->insertMenu(view->menuAction(), file);
-    QMenu* help = menuBar()->addMenu(tr("&Help"));
-    help->setObjectName(QStringLiteral("helpMenu"));
-    QAction* about = help->addAction(tr("&About this program …"), this,
-                                     [this] { AboutDialog(m_site, m_log.keptFile(), this).exec(); });
+    m_menu = new MainMenu(*this, *m_pages, *m_docks);
+    connect(m_menu, &MainMenu::refreshWanted, this, [this] {
+        reloadFiles();
+        m_companyWatch->look();
+    });
+    connect(m_menu, &MainMenu::told, this,
+            [this](const QString& text) { m_status->showMessage(text, 5000); });
+    QAction* about = m_menu->help()->addAction(
+        tr("&About this program …"), this, [this] { AboutDialog(m_site, m_log.keptFile(), this).exec(); });
     about->setObjectName(QStringLiteral("about"));
     about->setMenuRole(QAction::AboutRole);
 }

@@ -19,6 +19,7 @@ class CamImport;
 class CompaniesView;
 class JobListDock;
 class MainDocks;
+class MainMenu;
 class ManifestKeeper;
 class OrigFileModel;
 class Pages;
@@ -102,6 +103,7 @@ private:
     WaitingJobsView* m_waitingJobs = nullptr;
     JobListDock* m_jobListDock = nullptr;
     MainDocks* m_docks = nullptr;
+    MainMenu* m_menu = nullptr;
     SiteStatusBar* m_status;
     RobotProbe* m_robotProbe;
     CompanyWatch* m_companyWatch;

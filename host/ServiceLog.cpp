@@ -159,7 +159,7 @@ QVariant ServiceLog::data(const QModelIndex& index, int role) const
         return {};
     const Line& line = m_lines[static_cast<std::size_t>(index.row())];
     if (role == Qt::ForegroundRole && line.type != QtInfoMsg && line.type != QtDebugMsg)
-        return QColor(line.type == QtWarningMsg ? 0xffd479 : 0xff8a80);
+        return line.type == QtWarningMsg ? warningTextColor() : badTextColor();
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
         return {};
     switch (index.column()) {

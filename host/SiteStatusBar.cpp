@@ -4,6 +4,7 @@
 
 #include "host/SiteStatusBar.h"
 
+#include "host/Theme.h"
 #include "host/site/SiteAccess.h"
 
 #include <QLabel>
@@ -23,12 +24,12 @@ constexpr int leastLabelWidth = 90;
 
 QString reachableStyle()
 {
-    return QStringLiteral("color: #7ddc9a;");
+    return QStringLiteral("color: %1;").arg(goodTextColor().name());
 }
 
 QString unreachableStyle()
 {
-    return QStringLiteral("color: #ffb37a;");
+    return QStringLiteral("color: %1;").arg(warningTextColor().name());
 }
 
 QString partName(SitePart part)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QColor>
+#include <QPalette>
 #include <QString>
 
 #include <vector>
@@ -11,9 +13,16 @@ namespace KOZAV::Host {
 
 /// Gives the whole client the dark look that goes with the panels' own style sheets.
 void applyTheme(QApplication& application);
+[[nodiscard]] QPalette clientPalette();
+[[nodiscard]] QString clientStyleSheet();
+
+/// Colours of texts that say how something is, to be read on every background of the client.
+[[nodiscard]] QColor goodTextColor();
+[[nodiscard]] QColor warningTextColor();
+[[nodiscard]] QColor badTextColor();
 
 /// How the client's tables look: whole rows, alternating colours, the given column widths, the last column to
-/// the edge.
+/// the edge; their rows can be copied.
 void applyTableLook(QTableView& table, const std::vector<int>& columnWidths);
 
 /// The text as a tool tip shows it: one with markup, which Qt would take for its own, as the characters it
