@@ -77,7 +77,7 @@ void DesktopWindowTest::fits()
         const auto shown = client.find(QStringLiteral("importDock > ") + QString::fromUtf8(button));
         QVERIFY2(shown && shown->seen.size() == shown->rect.size(), button);
     }
-    desktop.takePicture(QStringLiteral("window-") + QString::fromLatin1(QTest::currentDataTag()));
+    client.takePicture(QStringLiteral("window-") + QString::fromLatin1(QTest::currentDataTag()));
     QCOMPARE(client.quit(), 0);
 }
 

@@ -116,7 +116,7 @@ void Desktop::activate(qint64 processId) const
 {
     (void)tool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
                 QString::number(processId), QStringLiteral("--name"), QStringLiteral("."),
-                QStringLiteral("windowactivate"), QStringLiteral("--sync")});
+                QStringLiteral("windowactivate")});
 }
 
 QImage Desktop::picture() const

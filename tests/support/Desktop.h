@@ -31,7 +31,7 @@ public:
     /// @param button  1 left, 3 right, 4 wheel up, 5 wheel down
     void click(const QPoint& at, int button = 1, int times = 1) const;
     void moveTo(const QPoint& at) const;
-    /// Brings a program's window to the front and gives it the keyboard.
+    /// Asks the window manager to bring a program's window to the front and give it the keyboard.
     void activate(qint64 processId) const;
 
     /// What is seen on it now.

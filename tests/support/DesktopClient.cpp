@@ -15,6 +15,7 @@ namespace {
 /// A machine may be busy with much else.
 constexpr int patienceMs = 60'000;
 constexpr int answerMs = 250;
+constexpr int pictureMs = 3'000;
 
 QString text(const char* latin)
 {
@@ -102,7 +103,7 @@ bool DesktopClient::startBy(const QStringList& tool, const QStringList& argument
         qWarning("the client shows no window: %s", qUtf8Printable(output()));
         return false;
     }
-    return true;
+    return activate();
 }
 
 std::optional<QJsonObject> DesktopClient::ask(const QString& path)
@@ -227,9 +228,30 @@ bool DesktopClient::chooseInDialog(const QString& path)
     return waitUntilGone(text("QFileDialog"));
 }
 
-void DesktopClient::activate()
+bool DesktopClient::activate()
 {
+    const auto isActive = [this] {
+        const auto reply = ask(text("KOZAV::Host::MainWindow"));
+        return reply && reply->value(text("active")).toBool();
+    };
+    if (isActive())
+        return true;
     m_desktop.activate(processId());
+    return QTest::qWaitFor(isActive, patienceMs);
+}
+
+void DesktopClient::takePicture(const QString& name)
+{
+    QImage before;
+    (void)QTest::qWaitFor(
+        [&] {
+            const QImage now = m_desktop.picture();
+            const bool still = ask(text("KOZAV::Host::MainWindow")) && now == before;
+            before = now;
+            return still;
+        },
+        pictureMs);
+    m_desktop.takePicture(name);
 }
 
 const QString& DesktopClient::output()
@@ -240,7 +262,8 @@ const QString& DesktopClient::output()
 
 int DesktopClient::quit()
 {
-    activate();
+    if (!activate())
+        return -1;
     m_desktop.press(text("ctrl+q"));
     const bool ended = QTest::qWaitFor([this] { return !isRunning(); }, patienceMs);
     return ended && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;

@@ -50,7 +50,7 @@ public:
     DesktopClient(const Desktop& desktop, const QString& home);
     ~DesktopClient();
 
-    /// Starts the client and waits for its window. A variable without a value is taken out of the
+    /// Starts the client and waits until its window, or a box before it, has the keyboard. A variable without a value is taken out of the
     /// environment.
     bool start(const QStringList& arguments, const QMap<QString, QString>& environment = {});
     /// Runs the client by another program, such as unshare.
@@ -74,7 +74,10 @@ public:
     /// Types a path into the file dialog that is open, and accepts it.
     bool chooseInDialog(const QString& path);
 
-    void activate();
+    /// Brings the client to the front and waits until it has the keyboard.
+    bool activate();
+    /// Waits until nothing moves any more, and keeps the picture as Desktop::takePicture() does.
+    void takePicture(const QString& name);
     [[nodiscard]] const QString& output();
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
     void kill() { m_process.end(); }

@@ -27,6 +27,7 @@
 #include <QProgressBar>
 #include <QScreen>
 #include <QTabBar>
+#include <QWindow>
 
 namespace KOZAV::Test {
 
@@ -181,7 +182,7 @@ QByteArray answer(const QByteArray& request)
     }
     const QWidget* active = QApplication::activeWindow();
     const QJsonObject all{{QStringLiteral("number"), request.left(blank).toInt()},
-                          {QStringLiteral("active"), active ? active->windowTitle() : QString()},
+                          {QStringLiteral("active"), active && active->windowHandle()->isExposed()},
                           {QStringLiteral("found"), found}};
     return QJsonDocument(all).toJson(QJsonDocument::Compact) + '\n';
 }
