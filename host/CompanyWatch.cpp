@@ -9,7 +9,7 @@ namespace KOZAV::Host {
 
 namespace {
 
-constexpr int intervalMs = 15'000;
+constexpr int lookEveryMs = 15'000;
 
 /// The panel lists all but this one, which is no customer.
 QString codeOfNoCustomer()
@@ -36,7 +36,7 @@ std::optional<QStringList> readNames()
 CompanyWatch::CompanyWatch(QObject* parent)
     : QObject(parent)
 {
-    m_timer.setInterval(intervalMs);
+    m_timer.setInterval(lookEveryMs);
     connect(&m_timer, &QTimer::timeout, this, &CompanyWatch::look);
     connect(&m_reading, &QFutureWatcherBase::finished, this, [this] {
         RunGate::whenOpen(this, [this] {

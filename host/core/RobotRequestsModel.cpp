@@ -10,7 +10,7 @@
 
 namespace KOZAV::Host {
 
-using Outcome = RobotRequest::Outcome;
+using RequestOutcome = RobotRequest::Outcome;
 using Origin = RobotRequest::Origin;
 
 namespace {
@@ -84,20 +84,20 @@ namespace {
 
 using Model = RobotRequestsModel;
 
-QString outcomeText(Outcome outcome)
+QString outcomeText(RequestOutcome outcome)
 {
     switch (outcome) {
-    case Outcome::Sent:
+    case RequestOutcome::Sent:
         return RobotRequestsModel::tr("Sent");
-    case Outcome::NotSent:
+    case RequestOutcome::NotSent:
         return RobotRequestsModel::tr("Not sent");
-    case Outcome::Answered:
+    case RequestOutcome::Answered:
         return RobotRequestsModel::tr("Answered");
-    case Outcome::Refused:
+    case RequestOutcome::Refused:
         return RobotRequestsModel::tr("Refused");
-    case Outcome::NoAnswer:
+    case RequestOutcome::NoAnswer:
         return RobotRequestsModel::tr("No answer");
-    case Outcome::Unknown:
+    case RequestOutcome::Unknown:
         break;
     }
     return RobotRequestsModel::tr("Unknown");
@@ -135,21 +135,21 @@ QString standingText(RobotJobPlace place)
     return RobotRequestsModel::tr("Processed further");
 }
 
-QString outcomeSentence(Outcome outcome)
+QString outcomeSentence(RequestOutcome outcome)
 {
     switch (outcome) {
-    case Outcome::Sent:
+    case RequestOutcome::Sent:
         return RobotRequestsModel::tr(
             "The request was written to a connection with the robot, which does not confirm it.");
-    case Outcome::NotSent:
+    case RequestOutcome::NotSent:
         return RobotRequestsModel::tr("The request did not reach the robot.");
-    case Outcome::Answered:
+    case RequestOutcome::Answered:
         return RobotRequestsModel::tr("The robot has answered the request.");
-    case Outcome::Refused:
+    case RequestOutcome::Refused:
         return RobotRequestsModel::tr("The robot has refused the request.");
-    case Outcome::NoAnswer:
+    case RequestOutcome::NoAnswer:
         return RobotRequestsModel::tr("The request was sent, and the robot did not answer.");
-    case Outcome::Unknown:
+    case RequestOutcome::Unknown:
         break;
     }
     return RobotRequestsModel::tr("Whether the request reached the robot is not known.");

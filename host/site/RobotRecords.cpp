@@ -15,7 +15,7 @@ namespace KOZAV::Host {
 using Backend::RobotOrigin;
 using Backend::RobotOutcome;
 using Backend::Site;
-using Outcome = RobotRequest::Outcome;
+using RequestOutcome = RobotRequest::Outcome;
 
 namespace {
 
@@ -27,12 +27,12 @@ constexpr int number(Enum value)
 {
     return static_cast<int>(value);
 }
-static_assert(number(RobotOutcome::Sent) == number(Outcome::Sent));
-static_assert(number(RobotOutcome::Unknown) == number(Outcome::Unknown));
-static_assert(number(RobotOutcome::NotSent) == number(Outcome::NotSent));
-static_assert(number(RobotOutcome::Answered) == number(Outcome::Answered));
-static_assert(number(RobotOutcome::Refused) == number(Outcome::Refused));
-static_assert(number(RobotOutcome::NoAnswer) == number(Outcome::NoAnswer));
+static_assert(number(RobotOutcome::Sent) == number(RequestOutcome::Sent));
+static_assert(number(RobotOutcome::Unknown) == number(RequestOutcome::Unknown));
+static_assert(number(RobotOutcome::NotSent) == number(RequestOutcome::NotSent));
+static_assert(number(RobotOutcome::Answered) == number(RequestOutcome::Answered));
+static_assert(number(RobotOutcome::Refused) == number(RequestOutcome::Refused));
+static_assert(number(RobotOutcome::NoAnswer) == number(RequestOutcome::NoAnswer));
 static_assert(number(RobotOrigin::Saved) == number(RobotRequest::Origin::Saved));
 static_assert(number(RobotOrigin::Confirmed) == number(RobotRequest::Origin::Confirmed));
 static_assert(number(RobotOrigin::Resent) == number(RobotRequest::Origin::Resent));
@@ -75,7 +75,7 @@ RobotRequestRow rowOf(const Backend::ListedRobotRequest& listed)
     RobotRequestRow row;
     row.number = listed.number;
     row.request.origin = static_cast<RobotRequest::Origin>(record.origin);
-    row.request.outcome = static_cast<Outcome>(record.outcome);
+    row.request.outcome = static_cast<RequestOutcome>(record.outcome);
     row.request.flowKey = record.flowGuid;
     row.request.generatedName = record.generatedName;
     row.request.host = record.host;
@@ -151,8 +151,8 @@ OpenRows openRows()
 
 bool RobotRequestRow::isOpen() const
 {
-    return job == RobotJobPlace::AtRobot && isNewest && request.outcome != Outcome::Sent &&
-           request.outcome != Outcome::Answered;
+    return job == RobotJobPlace::AtRobot && isNewest && request.outcome != RequestOutcome::Sent &&
+           request.outcome != RequestOutcome::Answered;
 }
 
 QString recordRobotRequests(const std::vector<RobotRequest>& requests)
