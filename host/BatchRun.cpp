@@ -247,20 +247,10 @@ void BatchRun::printRemarks(const BatchReport& report)
 void BatchRun::printJson(const RunRecord& run, int exitCode)
 {
     QJsonObject document = reportJson(run);
-    const QJsonObject beside = besideResults(exitCode);
+    const QJsonObject beside = besideResults(m_site, exitCode);
     for (auto one = beside.begin(); one != beside.end(); ++one)
         document.insert(one.key(), one.value());
     m_out << QString::fromUtf8(QJsonDocument(document).toJson());
-}
-
-/// What the results of a run do not know.
-QJsonObject BatchRun::besideResults(int exitCode) const
-{
-    const QJsonObject site{{QStringLiteral("rows"), m_site.part(Backend::SitePart::Rows).place},
-                           {QStringLiteral("files"), m_site.part(Backend::SitePart::Files).place}};
-    return {{QStringLiteral("configuration"), m_site.configurationPath()},
-            {QStringLiteral("site"), site},
-            {QStringLiteral("exit_code"), exitCode}};
 }
 
 /// @return false, and the reason is told, where the file that was asked for cannot be written
@@ -268,7 +258,7 @@ bool BatchRun::writeReport(const RunRecord& run, int exitCode)
 {
     if (m_options.report.isEmpty())
         return true;
-    const QString failure = writeReportFile(m_options.report, run, besideResults(exitCode));
+    const QString failure = writeReportFile(m_options.report, run, besideResults(m_site, exitCode));
     return failure.isEmpty() || refuse(failure);
 }
 

@@ -2,7 +2,6 @@
 
 #include "backend/HostInterface.h"
 
-#include <QJsonObject>
 #include <QObject>
 #include <QTextStream>
 
@@ -54,7 +53,6 @@ private:
     void printTables(const BatchReport& report);
     void printRemarks(const BatchReport& report);
     void printJson(const RunRecord& run, int exitCode);
-    [[nodiscard]] QJsonObject besideResults(int exitCode) const;
     [[nodiscard]] bool writeReport(const RunRecord& run, int exitCode);
     void screenshot(const QString& name);
     /// A line of its own, at once. @return false

@@ -22,6 +22,8 @@
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/PanelTidying.h"
+#include "host/ResultStrip.h"
+#include "host/ResultsView.h"
 #include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
 #include "host/RobotView.h"
@@ -124,9 +126,29 @@ QWidget* MainWindow::buildPages()
 {
     m_pages = new Pages(this);
     addPage(QStringLiteral("filesPage"), tr("Source files"), buildFileTable());
+    addPage(QStringLiteral("resultsPage"), tr("Results"), buildResults());
     addPage(QStringLiteral("robotPage"), tr("Robot"), m_robotView = new RobotView(this));
     addPage(QStringLiteral("companiesPage"), tr("Companies"), m_companiesView = new CompaniesView(this));
     return m_pages;
+}
+
+QWidget* MainWindow::buildResults()
+{
+    auto* view = new ResultsView(m_site, this);
+    auto* strip = new ResultStrip(this);
+    m_pages->addStrip(strip);
+    connect(m_results, &RunResults::concluded, view, &ResultsView::show);
+    connect(m_results, &RunResults::amended, view, &ResultsView::amend);
+    connect(m_results, &RunResults::kept, view, &ResultsView::reload);
+    connect(m_results, &RunResults::concluded, strip, &ResultStrip::show);
+    connect(m_results, &RunResults::amended, strip, &ResultStrip::show);
+    const auto turnTo = [this, view](std::optional<Outcome> outcome) {
+        m_pages->show(QStringLiteral("resultsPage"));
+        view->showLast(outcome);
+    };
+    connect(strip, &ResultStrip::outcomeChosen, this, turnTo);
+    connect(strip, &ResultStrip::allChosen, this, [turnTo] { turnTo(std::nullopt); });
+    return view;
 }
 
 void MainWindow::addPage(const QString& objectName, const QString& title, QWidget* page)

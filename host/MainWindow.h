@@ -72,6 +72,7 @@ private:
     QWidget* buildPages();
     void addPage(const QString& objectName, const QString& title, QWidget* page);
     QWidget* buildFileTable();
+    QWidget* buildResults();
     void buildDocks();
     void buildMenu();
     void connectParts();

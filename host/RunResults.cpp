@@ -120,4 +120,13 @@ void RunResults::keepUnkept()
     }
 }
 
+QJsonObject besideResults(const SiteAccess& site, int exitCode)
+{
+    const QJsonObject parts{{QStringLiteral("rows"), site.part(Backend::SitePart::Rows).place},
+                            {QStringLiteral("files"), site.part(Backend::SitePart::Files).place}};
+    return {{QStringLiteral("configuration"), site.configurationPath()},
+            {QStringLiteral("site"), parts},
+            {QStringLiteral("exit_code"), exitCode}};
+}
+
 } // namespace KOZAV::Host

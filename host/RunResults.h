@@ -2,6 +2,7 @@
 
 #include "host/core/RunRecord.h"
 
+#include <QJsonObject>
 #include <QObject>
 #include <QTimer>
 
@@ -58,5 +59,8 @@ private:
     QTimer m_late;                   ///< runs while something found late is not written yet
     bool m_waits = false;
 };
+
+/// What the results of a run do not know of where they were made: further members of their JSON document.
+QJsonObject besideResults(const SiteAccess& site, int exitCode);
 
 } // namespace KOZAV::Host
