@@ -10,6 +10,7 @@
 
 #include "host/CamImport.h"
 
+#include "host/core/RunGate.h"
 #include "host/odb/JobUnpacker.h"
 #include "services/common/Common.h"
 #include "services/ui/ZAV_UICommon.h"
@@ -47,7 +48,11 @@ CamImport::CamImport(SiteAccess& site, UI::ZAV_ImportFromFile_Widget& panel, QOb
 {
     connect(UI::ZAV_UICommon::interface(), &UI::ZAV_UICommon::emitCAMImportJobInfo, this,
             &CamImport::announced);
-    connect(&m_watcher, &QFutureWatcherBase::finished, this, &CamImport::finished);
+    // The panels ask the robot when they hear of it.
+    connect(&m_watcher, &QFutureWatcherBase::finished, this, [this] {
+        m_isOver = true;
+        RunGate::whenOpen(this, [this] { finished(); });
+    });
 }
 
 CamImport::~CamImport()
@@ -142,6 +147,7 @@ QString CamImport::fetch(const QString& storedName, const QString& workFolder)
 
 void CamImport::finished()
 {
+    m_isOver = false;
     const Outcome outcome = m_watcher.result();
     if (!outcome.error.isEmpty()) {
         m_workFolder.reset();

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/site/SiteAccess.h"
 #include "host/odb/OdbJob.h"
+#include "host/site/SiteAccess.h"
 
 #include <QFutureWatcher>
 #include <QObject>
@@ -49,7 +49,7 @@ public:
 
     /// Has this panel fetch from now on. Not while one is running.
     void setPanel(UI::ZAV_ImportFromFile_Widget& panel) { m_panel = &panel; }
-    [[nodiscard]] bool isRunning() const { return m_watcher.isRunning(); }
+    [[nodiscard]] bool isRunning() const { return m_watcher.isRunning() || m_isOver; }
     /// Ends the running import as soon as it can; failed() follows.
     void cancel();
 
@@ -85,6 +85,7 @@ private:
     SiteAccess& m_site;
     UI::ZAV_ImportFromFile_Widget* m_panel;
     QFutureWatcher<Outcome> m_watcher;
+    bool m_isOver = false; ///< the thread has ended, and its result waits to be taken
     std::atomic<bool> m_cancelled{false};
     QString m_jobName;
     std::unique_ptr<QTemporaryDir> m_workFolder; ///< of the job that is shown

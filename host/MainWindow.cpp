@@ -1,7 +1,7 @@
 // The window puts the parts side by side and passes signals between them; none of them knows another. Both
 // panels stay as they are: the window adds names for screen readers, a place, and what is shown around them.
-// Their slots run on this thread to the end, so nothing here may count on being painted while one of them
-// works.
+// Their slots run on this thread to the end: while one of them works the window is painted, and nothing else
+// here happens (WorkPulse).
 
 #include "host/MainWindow.h"
 
@@ -22,17 +22,20 @@
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/PanelTidying.h"
+#include "host/ProgressStrip.h"
 #include "host/ResultStrip.h"
 #include "host/ResultsView.h"
 #include "host/RobotLedger.h"
 #include "host/RobotProbe.h"
 #include "host/RobotView.h"
+#include "host/RunClosing.h"
 #include "host/RunResults.h"
 #include "host/ServiceLog.h"
 #include "host/SiteStatusBar.h"
 #include "host/SourceWatch.h"
 #include "host/Theme.h"
 #include "host/WaitingJobsView.h"
+#include "host/WorkPulse.h"
 #include "host/core/BatchLinks.h"
 #include "host/core/Reasons.h"
 #include "host/site/SiteAccess.h"
@@ -76,10 +79,11 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_manifests(new ManifestKeeper(site, *m_panelRun, *m_panelReport, this))
     , m_results(new RunResults(site, *m_panelRun, *m_panelReport, *m_sourceWatch, this))
     , m_status(new SiteStatusBar(site, this))
+    , m_progress(new ProgressStrip(site, *m_panelRun, this))
     , m_robotProbe(new RobotProbe(this))
     , m_companyWatch(new CompanyWatch(this))
 {
-    new PanelTidying(site, *m_panelRun, this);
+    auto* tidying = new PanelTidying(site, *m_panelRun, this);
     setWindowTitle(tr("Job data management"));
     setStatusBar(m_status);
     setCentralWidget(buildPages());
@@ -97,6 +101,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     // After all that have something to tell of the run.
     connect(m_panelRun, &PanelRun::ended, this, &MainWindow::tellReport);
     new DesktopNotice(*m_panelRun, *m_panelReport, this);
+    followWork(*tidying);
     m_manifests->recover();
     reloadFiles();
 }
@@ -122,9 +127,11 @@ QWidget* MainWindow::buildFileTable()
 }
 
 /// What an operator looks at between two runs, side by side in one place: a small window has room for one.
+/// While the panel imports, how far that is stands above them.
 QWidget* MainWindow::buildPages()
 {
     m_pages = new Pages(this);
+    m_pages->addStrip(m_progress);
     addPage(QStringLiteral("filesPage"), tr("Source files"), buildFileTable());
     addPage(QStringLiteral("resultsPage"), tr("Results"), buildResults());
     addPage(QStringLiteral("robotPage"), tr("Robot"), m_robotView = new RobotView(this));
@@ -223,10 +230,7 @@ void MainWindow::connectPanel()
 
 void MainWindow::followPanel()
 {
-    const BatchBox batch = batchBoxOf(*importPanel());
-    // A batch import blocks the event loop: see eventFilter().
-    batch.progress->installEventFilter(this);
-    connect(batch.directory, &QLineEdit::textChanged, this, &MainWindow::warnOfLinks);
+    connect(batchBoxOf(*importPanel()).directory, &QLineEdit::textChanged, this, &MainWindow::warnOfLinks);
 }
 
 void MainWindow::connectManifests()
@@ -239,6 +243,14 @@ void MainWindow::connectManifests()
         m_log.add(QtWarningMsg, QStringLiteral("client"),
                   tr("The readme.json of %1 could not be kept: %2").arg(folder, reason));
     });
+}
+
+/// After all that follow the services' calls: what they know by then is painted, and asked about.
+void MainWindow::followWork(PanelTidying& tidying)
+{
+    auto* pulse = new WorkPulse(m_site, this);
+    m_progress->follow(*pulse);
+    m_closing = new RunClosing(m_site, *m_panelRun, *m_progress, tidying, *pulse, *this);
 }
 
 /// A line for every entry of which there is more to know than that it is imported.
@@ -315,14 +327,6 @@ void MainWindow::openJob(const DataLib::Model::Odbpp_Job_C& job)
                   tr("%1 is no longer in the database").arg(QString::fromStdString(job.jobName)));
 }
 
-bool MainWindow::eventFilter(QObject* watched, QEvent* event)
-{
-    // Paint the panel's request not to close the program now: no event is handled until the batch is done.
-    if (event->type() == QEvent::Show && watched->parent() == batchBoxOf(*importPanel()).progress->parent())
-        repaint();
-    return QMainWindow::eventFilter(watched, event);
-}
-
 void MainWindow::restorePlaces()
 {
     m_docks->restore(m_site.identity(), QFileInfo(m_site.configurationPath()).absolutePath() +
@@ -331,6 +335,8 @@ void MainWindow::restorePlaces()
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
+    if (!m_closing->mayClose())
+        return event->ignore();
     m_docks->keep(m_site.identity());
     QMainWindow::closeEvent(event);
 }

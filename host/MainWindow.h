@@ -27,10 +27,13 @@ class CompanyWatch;
 class PanelPlace;
 class PanelReport;
 class PanelRun;
+class PanelTidying;
+class ProgressStrip;
 class RobotLedger;
 class RobotProbe;
 class RobotView;
 class RunResults;
+class RunClosing;
 class ServiceLog;
 class SiteAccess;
 class SiteStatusBar;
@@ -63,8 +66,6 @@ public:
     /// Looks for companies that other clients have added, in intervals.
     void watchCompanies();
 
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
 protected:
     void closeEvent(QCloseEvent* event) override;
 
@@ -80,6 +81,7 @@ private:
     void followPanel();
     void connectManifests();
     void connectRobot();
+    void followWork(PanelTidying& tidying);
     void tellReport();
     void warnOfLinks(const QString& batchDirectory);
     QWidget* buildMessages();
@@ -106,6 +108,8 @@ private:
     MainDocks* m_docks = nullptr;
     MainMenu* m_menu = nullptr;
     SiteStatusBar* m_status;
+    ProgressStrip* m_progress;
+    RunClosing* m_closing = nullptr;
     RobotProbe* m_robotProbe;
     CompanyWatch* m_companyWatch;
 };

@@ -16,13 +16,14 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QThread>
-#include <QTimer>
 
 namespace KOZAV::Host {
 
 PanelRun::PanelRun(const QWidget& panel, QObject* parent)
     : QObject(parent)
 {
+    m_afterRelease.setSingleShot(true);
+    connect(&m_afterRelease, &QTimer::timeout, this, &PanelRun::forgetUnlessCalled);
     setPanel(panel);
 }
 
@@ -59,11 +60,10 @@ void PanelRun::frame(const QPushButton* importButton, PanelSource (PanelRun::*pr
     connect(importButton, &QPushButton::pressed, this, [this, pressed] {
         m_source = (this->*pressed)();
         m_running = true;
-        ++m_presses;
-        RunGate::close();
+        m_afterRelease.stop();
         Q_EMIT begins(m_source);
     });
-    connect(importButton, &QPushButton::released, this, &PanelRun::forgetUnlessCalled);
+    connect(importButton, &QPushButton::released, this, &PanelRun::closeGate);
     connect(importButton, &QPushButton::clicked, this, &PanelRun::end);
 }
 
@@ -74,14 +74,22 @@ void PanelRun::end()
     RunGate::open();
 }
 
+/// The slot is called at once, unless there was no click: what was pressed is let go of elsewhere. That is
+/// found out by a timer, which rests while a slot works; a call that is posted would come before its end.
+void PanelRun::closeGate()
+{
+    RunGate::close();
+    m_releaseDepth = QThread::currentThread()->loopLevel();
+    m_afterRelease.start();
+}
+
 void PanelRun::forgetUnlessCalled()
 {
-    QTimer::singleShot(0, this, [this, press = m_presses, depth = QThread::currentThread()->loopLevel()] {
-        if (!m_running || press != m_presses || depth != QThread::currentThread()->loopLevel())
-            return;
-        m_running = false;
-        RunGate::open();
-    });
+    if (!m_running || m_releaseDepth != QThread::currentThread()->loopLevel())
+        return;
+    m_running = false;
+    Q_EMIT forgotten();
+    RunGate::open();
 }
 
 PanelSource PanelRun::batchSource() const

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 class QLineEdit;
 class QPushButton;
@@ -34,10 +35,11 @@ public:
     [[nodiscard]] const QString& singleChoice() const { return m_single.path; }
 
 Q_SIGNALS:
-    /// The import follows at once. It may come again without an end in between: a button that is pressed and
-    /// not let go on it imports nothing.
+    /// The import follows, or forgotten() does: a button that is pressed and not let go on it imports
+    /// nothing.
     void begins(const KOZAV::Host::PanelSource& source);
     void ended(const KOZAV::Host::PanelSource& source);
+    void forgotten();
 
 private:
     /// A choice that the panel keeps, as its field shows it when it is made.
@@ -51,6 +53,7 @@ private:
     void follow(const QLineEdit* field, const QPushButton* clearButton, Choice& choice);
     void frame(const QPushButton* importButton, PanelSource (PanelRun::*pressed)() const);
     void end();
+    void closeGate();
     void forgetUnlessCalled();
     [[nodiscard]] PanelSource batchSource() const;
     [[nodiscard]] PanelSource singleSource() const;
@@ -60,7 +63,8 @@ private:
     Choice m_single;
     PanelSource m_source;
     bool m_running = false;
-    int m_presses = 0;
+    QTimer m_afterRelease;
+    int m_releaseDepth = 0; ///< of event loops
 };
 
 } // namespace KOZAV::Host

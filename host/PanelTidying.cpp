@@ -41,13 +41,13 @@ PanelTidying::PanelTidying(SiteAccess& site, const PanelRun& run, QObject* paren
 void PanelTidying::begin()
 {
     m_staged.clear();
-    m_gaveUp = false;
+    m_gaveUp = m_answersAll = false;
 }
 
 void PanelTidying::end()
 {
     QCoreApplication::instance()->removeEventFilter(this);
-    m_gaveUp = false;
+    m_gaveUp = m_answersAll = false;
     m_site.removeStagedCopies(m_staged);
     m_staged.clear();
 }
@@ -74,12 +74,18 @@ void PanelTidying::giveUp()
         QCoreApplication::instance()->installEventFilter(this);
 }
 
+void PanelTidying::answerAll()
+{
+    m_answersAll = true;
+    giveUp();
+}
+
 bool PanelTidying::eventFilter(QObject* watched, QEvent* event)
 {
-    if (m_gaveUp && event->type() == QEvent::Show) {
+    if ((m_gaveUp || m_answersAll) && event->type() == QEvent::Show) {
         auto* box = qobject_cast<QMessageBox*>(watched);
         // The box runs an event loop of its own, in which it is answered.
-        if (box && box->parent() == &m_run.panel() && box->windowTitle() == refusalTitle())
+        if (box && box->parent() == &m_run.panel() && (m_answersAll || box->windowTitle() == refusalTitle()))
             QTimer::singleShot(0, box, &QDialog::accept);
     }
     return QObject::eventFilter(watched, event);

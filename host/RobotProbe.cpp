@@ -4,6 +4,7 @@
 
 #include "host/RobotProbe.h"
 
+#include "host/core/RunGate.h"
 #include "services/common/Common.h"
 
 namespace KOZAV::Host {
@@ -23,8 +24,11 @@ RobotProbe::RobotProbe(QObject* parent)
     m_timeout.setSingleShot(true);
     connect(&m_interval, &QTimer::timeout, this, &RobotProbe::probe);
     connect(&m_timeout, &QTimer::timeout, this, [this] { answer(false); });
-    connect(&m_socket, &QTcpSocket::connected, this, [this] { answer(true); });
-    connect(&m_socket, &QTcpSocket::errorOccurred, this, [this] { answer(false); });
+    const auto later = [this](bool reachable) {
+        RunGate::whenOpen(this, [this, reachable] { answer(reachable); });
+    };
+    connect(&m_socket, &QTcpSocket::connected, this, [later] { later(true); });
+    connect(&m_socket, &QTcpSocket::errorOccurred, this, [later] { later(false); });
 }
 
 void RobotProbe::start()

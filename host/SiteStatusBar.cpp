@@ -175,13 +175,11 @@ void SiteStatusBar::showPart(SitePart part)
     label->setStyleSheet(state.isReachable() ? QString() : unreachableStyle());
 }
 
-/// The import that waits lets no event be handled: what is shown is painted now. Nothing is asked of the
-/// site, whose thread is the one that waits.
+/// Nothing is asked of the site, whose thread is the one that waits.
 void SiteStatusBar::showWait(const ServiceWait& wait)
 {
     clearMessage();
     m_wait->setText(waitText(wait));
-    repaint();
 }
 
 void SiteStatusBar::showRobot(const QString& robot, bool reachable)

@@ -11,7 +11,7 @@ namespace KOZAV::Host {
 class SiteAccess;
 
 /// Which site is in use: what its rows and its stored files lie on, and whether they and the robot can be
-/// reached; and what an import waits for, which is painted although no event is handled meanwhile.
+/// reached; and what an import waits for.
 class SiteStatusBar final : public QStatusBar
 {
     Q_OBJECT

@@ -15,6 +15,7 @@
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/core/ReadAlong.h"
+#include "host/core/RunGate.h"
 #include "host/site/SiteAccess.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
@@ -63,7 +64,7 @@ SourceWatch::SourceWatch(SiteAccess& site, const PanelRun& run, PanelReport& rep
     connect(&run, &PanelRun::begins, this, &SourceWatch::begin);
     connect(&run, &PanelRun::ended, this, &SourceWatch::compare);
     connect(&site, &SiteAccess::serviceCalled, this, &SourceWatch::serviceCalled);
-    connect(m_reader, &ReadAlong::hasRead, this, &SourceWatch::takeRead);
+    connect(m_reader, &ReadAlong::hasRead, this, [this] { RunGate::whenOpen(this, [this] { takeRead(); }); });
 }
 
 SourceWatch::~SourceWatch() = default;

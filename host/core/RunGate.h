@@ -10,6 +10,8 @@ namespace KOZAV::Host {
 /// the file import panel runs: the panel counts on nothing else happening meanwhile, but the window is
 /// painted, and posted calls are delivered with that.
 ///
+/// A single shot of no time is a posted call as well.
+///
 /// Whatever changes a model or a view, asks the site, or leads to a panel goes through here. On the thread of
 /// the window alone.
 class RunGate final

@@ -99,9 +99,11 @@ SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
     // Calls end on any thread; what is shown of them changes on that of the window.
     qRegisterMetaType<OperationEvent>();
     qRegisterMetaType<Backend::ServiceWait>();
+    qRegisterMetaType<Backend::WorkProgress>();
     connect(this, &SiteAccess::serviceCalled, this, &SiteAccess::noteCall);
     Backend::setConfigurationFile(configuration);
     Backend::setOperationObserver([this](const OperationEvent& event) { Q_EMIT serviceCalled(event); });
+    Backend::setWorkObserver([this](const Backend::WorkProgress& work) { Q_EMIT serviceWorks(work); });
     Backend::setWaitObserver([this](const Backend::ServiceWait& wait) {
         if (wait.cause == Backend::ServiceWait::Cause::CompanyLost)
             Q_EMIT companyLost(wait.reason);
@@ -113,6 +115,7 @@ SiteAccess::SiteAccess(const QString& configuration, QObject* parent)
 SiteAccess::~SiteAccess()
 {
     Backend::setOperationObserver({});
+    Backend::setWorkObserver({});
     Backend::setWaitObserver({});
     for (auto& own : m_work->own)
         own.second.removeIfEmpty();

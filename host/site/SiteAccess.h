@@ -107,6 +107,9 @@ Q_SIGNALS:
     /// An import waits, or does so no longer. On the thread of the import, which goes on when this is told;
     /// nothing may be asked of the site meanwhile.
     void serviceWaits(const KOZAV::Backend::ServiceWait& wait);
+    /// How far a call is that takes its time, on the thread that makes it, which goes on when this is told;
+    /// nothing may be asked of the site meanwhile.
+    void serviceWorks(const KOZAV::Backend::WorkProgress& work);
     /// The import that is under way has lost its company to another one, in words.
     void companyLost(const QString& reason);
     void partChanged(KOZAV::Backend::SitePart part);

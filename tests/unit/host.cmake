@@ -16,6 +16,7 @@ if(ZAV_BUILD_PANELS)
     target_link_libraries(host_tests PRIVATE Qt5::DBus)
   endif()
   zav_add_tests(host_tests ON_MEMORY LABELS host TESTS host_results_view host_run_entries)
+  zav_add_tests(host_tests LABELS host TESTS host_run_progress host_work_pulse)
   zav_add_tests(host_tests LABELS host TESTS host_companies_view host_robot_requests)
   zav_add_tests(host_tests SITES LABELS host TESTS host_run_history host_site_status)
 
