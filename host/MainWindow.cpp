@@ -10,6 +10,7 @@
 #include "host/CompaniesView.h"
 #include "host/CompanyWatch.h"
 #include "host/DesktopNotice.h"
+#include "host/ForesightView.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
 #include "host/MainDocks.h"
@@ -133,6 +134,8 @@ QWidget* MainWindow::buildPages()
     m_pages = new Pages(this);
     m_pages->addStrip(m_progress);
     addPage(QStringLiteral("filesPage"), tr("Source files"), buildFileTable());
+    m_foresightView = new ForesightView(*m_panelRun, this);
+    addPage(QStringLiteral("foresightPage"), tr("Import preview"), m_foresightView);
     addPage(QStringLiteral("resultsPage"), tr("Results"), buildResults());
     addPage(QStringLiteral("robotPage"), tr("Robot"), m_robotView = new RobotView(this));
     addPage(QStringLiteral("companiesPage"), tr("Companies"), m_companiesView = new CompaniesView(this));
@@ -225,6 +228,9 @@ void MainWindow::connectPanel()
     connect(m_panelPlace, &PanelPlace::companiesWanted, this,
             [this] { m_pages->show(QStringLiteral("companiesPage")); });
     connect(m_companiesView, &CompaniesView::companiesChanged, m_companyWatch, &CompanyWatch::look);
+    connect(m_foresightView, &ForesightView::companiesChanged, m_companyWatch, &CompanyWatch::look);
+    connect(m_foresightView, &ForesightView::lookBegun, this,
+            [this] { m_pages->bring(QStringLiteral("foresightPage")); });
     connect(m_companyWatch, &CompanyWatch::looked, m_panelPlace, &PanelPlace::showCompanies);
 }
 

@@ -17,6 +17,7 @@ namespace KOZAV::Host {
 
 class CamImport;
 class CompaniesView;
+class ForesightView;
 class JobListDock;
 class MainDocks;
 class MainMenu;
@@ -101,6 +102,7 @@ private:
     SourceWatch* m_sourceWatch;
     ManifestKeeper* m_manifests;
     RobotView* m_robotView = nullptr;
+    ForesightView* m_foresightView = nullptr;
     CompaniesView* m_companiesView = nullptr;
     RunResults* m_results;
     WaitingJobsView* m_waitingJobs = nullptr;

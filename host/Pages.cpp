@@ -99,4 +99,12 @@ void Pages::show(const QString& objectName)
     }
 }
 
+void Pages::bring(const QString& objectName)
+{
+    for (int index = 0; index < count(); ++index) {
+        if (page(index)->objectName() == objectName)
+            m_tabs->setCurrentIndex(index);
+    }
+}
+
 } // namespace KOZAV::Host

@@ -27,6 +27,8 @@ public:
     /// Shows a page and gives it the keyboard.
     void show(int index);
     void show(const QString& objectName);
+    /// Shows a page and leaves the keyboard where it is.
+    void bring(const QString& objectName);
 
 Q_SIGNALS:
     void added();

@@ -39,6 +39,8 @@ void PanelRun::setPanel(const QWidget& panel)
     const SingleBox single = singleBoxOf(panel);
     follow(single.path, single.clearButton, m_single);
     frame(single.importButton, &PanelRun::singleSource);
+    connect(single.company, &QComboBox::currentTextChanged, this, &PanelRun::tellChoice);
+    tellChoice();
 }
 
 void PanelRun::follow(const QLineEdit* field, const QPushButton* clearButton, Choice& choice)
@@ -47,12 +49,32 @@ void PanelRun::follow(const QLineEdit* field, const QPushButton* clearButton, Ch
     connect(field, &QLineEdit::textEdited, this, [&choice] { choice.typing = true; });
     connect(clearButton, &QPushButton::pressed, this, [&choice] { choice.clearing = true; });
     connect(clearButton, &QPushButton::clicked, this, [&choice] { choice.clearing = false; });
-    connect(field, &QLineEdit::textChanged, this, [&choice](const QString& text) {
+    connect(field, &QLineEdit::textChanged, this, [this, &choice](const QString& text) {
         const bool kept = choice.typing || (choice.clearing && text.isEmpty());
         choice.typing = false;
-        if (!kept)
+        if (!kept) {
             choice.path = text;
+            m_singleIsLast = &choice == &m_single;
+        }
+        tellChoice();
     });
+}
+
+void PanelRun::tellChoice()
+{
+    const PanelSource now = choice();
+    if (now == m_toldChoice)
+        return;
+    m_toldChoice = now;
+    Q_EMIT chosen(now);
+}
+
+PanelSource PanelRun::choice() const
+{
+    const PanelSource batch = batchSource();
+    const PanelSource single = singleSource();
+    const bool isSingle = batch.path.isEmpty() || (m_singleIsLast && !single.path.isEmpty());
+    return isSingle && !single.path.isEmpty() ? single : batch;
 }
 
 void PanelRun::frame(const QPushButton* importButton, PanelSource (PanelRun::*pressed)() const)

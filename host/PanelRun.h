@@ -34,7 +34,13 @@ public:
     [[nodiscard]] const QString& batchChoice() const { return m_batch.path; }
     [[nodiscard]] const QString& singleChoice() const { return m_single.path; }
 
+    /// What the panel would import next: what was chosen last, of that what is still to be had. Its path is
+    /// empty where nothing is chosen.
+    [[nodiscard]] PanelSource choice() const;
+
 Q_SIGNALS:
+    /// The choice() is another one.
+    void chosen(const KOZAV::Host::PanelSource& source);
     /// The import follows, or forgotten() does: a button that is pressed and not let go on it imports
     /// nothing.
     void begins(const KOZAV::Host::PanelSource& source);
@@ -51,6 +57,7 @@ private:
     };
 
     void follow(const QLineEdit* field, const QPushButton* clearButton, Choice& choice);
+    void tellChoice();
     void frame(const QPushButton* importButton, PanelSource (PanelRun::*pressed)() const);
     void end();
     void closeGate();
@@ -61,6 +68,8 @@ private:
     const QWidget* m_panel = nullptr;
     Choice m_batch;
     Choice m_single;
+    bool m_singleIsLast = false; ///< the single source was chosen after the batch
+    PanelSource m_toldChoice;
     PanelSource m_source;
     bool m_running = false;
     QTimer m_afterRelease;
