@@ -94,7 +94,7 @@ QString ServiceLog::keepIn(const QString& file)
     const QString folder = QFileInfo(file).absolutePath();
     if (!QDir(folder).exists() && QDir().mkpath(folder))
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    const QString failure = m_file.open(file, limits);
+    QString failure = m_file.open(file, limits);
     if (failure.isEmpty())
         m_keptFile = QFileInfo(file).absoluteFilePath();
     return failure;

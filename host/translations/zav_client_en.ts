@@ -32,6 +32,33 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::ProgressStrip</name>
+    <message numerus="yes">
+        <source>%n second(s) left</source>
+        <translation>
+            <numerusform>%n second left</numerusform>
+            <numerusform>%n seconds left</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n minute(s) left</source>
+        <translation>
+            <numerusform>%n minute left</numerusform>
+            <numerusform>%n minutes left</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::ResultsView</name>
+    <message numerus="yes">
+        <source>%n entries copied</source>
+        <translation>
+            <numerusform>%n entry copied</numerusform>
+            <numerusform>%n entries copied</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::RobotView</name>
     <message numerus="yes">
         <source>%n request(s) selected</source>
@@ -59,6 +86,16 @@
         <translation>
             <numerusform>%n more in the messages</numerusform>
             <numerusform>%n more in the messages</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RunClosing</name>
+    <message numerus="yes">
+        <source>An import is running: %n job(s) are left. They can be imported, or left for another time.</source>
+        <translation>
+            <numerusform>An import is running: %n job are left. They can be imported, or left for another time.</numerusform>
+            <numerusform>An import is running: %n jobs are left. They can be imported, or left for another time.</numerusform>
         </translation>
     </message>
 </context>

@@ -227,6 +227,81 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::HelpWindow</name>
+    <message>
+        <source>How it works</source>
+        <translation>使用说明</translation>
+    </message>
+    <message>
+        <source>Importing a batch</source>
+        <translation>批量导入</translation>
+    </message>
+    <message>
+        <source>A batch directory has a folder for each company, named as the company is; in it lie its jobs, as folders or as .zip, .rar, .tgz or .kos archives. Choose the directory in the import panel, then press its import button. A company must be known to the site before.</source>
+        <translation>批量目录中每个公司有一个以公司名称命名的文件夹，其中是该公司的料号：料号文件夹，或 .zip、.rar、.tgz、.kos 压缩包。在导入面板中选择该目录，然后按“导入”。公司必须事先在站点中存在。</translation>
+    </message>
+    <message>
+        <source>What became of it</source>
+        <translation>导入结果</translation>
+    </message>
+    <message>
+        <source>The panel&apos;s own messages say only that it has ended. What became of each job, and what to do about it, the results say, and the messages at the bottom of the window.</source>
+        <translation>面板自己的提示只说明已经结束。每个料号的结果以及应当如何处理，请看“结果”页和窗口底部的消息。</translation>
+    </message>
+    <message>
+        <source>Sending a job to the robot</source>
+        <translation>把料号提交给机器人</translation>
+    </message>
+    <message>
+        <source>Open a waiting job: its row is selected in the job list. Press the list&apos;s import button and confirm. The job is opened, its layers are shown, and the robot gets the request.</source>
+        <translation>打开一个等待导入的料号：它在料号列表中已被选中。按列表的“导入”并确认。料号随即打开并显示叠层，机器人收到请求。</translation>
+    </message>
+    <message>
+        <source>Keys</source>
+        <translation>按键</translation>
+    </message>
+    <message>
+        <source>the pages in the middle</source>
+        <translation>中间的各页</translation>
+    </message>
+    <message>
+        <source>the next and the previous part of the window</source>
+        <translation>窗口的下一部分和上一部分</translation>
+    </message>
+    <message>
+        <source>the next and the previous field or button</source>
+        <translation>下一个和上一个输入栏或按钮</translation>
+    </message>
+    <message>
+        <source>presses a button</source>
+        <translation>按下按钮</translation>
+    </message>
+    <message>
+        <source>opens the selected row</source>
+        <translation>打开选中的行</translation>
+    </message>
+    <message>
+        <source>searches the page</source>
+        <translation>在本页查找</translation>
+    </message>
+    <message>
+        <source>copies the selected rows</source>
+        <translation>复制选中的行</translation>
+    </message>
+    <message>
+        <source>reads everything again</source>
+        <translation>重新读取全部内容</translation>
+    </message>
+    <message>
+        <source>this page</source>
+        <translation>本页说明</translation>
+    </message>
+    <message>
+        <source>ends the program</source>
+        <translation>退出程序</translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::JobListDock</name>
     <message>
         <source>Job import</source>
@@ -299,6 +374,65 @@
         <source>Messages</source>
         <translation>消息</translation>
     </message>
+    <message>
+        <source>Parts of the window behind one another</source>
+        <translation>窗口中叠放的部分</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::MainMenu</name>
+    <message>
+        <source>&amp;File</source>
+        <translation>文件(&amp;F)</translation>
+    </message>
+    <message>
+        <source>&amp;Edit</source>
+        <translation>编辑(&amp;E)</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>视图(&amp;V)</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>帮助(&amp;H)</translation>
+    </message>
+    <message>
+        <source>&amp;Refresh</source>
+        <translation>刷新(&amp;R)</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>退出(&amp;Q)</translation>
+    </message>
+    <message>
+        <source>&amp;Copy rows</source>
+        <translation>复制行(&amp;C)</translation>
+    </message>
+    <message>
+        <source>&amp;Find on the page</source>
+        <translation>在本页查找(&amp;F)</translation>
+    </message>
+    <message>
+        <source>&amp;Next part of the window</source>
+        <translation>窗口的下一部分(&amp;N)</translation>
+    </message>
+    <message>
+        <source>&amp;Previous part of the window</source>
+        <translation>窗口的上一部分(&amp;P)</translation>
+    </message>
+    <message>
+        <source>&amp;How it works</source>
+        <translation>使用说明(&amp;H)</translation>
+    </message>
+    <message>
+        <source>No row is selected here</source>
+        <translation>这里没有选中的行</translation>
+    </message>
+    <message>
+        <source>There is nothing to search on this page</source>
+        <translation>本页没有可查找的内容</translation>
+    </message>
 </context>
 <context>
     <name>KOZAV::Host::MainWindow</name>
@@ -321,22 +455,6 @@
     <message>
         <source>Messages</source>
         <translation>消息</translation>
-    </message>
-    <message>
-        <source>&amp;View</source>
-        <translation>视图(&amp;V)</translation>
-    </message>
-    <message>
-        <source>&amp;File</source>
-        <translation>文件(&amp;F)</translation>
-    </message>
-    <message>
-        <source>&amp;Refresh</source>
-        <translation>刷新(&amp;R)</translation>
-    </message>
-    <message>
-        <source>&amp;Quit</source>
-        <translation>退出(&amp;Q)</translation>
     </message>
     <message>
         <source>%1 has been sent to the robot</source>
@@ -381,10 +499,6 @@
         <translation>%1 已不在数据库中</translation>
     </message>
     <message>
-        <source>&amp;Help</source>
-        <translation>帮助(&amp;H)</translation>
-    </message>
-    <message>
         <source>&amp;About this program …</source>
         <translation>关于本程序(&amp;A)…</translation>
     </message>
@@ -395,6 +509,10 @@
     <message>
         <source>Companies</source>
         <translation>公司</translation>
+    </message>
+    <message>
+        <source>Results</source>
+        <translation>结果</translation>
     </message>
 </context>
 <context>
@@ -432,7 +550,7 @@
     </message>
     <message>
         <source>Import the batch</source>
-        <translation>导入批量</translation>
+        <translation>批量导入</translation>
     </message>
     <message>
         <source>Import the single source</source>
@@ -440,11 +558,11 @@
     </message>
     <message>
         <source>Clear the batch directory&apos;s field</source>
-        <translation>清空批量目录栏</translation>
+        <translation>清空批量目录</translation>
     </message>
     <message>
         <source>Clear the single source&apos;s fields</source>
-        <translation>清空单个导入栏</translation>
+        <translation>清空单个导入的内容</translation>
     </message>
     <message>
         <source>batch directory %1</source>
@@ -465,6 +583,61 @@
     <message>
         <source>There is no company yet. Jobs are imported for a company: add one first.</source>
         <translation>还没有公司。料号要导入到公司名下：请先添加公司。</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::ProgressStrip</name>
+    <message>
+        <source>Progress of the import</source>
+        <translation>导入进度</translation>
+    </message>
+    <message>
+        <source>finishing …</source>
+        <translation>正在收尾 …</translation>
+    </message>
+    <message>
+        <source>copying %1 … (nothing moves until it is copied)</source>
+        <translation>正在复制 %1 …（复制完成前画面不动）</translation>
+    </message>
+    <message>
+        <source>packing %1</source>
+        <translation>正在打包 %1</translation>
+    </message>
+    <message>
+        <source>storing %1</source>
+        <translation>正在入库 %1</translation>
+    </message>
+    <message>
+        <source>entering %1</source>
+        <translation>正在登记 %1</translation>
+    </message>
+    <message>
+        <source>%1 of %2</source>
+        <translation>%1 / %2</translation>
+    </message>
+    <message>
+        <source>%1/s</source>
+        <translation>%1/秒</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n second(s) left</source>
+        <translation>
+            <numerusform>剩余 %n 秒</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n minute(s) left</source>
+        <translation>
+            <numerusform>剩余 %n 分钟</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>The import was stopped; the window closes when the panel is done.</source>
+        <translation>导入已停止，面板结束后窗口将关闭。</translation>
+    </message>
+    <message>
+        <source>You will be asked about closing the window after the current job.</source>
+        <translation>当前料号完成后将询问是否关闭窗口。</translation>
     </message>
 </context>
 <context>
@@ -847,6 +1020,156 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::ResultStrip</name>
+    <message>
+        <source>Result of the last import</source>
+        <translation>最近一次导入的结果</translation>
+    </message>
+    <message>
+        <source>%1 %2</source>
+        <comment>outcome and number</comment>
+        <translation>%1 %2</translation>
+    </message>
+    <message>
+        <source>Import of %1</source>
+        <translation>%1 的导入</translation>
+    </message>
+    <message>
+        <source>Shows what became of each entry</source>
+        <translation>显示每一项的结果</translation>
+    </message>
+    <message>
+        <source>%1: nothing to import</source>
+        <translation>%1：没有可导入的内容</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::ResultsView</name>
+    <message>
+        <source>Results of imports</source>
+        <translation>导入结果</translation>
+    </message>
+    <message>
+        <source>I&amp;mport:</source>
+        <translation>导入(&amp;M)：</translation>
+    </message>
+    <message>
+        <source>Import whose results are shown</source>
+        <translation>显示哪次导入的结果</translation>
+    </message>
+    <message>
+        <source>Re&amp;fresh</source>
+        <translation>刷新(&amp;F)</translation>
+    </message>
+    <message>
+        <source>Outcome that is shown</source>
+        <translation>显示的结果类型</translation>
+    </message>
+    <message>
+        <source>Search in the results</source>
+        <translation>在结果中搜索</translation>
+    </message>
+    <message>
+        <source>Search</source>
+        <translation>搜索</translation>
+    </message>
+    <message>
+        <source>Entries of the import</source>
+        <translation>导入的各项</translation>
+    </message>
+    <message>
+        <source>Reason and what to do</source>
+        <translation>原因与处理</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>复制(&amp;C)</translation>
+    </message>
+    <message>
+        <source>Copies the selected entries, or all that are shown</source>
+        <translation>复制选中的各项，未选中时复制显示的全部</translation>
+    </message>
+    <message>
+        <source>Save &amp;as …</source>
+        <translation>另存为(&amp;A) …</translation>
+    </message>
+    <message>
+        <source>Writes all entries of this import into a file: for spreadsheets (CSV), for programs (JSON), or to print (HTML)</source>
+        <translation>把这次导入的所有项写入文件：表格 (CSV)、供程序使用 (JSON) 或供打印 (HTML)</translation>
+    </message>
+    <message>
+        <source>Select &amp;all</source>
+        <translation>全选(&amp;A)</translation>
+    </message>
+    <message>
+        <source>All (%1)</source>
+        <translation>全部 (%1)</translation>
+    </message>
+    <message>
+        <source>%1 (%2)</source>
+        <comment>outcome and number</comment>
+        <translation>%1 (%2)</translation>
+    </message>
+    <message>
+        <source>The results cannot be read: %1</source>
+        <translation>无法读取结果：%1</translation>
+    </message>
+    <message>
+        <source>The imports of this site cannot be read: %1</source>
+        <translation>无法读取本站点的导入记录：%1</translation>
+    </message>
+    <message>
+        <source>Nothing has been imported yet. Choose a batch directory or a single source in the import panel: what becomes of each entry is told here.</source>
+        <translation>还没有导入记录。请在导入面板中选择批量目录或单个料号，每一项的结果会显示在这里。</translation>
+    </message>
+    <message>
+        <source>There was nothing to import in %1.</source>
+        <translation>%1 中没有可导入的内容。</translation>
+    </message>
+    <message>
+        <source>No entry of this import is like that. Choose another outcome or search.</source>
+        <translation>这次导入中没有符合条件的项。请更换结果类型或搜索内容。</translation>
+    </message>
+    <message>
+        <source>%1 of %2 entries</source>
+        <translation>显示 %1 / %2 项</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n entries copied</source>
+        <translation>
+            <numerusform>已复制 %n 项</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Save results</source>
+        <translation>保存结果</translation>
+    </message>
+    <message>
+        <source>Spreadsheet (*.csv)</source>
+        <translation>表格 (*.csv)</translation>
+    </message>
+    <message>
+        <source>Data for programs (*.json)</source>
+        <translation>程序数据 (*.json)</translation>
+    </message>
+    <message>
+        <source>Page to print (*.html)</source>
+        <translation>打印页面 (*.html)</translation>
+    </message>
+    <message>
+        <source>import results %1</source>
+        <translation>导入结果 %1</translation>
+    </message>
+    <message>
+        <source>Saved as %1</source>
+        <translation>已保存为 %1</translation>
+    </message>
+    <message>
+        <source>The file cannot be written.</source>
+        <translation>文件无法写入。</translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::RobotLedger</name>
     <message>
         <source>The robot&apos;s address robot/host = %1 is not a numeric one: requests of archived jobs (.kos) will not reach the robot</source>
@@ -1125,6 +1448,97 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::RowCopy</name>
+    <message>
+        <source>&amp;Copy rows</source>
+        <translation>复制行(&amp;C)</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RunClosing</name>
+    <message>
+        <source>Close the window</source>
+        <translation>关闭窗口</translation>
+    </message>
+    <message numerus="yes">
+        <source>An import is running: %n job(s) are left. They can be imported, or left for another time.</source>
+        <translation>
+            <numerusform>正在导入，还剩 %n 个料号。可以继续导入，也可以留到以后再导入。</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>&amp;Stop and close</source>
+        <translation>停止并关闭(&amp;S)</translation>
+    </message>
+    <message>
+        <source>&amp;Go on importing</source>
+        <translation>继续导入(&amp;G)</translation>
+    </message>
+    <message>
+        <source>the operator closed the window</source>
+        <translation>操作员关闭了窗口</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RunEntriesModel</name>
+    <message>
+        <source>What to do: %1</source>
+        <translation>处理：%1</translation>
+    </message>
+    <message>
+        <source>Source: %1</source>
+        <translation>来源：%1</translation>
+    </message>
+    <message>
+        <source>Stored as: %1</source>
+        <translation>入库名称：%1</translation>
+    </message>
+    <message>
+        <source>From %1 to %2</source>
+        <translation>从 %1 到 %2</translation>
+    </message>
+    <message>
+        <source>By %1 on %2</source>
+        <translation>操作员 %1，机器 %2</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 秒</translation>
+    </message>
+    <message>
+        <source>Outcome</source>
+        <translation>结果</translation>
+    </message>
+    <message>
+        <source>Company</source>
+        <translation>公司</translation>
+    </message>
+    <message>
+        <source>Job</source>
+        <translation>料号</translation>
+    </message>
+    <message>
+        <source>Generated name</source>
+        <translation>系统料号</translation>
+    </message>
+    <message>
+        <source>Size</source>
+        <translation>大小</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>用时</translation>
+    </message>
+    <message>
+        <source>Reason</source>
+        <translation>原因</translation>
+    </message>
+    <message>
+        <source>What to do</source>
+        <translation>处理</translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::RunRecord</name>
     <message>
         <source>Imported</source>
@@ -1208,6 +1622,18 @@
     <message>
         <source>Remarks</source>
         <translation>备注</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::RunsModel</name>
+    <message>
+        <source>%1 %2</source>
+        <comment>number and outcome</comment>
+        <translation>%1 %2</translation>
+    </message>
+    <message>
+        <source>nothing to import</source>
+        <translation>没有可导入的内容</translation>
     </message>
 </context>
 <context>
