@@ -1,10 +1,8 @@
 #include "admin/Application.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
+#include "backend/SitePing.h"
 #include "backend/config/Redaction.h"
-#include "backend/config/SitePlaces.h"
-#include "backend/database/Database.h"
-#include "backend/store/DocumentStore.h"
 #include "robot_call/RobotCall.h"
 #include "terminal/PrintableText.h"
 #include "terminal/TextTable.h"
@@ -18,62 +16,24 @@ using namespace Terminal;
 
 namespace {
 
-/// What a look at one service gave.
-struct Look
-{
-    QString service;
-    QString place; ///< by the configuration
-    Result<ServiceHealth> health;
-};
-
-/// A server may answer whoever asks: what counts is that the stored files can be looked for and the mark be
-/// read.
-Result<ServiceHealth> lookAtFiles(const Settings& settings, Site& site)
-{
-    const auto store = site.documentStore();
-    if (!store.ok())
-        return store.status();
-    const StoreLocation location = storeLocation(settings.documentStore);
-    if (const auto mark = store.value()->siteMark(location); !mark.ok())
-        return mark.status();
-    if (const auto files = store.value()->findSome(location, {"ping"}); !files.ok())
-        return files.status();
-    return store.value()->health();
-}
-
-QString encryptionText(const ServiceHealth& health)
-{
-    if (!health.remote)
-        return QStringLiteral("local");
-    return health.encryption.isEmpty() ? QStringLiteral("no") : health.encryption;
-}
-
-QString latencyText(double milliseconds)
-{
-    return QStringLiteral("%1 ms").arg(milliseconds, 0, 'f', milliseconds < 1 ? 3 : 1);
-}
-
 QString orDash(const QString& text)
 {
     return text.isEmpty() ? QStringLiteral("-") : text;
 }
 
-QStringList tableRow(const Look& look)
+QStringList tableRow(const ServiceLook& look)
 {
-    const QString none = QStringLiteral("-");
-    if (!look.health.ok())
-        return {look.service, QStringLiteral("failed"), none, look.place, none, none, none};
-    const ServiceHealth& health = look.health.value();
+    const LookWords words = look.words();
     return {look.service,
-            QStringLiteral("reachable"),
-            health.engine,
-            health.place,
-            encryptionText(health),
-            orDash(health.topology),
-            latencyText(health.latencyMs)};
+            words.state,
+            orDash(words.engine),
+            words.place,
+            orDash(words.encryption),
+            orDash(words.topology),
+            orDash(words.latency)};
 }
 
-QJsonObject jsonOf(const Look& look)
+QJsonObject jsonOf(const ServiceLook& look)
 {
     QJsonObject object{{QStringLiteral("service"), look.service},
                        {QStringLiteral("reachable"), look.health.ok()}};
@@ -93,7 +53,7 @@ QJsonObject jsonOf(const Look& look)
     return object;
 }
 
-Report reportOf(const std::vector<Look>& looks)
+Report reportOf(const std::vector<ServiceLook>& looks)
 {
     TextTable table({QStringLiteral("SERVICE"), QStringLiteral("STATE"), QStringLiteral("ENGINE"),
                      QStringLiteral("PLACE"), QStringLiteral("ENCRYPTED"), QStringLiteral("TOPOLOGY"),
@@ -102,7 +62,7 @@ Report reportOf(const std::vector<Look>& looks)
     QJsonArray services;
     QString reasons;
     Report report;
-    for (const Look& look : looks) {
+    for (const ServiceLook& look : looks) {
         table.addRow(tableRow(look));
         services.append(jsonOf(look));
         if (look.health.ok())
@@ -132,10 +92,8 @@ Result<Report> pingVerb(const Call& call)
     if (!settings.ok())
         return settings.status();
     // Both are looked at, whatever comes of the first.
-    const std::vector<Look> looks = {
-        {QStringLiteral("rows"), placeOf(settings->database), Database::probe(settings->database)},
-        {QStringLiteral("files"), placeOf(settings->documentStore),
-         lookAtFiles(settings.value(), call.site)}};
+    const std::vector<ServiceLook> looks = {lookAtRows(settings.value()),
+                                            lookAtFiles(settings.value(), call.site.documentStore())};
     Report report = reportOf(looks);
     warnOfRobotHost(settings.value(), report);
     return report;

@@ -1,16 +1,13 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "backend/config/Settings.h"
 
 #include <QString>
 
-#include <utility>
 #include <vector>
 
 namespace KOZAV::Backend {
-
-/// Keys ("section/key") and values of a configuration, in an order in which they can be written one by one.
-using SettingValues = std::vector<std::pair<QString, QString>>;
 
 /// What a site is to be like.
 struct SitePlan

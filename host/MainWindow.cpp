@@ -32,6 +32,7 @@
 #include "host/RunClosing.h"
 #include "host/RunResults.h"
 #include "host/ServiceLog.h"
+#include "host/SettingsDialog.h"
 #include "host/SiteStatusBar.h"
 #include "host/SourceWatch.h"
 #include "host/Theme.h"
@@ -194,6 +195,9 @@ void MainWindow::buildMenu()
     });
     connect(m_menu, &MainMenu::told, this,
             [this](const QString& text) { m_status->showMessage(text, 5000); });
+    auto* settings = new QAction(tr("&Settings …"), this);
+    connect(settings, &QAction::triggered, this, &MainWindow::openSettings);
+    m_menu->file()->insertAction(m_menu->file()->actions().constLast(), settings);
     QAction* about = m_menu->help()->addAction(
         tr("&About this program …"), this, [this] { AboutDialog(m_site, m_log.keptFile(), this).exec(); });
     about->setObjectName(QStringLiteral("about"));
@@ -305,6 +309,15 @@ void MainWindow::warnOfLinks(const QString& batchDirectory)
     for (const LinkOut& link : links)
         m_log.add(QtWarningMsg, QStringLiteral("client"),
                   tr("%1 is a link that leads out of the batch directory: %2").arg(link.path, link.target));
+}
+
+void MainWindow::openSettings()
+{
+    SettingsDialog dialog(this);
+    connect(&dialog, &SettingsDialog::settingsChanged, this, &MainWindow::reloadFiles);
+    connect(&dialog, &SettingsDialog::told, this,
+            [this](const QString& text) { m_log.add(QtWarningMsg, QStringLiteral("client"), text); });
+    dialog.exec();
 }
 
 void MainWindow::watchRobot()

@@ -86,6 +86,7 @@ private:
     void tellReport();
     void warnOfLinks(const QString& batchDirectory);
     QWidget* buildMessages();
+    void openSettings();
     void reloadFiles();
     void openJob(const DataLib::Model::Odbpp_Job_C& job);
 

@@ -173,11 +173,18 @@ Result<QByteArray> readText(const QString& path)
     return broken(QStringLiteral("configuration file \"%1\": %2").arg(path, bytes.message()));
 }
 
-/// The text of a configuration file with another value for a key, if it is usable then.
-Result<QByteArray> withSetting(const QString& path, const QString& key, const QString& value)
+/// What a configuration file would be with other values for some keys, where it is usable then.
+struct ChangedFile
 {
-    if (findSettingRule(key) == nullptr)
-        return unknownKey(ErrorCode::InvalidArgument, key);
+    QByteArray text;
+    Settings settings;
+};
+
+Result<ChangedFile> withSettings(const QString& path, const SettingValues& values)
+{
+    for (const auto& [key, value] : values)
+        if (findSettingRule(key) == nullptr)
+            return unknownKey(ErrorCode::InvalidArgument, key);
     const auto before = readText(path);
     if (!before.ok())
         return before.status();
@@ -185,14 +192,19 @@ Result<QByteArray> withSetting(const QString& path, const QString& key, const QS
     if (!document.ok())
         return parseSettings(before.value(), path).status();
 
-    document->setValue(key, value);
+    QStringList keys;
+    for (const auto& [key, value] : values) {
+        document->setValue(key, value);
+        keys << key;
+    }
     const QByteArray after = document->toBytes();
     const auto settings = parseSettings(after, path);
     if (settings.ok())
-        return after;
+        return ChangedFile{after, settings.value()};
     const bool wasBroken = !parseSettings(before.value(), path).ok();
-    return Status(wasBroken ? ErrorCode::Configuration : ErrorCode::InvalidArgument,
-                  QStringLiteral("%1 is not set: %2").arg(key, settings.message()));
+    return Status(
+        wasBroken ? ErrorCode::Configuration : ErrorCode::InvalidArgument,
+        QStringLiteral("%1 is not set: %2").arg(keys.join(QStringLiteral(", ")), settings.message()));
 }
 
 bool showsPassword(const Settings& settings)
@@ -249,6 +261,11 @@ QStringList defaultConfigurationPaths()
             QStringLiteral("/etc/zav_import/zav.ini")};
 }
 
+QString defaultDataRoot()
+{
+    return inHome(QStandardPaths::GenericDataLocation);
+}
+
 Result<Settings> loadSettings(const QString& path)
 {
     const auto bytes = readText(path);
@@ -269,8 +286,8 @@ Result<Settings> loadSettings(const QString& path)
 
 Status createDefaultSettings(const QString& path, const QString& dataRoot)
 {
-    const QString root = dataRoot.isEmpty() ? inHome(QStandardPaths::GenericDataLocation)
-                                            : QDir::cleanPath(QFileInfo(dataRoot).absoluteFilePath());
+    const QString root =
+        dataRoot.isEmpty() ? defaultDataRoot() : QDir::cleanPath(QFileInfo(dataRoot).absoluteFilePath());
     const QByteArray text = freshText(root, loginName());
     const auto settings = parseSettings(text, path);
     if (!settings.ok())
@@ -304,14 +321,38 @@ Result<QString> readSetting(const QString& path, const QString& key)
 
 Status writeSetting(const QString& path, const QString& key, const QString& value)
 {
-    const auto changed = withSetting(path, key, value);
-    return changed.ok() ? writePrivateFile(path, changed.value(), ExistingTarget::Replace) : changed.status();
+    return writeSettings(path, {{key, value}});
+}
+
+Status writeSettings(const QString& path, const SettingValues& values)
+{
+    const auto changed = withSettings(path, values);
+    return changed.ok() ? writePrivateFile(path, changed->text, ExistingTarget::Replace) : changed.status();
+}
+
+Result<Settings> settingsWith(const QString& path, const SettingValues& values)
+{
+    const auto changed = withSettings(path, values);
+    return changed.ok() ? Result(changed->settings) : changed.status();
+}
+
+Status checkSetting(const QString& key, const QString& value)
+{
+    const SettingRule* rule = findSettingRule(key);
+    if (rule == nullptr)
+        return unknownKey(ErrorCode::InvalidArgument, key);
+    Settings settings;
+    const QString problem = problemOf(*rule, value, QDir::root(), settings);
+    if (problem.isEmpty())
+        return {};
+    return Status::invalidArgument(
+        QStringLiteral("%1 %2; accepted is %3").arg(key, problem, rule->accepted()));
 }
 
 Status writeSiteId(const QString& path, const QString& identity)
 {
-    const auto changed = withSetting(path, QStringLiteral("site/id"), identity);
-    return changed.ok() ? replaceOwnFile(path, changed.value()) : changed.status();
+    const auto changed = withSettings(path, {{QStringLiteral("site/id"), identity}});
+    return changed.ok() ? replaceOwnFile(path, changed->text) : changed.status();
 }
 
 } // namespace KOZAV::Backend

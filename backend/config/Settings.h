@@ -5,6 +5,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <utility>
+#include <vector>
+
 namespace KOZAV::Backend {
 
 /// The configuration file as a value. Paths are absolute once loaded; cache paths end in a separator. What
@@ -71,6 +74,9 @@ QString configurationPath(const QString& explicitPath);
 /// machine's, /etc/zav_import/zav.ini.
 QStringList defaultConfigurationPaths();
 
+/// The folder of a new site's data where none is named: in the XDG data folder.
+QString defaultDataRoot();
+
 /// Reads and checks a configuration file. A failure names file, key and what is accepted.
 Result<Settings> loadSettings(const QString& path);
 
@@ -86,6 +92,16 @@ Status makeFolders(const Settings& settings);
 /// is refused (InvalidArgument), and the file stays as it was; comments and other lines are kept.
 Result<QString> readSetting(const QString& path, const QString& key);
 Status writeSetting(const QString& path, const QString& key, const QString& value);
+
+/// Keys ("section/key") and values of a configuration, in an order in which they can be written one by one.
+using SettingValues = std::vector<std::pair<QString, QString>>;
+
+/// The same of several keys at once, all of them or none: the file must be usable with all of them.
+Status writeSettings(const QString& path, const SettingValues& values);
+/// The settings that the file would then make; it stays as it is.
+Result<Settings> settingsWith(const QString& path, const SettingValues& values);
+/// Whether a value is accepted for a key, whatever else the file says; InvalidArgument.
+Status checkSetting(const QString& key, const QString& value);
 
 /// Writes the identity of the site into a configuration file without one. The file keeps its permissions;
 /// NotPermitted where it belongs to another user.

@@ -17,7 +17,7 @@ if(ZAV_BUILD_PANELS)
   endif()
   zav_add_tests(host_tests ON_MEMORY LABELS host TESTS host_results_view host_run_entries)
   zav_add_tests(host_tests LABELS host TESTS host_run_progress host_work_pulse)
-  zav_add_tests(host_tests LABELS host TESTS host_companies_view host_robot_requests)
+  zav_add_tests(host_tests LABELS host TESTS host_companies_view host_robot_requests host_settings_dialog)
   zav_add_tests(host_tests SITES LABELS host TESTS host_run_history host_site_status)
 
   # Once more without openat2(), refused as an old kernel and as a strict sandbox refuse it.
