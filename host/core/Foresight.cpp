@@ -18,6 +18,7 @@
 #include "host/core/SourceContents.h"
 #include "host/site/Companies.h"
 #include "host/site/ImportSpace.h"
+#include "host/site/RunHistory.h"
 #include "host/site/SourceLooks.h"
 
 #include <QFileInfo>
@@ -144,6 +145,40 @@ private:
     std::map<SourceContent, std::vector<const ComparedSource*>> m_entries;
 };
 
+/// How long entries of one kind took before: so much each, and so much for each byte.
+class PastTimes final
+{
+public:
+    void add(double seconds, double bytes)
+    {
+        m_count += 1;
+        m_bytes += bytes;
+        m_seconds += seconds;
+        m_squares += bytes * bytes;
+        m_products += bytes * seconds;
+    }
+
+    [[nodiscard]] bool isEmpty() const { return m_count == 0; }
+    [[nodiscard]] double average() const { return m_seconds / m_count; }
+
+    /// What so many entries with so many bytes together may take: by the line that comes nearest to what was.
+    [[nodiscard]] double secondsFor(int count, qint64 bytes) const
+    {
+        const double spread = m_squares - m_bytes * m_bytes / m_count;
+        const double slope =
+            spread > 0 ? std::max(0.0, (m_products - m_bytes * m_seconds / m_count) / spread) : 0;
+        const double each = (m_seconds - slope * m_bytes) / m_count;
+        return std::max(0.0, each * count + slope * static_cast<double>(bytes));
+    }
+
+private:
+    double m_count = 0;
+    double m_bytes = 0;
+    double m_seconds = 0;
+    double m_squares = 0;
+    double m_products = 0;
+};
+
 class Look final
 {
 public:
@@ -169,6 +204,7 @@ private:
     [[nodiscard]] std::vector<ComparedSource> comparedSources() const;
     void compare(const std::vector<ComparedSource>& sources);
     void estimateSpace();
+    void estimateTime();
     void finish(std::size_t number, qint64 done);
     void handOver();
 
@@ -197,6 +233,7 @@ void Look::run()
     if (m_cancelled)
         return;
     estimateSpace();
+    estimateTime();
     ForesightPiece last;
     last.isLast = true;
     last.done = last.toDo = m_toDo;
@@ -458,6 +495,49 @@ void Look::estimateSpace()
                                                  .arg(one.free)
                                                  .arg(one.needed)});
     }
+}
+
+/// By the last runs that the site keeps. Of a folder they know how long its archive was, not what was packed:
+/// its own bytes say nothing here.
+void Look::estimateTime()
+{
+    constexpr int runs = 3;
+    QString failure;
+    const auto kept = keptRuns(runs, 0, failure);
+    if (!kept)
+        return;
+    PastTimes archives;
+    PastTimes folders;
+    for (const RunSummary& summary : *kept) {
+        const auto run = m_cancelled ? std::nullopt : keptRun(summary.guid, failure);
+        if (!run)
+            continue;
+        for (const BatchReportRow& row : run->rows) {
+            const bool isFolder = QFileInfo(row.entry).suffix() != QFileInfo(row.storedName).suffix();
+            if (row.result == BatchResult::Imported)
+                (isFolder ? folders : archives)
+                    .add(row.seconds, isFolder ? 0 : static_cast<double>(row.bytes));
+        }
+    }
+    double seconds = 0;
+    for (const bool isFolder : {false, true}) {
+        int count = 0;
+        qint64 bytes = 0;
+        for (const ForeseenEntry& entry : m_foreseen.entries) {
+            if (entry.isFolder != isFolder || !entry.isGiven)
+                continue;
+            ++count;
+            bytes += isFolder ? 0 : std::max<qint64>(entry.bytes, 0);
+        }
+        const PastTimes& own = isFolder ? folders : archives;
+        const PastTimes& other = isFolder ? archives : folders;
+        if (count == 0)
+            continue;
+        if (own.isEmpty() && other.isEmpty())
+            return;
+        seconds += own.isEmpty() ? other.average() * count : own.secondsFor(count, bytes);
+    }
+    m_foreseen.seconds = seconds;
 }
 
 /// Something is known of an entry; on any thread.

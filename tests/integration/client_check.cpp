@@ -32,6 +32,7 @@ private Q_SLOTS:
     void anImportAgreesWithIt();
     void nothingIsChanged();
     void aWholeBatchIsASuccess();
+    void runsBeforeTellTheTime();
     void linksThatLeadOutAreTold();
     void spaceThatIsMissingIsTold();
     void whatIsFoundIsPrinted();
@@ -271,6 +272,22 @@ void ClientCheck::aWholeBatchIsASuccess()
     const QJsonObject space = document.value(QLatin1String("space")).toArray().first().toObject();
     QVERIFY(space.value(QLatin1String("free")).toDouble() > 0);
     QVERIFY(space.value(QLatin1String("needed")).toInt() >= emptyZip("a").size());
+}
+
+void ClientCheck::runsBeforeTellTheTime()
+{
+    write("甲/a.zip", emptyZip("a"));
+    write("甲/b/file", "b");
+    QVERIFY(documentOf(run(check, {json})).value(QLatin1String("seconds")).isNull());
+    const QJsonObject imported = documentOf(run(batch, {json}));
+    double took = 0;
+    for (const QJsonValue row : imported.value(QLatin1String("rows")).toArray())
+        took += row.toObject().value(QLatin1String("seconds")).toDouble();
+    const QJsonValue foreseen = documentOf(run(check, {json})).value(QLatin1String("seconds"));
+    QVERIFY(foreseen.isDouble());
+    // The same again takes as long.
+    QVERIFY2(qAbs(foreseen.toDouble() - took) < 1e-6,
+             qPrintable(QStringLiteral("%1, but it took %2").arg(foreseen.toDouble()).arg(took)));
 }
 
 void ClientCheck::linksThatLeadOutAreTold()
