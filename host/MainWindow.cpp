@@ -13,10 +13,10 @@
 #include "host/ForesightView.h"
 #include "host/JobListDock.h"
 #include "host/JobView.h"
+#include "host/JobsView.h"
 #include "host/MainDocks.h"
 #include "host/MainMenu.h"
 #include "host/ManifestKeeper.h"
-#include "host/OrigFileModel.h"
 #include "host/Pages.h"
 #include "host/PanelBoxes.h"
 #include "host/PanelPlace.h"
@@ -39,7 +39,9 @@
 #include "host/WaitingJobsView.h"
 #include "host/WorkPulse.h"
 #include "host/core/BatchLinks.h"
+#include "host/core/JobReader.h"
 #include "host/core/Reasons.h"
+#include "host/site/JobPages.h"
 #include "host/site/SiteAccess.h"
 #include "services/ui/ZAV_UICommon.h"
 #include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
@@ -72,7 +74,7 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     , m_site(site)
     , m_log(log)
     , m_panelPlace(new PanelPlace(this))
-    , m_files(new OrigFileModel(site, this))
+    , m_jobReader(new JobReader(this))
     , m_camImport(new CamImport(site, *m_panelPlace->panel(), this))
     , m_panelRun(new PanelRun(*m_panelPlace->panel(), this))
     , m_panelReport(new PanelReport(site, *m_panelRun, this))
@@ -115,26 +117,14 @@ UI::ZAV_ImportFromFile_Widget* MainWindow::importPanel() const
     return m_panelPlace->panel();
 }
 
-QWidget* MainWindow::buildFileTable()
-{
-    auto* box = new QWidget(this);
-    auto* layout = new QVBoxLayout(box);
-    m_fileTable = new QTableView(box);
-    m_fileTable->setModel(m_files);
-    m_fileTable->setAccessibleName(tr("Source files"));
-    applyTableLook(*m_fileTable, {110, 130, 84, 90, 80, 144, 70});
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_fileTable);
-    return box;
-}
-
 /// What an operator looks at between two runs, side by side in one place: a small window has room for one.
 /// While the panel imports, how far that is stands above them.
 QWidget* MainWindow::buildPages()
 {
     m_pages = new Pages(this);
     m_pages->addStrip(m_progress);
-    addPage(QStringLiteral("filesPage"), tr("Source files"), buildFileTable());
+    m_jobs = new JobsView(*m_jobReader, this);
+    addPage(QStringLiteral("filesPage"), tr("Source files"), m_jobs);
     m_foresightView = new ForesightView(*m_panelRun, this);
     addPage(QStringLiteral("foresightPage"), tr("Import preview"), m_foresightView);
     addPage(QStringLiteral("resultsPage"), tr("Results"), buildResults());
@@ -179,7 +169,7 @@ QWidget* MainWindow::buildMessages()
 
 void MainWindow::buildDocks()
 {
-    m_waitingJobs = new WaitingJobsView(this);
+    m_waitingJobs = new WaitingJobsView(*m_jobReader, this);
     m_jobListDock = new JobListDock(this);
     m_docks = new MainDocks(*this, {m_panelPlace, m_waitingJobs, m_jobListDock,
                                     new JobView(*m_camImport, this), buildMessages()});
@@ -209,6 +199,16 @@ void MainWindow::connectParts()
     const auto* notifications = UI::ZAV_UICommon::interface();
     connect(notifications, &UI::ZAV_UICommon::origFileTableRefreshRequested, this, &MainWindow::reloadFiles);
     connect(m_waitingJobs, &WaitingJobsView::openRequested, this, &MainWindow::openJob);
+    connect(m_waitingJobs, &WaitingJobsView::requestChosen, this,
+            [this] { m_pages->show(QStringLiteral("robotPage")); });
+    const auto noteRows = [this](const JobReadFailure& failure) {
+        if (failure.reason.isEmpty() || failure.unreachable)
+            m_site.noteRows(failure.reason);
+    };
+    connect(m_jobs, &JobsView::told, this, noteRows);
+    connect(m_jobs, &JobsView::allCounted, this,
+            [this](int jobs) { m_status->showMessage(tr("%n source file(s)", nullptr, jobs), 5000); });
+    connect(m_waitingJobs, &WaitingJobsView::told, this, noteRows);
     connect(m_jobListDock, &JobListDock::requestSent, this, [this](const QString& jobName) {
         m_log.add(QtInfoMsg, QStringLiteral("client"), tr("%1 has been sent to the robot").arg(jobName));
         reloadFiles();
@@ -332,9 +332,8 @@ void MainWindow::watchCompanies()
 
 void MainWindow::reloadFiles()
 {
-    m_files->reload();
-    m_waitingJobs->reload();
-    m_status->showMessage(tr("%n source file(s)", nullptr, m_files->rowCount()), 5000);
+    m_jobs->refresh();
+    m_waitingJobs->refresh();
 }
 
 void MainWindow::openJob(const DataLib::Model::Odbpp_Job_C& job)

@@ -2,8 +2,6 @@
 
 #include <QMainWindow>
 
-class QTableView;
-
 namespace KOZAV::DataLib::Model {
 struct Odbpp_Job_C;
 }
@@ -19,10 +17,11 @@ class CamImport;
 class CompaniesView;
 class ForesightView;
 class JobListDock;
+class JobReader;
+class JobsView;
 class MainDocks;
 class MainMenu;
 class ManifestKeeper;
-class OrigFileModel;
 class Pages;
 class CompanyWatch;
 class PanelPlace;
@@ -73,7 +72,6 @@ protected:
 private:
     QWidget* buildPages();
     void addPage(const QString& objectName, const QString& title, QWidget* page);
-    QWidget* buildFileTable();
     QWidget* buildResults();
     void buildDocks();
     void buildMenu();
@@ -94,8 +92,8 @@ private:
     ServiceLog& m_log;
     PanelPlace* m_panelPlace;
     Pages* m_pages = nullptr;
-    OrigFileModel* m_files;
-    QTableView* m_fileTable = nullptr;
+    JobReader* m_jobReader; ///< reads for all lists of jobs
+    JobsView* m_jobs = nullptr;
     CamImport* m_camImport;
     PanelRun* m_panelRun;
     PanelReport* m_panelReport;

@@ -1,123 +1,131 @@
 #include "host/WaitingJobsView.h"
 
-#include "host/Theme.h"
-#include "services/ui/ZAV_StdCommon.h"
+#include "host/JobTable.h"
+#include "host/core/JobReader.h"
+#include "host/core/WaitingModel.h"
 
-#include <QAbstractTableModel>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QLabel>
+#include <QLineEdit>
+#include <QLocale>
 #include <QPushButton>
-#include <QTableView>
 #include <QVBoxLayout>
-
-#include <vector>
 
 namespace KOZAV::Host {
 
-/// The jobs that wait for import, oldest first.
-class WaitingJobsView::Model final : public QAbstractTableModel
-{
-public:
-    using QAbstractTableModel::QAbstractTableModel;
+namespace {
 
-    void reload();
-    [[nodiscard]] const DataLib::Model::Odbpp_Job_C& job(int row) const;
+constexpr int searchTypingMs = 200;
 
-    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
-    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
-    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
-    [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+} // namespace
 
-private:
-    std::vector<DataLib::Model::Odbpp_Job_C> m_jobs;
-};
-
-void WaitingJobsView::Model::reload()
-{
-    beginResetModel();
-    m_jobs = UI::ZAV_StdCommon::interface()->getInputJobList();
-    endResetModel();
-}
-
-const DataLib::Model::Odbpp_Job_C& WaitingJobsView::Model::job(int row) const
-{
-    return m_jobs[static_cast<std::size_t>(row)];
-}
-
-int WaitingJobsView::Model::rowCount(const QModelIndex& parent) const
-{
-    return parent.isValid() ? 0 : static_cast<int>(m_jobs.size());
-}
-
-int WaitingJobsView::Model::columnCount(const QModelIndex& parent) const
-{
-    return parent.isValid() ? 0 : 2;
-}
-
-QVariant WaitingJobsView::Model::data(const QModelIndex& index, int role) const
-{
-    if (!index.isValid() || role != Qt::DisplayRole)
-        return {};
-    const DataLib::Model::Odbpp_Job_C& row = job(index.row());
-    if (index.column() == 0)
-        return row.jobId;
-    return QString::fromStdString(row.jobName);
-}
-
-QVariant WaitingJobsView::Model::headerData(int section, Qt::Orientation orientation, int role) const
-{
-    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
-        return QAbstractTableModel::headerData(section, orientation, role);
-    return section == 0 ? QStringLiteral("编号") : QStringLiteral("系统料号");
-}
-
-WaitingJobsView::WaitingJobsView(QWidget* parent)
+WaitingJobsView::WaitingJobsView(JobReader& reader, QWidget* parent)
     : QWidget(parent)
-    , m_jobs(new Model(this))
-    , m_table(new QTableView(this))
+    , m_jobs(new WaitingModel(reader, this))
+    , m_table(new JobTable(*m_jobs, QStringLiteral("waiting"), this))
+    , m_search(new QLineEdit(this))
     , m_count(new QLabel(this))
-    , m_open(new QPushButton(QStringLiteral("打开料号导入(&O)"), this))
+    , m_open(new QPushButton(this))
 {
-    m_table->setModel(m_jobs);
-    m_table->setAccessibleName(QStringLiteral("等待导入的料号"));
-    applyTableLook(*m_table, {70, 160});
+    m_table->setObjectName(QStringLiteral("waitingTable"));
+    m_table->setAccessibleName(tr("Jobs that wait for import"));
+    m_table->setColumns({60, 110, 90, 80}, {});
+    m_table->showOrder(WaitingModel::Number, Qt::AscendingOrder);
+    m_table->restoreColumns();
+    m_table->setEmptyText(tr("Reading …"));
+    m_search->setObjectName(QStringLiteral("searchWaiting"));
+    m_search->setPlaceholderText(tr("Generated name begins with"));
+    m_search->setAccessibleName(m_search->placeholderText());
+    m_search->setToolTip(tr("Upper and lower case are different."));
+    m_search->setClearButtonEnabled(true);
+    m_count->setObjectName(QStringLiteral("waitingCount"));
+    m_count->setWordWrap(true);
+    m_typing.setSingleShot(true);
+    m_typing.setInterval(searchTypingMs);
 
     auto* row = new QHBoxLayout;
     row->addWidget(m_count, 1);
-    auto* refresh = new QPushButton(QStringLiteral("刷新(&R)"), this);
-    row->addWidget(refresh);
+    auto* refreshNow = new QPushButton(tr("&Refresh"), this);
+    row->addWidget(refreshNow);
     row->addWidget(m_open);
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(m_table);
+    layout->addWidget(m_search);
+    layout->addWidget(m_table, 1);
     layout->addLayout(row);
 
+    connect(m_search, &QLineEdit::textChanged, &m_typing, qOverload<>(&QTimer::start));
+    connect(&m_typing, &QTimer::timeout, this, [this] { m_jobs->search(m_search->text()); });
     connect(m_table, &QTableView::activated, this, &WaitingJobsView::openSelected);
     connect(m_open, &QPushButton::clicked, this, &WaitingJobsView::openSelected);
-    connect(refresh, &QPushButton::clicked, this, &WaitingJobsView::reload);
+    connect(refreshNow, &QPushButton::clicked, this, &WaitingJobsView::refresh);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &WaitingJobsView::showSelection);
     connect(m_jobs, &QAbstractItemModel::modelReset, this, &WaitingJobsView::showSelection);
+    connect(m_jobs, &QAbstractItemModel::dataChanged, this, &WaitingJobsView::showSelection);
+    connect(m_jobs, &JobListModel::counted, this, &WaitingJobsView::showCount);
+    connect(m_jobs, &JobListModel::told, this, &WaitingJobsView::showFailure);
+    connect(m_jobs, &JobListModel::told, this, &WaitingJobsView::told);
     showSelection();
 }
 
-void WaitingJobsView::reload()
+void WaitingJobsView::refresh()
 {
-    m_jobs->reload();
-    m_count->setText(QStringLiteral("共 %1 个料号").arg(m_jobs->rowCount()));
+    m_jobs->refresh();
 }
 
 void WaitingJobsView::showSelection()
 {
-    m_open->setEnabled(m_table->selectionModel()->hasSelection());
+    const ListedJob* const job =
+        m_table->selectionModel()->hasSelection() ? m_jobs->job(m_table->currentIndex().row()) : nullptr;
+    const bool failed = job && !job->failedRequest.isEmpty();
+    m_open->setText(failed ? tr("&Open its request") : tr("&Open for import"));
+    m_open->setEnabled(job != nullptr);
 }
 
 void WaitingJobsView::openSelected()
 {
-    const QModelIndex index = m_table->currentIndex();
-    if (index.isValid())
-        Q_EMIT openRequested(m_jobs->job(index.row()));
+    const ListedJob* const job = m_jobs->job(m_table->currentIndex().row());
+    if (!job)
+        return;
+    if (!job->failedRequest.isEmpty()) {
+        Q_EMIT requestChosen(job->flowKey);
+        return;
+    }
+    DataLib::Model::Odbpp_Job_C waiting;
+    waiting.flowId = job->flowKey.toStdString();
+    waiting.jobId = job->jobId;
+    waiting.jobName = job->generatedName.toStdString();
+    Q_EMIT openRequested(waiting);
+}
+
+void WaitingJobsView::showCount(qint64 jobs, bool orMore)
+{
+    const QString number = QLocale().toString(jobs);
+    m_count->setText(orMore ? tr("More than %1 jobs").arg(number) : tr("Jobs: %1").arg(number));
+}
+
+void WaitingJobsView::showFailure(const JobReadFailure& failure)
+{
+    if (failure.reason.isEmpty())
+        m_table->setEmptyText(m_search->text().isEmpty() ? tr("No job waits. What is imported appears here.")
+                                                         : tr("No waiting job begins like that."));
+    else
+        m_table->setEmptyText(tr("The jobs cannot be read: %1").arg(failure.reason));
+}
+
+void WaitingJobsView::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    m_jobs->begin();
+    m_jobs->refresh();
+    m_jobs->follow(true);
+}
+
+void WaitingJobsView::hideEvent(QHideEvent* event)
+{
+    QWidget::hideEvent(event);
+    m_jobs->follow(false);
 }
 
 } // namespace KOZAV::Host

@@ -2,36 +2,54 @@
 
 #include "services/model/Odbpp_Job_C.h"
 
+#include <QTimer>
 #include <QWidget>
 
 class QLabel;
+class QLineEdit;
 class QPushButton;
-class QTableView;
 
 namespace KOZAV::Host {
 
-/// The jobs that wait for import, from which the operator opens one.
+class JobReader;
+class JobTable;
+class WaitingModel;
+struct JobReadFailure;
+
+/// The jobs that wait for import, from which the operator opens one, and before them those whose request to
+/// the robot failed.
 class WaitingJobsView final : public QWidget
 {
     Q_OBJECT
 public:
-    explicit WaitingJobsView(QWidget* parent = nullptr);
+    explicit WaitingJobsView(JobReader& reader, QWidget* parent = nullptr);
 
-    void reload();
+    /// Reads again what is shown.
+    void refresh();
 
 Q_SIGNALS:
     void openRequested(const KOZAV::DataLib::Model::Odbpp_Job_C& job);
+    /// The operator wants to deal with a job's request to the robot.
+    void requestChosen(const QString& flowKey);
+    /// Something was read, or why it was not.
+    void told(const KOZAV::Host::JobReadFailure& failure);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
-    class Model;
-
     void openSelected();
     void showSelection();
+    void showCount(qint64 jobs, bool orMore);
+    void showFailure(const JobReadFailure& failure);
 
-    Model* m_jobs;
-    QTableView* m_table;
+    WaitingModel* m_jobs;
+    JobTable* m_table;
+    QLineEdit* m_search;
     QLabel* m_count;
     QPushButton* m_open;
+    QTimer m_typing; ///< runs while somebody types
 };
 
 } // namespace KOZAV::Host

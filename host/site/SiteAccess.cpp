@@ -34,19 +34,6 @@ using Backend::SitePart;
 
 namespace {
 
-OrigFileRow rowOf(const Backend::OrigFileRecord& record)
-{
-    OrigFileRow row;
-    row.company = record.companyName;
-    row.jobName = record.jobName;
-    row.generatedName = record.generatedName;
-    row.storedName = record.storedName;
-    row.importedAt = QDateTime::fromString(record.createdTime, Qt::ISODateWithMs).toLocalTime();
-    if (record.state && record.subState)
-        row.state = FlowState(*record.state, *record.subState);
-    return row;
-}
-
 bool isUnreachable(ErrorCode reason)
 {
     return reason == ErrorCode::Unavailable || reason == ErrorCode::OutcomeUnknown;
@@ -245,24 +232,10 @@ void SiteAccess::removeAbandonedWork(const QString& directory)
     m_work->abandoned.erase(folder);
 }
 
-std::vector<OrigFileRow> SiteAccess::origFiles()
+void SiteAccess::noteRows(const QString& failure)
 {
     lookAtParts();
-    const auto database = Site::current().database();
-    const auto records = database.ok()
-                             ? Backend::listOrigFiles(*database.value())
-                             : Backend::Result<std::vector<Backend::OrigFileRecord>>(database.status());
-    if (!records.ok()) {
-        if (isUnreachable(records.code()))
-            notePart(SitePart::Rows, records.message());
-        return {};
-    }
-    notePart(SitePart::Rows, {});
-    std::vector<OrigFileRow> rows;
-    rows.reserve(records->size());
-    for (const auto& record : records.value())
-        rows.push_back(rowOf(record));
-    return rows;
+    notePart(SitePart::Rows, failure);
 }
 
 std::optional<ImportedJob> SiteAccess::importedJob(const QString& flowKey)

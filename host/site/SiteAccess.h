@@ -15,20 +15,6 @@
 
 namespace KOZAV::Host {
 
-/// State pair of a job flow.
-using FlowState = std::pair<int, int>;
-
-/// One row of the client's table of original files.
-struct OrigFileRow
-{
-    QString company;
-    QString jobName;       ///< name the job came with
-    QString generatedName; ///< the system's name; empty where the job has no flow
-    QString storedName;
-    QDateTime importedAt; ///< local time
-    std::optional<FlowState> state;
-};
-
 /// What an import left of one job.
 struct ImportedJob
 {
@@ -82,8 +68,10 @@ public:
     /// Removes one of these.
     void removeAbandonedWork(const QString& directory);
 
-    /// Newest first; none where they cannot be read.
-    [[nodiscard]] std::vector<OrigFileRow> origFiles();
+    /// What a list has found when it read rows on its own thread: shown with the parts, which are looked at
+    /// anew where the configuration names others by now.
+    /// @param failure  why the rows cannot be reached; empty where they were read
+    void noteRows(const QString& failure);
     [[nodiscard]] std::optional<ImportedJob> importedJob(const QString& flowKey);
     [[nodiscard]] std::optional<ImportedJob> jobNamed(const QString& generatedName);
     /// Whether a job of that stored file is imported; nothing where that cannot be asked.

@@ -61,12 +61,16 @@ public:
     /// Picks the job in the list of waiting jobs and opens the job list panel for it.
     void openWaitingJob(const QString& jobName)
     {
-        auto* table = named<QTableView>(QStringLiteral("等待导入的料号"));
-        for (int row = 0; row < table->model()->rowCount(); ++row) {
-            if (table->model()->index(row, 1).data().toString() == jobName)
-                table->selectRow(row);
-        }
-        QTest::mouseClick(buttonStarting(QStringLiteral("打开料号导入")), Qt::LeftButton);
+        auto* table = named<QTableView>(QStringLiteral("Jobs that wait for import"));
+        const auto select = [&] {
+            for (int row = 0; row < table->model()->rowCount(); ++row) {
+                if (table->model()->index(row, 1).data().toString() == jobName)
+                    table->selectRow(row);
+            }
+            return table->selectionModel()->hasSelection();
+        };
+        QTRY_VERIFY(select());
+        QTest::mouseClick(buttonStarting(QStringLiteral("&Open for import")), Qt::LeftButton);
     }
 
     UI::ZAV_Import_Widget* jobListPanel() { return window->findChild<UI::ZAV_Import_Widget*>(); }
