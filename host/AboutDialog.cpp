@@ -19,9 +19,11 @@ namespace KOZAV::Host {
 
 namespace {
 
-QString engineText(const Backend::ServiceHealth& state)
+QString engineText(Backend::SitePart part, const Backend::ServiceHealth& state)
 {
-    return state.engine.isEmpty() ? AboutDialog::tr("unreachable") : state.engine;
+    if (!state.isReachable())
+        return AboutDialog::tr("unreachable");
+    return part == Backend::SitePart::Files && !state.remote ? AboutDialog::tr("local folder") : state.engine;
 }
 
 QLabel* selectable(const QString& text, QWidget* parent)
@@ -57,8 +59,8 @@ void AboutDialog::addVersions(const SiteAccess& site)
         QCoreApplication::applicationName() + QLatin1Char(' ') + QCoreApplication::applicationVersion());
     add(tr("Qt"), QString::fromLatin1(qVersion()));
     add(tr("System"), QSysInfo::prettyProductName() + QLatin1Char(' ') + QSysInfo::currentCpuArchitecture());
-    add(tr("Database"), engineText(site.part(Backend::SitePart::Rows)));
-    add(tr("File store"), engineText(site.part(Backend::SitePart::Files)));
+    add(tr("Database"), engineText(Backend::SitePart::Rows, site.part(Backend::SitePart::Rows)));
+    add(tr("File store"), engineText(Backend::SitePart::Files, site.part(Backend::SitePart::Files)));
 }
 
 void AboutDialog::addPlaces(const SiteAccess& site, const QString& logFile)
@@ -90,7 +92,7 @@ void AboutDialog::buildLayout()
     auto* content = new QWidget(this);
     auto* facts = new QFormLayout(content);
     facts->setContentsMargins(0, 0, 0, 0);
-    facts->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    facts->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     for (const auto& [what, value] : m_facts) {
         auto* shown = selectable(value, content);
         shown->setAccessibleName(what);

@@ -12,6 +12,16 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::ForesightView</name>
+    <message numerus="yes">
+        <source>&amp;Add %n unknown companies …</source>
+        <translation>
+            <numerusform>&amp;Add %n unknown company …</numerusform>
+            <numerusform>&amp;Add %n unknown companies …</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::JobView</name>
     <message numerus="yes">
         <source>ODB++ · Steps: %1 · %n layer(s)</source>

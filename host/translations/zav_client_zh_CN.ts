@@ -76,6 +76,41 @@
         <source>C&amp;opy</source>
         <translation>复制(&amp;O)</translation>
     </message>
+    <message>
+        <source>local folder</source>
+        <translation>本地文件夹</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::AddCompaniesDialog</name>
+    <message>
+        <source>Add companies</source>
+        <translation>添加公司</translation>
+    </message>
+    <message>
+        <source>Give each company the code that the names of its jobs begin with. One without a code is not added.</source>
+        <translation>请为每个公司填写代码，料号名称以该代码开头。没有填写代码的公司不会添加。</translation>
+    </message>
+    <message>
+        <source>A&amp;dd</source>
+        <translation>添加(&amp;D)</translation>
+    </message>
+    <message>
+        <source>Code of %1</source>
+        <translation>%1 的代码</translation>
+    </message>
+    <message>
+        <source>code</source>
+        <translation>代码</translation>
+    </message>
+    <message>
+        <source>%1: a code has 1 to %2 characters, none of them a blank, / or \.</source>
+        <translation>%1：代码为 1 至 %2 个字符，不能含空白、/ 或 \。</translation>
+    </message>
+    <message>
+        <source>%1 cannot be the name of a company.</source>
+        <translation>%1 不能作为公司名称。</translation>
+    </message>
 </context>
 <context>
     <name>KOZAV::Host::CamImport</name>
@@ -224,6 +259,166 @@
     <message>
         <source>the robot&apos;s address %1 is not one of this machine</source>
         <translation>机器人地址 %1 不是本机地址</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::ForesightModel</name>
+    <message>
+        <source>no</source>
+        <translation>否</translation>
+    </message>
+    <message>
+        <source>not known yet</source>
+        <translation>尚不清楚</translation>
+    </message>
+    <message>
+        <source>yes</source>
+        <translation>是</translation>
+    </message>
+    <message>
+        <source>yes, with warnings</source>
+        <translation>是，有警告</translation>
+    </message>
+    <message>
+        <source>Company</source>
+        <translation>公司</translation>
+    </message>
+    <message>
+        <source>Entry</source>
+        <translation>条目</translation>
+    </message>
+    <message>
+        <source>Imported?</source>
+        <translation>会导入？</translation>
+    </message>
+    <message>
+        <source>Size</source>
+        <translation>大小</translation>
+    </message>
+    <message>
+        <source>Why</source>
+        <translation>原因</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::ForesightView</name>
+    <message>
+        <source>Import preview</source>
+        <translation>导入预览</translation>
+    </message>
+    <message>
+        <source>Nothing is chosen yet. Choose a batch directory, a job archive or a job folder in the import panel: what its import will come to is shown here before it begins.</source>
+        <translation>尚未选择来源。请在导入面板中选择批量目录、料号压缩包或料号文件夹：导入开始前，这里会显示导入的预计结果。</translation>
+    </message>
+    <message>
+        <source>Progress of the look</source>
+        <translation>预览进度</translation>
+    </message>
+    <message>
+        <source>&amp;Look again</source>
+        <translation>重新查看(&amp;L)</translation>
+    </message>
+    <message>
+        <source>Entries that are shown</source>
+        <translation>显示的条目</translation>
+    </message>
+    <message>
+        <source>All entries</source>
+        <translation>全部条目</translation>
+    </message>
+    <message>
+        <source>Will not be imported</source>
+        <translation>不会导入</translation>
+    </message>
+    <message>
+        <source>With warnings</source>
+        <translation>有警告</translation>
+    </message>
+    <message>
+        <source>Will be imported</source>
+        <translation>会导入</translation>
+    </message>
+    <message>
+        <source>Not known yet</source>
+        <translation>尚不清楚</translation>
+    </message>
+    <message>
+        <source>Search the entries</source>
+        <translation>搜索条目</translation>
+    </message>
+    <message>
+        <source>company, entry or reason</source>
+        <translation>公司、条目或原因</translation>
+    </message>
+    <message>
+        <source>Entries of the source</source>
+        <translation>来源中的条目</translation>
+    </message>
+    <message>
+        <source>About the selected entry</source>
+        <translation>所选条目的说明</translation>
+    </message>
+    <message>
+        <source>Looking through %1</source>
+        <translation>正在查看 %1</translation>
+    </message>
+    <message>
+        <source>%1, as it was before the import</source>
+        <translation>%1（导入之前的情况）</translation>
+    </message>
+    <message>
+        <source>%1: all will be imported</source>
+        <translation>%1：全部会导入</translation>
+    </message>
+    <message>
+        <source>%1: %2 of %3 will be imported</source>
+        <translation>%1：%3 个条目中有 %2 个会导入</translation>
+    </message>
+    <message>
+        <source>will be imported: %1</source>
+        <translation>会导入：%1</translation>
+    </message>
+    <message>
+        <source>of these with warnings: %1</source>
+        <translation>其中有警告：%1</translation>
+    </message>
+    <message>
+        <source>will not be imported: %1</source>
+        <translation>不会导入：%1</translation>
+    </message>
+    <message>
+        <source>not known yet: %1</source>
+        <translation>尚不清楚：%1</translation>
+    </message>
+    <message>
+        <source>about %1 s</source>
+        <translation>约 %1 秒</translation>
+    </message>
+    <message>
+        <source>time not known: no run before tells</source>
+        <translation>所需时间未知：没有可参考的导入记录</translation>
+    </message>
+    <message numerus="yes">
+        <source>&amp;Add %n unknown companies …</source>
+        <translation>
+            <numerusform>添加 %n 个未知公司(&amp;A) …</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Companies that the site does not have: %1</source>
+        <translation>站点中没有的公司：%1</translation>
+    </message>
+    <message>
+        <source>unknown</source>
+        <translation>未知</translation>
+    </message>
+    <message>
+        <source>Space in %1: %2 needed, %3 free</source>
+        <translation>%1 的空间：需要 %2，剩余 %3</translation>
+    </message>
+    <message>
+        <source>Space in %1: %2 to %3 needed, %4 free</source>
+        <translation>%1 的空间：需要 %2 至 %3，剩余 %4</translation>
     </message>
 </context>
 <context>
@@ -513,6 +708,14 @@
     <message>
         <source>Results</source>
         <translation>结果</translation>
+    </message>
+    <message>
+        <source>Import preview</source>
+        <translation>导入预览</translation>
+    </message>
+    <message>
+        <source>&amp;Settings …</source>
+        <translation>设置(&amp;S) …</translation>
     </message>
 </context>
 <context>
@@ -1649,6 +1852,284 @@
     <message>
         <source>Text</source>
         <translation>内容</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::SettingTexts</name>
+    <message>
+        <source>the engine of the rows: QSQLITE, a file on this machine, or QMYSQL, a MariaDB or MySQL server</source>
+        <translation>数据库引擎：QSQLITE 为本机上的一个文件，QMYSQL 为 MariaDB 或 MySQL 服务器</translation>
+    </message>
+    <message>
+        <source>the path of the SQLite database</source>
+        <translation>SQLite 数据库的路径</translation>
+    </message>
+    <message>
+        <source>the name or address of the MariaDB or MySQL server, without blanks</source>
+        <translation>MariaDB 或 MySQL 服务器的名称或地址，不含空格</translation>
+    </message>
+    <message>
+        <source>the port of the server</source>
+        <translation>服务器的端口</translation>
+    </message>
+    <message>
+        <source>the name of the database on the server</source>
+        <translation>服务器上数据库的名称</translation>
+    </message>
+    <message>
+        <source>the account on the server</source>
+        <translation>服务器上的账号</translation>
+    </message>
+    <message>
+        <source>the path of a file whose first line is the password</source>
+        <translation>首行为密码的文件的路径</translation>
+    </message>
+    <message>
+        <source>the longest wait for a connection to the server</source>
+        <translation>连接服务器的最长等待时间</translation>
+    </message>
+    <message>
+        <source>the longest wait for an answer of the server</source>
+        <translation>等待服务器应答的最长时间</translation>
+    </message>
+    <message>
+        <source>the longest wait for the server to take what is sent</source>
+        <translation>等待服务器接收数据的最长时间</translation>
+    </message>
+    <message>
+        <source>the longest wait for another writer of the SQLite database</source>
+        <translation>等待 SQLite 数据库其他写入者的最长时间</translation>
+    </message>
+    <message>
+        <source>the path of the certificate of the authority that signed the server&apos;s</source>
+        <translation>签发服务器证书的机构的证书的路径</translation>
+    </message>
+    <message>
+        <source>whether a server on another machine, which otherwise needs tls_ca, may be spoken to without encryption</source>
+        <translation>对另一台机器上的服务器（否则需要 tls_ca）是否允许不加密通信</translation>
+    </message>
+    <message>
+        <source>the kind of the store: local, a folder, or mongodb, GridFS on a MongoDB server</source>
+        <translation>文件库的种类：local 为文件夹，mongodb 为 MongoDB 服务器上的 GridFS</translation>
+    </message>
+    <message>
+        <source>the path of the store&apos;s folder</source>
+        <translation>文件库文件夹的路径</translation>
+    </message>
+    <message>
+        <source>the connection to the MongoDB server</source>
+        <translation>到 MongoDB 服务器的连接</translation>
+    </message>
+    <message>
+        <source>the path of a file whose first line is the password of the URI&apos;s user</source>
+        <translation>首行为该 URI 用户密码的文件的路径</translation>
+    </message>
+    <message>
+        <source>the first of the two names of where stored files lie, with either kind: mongoDbName</source>
+        <translation>存储文件位置的第一个名称（两种文件库均用）：mongoDbName</translation>
+    </message>
+    <message>
+        <source>the second of these names: mongoFsName</source>
+        <translation>存储文件位置的第二个名称：mongoFsName</translation>
+    </message>
+    <message>
+        <source>whether a server on another machine, which otherwise needs TLS, may be spoken to without encryption</source>
+        <translation>对另一台机器上的服务器（否则需要 TLS）是否允许不加密通信</translation>
+    </message>
+    <message>
+        <source>the path of the folder that imports are staged in</source>
+        <translation>导入时暂存用的文件夹的路径</translation>
+    </message>
+    <message>
+        <source>the path of the folder that receives fetched files</source>
+        <translation>存放取回文件的文件夹的路径</translation>
+    </message>
+    <message>
+        <source>how long a batch import waits for a server that does not answer, before it gives up</source>
+        <translation>批量导入等待无应答的服务器多久后放弃</translation>
+    </message>
+    <message>
+        <source>how long a batch import waits for a company that another import holds</source>
+        <translation>批量导入等待被另一导入占用的公司的时间</translation>
+    </message>
+    <message>
+        <source>how long the results of imports are kept with the site, or 0 for ever</source>
+        <translation>导入结果在站点中保留的时间，0 为永久</translation>
+    </message>
+    <message>
+        <source>the address or name of the CAM robot server, without blanks</source>
+        <translation>CAM 机器人服务器的地址或名称，不含空格</translation>
+    </message>
+    <message>
+        <source>the port of the CAM robot server</source>
+        <translation>CAM 机器人服务器的端口</translation>
+    </message>
+    <message>
+        <source>the number of the operator, which rows carry</source>
+        <translation>操作员的编号，写入各记录</translation>
+    </message>
+    <message>
+        <source>the operator&apos;s name as it is shown</source>
+        <translation>操作员的显示名称</translation>
+    </message>
+    <message>
+        <source>the name that the operator logs in with</source>
+        <translation>操作员的登录名</translation>
+    </message>
+    <message>
+        <source>the identity of the site, written by zav_admin init; its database and its store have the same</source>
+        <translation>站点的标识，由 zav_admin init 写入；其数据库和文件库的标识相同</translation>
+    </message>
+    <message>
+        <source>the moment of the rows, written by zav_admin backup: nothing is imported into a backup</source>
+        <translation>记录的时刻，由 zav_admin backup 写入：备份中不导入任何内容</translation>
+    </message>
+    <message>
+        <source>seconds</source>
+        <translation>秒</translation>
+    </message>
+    <message>
+        <source>milliseconds</source>
+        <translation>毫秒</translation>
+    </message>
+    <message>
+        <source>days</source>
+        <translation>天</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::SettingsDialog</name>
+    <message>
+        <source>Database</source>
+        <translation>数据库</translation>
+    </message>
+    <message>
+        <source>Stored files</source>
+        <translation>存储文件</translation>
+    </message>
+    <message>
+        <source>Folders</source>
+        <translation>文件夹</translation>
+    </message>
+    <message>
+        <source>Import</source>
+        <translation>导入</translation>
+    </message>
+    <message>
+        <source>History</source>
+        <translation>历史</translation>
+    </message>
+    <message>
+        <source>Robot</source>
+        <translation>机器人</translation>
+    </message>
+    <message>
+        <source>Operator</source>
+        <translation>操作员</translation>
+    </message>
+    <message>
+        <source>Site</source>
+        <translation>站点</translation>
+    </message>
+    <message>
+        <source>A value is needed.</source>
+        <translation>需要填写。</translation>
+    </message>
+    <message>
+        <source>A number from %1 to %2 is needed.</source>
+        <translation>需要 %1 到 %2 之间的数字。</translation>
+    </message>
+    <message>
+        <source>Not accepted: %1</source>
+        <translation>不接受：%1</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>设置</translation>
+    </message>
+    <message>
+        <source>The configuration cannot be read: %1</source>
+        <translation>无法读取配置：%1</translation>
+    </message>
+    <message>
+        <source>%1, in %2</source>
+        <translation>%1，单位：%2</translation>
+    </message>
+    <message>
+        <source>Yes</source>
+        <translation>是</translation>
+    </message>
+    <message>
+        <source>Choose …</source>
+        <translation>选择 …</translation>
+    </message>
+    <message>
+        <source>Choose %1</source>
+        <translation>选择 %1</translation>
+    </message>
+    <message>
+        <source>Choose a folder</source>
+        <translation>选择文件夹</translation>
+    </message>
+    <message>
+        <source>Choose a file</source>
+        <translation>选择文件</translation>
+    </message>
+    <message>
+        <source>Language of this client</source>
+        <translation>本客户端的语言</translation>
+    </message>
+    <message>
+        <source>As the system</source>
+        <translation>与系统相同</translation>
+    </message>
+    <message>
+        <source>&amp;Language:</source>
+        <translation>语言(&amp;L)：</translation>
+    </message>
+    <message>
+        <source>Of this client for this user; another one shows at the next start. The two panels keep their texts.</source>
+        <translation>仅用于本用户的本客户端；更改在下次启动时生效。两个面板的文字不变。</translation>
+    </message>
+    <message>
+        <source>This client</source>
+        <translation>本客户端</translation>
+    </message>
+    <message>
+        <source>&amp;Test the connections</source>
+        <translation>测试连接(&amp;T)</translation>
+    </message>
+    <message>
+        <source>Testing the connections …</source>
+        <translation>正在测试连接 …</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1：%2</translation>
+    </message>
+    <message>
+        <source>The rows and the stored files</source>
+        <translation>记录和存储文件</translation>
+    </message>
+    <message>
+        <source>The rows</source>
+        <translation>记录</translation>
+    </message>
+    <message>
+        <source>The stored files</source>
+        <translation>存储文件</translation>
+    </message>
+    <message>
+        <source>%1 of the site would be looked for elsewhere from now on.</source>
+        <translation>此后将在别处查找本站点的%1。</translation>
+    </message>
+    <message>
+        <source>Nothing is moved by that: &quot;zav_admin migrate&quot; moves a site. What is not of this site is not opened. Write it nevertheless?</source>
+        <translation>这不会移动任何内容：“zav_admin migrate”用于移动站点。不属于本站点的部分不会被打开。仍要写入吗？</translation>
+    </message>
+    <message>
+        <source>Nothing has been written: %1</source>
+        <translation>未写入：%1</translation>
     </message>
 </context>
 <context>
