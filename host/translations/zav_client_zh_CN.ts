@@ -512,6 +512,40 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::JobListModel</name>
+    <message>
+        <source>Waiting</source>
+        <translation>等待导入</translation>
+    </message>
+    <message>
+        <source>Import not ended</source>
+        <translation>导入未完成</translation>
+    </message>
+    <message>
+        <source>With the robot</source>
+        <translation>处理中</translation>
+    </message>
+    <message>
+        <source>Storing failed</source>
+        <translation>入库失败</translation>
+    </message>
+    <message>
+        <source>Voided</source>
+        <translation>已作废</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::JobTable</name>
+    <message>
+        <source>Copy row</source>
+        <translation>复制该行</translation>
+    </message>
+    <message>
+        <source>Copy generated name</source>
+        <translation>复制系统料号</translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::JobView</name>
     <message>
         <source>No job is open</source>
@@ -538,6 +572,148 @@
     <message>
         <source>%1 cannot be opened</source>
         <translation>%1 无法打开</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::JobsModel</name>
+    <message>
+        <source>Company</source>
+        <translation>公司名</translation>
+    </message>
+    <message>
+        <source>Job</source>
+        <translation>原始料号</translation>
+    </message>
+    <message>
+        <source>Generated name</source>
+        <translation>系统料号</translation>
+    </message>
+    <message>
+        <source>Stored file</source>
+        <translation>存储文件</translation>
+    </message>
+    <message>
+        <source>Size</source>
+        <translation>大小</translation>
+    </message>
+    <message>
+        <source>Imported</source>
+        <translation>导入时间</translation>
+    </message>
+    <message>
+        <source>State</source>
+        <translation>状态</translation>
+    </message>
+    <message>
+        <source>Batch</source>
+        <translation>批量</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::JobsView</name>
+    <message>
+        <source>Source files</source>
+        <translation>原始文件</translation>
+    </message>
+    <message>
+        <source>Reading …</source>
+        <translation>正在读取 …</translation>
+    </message>
+    <message>
+        <source>Upper and lower case are different.</source>
+        <translation>区分大小写。</translation>
+    </message>
+    <message>
+        <source>Generated name begins with</source>
+        <translation>系统料号前缀</translation>
+    </message>
+    <message>
+        <source>Job begins with</source>
+        <translation>原始料号前缀</translation>
+    </message>
+    <message>
+        <source>Batch</source>
+        <translation>批量</translation>
+    </message>
+    <message>
+        <source>Number of a batch; 0 for jobs that were imported by themselves.</source>
+        <translation>批量号；单个导入的料号为 0。</translation>
+    </message>
+    <message>
+        <source>Company</source>
+        <translation>公司名</translation>
+    </message>
+    <message>
+        <source>All companies</source>
+        <translation>全部公司</translation>
+    </message>
+    <message>
+        <source>State</source>
+        <translation>状态</translation>
+    </message>
+    <message>
+        <source>Time of the import</source>
+        <translation>导入时间</translation>
+    </message>
+    <message>
+        <source>From this day on</source>
+        <translation>从此日期起</translation>
+    </message>
+    <message>
+        <source>Up to this day</source>
+        <translation>到此日期止</translation>
+    </message>
+    <message>
+        <source>&amp;Clear search</source>
+        <translation>清除搜索(&amp;C)</translation>
+    </message>
+    <message>
+        <source>All states</source>
+        <translation>全部状态</translation>
+    </message>
+    <message>
+        <source>Any time</source>
+        <translation>任何时间</translation>
+    </message>
+    <message>
+        <source>Today</source>
+        <translation>今天</translation>
+    </message>
+    <message>
+        <source>The last 7 days</source>
+        <translation>最近 7 天</translation>
+    </message>
+    <message>
+        <source>The last 30 days</source>
+        <translation>最近 30 天</translation>
+    </message>
+    <message>
+        <source>From … to …</source>
+        <translation>自 … 至 …</translation>
+    </message>
+    <message>
+        <source>No jobs yet. Choose a batch directory or a single source on the left and import it.</source>
+        <translation>还没有料号。请在左侧选择批量目录或单个原始数据并导入。</translation>
+    </message>
+    <message>
+        <source>No job is like that. Names are compared from their beginning, and upper and lower case are different.</source>
+        <translation>没有符合条件的料号。名称按前缀比较，且区分大小写。</translation>
+    </message>
+    <message>
+        <source>More than %1 jobs</source>
+        <translation>超过 %1 个料号</translation>
+    </message>
+    <message>
+        <source>Jobs: %1</source>
+        <translation>料号：%1 个</translation>
+    </message>
+    <message>
+        <source>The jobs cannot be read: %1</source>
+        <translation>无法读取料号：%1</translation>
+    </message>
+    <message>
+        <source>The jobs cannot be read at the moment.</source>
+        <translation>目前无法读取料号。</translation>
     </message>
 </context>
 <context>
@@ -2222,6 +2398,84 @@
     <message>
         <source>○ offline</source>
         <translation>○ 离线</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::WaitingJobsView</name>
+    <message>
+        <source>Jobs that wait for import</source>
+        <translation>等待导入的料号</translation>
+    </message>
+    <message>
+        <source>Reading …</source>
+        <translation>正在读取 …</translation>
+    </message>
+    <message>
+        <source>Generated name begins with</source>
+        <translation>系统料号前缀</translation>
+    </message>
+    <message>
+        <source>Upper and lower case are different.</source>
+        <translation>区分大小写。</translation>
+    </message>
+    <message>
+        <source>&amp;Refresh</source>
+        <translation>刷新(&amp;R)</translation>
+    </message>
+    <message>
+        <source>&amp;Open its request</source>
+        <translation>打开其请求(&amp;O)</translation>
+    </message>
+    <message>
+        <source>&amp;Open for import</source>
+        <translation>打开料号导入(&amp;O)</translation>
+    </message>
+    <message>
+        <source>More than %1 jobs</source>
+        <translation>超过 %1 个料号</translation>
+    </message>
+    <message>
+        <source>Jobs: %1</source>
+        <translation>料号：%1 个</translation>
+    </message>
+    <message>
+        <source>No job waits. What is imported appears here.</source>
+        <translation>没有等待的料号。导入的料号显示在这里。</translation>
+    </message>
+    <message>
+        <source>No waiting job begins like that.</source>
+        <translation>没有以此开头的等待料号。</translation>
+    </message>
+    <message>
+        <source>The jobs cannot be read: %1</source>
+        <translation>无法读取料号：%1</translation>
+    </message>
+</context>
+<context>
+    <name>KOZAV::Host::WaitingModel</name>
+    <message>
+        <source>No.</source>
+        <translation>编号</translation>
+    </message>
+    <message>
+        <source>Generated name</source>
+        <translation>系统料号</translation>
+    </message>
+    <message>
+        <source>Company</source>
+        <translation>公司名</translation>
+    </message>
+    <message>
+        <source>Note</source>
+        <translation>备注</translation>
+    </message>
+    <message>
+        <source>The request to the robot failed: %1</source>
+        <translation>机器人请求失败：%1</translation>
+    </message>
+    <message>
+        <source>Request failed</source>
+        <translation>请求失败</translation>
     </message>
 </context>
 </TS>

@@ -152,8 +152,10 @@ std::vector<SourceLine> linesOf(const QString& room)
 QStringList chineseLiterals(const QString& code)
 {
     static const QRegularExpression literal(QStringLiteral("\"(?:[^\"\\\\]|\\\\.)*\""));
-    static const QRegularExpression chinese(QStringLiteral("[\\x{3000}-\\x{30ff}\\x{4e00}-\\x{9fff}"
-                                                           "\\x{ff00}-\\x{ffef}]"));
+    // Ideographs, and the punctuation between them.
+    static const QRegularExpression chinese(QStringLiteral("[\\x{3000}-\\x{303f}\\x{4e00}-\\x{9fff}"
+                                                           "\\x{ff01}\\x{ff08}\\x{ff09}\\x{ff0c}"
+                                                           "\\x{ff1a}\\x{ff1b}\\x{ff1f}]"));
     return found(code, literal).filter(chinese);
 }
 
