@@ -81,12 +81,12 @@ int BatchRun::run()
     if (!importDirectory())
         return notStarted;
     m_window.sourceWatch().finishReading();
-    QApplication::processEvents();
-    screenshot(QStringLiteral("done"));
     BatchReport& report = *m_window.panelReport().current();
     for (const QString& text : m_window.manifestKeeper().remarks())
         report.remark({QStringLiteral("manifest"), text});
     const RunRecord& results = m_window.runResults().conclude();
+    QApplication::processEvents();
+    screenshot(QStringLiteral("done"));
     int exitCode = report.isSettled() ? 0 : 1;
     if (!writeReport(results, exitCode))
         exitCode = 1;

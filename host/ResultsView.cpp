@@ -141,10 +141,11 @@ QWidget* ResultsView::buildCentre()
     m_table->setObjectName(QStringLiteral("resultEntries"));
     m_table->setAccessibleName(tr("Entries of the import"));
     m_table->setModel(m_shown);
-    applyTableLook(*m_table, {96, 100, 130, 110, 76, 64, 300});
+    applyTableLook(*m_table, {92, 96, 130, 240, 240, 130, 80});
     m_table->setItemDelegateForColumn(RunEntriesModel::OutcomeColumn, new OutcomeDelegate(m_table));
     m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_table->setSortingEnabled(true);
+    m_table->horizontalHeader()->setSectionsMovable(true);
     m_table->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     m_table->setContextMenuPolicy(Qt::ActionsContextMenu);
     m_empty = new QLabel(this);

@@ -24,6 +24,11 @@ constexpr int gatherMs = 300;
 /// So many runs are held in memory while the site cannot be reached.
 constexpr std::size_t mostUnkept = 20;
 
+QString notKeptCode()
+{
+    return QStringLiteral("history-not-kept");
+}
+
 } // namespace
 
 RunResults::RunResults(SiteAccess& site, const PanelRun& run, PanelReport& reports,
@@ -45,7 +50,7 @@ RunResults::RunResults(SiteAccess& site, const PanelRun& run, PanelReport& repor
     connect(&m_late, &QTimer::timeout, this, [this] { RunGate::whenOpen(this, [this] { keepLast(); }); });
     connect(&site, &SiteAccess::partChanged, this, [this](Backend::SitePart part) {
         if (part == Backend::SitePart::Rows && m_site.part(part).isReachable() && !m_unkept.empty())
-            RunGate::whenOpen(this, [this] { keepUnkept(); });
+            RunGate::whenOpen(this, [this] { (void)keepUnkept(); });
     });
 }
 
@@ -63,7 +68,6 @@ const RunRecord& RunResults::conclude()
     }
     makeLast(QString());
     keepLast();
-    keepUnkept();
     Q_EMIT concluded(m_last);
     return m_last;
 }
@@ -79,24 +83,24 @@ void RunResults::makeLast(const QString& guid)
     m_last = std::move(made);
 }
 
+/// Behind those that wait to be written: their order is that of the list of runs.
 void RunResults::keepLast()
 {
-    const QString failure = keepRun(m_last);
-    if (failure.isEmpty()) {
-        Q_EMIT kept();
-        return;
-    }
     const auto isIt = [this](const RunRecord& run) { return run.guid == m_last.guid; };
-    const auto found = std::find_if(m_unkept.begin(), m_unkept.end(), isIt);
-    if (found != m_unkept.end()) {
-        *found = m_last;
-        return;
-    }
+    m_unkept.erase(std::remove_if(m_unkept.begin(), m_unkept.end(), isIt), m_unkept.end());
     m_unkept.push_back(m_last);
+    // That it was not kept before is over when it is.
+    auto& remarks = m_unkept.back().remarks;
+    remarks.erase(std::remove_if(remarks.begin(), remarks.end(),
+                                 [](const Remark& one) { return one.code == notKeptCode(); }),
+                  remarks.end());
     if (m_unkept.size() > mostUnkept)
         m_unkept.erase(m_unkept.begin());
+    const QString failure = keepUnkept();
+    if (failure.isEmpty())
+        return;
     const Remark remark{
-        QStringLiteral("history-not-kept"),
+        notKeptCode(),
         QStringLiteral("the results could not be written into the site's history: %1").arg(failure)};
     m_reports.current()->remark(remark);
     m_last.remarks.push_back(remark);
@@ -109,15 +113,22 @@ void RunResults::amend()
     m_late.start();
 }
 
-/// In their order; ends with the first that still cannot be written.
-void RunResults::keepUnkept()
+/// In their order; ends with the first that still cannot be written. @return why; empty where all are
+QString RunResults::keepUnkept()
 {
     while (!m_unkept.empty()) {
-        if (!keepRun(m_unkept.front()).isEmpty())
-            return;
+        RunRecord& run = m_unkept.front();
+        const QString failure = keepRun(run);
+        if (run.guid == m_last.guid) {
+            m_last.userName = run.userName;
+            m_last.host = run.host;
+        }
+        if (!failure.isEmpty())
+            return failure;
         m_unkept.erase(m_unkept.begin());
         Q_EMIT kept();
     }
+    return {};
 }
 
 QJsonObject besideResults(const SiteAccess& site, int exitCode)

@@ -50,7 +50,7 @@ private:
     void makeLast(const QString& guid);
     void keepLast();
     void amend();
-    void keepUnkept();
+    QString keepUnkept();
 
     SiteAccess& m_site;
     PanelReport& m_reports;

@@ -17,7 +17,7 @@ class RunEntriesModel final : public QAbstractTableModel
 {
     Q_OBJECT
 public:
-    enum Column { OutcomeColumn, Company, Job, GeneratedName, Size, Duration, Reason, Advice, ColumnCount };
+    enum Column { OutcomeColumn, Company, Job, Reason, Advice, GeneratedName, Size, Duration, ColumnCount };
     enum Role {
         OutcomeRole = Qt::UserRole, ///< int
         SortRole,
