@@ -18,8 +18,8 @@ namespace {
 
 constexpr int mostLines = 5000;
 
-QMutex currentMutex;
-ServiceLog* current = nullptr;
+QMutex handlingMutex;
+ServiceLog* handlingLog = nullptr;
 QtMessageHandler previousHandler = nullptr;
 
 bool isOfThePlatform(const QString& category)
@@ -48,30 +48,30 @@ const char* typeName(QtMsgType type)
 ServiceLog::ServiceLog(QObject* parent)
     : QAbstractTableModel(parent)
 {
-    const QMutexLocker lock(&currentMutex);
-    current = this;
+    const QMutexLocker lock(&handlingMutex);
+    handlingLog = this;
     previousHandler = qInstallMessageHandler(&ServiceLog::handleMessage);
 }
 
 ServiceLog::~ServiceLog()
 {
-    const QMutexLocker lock(&currentMutex);
+    const QMutexLocker lock(&handlingMutex);
     qInstallMessageHandler(previousHandler);
-    current = nullptr;
+    handlingLog = nullptr;
 }
 
 void ServiceLog::handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
-    const QMutexLocker lock(&currentMutex);
+    const QMutexLocker lock(&handlingMutex);
     const QString category = QString::fromUtf8(context.category);
-    if (current && current->m_file.isOpen() && isOfThePlatform(category)) {
-        current->keep(type, category, text);
+    if (handlingLog && handlingLog->m_file.isOpen() && isOfThePlatform(category)) {
+        handlingLog->keep(type, category, text);
         return;
     }
     if (previousHandler)
         previousHandler(type, context, text);
-    if (current)
-        current->add(type, category, text);
+    if (handlingLog)
+        handlingLog->add(type, category, text);
 }
 
 QString ServiceLog::usualFile()
