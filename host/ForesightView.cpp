@@ -32,7 +32,7 @@ namespace {
 
 constexpr int settlingMs = 150;
 
-QLabel* plainLabel(QWidget* parent, const char* objectName)
+QLabel* noteLabel(QWidget* parent, const char* objectName)
 {
     auto* label = new QLabel(parent);
     label->setObjectName(QLatin1String(objectName));
@@ -83,7 +83,7 @@ ForesightView::ForesightView(const PanelRun& run, QWidget* parent)
     , m_filter(new Filter(*m_entries, this))
 {
     setAccessibleName(tr("Import preview"));
-    auto* empty = plainLabel(this, "foresightEmpty");
+    auto* empty = noteLabel(this, "foresightEmpty");
     empty->setAlignment(Qt::AlignCenter);
     empty->setText(tr("Nothing is chosen yet. Choose a batch directory, a job archive or a job folder in the "
                       "import panel: what its import will come to is shown here before it begins."));
@@ -109,12 +109,12 @@ ForesightView::~ForesightView() = default;
 QWidget* ForesightView::buildHead()
 {
     auto* head = new QWidget(this);
-    m_title = plainLabel(head, "foresightTitle");
+    m_title = noteLabel(head, "foresightTitle");
     QFont bold = m_title->font();
     bold.setBold(true);
     m_title->setFont(bold);
-    m_totals = plainLabel(head, "foresightTotals");
-    m_notes = plainLabel(head, "foresightNotes");
+    m_totals = noteLabel(head, "foresightTotals");
+    m_notes = noteLabel(head, "foresightNotes");
     m_progress = new QProgressBar(head);
     m_progress->setObjectName(QStringLiteral("foresightProgress"));
     m_progress->setAccessibleName(tr("Progress of the look"));
@@ -171,7 +171,7 @@ QWidget* ForesightView::buildEntries()
     m_table->setSortingEnabled(true);
     m_table->sortByColumn(-1, Qt::AscendingOrder);
     applyTableLook(*m_table, {120, 190, 150, 90});
-    m_details = plainLabel(box, "foresightDetails");
+    m_details = noteLabel(box, "foresightDetails");
     m_details->setAccessibleName(tr("About the selected entry"));
     auto* layout = new QVBoxLayout(box);
     layout->setContentsMargins(0, 0, 0, 0);

@@ -23,7 +23,7 @@ QStringList meaningsOf(const ForeseenEntry& entry)
 }
 
 /// A code's meaning and advice, and beneath it the particulars as logs and scripts have them.
-QString explained(const QString& code, const QString& text)
+QString meaningWith(const QString& code, const QString& text)
 {
     QStringList parts = {reasonText(code), reasonAdvice(code)};
     parts.removeAll(QString());
@@ -89,9 +89,9 @@ QString ForesightModel::details(int row) const
     const ForeseenEntry& one = entry(row);
     QStringList texts;
     if (!one.reasonCode.isEmpty())
-        texts << explained(one.reasonCode, one.reason);
+        texts << meaningWith(one.reasonCode, one.reason);
     for (const Remark& warning : one.warnings)
-        texts << explained(warning.code, warning.text);
+        texts << meaningWith(warning.code, warning.text);
     return texts.join(QStringLiteral("\n\n"));
 }
 

@@ -3,9 +3,11 @@
 #include "host/ForesightView.h"
 #include "host/MainWindow.h"
 #include "host/Pages.h"
+#include "host/PanelReport.h"
 #include "host/PanelRun.h"
 #include "host/ServiceLog.h"
-#include "host/site/Companies.h"
+#include "host/SourceWatch.h"
+#include "host/core/Foresight.h"
 #include "host/site/SiteAccess.h"
 #include "tests/support/DialogDriver.h"
 #include "tests/support/FreshSite.h"
@@ -18,6 +20,8 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPixmap>
@@ -104,6 +108,16 @@ private:
     std::unique_ptr<SiteAccess> m_access;
 };
 
+/// Result, code of the reason, codes of the warnings.
+QString summary(const QString& result, const QString& code, const std::vector<Remark>& warnings)
+{
+    QStringList parts = {result, code};
+    for (const Remark& warning : warnings)
+        parts << warning.code;
+    parts.removeAll(QString());
+    return parts.join(QLatin1Char(' '));
+}
+
 } // namespace
 
 class ClientForesight final : public QObject
@@ -117,10 +131,14 @@ private Q_SLOTS:
     void clearingTheFieldChangesNothing();
     void entriesAreFilteredAndExplained();
     void aSingleSourceWithoutAServiceIsTold();
+    void singleImportsAgreeWithIt_data();
+    void singleImportsAgreeWithIt();
     void anImportEndsTheLook();
     void unknownCompaniesAreAdded();
 
 private:
+    void importSingle(const QString& name);
+
     std::unique_ptr<Client> m_client;
 };
 
@@ -204,6 +222,66 @@ void ClientForesight::aSingleSourceWithoutAServiceIsTold()
     // Of a source that is cleared nothing is imported.
     QTest::mouseClick(m_client->panel().singleClear, Qt::LeftButton);
     QVERIFY(m_client->isEmpty());
+}
+
+void ClientForesight::singleImportsAgreeWithIt_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("archive") << QStringLiteral("whole.zip") << QStringLiteral("imported");
+    QTest::newRow("archive that is cut short")
+        << QStringLiteral("cut.zip") << QStringLiteral("imported archive-cut-short");
+    QTest::newRow("content that is there")
+        << QStringLiteral("there.zip") << QStringLiteral("imported known-content");
+    QTest::newRow("no job archive") << QStringLiteral("job.tar") << QStringLiteral("not-imported no-service");
+    // The single import neither reads nor deletes a manifest.
+    QTest::newRow("folder with a broken manifest")
+        << QStringLiteral("broken manifest") << QStringLiteral("imported");
+    QTest::newRow("folder that cannot be packed")
+        << QStringLiteral("link out") << QStringLiteral("not-imported invalid-value");
+}
+
+void ClientForesight::singleImportsAgreeWithIt()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, expected);
+    m_client->write("single/whole.zip", emptyZip("whole"));
+    m_client->write("single/cut.zip", emptyZip("cut").chopped(1));
+    m_client->write("single/job.tar", "tar");
+    m_client->write("single/there.zip", emptyZip("there"));
+    m_client->write("single/broken manifest/readme.json", "{");
+    m_client->write("single/link out/file", "file");
+    QVERIFY(QFile::link(QStringLiteral("../whole.zip"),
+                        m_client->site.path(QStringLiteral("single/link out/link"))));
+    if (name == QLatin1String("there.zip"))
+        importSingle(name);
+    const QString path = m_client->site.path(QStringLiteral("single/") + name);
+    const auto kind = QFileInfo(path).isDir() ? PanelSource::Kind::JobFolder : PanelSource::Kind::Archive;
+    Foreseen foreseen;
+    const std::atomic<bool> cancelled = false;
+    foresee({kind, path, QStringLiteral("甲")}, 0, cancelled,
+            [&foreseen](ForesightPiece&& piece) { piece.addTo(foreseen); });
+    const ForeseenEntry& entry = foreseen.entries.front();
+    QCOMPARE(summary(outlookName(entry.outlook), entry.reasonCode, entry.warnings), expected);
+
+    importSingle(name);
+    m_client->window->sourceWatch().finishReading();
+    const BatchReportRow& row = m_client->window->panelReport().current()->rows().front();
+    QCOMPARE(summary(resultName(row.result), row.reasonCode, row.warnings), expected);
+}
+
+void ClientForesight::importSingle(const QString& name)
+{
+    const QString path = m_client->site.path(QStringLiteral("single/") + name);
+    const PanelView panel = m_client->panel();
+    panel.company->setCurrentText(QStringLiteral("甲"));
+    m_client->dialogs->expectFileDialog({path});
+    const bool isFolder = QFileInfo(path).isDir();
+    QTest::mouseClick(isFolder ? panel.openDir : panel.openFile, Qt::LeftButton);
+    // Of a folder it is told each time that there is no company without a name.
+    for (int message = isFolder ? 0 : 1; message < 2; ++message)
+        m_client->dialogs->expectMessage();
+    QTest::mouseClick(panel.singleImport, Qt::LeftButton);
 }
 
 void ClientForesight::anImportEndsTheLook()
