@@ -5,6 +5,7 @@
 #include "host/ClientState.h"
 #include "host/CommandLine.h"
 #include "host/EmbeddedRobot.h"
+#include "host/FirstRunPage.h"
 #include "host/ImportRun.h"
 #include "host/Language.h"
 #include "host/MainWindow.h"
@@ -16,6 +17,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QTemporaryDir>
 #include <QTextStream>
@@ -81,18 +83,38 @@ int withOutputWritten(int exitCode, QTextStream& out)
     return std::max(exitCode, 1);
 }
 
-/// Tells of the site that a first start has made, beside the window.
-void welcome(MainWindow& window, ServiceLog& log, const QString& made, QTextStream& out)
+/// The configuration that a first start has chosen, where it does not lie at a place that is looked at.
+const QString chosenConfiguration = QStringLiteral("site/configuration");
+
+/// Where there is no configuration yet the person says what is to be used; nothing is made before.
+/// @return whether there is one now
+bool provideSite(SiteAccess& site, ServiceLog& log, QTextStream& out)
 {
-    const QString news = MainWindow::tr("First start: a new site has been made: %1").arg(made);
-    out << news << '\n';
+    if (!site.isFirstStart())
+        return true;
+    const QString before = ClientState::general().value(chosenConfiguration).toString();
+    if (!before.isEmpty() && QFileInfo::exists(before)) {
+        site.useConfiguration(before);
+        return true;
+    }
+    out << FirstRunPage::tr("First start: there is no site yet, and what is to be used is asked for") << '\n';
     out.flush();
-    log.add(QtInfoMsg, QStringLiteral("site"), news);
-    auto* box = new QMessageBox(QMessageBox::Information, MainWindow::tr("Job data management"), news,
-                                QMessageBox::Ok, &window);
-    box->setTextFormat(Qt::PlainText);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    FirstRunPage page;
+    if (page.exec() != QDialog::Accepted)
+        return false;
+    const FirstSite& chosen = page.site();
+    if (chosen.configuration != site.configurationPath()) {
+        ClientState::general().setValue(chosenConfiguration, chosen.configuration);
+        site.useConfiguration(chosen.configuration);
+    }
+    if (!chosen.places.isEmpty()) {
+        const QString news = MainWindow::tr("First start: a new site has been made: %1")
+                                 .arg(chosen.places.join(QLatin1String(", ")));
+        out << news << '\n';
+        out.flush();
+        log.add(QtInfoMsg, QStringLiteral("site"), news);
+    }
+    return true;
 }
 
 int refuse(const QString& reason, const CommandLine& line, QTextStream& out)
@@ -142,9 +164,8 @@ int main(int argc, char* argv[])
             log.add(QtWarningMsg, QStringLiteral("client"), failure);
     }
     SiteAccess site(line.configuration);
-    const FirstStart first = line.unattended() ? FirstStart() : site.makeFirstSite();
-    if (!first.failure.isEmpty())
-        return refuse(first.failure, line, messages);
+    if (!line.unattended() && !provideSite(site, log, out))
+        return 0;
     if (const QString failure = site.open(); !failure.isEmpty())
         return refuse(failure, line, messages);
     EmbeddedRobot robot;
@@ -167,7 +188,5 @@ int main(int argc, char* argv[])
     window.watchRobot();
     window.watchCompanies();
     window.show();
-    if (!first.made.isEmpty())
-        welcome(window, log, first.made, out);
     return QApplication::exec();
 }

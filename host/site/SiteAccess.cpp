@@ -1,7 +1,6 @@
 #include "host/site/SiteAccess.h"
 
 #include "backend/Site.h"
-#include "backend/SiteCreation.h"
 #include "backend/Text.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
@@ -108,19 +107,15 @@ SiteAccess::~SiteAccess()
         own.second.removeIfEmpty();
 }
 
-FirstStart SiteAccess::makeFirstSite()
+bool SiteAccess::isFirstStart() const
 {
-    FirstStart start;
-    if (m_named || QFileInfo::exists(configurationPath()))
-        return start;
-    const auto site = Backend::createSite({configurationPath()});
-    if (!site.ok()) {
-        start.failure = site.message();
-        return start;
-    }
-    for (const auto& part : site->parts)
-        start.made += QStringLiteral("\n%1: %2").arg(part.name, part.place);
-    return start;
+    return !m_named && !QFileInfo::exists(configurationPath());
+}
+
+void SiteAccess::useConfiguration(const QString& path)
+{
+    Backend::setConfigurationFile(path);
+    m_named = true;
 }
 
 QString SiteAccess::open()

@@ -27,14 +27,6 @@ struct ImportedJob
     QByteArray storedSha256;
 };
 
-/// What became of a client's first start.
-struct FirstStart
-{
-    QString made;    ///< the places of the new site, in words; empty where there is a configuration or one is
-                     ///< named
-    QString failure; ///< why no site could be made
-};
-
 /// The client's door to the embedded services beyond their public operations: which site is open, its tables,
 /// and what the services do while a panel works. The only part of the client that knows more of the backend
 /// than its interface for hosts.
@@ -46,9 +38,11 @@ public:
     explicit SiteAccess(const QString& configuration, QObject* parent = nullptr);
     ~SiteAccess() override;
 
-    /// Makes a site, as "zav_admin init" does, where neither the program's caller nor the environment names a
-    /// configuration and none is at the default places. To be called before open(), by a window alone.
-    [[nodiscard]] FirstStart makeFirstSite();
+    /// Whether neither the program's caller nor the environment names a configuration and none is at the
+    /// default places.
+    [[nodiscard]] bool isFirstStart() const;
+    /// Works on this configuration file from now on. To be called before open().
+    void useConfiguration(const QString& path);
 
     /// Opens configuration, database and store. @return why that is not possible; empty on success
     [[nodiscard]] QString open();

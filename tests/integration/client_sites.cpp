@@ -1,6 +1,7 @@
 // What zav_client makes of a site that is not there, or not all there.
 
 #include "backend/Site.h"
+#include "backend/SiteCreation.h"
 #include "backend/store/DocumentStore.h"
 #include "tests/support/ClientProgram.h"
 #include "tests/support/FreshSite.h"
@@ -22,7 +23,8 @@ class ClientSites : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void firstStartOfTheWindowMakesASite();
+    void firstStartOfTheWindowAsksBeforeItMakesAnything();
+    void aLostSiteIsNotMadeAgain();
     void otherStartsMakeNothing_data();
     void otherStartsMakeNothing();
     void lostPartIsRefused_data();
@@ -86,29 +88,28 @@ QString outputUntil(const QString& text, const QStringList& arguments, const QPr
 
 } // namespace
 
-void ClientSites::firstStartOfTheWindowMakesASite()
+/// What the dialog makes then is told by host_first_run.
+void ClientSites::firstStartOfTheWindowAsksBeforeItMakesAnything()
 {
     const Home home;
-    const QString said = QStringLiteral("First start: a new site has been made");
-    const QString data = home.path(QStringLiteral("data/zav_import/"));
-    const QString output = outputUntil(data + QStringLiteral("download"), {}, home.environment());
-    QVERIFY2(output.contains(said), qPrintable(output));
-    for (const QString& place :
-         {home.configuration(), data + QStringLiteral("site.db"), data + QStringLiteral("store")}) {
-        QVERIFY2(output.contains(place), qPrintable(output));
-        QVERIFY2(QFile::exists(place), qPrintable(place));
-    }
-    Backend::Site site(home.configuration());
-    QVERIFY(!site.settings()->siteId.isEmpty());
-    QVERIFY(site.database().ok());
-    QVERIFY(site.documentStore().ok());
-    site.close();
+    const QString asked =
+        QStringLiteral("First start: there is no site yet, and what is to be used is asked for");
+    const QString output = outputUntil(asked, {}, home.environment());
+    QVERIFY2(output.contains(asked), qPrintable(output));
+    QCOMPARE(home.made(), QStringList());
+}
 
-    // Lost later, it is not made again.
-    QVERIFY(QFile::remove(data + QStringLiteral("site.db")));
-    const QString second = outputUntil(QStringLiteral("zav_admin restore"), {}, home.environment());
-    QVERIFY2(!second.contains(said) && second.contains(QStringLiteral("error: ")), qPrintable(second));
-    QVERIFY(!QFile::exists(data + QStringLiteral("site.db")));
+void ClientSites::aLostSiteIsNotMadeAgain()
+{
+    const Home home;
+    const QString data = home.path(QStringLiteral("data/zav_import"));
+    const auto made = Backend::createSite({home.configuration(), data});
+    QVERIFY2(made.ok(), qPrintable(made.message()));
+    QVERIFY(QFile::remove(data + QStringLiteral("/site.db")));
+    const QString output = outputUntil(QStringLiteral("zav_admin restore"), {}, home.environment());
+    QVERIFY2(!output.contains(QStringLiteral("First start")) && output.contains(QStringLiteral("error: ")),
+             qPrintable(output));
+    QVERIFY(!QFile::exists(data + QStringLiteral("/site.db")));
 }
 
 void ClientSites::otherStartsMakeNothing_data()
