@@ -1,6 +1,7 @@
 #include "host/BatchRun.h"
 
 #include "host/DialogOperator.h"
+#include "host/Language.h"
 #include "host/MainWindow.h"
 #include "host/ManifestKeeper.h"
 #include "host/PanelBoxes.h"
@@ -258,6 +259,8 @@ bool BatchRun::writeReport(const RunRecord& run, int exitCode)
 {
     if (m_options.report.isEmpty())
         return true;
+    // What is printed is for scripts; the file is for people, in the language of their locale.
+    const Language language(languageOfLocale());
     const QString failure = writeReportFile(m_options.report, run, besideResults(m_site, exitCode));
     return failure.isEmpty() || refuse(failure);
 }

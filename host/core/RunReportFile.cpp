@@ -43,7 +43,7 @@ QString warningsText(const BatchReportRow& row)
 }
 
 /// A text of others as one cell.
-QString cell(QString text)
+QString csvCell(QString text)
 {
     // The wide forms are taken for the narrow ones in some languages.
     static const QString formulaSigns = QStringLiteral("=+-@\t\r\n＝＋－＠");
@@ -61,19 +61,19 @@ QString cell(QString text)
 QStringList csvCells(const BatchReportRow& row)
 {
     const bool isStored = !row.storedName.isEmpty();
-    return {cell(row.company),
-            cell(row.entry),
+    return {csvCell(row.company),
+            csvCell(row.entry),
             outcomeName(outcomeOf(row)),
-            cell(row.generatedName),
-            cell(row.storedName),
+            csvCell(row.generatedName),
+            csvCell(row.storedName),
             isStored ? QString::number(row.bytes) : QString(),
             isStored ? QString::number(row.seconds, 'f', 3) : QString(),
             row.reasonCode,
-            cell(reasonText(row.reasonCode)),
-            cell(reasonAdvice(row.reasonCode)),
-            cell(row.reason),
-            cell(warningsText(row)),
-            cell(row.sourcePath)};
+            csvCell(reasonText(row.reasonCode)),
+            csvCell(reasonAdvice(row.reasonCode)),
+            csvCell(row.reason),
+            csvCell(warningsText(row)),
+            csvCell(row.sourcePath)};
 }
 
 QByteArray csvOf(const RunRecord& run)
@@ -114,7 +114,7 @@ QString timeText(const QDateTime& time)
 }
 
 /// Meaning and advice in the operator's language, and the particulars beneath.
-QString explained(const QString& code, const QString& text)
+QString explainedHtml(const QString& code, const QString& text)
 {
     QStringList pieces;
     if (const QString meaning = reasonText(code); !meaning.isEmpty())
@@ -140,7 +140,7 @@ small { color: #444b54; }
 @page { size: landscape; margin: 12mm; }
 )";
 
-QString kindOf(Outcome outcome)
+QString htmlKindOf(Outcome outcome)
 {
     if (isWrong(outcome))
         return QStringLiteral("wrong");
@@ -175,7 +175,7 @@ QString ReportPage::counts(const RunRecord& run)
     QString items;
     for (const Outcome outcome : allOutcomes) {
         const int number = run.counts.of(outcome);
-        const QString kind = number > 0 ? kindOf(outcome) : QString();
+        const QString kind = number > 0 ? htmlKindOf(outcome) : QString();
         items += element(
             "li", element("b", QString::number(number)) + QLatin1Char(' ') + escaped(outcomeText(outcome)),
             kind);
@@ -203,16 +203,16 @@ QString ReportPage::entry(const BatchReportRow& row)
     const QString number = QStringLiteral("number");
     QStringList why;
     if (!row.reason.isEmpty() || !row.reasonCode.isEmpty())
-        why << explained(row.reasonCode, row.reason);
+        why << explainedHtml(row.reasonCode, row.reason);
     for (const Remark& warning : row.warnings)
-        why << explained(warning.code, warning.text);
+        why << explainedHtml(warning.code, warning.text);
     const Outcome outcome = outcomeOf(row);
     return element("tr",
                    element("td", escaped(row.company)) + element("td", escaped(row.entry)) +
                        element("td", escaped(row.generatedName)) +
                        element("td", isStored ? QString::number(row.bytes) : QString(), number) +
                        element("td", isStored ? QString::number(row.seconds, 'f', 1) : QString(), number) +
-                       element("td", escaped(outcomeText(outcome)), kindOf(outcome)) +
+                       element("td", escaped(outcomeText(outcome)), htmlKindOf(outcome)) +
                        element("td", why.join(QStringLiteral("<hr>")))) +
            QLatin1Char('\n');
 }
@@ -223,7 +223,7 @@ QString ReportPage::remarks(const RunRecord& run)
         return {};
     QString items;
     for (const Remark& remark : run.remarks)
-        items += element("li", explained(remark.code, remark.text));
+        items += element("li", explainedHtml(remark.code, remark.text));
     return element("h2", escaped(tr("Remarks"))) + element("ul", items) + QLatin1Char('\n');
 }
 
