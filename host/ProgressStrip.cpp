@@ -1,5 +1,5 @@
-// All labels have their place and size at all times, so that a change of text is painted without a new layout
-// of the window. Names come from disks and are shown as plain text, cut where they are too long.
+// What is shown has its place and size at all times, so that a change is painted without a new layout of the
+// window: that would take longer than the rest of a pulse. Names come from disks and are shown as plain text.
 
 #include "host/ProgressStrip.h"
 
@@ -9,8 +9,8 @@
 #include "host/site/SiteAccess.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QLocale>
+#include <QPainter>
 #include <QProgressBar>
 #include <QStringList>
 #include <QVBoxLayout>
@@ -22,34 +22,60 @@ namespace {
 constexpr int barSteps = 1000;
 constexpr int edge = 8;
 
-QLabel* plainLabel(const char* name, QWidget* parent)
-{
-    auto* label = new QLabel(parent);
-    label->setObjectName(QString::fromLatin1(name));
-    label->setTextFormat(Qt::PlainText);
-    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    return label;
-}
-
 } // namespace
+
+/// A line of plain text, cut at its end where it is too long. Other than a label it has a size that does not
+/// depend on its text: a new one is painted, and nothing is laid out for it.
+class ElidedLine final : public QWidget
+{
+public:
+    ElidedLine(const char* name, Qt::Alignment alignment, QWidget* parent)
+        : QWidget(parent)
+        , m_alignment(alignment)
+    {
+        setObjectName(QString::fromLatin1(name));
+        setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    }
+
+    void setText(const QString& text)
+    {
+        if (text == m_text)
+            return;
+        m_text = text;
+        setAccessibleName(text);
+        update();
+    }
+
+    [[nodiscard]] QSize sizeHint() const override { return {0, fontMetrics().height()}; }
+
+protected:
+    void paintEvent(QPaintEvent* /*event*/) override
+    {
+        QPainter painter(this);
+        painter.drawText(rect(), int(m_alignment), fontMetrics().elidedText(m_text, Qt::ElideRight, width()));
+    }
+
+private:
+    QString m_text;
+    Qt::Alignment m_alignment;
+};
 
 ProgressStrip::ProgressStrip(SiteAccess& site, const PanelRun& run, QWidget* parent)
     : QFrame(parent)
-    , m_job(plainLabel("progressJob", this))
-    , m_figures(plainLabel("progressFigures", this))
-    , m_closing(plainLabel("progressClosing", this))
+    , m_job(new ElidedLine("progressJob", Qt::AlignLeft | Qt::AlignVCenter, this))
+    , m_figures(new ElidedLine("progressFigures", Qt::AlignRight | Qt::AlignVCenter, this))
+    , m_closing(new ElidedLine("progressClosing", Qt::AlignLeft | Qt::AlignVCenter, this))
     , m_bar(new QProgressBar(this))
 {
     setObjectName(QStringLiteral("progressStrip"));
     setAccessibleName(tr("Progress of the import"));
     m_bar->setAccessibleName(tr("Progress of the import"));
     m_bar->setRange(0, barSteps);
-    m_figures->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(edge, edge, edge, edge);
     auto* line = new QHBoxLayout;
-    line->addWidget(m_job, 3);
-    line->addWidget(m_figures, 2);
+    line->addWidget(m_job, 1);
+    line->addWidget(m_figures, 1);
     layout->addLayout(line);
     layout->addWidget(m_bar);
     layout->addWidget(m_closing);
@@ -77,7 +103,7 @@ void ProgressStrip::follow(const WorkPulse& pulse)
 void ProgressStrip::begin(const PanelSource& source)
 {
     m_progress.emplace(source, m_clock.elapsed());
-    m_closing->clear();
+    m_closing->setText({});
     refresh();
     setVisible(!source.path.isEmpty());
 }
@@ -148,7 +174,6 @@ void ProgressStrip::refresh()
         return;
     const RunStatus status = m_progress->status(m_clock.elapsed());
     m_job->setText(StripText::job(status));
-    m_job->setToolTip(m_job->text());
     m_figures->setText(StripText::figures(status));
     m_bar->setValue(static_cast<int>(status.fraction * barSteps));
 }

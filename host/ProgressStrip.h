@@ -7,11 +7,11 @@
 
 #include <optional>
 
-class QLabel;
 class QProgressBar;
 
 namespace KOZAV::Host {
 
+class ElidedLine;
 class PanelRun;
 class SiteAccess;
 class WorkPulse;
@@ -39,9 +39,9 @@ private:
 
     QElapsedTimer m_clock;
     std::optional<RunProgress> m_progress;
-    QLabel* m_job;
-    QLabel* m_figures;
-    QLabel* m_closing;
+    ElidedLine* m_job;
+    ElidedLine* m_figures;
+    ElidedLine* m_closing;
     QProgressBar* m_bar;
 };
 

@@ -18,9 +18,11 @@
 #include "host/core/RunGate.h"
 #include "host/site/SiteAccess.h"
 
+#include <QAbstractButton>
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QSocketNotifier>
 #include <QThread>
@@ -33,8 +35,9 @@ namespace KOZAV::Host {
 namespace {
 
 constexpr qint64 shortestPauseMs = 40;
-constexpr qint64 longestPauseMs = 400;
-constexpr qint64 pauseFactor = 40; ///< of the length of a pulse
+constexpr qint64 longestPauseMs = 1000;
+constexpr qint64 pauseFactor =
+    50; ///< a pulse takes about two percent of the time, where it is no longer than this allows
 constexpr int mostRounds = 6;
 
 constexpr QEventLoop::ProcessEventsFlags heldBack =
@@ -172,6 +175,21 @@ bool WorkPulse::isForBox(const QObject* watched) const
     return watched == m_box->windowHandle() || (widget && (widget == m_box || m_box->isAncestorOf(widget)));
 }
 
+/// A button that is worked by its letter waits for a timer before it is clicked: with Alt it is clicked at
+/// once, and the letter alone is no answer.
+bool WorkPulse::isTakenFromBox(QObject* watched, const QEvent& event)
+{
+    auto* button = qobject_cast<QAbstractButton*>(watched);
+    if (event.type() == QEvent::Shortcut && button) {
+        button->click();
+        return true;
+    }
+    if (event.type() != QEvent::KeyPress)
+        return false;
+    const auto& key = static_cast<const QKeyEvent&>(event);
+    return key.modifiers() == Qt::NoModifier && !key.text().isEmpty() && key.text().at(0).isLetterOrNumber();
+}
+
 bool WorkPulse::eventFilter(QObject* watched, QEvent* event)
 {
     switch (classOf(event->type())) {
@@ -190,7 +208,7 @@ bool WorkPulse::eventFilter(QObject* watched, QEvent* event)
         Q_EMIT closeRequested();
         return true;
     case EventClass::Input:
-        return !isForBox(watched);
+        return !isForBox(watched) || isTakenFromBox(watched, *event);
     }
     return false;
 }

@@ -46,6 +46,7 @@ private:
     void beatAfterPause();
     void handleEvents(Input input);
     [[nodiscard]] bool isForBox(const QObject* watched) const;
+    [[nodiscard]] static bool isTakenFromBox(QObject* watched, const QEvent& event);
     void silence(QObject* source);
     void deleteLater(QObject* object);
 

@@ -16,7 +16,7 @@ build_packages=(
 test_packages=(
   clang-format clang-tidy git
   sqlite3 zip libarchive-tools strace util-linux e2fsprogs procps
-  xvfb xauth openbox xdotool dbus-daemon
+  xvfb xauth openbox xdotool libxcb1-dev dbus-daemon
   # The servers of the tests. The core packages are the programs alone: installing them starts no server.
   mariadb-server-core mariadb-client-core libmariadb-dev openssl
   python3-pymongo python3-gridfs python3-bson python3-mockupdb

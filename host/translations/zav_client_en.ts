@@ -104,7 +104,7 @@
     <message numerus="yes">
         <source>An import is running: %n job(s) are left. They can be imported, or left for another time.</source>
         <translation>
-            <numerusform>An import is running: %n job are left. They can be imported, or left for another time.</numerusform>
+            <numerusform>An import is running: %n job is left. It can be imported, or left for another time.</numerusform>
             <numerusform>An import is running: %n jobs are left. They can be imported, or left for another time.</numerusform>
         </translation>
     </message>
