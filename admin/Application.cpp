@@ -85,24 +85,12 @@ Result<Report> runLine(const QStringList& arguments, QIODevice& out, QIODevice& 
     return runVerb(line.value(), out, err);
 }
 
-/// JSON text with the controls escaped that the writer leaves as they are: they only ever stand in strings.
-QByteArray jsonText(const QJsonObject& object)
-{
-    QString text;
-    const QString compact = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
-    for (const QChar c : compact) {
-        const bool harmless = c.category() != QChar::Other_Control && c.category() != QChar::Other_Format;
-        text += harmless ? QString(c) : QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-    }
-    return text.toUtf8() + '\n';
-}
-
 QByteArray failureText(const Status& status, bool json)
 {
     const QString message = withoutPassword(status.message());
     if (!json)
         return QStringLiteral("zav_admin: %1\n").arg(printable(message)).toUtf8();
-    return jsonText({{QStringLiteral("error"), message},
+    return jsonLine({{QStringLiteral("error"), message},
                      {QStringLiteral("code"), static_cast<int>(exitCodeOf(status.code()))}});
 }
 
@@ -114,6 +102,18 @@ bool wantsJson(const QStringList& arguments)
 }
 
 } // namespace
+
+QByteArray jsonLine(const QJsonObject& object)
+{
+    QString text;
+    const QString compact = QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    // They only ever stand in strings.
+    for (const QChar c : compact) {
+        const bool harmless = c.category() != QChar::Other_Control && c.category() != QChar::Other_Format;
+        text += harmless ? QString(c) : QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+    }
+    return text.toUtf8() + '\n';
+}
 
 ExitCode exitCodeOf(ErrorCode code)
 {
@@ -172,7 +172,7 @@ ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice&
     }
     Status outcome = report->outcome;
     QIODevice& device = report->besideContent ? err : out;
-    if (!writeWhole(device, json ? jsonText(report->json) : report->text.toUtf8()))
+    if (!report->isWritten && !writeWhole(device, json ? jsonLine(report->json) : report->text.toUtf8()))
         outcome = Status::io(QStringLiteral("the report cannot be written: %1").arg(device.errorString()));
     if (!outcome.ok())
         writeWhole(err, failureText(outcome, json));

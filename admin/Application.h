@@ -3,6 +3,7 @@
 #include "backend/Status.h"
 
 #include <QIODevice>
+#include <QJsonObject>
 #include <QStringList>
 
 namespace KOZAV::Admin {
@@ -26,6 +27,9 @@ ExitCode exitCodeOf(Backend::ErrorCode code);
 
 /// The table of exit codes for the help, a line each.
 QString exitCodeHelp();
+
+/// One line of JSON, with the controls escaped that Qt's writer leaves as they are.
+QByteArray jsonLine(const QJsonObject& object);
 
 /// Writes all of the bytes, past the device's buffer. @return whether they are out
 bool writeWhole(QIODevice& device, const QByteArray& bytes);

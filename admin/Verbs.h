@@ -22,6 +22,7 @@ struct Report
     /// failure.
     Backend::Status outcome = {};
     ExitCode success = ExitCode::Success; ///< the exit code where nothing failed
+    bool isWritten = false;     ///< the verb has written it to the standard output itself, as it grew
     bool besideContent = false; ///< the standard output holds content: the report goes to the standard error
 };
 

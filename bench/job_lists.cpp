@@ -15,8 +15,10 @@
 #include "tests/support/DialogDriver.h"
 #include "tests/support/FreshSite.h"
 #include "tests/support/PanelView.h"
+#include "ui/import_from_file/ZAV_ImportFromFile_Widget.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>

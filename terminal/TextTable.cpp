@@ -26,7 +26,8 @@ void TextTable::addRow(const QStringList& cells)
 
 std::vector<int> TextTable::columnWidths() const
 {
-    std::vector<int> widths(static_cast<std::size_t>(m_rows.front().size()), 0);
+    std::vector<int> widths = m_taken;
+    widths.resize(static_cast<std::size_t>(m_rows.front().size()), 0);
     for (const QStringList& row : m_rows) {
         for (int column = 0; column < row.size(); ++column) {
             int& width = widths[static_cast<std::size_t>(column)];
@@ -36,11 +37,25 @@ std::vector<int> TextTable::columnWidths() const
     return widths;
 }
 
+QString TextTable::takeLines()
+{
+    const bool isFirst = m_taken.empty();
+    m_taken = columnWidths();
+    const QString lines = linesFrom(isFirst ? 0 : 1, m_taken);
+    m_rows.resize(1);
+    return lines;
+}
+
 QString TextTable::toString() const
 {
-    const std::vector<int> widths = columnWidths();
+    return linesFrom(0, columnWidths());
+}
+
+QString TextTable::linesFrom(std::size_t first, const std::vector<int>& widths) const
+{
     QString text;
-    for (const QStringList& row : m_rows) {
+    for (std::size_t number = first; number < m_rows.size(); ++number) {
+        const QStringList& row = m_rows[number];
         QString line;
         for (int column = 0; column < row.size(); ++column) {
             const QString padding(widths[static_cast<std::size_t>(column)] - displayWidth(row[column]),

@@ -5,6 +5,7 @@
 #include "backend/records/FileContent.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -31,23 +32,33 @@ namespace {
     " AND (? IS NULL OR f.guid = ?) AND (? IS NULL OR f.ko_serial_name = ?) AND (? IS NULL OR c.code = ?)"   \
     " AND (? IS NULL OR c.name = ?) AND (? IS NULL OR f.upload_batch_number = ?) AND (? IS NULL OR f.state " \
     "= ?)"                                                                                                   \
-    " AND (? IS NULL OR f.sub_state = ?) ORDER BY f.id"
+    " AND (? IS NULL OR f.sub_state = ?)"
 
-constexpr const char* jobsByFlowGuid = SELECT_JOB " WHERE f.guid = ?" WITH_OTHER_CONDITIONS;
-constexpr const char* jobsByGeneratedName = SELECT_JOB " WHERE f.ko_serial_name = ?" WITH_OTHER_CONDITIONS;
-constexpr const char* jobsByBatchNumber = SELECT_JOB " WHERE f.upload_batch_number = ?" WITH_OTHER_CONDITIONS;
-constexpr const char* jobsByState = SELECT_JOB " WHERE f.state = ?" WITH_OTHER_CONDITIONS;
-constexpr const char* allJobs = SELECT_JOB " WHERE 1 = 1" WITH_OTHER_CONDITIONS;
+// One statement for all that an index leaves, in which their numbers lead nowhere; or lots by their numbers.
+#define AT_ONCE " AND +f.id > ? ORDER BY f.id LIMIT ?"
+#define IN_LOTS " AND f.id > ? ORDER BY f.id LIMIT ?"
+
+constexpr const char* jobsByFlowGuid = SELECT_JOB " WHERE f.guid = ?" WITH_OTHER_CONDITIONS AT_ONCE;
+constexpr const char* jobsByGeneratedName =
+    SELECT_JOB " WHERE f.ko_serial_name = ?" WITH_OTHER_CONDITIONS AT_ONCE;
+constexpr const char* jobsByBatchNumber =
+    SELECT_JOB " WHERE f.upload_batch_number = ?" WITH_OTHER_CONDITIONS AT_ONCE;
+constexpr const char* jobsByStatePair =
+    SELECT_JOB " WHERE f.state = ? AND f.sub_state = ?" WITH_OTHER_CONDITIONS IN_LOTS;
+constexpr const char* allJobs = SELECT_JOB " WHERE 1 = 1" WITH_OTHER_CONDITIONS IN_LOTS;
 constexpr const char* jobsByCompany = SELECT_JOB
     " WHERE f.guid IN ("
     "SELECT linked.guid FROM orig_file named"
     " JOIN job_flow linked ON linked.orig_file_guid = named.guid"
     " WHERE named.company_code = COALESCE(?, (SELECT code FROM company WHERE name = ?))"
     " UNION SELECT flow_guid FROM job_compress"
-    " WHERE company_code = COALESCE(?, (SELECT code FROM company WHERE name = ?)))" WITH_OTHER_CONDITIONS;
+    " WHERE company_code = COALESCE(?, (SELECT code FROM company WHERE name = ?)))" WITH_OTHER_CONDITIONS
+        AT_ONCE;
 
 #undef SELECT_JOB
 #undef WITH_OTHER_CONDITIONS
+#undef AT_ONCE
+#undef IN_LOTS
 
 template <typename T>
 QVariant optionalValue(const std::optional<T>& value)
@@ -56,7 +67,14 @@ QVariant optionalValue(const std::optional<T>& value)
 }
 
 /// The text whose first condition leaves the fewest rows, and the values of that condition.
-std::pair<const char*, QVariantList> wayIn(const JobFilter& filter)
+struct WayIn
+{
+    const char* sql;
+    QVariantList values;
+    bool inLots = false;
+};
+
+WayIn wayIn(const JobFilter& filter)
 {
     const QVariant code = optionalValue(filter.companyCode);
     const QVariant name = optionalValue(filter.companyName);
@@ -68,9 +86,9 @@ std::pair<const char*, QVariantList> wayIn(const JobFilter& filter)
         return {jobsByBatchNumber, {*filter.batchNumber}};
     if (filter.companyCode || filter.companyName)
         return {jobsByCompany, {code, name, code, name}};
-    if (filter.state)
-        return {jobsByState, {*filter.state}};
-    return {allJobs, {}};
+    if (filter.state && filter.subState)
+        return {jobsByStatePair, {*filter.state, *filter.subState}, true};
+    return {allJobs, {}, true};
 }
 
 QVariantList otherValues(const JobFilter& filter)
@@ -122,6 +140,9 @@ Odbpp_Job_C readWaitingJob(RowReader& row)
     return job;
 }
 
+/// So many jobs are read at once where they are read in lots.
+constexpr int lotSize = 500;
+
 /// So many single questions take less time than one for the whole list.
 constexpr int mostQuestions = 64;
 
@@ -158,10 +179,36 @@ bool hasFailed(const JobRecord& job)
     return job.state == importFailedState && job.subState == importFailedSubState;
 }
 
+Status visitJobs(Database& database, const JobFilter& filter, int after,
+                 const std::function<bool(const JobRecord& job)>& visit)
+{
+    const WayIn way = wayIn(filter);
+    const int most = way.inLots ? lotSize : std::numeric_limits<int>::max();
+    for (;;) {
+        int read = 0;
+        bool goesOn = true;
+        const auto status = database.query(
+            way.sql, way.values + otherValues(filter) + QVariantList{after, most}, [&](const QSqlQuery& row) {
+                RowReader reader(row);
+                const JobRecord job = readJob(reader);
+                after = job.jobId;
+                ++read;
+                goesOn = visit(job);
+                return goesOn;
+            });
+        if (!status.ok() || !goesOn || read < most)
+            return status;
+    }
+}
+
 Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter)
 {
-    const auto [sql, values] = wayIn(filter);
-    return database.list(sql, values + otherValues(filter), readJob);
+    std::vector<JobRecord> jobs;
+    const auto status = visitJobs(database, filter, 0, [&jobs](const JobRecord& job) {
+        jobs.push_back(job);
+        return true;
+    });
+    return status.ok() ? Result(std::move(jobs)) : status;
 }
 
 Result<std::vector<Odbpp_Job_C>> listWaitingJobs(Database& database)

@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -63,6 +64,12 @@ struct JobFilter
 
 /// Oldest first.
 Result<std::vector<JobRecord>> listJobs(Database& database, const JobFilter& filter);
+
+/// The same one by one, of those with a greater number than a given one, until visit returns false. Without a
+/// company, a batch or a key in the filter no more than some hundred of them are in memory at a time, and
+/// each of these lots is of a moment of its own.
+Status visitJobs(Database& database, const JobFilter& filter, int after,
+                 const std::function<bool(const JobRecord& job)>& visit);
 
 /// The job with that generated name; NotFound.
 Result<JobRecord> jobNamed(Database& database, const QString& generatedName);

@@ -203,6 +203,16 @@ void AdminVerbsTest::jobsAreListed_data()
                                            {text("--batch=5"), text("--company=CD"), text("--state=0,0")})
                                     << QStringList({three});
     QTest::newRow("none") << QStringList({text("--batch=6")}) << QStringList();
+    QTest::newRow("at most two") << QStringList({text("--limit=2")}) << QStringList({one, two});
+    QTest::newRow("behind the second")
+        << QStringList({text("--after"), text("2")}) << QStringList({three, failed});
+    QTest::newRow("one behind the first")
+        << QStringList({text("--after=1"), text("--limit=1")}) << QStringList({two});
+    QTest::newRow("those that fit are counted")
+        << QStringList({text("--state=waiting"), text("--limit=2")}) << QStringList({one, three});
+    QTest::newRow("of a company behind the first")
+        << QStringList({text("--company=AB"), text("--after=1")}) << QStringList({two});
+    QTest::newRow("behind all") << QStringList({text("--after=9")}) << QStringList();
 }
 
 void AdminVerbsTest::jobsAreListed()
@@ -258,6 +268,10 @@ void AdminVerbsTest::jobMistakesAreNamed_data()
     QTest::newRow("batch") << text("--batch=x") << ExitCode::Usage
                            << text("--batch is \"x\"; accepted is a batch number");
     QTest::newRow("negative batch") << text("--batch=-1") << ExitCode::Usage << text("--batch is \"-1\"");
+    QTest::newRow("no jobs") << text("--limit=0") << ExitCode::Usage
+                             << text("--limit is \"0\"; accepted is a number from 1 on");
+    QTest::newRow("behind a name") << text("--after=AB000001") << ExitCode::Usage
+                                   << text("--after is \"AB000001\"");
     QTest::newRow("option of another verb")
         << text("--code=AB") << ExitCode::Usage << text("\"jobs\" has no option --code");
 }
