@@ -99,8 +99,9 @@ MainWindow::MainWindow(SiteAccess& site, ServiceLog& log, QWidget* parent)
     connectRobot();
     connect(m_sourceWatch, &SourceWatch::refuted, m_manifests, &ManifestKeeper::keepAgain);
     connect(m_sourceWatch, &SourceWatch::waitingListChanged, this, &MainWindow::reloadFiles);
-    connect(m_sourceWatch, &SourceWatch::warnedLate, this, [this](const QString& path, const QString& text) {
-        m_log.add(QtWarningMsg, QStringLiteral("client"), tr("%1: %2").arg(path, text));
+    connect(m_sourceWatch, &SourceWatch::warnedLate, this, [this](const QString& path, const Remark& remark) {
+        m_log.add(QtWarningMsg, QStringLiteral("client"),
+                  tr("%1: %2").arg(path, inWords(remark.code, remark.text)));
     });
     // After all that have something to tell of the run.
     connect(m_panelRun, &PanelRun::ended, this, &MainWindow::tellReport);

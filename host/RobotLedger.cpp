@@ -278,14 +278,13 @@ void RobotLedger::writeConfirmed()
     for (const RobotRequest& request : requests) {
         Q_EMIT concluded(request);
         if (request.outcome == RobotRequest::Outcome::Unknown)
-            Q_EMIT told(QStringLiteral("whether the request of %1 reached the robot is not known (%2); "
-                                       "\"zav_admin job resend %1\" sends it again")
+            Q_EMIT told(tr("whether the request of %1 reached the robot is not known (%2); "
+                           "\"zav_admin job resend %1\" sends it again")
                             .arg(request.generatedName, request.reason));
         if (request.outcome == RobotRequest::Outcome::NotSent)
-            Q_EMIT told(
-                QStringLiteral("the request of %1 was not sent (%2); the job is off the waiting list, "
-                               "\"zav_admin job requeue %1\" puts it back")
-                    .arg(request.generatedName, request.reason));
+            Q_EMIT told(tr("the request of %1 was not sent (%2); the job is off the waiting list, "
+                           "\"zav_admin job requeue %1\" puts it back")
+                            .arg(request.generatedName, request.reason));
     }
     if (!failure.isEmpty())
         Q_EMIT told(failure);

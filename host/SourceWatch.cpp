@@ -288,7 +288,7 @@ void SourceWatch::takeRead()
         if (row != rows.end())
             report.warn(path, *remark);
         if (m_compared)
-            Q_EMIT warnedLate(path, remark->text);
+            Q_EMIT warnedLate(path, *remark);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/HostInterface.h"
+#include "host/core/Remark.h"
 #include "host/site/SourceLooks.h"
 
 #include <QHash>
@@ -42,7 +43,7 @@ Q_SIGNALS:
     /// Jobs of the run were taken off it.
     void waitingListChanged();
     /// Something is known of a source of the last run, whose report is told of it as well, since that ended.
-    void warnedLate(const QString& sourcePath, const QString& text);
+    void warnedLate(const QString& sourcePath, const KOZAV::Host::Remark& remark);
 
 private:
     /// A source of the run, in the order in which the panel comes to them.

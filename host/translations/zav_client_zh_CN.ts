@@ -262,6 +262,173 @@
     </message>
 </context>
 <context>
+    <name>KOZAV::Host::FirstRunPage</name>
+    <message>
+        <source>First start</source>
+        <translation>首次启动</translation>
+    </message>
+    <message>
+        <source>There is no site yet: a place for companies, jobs and their files. What is to be used? Nothing is made before you choose.</source>
+        <translation>还没有站点（存放公司、料号及其文件的地方）。要使用哪一种？在您选择之前不会创建任何内容。</translation>
+    </message>
+    <message>
+        <source>A new site on &amp;this machine, without a server</source>
+        <translation>本机上的新站点，不需要服务器(&amp;T)</translation>
+    </message>
+    <message>
+        <source>A site on &amp;servers: MariaDB for the rows, MongoDB for the files</source>
+        <translation>服务器上的站点：MariaDB 存记录，MongoDB 存文件(&amp;S)</translation>
+    </message>
+    <message>
+        <source>A site that is there: &amp;open its configuration file</source>
+        <translation>已有的站点：打开其配置文件(&amp;O)</translation>
+    </message>
+    <message>
+        <source>Choose …</source>
+        <translation>选择 …</translation>
+    </message>
+    <message>
+        <source>Choose: %1</source>
+        <translation>选择：%1</translation>
+    </message>
+    <message>
+        <source>Choose a folder</source>
+        <translation>选择文件夹</translation>
+    </message>
+    <message>
+        <source>Choose a file</source>
+        <translation>选择文件</translation>
+    </message>
+    <message>
+        <source>Configuration file</source>
+        <translation>配置文件</translation>
+    </message>
+    <message>
+        <source>Folder of the data</source>
+        <translation>数据文件夹</translation>
+    </message>
+    <message>
+        <source>&amp;Configuration file:</source>
+        <translation>配置文件(&amp;C)：</translation>
+    </message>
+    <message>
+        <source>&amp;Folder of the data:</source>
+        <translation>数据文件夹(&amp;F)：</translation>
+    </message>
+    <message>
+        <source>Rows on a &amp;MariaDB or MySQL server</source>
+        <translation>记录存于 MariaDB 或 MySQL 服务器(&amp;M)</translation>
+    </message>
+    <message>
+        <source>Server:</source>
+        <translation>服务器：</translation>
+    </message>
+    <message>
+        <source>Port:</source>
+        <translation>端口：</translation>
+    </message>
+    <message>
+        <source>Database:</source>
+        <translation>数据库：</translation>
+    </message>
+    <message>
+        <source>Account:</source>
+        <translation>帐号：</translation>
+    </message>
+    <message>
+        <source>File with the password:</source>
+        <translation>密码文件：</translation>
+    </message>
+    <message>
+        <source>its first line; readable for you alone</source>
+        <translation>取其首行；仅您本人可读</translation>
+    </message>
+    <message>
+        <source>Certificate of the authority:</source>
+        <translation>签发机构的证书：</translation>
+    </message>
+    <message>
+        <source>for a server on another machine</source>
+        <translation>用于另一台机器上的服务器</translation>
+    </message>
+    <message>
+        <source>Without encryption, also to another machine</source>
+        <translation>不加密，对另一台机器也如此</translation>
+    </message>
+    <message>
+        <source>Files on a Mongo&amp;DB server</source>
+        <translation>文件存于 MongoDB 服务器(&amp;D)</translation>
+    </message>
+    <message>
+        <source>URI:</source>
+        <translation>URI：</translation>
+    </message>
+    <message>
+        <source>Configuration file of the site</source>
+        <translation>站点的配置文件</translation>
+    </message>
+    <message>
+        <source>Con&amp;figuration file:</source>
+        <translation>配置文件(&amp;F)：</translation>
+    </message>
+    <message>
+        <source>This client opens that site at later starts as well. &quot;zav_admin&quot; is told of it with --config.</source>
+        <translation>本客户端以后启动时也打开该站点。使用“zav_admin”时以 --config 指定。</translation>
+    </message>
+    <message>
+        <source>T&amp;est the connections</source>
+        <translation>测试连接(&amp;E)</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>退出(&amp;Q)</translation>
+    </message>
+    <message>
+        <source>Open the s&amp;ite</source>
+        <translation>打开站点(&amp;I)</translation>
+    </message>
+    <message>
+        <source>Make the s&amp;ite</source>
+        <translation>创建站点(&amp;I)</translation>
+    </message>
+    <message>
+        <source>Made there: %1</source>
+        <translation>将创建：%1</translation>
+    </message>
+    <message>
+        <source>Not accepted: %1</source>
+        <translation>不接受：%1</translation>
+    </message>
+    <message>
+        <source>Testing the connections …</source>
+        <translation>正在测试连接 …</translation>
+    </message>
+    <message>
+        <source>no site there yet (%1)</source>
+        <translation>那里还没有站点（%1）</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1：%2</translation>
+    </message>
+    <message>
+        <source>The site cannot be opened: %1</source>
+        <translation>无法打开站点：%1</translation>
+    </message>
+    <message>
+        <source>The site is being made …</source>
+        <translation>正在创建站点 …</translation>
+    </message>
+    <message>
+        <source>The site could not be made: %1</source>
+        <translation>无法创建站点：%1</translation>
+    </message>
+    <message>
+        <source>First start: there is no site yet, and what is to be used is asked for</source>
+        <translation>首次启动：还没有站点，正在询问要使用的站点</translation>
+    </message>
+</context>
+<context>
     <name>KOZAV::Host::ForesightModel</name>
     <message>
         <source>no</source>
@@ -1553,6 +1720,14 @@
     <message>
         <source>The robot&apos;s address robot/host = %1 is not a numeric one: requests of archived jobs (.kos) will not reach the robot</source>
         <translation>机器人地址 robot/host = %1 不是数字地址，存档料号 (.kos) 将无法送达机器人</translation>
+    </message>
+    <message>
+        <source>whether the request of %1 reached the robot is not known (%2); &quot;zav_admin job resend %1&quot; sends it again</source>
+        <translation>不清楚 %1 的请求是否到达机器人（%2）；可在“机器人”页或用 &quot;zav_admin job resend %1&quot; 重新发送</translation>
+    </message>
+    <message>
+        <source>the request of %1 was not sent (%2); the job is off the waiting list, &quot;zav_admin job requeue %1&quot; puts it back</source>
+        <translation>%1 的请求未发送（%2）；该料号已不在等待列表中，可在“机器人”页或用 &quot;zav_admin job requeue %1&quot; 放回</translation>
     </message>
 </context>
 <context>
