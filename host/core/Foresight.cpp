@@ -370,6 +370,7 @@ void Look::readSources()
     Numbers archives;
     std::vector<ComparedSource> sources = comparedSources();
     std::vector<ComparedSource*> toRead;
+    toRead.reserve(sources.size());
     for (ComparedSource& source : sources)
         toRead.push_back(&source);
     const QString failure = keepWhatMayBeKnown(toRead);
