@@ -20,7 +20,7 @@ namespace KOZAV::Host {
 namespace {
 
 constexpr int barSteps = 1000;
-constexpr int edge = 8;
+constexpr int stripEdge = 8;
 
 } // namespace
 
@@ -72,7 +72,7 @@ ProgressStrip::ProgressStrip(SiteAccess& site, const PanelRun& run, QWidget* par
     m_bar->setAccessibleName(tr("Progress of the import"));
     m_bar->setRange(0, barSteps);
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(edge, edge, edge, edge);
+    layout->setContentsMargins(stripEdge, stripEdge, stripEdge, stripEdge);
     auto* line = new QHBoxLayout;
     line->addWidget(m_job, 1);
     line->addWidget(m_figures, 1);

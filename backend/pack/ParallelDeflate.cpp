@@ -46,7 +46,7 @@ constexpr qint64 smallestWindow = 4 * longestWholeFile;
 /// What a piece takes of the window besides its content.
 constexpr qint64 pieceOverhead = 4096;
 
-qint64 contentBytes(const FolderListing& listing)
+qint64 listedBytes(const FolderListing& listing)
 {
     return std::accumulate(listing.entries.begin(), listing.entries.end(), qint64(0),
                            [](qint64 sum, const FolderEntry& entry) {
@@ -121,7 +121,7 @@ Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size, u
 
 ParallelDeflate::ParallelDeflate(const FolderListing& listing, int threads, int level)
     : m_listing(listing)
-    , m_contentBytes(contentBytes(listing))
+    , m_contentBytes(listedBytes(listing))
     , m_windowLimit(std::max(smallestWindow, threadCount(threads) * windowPerThread))
 {
     startThreads(threadCount(threads), level);
