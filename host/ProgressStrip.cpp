@@ -8,6 +8,7 @@
 #include "host/core/PanelSource.h"
 #include "host/site/SiteAccess.h"
 
+#include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QLocale>
 #include <QPainter>
