@@ -88,6 +88,7 @@ Backend::Result<Report> companyListVerb(const Call& call);
 Backend::Result<Report> companyRenameVerb(const Call& call);
 Backend::Result<Report> jobsVerb(const Call& call);
 Backend::Result<Report> jobShowVerb(const Call& call);
+Backend::Result<Report> runsVerb(const Call& call);
 Backend::Result<Report> jobVoidVerb(const Call& call);
 Backend::Result<Report> jobUnvoidVerb(const Call& call);
 Backend::Result<Report> jobRequeueVerb(const Call& call);

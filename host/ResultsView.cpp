@@ -50,7 +50,6 @@ QString exportPlaceKey()
 /// Draws outcomes that somebody has to look at in colours that are read on both of the table's greys.
 class OutcomeDelegate final : public QStyledItemDelegate
 {
-    Q_OBJECT
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
@@ -402,5 +401,3 @@ void ResultsView::exportRun()
 }
 
 } // namespace KOZAV::Host
-
-#include "ResultsView.moc"

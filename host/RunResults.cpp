@@ -118,7 +118,7 @@ QString RunResults::keepUnkept()
 {
     while (!m_unkept.empty()) {
         RunRecord& run = m_unkept.front();
-        const QString failure = keepRun(run);
+        QString failure = keepRun(run);
         if (run.guid == m_last.guid) {
             m_last.userName = run.userName;
             m_last.host = run.host;

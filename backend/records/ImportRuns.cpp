@@ -21,7 +21,7 @@ namespace KOZAV::Backend {
 namespace {
 
 /// Longest text of entries in one event, in bytes, unless a single one is longer.
-constexpr qsizetype mostDetailBytes = 256 * 1024;
+constexpr qsizetype mostDetailBytes = qsizetype{256} * 1024;
 constexpr int mostRemovedAtOnce = 100;
 
 const QLatin1String entriesKey("entries");
@@ -170,7 +170,8 @@ Result<ImportRun> readImportRun(Database& database, const QString& guid)
     if (!details.ok())
         return details.status();
     for (const QJsonObject& detail : details.value()) {
-        for (const QJsonValue& entry : detail.value(entriesKey).toArray())
+        const QJsonArray entries = detail.value(entriesKey).toArray();
+        for (const QJsonValue& entry : entries)
             run.entries.append(entry);
     }
     return run;

@@ -48,19 +48,27 @@ void RunsModel::take(const Page& page, qint64 behind, int limit)
 {
     m_failure = page.failure;
     if (page.runs)
-        m_hasMore = static_cast<int>(page.runs->size()) >= limit;
-    if (page.runs && behind == 0) {
-        beginResetModel();
-        m_runs = *page.runs;
-        if (m_own && rowOf(m_own->guid) < 0)
-            m_runs.insert(m_runs.begin(), *m_own);
-        endResetModel();
-    } else if (page.runs && !page.runs->empty()) {
-        beginInsertRows({}, rowCount(), rowCount() + static_cast<int>(page.runs->size()) - 1);
-        m_runs.insert(m_runs.end(), page.runs->begin(), page.runs->end());
-        endInsertRows();
-    }
+        add(*page.runs, behind, limit);
     Q_EMIT loaded();
+}
+
+/// @param behind  0: in place of all that is there
+void RunsModel::add(const std::vector<RunSummary>& runs, qint64 behind, int limit)
+{
+    m_hasMore = static_cast<int>(runs.size()) >= limit;
+    if (behind != 0 && runs.empty())
+        return;
+    if (behind != 0) {
+        beginInsertRows({}, rowCount(), rowCount() + static_cast<int>(runs.size()) - 1);
+        m_runs.insert(m_runs.end(), runs.begin(), runs.end());
+        endInsertRows();
+        return;
+    }
+    beginResetModel();
+    m_runs = runs;
+    if (m_own && rowOf(m_own->guid) < 0)
+        m_runs.insert(m_runs.begin(), *m_own);
+    endResetModel();
 }
 
 void RunsModel::put(const RunSummary& run)

@@ -48,6 +48,7 @@ private:
 
     void read(qint64 behind, int limit);
     void take(const Page& page, qint64 behind, int limit);
+    void add(const std::vector<RunSummary>& runs, qint64 behind, int limit);
 
     std::vector<RunSummary> m_runs;
     std::optional<RunSummary> m_own; ///< the last one of this client

@@ -26,4 +26,5 @@ zav_add_tests(admin_tests SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_jo
 zav_add_tests(admin_tests SITES LABELS admin TESTS site_adoption site_refusals)
 zav_add_tests(admin_tests SECONDS 60 ON_MEMORY TIMEOUT 600 LABELS admin fault TESTS admin_migrate_interruption)
 zav_add_tests(admin_tests ON_MEMORY LABELS admin TESTS admin_backup)
+zav_add_tests(admin_tests LABELS admin TESTS admin_runs)
 zav_add_tests(admin_tests PARTS 3 SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_backup_interruption)
