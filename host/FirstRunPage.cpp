@@ -272,7 +272,7 @@ void FirstRunPage::showState()
     m_places->setText(tr("Made there: %1").arg(places));
     m_state->setText(flaw.isEmpty() ? QString() : tr("Not accepted: %1").arg(flaw));
     m_go->setEnabled(!m_busy && isWhole && flaw.isEmpty());
-    m_test->setEnabled(!m_busy && flaw.isEmpty());
+    m_test->setEnabled(!m_busy && m_servers->isChecked() && flaw.isEmpty());
 }
 
 void FirstRunPage::setBusy(bool busy, const QString& text)

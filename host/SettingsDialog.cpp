@@ -82,7 +82,7 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     const auto entries = settingEntries(failure);
     buildPages(entries.value_or(std::vector<SettingEntry>()));
     buildOwnPage();
-    resize(760, 620);
+    resize(880, 660);
     showState();
     if (!failure.isEmpty())
         m_state->setText(tr("The configuration cannot be read: %1").arg(failure));
