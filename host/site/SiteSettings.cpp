@@ -122,7 +122,7 @@ SettingsMove moveBy(const SettingChanges& changes)
 QString writeChanges(const SettingChanges& changes)
 {
     for (const auto& [key, value] : changes) {
-        if (const QString flaw = passwordFlaw(key, value); !flaw.isEmpty())
+        if (QString flaw = passwordFlaw(key, value); !flaw.isEmpty())
             return flaw;
     }
     return Backend::writeSettings(Site::current().configurationPath(), changes).message();
