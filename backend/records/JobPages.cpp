@@ -430,16 +430,24 @@ Result<JobCount> countJobs(Database& database, const JobPlan& plan, int most)
         const auto all = database.value("SELECT COUNT(*) FROM job_flow");
         return all.ok() ? Result(JobCount{all->toLongLong(), false}) : all.status();
     }
-    const Where where = whereOf(plan);
+    // The order does not matter here.
+    JobPlan counting = plan;
+    const auto conditions = conditionsOf(plan.search);
+    const bool leads = std::any_of(conditions.begin(), conditions.end(),
+                                   [&plan](const Condition& condition) { return condition.way == plan.way; });
+    if (!leads && !conditions.empty())
+        counting.way = conditions.front().way;
+    const Where where = whereOf(counting);
     const bool needsOthers = where.sql.contains("z.");
-    const QByteArray sql =
-        statementOf({"SELECT COUNT(*) FROM (SELECT /*! STRAIGHT_JOIN */ 1",
-                     needsOthers ? tablesOf(plan) : QByteArray(tablesOfWays[static_cast<size_t>(plan.way)]),
-                     where.sql, " LIMIT ?) AS counted"});
-    const auto counted = database.value(sql.constData(), where.values + QVariantList{most + 1});
+    const int bound = needsOthers ? std::max(1, most / 10) : most;
+    const QByteArray sql = statementOf(
+        {"SELECT COUNT(*) FROM (SELECT /*! STRAIGHT_JOIN */ 1",
+         needsOthers ? tablesOf(counting) : QByteArray(tablesOfWays[static_cast<size_t>(counting.way)]),
+         where.sql, " LIMIT ?) AS counted"});
+    const auto counted = database.value(sql.constData(), where.values + QVariantList{bound + 1});
     if (!counted.ok())
         return counted.status();
-    return JobCount{std::min(counted->toLongLong(), qint64(most)), counted->toLongLong() > most};
+    return JobCount{std::min(counted->toLongLong(), qint64(bound)), counted->toLongLong() > bound};
 }
 
 Result<std::vector<FailedRequest>> listFailedRequests(Database& database, int limit)

@@ -106,7 +106,8 @@ struct JobCount
     bool orMore = false; ///< there are more, which were not counted
 };
 
-/// @param most  jobs that are counted where there are conditions; all jobs of a site are counted in any case
+/// @param most  jobs that are counted where there are conditions, and a tenth of them where other tables have
+/// to be asked about each; all jobs of a site are counted in any case
 Result<JobCount> countJobs(Database& database, const JobPlan& plan, int most);
 
 /// A job that was handed to the robot, and whose newest request did not arrive as far as can be seen.

@@ -62,9 +62,8 @@ std::optional<JobQuery::Order> JobsModel::orderOf(int column) const
 
 QVariant JobsModel::cell(const ListedJob& job, int column, int role) const
 {
-    const bool isNumber = column == Size || column == Batch;
     if (role == Qt::TextAlignmentRole)
-        return int(Qt::AlignVCenter | (isNumber ? Qt::AlignRight : Qt::AlignLeft));
+        return int(Qt::AlignVCenter | (column == Size ? Qt::AlignRight : Qt::AlignLeft));
     return role == Qt::DisplayRole || role == Qt::ToolTipRole ? QVariant(text(job, column)) : QVariant();
 }
 
