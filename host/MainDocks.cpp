@@ -28,6 +28,7 @@ constexpr QSize roomySize(1680, 960);
 constexpr QSize frameRoom(8, 40);
 
 constexpr int barsHeight = 60;
+constexpr int progressHeight = 44; ///< of the panel's row that comes with a batch
 constexpr int lowWindow = 800;
 constexpr int rightWidth = 420;
 
@@ -96,7 +97,7 @@ void MainDocks::giveDefaultSizes()
 {
     // The panel as much as it needs, unless that leaves nothing for the jobs that wait.
     const int left = m_window.height() - barsHeight;
-    const int import = qMin(m_import->sizeHint().height(), left * 2 / 3);
+    const int import = qMin(m_import->sizeHint().height() + progressHeight, left * 7 / 10);
     m_window.resizeDocks({m_import}, {qMin(m_import->sizeHint().width(), m_window.width() * 3 / 8)},
                          Qt::Horizontal);
     m_window.resizeDocks({m_import, m_waiting}, {import, left - import}, Qt::Vertical);

@@ -24,6 +24,7 @@ Pages::Pages(QWidget* parent)
     m_tabs->setAccessibleName(tr("Pages"));
     m_tabs->tabBar()->setAccessibleName(tr("Pages"));
     m_tabs->setDocumentMode(true);
+    m_tabs->tabBar()->setDrawBase(false);
     m_tabs->setUsesScrollButtons(true);
     m_tabs->setMinimumSize(leastWidth, leastHeight);
     m_layout->setContentsMargins(0, 0, 0, 0);

@@ -52,9 +52,8 @@ void DesktopWindowTest::fits()
     QFETCH(QString, scale);
     const FreshSite site;
     site.addCompany(QStringLiteral("HX"), QStringLiteral("华兴"));
-    const QTemporaryDir home;
     const Desktop desktop(screen);
-    DesktopClient client(desktop, home.path());
+    DesktopClient client(desktop);
     QVERIFY(client.start({QStringLiteral("--config"), site.configuration()},
                          {{QStringLiteral("QT_SCALE_FACTOR"), scale}}));
     const auto window = client.find(QStringLiteral("KOZAV::Host::MainWindow"));

@@ -112,11 +112,14 @@ void Desktop::click(const QPoint& at, int button, int times) const
     (void)tool(arguments << QString::number(button));
 }
 
+/// It may have none yet: whoever wants to know asks the program.
 void Desktop::activate(qint64 processId) const
 {
+    bool ok = false;
     (void)tool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--pid"),
                 QString::number(processId), QStringLiteral("--name"), QStringLiteral("."),
-                QStringLiteral("windowactivate")});
+                QStringLiteral("windowactivate")},
+               &ok);
 }
 
 QImage Desktop::picture() const

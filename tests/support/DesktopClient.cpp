@@ -8,6 +8,8 @@
 #include <QProcessEnvironment>
 #include <QTest>
 
+#include <algorithm>
+
 namespace KOZAV::Test {
 
 namespace {
@@ -16,6 +18,7 @@ namespace {
 constexpr int patienceMs = 60'000;
 constexpr int answerMs = 250;
 constexpr int pictureMs = 3'000;
+constexpr int dialogMs = 2'000;
 
 QString text(const char* latin)
 {
@@ -51,9 +54,8 @@ SeenWidget readWidget(const QJsonObject& object)
 
 } // namespace
 
-DesktopClient::DesktopClient(const Desktop& desktop, const QString& home)
+DesktopClient::DesktopClient(const Desktop& desktop)
     : m_desktop(desktop)
-    , m_home(home)
 {
     m_process.setProcessChannelMode(QProcess::MergedChannels);
 }
@@ -74,11 +76,11 @@ bool DesktopClient::startBy(const QStringList& tool, const QStringList& argument
     const QString socket = m_folder.filePath(QStringLiteral("probe-%1").arg(++m_asked));
     auto variables = QProcessEnvironment::systemEnvironment();
     variables.insert(text("DISPLAY"), m_desktop.display());
-    variables.insert(text("HOME"), m_home);
-    variables.insert(text("XDG_CONFIG_HOME"), m_home + text("/.config"));
-    variables.insert(text("XDG_CACHE_HOME"), m_home + text("/.cache"));
-    variables.insert(text("XDG_DATA_HOME"), m_home + text("/.local"));
-    variables.insert(text("XDG_STATE_HOME"), m_home + text("/.local/state"));
+    variables.insert(text("HOME"), m_home.path());
+    variables.insert(text("XDG_CONFIG_HOME"), m_home.filePath(text(".config")));
+    variables.insert(text("XDG_CACHE_HOME"), m_home.filePath(text(".cache")));
+    variables.insert(text("XDG_DATA_HOME"), m_home.filePath(text(".local")));
+    variables.insert(text("XDG_STATE_HOME"), m_home.filePath(text(".local/state")));
     variables.insert(text("QT_QPA_PLATFORM"), text("xcb"));
     variables.insert(text("QT_QPA_GENERIC_PLUGINS"), text("zavprobe:") + socket);
     variables.insert(text("QT_PLUGIN_PATH"), text(ZAV_TEST_PLUGINS));
@@ -155,13 +157,13 @@ std::optional<SeenWidget> DesktopClient::find(const QString& path,
     return found;
 }
 
-bool DesktopClient::waitUntilGone(const QString& path)
+bool DesktopClient::waitUntilGone(const QString& path, int waitMs)
 {
     const auto gone = [&] {
         const auto reply = ask(path);
         return !isRunning() || (reply && reply->value(text("found")).toArray().isEmpty());
     };
-    return QTest::qWaitFor(gone, patienceMs);
+    return QTest::qWaitFor(gone, waitMs > 0 ? waitMs : patienceMs);
 }
 
 std::optional<SeenItem> DesktopClient::findItem(const QString& path, const QString& wanted)
@@ -169,7 +171,7 @@ std::optional<SeenItem> DesktopClient::findItem(const QString& path, const QStri
     std::optional<SeenItem> found;
     (void)find(path, [&](const SeenWidget& widget) {
         for (const SeenItem& item : widget.items) {
-            if (item.text == wanted)
+            if (item.text == wanted && !item.rect.isEmpty())
                 found = item;
         }
         return found.has_value();
@@ -214,18 +216,32 @@ QString DesktopClient::answer(const QString& button)
     return box->text;
 }
 
+/// The list of completions may take the first Return for itself.
 bool DesktopClient::chooseInDialog(const QString& path)
 {
-    const auto field =
-        find(text("QFileDialog > fileNameEdit"), [](const SeenWidget& seen) { return seen.focus; });
-    if (!field)
+    const QString field = text("QFileDialog > fileNameEdit");
+    if (!click(field))
         return false;
     m_desktop.press(text("ctrl+a"));
     m_desktop.type(path);
-    if (!find(text("QFileDialog > fileNameEdit"), [&](const SeenWidget& seen) { return seen.text == path; }))
+    if (!find(field, [&](const SeenWidget& seen) { return seen.text == path; }))
         return false;
-    m_desktop.press(text("Return"));
-    return waitUntilGone(text("QFileDialog"));
+    for (int times = 0; times < 5; ++times) {
+        m_desktop.press(text("Return"));
+        if (waitUntilGone(text("QFileDialog"), dialogMs))
+            return true;
+    }
+    return false;
+}
+
+bool DesktopClient::showsText(const QString& path, const QString& part)
+{
+    return find(path,
+                [&](const SeenWidget& widget) {
+                    const auto holds = [&](const SeenItem& item) { return item.text.contains(part); };
+                    return std::any_of(widget.items.begin(), widget.items.end(), holds);
+                })
+        .has_value();
 }
 
 bool DesktopClient::activate()
@@ -234,10 +250,15 @@ bool DesktopClient::activate()
         const auto reply = ask(text("KOZAV::Host::MainWindow"));
         return reply && reply->value(text("active")).toBool();
     };
-    if (isActive())
-        return true;
-    m_desktop.activate(processId());
-    return QTest::qWaitFor(isActive, patienceMs);
+    // A window that is not there yet cannot be brought to the front: it is asked for again.
+    return QTest::qWaitFor(
+        [&] {
+            if (isActive())
+                return true;
+            m_desktop.activate(processId());
+            return false;
+        },
+        patienceMs);
 }
 
 void DesktopClient::takePicture(const QString& name)

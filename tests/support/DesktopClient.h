@@ -20,7 +20,7 @@ namespace KOZAV::Test {
 struct SeenItem
 {
     QString text;
-    QRect rect; ///< on the desktop
+    QRect rect; ///< on the desktop; empty where it is out of sight
     int row = 0;
     int column = 0;
 };
@@ -37,7 +37,7 @@ struct SeenWidget
     bool focus = false;
     int rows = -1;               ///< of a view, all of them
     int current = -1;            ///< of a view, the current row
-    std::vector<SeenItem> items; ///< of a view those in sight
+    std::vector<SeenItem> items; ///< of a view those of its first rows
 };
 
 /// The built zav_client in a window on a desktop, with a person before it: whatever is done comes through the
@@ -46,12 +46,13 @@ struct SeenWidget
 class DesktopClient final
 {
 public:
-    /// @param home  the person's own folder; outlives this object
-    DesktopClient(const Desktop& desktop, const QString& home);
+    /// With a person's own folder, which all its starts have.
+    /// @param desktop  outlives this object
+    explicit DesktopClient(const Desktop& desktop);
     ~DesktopClient();
 
-    /// Starts the client and waits until its window, or a box before it, has the keyboard. A variable without a value is taken out of the
-    /// environment.
+    /// Starts the client and waits until its window, or a box before it, has the keyboard. A variable without
+    /// a value is taken out of the environment.
     bool start(const QStringList& arguments, const QMap<QString, QString>& environment = {});
     /// Runs the client by another program, such as unshare.
     bool startBy(const QStringList& tool, const QStringList& arguments,
@@ -63,8 +64,11 @@ public:
     /// Waits for a widget of that path of which this is true.
     std::optional<SeenWidget> find(const QString& path,
                                    const std::function<bool(const SeenWidget&)>& holds = {});
-    bool waitUntilGone(const QString& path);
-    /// Waits for an entry with this text.
+    /// @param waitMs  0: as long as everything else
+    bool waitUntilGone(const QString& path, int waitMs = 0);
+    /// Waits for an entry that has this in its text, in sight or not.
+    bool showsText(const QString& path, const QString& part);
+    /// Waits for an entry with this text that is in sight.
     std::optional<SeenItem> findItem(const QString& path, const QString& text);
 
     bool click(const QString& path, int button = 1);
@@ -81,6 +85,7 @@ public:
     [[nodiscard]] const QString& output();
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
     void kill() { m_process.end(); }
+    void send(int signal) const { m_process.send(signal); }
     /// Closes the window as the keyboard does. @return the exit code; -1 where it does not end
     int quit();
     [[nodiscard]] qint64 processId() const { return m_process.processId(); }
@@ -89,7 +94,7 @@ private:
     [[nodiscard]] std::optional<QJsonObject> ask(const QString& path);
 
     const Desktop& m_desktop;
-    QString m_home;
+    QTemporaryDir m_home;
     QTemporaryDir m_folder;
     BoundProcess m_process;
     QLocalSocket m_probe;

@@ -31,7 +31,7 @@ if(ZAV_BUILD_PANELS)
   set_target_properties(zav_desktop_probe PROPERTIES AUTOMOC ON PREFIX "" LIBRARY_OUTPUT_DIRECTORY
                                                      "${PROJECT_BINARY_DIR}/test-plugins/generic")
   target_link_libraries(zav_desktop_probe PRIVATE Qt5::Widgets Qt5::Network)
-  add_library(zav_desktop_test_support STATIC Desktop.cpp DesktopClient.cpp)
+  add_library(zav_desktop_test_support STATIC Desktop.cpp DesktopClient.cpp DesktopOperator.cpp)
   zav_compile_options(zav_desktop_test_support)
   target_compile_definitions(zav_desktop_test_support PRIVATE "ZAV_TEST_PLUGINS=\"${PROJECT_BINARY_DIR}/test-plugins\"")
   target_link_libraries(zav_desktop_test_support PUBLIC zav_client_test_support zav_file_test_support Qt5::Widgets Qt5::Network
