@@ -31,6 +31,7 @@ constexpr int barsHeight = 60;
 constexpr int progressHeight = 44; ///< of the panel's row that comes with a batch
 constexpr int lowWindow = 800;
 constexpr int rightWidth = 420;
+constexpr int roomyRightWidth = 545;
 
 QString geometryKey()
 {
@@ -114,8 +115,10 @@ void MainDocks::showJob()
 /// Docks that stand behind one another get a row of tabs from the window.
 void MainDocks::nameTabs() const
 {
-    for (QTabBar* tabs : m_window.findChildren<QTabBar*>(QString(), Qt::FindDirectChildrenOnly))
+    for (QTabBar* tabs : m_window.findChildren<QTabBar*>(QString(), Qt::FindDirectChildrenOnly)) {
         tabs->setAccessibleName(tr("Parts of the window behind one another"));
+        tabs->setDrawBase(false);
+    }
 }
 
 /// The layout has its say before: the width is given when that is done.
@@ -161,7 +164,8 @@ void MainDocks::restore(const QString& siteId, const QString& formerState)
         giveDefaultSizes();
     }
     m_window.restoreState(kept(stateKey()), stateVersion);
-    m_rightWidth = state.value(rightWidthKey(), rightWidth).toInt();
+    const int wide = m_window.width() < roomySize.width() ? rightWidth : roomyRightWidth;
+    m_rightWidth = state.value(rightWidthKey(), wide).toInt();
     for (QDockWidget* dock : {m_jobList, m_job})
         dock->hide();
 }

@@ -21,6 +21,7 @@ namespace {
 
 constexpr int edge = 8;
 constexpr int leastLabelWidth = 90;
+constexpr int leastWaitWidth = 340; ///< for which company, whose it is, how long
 
 QString reachableStyle()
 {
@@ -151,6 +152,7 @@ SiteStatusBar::SiteStatusBar(const SiteAccess& site, QWidget* parent)
     m_wait->setTextFormat(Qt::PlainText);
     m_wait->setContentsMargins(edge, 0, edge, 0);
     m_wait->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    m_wait->setMinimumWidth(leastWaitWidth);
     m_wait->setStyleSheet(unreachableStyle());
     addWidget(m_wait, 1);
     connect(&site, &SiteAccess::partChanged, this, &SiteStatusBar::showPart);

@@ -49,16 +49,22 @@ bool isCompanyHeld()
     return held.ok() && !held->empty();
 }
 
-/// Whether the status bar of the window in front has a text of a warning at its left, where waits stand: the
-/// client that waits answers nobody but the window system.
-bool showsWait(const Desktop& desktop)
+/// Whether the status bar of a window has a text of a warning at its left, where waits stand: the client that
+/// waits answers nobody but the window system.
+bool showsWait(const Desktop& desktop, const QRect& window)
 {
     const QImage picture = desktop.picture();
     int dots = 0;
-    for (int y = picture.height() - 60; y < picture.height(); ++y)
-        for (int x = 0; x < picture.width() / 3; ++x)
-            dots += picture.pixel(x, y) == qRgb(0xff, 0xc9, 0x8f) ? 1 : 0;
+    for (int y = window.bottom() - 40; y < window.bottom(); ++y)
+        for (int x = window.left(); x < window.left() + window.width() / 3; ++x)
+            dots += picture.valid(x, y) && picture.pixel(x, y) == qRgb(0xff, 0xc9, 0x8f) ? 1 : 0;
     return dots > 30;
+}
+
+/// Room for two windows beside each other: which of two is in front is the window manager's affair.
+QSize roomForTwo()
+{
+    return {3500, 1040};
 }
 
 } // namespace
@@ -73,7 +79,7 @@ private Q_SLOTS:
 
 void DesktopClientsTest::oneSeesWhatTheOtherDid()
 {
-    const Desktop desktop(QSize(1280, 800));
+    const Desktop desktop(roomForTwo());
     const FreshSite site;
     site.addCompany(QStringLiteral("HX"), QStringLiteral("华兴"));
     Colleague one(desktop, site, QStringLiteral("first"), 1000);
@@ -97,7 +103,7 @@ void DesktopClientsTest::oneSeesWhatTheOtherDid()
 /// well.
 void DesktopClientsTest::twoBatchesAtOnceAreTold()
 {
-    const Desktop desktop(QSize(1280, 800));
+    const Desktop desktop(roomForTwo());
     const FreshSite site;
     site.addCompany(QStringLiteral("HX"), QStringLiteral("华兴"));
     Colleague one(desktop, site, QStringLiteral("first"), 40'000'000);
@@ -107,13 +113,16 @@ void DesktopClientsTest::twoBatchesAtOnceAreTold()
     QVERIFY(other.start());
     QVERIFY(other.hand.chooseBatch(other.batch));
 
+    const auto window = other.client.find(QStringLiteral("KOZAV::Host::MainWindow"));
+    QVERIFY(window);
+
     QVERIFY(one.client.activate());
     QVERIFY(one.hand.pressImport());
     QVERIFY(QTest::qWaitFor(&isCompanyHeld, 60'000));
     one.client.send(SIGSTOP);
     QVERIFY(other.client.activate());
     QVERIFY(other.hand.pressImport());
-    QVERIFY(QTest::qWaitFor([&desktop] { return showsWait(desktop); }, 60'000));
+    QVERIFY(QTest::qWaitFor([&] { return showsWait(desktop, window->rect); }, 60'000));
     desktop.takePicture(QStringLiteral("clients-two-batches"));
     one.client.send(SIGCONT);
 

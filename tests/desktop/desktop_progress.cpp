@@ -138,9 +138,8 @@ void DesktopProgressTest::answersAndCloses()
     for (const char* job : {"a", "b"})
         QVERIFY(makeBigJob(batch + QStringLiteral("/华兴/") + QString::fromLatin1(job)));
     QVERIFY(QDir().mkpath(batch + QStringLiteral("/华兴/c/matrix")));
-    const QTemporaryDir home;
     const Desktop desktop;
-    DesktopClient client(desktop, home.path());
+    DesktopClient client(desktop);
     QVERIFY(client.start({QStringLiteral("--config"), site.configuration()}));
     Pinger pinger(desktop.display());
     const xcb_window_t window = pinger.firstWindow();

@@ -35,6 +35,7 @@ QRect readRect(const QJsonValue& value)
 SeenWidget readWidget(const QJsonObject& object)
 {
     SeenWidget seen;
+    seen.id = object.value(text("id")).toString();
     seen.name = object.value(text("name")).toString();
     seen.className = object.value(text("class")).toString();
     seen.text = object.value(text("text")).toString();
@@ -157,6 +158,11 @@ std::optional<SeenWidget> DesktopClient::find(const QString& path,
     return found;
 }
 
+bool DesktopClient::waitUntilShown(const QString& path, int waitMs)
+{
+    return QTest::qWaitFor([&] { return shows(path); }, waitMs);
+}
+
 bool DesktopClient::waitUntilGone(const QString& path, int waitMs)
 {
     const auto gone = [&] {
@@ -183,8 +189,13 @@ std::optional<SeenItem> DesktopClient::findItem(const QString& path, const QStri
 
 bool DesktopClient::click(const QString& path, int button)
 {
-    const auto widget =
-        find(path, [](const SeenWidget& seen) { return seen.enabled && !seen.seen.isEmpty(); });
+    // Where it stands still: the window may be laying itself out.
+    QRect before;
+    const auto widget = find(path, [&before](const SeenWidget& seen) {
+        const bool still = seen.enabled && !seen.seen.isEmpty() && seen.seen == before;
+        before = seen.seen;
+        return still;
+    });
     if (widget)
         m_desktop.click(widget->seen.center(), button);
     return widget.has_value();
@@ -198,22 +209,32 @@ bool DesktopClient::clickItem(const QString& path, const QString& wanted, int bu
     return item.has_value();
 }
 
+/// The next box may be there at once, even in the place that this one had in memory. A click that came too
+/// early is made again.
 QString DesktopClient::answer(const QString& button)
 {
     const auto box = find(text("QMessageBox"));
-    if (!box || !click(text("QMessageBox > QPushButton=") + button))
+    if (!box)
         return {};
-    // The next box may be there at once, and may say the same.
-    (void)QTest::qWaitFor(
-        [&] {
-            const auto reply = ask(text("QMessageBox"));
-            if (!reply)
-                return !isRunning();
-            const QJsonArray boxes = reply->value(text("found")).toArray();
-            return boxes.isEmpty() || readWidget(boxes.first().toObject()).text != box->text;
-        },
-        patienceMs);
-    return box->text;
+    const auto isGone = [&] {
+        const auto reply = ask(text("QMessageBox"));
+        if (!reply)
+            return !isRunning();
+        for (const QJsonValue value : reply->value(text("found")).toArray()) {
+            const SeenWidget seen = readWidget(value.toObject());
+            if (seen.id == box->id && seen.text == box->text)
+                return false;
+        }
+        return true;
+    };
+    for (int times = 0; times < 20; ++times) {
+        for (const SeenWidget& seen : look(text("QMessageBox > QPushButton=") + button))
+            m_desktop.click(seen.seen.center());
+        if (QTest::qWaitFor(isGone, dialogMs))
+            return box->text;
+    }
+    qWarning("the box %s is not answered by %s", qUtf8Printable(box->text), qUtf8Printable(button));
+    return {};
 }
 
 /// The list of completions may take the first Return for itself.

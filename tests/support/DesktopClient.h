@@ -28,6 +28,7 @@ struct SeenItem
 /// A widget as it stands on the desktop.
 struct SeenWidget
 {
+    QString id; ///< another one for each widget that is there at the same time
     QString name;
     QString className;
     QString text; ///< without the marks of mnemonics
@@ -64,6 +65,7 @@ public:
     /// Waits for a widget of that path of which this is true.
     std::optional<SeenWidget> find(const QString& path,
                                    const std::function<bool(const SeenWidget&)>& holds = {});
+    [[nodiscard]] bool waitUntilShown(const QString& path, int waitMs);
     /// @param waitMs  0: as long as everything else
     bool waitUntilGone(const QString& path, int waitMs = 0);
     /// Waits for an entry that has this in its text, in sight or not.

@@ -4,6 +4,8 @@ namespace KOZAV::Test {
 
 namespace {
 
+constexpr int dialogMs = 10'000;
+
 QString batchButton(const QString& name)
 {
     return QStringLiteral("importDock > QGroupBox=批量导入 > QPushButton=") + name;
@@ -13,7 +15,15 @@ QString batchButton(const QString& name)
 
 bool DesktopOperator::chooseBatch(const QString& directory)
 {
-    return m_client.click(batchButton(QStringLiteral("打开"))) && m_client.chooseInDialog(directory);
+    // A click that came while the window was raised may have gone to the window manager alone.
+    for (int times = 0; times < 3; ++times) {
+        if (!m_client.click(batchButton(QStringLiteral("打开"))))
+            return false;
+        if (m_client.waitUntilShown(QStringLiteral("QFileDialog"), dialogMs))
+            return m_client.chooseInDialog(directory);
+    }
+    qWarning("the panel's dialog does not open");
+    return false;
 }
 
 bool DesktopOperator::pressImport()

@@ -135,7 +135,8 @@ QRect uncovered(const QWidget& widget)
 
 QJsonObject describe(const QWidget& widget)
 {
-    QJsonObject seen{{QStringLiteral("name"), widget.objectName()},
+    QJsonObject seen{{QStringLiteral("id"), QString::number(reinterpret_cast<quintptr>(&widget))},
+                     {QStringLiteral("name"), widget.objectName()},
                      {QStringLiteral("class"), QString::fromLatin1(widget.metaObject()->className())},
                      {QStringLiteral("text"), textOf(widget)},
                      {QStringLiteral("rect"), placeOf(widget, widget.rect())},
