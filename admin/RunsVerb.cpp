@@ -58,7 +58,9 @@ Report reportOfRun(const ImportRun& run)
              entry[QStringLiteral("reason_code")].toString(), entry[QStringLiteral("reason")].toString()});
     QJsonObject json = runJson(run);
     json.insert(QStringLiteral("rows"), run.entries);
-    return {{{QStringLiteral("run"), json}}, reportOfRuns({run}).text + QLatin1Char('\n') + table.toString()};
+    return {{{QStringLiteral("run"), json}},
+            reportOfRuns({static_cast<const ImportRunSummary&>(run)}).text + QLatin1Char('\n') +
+                table.toString()};
 }
 
 } // namespace
