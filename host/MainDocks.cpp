@@ -12,6 +12,7 @@
 #include <QAction>
 #include <QDockWidget>
 #include <QEvent>
+#include <QGuiApplication>
 #include <QMainWindow>
 #include <QScreen>
 #include <QSettings>
