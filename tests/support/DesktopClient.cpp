@@ -18,7 +18,7 @@ namespace {
 constexpr int patienceMs = 60'000;
 constexpr int answerMs = 250;
 constexpr int pictureMs = 3'000;
-constexpr int dialogMs = 2'000;
+constexpr int goneMs = 2'000;
 
 QString text(const char* latin)
 {
@@ -230,7 +230,7 @@ QString DesktopClient::answer(const QString& button)
     for (int times = 0; times < 20; ++times) {
         for (const SeenWidget& seen : look(text("QMessageBox > QPushButton=") + button))
             m_desktop.click(seen.seen.center());
-        if (QTest::qWaitFor(isGone, dialogMs))
+        if (QTest::qWaitFor(isGone, goneMs))
             return box->text;
     }
     qWarning("the box %s is not answered by %s", qUtf8Printable(box->text), qUtf8Printable(button));
@@ -249,7 +249,7 @@ bool DesktopClient::chooseInDialog(const QString& path)
         return false;
     for (int times = 0; times < 5; ++times) {
         m_desktop.press(text("Return"));
-        if (waitUntilGone(text("QFileDialog"), dialogMs))
+        if (waitUntilGone(text("QFileDialog"), goneMs))
             return true;
     }
     return false;
