@@ -248,6 +248,8 @@ void makeBatch(const QString& directory)
 void measure(int jobs)
 {
     const FreshSite site;
+    site.configure(QStringLiteral("database/read_timeout"), QStringLiteral("900"));
+    site.configure(QStringLiteral("database/write_timeout"), QStringLiteral("900"));
     // The store is opened while there are no rows yet.
     (void)Backend::Site::current().documentStore();
     fill(*Backend::Site::current().database().value(), jobs);
