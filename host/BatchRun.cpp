@@ -270,7 +270,7 @@ void BatchRun::screenshot(const QString& name)
     if (m_options.screenshots.isEmpty())
         return;
     const QString file = m_options.screenshots + QStringLiteral("/panel-") + name + QStringLiteral(".png");
-    if (!m_window.grab().save(file))
+    if (!m_window.savePicture(file))
         m_messages << "warning: the picture " << file << " could not be written\n";
 }
 

@@ -141,7 +141,7 @@ void ImportRun::screenshot(const QString& name)
     if (m_screenshots.isEmpty())
         return;
     const QString file = m_screenshots + QStringLiteral("/client-") + name + QStringLiteral(".png");
-    if (!m_window.grab().save(file))
+    if (!m_window.savePicture(file))
         say(QStringLiteral("warning: the picture %1 could not be written").arg(file));
 }
 

@@ -41,6 +41,7 @@
 #include "host/core/BatchLinks.h"
 #include "host/core/JobReader.h"
 #include "host/core/Reasons.h"
+#include "host/core/RunGate.h"
 #include "host/site/JobPages.h"
 #include "host/site/SiteAccess.h"
 #include "services/ui/ZAV_UICommon.h"
@@ -48,7 +49,9 @@
 #include "ui/import_list/ZAV_Import_Widget.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
+#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QMenu>
@@ -329,6 +332,20 @@ void MainWindow::watchRobot()
 void MainWindow::watchCompanies()
 {
     m_companyWatch->start();
+}
+
+void MainWindow::restLists()
+{
+    m_jobReader->rest();
+}
+
+bool MainWindow::savePicture(const QString& file)
+{
+    constexpr int patienceMs = 10'000;
+    const QDeadlineTimer deadline(patienceMs);
+    while (!RunGate::isClosed() && !m_jobReader->isIdle() && !deadline.hasExpired())
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return grab().save(file);
 }
 
 void MainWindow::reloadFiles()

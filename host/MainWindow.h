@@ -59,6 +59,12 @@ public:
     [[nodiscard]] JobListDock& jobListDock() const { return *m_jobListDock; }
     [[nodiscard]] const ManifestKeeper& manifestKeeper() const { return *m_manifests; }
 
+    /// Reads no lists from now on: nobody looks at this window. To be called before it is shown.
+    void restLists();
+    /// Writes a picture of the window, when the lists that it shows are read; while the panel works, at once.
+    /// @return whether it could be written
+    [[nodiscard]] bool savePicture(const QString& file);
+
     /// Restores sizes and places that this window had on this site the last time.
     void restorePlaces();
     /// Looks for the robot now and in intervals.

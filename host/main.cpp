@@ -63,6 +63,8 @@ int runUnattended(MainWindow& window, SiteAccess& site, const CommandLine& line,
         messages << "error: the directory " << line.screenshots << " cannot be made\n";
         return notStarted;
     }
+    if (line.screenshots.isEmpty())
+        window.restLists();
     window.show();
     QApplication::processEvents();
     if (line.task == CommandLine::Task::ImportBatch) {

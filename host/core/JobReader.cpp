@@ -30,17 +30,18 @@ JobReader::~JobReader()
 
 void JobReader::ask(QObject* context, Work work)
 {
+    if (m_rests)
+        return;
     if (!m_thread.isRunning())
         m_thread.start(QThread::LowPriority);
+    ++m_asked;
     const QPointer<QObject> asker(context);
     QMetaObject::invokeMethod(m_desk, [this, asker, work = std::move(work)] {
         if (QThread::currentThread()->isInterruptionRequested())
             return;
-        Answer answer = work();
-        if (!answer)
-            return;
-        QMetaObject::invokeMethod(this, [asker, answer = std::move(answer)] {
-            if (asker)
+        QMetaObject::invokeMethod(this, [this, asker, answer = work()] {
+            --m_asked;
+            if (asker && answer)
                 RunGate::whenOpen(asker, answer);
         });
     });

@@ -24,10 +24,16 @@ public:
     /// Has work done. Its answer comes on the thread of the window, when no slot of the panel runs and if the
     /// context is still there.
     void ask(QObject* context, Work work);
+    /// Does no work from now on: nobody looks at the lists, and what they would cost goes to others.
+    void rest() { m_rests = true; }
+    /// Whether everything that was asked is answered.
+    [[nodiscard]] bool isIdle() const { return m_asked == 0; }
 
 private:
     QThread m_thread;
     QObject* m_desk; ///< lives on the thread
+    int m_asked = 0; ///< and not answered yet
+    bool m_rests = false;
 };
 
 } // namespace KOZAV::Host

@@ -158,7 +158,7 @@ void MigrateSites::tablesOfTheEngineAreListed()
     const QString actual = server->value(
         settings, text("SELECT GROUP_CONCAT(CONCAT(table_name, '.', column_name,"
                        " IF(data_type IN ('int', 'bigint'), ' number', ' text')) SEPARATOR '\\n')"
-                       " FROM information_schema.columns WHERE ") +
+                       " FROM information_schema.columns WHERE extra NOT LIKE '%GENERATED%' AND ") +
                       ours);
     QStringList named = actual.split(QLatin1Char('\n'));
     named.sort();

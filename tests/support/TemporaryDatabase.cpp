@@ -67,7 +67,7 @@ void runElsewhere(const QString& file, const QStringList& statements)
     QSqlDatabase::removeDatabase(name);
 }
 
-QByteArray contentOf(const QString& file)
+QByteArray bytesOf(const QString& file)
 {
     QFile opened(file);
     if (!opened.open(QIODevice::ReadOnly))

@@ -32,7 +32,7 @@ QVariant valueOf(Backend::Database& database, const char* sql, const QVariantLis
 void runElsewhere(const QString& file, const QStringList& statements);
 
 /// All bytes of a file.
-QByteArray contentOf(const QString& file);
+QByteArray bytesOf(const QString& file);
 
 /// This program once more, as another process in the role that the arguments name.
 class OtherProcess final

@@ -51,7 +51,7 @@ int tracedSyncs(const QString& plan)
     if (process.wait() != 0)
         return -1;
     static const QRegularExpression sync(QStringLiteral("\\bf(data)?sync\\("));
-    return QString::fromUtf8(contentOf(trace)).count(sync);
+    return QString::fromUtf8(bytesOf(trace)).count(sync);
 }
 
 } // namespace
@@ -131,7 +131,7 @@ void DatabaseDurabilityTest::aFailedSyncIsNoSuccess()
                               QStringLiteral("-P"), place.file() + QStringLiteral("-wal")},
                              {QStringLiteral("--write"), place.file(), QStringLiteral("ddi")});
         const int exitCode = process.wait();
-        hit = contentOf(trace).contains("INJECTED");
+        hit = bytesOf(trace).contains("INJECTED");
         QCOMPARE(exitCode, hit ? 1 : 0);
         failures += hit ? 1 : 0;
         const auto database = place.open();

@@ -94,12 +94,12 @@ void DatabaseMigrationsTest::aDatabaseThatIsAheadIsRefused()
 {
     const TemporaryDatabase place;
     QVERIFY(migrate(*place.open(), laterSteps()).ok());
-    const QByteArray before = contentOf(place.file());
+    const QByteArray before = bytesOf(place.file());
     const Result<std::unique_ptr<Database>> reopened = Database::open(place.settings());
     QCOMPARE(reopened.code(), ErrorCode::Configuration);
     QVERIFY2(reopened.message().contains(QStringLiteral("schema version 6, this program knows up to 4")),
              qPrintable(reopened.message()));
-    QCOMPARE(contentOf(place.file()), before);
+    QCOMPARE(bytesOf(place.file()), before);
 }
 
 void DatabaseMigrationsTest::lostVersionRowIsCorrupt()

@@ -106,7 +106,7 @@ void DatabaseOpeningTest::missingContentIsRefusedAndLeftAsItIs()
         runElsewhere(place.file(),
                      {QStringLiteral("CREATE TABLE song (title TEXT)"), QStringLiteral("DROP TABLE song")});
     const QStringList before = QDir(place.folder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
-    const QByteArray content = file.exists() ? contentOf(place.file()) : QByteArray();
+    const QByteArray content = file.exists() ? bytesOf(place.file()) : QByteArray();
 
     const Result<std::unique_ptr<Database>> database = Database::open(settings);
     QCOMPARE(database.code(), ErrorCode::Configuration);
@@ -114,7 +114,7 @@ void DatabaseOpeningTest::missingContentIsRefusedAndLeftAsItIs()
     for (const char* advice : {"zav_admin restore", "zav_admin init"})
         QVERIFY2(database.message().contains(QLatin1String(advice)), qPrintable(database.message()));
     QCOMPARE(QDir(place.folder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), before);
-    QCOMPARE(file.exists() ? contentOf(place.file()) : QByteArray(), content);
+    QCOMPARE(file.exists() ? bytesOf(place.file()) : QByteArray(), content);
     QVERIFY(Database::create(settings).ok());
     QVERIFY(Database::open(settings).ok());
 }
@@ -229,13 +229,13 @@ void DatabaseOpeningTest::foreignContentIsRefusedAndLeftAsItIs()
         runElsewhere(place.file(), {QStringLiteral("PRAGMA journal_mode = DELETE"),
                                     QStringLiteral("UPDATE schema_version SET version = 99")});
     }
-    const QByteArray before = contentOf(place.file());
+    const QByteArray before = bytesOf(place.file());
 
     const Result<std::unique_ptr<Database>> database = Database::open(place.settings());
     QCOMPARE(database.code(), code);
     QVERIFY2(database.message().contains(reason), qPrintable(database.message()));
     QVERIFY2(database.message().contains(place.file()), qPrintable(database.message()));
-    QCOMPARE(contentOf(place.file()), before);
+    QCOMPARE(bytesOf(place.file()), before);
     QCOMPARE(QDir(place.folder()).entryList(QDir::Files), QStringList(QStringLiteral("site.db")));
 }
 
@@ -263,7 +263,7 @@ void DatabaseOpeningTest::fileWithoutWritePermissionIsRefused()
     QVERIFY(place.open());
     QCOMPARE(::chmod(QFile::encodeName(place.folder()).constData(), 0755), 0);
     QCOMPARE(::chmod(QFile::encodeName(place.file()).constData(), 0444), 0);
-    const QByteArray before = contentOf(place.file());
+    const QByteArray before = bytesOf(place.file());
     const QStringList role = {QStringLiteral("--open"), place.file()};
     // The superuser may write every file, so it has a user without rights try.
     OtherProcess process =
@@ -276,7 +276,7 @@ void DatabaseOpeningTest::fileWithoutWritePermissionIsRefused()
     const QString report = process.output();
     QVERIFY2(report.startsWith(QString::number(static_cast<int>(ErrorCode::NotPermitted))),
              qPrintable(report));
-    QCOMPARE(contentOf(place.file()), before);
+    QCOMPARE(bytesOf(place.file()), before);
 }
 
 void DatabaseOpeningTest::closingLeavesNoConnectionBehind()

@@ -167,7 +167,7 @@ void DatabaseUpgradeTest::fillsTheRows()
         const std::string name = file.storedName.toStdString();
         const Status got = store.value()->get(storeLocation(settings.documentStore), name, fetched);
         QVERIFY2(got.ok(), qPrintable(got.message()));
-        const QByteArray bytes = contentOf(site.path(QStringLiteral("fetched")));
+        const QByteArray bytes = bytesOf(site.path(QStringLiteral("fetched")));
         const ContentDigest stored = {bytes.size(),
                                       QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex()};
         std::optional<ContentDigest> content;

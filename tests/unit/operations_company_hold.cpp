@@ -432,7 +432,7 @@ void OperationsCompanyHold::aLockIsPrivateAndNamesItsHolder()
     };
     QCOMPARE(int(shownTo(folder)), 0);
     QCOMPARE(int(shownTo(folder + QStringLiteral("/company-7"))), 0);
-    const QByteArray content = contentOf(folder + QStringLiteral("/company-7"));
+    const QByteArray content = bytesOf(folder + QStringLiteral("/company-7"));
     QVERIFY2(content.contains("\"user\":\"lisa\"") && content.endsWith("}\n"), content.constData());
 
     // By whatever way the file is named, it is the same lock.
