@@ -92,8 +92,7 @@ void ClientWindow::everythingThatTakesTheKeyboardHasAName()
         pages->show(index);
         for (QWidget* widget : m_window->findChildren<QWidget*>()) {
             const bool isPanels = m_window->importPanel()->isAncestorOf(widget);
-            if (isPanels || widget->visibleRegion().isEmpty() ||
-                (widget->focusPolicy() & Qt::TabFocus) == 0)
+            if (isPanels || widget->visibleRegion().isEmpty() || (widget->focusPolicy() & Qt::TabFocus) == 0)
                 continue;
             const QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(widget);
             QVERIFY(seen);
