@@ -187,15 +187,15 @@ Status visitJobs(Database& database, const JobFilter& filter, int after,
     for (;;) {
         int read = 0;
         bool goesOn = true;
-        const auto status = database.query(
-            way.sql, way.values + otherValues(filter) + QVariantList{after, most}, [&](const QSqlQuery& row) {
-                RowReader reader(row);
-                const JobRecord job = readJob(reader);
-                after = job.jobId;
-                ++read;
-                goesOn = visit(job);
-                return goesOn;
-            });
+        auto status = database.query(way.sql, way.values + otherValues(filter) + QVariantList{after, most},
+                                     [&](const QSqlQuery& row) {
+                                         RowReader reader(row);
+                                         const JobRecord job = readJob(reader);
+                                         after = job.jobId;
+                                         ++read;
+                                         goesOn = visit(job);
+                                         return goesOn;
+                                     });
         if (!status.ok() || !goesOn || read < most)
             return status;
     }

@@ -341,8 +341,11 @@ Status endWithWholePlace(Database& database, const JobPlan& plan, std::vector<Jo
     while (!jobs.empty() && jobs.back().place == place)
         jobs.pop_back();
     const Where where = whereOf(plan);
+    // The columns are several literals in a row.
+    // NOLINTBEGIN(bugprone-suspicious-missing-comma)
     const QByteArray sql =
         statementOf({JOB_COLUMNS, tablesOf(plan), JOIN_COMPANY, where.sql, " AND o.id = ?"});
+    // NOLINTEND(bugprone-suspicious-missing-comma)
     return database.query(sql.constData(), where.values + place, [&](const QSqlQuery& row) {
         jobs.push_back(readRow(row, plan.order));
         return true;
