@@ -41,7 +41,7 @@ QString TextTable::takeLines()
 {
     const bool isFirst = m_taken.empty();
     m_taken = columnWidths();
-    const QString lines = linesFrom(isFirst ? 0 : 1, m_taken);
+    QString lines = linesFrom(isFirst ? 0 : 1, m_taken);
     m_rows.resize(1);
     return lines;
 }
