@@ -13,12 +13,11 @@
 #include "host/core/AllCores.h"
 #include "host/core/ArchiveCheck.h"
 #include "host/core/BatchListing.h"
+#include "host/core/ForesightEstimates.h"
 #include "host/core/ManifestCheck.h"
 #include "host/core/Reasons.h"
 #include "host/core/SourceContents.h"
 #include "host/site/Companies.h"
-#include "host/site/ImportSpace.h"
-#include "host/site/RunHistory.h"
 #include "host/site/SourceLooks.h"
 
 #include <QFileInfo>
@@ -28,7 +27,6 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
-#include <numeric>
 
 namespace KOZAV::Host {
 
@@ -145,40 +143,6 @@ private:
     std::map<SourceContent, std::vector<const ComparedSource*>> m_entries;
 };
 
-/// How long entries of one kind took before: so much each, and so much for each byte.
-class PastTimes final
-{
-public:
-    void add(double seconds, double bytes)
-    {
-        m_count += 1;
-        m_bytes += bytes;
-        m_seconds += seconds;
-        m_squares += bytes * bytes;
-        m_products += bytes * seconds;
-    }
-
-    [[nodiscard]] bool isEmpty() const { return m_count == 0; }
-    [[nodiscard]] double average() const { return m_seconds / m_count; }
-
-    /// What so many entries with so many bytes together may take: by the line that comes nearest to what was.
-    [[nodiscard]] double secondsFor(int count, qint64 bytes) const
-    {
-        const double spread = m_squares - m_bytes * m_bytes / m_count;
-        const double slope =
-            spread > 0 ? std::max(0.0, (m_products - m_bytes * m_seconds / m_count) / spread) : 0;
-        const double each = (m_seconds - slope * m_bytes) / m_count;
-        return std::max(0.0, each * count + slope * static_cast<double>(bytes));
-    }
-
-private:
-    double m_count = 0;
-    double m_bytes = 0;
-    double m_seconds = 0;
-    double m_squares = 0;
-    double m_products = 0;
-};
-
 class Look final
 {
 public:
@@ -203,8 +167,6 @@ private:
     void checkArchives(const Numbers& archives);
     [[nodiscard]] std::vector<ComparedSource> comparedSources() const;
     void compare(const std::vector<ComparedSource>& sources);
-    void estimateSpace();
-    void estimateTime();
     void finish(std::size_t number, qint64 done);
     void handOver();
 
@@ -232,8 +194,16 @@ void Look::run()
         readSources();
     if (m_cancelled)
         return;
-    estimateSpace();
-    estimateTime();
+    m_foreseen.spaces = estimateSpace(m_foreseen.entries);
+    for (const ForeseenSpace& space : m_foreseen.spaces) {
+        if (!space.isEnough())
+            m_foreseen.remarks.push_back(
+                {QStringLiteral("no-space"), QStringLiteral("%1 has %2 bytes free, %3 are needed at least")
+                                                 .arg(space.folder)
+                                                 .arg(space.free)
+                                                 .arg(space.needed)});
+    }
+    m_foreseen.seconds = estimateSeconds(m_foreseen.entries, m_cancelled);
     ForesightPiece last;
     last.isLast = true;
     last.done = last.toDo = m_toDo;
@@ -459,88 +429,6 @@ void Look::compare(const std::vector<ComparedSource>& sources)
     }
 }
 
-/// Archives are copied to the staging folder, where they stay until the run has ended, and stored as they
-/// are; a packed folder stays there until it is stored.
-void Look::estimateSpace()
-{
-    QString failure;
-    const auto space = importSpace(failure);
-    if (!space)
-        return;
-    qint64 archives = 0;
-    qint64 folders = 0;
-    qint64 longestFolder = 0;
-    for (const ForeseenEntry& entry : m_foreseen.entries) {
-        if (!entry.isGiven || entry.bytes < 0)
-            continue;
-        (entry.isFolder ? folders : archives) += entry.bytes;
-        if (entry.isFolder)
-            longestFolder = std::max(longestFolder, entry.bytes);
-    }
-    ForeseenSpace staging = {space->staging, archives, archives + longestFolder, space->stagingFree};
-    ForeseenSpace store = {space->store, archives, archives + folders, space->storeFree};
-    if (!space->store.isEmpty() && space->isOneDisk) {
-        store.needed += staging.needed;
-        store.neededAtMost += staging.neededAtMost;
-        m_foreseen.spaces = {store};
-    } else {
-        m_foreseen.spaces = {staging};
-        if (!space->store.isEmpty())
-            m_foreseen.spaces.push_back(store);
-    }
-    for (const ForeseenSpace& one : m_foreseen.spaces) {
-        if (one.free >= 0 && one.needed > one.free)
-            m_foreseen.remarks.push_back(
-                {QStringLiteral("no-space"), QStringLiteral("%1 has %2 bytes free, %3 are needed at least")
-                                                 .arg(one.folder)
-                                                 .arg(one.free)
-                                                 .arg(one.needed)});
-    }
-}
-
-/// By the last runs that the site keeps. Of a folder they know how long its archive was, not what was packed:
-/// its own bytes say nothing here.
-void Look::estimateTime()
-{
-    constexpr int runs = 3;
-    QString failure;
-    const auto kept = keptRuns(runs, 0, failure);
-    if (!kept)
-        return;
-    PastTimes archives;
-    PastTimes folders;
-    for (const RunSummary& summary : *kept) {
-        const auto run = m_cancelled ? std::nullopt : keptRun(summary.guid, failure);
-        if (!run)
-            continue;
-        for (const BatchReportRow& row : run->rows) {
-            const bool isFolder = QFileInfo(row.entry).suffix() != QFileInfo(row.storedName).suffix();
-            if (row.result == BatchResult::Imported)
-                (isFolder ? folders : archives)
-                    .add(row.seconds, isFolder ? 0 : static_cast<double>(row.bytes));
-        }
-    }
-    double seconds = 0;
-    for (const bool isFolder : {false, true}) {
-        int count = 0;
-        qint64 bytes = 0;
-        for (const ForeseenEntry& entry : m_foreseen.entries) {
-            if (entry.isFolder != isFolder || !entry.isGiven)
-                continue;
-            ++count;
-            bytes += isFolder ? 0 : std::max<qint64>(entry.bytes, 0);
-        }
-        const PastTimes& own = isFolder ? folders : archives;
-        const PastTimes& other = isFolder ? archives : folders;
-        if (count == 0)
-            continue;
-        if (own.isEmpty() && other.isEmpty())
-            return;
-        seconds += own.isEmpty() ? other.average() * count : own.secondsFor(count, bytes);
-    }
-    m_foreseen.seconds = seconds;
-}
-
 /// Something is known of an entry; on any thread.
 void Look::finish(std::size_t number, qint64 done)
 {
@@ -568,60 +456,6 @@ void Look::handOver()
 }
 
 } // namespace
-
-QString outlookName(Outlook outlook)
-{
-    switch (outlook) {
-    case Outlook::Imported:
-        return QStringLiteral("imported");
-    case Outlook::NotImported:
-        return QStringLiteral("not-imported");
-    case Outlook::Open:
-        break;
-    }
-    return QStringLiteral("open");
-}
-
-int Foreseen::count(Outlook outlook) const
-{
-    return static_cast<int>(std::count_if(entries.begin(), entries.end(),
-                                          [outlook](const auto& entry) { return entry.outlook == outlook; }));
-}
-
-int Foreseen::warned() const
-{
-    return static_cast<int>(std::count_if(entries.begin(), entries.end(), [](const auto& entry) {
-        return entry.outlook == Outlook::Imported && !entry.warnings.empty();
-    }));
-}
-
-qint64 Foreseen::bytes() const
-{
-    return std::accumulate(entries.begin(), entries.end(), qint64(0), [](qint64 sum, const auto& entry) {
-        return entry.isGiven && entry.bytes > 0 ? sum + entry.bytes : sum;
-    });
-}
-
-bool Foreseen::allImported() const
-{
-    const bool fits = std::none_of(spaces.begin(), spaces.end(), [](const ForeseenSpace& space) {
-        return space.free >= 0 && space.needed > space.free;
-    });
-    return fits && count(Outlook::Imported) == static_cast<int>(entries.size());
-}
-
-void ForesightPiece::addTo(Foreseen& foreseen) const
-{
-    if (walk)
-        foreseen = *walk;
-    for (const auto& [number, entry] : entries)
-        foreseen.entries[number] = entry;
-    if (!isLast)
-        return;
-    foreseen.remarks = remarks;
-    foreseen.spaces = spaces;
-    foreseen.seconds = seconds;
-}
 
 void foresee(const PanelSource& source, unsigned threads, const std::atomic<bool>& cancelled,
              const std::function<void(ForesightPiece&& piece)>& hand)

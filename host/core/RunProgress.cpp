@@ -106,6 +106,12 @@ void RunProgress::endEntry()
 
 void RunProgress::serviceCalled(const OperationEvent& event)
 {
+    if (event.reason == Backend::ErrorCode::Stopped) {
+        m_isStopped = true;
+        m_isUnderWay = false;
+    }
+    if (m_isStopped)
+        return;
     if (isStoring(event.operation)) {
         // An entry whose company was refused ends without a word: the next one's file tells it.
         if (m_isUnderWay && m_step == RunStatus::Step::Entering)
@@ -127,7 +133,7 @@ void RunProgress::serviceCalled(const OperationEvent& event)
 
 void RunProgress::serviceWorks(const WorkProgress& work)
 {
-    if (!isStoring(work.operation))
+    if (m_isStopped || !isStoring(work.operation))
         return;
     if (m_isUnderWay && m_step == RunStatus::Step::Entering)
         endEntry();
@@ -189,8 +195,8 @@ RunStatus RunProgress::status(qint64 nowMs) const
     RunStatus status;
     status.count = static_cast<int>(m_entries.size());
     const bool isThere = m_current < m_entries.size();
-    status.number = std::min(static_cast<int>(m_current) + 1, status.count);
-    if (isThere) {
+    status.number = std::min(static_cast<int>(m_current) + (m_isStopped ? 0 : 1), status.count);
+    if (isThere && !m_isStopped) {
         const Entry& entry = m_entries[m_current];
         status.company = entry.company;
         status.job = entry.name;
@@ -211,7 +217,7 @@ RunStatus RunProgress::status(qint64 nowMs) const
     const qint64 elapsedMs = nowMs - m_startMs;
     if (elapsedMs > 0)
         status.bytesPerSecond = status.bytes * 1000 / elapsedMs;
-    if (elapsedMs >= firstEstimateMs && status.fraction > 0)
+    if (elapsedMs >= firstEstimateMs && status.fraction > 0 && !m_isStopped)
         status.secondsLeft = qRound64(double(elapsedMs) / 1000.0 * (1.0 - status.fraction) / status.fraction);
     return status;
 }

@@ -24,10 +24,10 @@ struct RunStatus
 
     Step step = Step::Entering;
     QString company;
-    QString job;            ///< empty: there is none to come
-    int number = 0;         ///< of the current job, from 1; 0 before the first
-    int count = 0;          ///< of all jobs that the run looks at
-    qint64 bytes = 0;       ///< of the sources that are done with, and of the current one so far
+    QString job;      ///< empty: there is none to come, or the rest is refused
+    int number = 0;   ///< of the current job, from 1; 0 before the first; of the last one that was begun
+    int count = 0;    ///< of all jobs that the run looks at
+    qint64 bytes = 0; ///< of the sources that are done with, and of the current one so far
     qint64 totalBytes = -1; ///< of all sources; -1 while not known: a folder is known when it is packed
     double fraction = 0;    ///< of the work, as far as it can be told, from 0 to 1
     qint64 bytesPerSecond = 0;
@@ -75,6 +75,7 @@ private:
     std::vector<Entry> m_entries;
     std::size_t m_current = 0; ///< the entry that is under way, or the next one
     bool m_isUnderWay = false;
+    bool m_isStopped = false; ///< whoever follows is refused: it counts as not begun
     qint64 m_currentBytes = 0;
     RunStatus::Step m_step = RunStatus::Step::Entering;
     qint64 m_startMs;

@@ -35,6 +35,7 @@ private Q_SLOTS:
     void followsAFolder();
     void passesByWhatThePanelLeavesOut();
     void countsWhatIsRefused();
+    void countsNothingBehindAStop();
     void tellsTimeLeft();
     void followsASingleSource();
     void knowsNothingWithoutASource();
@@ -155,7 +156,7 @@ void HostRunProgressTest::passesByWhatThePanelLeavesOut()
 void HostRunProgressTest::countsWhatIsRefused()
 {
     RunProgress progress = batch();
-    const auto refused = ErrorCode::Stopped;
+    const auto refused = ErrorCode::NoSpace;
     progress.serviceCalled(event(ServiceOperation::MongodbPut, QStringLiteral("one.tgz"), refused));
     progress.serviceCalled(event(ServiceOperation::SelectCompanies, {}, refused));
     QCOMPARE(progress.status(0).number, 2);
@@ -167,6 +168,27 @@ void HostRunProgressTest::countsWhatIsRefused()
     QVERIFY(status.job.isEmpty());
     QCOMPARE(status.fraction, 1.0);
     QCOMPARE(progress.entriesLeft(), 0);
+}
+
+/// The panel still comes to the rest, of which the services take nothing.
+void HostRunProgressTest::countsNothingBehindAStop()
+{
+    RunProgress progress = batch();
+    importArchive(progress);
+    const double before = progress.status(3000).fraction;
+    progress.serviceCalled(
+        event(ServiceOperation::FoldersCompressSave2MongoDb, path("Acme/b"), ErrorCode::Stopped));
+    progress.serviceCalled(event(ServiceOperation::SelectCompanies, {}, ErrorCode::Stopped));
+    progress.serviceCalled(
+        event(ServiceOperation::MongodbPut, QStringLiteral("two.zip"), ErrorCode::Stopped));
+    const RunStatus status = progress.status(3000);
+    QCOMPARE(status.number, 1);
+    QCOMPARE(status.count, 4);
+    QCOMPARE(status.bytes, mebibyte);
+    QVERIFY(status.job.isEmpty());
+    QCOMPARE(status.fraction, before);
+    QCOMPARE(status.secondsLeft, qint64(-1));
+    QVERIFY(progress.isBetweenEntries());
 }
 
 void HostRunProgressTest::tellsTimeLeft()
