@@ -3,6 +3,7 @@
 #include "backend/Guarded.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
+#include "backend/io/GrowingFile.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/local/LocalDocumentStore.h"
 #ifdef ZAV_WITH_MONGODB
@@ -100,6 +101,18 @@ Result<StoredFile> DocumentStore::adopt(const StoreLocation& location, const std
         auto removable = requireWritableFolder(parentFolder(localPath));
         return removable.ok() ? adoptFile(location, name, localPath) : removable;
     });
+}
+
+Result<StoredFile> DocumentStore::adoptGrowing(const StoreLocation& location, const std::string& name,
+                                               const std::string& localPath, GrowingFile& growing)
+{
+    auto stored = onName("take a file into the store", location, name, [&]() -> Result<StoredFile> {
+        auto removable = requireWritableFolder(parentFolder(localPath));
+        return removable.ok() ? adoptGrowingFile(location, name, localPath, growing) : removable;
+    });
+    if (!stored.ok())
+        growing.giveUp();
+    return stored;
 }
 
 Status DocumentStore::get(const StoreLocation& location, const std::string& name,
@@ -230,6 +243,13 @@ Result<StoredFile> DocumentStore::adoptFile(const StoreLocation& location, const
         return stored;
     const auto removed = removeFile(localPath);
     return removed.ok() ? stored : removed;
+}
+
+Result<StoredFile> DocumentStore::adoptGrowingFile(const StoreLocation& location, const std::string& name,
+                                                   const std::string& localPath, GrowingFile& growing)
+{
+    const auto ended = growing.waitForEnd();
+    return ended.ok() ? adoptFile(location, name, localPath) : ended.status();
 }
 
 Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSettings& settings)

@@ -16,6 +16,8 @@
 
 namespace KOZAV::Backend {
 
+class GrowingFile;
+
 /// Where a file store lies: the two location texts of the service operations. UTF-8.
 struct StoreLocation
 {
@@ -87,6 +89,12 @@ public:
     /// On failure the file is still there.
     Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
                              const std::string& localPath);
+
+    /// The same for a file that another thread is still writing, which is found at localPath once it is
+    /// finished: storing begins with what is final of it. Where the writer fails nothing is stored, and its
+    /// failure is returned. Returns only after the writer has ended or was told that nobody reads on.
+    Result<StoredFile> adoptGrowing(const StoreLocation& location, const std::string& name,
+                                    const std::string& localPath, GrowingFile& growing);
 
     /// Writes the stored file to localPath. A regular file there is replaced as a whole; anything else there
     /// is InvalidArgument and stays: a folder, a link, a device.
@@ -165,6 +173,10 @@ protected:
     /// Puts the file, then removes it. The folder that it lies in may be written.
     virtual Result<StoredFile> adoptFile(const StoreLocation& location, const std::string& name,
                                          const std::string& localPath);
+
+    /// Waits for the whole file and adopts it.
+    virtual Result<StoredFile> adoptGrowingFile(const StoreLocation& location, const std::string& name,
+                                                const std::string& localPath, GrowingFile& growing);
 
 private:
     // Where the kinds of store differ. The two checks are asked first: the others get what these accept.

@@ -1,11 +1,14 @@
 #include "tests/support/StoreBehaviour.h"
 
+#include "backend/io/GrowingFile.h"
+#include "backend/io/TempFile.h"
 #include "tests/support/TestFiles.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <thread>
@@ -44,6 +47,27 @@ int successesOf(const std::function<bool(int thread)>& work)
     for (std::thread& thread : threads)
         thread.join();
     return successes;
+}
+
+/// Writes a file in steps of step bytes, each final at once, under another name than the one that it gets.
+Status writeGrowing(const std::string& path, const QByteArray& content, qint64 step, GrowingFile& growing)
+{
+    auto temp = TempFile::create(path);
+    if (!temp.ok())
+        return temp.status();
+    if (auto begun = growing.begin(temp->path(), path); !begun.ok())
+        return begun;
+    for (qint64 done = 0; done < content.size() && !growing.isGivenUp();) {
+        const qint64 size = std::min<qint64>(step, content.size() - done);
+        if (auto written = temp->file().write(content.constData() + done, size); !written.ok())
+            return written;
+        done += size;
+        growing.advance(done);
+    }
+    auto named = temp->rename(ExistingTarget::Keep);
+    if (named.ok())
+        growing.finish(content.size());
+    return named;
 }
 
 } // namespace
@@ -354,6 +378,76 @@ void StoreBehaviour::fileIsReadThrough()
     QCOMPARE(store().verify(location(), "empty")->length, qint64(0));
     QCOMPARE(store().verify(location(), "absent").code(), ErrorCode::NotFound);
     QCOMPARE(store().verify(location(), "..").code(), ErrorCode::InvalidArgument);
+}
+
+void StoreBehaviour::growingFileIsStored_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<qint64>("step");
+    QTest::newRow("empty") << 0 << qint64(1);
+    QTest::newRow("one byte") << 1 << qint64(1);
+    QTest::newRow("in one step") << 700'000 << qint64(700'000);
+    QTest::newRow("in small steps") << 700'000 << qint64(1013);
+    QTest::newRow("in many blocks") << 5'000'000 << qint64(300'007);
+}
+
+void StoreBehaviour::growingFileIsStored()
+{
+    QFETCH(int, size);
+    QFETCH(qint64, step);
+    const QTemporaryDir place;
+    const std::string source = local(place.filePath(QStringLiteral("source")));
+    const QByteArray content = randomBytes(size, 7);
+    GrowingFile growing;
+    Status written;
+    std::thread writer([&] { written = writeGrowing(source, content, step, growing); });
+    const auto stored = store().adoptGrowing(location(), "growing", source, growing);
+    writer.join();
+    QVERIFY2(written.ok(), qPrintable(written.message()));
+    QVERIFY2(stored.ok(), qPrintable(stored.message()));
+    QCOMPARE(stored->length, qint64(size));
+    QVERIFY(!QFile::exists(QFile::decodeName(source.c_str())));
+    reopen();
+    QCOMPARE(get("growing"), content);
+    QCOMPARE(store().find(location(), "growing")->sha256, stored->sha256);
+}
+
+void StoreBehaviour::growingFileOfAFailedWriterIsNotStored()
+{
+    const QTemporaryDir place;
+    const std::string source = local(place.filePath(QStringLiteral("source")));
+    writeFile(source, first);
+    for (const qint64 finalBytes : {qint64(0), qint64(first.size() / 2), qint64(first.size())}) {
+        GrowingFile growing;
+        QVERIFY(growing.begin(source, source).ok());
+        growing.advance(finalBytes);
+        growing.fail(Status::changedWhileRead(QStringLiteral("the folder was changed")));
+        const auto stored = store().adoptGrowing(location(), "growing", source, growing);
+        QCOMPARE(stored.code(), ErrorCode::ChangedWhileRead);
+        QVERIFY2(stored.message().contains(QLatin1String("the folder was changed")),
+                 qPrintable(stored.message()));
+        QCOMPARE(storedNames(), QStringList());
+        QCOMPARE(flawNames(), QStringList());
+    }
+}
+
+void StoreBehaviour::growingFileThatIsRefusedIsGivenUp()
+{
+    QVERIFY(put("taken", second).ok());
+    const QTemporaryDir place;
+    const std::string source = local(place.filePath(QStringLiteral("source")));
+    for (const std::string& name : {std::string("taken"), std::string("..")}) {
+        GrowingFile growing;
+        Status written;
+        std::thread writer([&] { written = writeGrowing(source, first, 1000, growing); });
+        const auto stored = store().adoptGrowing(location(), name, source, growing);
+        writer.join();
+        QCOMPARE(stored.code(), name == ".." ? ErrorCode::InvalidArgument : ErrorCode::AlreadyExists);
+        QVERIFY(growing.isGivenUp());
+        QVERIFY(QFile::remove(QFile::decodeName(source.c_str())));
+    }
+    QCOMPARE(get("taken"), second);
+    QCOMPARE(storedNames(), QStringList{QStringLiteral("taken")});
 }
 
 void StoreBehaviour::markStays()

@@ -40,6 +40,10 @@ private Q_SLOTS:
     void manyNamesAreFound();
     void pagesHoldEveryFileOnce();
     void fileIsReadThrough();
+    void growingFileIsStored_data();
+    void growingFileIsStored();
+    void growingFileOfAFailedWriterIsNotStored();
+    void growingFileThatIsRefusedIsGivenUp();
     void markStays();
     void markOfAnotherSiteIsRefused();
     void markIsOfOneLocation();

@@ -10,6 +10,6 @@ zav_add_test_program(
   DEFINITIONS "ZAV_DOCS_DIR=\"${PROJECT_SOURCE_DIR}/docs\"")
 zav_add_tests(core_tests LABELS config TESTS config_manual config_passwords config_places config_reading
                                              config_services config_site config_writing)
-zav_add_tests(core_tests LABELS io TESTS io_beneath io_process_folder io_publishing)
+zav_add_tests(core_tests LABELS io TESTS io_beneath io_growing io_process_folder io_publishing)
 zav_add_tests(core_tests LABELS text TESTS terminal_log_file terminal_printable_text text_iso_time text_utf8)
 zav_repeat_tests(c_locale ENVIRONMENT LC_ALL=C TESTS config_writing)

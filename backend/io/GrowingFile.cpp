@@ -1,0 +1,66 @@
+#include "backend/io/GrowingFile.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KOZAV::Backend {
+
+Status GrowingFile::begin(const std::string& path, const std::string& name)
+{
+    auto opened = File::openForReading(path);
+    if (!opened.ok())
+        return opened.status();
+    m_file = File(opened->release(), name);
+    return {};
+}
+
+/// An end is final: a writer that fails on its way out of a finished file has nothing to add.
+template <typename Change>
+void GrowingFile::change(Change&& change)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_ended)
+            return;
+        change();
+    }
+    m_changed.notify_all();
+}
+
+void GrowingFile::advance(qint64 finalBytes)
+{
+    change([&] { m_finalBytes = std::max(m_finalBytes, finalBytes); });
+}
+
+void GrowingFile::finish(qint64 length)
+{
+    change([&] {
+        m_finalBytes = length;
+        m_ended = true;
+    });
+}
+
+void GrowingFile::fail(const Status& reason)
+{
+    change([&] {
+        m_failure = reason;
+        m_ended = true;
+    });
+}
+
+Result<qint64> GrowingFile::waitBeyond(qint64 offset)
+{
+    m_readBytes = offset;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [&] { return m_ended || m_finalBytes > offset; });
+    return m_failure.ok() ? Result(m_finalBytes) : m_failure;
+}
+
+Result<qint64> GrowingFile::waitForEnd()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [&] { return m_ended; });
+    return m_failure.ok() ? Result(m_finalBytes) : m_failure;
+}
+
+} // namespace KOZAV::Backend
