@@ -2,7 +2,7 @@
 
 import itertools
 
-from peer_documents import Refused, Stored, field, hashable, is_operators, matches, needs_whole, sort_key
+from peer_documents import MISSING, Refused, Stored, equal_to, field, hashable, matches, needs_whole, sort_key
 
 MAX_DOCUMENT = 16 * 1024 * 1024
 _LOOKED_UP = ("files_id", "filename")
@@ -28,9 +28,21 @@ class Index:
         """The key that a filter asks for, where it gives every field of a complete unique index."""
         if not self.unique or self.partial is not None:
             return None
-        if any(name not in condition or is_operators(condition[name]) for name in self.fields):
+        wanted = [equal_to(condition, name) for name in self.fields]
+        return None if MISSING in wanted else tuple(map(hashable, wanted))
+
+    def found_in_range(self, condition):
+        """The documents of a unique index over two fields that a filter asks for by one value and by a range of whole
+        numbers, as GridFS asks for the chunks of a file; None where it does not."""
+        if not self.unique or self.partial is not None or len(self.fields) != 2:
             return None
-        return tuple(hashable(condition[name]) for name in self.fields)
+        first, numbers = equal_to(condition, self.fields[0]), condition.get(self.fields[1])
+        if first is MISSING or not isinstance(numbers, dict) or set(numbers) != {"$gte", "$lt"}:
+            return None
+        if not all(isinstance(bound, int) for bound in numbers.values()):
+            return None
+        keys = ((hashable(first), number) for number in range(numbers["$gte"], numbers["$lt"]))
+        return [self.taken[key] for key in keys if key in self.taken]
 
     def conflict(self, stored):
         key = self.key_of(stored) if self.unique else None
@@ -108,17 +120,21 @@ class Collection:
         self.indexes[options["name"]] = index
 
     def _candidates(self, condition):
-        wanted = condition.get("_id")
-        if "_id" in condition and not is_operators(wanted):
+        wanted = equal_to(condition, "_id")
+        if wanted is not MISSING:
             found = self.by_id.get(hashable(wanted))
             return [] if found is None else [found]
         for index in self.indexes.values():
             key = index.wanted_key(condition)
             if key is not None:
                 return [index.taken[key]] if key in index.taken else []
+            found = index.found_in_range(condition)
+            if found is not None:
+                return found
         for name, lookup in self.lookups.items():
-            if name in condition and condition[name] is not None and not is_operators(condition[name]):
-                return list(lookup.get(hashable(condition[name]), {}).values())
+            wanted = equal_to(condition, name)
+            if wanted is not MISSING and wanted is not None:
+                return list(lookup.get(hashable(wanted), {}).values())
         return list(self.by_id.values())
 
     def _refuse_conflict(self, stored):

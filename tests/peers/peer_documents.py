@@ -10,7 +10,7 @@ from bson import Binary, ObjectId
 _INT32 = struct.Struct("<i")
 _FIXED_SIZES = {0x01: 8, 0x06: 0, 0x07: 12, 0x08: 1, 0x09: 8, 0x0A: 0, 0x10: 4, 0x11: 8, 0x12: 8, 0x13: 16}
 _SMALL = 2048
-_MISSING = object()
+MISSING = object()
 
 
 class Refused(Exception):
@@ -116,12 +116,12 @@ def sort_key(value):
 
 def _compared(test):
     return lambda value, wanted: (
-        value is not _MISSING and _rank(value) == _rank(wanted) and test(sort_key(value), sort_key(wanted))
+        value is not MISSING and _rank(value) == _rank(wanted) and test(sort_key(value), sort_key(wanted))
     )
 
 
 def _equals(value, wanted):
-    if value is _MISSING:
+    if value is MISSING:
         return wanted is None
     return _rank(value) == _rank(wanted) and value == wanted
 
@@ -145,7 +145,7 @@ def _has_type(value, wanted):
     number = _TYPE_NUMBERS.get(wanted, wanted)
     if not isinstance(number, int):
         raise Refused(2, "Unknown type name alias: %s" % wanted, "BadValue")
-    return value is not _MISSING and _number_of_type(value) == number
+    return value is not MISSING and _number_of_type(value) == number
 
 
 _OPERATORS = {
@@ -157,7 +157,7 @@ _OPERATORS = {
     "$lte": _compared(lambda left, right: left <= right),
     "$in": lambda value, wanted: any(_equals(value, item) for item in wanted),
     "$nin": lambda value, wanted: not any(_equals(value, item) for item in wanted),
-    "$exists": lambda value, wanted: (value is not _MISSING) == bool(wanted),
+    "$exists": lambda value, wanted: (value is not MISSING) == bool(wanted),
     "$regex": _regex,
     "$type": _has_type,
     "$not": lambda value, wanted: not _holds(value, wanted),
@@ -166,6 +166,14 @@ _OPERATORS = {
 
 def is_operators(condition):
     return isinstance(condition, dict) and bool(condition) and all(key.startswith("$") for key in condition)
+
+
+def equal_to(condition, name):
+    """The one value that a filter wants a field to have, or MISSING."""
+    wanted = condition.get(name, MISSING)
+    if not is_operators(wanted):
+        return wanted
+    return wanted["$eq"] if set(wanted) == {"$eq"} else MISSING
 
 
 def _holds(value, condition):
@@ -187,7 +195,7 @@ def matches(document, condition):
         elif name.startswith("$"):
             raise Refused(2, "unknown top level operator: " + name, "BadValue")
         else:
-            held = _holds(field(document, name, _MISSING), wanted)
+            held = _holds(field(document, name, MISSING), wanted)
         if not held:
             return False
     return True

@@ -73,6 +73,11 @@ Bson& Bson::array(const char* key, const Bson& value)
     return *this;
 }
 
+Bson& Bson::equal(const char* key, const bson_value_t& value)
+{
+    return document(key, Bson().value("$eq", value));
+}
+
 std::optional<BsonView::Value> BsonView::value(const char* path) const
 {
     bson_iter_t start = {};

@@ -30,6 +30,10 @@ public:
     Bson& document(const char* key, const Bson& value);
     Bson& array(const char* key, const Bson& value);
 
+    /// The condition of a filter that the field has this value, whatever that is made of: an identifier of
+    /// another program may be a document, with fields that would be taken for operators.
+    Bson& equal(const char* key, const bson_value_t& value);
+
     [[nodiscard]] const bson_t* get() const { return &m_document; }
 
     /// Where the library puts a reply: to be called once, on an empty document.

@@ -5,6 +5,7 @@
 #include "backend/store/StoreNames.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <map>
 #include <utility>
@@ -22,6 +23,7 @@ constexpr const char* filesSuffix = ".files";
 constexpr const char* chunksSuffix = ".chunks";
 constexpr const char* siteSuffix = ".site";
 constexpr const char* siteId = "site";
+constexpr const char* neverThere = "kozav_confirmed"; // a field of no document
 
 // Names that one request asks for: of the longest, a part of what a request may hold.
 constexpr size_t namesAtOnce = 1000;
@@ -263,7 +265,7 @@ Result<bool> GridFsBucket::hasFile(const GridFsId& id)
     Bson options;
     options.document("projection", Bson().int32("_id", 1)).int64("limit", 1);
     bool found = false;
-    const auto asked = query(m_files, Bson().value("_id", id.value()), options, [&found](const BsonView&) {
+    const auto asked = query(m_files, Bson().equal("_id", id.value()), options, [&found](const BsonView&) {
         found = true;
         return Status();
     });
@@ -274,7 +276,7 @@ Result<std::string> GridFsBucket::documentName(const GridFsId& id)
 {
     std::string name;
     const auto asked =
-        query(m_files, Bson().value("_id", id.value()), Bson(), [&name](const BsonView& document) {
+        query(m_files, Bson().equal("_id", id.value()), Bson(), [&name](const BsonView& document) {
             name = document.text("filename").value_or("");
             return Status();
         });
@@ -285,7 +287,7 @@ Status GridFsBucket::visitChunks(const GridFsId& id, int atOnce, const Visit& vi
 {
     Bson options;
     options.document("sort", Bson().int32("n", 1)).int64("batchSize", atOnce);
-    return query(m_chunks, Bson().value("files_id", id.value()), options, visit);
+    return query(m_chunks, Bson().equal("files_id", id.value()), options, visit);
 }
 
 Status GridFsBucket::visit(Part part, const Bson& filter, const Bson& options, const Visit& visit)
@@ -304,7 +306,7 @@ qint64 GridFsBucket::chunkBytes(const GridFsId& id)
     Bson sum;
     sum.document("$sum", Bson().text("$binarySize", "$data"));
     Bson pipeline;
-    pipeline.document("0", Bson().document("$match", Bson().value("files_id", id.value())))
+    pipeline.document("0", Bson().document("$match", Bson().equal("files_id", id.value())))
         .document("1", Bson().document("$group", Bson().int32("_id", 0).document("bytes", sum)));
     qint64 bytes = -1;
     const auto asked =
@@ -400,14 +402,14 @@ MongoWrite GridFsBucket::insertFile(const GridFsFile& file)
 
 MongoWrite GridFsBucket::removeFile(const GridFsId& id)
 {
-    return remove(mongoc_collection_delete_one, m_files, Bson().value("_id", id.value()));
+    return remove(mongoc_collection_delete_one, m_files, Bson().equal("_id", id.value()));
 }
 
 MongoWrite GridFsBucket::removeFile(const GridFsFile& file)
 {
     Bson filter;
     Bson reply;
-    filter.value("_id", file.id().value()).text("filename", file.documentName());
+    filter.equal("_id", file.id().value()).text("filename", file.documentName());
     const MongoWrite write = remove(mongoc_collection_delete_one, m_files, filter, reply);
     return changedOne(write, reply, "deletedCount", file);
 }
@@ -433,7 +435,7 @@ MongoWrite GridFsBucket::update(const GridFsFile& file, const Bson& change)
     Bson filter;
     Bson reply;
     bson_error_t error = {};
-    filter.value("_id", file.id().value()).text("filename", file.documentName());
+    filter.equal("_id", file.id().value()).text("filename", file.documentName());
     const bool success = mongoc_collection_update_one(m_files.get(), filter.get(), change.get(), nullptr,
                                                       reply.forReply(), &error);
     return changedOne(ended(success, reply, error, QStringLiteral("change")), reply, "matchedCount", file);
@@ -450,13 +452,42 @@ MongoWrite GridFsBucket::changedOne(const MongoWrite& write, const Bson& reply, 
 
 Status GridFsBucket::removeChunks(const GridFsId& id)
 {
-    return remove(mongoc_collection_delete_many, m_chunks, Bson().value("files_id", id.value())).status;
+    return remove(mongoc_collection_delete_many, m_chunks, Bson().equal("files_id", id.value())).status;
 }
 
-/// A write that changes nothing is answered like any other: once everything before it is durable.
-Status GridFsBucket::confirm()
+MongoWrite GridFsBucket::confirm(const GridFsFile& file)
 {
-    return removeChunks(GridFsId::fresh());
+    Bson reply;
+    const MongoWrite write = touch(m_files, file.id().value(), reply);
+    return changedOne(write, reply, "matchedCount", file);
+}
+
+Status GridFsBucket::confirm(const GridFsId& id)
+{
+    Bson reply;
+    return touch(m_files, id.value(), reply).status;
+}
+
+Status GridFsBucket::confirmSiteMark()
+{
+    Bson reply;
+    bson_value_t id = {};
+    id.value_type = BSON_TYPE_UTF8;
+    id.value.v_utf8.str = const_cast<char*>(siteId); // the library only reads it
+    id.value.v_utf8.len = static_cast<uint32_t>(std::strlen(siteId));
+    return touch(collection(m_client, siteSuffix), id, reply).status;
+}
+
+/// A write that changes nothing. It goes to the servers that hold the document, or would, and is answered
+/// like any other: once everything before it is durable there.
+MongoWrite GridFsBucket::touch(const MongoCollection& collection, const bson_value_t& id, Bson& reply)
+{
+    Bson change;
+    bson_error_t error = {};
+    change.document("$unset", Bson().text(neverThere, ""));
+    const bool success = mongoc_collection_update_one(collection.get(), Bson().equal("_id", id).get(),
+                                                      change.get(), nullptr, reply.forReply(), &error);
+    return ended(success, reply, error, QStringLiteral("confirm what is in"));
 }
 
 MongoWrite GridFsBucket::remove(Removal removal, const MongoCollection& collection, const Bson& filter)

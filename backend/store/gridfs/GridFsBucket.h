@@ -102,14 +102,20 @@ public:
     /// Success where there are none.
     Status removeChunks(const GridFsId& id);
 
-    /// Succeeds when everything that this connection has seen is as durable as a write of ours.
-    Status confirm();
+    // What this connection has seen, as durable as a write of ours: each waits for the servers that hold the
+    // document.
+    /// Refused with NotFound where the files document is gone.
+    MongoWrite confirm(const GridFsFile& file);
+    /// The same of what there is under this identifier, if anything.
+    Status confirm(const GridFsId& id);
+    Status confirmSiteMark();
 
 private:
     using Removal = bool (*)(mongoc_collection_t*, const bson_t*, const bson_t*, bson_t*, bson_error_t*);
 
     Result<std::vector<StoredFile>> newestOf(const Bson& filter);
     MongoWrite update(const GridFsFile& file, const Bson& change);
+    MongoWrite touch(const MongoCollection& collection, const bson_value_t& id, Bson& reply);
     [[nodiscard]] MongoWrite changedOne(const MongoWrite& write, const Bson& reply, const char* count,
                                         const GridFsFile& file) const;
     [[nodiscard]] MongoCollection collection(mongoc_client_t* client, const char* suffix) const;

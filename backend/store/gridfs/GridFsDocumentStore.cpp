@@ -329,7 +329,7 @@ Status GridFsDocumentStore::writeSiteMark(const StoreLocation& location, const Q
     if (!marked.ok())
         return marked.status();
     if (marked.value())
-        return bucket.confirm();
+        return bucket.confirmSiteMark();
     const MongoWrite write = bucket.insertSiteMark(identity.toStdString());
     if (write.end == MongoWrite::End::Unknown)
         return clarifyMark(location, identity, write.status);
@@ -435,7 +435,7 @@ Status GridFsDocumentStore::clarifyMove(const StoreLocation& location, const Gri
         return moveUnknown(file, failure);
     if (name->empty() || name.value() == file.documentName())
         return failure;
-    return recovery->bucket().confirm().ok() ? Status() : moveUnknown(file, failure);
+    return recovery->bucket().confirm(file.id()).ok() ? Status() : moveUnknown(file, failure);
 }
 
 Status GridFsDocumentStore::clarifyMark(const StoreLocation& location, const QString& identity,
@@ -445,7 +445,7 @@ Status GridFsDocumentStore::clarifyMark(const StoreLocation& location, const QSt
     const auto marked = recovery.ok() ? hasSameMark(recovery->bucket(), identity) : recovery.status();
     if (marked.code() == ErrorCode::AlreadyExists)
         return marked.status();
-    if (marked.ok() && marked.value() && recovery->bucket().confirm().ok())
+    if (marked.ok() && marked.value() && recovery->bucket().confirmSiteMark().ok())
         return {};
     return markUnknown(location, failure);
 }
@@ -461,7 +461,7 @@ Status GridFsDocumentStore::clarifyRemoval(const StoreLocation& location, const 
     if (found.value())
         return failure;
     m_leftovers.remember(location, file.id());
-    return recovery->bucket().confirm().ok() ? Status() : removalUnknown(file, failure);
+    return recovery->bucket().confirm(file.id()).ok() ? Status() : removalUnknown(file, failure);
 }
 
 } // namespace KOZAV::Backend

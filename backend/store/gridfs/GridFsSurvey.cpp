@@ -294,7 +294,7 @@ Status GridFsSurvey::lookAgain()
 Status GridFsSurvey::lookAgainAtFile(const GridFsId& id)
 {
     std::optional<Tally> tally;
-    auto visited = m_bucket.visit(Part::Files, Bson().value("_id", id.value()), Bson(),
+    auto visited = m_bucket.visit(Part::Files, Bson().equal("_id", id.value()), Bson(),
                                   [&tally](const BsonView& document) {
                                       tally.emplace(Tally{GridFsFile::readAny(document)});
                                       return Status();
@@ -303,7 +303,7 @@ Status GridFsSurvey::lookAgainAtFile(const GridFsId& id)
         return visited;
     Bson options;
     fillNumbersOnly(options);
-    visited = m_bucket.visit(Part::Chunks, Bson().value("files_id", id.value()), options,
+    visited = m_bucket.visit(Part::Chunks, Bson().equal("files_id", id.value()), options,
                              [&tally](const BsonView& chunk) {
                                  tally->count(chunk.wholeNumber("n").value_or(-1));
                                  return Status();
@@ -333,7 +333,7 @@ Result<bool> GridFsSurvey::isEmptyChunk(const GridFsId& id, qint64 number)
 {
     bool isEmpty = false;
     Bson filter;
-    filter.value("files_id", id.value()).int64("n", number);
+    filter.equal("files_id", id.value()).int64("n", number);
     const auto visited = m_bucket.visit(Part::Chunks, filter, Bson(), [&isEmpty](const BsonView& chunk) {
         const auto content = chunk.binary("data");
         isEmpty = content && content->size == 0;
@@ -350,7 +350,7 @@ Status GridFsSurvey::lookAgainAtChunks(const GridFsId& id)
     qint64 chunks = 0;
     Bson options;
     fillNumbersOnly(options);
-    auto visited = m_bucket.visit(Part::Chunks, Bson().value("files_id", id.value()), options,
+    auto visited = m_bucket.visit(Part::Chunks, Bson().equal("files_id", id.value()), options,
                                   [&chunks](const BsonView& /*chunk*/) {
                                       ++chunks;
                                       return Status();

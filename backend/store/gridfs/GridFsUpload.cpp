@@ -199,8 +199,8 @@ Result<StoredFile> GridFsUpload::acceptSame(const GridFsFile& existing, const Co
     if (found.value() != digest)
         return otherContent(m_bucket.location(), m_name);
     file.sha256 = digest.sha256;
-    const auto confirmed = m_bucket.confirm();
-    return confirmed.ok() ? Result(file) : confirmed;
+    const MongoWrite confirmed = m_bucket.confirm(existing);
+    return confirmed.ok() ? Result(file) : confirmed.status;
 }
 
 Result<StoredFile> GridFsUpload::enter(const ContentDigest& digest)
@@ -254,7 +254,7 @@ Result<StoredFile> GridFsUpload::clarify(const GridFsFile& file, const Status& f
         return unknown(failure);
     if (!found.value())
         return takeBackLost(session->bucket(), failure);
-    if (!session->bucket().confirm().ok())
+    if (!session->bucket().confirm(file).ok())
         return unknown(failure);
     m_hasSent = false;
     return file.stored();
