@@ -5,6 +5,7 @@
 #include "backend/io/Folder.h"
 #include "backend/io/PrivateFile.h"
 #include "backend/io/SystemError.h"
+#include "backend/operations/FreshNames.h"
 #include "backend/operations/ImportRoad.h"
 #include "backend/operations/PackedContents.h"
 #include "backend/operations/RowWrites.h"
@@ -113,7 +114,8 @@ Status packAndStore(Operation& call, const std::string& folder, const std::strin
     if (!packed.ok())
         return packed.status();
     return withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
-        const auto stored = store.adopt(location, storedName, archive.path());
+        const NameUse use = FreshNames::ofThisProcess().useOf(storedName);
+        const auto stored = store.adopt(location, storedName, archive.path(), use);
         if (stored.ok()) {
             call.event.storedBytes = stored->length;
             keepPackedContent(storedName, packed->content);
@@ -199,7 +201,9 @@ DataLib::Model::KOZAV_Config Common::getConfig()
 
 std::string Common::getGUID()
 {
-    return newGuid().toStdString();
+    std::string identifier = newGuid().toStdString();
+    FreshNames::ofThisProcess().remember(identifier);
+    return identifier;
 }
 
 std::string Common::GetTimeStr()
@@ -218,7 +222,8 @@ int Common::MongodbPut(const std::string& dbName, const std::string& fsName, con
             return ready;
         protectStagedCopy(localPath);
         return withFiles(call, [&](DocumentStore& store, const StoreLocation& /*configured*/) {
-            const auto file = store.put({dbName, fsName}, storedName, localPath);
+            const NameUse use = FreshNames::ofThisProcess().useOf(storedName);
+            const auto file = store.put({dbName, fsName}, storedName, localPath, use);
             if (file.ok()) {
                 call.event.storedBytes = file->length;
                 road.endStoring(storedName);

@@ -89,26 +89,27 @@ auto DocumentStore::onName(const char* task, const StoreLocation& location, cons
 }
 
 Result<StoredFile> DocumentStore::put(const StoreLocation& location, const std::string& name,
-                                      const std::string& localPath)
+                                      const std::string& localPath, NameUse use)
 {
-    return onName("store a file", location, name, [&] { return putFile(location, name, localPath); });
+    return onName("store a file", location, name, [&] { return putFile(location, name, localPath, use); });
 }
 
 Result<StoredFile> DocumentStore::adopt(const StoreLocation& location, const std::string& name,
-                                        const std::string& localPath)
+                                        const std::string& localPath, NameUse use)
 {
     return onName("take a file into the store", location, name, [&]() -> Result<StoredFile> {
         auto removable = requireWritableFolder(parentFolder(localPath));
-        return removable.ok() ? adoptFile(location, name, localPath) : removable;
+        return removable.ok() ? adoptFile(location, name, localPath, use) : removable;
     });
 }
 
 Result<StoredFile> DocumentStore::adoptGrowing(const StoreLocation& location, const std::string& name,
-                                               const std::string& localPath, GrowingFile& growing)
+                                               const std::string& localPath, GrowingFile& growing,
+                                               NameUse use)
 {
     auto stored = onName("take a file into the store", location, name, [&]() -> Result<StoredFile> {
         auto removable = requireWritableFolder(parentFolder(localPath));
-        return removable.ok() ? adoptGrowingFile(location, name, localPath, growing) : removable;
+        return removable.ok() ? adoptGrowingFile(location, name, localPath, growing, use) : removable;
     });
     if (!stored.ok())
         growing.giveUp();
@@ -236,9 +237,9 @@ Status DocumentStore::checkName(const std::string& name) const
 }
 
 Result<StoredFile> DocumentStore::adoptFile(const StoreLocation& location, const std::string& name,
-                                            const std::string& localPath)
+                                            const std::string& localPath, NameUse use)
 {
-    auto stored = putFile(location, name, localPath);
+    auto stored = putFile(location, name, localPath, use);
     if (!stored.ok())
         return stored;
     const auto removed = removeFile(localPath);
@@ -246,10 +247,11 @@ Result<StoredFile> DocumentStore::adoptFile(const StoreLocation& location, const
 }
 
 Result<StoredFile> DocumentStore::adoptGrowingFile(const StoreLocation& location, const std::string& name,
-                                                   const std::string& localPath, GrowingFile& growing)
+                                                   const std::string& localPath, GrowingFile& growing,
+                                                   NameUse use)
 {
     const auto ended = growing.waitForEnd();
-    return ended.ok() ? adoptFile(location, name, localPath) : ended.status();
+    return ended.ok() ? adoptFile(location, name, localPath, use) : ended.status();
 }
 
 Result<std::unique_ptr<DocumentStore>> openDocumentStore(const DocumentStoreSettings& settings)

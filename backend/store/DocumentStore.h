@@ -68,6 +68,12 @@ struct StoreFlaw
     QDateTime since;   ///< UTC; invalid where that is not known
 };
 
+/// What the caller knows of the name that it stores a file under.
+enum class NameUse {
+    MayBeTaken,
+    Fresh ///< made for this file and given to nobody: a store need not look whether something has it
+};
+
 /// A store of whole files by name. Local paths are in the local 8-bit code page.
 ///
 /// All implementations: a put or adopt that succeeds is durable; one that fails leaves nothing under the name
@@ -83,18 +89,19 @@ public:
 
     /// Stores a copy of the file at localPath. The same content under the name already is a success.
     Result<StoredFile> put(const StoreLocation& location, const std::string& name,
-                           const std::string& localPath);
+                           const std::string& localPath, NameUse use = NameUse::MayBeTaken);
 
     /// Stores the file at localPath and removes it; moves it where that is cheaper than copying.
     /// On failure the file is still there.
     Result<StoredFile> adopt(const StoreLocation& location, const std::string& name,
-                             const std::string& localPath);
+                             const std::string& localPath, NameUse use = NameUse::MayBeTaken);
 
     /// The same for a file that another thread is still writing, which is found at localPath once it is
     /// finished: storing begins with what is final of it. Where the writer fails nothing is stored, and its
     /// failure is returned. Returns only after the writer has ended or was told that nobody reads on.
     Result<StoredFile> adoptGrowing(const StoreLocation& location, const std::string& name,
-                                    const std::string& localPath, GrowingFile& growing);
+                                    const std::string& localPath, GrowingFile& growing,
+                                    NameUse use = NameUse::MayBeTaken);
 
     /// Writes the stored file to localPath. A regular file there is replaced as a whole; anything else there
     /// is InvalidArgument and stays: a folder, a link, a device.
@@ -172,11 +179,12 @@ public:
 protected:
     /// Puts the file, then removes it. The folder that it lies in may be written.
     virtual Result<StoredFile> adoptFile(const StoreLocation& location, const std::string& name,
-                                         const std::string& localPath);
+                                         const std::string& localPath, NameUse use);
 
     /// Waits for the whole file and adopts it.
     virtual Result<StoredFile> adoptGrowingFile(const StoreLocation& location, const std::string& name,
-                                                const std::string& localPath, GrowingFile& growing);
+                                                const std::string& localPath, GrowingFile& growing,
+                                                NameUse use);
 
 private:
     // Where the kinds of store differ. The two checks are asked first: the others get what these accept.
@@ -184,7 +192,7 @@ private:
     [[nodiscard]] virtual Status checkName(const std::string& name) const;
 
     virtual Result<StoredFile> putFile(const StoreLocation& location, const std::string& name,
-                                       const std::string& localPath) = 0;
+                                       const std::string& localPath, NameUse use) = 0;
     virtual Status getFile(const StoreLocation& location, const std::string& name,
                            const std::string& localPath) = 0;
     virtual Result<ContentDigest> verifyFile(const StoreLocation& location, const std::string& name,

@@ -114,7 +114,7 @@ Status GridFsDocumentStore::checkName(const std::string& name) const
 }
 
 Result<StoredFile> GridFsDocumentStore::putFile(const StoreLocation& location, const std::string& name,
-                                                const std::string& localPath)
+                                                const std::string& localPath, NameUse use)
 {
     auto source = File::openForReading(localPath);
     if (!source.ok())
@@ -125,7 +125,7 @@ Result<StoredFile> GridFsDocumentStore::putFile(const StoreLocation& location, c
     if (auto indexed = makeIndexesOnce(opened->bucket()); !indexed.ok())
         return indexed;
     GridFsUpload upload(opened.value(), m_clients, m_leftovers, name);
-    return upload.run(source.value());
+    return upload.run(source.value(), use);
 }
 
 Status GridFsDocumentStore::getFile(const StoreLocation& location, const std::string& name,

@@ -29,7 +29,7 @@ private:
     [[nodiscard]] Status checkLocation(const StoreLocation& location) const override;
     [[nodiscard]] Status checkName(const std::string& name) const override;
     Result<StoredFile> putFile(const StoreLocation& location, const std::string& name,
-                               const std::string& localPath) override;
+                               const std::string& localPath, NameUse use) override;
     Status getFile(const StoreLocation& location, const std::string& name,
                    const std::string& localPath) override;
     Result<ContentDigest> verifyFile(const StoreLocation& location, const std::string& name,

@@ -14,10 +14,10 @@
 #include <optional>
 #include <utility>
 
-// How a file gets into GridFS. The name is looked for; if it is free, the chunks are inserted in batches and
-// the files document after the last of them, under an identifier that no other upload has. Readers begin at
-// the files document, so the file is there as a whole or not at all. A unique index on the names of our files
-// decides between two who store under one name at once; the loser compares contents.
+// How a file gets into GridFS. The name is looked for unless it is fresh; if it is free, the chunks are
+// inserted in batches and the files document after the last of them, under an identifier that no other upload
+// has. Readers begin at the files document, so the file is there as a whole or not at all. A unique index on
+// the names of our files decides between two who store under one name at once; the loser compares contents.
 //
 // These are our own inserts because the library's upload cannot be trusted: it says yes where the last chunk
 // or the files document was refused, and tries a refused chunk again without end. Each insert here is
@@ -156,15 +156,22 @@ GridFsUpload::~GridFsUpload()
     withdraw();
 }
 
-Result<StoredFile> GridFsUpload::run(File& source)
+Result<StoredFile> GridFsUpload::run(File& source, NameUse use)
 {
-    const auto existing = m_bucket.newest(m_name);
+    const auto existing = this->existing(use);
     if (!existing.ok())
         return existing.status();
     const auto digest = existing.value() ? digestFile(source) : sendChunks(source);
     if (!digest.ok())
         return digest.status();
     return existing.value() ? acceptSame(*existing.value(), digest.value()) : enter(digest.value());
+}
+
+/// The file that has the name. A fresh one is not looked for: should somebody have it nevertheless, the index
+/// refuses the files document, and the contents are compared then.
+Result<std::optional<GridFsFile>> GridFsUpload::existing(NameUse use)
+{
+    return use == NameUse::Fresh ? Result(std::optional<GridFsFile>()) : m_bucket.newest(m_name);
 }
 
 Result<ContentDigest> GridFsUpload::sendChunks(File& source)

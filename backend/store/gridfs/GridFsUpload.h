@@ -5,6 +5,7 @@
 #include "backend/store/gridfs/GridFsClients.h"
 #include "backend/store/gridfs/GridFsLeftovers.h"
 
+#include <optional>
 #include <string>
 
 namespace KOZAV::Backend {
@@ -23,9 +24,10 @@ public:
     Q_DISABLE_COPY(GridFsUpload)
 
     /// To be called once.
-    Result<StoredFile> run(File& source);
+    Result<StoredFile> run(File& source, NameUse use);
 
 private:
+    Result<std::optional<GridFsFile>> existing(NameUse use);
     Result<ContentDigest> sendChunks(File& source);
     Status send(ChunkBatch& batch);
     Result<StoredFile> acceptSame(const GridFsFile& existing, const ContentDigest& digest);

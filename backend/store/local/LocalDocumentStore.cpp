@@ -150,7 +150,7 @@ Status LocalDocumentStore::checkRoot() const
 }
 
 Result<StoredFile> LocalDocumentStore::putFile(const StoreLocation& location, const std::string& name,
-                                               const std::string& localPath)
+                                               const std::string& localPath, NameUse /*use*/)
 {
     const auto folder = preparedFolder(location);
     if (!folder.ok())
@@ -160,7 +160,7 @@ Result<StoredFile> LocalDocumentStore::putFile(const StoreLocation& location, co
 }
 
 Result<StoredFile> LocalDocumentStore::adoptFile(const StoreLocation& location, const std::string& name,
-                                                 const std::string& localPath)
+                                                 const std::string& localPath, NameUse use)
 {
     const auto folder = preparedFolder(location);
     if (!folder.ok())
@@ -169,7 +169,7 @@ Result<StoredFile> LocalDocumentStore::adoptFile(const StoreLocation& location, 
     if (!info.ok())
         return info.status();
     if (!canMove(info.value()) || !canRenameInto(localPath, folder->tempFolder()))
-        return DocumentStore::adoptFile(location, name, localPath);
+        return DocumentStore::adoptFile(location, name, localPath, use);
     const auto added = addByMoving(folder.value(), name, localPath);
     if (!added.ok())
         return added.status();

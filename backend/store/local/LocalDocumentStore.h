@@ -29,9 +29,9 @@ private:
     [[nodiscard]] Status checkRoot() const;
 
     Result<StoredFile> putFile(const StoreLocation& location, const std::string& name,
-                               const std::string& localPath) override;
+                               const std::string& localPath, NameUse use) override;
     Result<StoredFile> adoptFile(const StoreLocation& location, const std::string& name,
-                                 const std::string& localPath) override;
+                                 const std::string& localPath, NameUse use) override;
     Status getFile(const StoreLocation& location, const std::string& name,
                    const std::string& localPath) override;
     Result<ContentDigest> verifyFile(const StoreLocation& location, const std::string& name,
