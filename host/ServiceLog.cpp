@@ -27,6 +27,13 @@ bool isOfThePlatform(const QString& category)
     return category == QLatin1String("qt.qpa") || category.startsWith(QLatin1String("qt.qpa."));
 }
 
+/// What the platform says at any start without a display: nobody can do anything about it, or wants to.
+bool isNoise(const QString& text)
+{
+    return text == QLatin1String("This plugin does not support propagateSizeHints()") ||
+           text.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set"));
+}
+
 const char* typeName(QtMsgType type)
 {
     switch (type) {
@@ -48,24 +55,33 @@ const char* typeName(QtMsgType type)
 ServiceLog::ServiceLog(QObject* parent)
     : QAbstractTableModel(parent)
 {
+    beginHandling();
     const QMutexLocker lock(&handlingMutex);
     handlingLog = this;
-    previousHandler = qInstallMessageHandler(&ServiceLog::handleMessage);
 }
 
 ServiceLog::~ServiceLog()
 {
     const QMutexLocker lock(&handlingMutex);
-    qInstallMessageHandler(previousHandler);
+    qInstallMessageHandler(std::exchange(previousHandler, nullptr));
     handlingLog = nullptr;
+}
+
+void ServiceLog::beginHandling()
+{
+    const QMutexLocker lock(&handlingMutex);
+    if (!previousHandler)
+        previousHandler = qInstallMessageHandler(&ServiceLog::handleMessage);
 }
 
 void ServiceLog::handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     const QMutexLocker lock(&handlingMutex);
     const QString category = QString::fromUtf8(context.category);
-    if (handlingLog && handlingLog->m_file.isOpen() && isOfThePlatform(category)) {
-        handlingLog->keep(type, category, text);
+    const bool isKept = handlingLog && handlingLog->m_file.isOpen();
+    if (isNoise(text) || (isKept && isOfThePlatform(category))) {
+        if (isKept)
+            handlingLog->keep(type, category, text);
         return;
     }
     if (previousHandler)

@@ -26,6 +26,10 @@ public:
     explicit ServiceLog(QObject* parent = nullptr);
     ~ServiceLog() override;
 
+    /// Takes it over earlier, before there is a QApplication: what the platform says of itself at any start
+    /// without a display is not printed then.
+    static void beginHandling();
+
     /// The file for one that is kept: zav_client.log in the user's own folder for such things
     /// ($XDG_STATE_HOME/zav_client, ~/.local/state/zav_client).
     [[nodiscard]] static QString usualFile();

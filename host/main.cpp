@@ -146,6 +146,7 @@ int main(int argc, char* argv[])
     else
         ClientState::keep();
     magnify();
+    ServiceLog::beginHandling();
     QApplication application(argc, argv);
     applyTheme(application);
     const Language language(languageFor(line));

@@ -117,6 +117,7 @@ void ClientCommandLine::unattendedWithoutADisplay()
     const ClientRun client = runClient(arguments);
     QVERIFY2(client.exitCode == 2, client.everything().constData());
     QVERIFY2(client.output.startsWith(output), client.everything().constData());
+    QCOMPARE(client.errors, QString());
 }
 
 void ClientCommandLine::platformThatIsAskedFor_data()
