@@ -8,6 +8,7 @@
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
 #include "host/Theme.h"
+#include "host/core/JobsModel.h"
 #include "host/core/RunGate.h"
 #include "host/site/JobPages.h"
 #include "host/site/SiteAccess.h"
@@ -213,12 +214,13 @@ int runClient(const QStringList& arguments)
     QTest::mouseClick(panel.openFolder, Qt::LeftButton);
     dialogs.expectMessage();
     dialogs.expectMessage();
-    const auto* count = window.findChild<QLabel*>(QStringLiteral("jobsCount"));
-    const QString before = count->text();
+    const auto* jobsShown = window.findChild<QTableView*>(QStringLiteral("jobsTable"))->model();
+    const auto newest = [jobsShown] { return jobsShown->index(0, Host::JobsModel::StoredName).data(); };
+    const QVariant before = newest();
     timer.start();
     QTest::mouseClick(panel.batchImport, Qt::LeftButton);
     tell("batch, panel's slot ms", static_cast<double>(timer.elapsed()));
-    if (!waitFor([&] { return count->text() != before; }) || !dialogs.complaint().isEmpty())
+    if (!waitFor([&] { return newest() != before; }) || !dialogs.complaint().isEmpty())
         qFatal("the batch was not imported: %s", qUtf8Printable(dialogs.complaint()));
     tell("batch until the lists show it ms", static_cast<double>(timer.elapsed()));
     tell("after it MB", memory("VmRSS:"));

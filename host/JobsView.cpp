@@ -237,7 +237,7 @@ void JobsView::showCount(qint64 jobs, bool orMore)
     const QString number = QLocale().toString(jobs);
     m_count->setText(orMore ? tr("More than %1 jobs").arg(number) : tr("Jobs: %1").arg(number));
     if (!isSearching() && std::exchange(m_all, jobs) != jobs)
-        Q_EMIT allCounted(static_cast<int>(jobs));
+        Q_EMIT allCounted(static_cast<int>(jobs), orMore);
 }
 
 void JobsView::showFailure(const JobReadFailure& failure)

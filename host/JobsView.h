@@ -29,8 +29,9 @@ public:
 Q_SIGNALS:
     /// Something was read, or why it was not.
     void told(const KOZAV::Host::JobReadFailure& failure);
-    /// How many jobs the site has, told when that was read and is another number than before.
-    void allCounted(int jobs);
+    /// How many jobs the site has, or more than that, told when it was read and is another number than
+    /// before.
+    void allCounted(int jobs, bool orMore);
 
 protected:
     void showEvent(QShowEvent* event) override;

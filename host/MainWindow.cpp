@@ -54,6 +54,7 @@
 #include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QLineEdit>
+#include <QLocale>
 #include <QMenu>
 #include <QProgressBar>
 #include <QTableView>
@@ -210,8 +211,11 @@ void MainWindow::connectParts()
             m_site.noteRows(failure.reason);
     };
     connect(m_jobs, &JobsView::told, this, noteRows);
-    connect(m_jobs, &JobsView::allCounted, this,
-            [this](int jobs) { m_status->showMessage(tr("%n source file(s)", nullptr, jobs), 5000); });
+    connect(m_jobs, &JobsView::allCounted, this, [this](int jobs, bool orMore) {
+        m_status->showMessage(orMore ? tr("More than %1 source files").arg(QLocale().toString(jobs))
+                                     : tr("%n source file(s)", nullptr, jobs),
+                              5000);
+    });
     connect(m_waitingJobs, &WaitingJobsView::told, this, noteRows);
     connect(m_jobListDock, &JobListDock::requestSent, this, [this](const QString& jobName) {
         m_log.add(QtInfoMsg, QStringLiteral("client"), tr("%1 has been sent to the robot").arg(jobName));

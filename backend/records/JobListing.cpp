@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -143,8 +145,12 @@ Odbpp_Job_C readWaitingJob(RowReader& row)
 /// So many jobs are read at once where they are read in lots.
 constexpr int lotSize = 500;
 
-/// So many single questions take less time than one for the whole list.
-constexpr int mostQuestions = 64;
+/// Asking about so many jobs takes less time than reading the whole list.
+constexpr std::size_t mostAsked = 65;
+#define FOUR(text) text text text text
+constexpr const char* withLastRowSql =
+    "SELECT flow_guid FROM job_compress WHERE flow_guid IN (?" FOUR(FOUR(FOUR(", ?"))) ")";
+#undef FOUR
 
 /// Which of the jobs are among those before; both in the order of their numbers.
 std::vector<bool> knownJobs(const std::vector<Odbpp_Job_C>& jobs, const std::vector<Odbpp_Job_C>& before)
@@ -160,11 +166,20 @@ std::vector<bool> knownJobs(const std::vector<Odbpp_Job_C>& jobs, const std::vec
     return known;
 }
 
-Result<bool> hasLastRow(Database& database, const Odbpp_Job_C& job)
+/// Which of at most so many jobs have their last row: one statement, whose values are as many each time.
+Result<std::set<std::string>> withLastRow(Database& database, const std::vector<const Odbpp_Job_C*>& jobs)
 {
-    const auto row = database.value("SELECT id FROM job_compress WHERE flow_guid = ?",
-                                    {QString::fromStdString(job.flowId)});
-    return row.ok() ? Result(row->isValid()) : row.status();
+    if (jobs.empty())
+        return std::set<std::string>();
+    QVariantList keys;
+    for (std::size_t i = 0; i < mostAsked; ++i)
+        keys << QString::fromStdString(jobs[std::min(i, jobs.size() - 1)]->flowId);
+    std::set<std::string> found;
+    const auto read = database.query(withLastRowSql, keys, [&found](const QSqlQuery& row) {
+        found.insert(row.value(0).toString().toStdString());
+        return true;
+    });
+    return read.ok() ? Result(std::move(found)) : read;
 }
 
 } // namespace
@@ -221,24 +236,28 @@ Result<std::vector<Odbpp_Job_C>> listWaitingJobs(Database& database)
 
 Result<std::vector<Odbpp_Job_C>> listWaitingJobs(Database& database, const std::vector<Odbpp_Job_C>& before)
 {
+    if (before.empty())
+        return listWaitingJobs(database);
     auto all = database.list(
         "SELECT guid, id, ko_serial_name FROM job_flow WHERE state = 0 AND sub_state = 0 ORDER BY id", {},
         readWaitingJob);
     if (!all.ok())
         return all;
     const std::vector<bool> known = knownJobs(all.value(), before);
-    if (std::count(known.begin(), known.end(), false) > mostQuestions)
+    std::vector<const Odbpp_Job_C*> others;
+    for (std::size_t i = 0; i < known.size(); ++i)
+        if (!known[i])
+            others.push_back(&all.value()[i]);
+    if (others.size() > mostAsked)
         return listWaitingJobs(database);
+    const auto complete = withLastRow(database, others);
+    if (!complete.ok())
+        return complete.status();
     std::vector<Odbpp_Job_C> waiting;
     waiting.reserve(all->size());
-    for (size_t i = 0; i < known.size(); ++i) {
-        Odbpp_Job_C& job = all.value()[i];
-        const auto complete = known[i] ? Result(true) : hasLastRow(database, job);
-        if (!complete.ok())
-            return complete.status();
-        if (complete.value())
-            waiting.push_back(std::move(job));
-    }
+    for (std::size_t i = 0; i < known.size(); ++i)
+        if (known[i] || complete->count(all.value()[i].flowId) > 0)
+            waiting.push_back(std::move(all.value()[i]));
     return waiting;
 }
 

@@ -6,10 +6,12 @@
 //   (unary plus; MariaDB, which takes no notice of that, is told the index in a comment that it alone reads).
 //   Which one, planJobs() finds out by counting the entries of each up to a bound. Where one leaves few jobs,
 //   it leads, and the engine sorts these few. Otherwise an index leads that has the order asked for, and rows
-//   that the other conditions refuse are passed over.
+//   that the other conditions refuse are passed over; unless the beginning of that order shows that hardly
+//   any row is not, such as the newest jobs where old ones are sought: then they are sorted, many or not.
 // - What lies between two places is taken apart into intervals of one column each, below equal values of the
 //   columns before it: neither engine finds its way by (a, b) > (x, y) through many equal values of a.
-// - Nothing but the first rows of a page is joined.
+// - Nothing but the first rows of a page is joined: what is sorted are numbers of jobs, in a table within the
+//   statement, and the rest of their rows is looked up when the page is cut off.
 //
 // What remains: of two conditions that both leave many jobs, but hardly any together, rows are passed over
 // until the page is full.
@@ -66,6 +68,11 @@ constexpr const char* failedRequests = JOB_COLUMNS
     " WHERE e.request_failed = 1 AND +f.state = ? AND +f.sub_state = ? AND NOT EXISTS (SELECT 1 FROM"
     " event later WHERE later.flow_guid = e.flow_guid AND later.id > e.id"
     " AND +later.kind IN ('robot', 'requeue')) ORDER BY e.id DESC LIMIT ?";
+
+/// So many rows at the beginning of an order are looked at to see whether it is worth to go along it, and so
+/// many of them have to be sought ones.
+constexpr int looked = 1000;
+constexpr int fitting = 40;
 
 /// A condition of a search, with the index that serves it.
 struct Condition
@@ -180,6 +187,46 @@ Result<int> jobsLeft(Database& database, const Condition& condition, int most)
     return jobs.ok() ? Result(jobs->toInt()) : jobs.status();
 }
 
+QByteArray columnOf(const JobPlan& plan, std::size_t number)
+{
+    const QByteArray name = orderColumns[static_cast<size_t>(plan.order[number])];
+    return plan.sorted ? "+" + name : name;
+}
+
+QByteArray orderOf(const JobPlan& plan)
+{
+    QByteArray sql;
+    for (std::size_t i = 0; i < plan.order.size(); ++i)
+        sql += (i == 0 ? " ORDER BY " : ", ") + columnOf(plan, i) + (plan.descending ? " DESC" : "");
+    return sql;
+}
+
+/// Whether the rows at the beginning of a plan's order hold enough that are sought, as far as the job's own
+/// row tells, or are all that there are.
+Result<bool> isWorthGoing(Database& database, const JobPlan& plan, const std::vector<Condition>& conditions)
+{
+    QByteArray fits;
+    QVariantList values;
+    for (const Condition& condition : conditions) {
+        if (condition.way == Way::Company)
+            continue;
+        fits += (fits.isEmpty() ? "" : " AND ") + unserved(condition.sql);
+        values += condition.values;
+    }
+    if (fits.isEmpty())
+        return true;
+    const QByteArray sql =
+        statementOf({"SELECT COUNT(*), COALESCE(SUM(fits), 0) FROM (SELECT (", fits, ") AS fits",
+                     tablesOfWays[static_cast<size_t>(plan.way)], orderOf(plan), " LIMIT ?) AS looked"});
+    bool isWorth = false;
+    const auto read =
+        database.query(sql.constData(), values + QVariantList{looked}, [&isWorth](const QSqlQuery& row) {
+            isWorth = row.value(0).toInt() < looked || row.value(1).toInt() >= fitting;
+            return false;
+        });
+    return read.ok() ? Result(isWorth) : read;
+}
+
 void lead(JobPlan& plan, Way way, JobOrder order)
 {
     plan.way = way;
@@ -227,17 +274,14 @@ QByteArray tablesOf(const JobPlan& plan)
     return sql + JOIN_LAST_ROW;
 }
 
-QByteArray columnOf(const JobPlan& plan, std::size_t number)
+/// No more tables than the conditions name.
+QByteArray tablesFor(const JobPlan& plan, const Where& where)
 {
-    const QByteArray name = orderColumns[static_cast<size_t>(plan.order[number])];
-    return plan.sorted ? "+" + name : name;
-}
-
-QByteArray orderOf(const JobPlan& plan)
-{
-    QByteArray sql;
-    for (std::size_t i = 0; i < plan.order.size(); ++i)
-        sql += (i == 0 ? " ORDER BY " : ", ") + columnOf(plan, i) + (plan.descending ? " DESC" : "");
+    QByteArray sql = tablesOfWays[static_cast<size_t>(plan.way)];
+    if (plan.way != Way::Company && where.sql.contains("o."))
+        sql += JOIN_FILE;
+    if (where.sql.contains("z."))
+        sql += JOIN_LAST_ROW;
     return sql;
 }
 
@@ -384,10 +428,16 @@ Result<JobPlan> planJobs(Database& database, const JobSearch& search, JobOrder o
             return plan;
         }
     }
-    if (!search.companyCode.isEmpty() && order == JobOrder::GeneratedName)
+    if (!search.companyCode.isEmpty() && order == JobOrder::GeneratedName) {
         lead(plan, Way::NamesOfCompany, order);
-    else
-        std::tie(plan.way, plan.order) = throughAll(order);
+        return plan;
+    }
+    std::tie(plan.way, plan.order) = throughAll(order);
+    const auto worth = isWorthGoing(database, plan, conditions);
+    if (!worth.ok())
+        return worth.status();
+    if (!worth.value())
+        lead(plan, conditions.front().way, order);
     return plan;
 }
 
@@ -396,11 +446,22 @@ std::vector<PageStatement> statementsOfPage(const JobPlan& plan, const std::opti
 {
     std::vector<PageStatement> statements;
     const Where where = whereOf(plan);
-    const QByteArray begin = statementOf({JOB_COLUMNS, tablesOf(plan), JOIN_COMPANY, where.sql});
+    const QByteArray begin = plan.sorted
+                                 ? statementOf({JOB_COLUMNS " FROM (SELECT /*! STRAIGHT_JOIN */ f.id AS id",
+                                                tablesFor(plan, where), where.sql})
+                                 : statementOf({JOB_COLUMNS, tablesOf(plan), JOIN_COMPANY, where.sql});
+    const QByteArray order = orderOf(plan);
+    const QByteArray end =
+        plan.sorted
+            ? statementOf({order,
+                           " LIMIT ?) AS page CROSS JOIN job_flow f ON f.id = page.id" JOIN_FILE JOIN_LAST_ROW
+                               JOIN_COMPANY,
+                           order})
+            : statementOf({order, " LIMIT ?"});
     for (const Interval& part : intervalsBetween(after, last, static_cast<int>(plan.order.size()))) {
         const Where here = inside(plan, part);
-        statements.push_back({statementOf({begin, here.sql, orderOf(plan), " LIMIT ?"}),
-                              where.values + here.values + QVariantList{limit}});
+        statements.push_back(
+            {statementOf({begin, here.sql, end}), where.values + here.values + QVariantList{limit}});
     }
     return statements;
 }
@@ -429,24 +490,18 @@ Result<std::vector<JobRow>> readJobs(Database& database, const JobPlan& plan,
 
 Result<JobCount> countJobs(Database& database, const JobPlan& plan, int most)
 {
-    if (plan.search.isEmpty()) {
-        const auto all = database.value("SELECT COUNT(*) FROM job_flow");
-        return all.ok() ? Result(JobCount{all->toLongLong(), false}) : all.status();
-    }
     // The order does not matter here.
     JobPlan counting = plan;
     const auto conditions = conditionsOf(plan.search);
     const bool leads = std::any_of(conditions.begin(), conditions.end(),
                                    [&plan](const Condition& condition) { return condition.way == plan.way; });
-    if (!leads && !conditions.empty())
-        counting.way = conditions.front().way;
+    if (!leads) // the narrowest index for all jobs
+        counting.way = conditions.empty() ? Way::Batch : conditions.front().way;
     const Where where = whereOf(counting);
     const bool needsOthers = where.sql.contains("z.");
     const int bound = needsOthers ? std::max(1, most / 10) : most;
-    const QByteArray sql = statementOf(
-        {"SELECT COUNT(*) FROM (SELECT /*! STRAIGHT_JOIN */ 1",
-         needsOthers ? tablesOf(counting) : QByteArray(tablesOfWays[static_cast<size_t>(counting.way)]),
-         where.sql, " LIMIT ?) AS counted"});
+    const QByteArray sql = statementOf({"SELECT COUNT(*) FROM (SELECT /*! STRAIGHT_JOIN */ 1",
+                                        tablesFor(counting, where), where.sql, " LIMIT ?) AS counted"});
     const auto counted = database.value(sql.constData(), where.values + QVariantList{bound + 1});
     if (!counted.ok())
         return counted.status();

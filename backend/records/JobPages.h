@@ -75,10 +75,10 @@ struct JobPlan
     bool descending = false;
 };
 
-/// Costs a few statements that look at no more entries of an index than are few.
+/// Costs a few statements that look at no more entries of an index than are few, or at a beginning of one.
 /// @param few  so many jobs are rather sorted than sought in the order asked for
 Result<JobPlan> planJobs(Database& database, const JobSearch& search, JobOrder order, bool descending,
-                         int few = 5000);
+                         int few = 30'000);
 
 /// The first jobs behind a place and not behind another one, in the order of the plan.
 /// @param after  place of a row that was read by this plan, itself excluded; nothing: from the first on
@@ -106,8 +106,7 @@ struct JobCount
     bool orMore = false; ///< there are more, which were not counted
 };
 
-/// @param most  jobs that are counted where there are conditions, and a tenth of them where other tables have
-/// to be asked about each; all jobs of a site are counted in any case
+/// @param most  jobs that are counted, and a tenth of them where other tables have to be asked about each
 Result<JobCount> countJobs(Database& database, const JobPlan& plan, int most);
 
 /// A job that was handed to the robot, and whose newest request did not arrive as far as can be seen.

@@ -86,7 +86,7 @@ public:
     [[nodiscard]] JobReadFailure read(const std::optional<QVariantList>& after,
                                       const std::optional<QVariantList>& last, int limit,
                                       std::vector<ListedJob>& jobs) const;
-    /// How many jobs there are, up to a bound where something is sought. orMore: there are more than that.
+    /// How many jobs there are, up to a bound. orMore: there are more than that.
     [[nodiscard]] JobReadFailure count(qint64& jobs, bool& orMore) const;
     /// Jobs whose newest request to the robot failed and that nobody has dealt with, newest first.
     [[nodiscard]] static JobReadFailure failedRequests(int limit, std::vector<ListedJob>& jobs);

@@ -1033,6 +1033,10 @@
         </translation>
     </message>
     <message>
+        <source>More than %1 source files</source>
+        <translation>超过 %1 个原始文件</translation>
+    </message>
+    <message>
         <source>%1 is no longer in the database</source>
         <translation>%1 已不在数据库中</translation>
     </message>

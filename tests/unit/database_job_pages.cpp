@@ -221,7 +221,7 @@ void DatabaseJobPagesTest::pagesHoldWhatIsSought()
     for (Database* database : engines()) {
         for (const Order order : allOrders) {
             for (const bool descending : {false, true}) {
-                for (const int few : {-1, 5000}) {
+                for (const int few : {-1, 30'000}) {
                     const auto plan = planJobs(*database, search, order, descending, few);
                     QVERIFY2(plan.ok(), qPrintable(plan.message()));
                     const QStringList wanted = expected(m_known, plan.value());
@@ -309,7 +309,10 @@ void DatabaseJobPagesTest::countsEndWhereTold()
     QVERIFY(countJobs(*m_sqlite, plan.value(), 10)->orMore);
     QVERIFY(!countJobs(*m_sqlite, plan.value(), jobCount)->orMore);
     const auto everything = planJobs(*m_sqlite, {}, Order::Time, true);
-    QCOMPARE(countJobs(*m_sqlite, everything.value(), 10)->jobs, qint64(jobCount));
+    QCOMPARE(countJobs(*m_sqlite, everything.value(), 10)->jobs, qint64(10));
+    QVERIFY(countJobs(*m_sqlite, everything.value(), 10)->orMore);
+    QCOMPARE(countJobs(*m_sqlite, everything.value(), jobCount)->jobs, qint64(jobCount));
+    QVERIFY(!countJobs(*m_sqlite, everything.value(), jobCount)->orMore);
 }
 
 void DatabaseJobPagesTest::addRequest(Database& database, const QString& flow, RobotOutcome outcome,
@@ -421,7 +424,7 @@ void DatabaseJobPagesTest::indexLeads_data()
         "SEARCH o USING INDEX orig_file_company_code|SEARCH o USING INTEGER PRIMARY KEY");
     row("company by name", company, Order::GeneratedName, -1,
         "SEARCH f USING INDEX sqlite_autoindex_job_flow_2");
-    row("few of a company", company, Order::JobName, 5000, "SEARCH o USING INDEX orig_file_company_code");
+    row("few of a company", company, Order::JobName, 30'000, "SEARCH o USING INDEX orig_file_company_code");
     row("many of a company", company, Order::JobName, -1, "f USING INDEX job_flow_job_name");
     const auto waiting = [](JobSearch& s) {
         s.state = {{0, 0}};
@@ -430,8 +433,8 @@ void DatabaseJobPagesTest::indexLeads_data()
     row("waiting", waiting, Order::Time, -1, "SEARCH f USING INDEX job_flow_state (state=? AND sub_state=?");
     row("waiting by name", waiting, Order::GeneratedName, -1, "f USING INDEX sqlite_autoindex_job_flow_2");
     const auto name = [](JobSearch& s) { s.generatedName = QStringLiteral("HX00"); };
-    row("generated name", name, Order::Time, 5000,
-        "SEARCH f USING INDEX sqlite_autoindex_job_flow_2 (ko_serial_name>? AND ko_serial_name<?)");
+    row("generated name", name, Order::Time, 30'000,
+        "SEARCH f USING COVERING INDEX sqlite_autoindex_job_flow_2 (ko_serial_name>? AND ko_serial_name<?)");
     const auto job = [](JobSearch& s) { s.jobName = QStringLiteral("board_1"); };
     row("name", job, Order::JobName, -1, "SEARCH f USING INDEX job_flow_job_name (job_name_start");
     const auto time = [](JobSearch& s) { s.from = QStringLiteral("2026-01-01T09:00:00.000Z"); };
@@ -464,6 +467,10 @@ void DatabaseJobPagesTest::indexLeads()
                                 return true;
                             })
                     .ok());
+        // What is sorted is sorted within the statement.
+        if (plan->sorted && (told.value(0) == QStringLiteral("CO-ROUTINE page") ||
+                             told.value(0) == QStringLiteral("MATERIALIZE page")))
+            told.removeFirst();
         const QString text = told.join(QStringLiteral("; "));
         const QStringList choices = index.split(QLatin1Char('|'));
         const bool leads = std::any_of(choices.begin(), choices.end(),
@@ -538,6 +545,17 @@ void DatabaseJobPagesTest::serverReadsLittle()
             const bool passesOver = number == 1 && (order == Order::State || order == Order::Batch);
             QVERIFY2(read > 0 && (passesOver || read < jobs / 8), qPrintable(what));
         }
+    }
+    // The newest half are another company's: what is sought is not looked for among them.
+    JobSearch old;
+    old.generatedName = QStringLiteral("B");
+    for (const bool descending : {true, false}) {
+        const auto plan = planJobs(database, old, Order::Time, descending, 0);
+        QCOMPARE(plan->sorted, descending);
+        const auto page = readJobs(database, plan.value(), {}, {}, 50);
+        QCOMPARE(page->size(), size_t{50});
+        QCOMPARE(page->front().jobId, descending ? jobs / 2 : 1);
+        QCOMPARE(page->back().jobId, descending ? jobs / 2 - 49 : 50);
     }
 }
 
