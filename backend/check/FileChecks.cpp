@@ -75,6 +75,8 @@ FindingKind kindOf(StoreFlaw::Kind kind)
         return FindingKind::NotAFile;
     case StoreFlaw::Kind::DataWithoutSum:
         return FindingKind::SumMissing;
+    case StoreFlaw::Kind::SumFileDiffers:
+        return FindingKind::SumStale;
     case StoreFlaw::Kind::SumWithoutData:
         return FindingKind::DataMissing;
     case StoreFlaw::Kind::LeftoverTemp:

@@ -69,6 +69,11 @@ std::vector<FindingRule> makeRules()
         {Kind::SumMissing, "sum-missing", Weight::Leftover, mendable,
          "content without length and SHA-256: an interrupted store, or, with a job, a lost sum file",
          "zav_admin check --repair sum-missing"},
+        {Kind::SumStale, "sum-stale", Weight::Leftover, mendable,
+         "the sum file of a stored file is missing or not the newest, as a crash may leave it; the file has "
+         "its "
+         "sum, a copy of the folder without extended attributes would not",
+         "zav_admin check --repair sum-stale"},
         {Kind::DataMissing, "data-missing", Weight::Leftover, mendable,
          "length and SHA-256 without content: an interrupted store or removal, or, with a job, a lost file",
          "zav_admin check --repair data-missing"},

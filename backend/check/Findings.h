@@ -33,6 +33,7 @@ enum class FindingKind {
     NotAFile,
     SumDamaged,
     SumMissing,
+    SumStale,
     DataMissing,
     ChunkMissing,
     ChunkSurplus,

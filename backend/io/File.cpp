@@ -115,6 +115,15 @@ Result<File> File::openForReadingIn(const Folder& folder, const std::string& rel
     return acceptRegular({descriptor, joinPath(folder.path(), relativePath)});
 }
 
+Result<File> File::create(const std::string& path)
+{
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+    File file(::open(path.c_str(), flags, S_IRUSR | S_IWUSR), path);
+    if (!file.isOpen())
+        return systemFailure(errno, QStringLiteral("make"), path);
+    return file;
+}
+
 Result<FileInfo> File::info() const
 {
     return fileInfoAt(m_descriptor, {}, m_path);

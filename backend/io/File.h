@@ -35,6 +35,9 @@ public:
     /// several parts.
     static Result<File> openForReadingIn(const Folder& folder, const std::string& relativePath);
 
+    /// Makes a new file for this user alone (0600), open for writing; AlreadyExists where the name is taken.
+    static Result<File> create(const std::string& path);
+
     [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
     [[nodiscard]] int descriptor() const { return m_descriptor; }
     [[nodiscard]] const std::string& path() const { return m_path; }

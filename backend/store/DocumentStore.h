@@ -53,6 +53,7 @@ struct StoreFlaw
         WrongLength,       ///< the content has another length than it should have
         NotRegular,        ///< a folder, a link, a device in the place of a content
         DataWithoutSum,    ///< content that nothing is known of
+        SumFileDiffers,    ///< a local store's content carries a sum that its sum file does not say
         SumWithoutData,    ///< knowledge of a content that is not there
         LeftoverTemp,      ///< a temporary file of an interrupted program
         ChunksMissing,     ///< GridFS: the file has fewer chunks than its length asks for
@@ -169,8 +170,8 @@ public:
 
     /// Mends a flaw that a survey has found, as long as that is still there: removes a leftover
     /// (SumWithoutData, LeftoverTemp, ChunksWithoutFile), moves content that nothing is known of to the
-    /// quarantine (DataWithoutSum), makes an index (IndexMissing). All others are InvalidArgument: they are
-    /// damage.
+    /// quarantine (DataWithoutSum), writes a sum file (SumFileDiffers), makes an index (IndexMissing). All
+    /// others are InvalidArgument: they are damage.
     Status removeFlaw(const StoreLocation& location, const StoreFlaw& flaw);
 
     /// Asks the engine for its version and how fast it answers.

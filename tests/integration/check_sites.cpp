@@ -31,7 +31,10 @@
 #include <QSqlQuery>
 #include <QTest>
 
+#include <sys/xattr.h>
+
 #include <atomic>
+#include <cerrno>
 #include <iterator>
 #include <memory>
 #include <thread>
@@ -239,6 +242,14 @@ public:
         return inStore(text("sums/") + job(number) + text(".tgz"));
     }
 
+    /// Takes away the sum that the stored content carries, as a copy without attributes does.
+    void detachSum(int number) const
+    {
+        const QByteArray path = QFile::encodeName(dataOf(number));
+        QVERIFY(::removexattr(path.constData(), "user.kozav.sum") == 0 || errno == ENODATA ||
+                errno == EOPNOTSUPP);
+    }
+
 private:
     FreshSite m_site;
     AdminSession m_source;
@@ -422,10 +433,19 @@ const Damage damages[] = {
     {"file cut off", "file-length", [](CheckedSite& site) { QVERIFY(QFile::resize(site.dataOf(2), 17)); },
      restoreSecond, 2, false, false, Where::Local},
     {"sum overwritten", "sum-damaged",
-     [](CheckedSite& site) { CheckedSite::write(site.sumOf(2), "no sum\n"); }, restoreSecond, 2, false, false,
-     Where::Local},
-    {"sum of a job lost", "sum-missing", [](CheckedSite& site) { QVERIFY(QFile::remove(site.sumOf(2))); },
+     [](CheckedSite& site) {
+         site.detachSum(2);
+         CheckedSite::write(site.sumOf(2), "no sum\n");
+     },
      restoreSecond, 2, false, false, Where::Local},
+    {"sum of a job lost", "sum-missing",
+     [](CheckedSite& site) {
+         site.detachSum(2);
+         QVERIFY(QFile::remove(site.sumOf(2)));
+     },
+     restoreSecond, 2, false, false, Where::Local},
+    {"sum file of a job lost", "sum-stale", [](CheckedSite& site) { QVERIFY(QFile::remove(site.sumOf(2))); },
+     nullptr, 0, false, false, Where::Local},
     {"content of a job lost", "data-missing",
      [](CheckedSite& site) { QVERIFY(QFile::remove(site.dataOf(2))); }, restoreSecond, 2, false, false,
      Where::Local},

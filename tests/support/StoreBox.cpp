@@ -4,6 +4,10 @@
 
 #include <QFile>
 
+#include <sys/xattr.h>
+
+#include <cerrno>
+
 namespace KOZAV::Test {
 
 using namespace Backend;
@@ -22,7 +26,15 @@ std::string locationPath(const std::string& root)
     return root + '/' + testLocation().database + '/' + testLocation().fileStore;
 }
 
+constexpr const char* sumAttribute = "user.kozav.sum"; // docs/store-layout.md
+
 } // namespace
+
+void detachSum(const std::string& path)
+{
+    if (::removexattr(path.c_str(), sumAttribute) != 0 && errno != ENODATA && errno != EOPNOTSUPP)
+        qFatal("the sum of %s cannot be taken away", path.c_str());
+}
 
 const StoreLocation& testLocation()
 {
@@ -81,6 +93,13 @@ std::string StoreBox::sum(const std::string& name) const
 std::string StoreBox::temps() const
 {
     return locationPath(root()) + "/tmp";
+}
+
+bool StoreBox::setAttached(const std::string& name, const QByteArray& text) const
+{
+    detachSum(data(name));
+    return text.isEmpty() || ::setxattr(data(name).c_str(), sumAttribute, text.constData(),
+                                        static_cast<size_t>(text.size()), 0) == 0;
 }
 
 Result<StoredFile> StoreBox::put(const std::string& name, const QByteArray& content)

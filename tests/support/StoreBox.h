@@ -24,6 +24,9 @@ public:
     [[nodiscard]] std::string data(const std::string& name) const;
     [[nodiscard]] std::string sum(const std::string& name) const;
     [[nodiscard]] std::string temps() const;
+    /// Gives the stored content of a name another sum than it carries; an empty text takes the one it carries
+    /// away. False where the file system keeps no attributes.
+    bool setAttached(const std::string& name, const QByteArray& text) const;
 
     /// Writes content to a file beside the store and puts that.
     Backend::Result<Backend::StoredFile> put(const std::string& name, const QByteArray& content);
@@ -43,6 +46,9 @@ void markRoot(const std::string& root);
 
 /// Opens the local store in root; ends the test program where that fails.
 std::unique_ptr<Backend::DocumentStore> openLocalStore(const std::string& root);
+
+/// Takes away the sum that the content at path carries, as a copy without attributes does.
+void detachSum(const std::string& path);
 
 /// Role of another process: "--store put|adopt|get <root> <name> <path>", "--store
 /// quarantine|restore|purge|mark <root> <name>".

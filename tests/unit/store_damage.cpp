@@ -40,6 +40,9 @@ private Q_SLOTS:
     void isNeverHandedOut_data();
     void isNeverHandedOut();
     void dataWithoutSumIsNotStored();
+    void sumFileMeansNothingBesideACarriedSum_data();
+    void sumFileMeansNothingBesideACarriedSum();
+    void copyWithoutAttributesIsWhole();
     void sumWithoutDataIsNotStored();
     void oldLeftoversAreSwept();
 };
@@ -48,30 +51,41 @@ void StoreDamageTest::isNeverHandedOut_data()
 {
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QByteArray>("sum");
+    QTest::addColumn<bool>("isCarried");
     const QByteArray kept; // null: stays as it is
     const QByteArray zeros(64, '0');
-    QTest::newRow("flipped bit") << flipped(content) << kept;
-    QTest::newRow("truncated") << content.left(content.size() - 1) << kept;
-    QTest::newRow("emptied") << QByteArray("") << kept;
-    QTest::newRow("grown") << content + "x" << kept;
-    QTest::newRow("empty sum") << kept << QByteArray("");
-    QTest::newRow("sum of other content") << kept << zeros + " 300000 2026-01-02T03:04:05.678Z\n";
-    QTest::newRow("sum of another length") << kept << zeros + " 300001 2026-01-02T03:04:05.678Z\n";
-    QTest::newRow("sum without end") << kept << zeros + " 300000 2026-01-02T03:04:05.678Z";
-    QTest::newRow("sum without date") << kept << zeros + " 300000 yesterday\n";
-    QTest::newRow("sum with a sign") << kept << zeros + " +300000 2026-01-02T03:04:05.678Z\n";
-    QTest::newRow("overlong sum") << kept << QByteArray(100000, 'a');
+    QTest::newRow("flipped bit") << flipped(content) << kept << true;
+    QTest::newRow("truncated") << content.left(content.size() - 1) << kept << true;
+    QTest::newRow("emptied") << QByteArray("") << kept << true;
+    QTest::newRow("grown") << content + "x" << kept << true;
+    const std::pair<const char*, QByteArray> sums[] = {
+        {"sum of blanks", " "},
+        {"sum of other content", zeros + " 300000 2026-01-02T03:04:05.678Z\n"},
+        {"sum of another length", zeros + " 300001 2026-01-02T03:04:05.678Z\n"},
+        {"sum without end", zeros + " 300000 2026-01-02T03:04:05.678Z"},
+        {"sum without date", zeros + " 300000 yesterday\n"},
+        {"sum with a sign", zeros + " +300000 2026-01-02T03:04:05.678Z\n"},
+        {"overlong sum", QByteArray(1000, 'a')},
+    };
+    for (const auto& [what, sum] : sums) {
+        QTest::addRow("%s, carried", what) << kept << sum << true;
+        QTest::addRow("%s, beside", what) << kept << sum << false;
+    }
+    QTest::newRow("empty sum file") << kept << QByteArray("") << false;
 }
 
 void StoreDamageTest::isNeverHandedOut()
 {
     QFETCH(const QByteArray, data);
     QFETCH(const QByteArray, sum);
+    QFETCH(const bool, isCarried);
     StoreBox box;
     QVERIFY(box.put("job.zip", content).ok());
     if (!data.isNull())
         writeFile(box.data("job.zip"), data);
-    if (!sum.isNull())
+    if (!sum.isNull() && !box.setAttached("job.zip", isCarried ? sum : QByteArray()))
+        QSKIP("this file system keeps no attributes");
+    if (!sum.isNull() && !isCarried)
         writeFile(box.sum("job.zip"), sum);
     writeFile(box.beside("target"), "what was there before");
 
@@ -94,12 +108,72 @@ void StoreDamageTest::dataWithoutSumIsNotStored()
     StoreBox box;
     QVERIFY(box.put("job.zip", content).ok());
     QCOMPARE(::unlink(box.sum("job.zip").c_str()), 0);
+    box.setAttached("job.zip", {});
     QCOMPARE(box.store().find(testLocation(), "job.zip").code(), ErrorCode::NotFound);
     QCOMPARE(box.store().get(testLocation(), "job.zip", box.beside("target")).code(), ErrorCode::NotFound);
     QCOMPARE(box.store().remove(testLocation(), "job.zip").code(), ErrorCode::NotFound);
     QVERIFY(box.store().list(testLocation())->empty());
     QVERIFY(box.put("job.zip", "other content").ok());
     QCOMPARE(box.get("job.zip"), QByteArray("other content"));
+}
+
+void StoreDamageTest::sumFileMeansNothingBesideACarriedSum_data()
+{
+    QTest::addColumn<QByteArray>("sum");
+    QTest::newRow("missing") << QByteArray();
+    QTest::newRow("empty") << QByteArray("");
+    QTest::newRow("torn") << QByteArray(30, 'a');
+    QTest::newRow("of another content") << QByteArray(64, '0') + " 5 2026-01-02T03:04:05.678Z\n";
+}
+
+/// As a crash may leave it: the file is stored and whole, and a survey brings the sum file back.
+void StoreDamageTest::sumFileMeansNothingBesideACarriedSum()
+{
+    QFETCH(const QByteArray, sum);
+    StoreBox box;
+    const auto stored = box.put("job.zip", content);
+    const QByteArray line = readFile(box.sum("job.zip"));
+    if (!box.setAttached("job.zip", line))
+        QSKIP("this file system keeps no attributes");
+    QCOMPARE(::unlink(box.sum("job.zip").c_str()), 0);
+    if (!sum.isNull())
+        writeFile(box.sum("job.zip"), sum);
+
+    QCOMPARE(box.store().find(testLocation(), "job.zip")->sha256, stored->sha256);
+    QCOMPARE(box.store().list(testLocation())->front().storedAt, stored->storedAt);
+    QCOMPARE(box.get("job.zip"), content);
+    QVERIFY(box.put("job.zip", content).ok());
+    QCOMPARE(box.put("job.zip", "other").code(), ErrorCode::AlreadyExists);
+    const auto flaws = box.store().survey(testLocation());
+    QCOMPARE(flaws->size(), size_t(1));
+    QCOMPARE(flaws->front().kind, StoreFlaw::Kind::SumFileDiffers);
+    QVERIFY(box.store().removeFlaw(testLocation(), flaws->front()).ok());
+    QCOMPARE(readFile(box.sum("job.zip")), line);
+    QVERIFY(box.store().survey(testLocation())->empty());
+
+    // The quarantine takes what the content carries, not what lies beside.
+    writeFile(box.sum("job.zip"), sum);
+    QVERIFY(box.store().quarantine(testLocation(), "job.zip").ok());
+    QCOMPARE(box.store().listQuarantine(testLocation())->front().file.sha256, stored->sha256);
+    QVERIFY(box.store().restoreQuarantined(testLocation(), "job.zip").ok());
+    QCOMPARE(readFile(box.sum("job.zip")), line);
+    QCOMPARE(box.get("job.zip"), content);
+}
+
+void StoreDamageTest::copyWithoutAttributesIsWhole()
+{
+    StoreBox box;
+    const auto stored = box.put("job.zip", content);
+    QVERIFY(stored.ok());
+    detachSum(box.data("job.zip"));
+    QCOMPARE(box.store().find(testLocation(), "job.zip")->sha256, stored->sha256);
+    QCOMPARE(box.get("job.zip"), content);
+    QVERIFY(box.store().survey(testLocation())->empty());
+    QVERIFY(box.store().quarantine(testLocation(), "job.zip").ok());
+    QVERIFY(box.store().restoreQuarantined(testLocation(), "job.zip").ok());
+    QCOMPARE(box.get("job.zip"), content);
+    QVERIFY(box.store().remove(testLocation(), "job.zip").ok());
+    QVERIFY(box.store().survey(testLocation())->empty());
 }
 
 void StoreDamageTest::sumWithoutDataIsNotStored()

@@ -29,6 +29,13 @@ QStringList role(const StoreBox& box, const QString& verb, const std::string& pa
             marks ? QStringLiteral("job-zip") : QStringLiteral("job.zip"), QString::fromStdString(path)};
 }
 
+/// The same on a file system that keeps no attributes.
+QStringList withoutAttributes(QStringList tool)
+{
+    tool[5] += QStringLiteral(",fsetxattr"); // what is traced
+    return tool << QStringLiteral("-e") << QStringLiteral("inject=fsetxattr:error=EOPNOTSUPP");
+}
+
 constexpr int mostSteps = 60;
 
 // Where a move has to have left its file.
@@ -102,6 +109,8 @@ private Q_SLOTS:
     void byAFailedCallIsToldAndUndone();
     void byAKillLosesNothing_data();
     void byAKillLosesNothing();
+    void flushesOnlyWhatIsNeeded_data();
+    void flushesOnlyWhatIsNeeded();
     void ofAMoveByAFailedCall_data();
     void ofAMoveByAFailedCall();
     void ofAMoveByAKill_data();
@@ -125,19 +134,23 @@ void StoreInterruptionTest::byAFailedCallIsToldAndUndone_data()
     QTest::addColumn<QString>("error");
     QTest::addColumn<ErrorCode>("code");
     QTest::addColumn<int>("leastCalls");
+    QTest::addColumn<bool>("attributes");
     for (const QString& verb : {QStringLiteral("put"), QStringLiteral("adopt")}) {
-        const auto row = [&verb](const char* what) -> QTestData& {
-            return QTest::newRow(qPrintable(verb + QLatin1Char(' ') + QLatin1String(what))) << verb;
+        const auto row = [&verb](const char* what, const char* calls, const char* error, ErrorCode code,
+                                 int leastCalls, bool attributes = true) {
+            QTest::newRow(qPrintable(verb + QLatin1Char(' ') + QLatin1String(what)))
+                << verb << QString::fromLatin1(calls) << QString::fromLatin1(error) << code << leastCalls
+                << attributes;
         };
-        // Folders made, data, sum, and the two folders that hold them.
-        row("fsync") << QStringLiteral("fsync") << QStringLiteral("EIO") << ErrorCode::Io << 9;
-        row("naming the sum") << QStringLiteral("rename") << QStringLiteral("EIO") << ErrorCode::Io << 1;
-        row("naming the data") << QStringLiteral("renameat2") << QStringLiteral("EIO") << ErrorCode::Io << 1;
-        row("mkdir") << QStringLiteral("mkdir") << QStringLiteral("EACCES") << ErrorCode::NotPermitted << 5;
-        row("flock") << QStringLiteral("flock") << QStringLiteral("ENOLCK") << ErrorCode::Io << 1;
+        // Folders made, data, and the folder that holds it; or sum and its folder as well.
+        row("fsync", "fsync", "EIO", ErrorCode::Io, 7);
+        row("fsync without attributes", "fsync", "EIO", ErrorCode::Io, 9, false);
+        row("naming the sum", "rename", "EIO", ErrorCode::Io, 1, false);
+        row("naming the data", "renameat2", "EIO", ErrorCode::Io, 1);
+        row("naming the data without attributes", "renameat2", "EIO", ErrorCode::Io, 1, false);
+        row("mkdir", "mkdir", "EACCES", ErrorCode::NotPermitted, 5);
+        row("flock", "flock", "ENOLCK", ErrorCode::Io, 1);
     }
-    QTest::newRow("put chmod") << QStringLiteral("put") << QStringLiteral("fchmod") << QStringLiteral("EPERM")
-                               << ErrorCode::NotPermitted << 4;
 }
 
 void StoreInterruptionTest::byAFailedCallIsToldAndUndone()
@@ -147,12 +160,14 @@ void StoreInterruptionTest::byAFailedCallIsToldAndUndone()
     QFETCH(const QString, error);
     QFETCH(const ErrorCode, code);
     QFETCH(const int, leastCalls);
+    QFETCH(const bool, attributes);
     int number = 1;
     for (; number < mostSteps; ++number) {
         StoreBox box;
         writeFile(box.beside("source"), content);
-        const ProgramEnd end = runRole(fault(calls, QStringLiteral("error=") + error, number),
-                                       role(box, verb, box.beside("source")));
+        const QStringList tool = fault(calls, QStringLiteral("error=") + error, number);
+        const ProgramEnd end =
+            runRole(attributes ? tool : withoutAttributes(tool), role(box, verb, box.beside("source")));
         if (end.exitCode == 0)
             break;
         QCOMPARE(reportedCode(end.output), code);
@@ -173,17 +188,21 @@ void StoreInterruptionTest::byAKillLosesNothing_data()
     QTest::addColumn<QString>("verb");
     QTest::addColumn<QString>("call");
     QTest::addColumn<int>("leastCalls");
+    QTest::addColumn<bool>("attributes");
     for (const char* verb : {"put", "adopt"}) {
-        const auto row = [verb](const char* call, int leastCalls) {
-            QTest::addRow("%s at %s", verb, call)
-                << QString::fromLatin1(verb) << QString::fromLatin1(call) << leastCalls;
+        const auto row = [verb](const char* call, int leastCalls, bool attributes = true) {
+            QTest::addRow("%s at %s%s", verb, call, attributes ? "" : " without attributes")
+                << QString::fromLatin1(verb) << QString::fromLatin1(call) << leastCalls << attributes;
         };
         row("mkdir", 5);
-        row("fsync", 9);
+        row("fsync", 7);
+        row("fsync", 9, false);
         row("flock", 1);
-        row("fchmod", 2);
-        row("rename", 1);
+        row("fsetxattr", 1);
+        row("openat", 1);
+        row("rename", 1, false);
         row("renameat2", 1);
+        row("renameat2", 1, false);
     }
 }
 
@@ -192,12 +211,16 @@ void StoreInterruptionTest::byAKillLosesNothing()
     QFETCH(const QString, verb);
     QFETCH(const QString, call);
     QFETCH(const int, leastCalls);
+    QFETCH(const bool, attributes);
     int number = 1;
     for (; number < mostSteps; ++number) {
         StoreBox box;
         writeFile(box.beside("source"), content);
-        const ProgramEnd end = runRole(fault(call, QStringLiteral("signal=KILL"), number),
-                                       role(box, verb, box.beside("source")));
+        QStringList tool = fault(call, QStringLiteral("signal=KILL"), number);
+        if (call == QLatin1String("openat")) // the program's start opens as well
+            tool << QStringLiteral("-P") << QString::fromStdString(box.sum("job.zip"));
+        const ProgramEnd end =
+            runRole(attributes ? tool : withoutAttributes(tool), role(box, verb, box.beside("source")));
         box.reopen();
         const auto found = box.store().find(testLocation(), "job.zip");
         QVERIFY2(found.ok() || found.code() == ErrorCode::NotFound, qPrintable(found.message()));
@@ -216,6 +239,36 @@ void StoreInterruptionTest::byAKillLosesNothing()
     }
     QVERIFY2(number > leastCalls, qPrintable(QString::number(number)));
     QVERIFY(number < mostSteps);
+}
+
+void StoreInterruptionTest::flushesOnlyWhatIsNeeded_data()
+{
+    QTest::addColumn<bool>("attributes");
+    QTest::addColumn<int>("flushes");
+    for (const char* verb : {"put", "adopt"}) {
+        QTest::newRow(verb) << true << 2; // the data with its sum, and the folder that names it
+        QTest::addRow("%s without attributes", verb) << false << 4;
+    }
+    QTest::newRow("get") << true << 2;
+}
+
+void StoreInterruptionTest::flushesOnlyWhatIsNeeded()
+{
+    QFETCH(const bool, attributes);
+    QFETCH(const int, flushes);
+    StoreBox box;
+    const QString verb = QString::fromLatin1(QTest::currentDataTag()).section(QLatin1Char(' '), 0, 0);
+    const std::string stored = verb == QLatin1String("get") ? "job.zip" : "other.zip";
+    QVERIFY(box.put(stored, content).ok());
+    if (attributes && !box.setAttached(stored, readFile(box.sum(stored))))
+        QSKIP("this file system keeps no attributes");
+    writeFile(box.beside("source"), content);
+    QStringList tool = fault(QStringLiteral("fsync"), QStringLiteral("error=EIO"), mostSteps);
+    tool[3] = QString::fromStdString(box.beside("calls"));
+    const ProgramEnd end =
+        runRole(attributes ? tool : withoutAttributes(tool), role(box, verb, box.beside("source")));
+    QCOMPARE(end.exitCode, 0);
+    QCOMPARE(readFile(box.beside("calls")).count("fsync("), flushes);
 }
 
 void StoreInterruptionTest::ofAMoveByAFailedCall_data()

@@ -3,10 +3,9 @@
 #include "backend/io/FileCopy.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
-#include "backend/io/SystemError.h"
-#include "backend/io/TempFile.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
+#include "backend/store/local/LocalIntake.h"
 #include "backend/store/local/LocalQuarantine.h"
 #include "backend/store/local/LocalSurvey.h"
 
@@ -17,94 +16,6 @@
 namespace KOZAV::Backend {
 
 namespace {
-
-using Addition = LocalStoreFolder::Addition;
-
-/// A file for the copy of the source, if there is room for it.
-Result<TempFile> tempFileFor(const File& source, const LocalStoreFolder& folder, const std::string& name)
-{
-    const auto info = source.info();
-    if (!info.ok())
-        return info.status();
-    if (const auto roomy = requireFreeSpace(folder.tempFolder(), info->length); !roomy.ok())
-        return roomy;
-    return TempFile::createIn(folder.tempFolder(), folder.dataPath(name));
-}
-
-Result<Addition> addCopy(const LocalStoreFolder& folder, const std::string& name, File& source)
-{
-    auto temp = tempFileFor(source, folder, name);
-    if (!temp.ok())
-        return temp.status();
-    const auto digest = copyFile(source, temp->file());
-    if (!digest.ok())
-        return digest.status();
-    if (const auto completed = temp->complete(digest->length); !completed.ok())
-        return completed;
-    LocalStoreFolder::DataMove move;
-    move.enter = [&temp](const std::string&) { return temp->rename(ExistingTarget::Keep); };
-    move.undo = [](const std::string& dataPath) { (void)removeFile(dataPath); };
-    return folder.add(name, digest.value(), move);
-}
-
-/// Stores a copy of the file; reads it only to compare where the name is taken already.
-Result<Addition> addFile(const LocalStoreFolder& folder, const std::string& name,
-                         const std::string& sourcePath)
-{
-    auto source = File::openForReading(sourcePath);
-    if (!source.ok())
-        return source.status();
-    const auto existing = folder.stored(name);
-    if (!existing.ok())
-        return existing.status();
-    if (!existing.value())
-        return addCopy(folder, name, source.value());
-    const auto digest = digestFile(source.value());
-    if (!digest.ok())
-        return digest.status();
-    return folder.acceptSame(*existing.value(), digest.value());
-}
-
-/// Whether nobody else can reach or change the file once its name lies in the store.
-bool canMove(const FileInfo& info)
-{
-    return info.kind == FileKind::Regular && info.links == 1 && info.isOwn();
-}
-
-/// Renames the source into the store, if what has its name still is the file that was hashed.
-Status moveHashed(const File& source, const std::string& dataPath)
-{
-    const auto hashed = source.info();
-    if (!hashed.ok())
-        return hashed.status();
-    if (auto moved = renameFile(source.path(), dataPath, ExistingTarget::Keep); !moved.ok())
-        return moved;
-    const auto entered = fileInfo(dataPath);
-    if (entered.ok() && entered->isSameFile(hashed.value()) && entered->modifiedNs == hashed->modifiedNs)
-        return {};
-    (void)renameFile(dataPath, source.path(), ExistingTarget::Keep);
-    return Status::changedWhileRead(
-        QStringLiteral("cannot store %1: it was changed meanwhile").arg(displayPath(source.path())));
-}
-
-Result<Addition> addByMoving(const LocalStoreFolder& folder, const std::string& name,
-                             const std::string& sourcePath)
-{
-    auto source = File::openForReading(sourcePath);
-    if (!source.ok())
-        return source.status();
-    const auto digest = digestFile(source.value());
-    if (!digest.ok())
-        return digest.status();
-    if (const auto synced = source->sync(); !synced.ok())
-        return synced;
-    LocalStoreFolder::DataMove move;
-    move.enter = [&](const std::string& dataPath) { return moveHashed(source.value(), dataPath); };
-    move.undo = [&](const std::string& dataPath) {
-        (void)renameFile(dataPath, sourcePath, ExistingTarget::Keep);
-    };
-    return folder.add(name, digest.value(), move);
-}
 
 /// Copies the data of a stored file to localPath, which gets the content as a whole or stays as it is.
 Status copyOut(const LocalStoreFolder& folder, const std::string& dataPath, const StoredFile& file,
@@ -155,7 +66,7 @@ Result<StoredFile> LocalDocumentStore::putFile(const StoreLocation& location, co
     const auto folder = preparedFolder(location);
     if (!folder.ok())
         return folder.status();
-    const auto added = addFile(folder.value(), name, localPath);
+    const auto added = LocalIntake(folder.value(), name).copyIn(localPath);
     return added.ok() ? Result(added->file) : added.status();
 }
 
@@ -165,16 +76,14 @@ Result<StoredFile> LocalDocumentStore::adoptFile(const StoreLocation& location, 
     const auto folder = preparedFolder(location);
     if (!folder.ok())
         return folder.status();
-    const auto info = fileInfo(localPath);
-    if (!info.ok())
-        return info.status();
-    if (!canMove(info.value()) || !canRenameInto(localPath, folder->tempFolder()))
+    const LocalIntake intake(folder.value(), name);
+    auto moved = intake.moveIn(localPath);
+    if (!moved.ok())
+        return moved.status();
+    if (!moved.value())
         return DocumentStore::adoptFile(location, name, localPath, use);
-    const auto added = addByMoving(folder.value(), name, localPath);
-    if (!added.ok())
-        return added.status();
-    const auto removed = added->isNew ? Status() : removeFile(localPath);
-    return removed.ok() ? Result(added->file) : removed;
+    const auto removed = moved.value()->isNew ? Status() : removeFile(localPath);
+    return removed.ok() ? Result(moved.value()->file) : removed;
 }
 
 Status LocalDocumentStore::getFile(const StoreLocation& location, const std::string& name,
@@ -333,9 +242,11 @@ Result<LocalStoreFolder> LocalDocumentStore::preparedFolder(const StoreLocation&
 {
     std::call_once(m_swept, [this] { removeLeftovers(); });
     LocalStoreFolder folder(m_root, location);
-    if (auto ours = requireSite(folder); !ours.ok())
-        return ours;
-    const auto prepared = folder.prepare();
+    if (folder.isPrepared())
+        return folder;
+    auto prepared = requireSite(folder);
+    if (prepared.ok())
+        prepared = folder.prepare();
     return prepared.ok() ? Result(std::move(folder)) : prepared;
 }
 

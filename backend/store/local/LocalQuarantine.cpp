@@ -1,8 +1,8 @@
-// A file in quarantine is its data and a note, in two folders, as a stored file is its data and its sum; the
-// note holds the sum. The data is there once, so the one rename that moves it is the moment at which the file
-// changes from stored to quarantined, or back. What the file needs on the other side is on the disk before
-// that, and what it leaves behind is removed after: an interruption leaves a sum or a note without data,
-// which mean nothing. A failure takes the rename back.
+// A file in quarantine is its data and a note, in two folders, as a stored file is its data and its sum file;
+// the note holds the sum, which the data may carry as well: then that counts. The data is there once, so the
+// one rename that moves it is the moment at which the file changes from stored to quarantined, or back. What
+// the file needs on the other side is on the disk before that, and what it leaves behind is removed after: an
+// interruption leaves a sum or a note without data, which mean nothing. A failure takes the rename back.
 
 #include "backend/store/local/LocalQuarantine.h"
 
@@ -21,13 +21,13 @@ namespace {
 /// In the place of a sum that is too long to be one: it cannot be understood either.
 const std::string unreadableSum = "?\n";
 
-/// The sum file of a name; empty where there is none.
+/// What is known of a stored name; empty where nothing is.
 Result<std::string> sumText(const LocalStoreFolder& folder, const std::string& name)
 {
-    auto sum = readSmallFile(folder.sumPath(name), longestSumLine);
-    if (sum.code() == ErrorCode::NotFound)
-        return std::string();
-    return sum.code() == ErrorCode::Corrupt ? Result(unreadableSum) : sum;
+    const auto sum = knownSum(folder.dataPath(name), folder.sumPath(name));
+    if (sum.ok())
+        return sum.value().value_or(std::string());
+    return sum.code() == ErrorCode::Corrupt ? Result(unreadableSum) : sum.status();
 }
 
 /// Takes away the sum or note of data that is elsewhere; where that fails it stays and means nothing.
@@ -86,9 +86,10 @@ Status LocalQuarantine::takeUnknown(const std::string& name) const
     const auto locked = m_folder.lock();
     if (!locked.ok())
         return locked.status();
-    const bool unknown = fileInfo(m_folder.dataPath(name)).ok() &&
-                         fileInfo(m_folder.sumPath(name)).code() == ErrorCode::NotFound;
-    return unknown ? takeLocked(name) : Status();
+    const auto sum = sumText(m_folder, name);
+    if (!sum.ok() && sum.code() != ErrorCode::NotFound)
+        return sum.status();
+    return sum.ok() && sum->empty() && fileInfo(m_folder.dataPath(name)).ok() ? takeLocked(name) : Status();
 }
 
 Status LocalQuarantine::takeLocked(const std::string& name) const
@@ -220,20 +221,24 @@ QuarantinedFile LocalQuarantine::file(const std::string& name) const
     return found;
 }
 
-/// Without a note, as without a line in it, nothing is known.
+/// Without a note, as without a line in it, only what the content carries is known.
 Result<LocalQuarantine::Note> LocalQuarantine::note(const std::string& name) const
 {
     Note found;
     const auto text = readSmallFile(notePath(name), 2 * longestSumLine);
-    const bool useless = text.code() == ErrorCode::NotFound || text.code() == ErrorCode::Corrupt;
-    if (!text.ok())
-        return useless ? Result(found) : text.status();
-    const auto end = text->find('\n');
-    if (end == std::string::npos)
-        return found;
-    found.since =
-        QDateTime::fromString(QString::fromLatin1(text->data(), static_cast<int>(end)), Qt::ISODateWithMs);
-    found.sum = text->substr(end + 1);
+    if (!text.ok() && text.code() != ErrorCode::NotFound && text.code() != ErrorCode::Corrupt)
+        return text.status();
+    const auto end = text.ok() ? text->find('\n') : std::string::npos;
+    if (end != std::string::npos) {
+        const QString since = QString::fromLatin1(text->data(), static_cast<int>(end));
+        found.since = QDateTime::fromString(since, Qt::ISODateWithMs);
+        found.sum = text->substr(end + 1);
+    }
+    auto attached = attachedSum(dataPath(name));
+    if (attached.ok())
+        found.sum = attached.value().value_or(found.sum);
+    else if (attached.code() == ErrorCode::Corrupt)
+        found.sum = unreadableSum;
     return found;
 }
 

@@ -1,12 +1,17 @@
-// A stored file is its data and its sum, two files of the same name in two folders; it is stored while both
-// are there and fit. So there is one moment at which a put is done, and whatever interrupts one before that
-// leaves data without a sum, or a sum without data: both mean nothing, and the next put of the name clears
-// them away.
+// A content carries its sum, length and time of storing, as an attribute that its own flush brings to the
+// disk. So a file is stored from the moment at which its data has its name in files/, and that is durable
+// with the flush of that folder: two flushes. The sum file of the same name in sums/ says the same for those
+// who copy the folder without attributes; it is not flushed, and beside a content that carries its sum it
+// means nothing.
 //
-// What takes long, the copying, hashing and flushing of the data, is done before the lock is taken. Under the
-// lock the sum gets its name first, then the data, then both folders are brought to the disk. A name is never
-// given other content: the data is renamed without replacing. Comparing with what is stored already takes no
-// lock either, since what is stored never changes; it may only have been removed meanwhile, which fails the
+// Where a file system cannot keep attributes the sum file is the sum. It is brought to the disk and has its
+// name before the data gets one, so that whatever interrupts a put leaves data without a sum, or a sum
+// without data: both mean nothing, and the next put of the name clears them away. An old sum must never be
+// the one that data is found with: where there is one, the new name is durable before the data has its own.
+//
+// What takes long, the copying, hashing and flushing of the data, is done before the lock is taken. A name is
+// never given other content: the data is renamed without replacing. Comparing with what is stored already
+// takes no lock, since what is stored never changes; it may only have been removed meanwhile, which fails the
 // comparison.
 
 #include "backend/store/local/LocalStoreFolder.h"
@@ -47,8 +52,6 @@ bool LocalStoreFolder::isPrepared() const
 
 Status LocalStoreFolder::prepare() const
 {
-    if (isPrepared())
-        return {};
     for (const std::string& folder : {parentFolder(m_base), m_base, m_files, m_sums, m_temps}) {
         if (auto made = createFolder(folder); !made.ok())
             return made;
@@ -82,15 +85,15 @@ Result<std::optional<StoredFile>> LocalStoreFolder::stored(const std::string& na
     const auto data = fileInfo(dataPath(name));
     if (!data.ok())
         return data.code() == ErrorCode::NotFound ? Result(nothing) : data.status();
-    const auto line = readSmallFile(sumPath(name), longestSumLine);
+    const auto line = knownSum(dataPath(name), sumPath(name));
     // Data whose sum never came to the disk is what an interrupted put left: it was not reported as stored.
-    if (line.code() == ErrorCode::NotFound)
+    if (line.code() == ErrorCode::NotFound || (line.ok() && !line.value()))
         return nothing;
     if (!line.ok())
         return line.status();
-    auto file = parseSumLine(name, line.value());
+    auto file = parseSumLine(name, *line.value());
     if (!file)
-        return corrupt(name, QStringLiteral("its sum file cannot be understood"));
+        return corrupt(name, QStringLiteral("its sum cannot be understood"));
     if (data->kind != FileKind::Regular)
         return corrupt(name, QStringLiteral("it is %1").arg(kindText(data->kind)));
     if (data->length != file->length)
@@ -130,12 +133,12 @@ Result<std::vector<StoredFile>> LocalStoreFolder::storedFiles(const std::vector<
 /// What a listing says of a name whose data is there; nothing where that is not stored.
 std::optional<StoredFile> LocalStoreFolder::listed(const std::string& name) const
 {
-    const auto line = readSmallFile(sumPath(name), longestSumLine);
-    if (line.code() == ErrorCode::NotFound)
+    const auto line = knownSum(dataPath(name), sumPath(name));
+    if (line.code() == ErrorCode::NotFound || (line.ok() && !line.value()))
         return std::nullopt;
     StoredFile damaged;
     damaged.name = name;
-    return line.ok() ? parseSumLine(name, line.value()).value_or(damaged) : damaged;
+    return line.ok() ? parseSumLine(name, *line.value()).value_or(damaged) : damaged;
 }
 
 Status LocalStoreFolder::checkDigest(const StoredFile& file, const ContentDigest& digest) const
@@ -171,53 +174,81 @@ Result<LocalStoreFolder::Addition> LocalStoreFolder::acceptSame(const StoredFile
     return Addition{existing, false};
 }
 
-Result<LocalStoreFolder::Addition> LocalStoreFolder::add(const std::string& name, const ContentDigest& digest,
-                                                         const DataMove& move) const
+StoredFile LocalStoreFolder::describe(const std::string& name, const ContentDigest& digest)
 {
     StoredFile file;
     file.name = name;
     file.length = digest.length;
     file.sha256 = digest.sha256;
     file.storedAt = QDateTime::currentDateTimeUtc();
-    auto added = addLocked(file, move);
-    if (!added.ok() || added->isNew)
-        return added;
-    return acceptSame(added->file, digest);
+    return file;
 }
 
-Result<LocalStoreFolder::Addition> LocalStoreFolder::addLocked(const StoredFile& file,
+Result<LocalStoreFolder::Addition> LocalStoreFolder::add(const Content& content, const DataMove& move) const
+{
+    auto added = addLocked(content, move);
+    if (!added.ok() || added->isNew)
+        return added;
+    return acceptSame(added->file, {content.file.length, content.file.sha256});
+}
+
+Result<LocalStoreFolder::Addition> LocalStoreFolder::addLocked(const Content& content,
                                                                const DataMove& move) const
 {
     const auto locked = lock();
     if (!locked.ok())
         return locked.status();
-    const auto existing = stored(file.name);
-    if (!existing.ok())
-        return existing.status();
-    if (existing.value())
-        return Addition{*existing.value(), false};
-    if (const auto entered = enter(file, move); !entered.ok())
-        return entered;
-    return Addition{file, true};
-}
-
-Status LocalStoreFolder::enter(const StoredFile& file, const DataMove& move) const
-{
-    const std::string data = dataPath(file.name);
-    if (fileInfo(data).ok()) {
-        if (auto cleared = removeFile(data); !cleared.ok()) // of an interrupted put
+    const std::string& name = content.file.name;
+    if (fileInfo(dataPath(name)).code() != ErrorCode::NotFound) {
+        const auto existing = stored(name);
+        if (!existing.ok())
+            return existing.status();
+        if (existing.value())
+            return Addition{*existing.value(), false};
+        if (auto cleared = removeFile(dataPath(name)); !cleared.ok()) // of an interrupted put
             return cleared;
     }
-    auto entered = writeSmallFile(sumPath(file.name), formatSumLine(file), m_temps);
-    if (entered.ok())
-        entered = move.enter(data);
-    if (entered.ok()) {
-        entered = sync();
-        if (!entered.ok())
-            move.undo(data);
-    }
+    if (const auto entered = enter(content, move); !entered.ok())
+        return entered;
+    return Addition{content.file, true};
+}
+
+/// After a failure nothing of the name is left.
+Status LocalStoreFolder::enter(const Content& content, const DataMove& move) const
+{
+    auto entered = content.hasSum ? enterWithSum(content.file, move) : enterBesideSum(content.file, move);
     if (!entered.ok())
-        (void)removeFile(sumPath(file.name));
+        (void)removeFile(sumPath(content.file.name));
+    return entered;
+}
+
+Status LocalStoreFolder::enterWithSum(const StoredFile& file, const DataMove& move) const
+{
+    const std::string data = dataPath(file.name);
+    if (auto moved = move.enter(data); !moved.ok())
+        return moved;
+    auto entered = writeUnflushed(sumPath(file.name), formatSumLine(file));
+    if (entered.ok())
+        entered = syncFolder(m_files);
+    if (!entered.ok())
+        move.undo(data);
+    return entered;
+}
+
+Status LocalStoreFolder::enterBesideSum(const StoredFile& file, const DataMove& move) const
+{
+    const std::string data = dataPath(file.name);
+    const bool replacesSum = fileInfo(sumPath(file.name)).ok();
+    auto entered = writeSmallFile(sumPath(file.name), formatSumLine(file), m_temps);
+    if (entered.ok() && replacesSum)
+        entered = syncFolder(m_sums);
+    if (!entered.ok())
+        return entered;
+    if (auto moved = move.enter(data); !moved.ok())
+        return moved;
+    entered = sync();
+    if (!entered.ok())
+        move.undo(data);
     return entered;
 }
 
@@ -244,7 +275,7 @@ Result<QString> LocalStoreFolder::siteMark() const
 
 Status LocalStoreFolder::setSiteMark(const QString& identity) const
 {
-    if (auto prepared = prepare(); !prepared.ok())
+    if (auto prepared = isPrepared() ? Status() : prepare(); !prepared.ok())
         return prepared;
     const auto locked = lock();
     if (!locked.ok())

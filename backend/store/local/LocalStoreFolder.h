@@ -21,7 +21,7 @@ public:
 
     /// Whether the folders are there.
     [[nodiscard]] bool isPrepared() const;
-    /// Makes the folders where they are missing.
+    /// Makes those of the folders that are missing.
     Status prepare() const;
 
     [[nodiscard]] const StoreLocation& location() const { return m_location; }
@@ -52,6 +52,16 @@ public:
     /// Corrupt where the digest is not that of the stored file.
     [[nodiscard]] Status checkDigest(const StoredFile& file, const ContentDigest& digest) const;
 
+    /// A complete content that is to be stored, on the disk already.
+    struct Content
+    {
+        StoredFile file;
+        bool hasSum = false; ///< it carries its sum
+    };
+
+    /// What is to be said of a content that is stored under the name now.
+    static StoredFile describe(const std::string& name, const ContentDigest& digest);
+
     struct Addition
     {
         StoredFile file;
@@ -65,8 +75,8 @@ public:
         std::function<void(const std::string& dataPath)> undo;
     };
 
-    /// Stores a complete content under the name, durably: writes its sum, then has move bring in the data.
-    Result<Addition> add(const std::string& name, const ContentDigest& digest, const DataMove& move) const;
+    /// Stores a content durably: has move bring in the data, and writes the sum file.
+    Result<Addition> add(const Content& content, const DataMove& move) const;
 
     /// Takes the content that is stored under the name already for the one with this digest, if it is the
     /// same.
@@ -78,8 +88,10 @@ public:
 private:
     [[nodiscard]] std::optional<StoredFile> listed(const std::string& name) const;
     [[nodiscard]] Status corrupt(const std::string& name, const QString& reason) const;
-    Result<Addition> addLocked(const StoredFile& file, const DataMove& move) const;
-    Status enter(const StoredFile& file, const DataMove& move) const;
+    Result<Addition> addLocked(const Content& content, const DataMove& move) const;
+    Status enter(const Content& content, const DataMove& move) const;
+    Status enterWithSum(const StoredFile& file, const DataMove& move) const;
+    Status enterBesideSum(const StoredFile& file, const DataMove& move) const;
     Status verify(const StoredFile& file) const;
     Status removeLocked(const std::string& name) const;
     Status sync() const;

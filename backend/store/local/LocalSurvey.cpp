@@ -72,28 +72,43 @@ Result<std::optional<StoreFlaw>> LocalSurvey::look(const std::string& name) cons
         if (!side.ok() && side.code() != ErrorCode::NotFound)
             return side.status();
     }
-    std::optional<StoreFlaw> flaw;
     if (!data.ok() && sum.ok())
-        flaw = flawOf(Kind::SumWithoutData, name, sum.value(), QStringLiteral("its content is not there"));
+        return std::optional(
+            flawOf(Kind::SumWithoutData, name, sum.value(), QStringLiteral("its content is not there")));
     if (!data.ok())
-        return flaw;
+        return std::optional<StoreFlaw>();
     if (data->kind != FileKind::Regular)
-        flaw = flawOf(Kind::NotRegular, name, data.value(),
-                      QStringLiteral("it is %1").arg(kindText(data->kind)));
-    else if (!sum.ok())
-        flaw = flawOf(Kind::DataWithoutSum, name, data.value(), QStringLiteral("it has no sum file"));
-    if (flaw)
-        return flaw;
-    const auto line = readSmallFile(m_folder.sumPath(name), longestSumLine);
-    const auto file = line.ok() ? parseSumLine(name, line.value()) : std::nullopt;
+        return std::optional(flawOf(Kind::NotRegular, name, data.value(),
+                                    QStringLiteral("it is %1").arg(kindText(data->kind))));
+    return lookAtSum(name, data.value());
+}
+
+/// What is wrong with what is known of a content.
+Result<std::optional<StoreFlaw>> LocalSurvey::lookAtSum(const std::string& name, const FileInfo& data) const
+{
+    using Kind = StoreFlaw::Kind;
+    const auto known = knownSum(m_folder.dataPath(name), m_folder.sumPath(name));
+    if (known.code() == ErrorCode::NotFound || (known.ok() && !known.value()))
+        return std::optional(flawOf(Kind::DataWithoutSum, name, data, QStringLiteral("it has no sum")));
+    std::optional<StoreFlaw> flaw;
+    const auto file = known.ok() ? parseSumLine(name, *known.value()) : std::nullopt;
     if (!file)
-        flaw = flawOf(Kind::SumUnreadable, name, data.value(),
-                      QStringLiteral("its sum file cannot be understood"));
-    else if (file->length != data->length)
-        flaw = flawOf(Kind::WrongLength, name, data.value(),
+        flaw = flawOf(Kind::SumUnreadable, name, data, QStringLiteral("its sum cannot be understood"));
+    else if (file->length != data.length)
+        flaw = flawOf(Kind::WrongLength, name, data,
                       QStringLiteral("it has %1 bytes instead of %2")
-                          .arg(QString::number(data->length), QString::number(file->length)));
+                          .arg(QString::number(data.length), QString::number(file->length)));
+    else if (!hasSumFile(name, *known.value()))
+        flaw = flawOf(Kind::SumFileDiffers, name, data,
+                      QStringLiteral("its sum file is missing or does not say what it carries"));
     return flaw;
+}
+
+/// Whether the sum file says what is known of the content, for whoever copies the folder without attributes.
+bool LocalSurvey::hasSumFile(const std::string& name, const std::string& known) const
+{
+    const auto beside = readSmallFile(m_folder.sumPath(name), longestSumLine);
+    return beside.ok() && beside.value() == known;
 }
 
 /// The names that something may be wrong with.
@@ -188,6 +203,8 @@ Status LocalSurvey::mend(const StoreFlaw& flaw) const
         return isQuarantined(flaw) ? removeNote(name) : removeSum(name);
     case StoreFlaw::Kind::DataWithoutSum:
         return m_quarantine.takeUnknown(name);
+    case StoreFlaw::Kind::SumFileDiffers:
+        return writeSumFile(name);
     case StoreFlaw::Kind::LeftoverTemp:
         return removeTemp(name);
     default:
@@ -207,6 +224,23 @@ Status LocalSurvey::removeSum(const std::string& name) const
         return {};
     const auto removed = removeFile(m_folder.sumPath(name));
     return removed.ok() ? syncFolder(m_folder.sumsFolder()) : removed;
+}
+
+Status LocalSurvey::writeSumFile(const std::string& name) const
+{
+    const auto locked = m_folder.lock();
+    if (!locked.ok())
+        return locked.status();
+    const auto flaw = look(name);
+    if (!flaw.ok())
+        return flaw.status();
+    if (!flaw.value() || flaw.value()->kind != StoreFlaw::Kind::SumFileDiffers)
+        return {};
+    const auto known = attachedSum(m_folder.dataPath(name));
+    if (!known.ok() || !known.value())
+        return known.status();
+    const auto written = writeSmallFile(m_folder.sumPath(name), *known.value(), m_folder.tempFolder());
+    return written.ok() ? syncFolder(m_folder.sumsFolder()) : written;
 }
 
 Status LocalSurvey::removeNote(const std::string& name) const

@@ -29,12 +29,16 @@ private:
     using Suspects = std::vector<std::string>;
 
     [[nodiscard]] Result<std::optional<StoreFlaw>> look(const std::string& name) const;
+    [[nodiscard]] Result<std::optional<StoreFlaw>> lookAtSum(const std::string& name,
+                                                             const FileInfo& data) const;
+    [[nodiscard]] bool hasSumFile(const std::string& name, const std::string& known) const;
     [[nodiscard]] Result<Suspects> suspects() const;
     [[nodiscard]] Status addStored(std::vector<StoreFlaw>& flaws) const;
     [[nodiscard]] Status addNotes(std::vector<StoreFlaw>& flaws) const;
     [[nodiscard]] Status addTemps(std::vector<StoreFlaw>& flaws) const;
     [[nodiscard]] std::optional<StoreFlaw> lookAtNote(const std::string& name) const;
     [[nodiscard]] Status removeSum(const std::string& name) const;
+    [[nodiscard]] Status writeSumFile(const std::string& name) const;
     [[nodiscard]] Status removeNote(const std::string& name) const;
     [[nodiscard]] Status removeTemp(const std::string& name) const;
 
