@@ -1,13 +1,17 @@
-// The threads claim jobs, parts of files in the order of the listing, and put what they made of them into a
-// window, a queue in that same order. Whoever takes the pieces waits for the first one only, so the archive
-// is the same for any number of threads, and the first failure in the order of the entries is the one that is
-// told.
+// The window is a queue of jobs, parts of files, in the order of the listing. Threads claim jobs of it and
+// put what they made of them in their place. Whoever takes the pieces waits for the first one only, so the
+// archive is the same for any number of threads, and the first failure in the order of the entries is the one
+// that is told.
+//
+// Jobs are claimed in their order, so that what is taken comes early and steadily. But a long one that is
+// begun last has all others wait at the end: as soon as the rest would be done in the time of its longest
+// job, that one goes first.
 //
 // A file up to eight mebibytes is one piece: cutting costs a little size, and most files of a job are small.
 // A longer one is cut into pieces of one mebibyte, so that one large file too keeps all cores busy. The
-// window is bounded by the bytes of its jobs, finished or not. A claim waits while it is full, and only a
-// take makes room; the first job of the window has been claimed already, so the take always comes, and memory
-// does not grow with the files.
+// window is bounded by the bytes of its jobs, in whatever state: no job gets in while it is full, and only a
+// take makes room. Every job in it can be claimed, so the first one comes to be done, and the take always
+// comes; memory does not grow with the files.
 //
 // What must stay true: a slot is written by the thread that claimed it alone, until done is set under the
 // mutex; the deque keeps slots where they are while others are added behind and taken in front. A piece is
@@ -122,9 +126,11 @@ Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size, u
 ParallelDeflate::ParallelDeflate(const FolderListing& listing, int threads, int level)
     : m_listing(listing)
     , m_contentBytes(listedBytes(listing))
-    , m_windowLimit(std::max(smallestWindow, threadCount(threads) * windowPerThread))
+    , m_threadCount(threadCount(threads))
+    , m_windowLimit(std::max(smallestWindow, m_threadCount * windowPerThread))
+    , m_unclaimedBytes(m_contentBytes)
 {
-    startThreads(threadCount(threads), level);
+    startThreads(level);
 }
 
 ParallelDeflate::~ParallelDeflate()
@@ -132,11 +138,12 @@ ParallelDeflate::~ParallelDeflate()
     stop();
 }
 
-void ParallelDeflate::startThreads(int threads, int level)
+void ParallelDeflate::startThreads(int level)
 {
-    m_threads.reserve(static_cast<std::size_t>(threads));
+    const auto threads = static_cast<std::size_t>(m_threadCount);
+    m_threads.reserve(threads);
     try {
-        while (m_threads.size() < static_cast<std::size_t>(threads))
+        while (m_threads.size() < threads)
             m_threads.emplace_back([this, level] { work(level); });
     } catch (const std::exception&) {
         // Fewer threads than wanted do the same, only slower.
@@ -165,6 +172,7 @@ DeflatedPiece ParallelDeflate::take()
         piece = std::move(m_window.front().piece);
         m_windowBytes -= piece.uncompressedSize + pieceOverhead;
         m_window.pop_front();
+        ++m_taken;
     }
     m_roomMade.notify_all();
     m_takenBytes += piece.uncompressedSize;
@@ -206,15 +214,46 @@ void ParallelDeflate::work(int level)
     }
 }
 
-/// The next job of the listing, once there is room for it; nullptr at the end.
+/// The next job, once there is one in the window; nullptr at the end.
 ParallelDeflate::Slot* ParallelDeflate::claim()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_roomMade.wait(lock, [this] { return m_stopping || hasRoom(); });
-    skipToFile();
-    if (m_stopping || m_nextEntry == m_listing.entries.size())
+    const auto isListed = [this] { return m_nextEntry == m_listing.entries.size(); };
+    m_roomMade.wait(lock, [&] {
+        fillWindow();
+        return m_stopping || m_unclaimed > 0 || isListed();
+    });
+    if (m_stopping || m_unclaimed == 0)
         return nullptr;
-    const qint64 length = m_listing.entries[m_nextEntry].info.length;
+    std::size_t number = nextInOrder();
+    const std::size_t longest = nextByLength();
+    if (isListed() && m_window[longest - m_taken].job.size * m_threadCount >= m_unclaimedBytes)
+        number = longest;
+    Slot& slot = m_window[number - m_taken];
+    slot.claimed = true;
+    --m_unclaimed;
+    m_unclaimedBytes -= slot.job.size;
+    return &slot;
+}
+
+void ParallelDeflate::fillWindow()
+{
+    while (m_windowBytes < m_windowLimit && addNextJob()) {
+    }
+}
+
+/// Adds the next job of the listing to the window; false at the end.
+bool ParallelDeflate::addNextJob()
+{
+    const auto& entries = m_listing.entries;
+    const auto hasContent = [](const FolderEntry& entry) {
+        return entry.info.kind == FileKind::Regular && entry.info.length > 0;
+    };
+    while (m_nextEntry < entries.size() && !hasContent(entries[m_nextEntry]))
+        ++m_nextEntry;
+    if (m_nextEntry == entries.size())
+        return false;
+    const qint64 length = entries[m_nextEntry].info.length;
     Job job;
     job.entry = m_nextEntry;
     job.offset = m_nextOffset;
@@ -226,23 +265,30 @@ ParallelDeflate::Slot* ParallelDeflate::claim()
     m_nextEntry += job.isLast ? 1 : 0;
     m_nextOffset = job.isLast ? 0 : job.offset + job.size;
     m_windowBytes += job.size + pieceOverhead;
-    m_window.push_back({job, {}, false});
-    return &m_window.back();
+    m_longest.push({job.size, m_taken + m_window.size()});
+    m_window.push_back({job, {}, false, false});
+    ++m_unclaimed;
+    return true;
 }
 
-void ParallelDeflate::skipToFile()
+std::size_t ParallelDeflate::nextInOrder()
 {
-    const auto& entries = m_listing.entries;
-    const auto hasContent = [](const FolderEntry& entry) {
-        return entry.info.kind == FileKind::Regular && entry.info.length > 0;
-    };
-    while (m_nextEntry < entries.size() && !hasContent(entries[m_nextEntry]))
-        ++m_nextEntry;
+    m_inOrder = std::max(m_inOrder, m_taken);
+    while (!isUnclaimed(m_inOrder))
+        ++m_inOrder;
+    return m_inOrder;
 }
 
-bool ParallelDeflate::hasRoom() const
+std::size_t ParallelDeflate::nextByLength()
 {
-    return m_windowBytes < m_windowLimit;
+    while (!isUnclaimed(m_longest.top().number))
+        m_longest.pop();
+    return m_longest.top().number;
+}
+
+bool ParallelDeflate::isUnclaimed(std::size_t number) const
+{
+    return number >= m_taken && !m_window[number - m_taken].claimed;
 }
 
 void ParallelDeflate::finish(Slot* slot, DeflatedPiece piece)

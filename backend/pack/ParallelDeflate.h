@@ -9,6 +9,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <queue>
 #include <thread>
 #include <vector>
 
@@ -58,27 +59,50 @@ private:
     {
         Job job;
         DeflatedPiece piece;
+        bool claimed = false;
         bool done = false;
     };
 
+    /// A job of the window by its length. Of two alike the one that comes first goes first: the pieces of a
+    /// file are begun in their order.
+    struct ByLength
+    {
+        qint64 size = 0;
+        std::size_t number = 0; ///< of its slot, counted from the first of all
+
+        bool operator<(const ByLength& other) const
+        {
+            return size != other.size ? size < other.size : number > other.number;
+        }
+    };
+
     void awaitFirst(std::unique_lock<std::mutex>& lock);
-    void startThreads(int threads, int level);
+    void startThreads(int level);
     void stop();
     void work(int level);
     Slot* claim();
-    void skipToFile();
-    [[nodiscard]] bool hasRoom() const;
+    void fillWindow();
+    bool addNextJob();
+    [[nodiscard]] std::size_t nextInOrder();
+    [[nodiscard]] std::size_t nextByLength();
+    [[nodiscard]] bool isUnclaimed(std::size_t number) const;
     void finish(Slot* slot, DeflatedPiece piece);
 
     const FolderListing& m_listing;
     const qint64 m_contentBytes;
+    const int m_threadCount;
     const qint64 m_windowLimit;
     qint64 m_takenBytes = 0; ///< of whoever takes
 
     std::mutex m_mutex; ///< guards everything below
     std::condition_variable m_roomMade;
     std::condition_variable m_firstDone;
-    std::deque<Slot> m_window; ///< claimed and not taken yet
+    std::deque<Slot> m_window;               ///< to be claimed, claimed, or done, and not taken yet
+    std::priority_queue<ByLength> m_longest; ///< of the window; some have been claimed meanwhile
+    std::size_t m_taken = 0;                 ///< the number of the slot in front of the window
+    std::size_t m_inOrder = 0;               ///< what comes before it has been claimed
+    std::size_t m_unclaimed = 0;             ///< slots of the window
+    qint64 m_unclaimedBytes = 0;             ///< of the whole listing
     qint64 m_windowBytes = 0;
     std::size_t m_nextEntry = 0;
     qint64 m_nextOffset = 0;

@@ -35,6 +35,25 @@ QByteArray inflated(std::vector<unsigned char>& stream, int expectedSize)
     return whole ? output : QByteArray();
 }
 
+/// The length of content as one piece; -1 where that fails.
+int packedSize(const QByteArray& content, int level)
+{
+    std::vector<unsigned char> piece;
+    const auto size = static_cast<std::size_t>(content.size());
+    const Status compressed = PieceCompressor(level).compress(bytesOf(content), size, true, &piece);
+    return compressed.ok() && inflated(piece, content.size()) == content ? static_cast<int>(piece.size())
+                                                                         : -1;
+}
+
+/// The same few lines over and over, with a number in each that differs.
+QByteArray repeatedLines(int size)
+{
+    QByteArray lines;
+    for (int i = 0; lines.size() < size; ++i)
+        lines += "L 12.3450 67.8900 12.3450 " + QByteArray::number(i % 977) + ".5000 4 P 0 ;1=0.2540,7\n";
+    return lines;
+}
+
 } // namespace
 
 class PackPiecesTest final : public QObject
@@ -43,6 +62,9 @@ class PackPiecesTest final : public QObject
 private Q_SLOTS:
     void joinToOneStream_data();
     void joinToOneStream();
+    void thatAreDenseAreStored_data();
+    void thatAreDenseAreStored();
+    void thatRepeatThemselvesStaySmall();
 };
 
 void PackPiecesTest::joinToOneStream_data()
@@ -77,6 +99,43 @@ void PackPiecesTest::joinToOneStream()
             stream.insert(stream.end(), piece.begin(), piece.end());
         }
         QVERIFY(inflated(stream, content.size()) == content);
+    }
+}
+
+void PackPiecesTest::thatAreDenseAreStored_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("mostBytes");
+    const QByteArray dense = randomBytes(600'000, 6);
+    const QByteArray lines = featureLines(600'000, 7);
+    constexpr int blockHeader = 5;
+    QTest::newRow("dense") << dense << dense.size() + (dense.size() / 65535 + 1) * blockHeader;
+    QTest::newRow("dense in the middle") << lines + dense + lines << 1'200'000;
+    QTest::newRow("dense at the beginning") << dense + lines << 900'000;
+    QTest::newRow("dense at the end") << lines + dense << 900'000;
+    QTest::newRow("dense but for the middle") << dense + lines + dense << 1'500'000;
+}
+
+void PackPiecesTest::thatAreDenseAreStored()
+{
+    QFETCH(const QByteArray, content);
+    QFETCH(const int, mostBytes);
+    for (int level = 1; level <= 9; ++level) {
+        const int size = packedSize(content, level);
+        QVERIFY2(size > 0 && size <= mostBytes, qPrintable(QString::number(size)));
+    }
+}
+
+/// Whatever level is taken for them: they lose a fiftieth of their content at most.
+void PackPiecesTest::thatRepeatThemselvesStaySmall()
+{
+    for (const int size : {255'000, 300'000, 2'000'000}) {
+        const QByteArray content = repeatedLines(size);
+        const int small = packedSize(content, 6);
+        const int usual = packedSize(content, 5);
+        QVERIFY(small > 0);
+        QVERIFY2(usual > 0 && usual <= small + content.size() / 50,
+                 qPrintable(QStringLiteral("%1 and %2").arg(usual).arg(small)));
     }
 }
 
