@@ -78,6 +78,12 @@ Bson& Bson::equal(const char* key, const bson_value_t& value)
     return document(key, Bson().value("$eq", value));
 }
 
+void Bson::clear()
+{
+    bson_destroy(&m_document);
+    bson_init(&m_document);
+}
+
 std::optional<BsonView::Value> BsonView::value(const char* path) const
 {
     bson_iter_t start = {};
@@ -127,6 +133,28 @@ std::optional<BsonView::Bytes> BsonView::binary(const char* path) const
     const uint8_t* data = nullptr;
     bson_iter_binary(&found->at, &subtype, &size, &data);
     return Bytes{reinterpret_cast<const char*>(data), size};
+}
+
+Status BsonView::visitDocuments(const char* path,
+                                const std::function<Status(const BsonView& document)>& visit) const
+{
+    const auto found = value(path);
+    bson_iter_t element = {};
+    if (!found || !BSON_ITER_HOLDS_ARRAY(&found->at) || !bson_iter_recurse(&found->at, &element))
+        return {};
+    while (bson_iter_next(&element)) {
+        if (!BSON_ITER_HOLDS_DOCUMENT(&element))
+            continue;
+        uint32_t length = 0;
+        const uint8_t* bytes = nullptr;
+        bson_t document = {};
+        bson_iter_document(&element, &length, &bytes);
+        if (!bson_init_static(&document, bytes, length))
+            continue;
+        if (auto visited = visit(BsonView(&document)); !visited.ok())
+            return visited;
+    }
+    return {};
 }
 
 int BsonView::elements(const char* path) const

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "backend/Status.h"
+
 #include <QDateTime>
 
 #include <bson/bson.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -33,6 +36,9 @@ public:
     /// The condition of a filter that the field has this value, whatever that is made of: an identifier of
     /// another program may be a document, with fields that would be taken for operators.
     Bson& equal(const char* key, const bson_value_t& value);
+
+    /// Makes it the empty document that it was.
+    void clear();
 
     [[nodiscard]] const bson_t* get() const { return &m_document; }
 
@@ -78,6 +84,10 @@ public:
     };
     /// A value of any type; points into the document.
     [[nodiscard]] std::optional<Value> value(const char* path) const;
+
+    /// Calls visit for the documents in the array at the path, until it fails. They point into this one.
+    [[nodiscard]] Status visitDocuments(const char* path,
+                                        const std::function<Status(const BsonView& document)>& visit) const;
 
     /// How many elements the array at the path has; 0 where there is none.
     [[nodiscard]] int elements(const char* path) const;

@@ -5,6 +5,7 @@
 #include "backend/store/StoreNames.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <map>
@@ -283,11 +284,40 @@ Result<std::string> GridFsBucket::documentName(const GridFsId& id)
     return asked.ok() ? Result(std::move(name)) : asked;
 }
 
-Status GridFsBucket::visitChunks(const GridFsId& id, int atOnce, const Visit& visit)
+Status GridFsBucket::readChunks(const GridFsId& id, const ChunkRange& range, Bson& reply)
 {
-    Bson options;
-    options.document("sort", Bson().int32("n", 1)).int64("batchSize", atOnce);
-    return query(m_chunks, Bson().equal("files_id", id.value()), options, visit);
+    constexpr qint64 behindTheEnd = 2; // an empty chunk, with which some programs end a file, and one more
+    const qint64 most = range.count + (range.isLast ? behindTheEnd : 0);
+    Bson filter;
+    filter.equal("files_id", id.value());
+    Bson numbers;
+    if (range.first > 0)
+        numbers.int64("$gte", range.first);
+    if (!range.isLast)
+        numbers.int64("$lt", range.first + range.count);
+    if (range.first > 0 || !range.isLast)
+        filter.document("n", numbers);
+    Bson command;
+    command.text("find", m_location.fileStore + chunksSuffix)
+        .document("filter", filter)
+        .document("sort", Bson().int32("n", 1))
+        .int64("limit", most)
+        .int64("batchSize", most)
+        .flag("singleBatch", true);
+    const AnswerWatch watch;
+    auto answered = ask(command, reply);
+    if (!watch.foundClosed(answered))
+        return answered;
+    reply.clear();
+    return ask(command, reply);
+}
+
+Status GridFsBucket::ask(const Bson& command, Bson& reply)
+{
+    bson_error_t error = {};
+    const bool success = mongoc_collection_read_command_with_opts(m_chunks.get(), command.get(), nullptr,
+                                                                  nullptr, reply.forReply(), &error);
+    return success ? Status() : failure(QStringLiteral("read from"), error);
 }
 
 Status GridFsBucket::visit(Part part, const Bson& filter, const Bson& options, const Visit& visit)
@@ -359,8 +389,13 @@ Status GridFsBucket::query(const MongoCollection& collection, const Bson& filter
 Status GridFsBucket::queryOnce(const MongoCollection& collection, const Bson& filter, const Bson& options,
                                const Visit& visit)
 {
-    return visitAll(mongoc_collection_find_with_opts(collection.get(), filter.get(), options.get(), nullptr),
-                    visit);
+    const auto begin = std::chrono::steady_clock::now();
+    auto ended = visitAll(
+        mongoc_collection_find_with_opts(collection.get(), filter.get(), options.get(), nullptr), visit);
+    if (ended.ok())
+        m_quickestAnswer =
+            std::min<std::chrono::nanoseconds>(m_quickestAnswer, std::chrono::steady_clock::now() - begin);
+    return ended;
 }
 
 /// @param results  of a request; ended here

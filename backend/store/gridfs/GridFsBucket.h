@@ -8,6 +8,7 @@
 #include "backend/store/gridfs/GridFsServer.h"
 #include "backend/store/gridfs/MongoDriver.h"
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -31,6 +32,17 @@ struct MongoWrite
     [[nodiscard]] bool ok() const { return end == End::Done; }
 };
 
+/// Where a reply has the chunks that were asked for.
+constexpr const char* chunksOfReply = "cursor.firstBatch";
+
+/// Consecutive chunks of a file.
+struct ChunkRange
+{
+    qint64 first = 0; ///< number of the first one
+    qint64 count = 0;
+    bool isLast = false; ///< the end of the file
+};
+
 /// The two collections of one location, over one connection: every request that a store makes of them.
 ///
 /// Reads ask the primary. Writes are answered once a majority of the servers has them in its journal. No
@@ -42,6 +54,9 @@ public:
     GridFsBucket(mongoc_client_t* client, const GridFsServer& server, StoreLocation location);
 
     [[nodiscard]] const StoreLocation& location() const { return m_location; }
+
+    /// How long the server has taken for the quickest look of this object: about what the network takes.
+    [[nodiscard]] std::chrono::nanoseconds quickestAnswer() const { return m_quickestAnswer; }
 
     /// Makes the indexes where they are missing; both collections with them.
     Status makeIndexes();
@@ -68,11 +83,11 @@ public:
     /// The filename in the files document with this identifier; empty where there is none.
     Result<std::string> documentName(const GridFsId& id);
 
-    using Visit = std::function<Status(const BsonView& document)>;
-    /// Calls visit for the chunks of a file, by number, until it fails.
-    /// @param atOnce  chunks that one reply may hold
-    Status visitChunks(const GridFsId& id, int atOnce, const Visit& visit);
+    /// Asks for chunks of a file in one request. They are in the reply by number, as many as the
+    /// server has and one reply holds. The end of the file is asked for with what lies behind it.
+    Status readChunks(const GridFsId& id, const ChunkRange& range, Bson& reply);
 
+    using Visit = std::function<Status(const BsonView& document)>;
     enum class Part { Files, Chunks };
     /// Calls visit for the documents of one collection that answer the filter, until it fails.
     Status visit(Part part, const Bson& filter, const Bson& options, const Visit& visit);
@@ -120,6 +135,7 @@ private:
                                         const GridFsFile& file) const;
     [[nodiscard]] MongoCollection collection(mongoc_client_t* client, const char* suffix) const;
     [[nodiscard]] Status failure(const QString& action, const bson_error_t& error) const;
+    Status ask(const Bson& command, Bson& reply);
     Status query(const MongoCollection& collection, const Bson& filter, const Bson& options,
                  const Visit& visit);
     Status queryOnce(const MongoCollection& collection, const Bson& filter, const Bson& options,
@@ -139,6 +155,7 @@ private:
     MongoWriteConcern m_concern;
     MongoCollection m_files;
     MongoCollection m_chunks;
+    std::chrono::nanoseconds m_quickestAnswer = std::chrono::nanoseconds::max();
 };
 
 } // namespace KOZAV::Backend

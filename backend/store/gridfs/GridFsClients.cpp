@@ -3,6 +3,7 @@
 #include "backend/ServerPause.h"
 #include "backend/store/gridfs/Bson.h"
 
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -21,6 +22,8 @@ namespace {
 
 // More operations at once than this make connections that end with them.
 constexpr size_t mostKept = 8;
+
+constexpr std::chrono::minutes noSecondFor{1};
 
 constexpr const char* commandDatabase = "admin";
 
@@ -132,6 +135,27 @@ Result<GridFsClients::Lease> GridFsClients::recoveryLease() const
     return client.ok() ? Result(Lease(std::move(client.value()), nullptr)) : client.status();
 }
 
+Result<GridFsClients::Lease> GridFsClients::secondLease()
+{
+    MongoClient kept;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_noSecond.hasExpired())
+            return Status::unavailable(QStringLiteral("there is no second connection"));
+        if (!m_free.empty()) {
+            kept = std::move(m_free.back());
+            m_free.pop_back();
+        }
+    }
+    const MongoLogPause quiet;
+    auto client = reached(std::move(kept));
+    if (client.ok())
+        return Lease(std::move(client.value()), this);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_noSecond = QDeadlineTimer(noSecondFor);
+    return client.status();
+}
+
 Result<ServiceHealth> GridFsClients::health()
 {
     const auto lease = this->lease();
@@ -191,6 +215,14 @@ GridFsSession::GridFsSession(GridFsClients::Lease lease, const GridFsServer& ser
 Result<GridFsSession> GridFsSession::open(GridFsClients& clients, const StoreLocation& location)
 {
     auto lease = clients.lease();
+    if (!lease.ok())
+        return lease.status();
+    return GridFsSession(std::move(lease.value()), clients.server(), location);
+}
+
+Result<GridFsSession> GridFsSession::openSecond(GridFsClients& clients, const StoreLocation& location)
+{
+    auto lease = clients.secondLease();
     if (!lease.ok())
         return lease.status();
     return GridFsSession(std::move(lease.value()), clients.server(), location);

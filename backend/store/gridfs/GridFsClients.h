@@ -7,6 +7,8 @@
 #include "backend/store/gridfs/GridFsServer.h"
 #include "backend/store/gridfs/MongoDriver.h"
 
+#include <QDeadlineTimer>
+
 #include <mutex>
 #include <vector>
 
@@ -40,6 +42,10 @@ public:
     /// Over a server that takes writes; Unavailable where none is found.
     Result<Lease> lease();
 
+    /// One more connection for an operation that has one. Where it cannot be had it is not asked for again
+    /// for a while, and nothing else comes of that.
+    Result<Lease> secondLease();
+
     /// A new connection with short time-outs, for a look at what a lost one has left behind.
     [[nodiscard]] Result<Lease> recoveryLease() const;
 
@@ -58,6 +64,7 @@ private:
     std::mutex m_mutex;
     std::vector<MongoClient> m_free; ///< guarded by m_mutex
     ServerPause m_pause;             ///< guarded by m_mutex
+    QDeadlineTimer m_noSecond{0}; ///< while it runs there is one connection an operation; guarded by m_mutex
 };
 
 /// What one operation works with: a connection of its own, and a location on it.
@@ -68,6 +75,9 @@ public:
 
     /// Over a new connection with short time-outs, after the one of an operation has been lost.
     static Result<GridFsSession> openForRecovery(const GridFsClients& clients, const StoreLocation& location);
+
+    /// Over a second connection for an operation that has a session.
+    static Result<GridFsSession> openSecond(GridFsClients& clients, const StoreLocation& location);
 
     [[nodiscard]] GridFsBucket& bucket() { return m_bucket; }
 

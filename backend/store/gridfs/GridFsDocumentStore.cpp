@@ -24,28 +24,33 @@ namespace KOZAV::Backend {
 
 namespace {
 
-// Less is written in one go at the end.
-constexpr qint64 worthStarting = 1 << 20;
+// The system is asked to write in parts of this length; less is written in one go at the end.
+constexpr qint64 worthStarting = 4 << 20;
 
 /// Writes what arrives, and lets the system bring it to the disk meanwhile.
 GridFsDownload::Sink writerTo(File& target, qint64 length)
 {
-    return [&target, length, written = qint64(0)](const char* bytes, qint64 size) mutable {
-        auto done = target.write(bytes, size, length);
-        if (done.ok() && size >= worthStarting)
-            target.startWriting(written, size);
-        written += size;
-        return done;
-    };
+    return
+        [&target, length, written = qint64(0), started = qint64(0)](const char* bytes, qint64 size) mutable {
+            auto done = target.write(bytes, size, length);
+            written += size;
+            if (done.ok() && written - started >= worthStarting) {
+                target.startWriting(started, written - started);
+                started = written;
+            }
+            return done;
+        };
 }
 
-Status fetch(GridFsBucket& bucket, const GridFsFile& file, const std::string& localPath)
+/// @param clients  where a long file gets a second connection from
+Status fetch(GridFsBucket& bucket, GridFsClients& clients, const GridFsFile& file,
+             const std::string& localPath)
 {
     const qint64 length = file.stored().length;
     auto target = TargetFile::create(localPath, length);
     if (!target.ok())
         return target.status();
-    const auto digest = GridFsDownload(bucket, file, writerTo(target->file(), length)).run();
+    const auto digest = GridFsDownload(bucket, file, writerTo(target->file(), length), &clients).run();
     return digest.ok() ? target->finish() : digest.status();
 }
 
@@ -137,7 +142,7 @@ Status GridFsDocumentStore::getFile(const StoreLocation& location, const std::st
     const auto file = usableFile(opened->bucket(), name);
     if (!file.ok())
         return file.status();
-    auto fetched = fetch(opened->bucket(), file.value(), localPath);
+    auto fetched = fetch(opened->bucket(), m_clients, file.value(), localPath);
     if (fetched.code() == ErrorCode::Corrupt && isGone(opened->bucket(), file.value()))
         return notStored(location, name);
     return fetched;
@@ -267,7 +272,7 @@ Status GridFsDocumentStore::getQuarantinedFile(const StoreLocation& location, co
         return revisions.status();
     if (revisions->empty())
         return notQuarantined(location, name);
-    return fetch(opened->bucket(), revisions->back(), localPath);
+    return fetch(opened->bucket(), m_clients, revisions->back(), localPath);
 }
 
 /// The newest revision first: it is the file that a get is to bring.

@@ -3,44 +3,33 @@
 #include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
-#include "backend/store/gridfs/ChunkBatch.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
-// The chunks are asked for in the order of their numbers and checked against what the files document
-// promises: each number once, each size exact, the sum the length, the SHA-256 at the end. The library's own
-// download is not used, since it does not tell of a bad chunk and ends the process where the file is missing.
+// The chunks come in the order of their numbers and are checked against what the files document promises:
+// each number once, each size exact, the sum the length, the SHA-256 at the end. The library's own download
+// is not used, since it does not tell of a bad chunk and ends the process where the file is missing.
 //
-// Content is copied out of the replies into one of two blocks. While a full block is hashed on a second
-// thread, the calling thread hands the same block on and then fetches into the other one: network, hash and
-// disk work at the same time, with memory for two blocks whatever the file's length. Only one block is hashed
-// at a time, and in order; handOver() waits for the last one before a block is filled again.
+// Content is not copied out of the replies: while a part is hashed on a second thread, the calling thread
+// hands the same part on, and GridFsReadAhead fetches the next ones. So network, hash and disk work at the
+// same time. Only one part is hashed at a time, and in order; its replies live until that is done.
 
 namespace KOZAV::Backend {
 
 namespace {
 
-/// Content that one reply of the server brings, about, and that one block holds.
-constexpr qint64 fetchBytes = qint64(gridFsBatchChunks) * gridFsChunkSize;
-
-/// Another program may have made many small chunks.
-constexpr qint64 mostChunksAtOnce = 1000;
-
-/// Chunks that make about one block, so that one is fetched while another is processed.
-int chunksAtOnce(qint64 chunkSize)
-{
-    return static_cast<int>(std::clamp<qint64>(fetchBytes / chunkSize, 2, mostChunksAtOnce));
-}
+/// Less is hashed at once: a thread costs more.
+constexpr qint64 worthThread = 1 << 20;
 
 } // namespace
 
-GridFsDownload::GridFsDownload(GridFsBucket& bucket, const GridFsFile& file, Sink sink)
+GridFsDownload::GridFsDownload(GridFsBucket& bucket, const GridFsFile& file, Sink sink,
+                               GridFsClients* clients)
     : m_bucket(bucket)
+    , m_clients(clients)
     , m_file(file)
     , m_sink(std::move(sink))
-    , m_blockSize(std::clamp<qint64>(file.stored().length, 1, fetchBytes))
 {
 }
 
@@ -48,12 +37,11 @@ Result<ContentDigest> GridFsDownload::run()
 {
     if (!m_file.damage().isEmpty())
         return damaged(m_file.damage());
-    const auto visited = m_bucket.visitChunks(m_file.id(), chunksAtOnce(m_file.chunkSize()),
-                                              [this](const BsonView& chunk) { return takeChunk(chunk); });
-    if (!visited.ok())
-        return visited;
-    if (auto finished = finish(); !finished.ok())
-        return finished;
+    if (auto fetched = fetchAll(); !fetched.ok())
+        return fetched;
+    if (m_length != m_file.stored().length)
+        return damaged(QStringLiteral("chunk %1 is missing").arg(m_chunks));
+    awaitHash();
     auto digest = digestOf(m_length, m_sha256, displayPath(m_file.stored().name));
     const QByteArray& expected = m_file.stored().sha256;
     if (digest.ok() && !expected.isEmpty() && digest->sha256 != expected)
@@ -61,7 +49,28 @@ Result<ContentDigest> GridFsDownload::run()
     return digest;
 }
 
-Status GridFsDownload::takeChunk(const BsonView& chunk)
+Status GridFsDownload::fetchAll()
+{
+    GridFsReadAhead source(m_bucket, m_clients, m_file);
+    for (;;) {
+        auto replies = source.next();
+        if (!replies.ok())
+            return replies.status();
+        if (replies->empty())
+            return {};
+        Part part;
+        part.replies = std::move(replies.value());
+        const auto take = [&](const BsonView& chunk) { return takeChunk(chunk, part); };
+        for (const auto& reply : part.replies) {
+            if (auto taken = BsonView(reply->get()).visitDocuments(chunksOfReply, take); !taken.ok())
+                return taken;
+        }
+        if (auto handed = handOver(std::move(part)); !handed.ok())
+            return handed;
+    }
+}
+
+Status GridFsDownload::takeChunk(const BsonView& chunk, Part& part)
 {
     const auto number = chunk.wholeNumber("n");
     const auto content = chunk.binary("data");
@@ -72,7 +81,10 @@ Status GridFsDownload::takeChunk(const BsonView& chunk)
     if (auto fits = checkChunk(*number, content->size); !fits.ok())
         return fits;
     ++m_chunks;
-    return take(content->data, content->size);
+    m_length += content->size;
+    part.size += content->size;
+    part.pieces.push_back(*content);
+    return {};
 }
 
 Status GridFsDownload::checkChunk(qint64 number, qint64 size) const
@@ -90,55 +102,27 @@ Status GridFsDownload::checkChunk(qint64 number, qint64 size) const
     return {};
 }
 
-Status GridFsDownload::take(const char* bytes, qint64 size)
+/// Has the part hashed on a second thread, and hands it on meanwhile.
+Status GridFsDownload::handOver(Part part)
 {
-    m_length += size;
-    while (size > 0) {
-        Block& block = filling();
-        if (!block.bytes)
-            block.bytes.reset(
-                new char[static_cast<size_t>(m_blockSize)]); // NOLINT(modernize-make-unique): left unset
-        const qint64 part = std::min(size, m_blockSize - block.size);
-        std::memcpy(block.bytes.get() + block.size, bytes, static_cast<size_t>(part));
-        block.size += part;
-        bytes += part;
-        size -= part;
-        const bool more = size > 0 || m_length < m_file.stored().length;
-        if (block.size == m_blockSize && more) {
-            if (auto handed = handOver(); !handed.ok())
-                return handed;
-        }
+    awaitHash();
+    tellWork(WorkProgress::Stage::Fetching, m_length, m_file.stored().length);
+    m_hashed = std::move(part);
+    if (m_hashed.size < worthThread)
+        hash();
+    else
+        m_hashing = std::async(std::launch::async, [this] { hash(); });
+    for (const BsonView::Bytes& piece : m_hashed.pieces) {
+        if (auto handed = m_sink(piece.data, piece.size); !handed.ok())
+            return handed;
     }
     return {};
 }
 
-/// Has the full block hashed on a second thread, hands it on meanwhile, and turns to the other one.
-Status GridFsDownload::handOver()
+void GridFsDownload::hash()
 {
-    awaitHash();
-    tellWork(WorkProgress::Stage::Fetching, m_length, m_file.stored().length);
-    const Block& full = filling();
-    m_hashing = std::async(std::launch::async, [this, &full] { hash(full); });
-    m_turn = 1 - m_turn;
-    filling().size = 0;
-    return m_sink(full.bytes.get(), full.size);
-}
-
-Status GridFsDownload::finish()
-{
-    if (m_length != m_file.stored().length)
-        return damaged(QStringLiteral("chunk %1 is missing").arg(m_chunks));
-    awaitHash();
-    const Block& last = filling();
-    if (last.size == 0)
-        return {};
-    hash(last);
-    return m_sink(last.bytes.get(), last.size);
-}
-
-void GridFsDownload::hash(const Block& block)
-{
-    m_sha256.add(block.bytes.get(), block.size);
+    for (const BsonView::Bytes& piece : m_hashed.pieces)
+        m_sha256.add(piece.data, piece.size);
 }
 
 void GridFsDownload::awaitHash()

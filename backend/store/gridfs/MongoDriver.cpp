@@ -3,6 +3,7 @@
 #include "backend/Operation.h"
 #include "backend/ServerPause.h"
 #include "backend/config/Redaction.h"
+#include "backend/store/gridfs/KeptMemory.h"
 
 #include <algorithm>
 #include <iterator>
@@ -117,6 +118,7 @@ void startMongoDriver()
 {
     // Never ended: the library cannot be started again, and stores may live until the statics are destroyed.
     static const bool started = [] {
+        keepDriverMemory();
         mongoc_log_set_handler(logDriverMessage, nullptr);
         mongoc_init();
         return true;
