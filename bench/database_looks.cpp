@@ -1,16 +1,16 @@
 // Time that each of the looks for damage takes on an embedded database of that many jobs: the one at opening,
 // with all else that opening does, the daily reading, and the examination; and of writes while nobody and
-// while the daily reading reads. Prints milliseconds.
+// while the daily reading reads. Prints milliseconds as JSON. Arguments: numbers of jobs.
 
 #include "backend/database/Database.h"
 #include "backend/records/SiteCounts.h"
+#include "bench/Report.h"
 #include "tests/support/FilledDatabase.h"
 #include "tests/support/TemporaryDatabase.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QTextStream>
 
 #include <algorithm>
 #include <atomic>
@@ -23,7 +23,7 @@ using namespace KOZAV::Backend;
 
 namespace {
 
-constexpr int runs = 7;
+constexpr int runs = 5;
 
 double timed(const std::function<bool()>& work)
 {
@@ -34,13 +34,12 @@ double timed(const std::function<bool()>& work)
     return static_cast<double>(timer.nsecsElapsed()) / 1e6;
 }
 
-double median(const std::function<bool()>& work)
+std::vector<double> times(const std::function<bool()>& work)
 {
-    std::vector<double> times(runs);
-    for (double& time : times)
+    std::vector<double> found(runs);
+    for (double& time : found)
         time = timed(work);
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
+    return found;
 }
 
 /// The slowest of a few hundred writes.
@@ -76,28 +75,25 @@ double slowestWriteMeanwhile(Database& database, const DatabaseSettings& setting
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
-    QTextStream out(stdout);
-    out << "   jobs     MB  opening  reading  examination  counting  slowest write  slowest write while "
-           "read\n";
-    for (const int jobs : {1000, 8000, 100000}) {
+    for (const QString& argument : QCoreApplication::arguments().mid(1)) {
+        const int jobs = argument.toInt();
         const Test::TemporaryDatabase place;
         const DatabaseSettings settings = place.settings();
         const auto database = place.open();
         if (!database || !Test::addJobs(*database, jobs).ok())
             qFatal("the database cannot be filled");
+        const auto tell = [jobs](const char* what, const std::vector<double>& values,
+                                 const char* unit = "ms") {
+            Bench::report(QLatin1String(what), QStringLiteral("ours"), jobs, QLatin1String(unit), values);
+        };
         int writes = 500;
-        const double alone = slowestWrite(*database, [&writes] { return --writes > 0; });
-        const double meanwhile = slowestWriteMeanwhile(*database, settings);
-        out << QStringLiteral("%1  %2  %3  %4  %5  %6  %7  %8")
-                   .arg(jobs, 7)
-                   .arg(static_cast<double>(QFileInfo(place.file()).size()) / 1e6, 5, 'f', 1)
-                   .arg(median([&] { return Database::open(settings).ok(); }), 7, 'f', 1)
-                   .arg(median([&] { return Database::readThrough(settings).ok(); }), 7, 'f', 1)
-                   .arg(median([&] { return Database::examine(settings)->empty(); }), 11, 'f', 1)
-                   .arg(median([&] { return countSite(*database).ok(); }), 8, 'f', 1)
-                   .arg(alone, 13, 'f', 2)
-                   .arg(meanwhile, 24, 'f', 2)
-            << Qt::endl;
+        tell("slowest write", {slowestWrite(*database, [&writes] { return --writes > 0; })});
+        tell("slowest write while read", {slowestWriteMeanwhile(*database, settings)});
+        tell("size", {static_cast<double>(QFileInfo(place.file()).size()) / 1e6}, "MB");
+        tell("opening", times([&] { return Database::open(settings).ok(); }));
+        tell("daily reading", times([&] { return Database::readThrough(settings).ok(); }));
+        tell("examination", times([&] { return Database::examine(settings)->empty(); }));
+        tell("counting", times([&] { return countSite(*database).ok(); }));
     }
     return 0;
 }

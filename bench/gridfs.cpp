@@ -1,12 +1,20 @@
 // Storing and fetching one large file and many small ones in GridFS: the document store, pymongo's gridfs (as
 // it is, without its MD5, and with the store's checks), and a bare socket that only moves the bytes, in turns
-// on the same server. Prints medians and their ratios.
-// Usage: bench_gridfs [large MB] [number of small files] [rounds]; files are in $TMPDIR.
+// on the same server: the tests' own peer, or the one that $ZAV_TEST_MONGODB_URI names. All of it passes
+// through a proxy, which may delay it. Prints what the server is, and the seconds of every round as JSON.
+//
+//     bench_gridfs [--large MB] [--count SMALL FILES] [--rounds N] [--delay-ms MS] [--gets-only]
+//
+// With none of the large or of the small the work with them is left out; with --gets-only each contender
+// stores once before the rounds. Files are in $TMPDIR. The bare socket is left out where the server wants a
+// login or TLS.
 
 #include "backend/store/DocumentStore.h"
-#include "tests/support/GridFsPeer.h"
+#include "bench/BenchSite.h"
+#include "bench/Report.h"
 #include "tests/support/TestFiles.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -15,23 +23,19 @@
 #include <QTemporaryDir>
 #include <QTextStream>
 
-#include <algorithm>
 #include <functional>
 #include <vector>
 
 using namespace KOZAV;
 using namespace KOZAV::Backend;
+using namespace KOZAV::Bench;
 
 namespace {
 
 constexpr int smallSize = 100'000;
 const Backend::StoreLocation location{"bench_store", "archives"};
 
-void require(bool done, const char* what)
-{
-    if (!done)
-        qFatal("%s failed", what);
-}
+using Bench::require;
 
 void require(const Status& status)
 {
@@ -44,7 +48,8 @@ class BenchFiles final
 {
 public:
     BenchFiles(int largeBytes, int count)
-        : m_count(count)
+        : m_largeBytes(largeBytes)
+        , m_count(count)
     {
         Test::writeFile(large(), Test::randomBytes(largeBytes, 1));
         for (int i = 0; i < count; ++i)
@@ -59,13 +64,15 @@ public:
     [[nodiscard]] std::string large() const { return path("large"); }
     [[nodiscard]] std::string small(int number) const { return path("small/" + std::to_string(number)); }
     [[nodiscard]] std::string fetched(const std::string& name) const { return path("out/" + name); }
+    [[nodiscard]] bool hasLarge() const { return m_largeBytes > 0; }
     [[nodiscard]] int count() const { return m_count; }
     [[nodiscard]] QString folder() const { return m_folder.path(); }
 
     /// Ends the program where a contender has brought something else than was stored.
     void check() const
     {
-        require(Test::readFile(fetched("large")) == Test::readFile(large()), "comparing the large file");
+        if (hasLarge())
+            require(Test::readFile(fetched("large")) == Test::readFile(large()), "comparing the large file");
         for (int i = 0; i < m_count; ++i)
             require(Test::readFile(fetched(std::to_string(i))) == Test::readFile(small(i)),
                     "comparing a small file");
@@ -75,6 +82,7 @@ public:
 
 private:
     QTemporaryDir m_folder;
+    int m_largeBytes;
     int m_count;
 };
 
@@ -124,7 +132,7 @@ private:
             else
                 require(m_store->remove(location, name));
         }
-        if (work == QLatin1String("remove"))
+        if (work == QLatin1String("remove") && m_files.hasLarge())
             require(m_store->remove(location, "large"));
     }
 
@@ -136,12 +144,12 @@ private:
 class PythonContenders final
 {
 public:
-    PythonContenders(quint16 port, const BenchFiles& files)
+    PythonContenders(const QString& uri, const BenchFiles& files)
     {
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_process.start(QStringLiteral(ZAV_TEST_PYTHON),
-                        {QStringLiteral("-B"), QStringLiteral(ZAV_GRIDFS_PYMONGO), QString::number(port),
-                         files.folder(), QString::number(files.count())});
+                        {QStringLiteral("-B"), QStringLiteral(ZAV_GRIDFS_PYMONGO), uri, files.folder(),
+                         QString::number(files.count())});
         require(m_process.waitForStarted(), "starting Python");
     }
     ~PythonContenders()
@@ -171,39 +179,56 @@ struct Contender
     QMap<QString, std::vector<double>> times;
 };
 
-const char* const timedWork[] = {"put-large", "get-large", "put-many", "get-many"};
-
-void runRound(Contender& contender, const BenchFiles& files, bool counts)
+/// What is timed, in this order.
+QStringList timedWork(const BenchFiles& files)
 {
-    for (const char* work : timedWork) {
-        const double seconds = contender.run(QLatin1String(work));
-        if (counts)
-            contender.times[QLatin1String(work)].push_back(seconds);
+    QStringList work;
+    if (files.hasLarge())
+        work << QStringLiteral("put-large") << QStringLiteral("get-large");
+    if (files.count() > 0)
+        work << QStringLiteral("put-many") << QStringLiteral("get-many");
+    return work;
+}
+
+struct Options
+{
+    int megabytes = 0;
+    int count = 0;
+    int rounds = 0;
+    int delayMs = 0;
+    bool getsOnly = false;
+};
+
+/// The first round, of number 0, does not count.
+void runRound(Contender& contender, const QStringList& timed, const BenchFiles& files, const Options& options,
+              int round)
+{
+    for (const QString& work : timed) {
+        if (options.getsOnly && round > 0 && work.startsWith(QLatin1String("put")))
+            continue;
+        const double seconds = contender.run(work);
+        if (round > 0)
+            contender.times[work].push_back(seconds);
     }
-    contender.run(QStringLiteral("remove"));
+    if (!options.getsOnly || round == options.rounds)
+        contender.run(QStringLiteral("remove"));
     if (contender.fetchesToFiles)
         files.check();
 }
 
-double median(std::vector<double> values)
+Options readOptions(const QCoreApplication& application)
 {
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
-
-void print(const std::vector<Contender>& contenders, const char* work, double megabytes)
-{
-    QTextStream out(stdout);
-    out.setRealNumberNotation(QTextStream::FixedNotation);
-    out.setRealNumberPrecision(2);
-    const QString key = QLatin1String(work);
-    const double ours = median(contenders.front().times[key]);
-    out << work << '\n';
-    for (const Contender& contender : contenders) {
-        const double seconds = median(contender.times[key]);
-        out << "  " << contender.name.leftJustified(16) << seconds * 1000 << " ms, " << megabytes / seconds
-            << " MB/s, " << seconds / ours << " times as long as the store\n";
-    }
+    QCommandLineParser parser;
+    const auto option = [](const char* name, const char* byDefault) {
+        return QCommandLineOption(QLatin1String(name), {}, QStringLiteral("N"), QLatin1String(byDefault));
+    };
+    const QCommandLineOption getsOnly(QStringLiteral("gets-only"));
+    parser.addOption(getsOnly);
+    parser.addOptions(
+        {option("large", "200"), option("count", "1000"), option("rounds", "5"), option("delay-ms", "0")});
+    parser.process(application);
+    const auto number = [&parser](const char* name) { return parser.value(QLatin1String(name)).toInt(); };
+    return {number("large"), number("count"), number("rounds"), number("delay-ms"), parser.isSet(getsOnly)};
 }
 
 } // namespace
@@ -211,35 +236,34 @@ void print(const std::vector<Contender>& contenders, const char* work, double me
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
-    const auto argument = [&](int number, int byDefault) {
-        return application.arguments().value(number, QString::number(byDefault)).toInt();
-    };
-    const int megabytes = argument(1, 200);
-    const int count = argument(2, 1000);
-    const int rounds = argument(3, 5);
+    const Options options = readOptions(application);
+    const FileServer server;
+    print({{QStringLiteral("servers"), server.description()}});
+    const auto proxy = server.proxy(std::chrono::milliseconds(options.delayMs));
+    const QString uri = server.uriAt(proxy->port());
 
-    Test::GridFsPeer peer;
-    if (const QString refusal = peer.refusal(); !refusal.isEmpty())
-        qFatal("%s", qPrintable(refusal));
-    const BenchFiles files(megabytes * 1'000'000, count);
-    StoreContender store(peer.uri(), files);
-    PythonContenders python(peer.port(), files);
+    const BenchFiles files(options.megabytes * 1'000'000, options.count);
+    StoreContender store(uri, files);
+    PythonContenders python(uri, files);
     std::vector<Contender> contenders{
-        {QStringLiteral("store"), [&](const QString& work) { return store.run(work); }, true, {}}};
-    for (const char* name : {"pymongo", "pymongo-no-md5", "pymongo-checked", "bare"}) {
-        const QString key = QLatin1String(name);
-        contenders.push_back({key,
-                              [&python, key](const QString& work) { return python.run(key, work); },
-                              key != QLatin1String("bare"),
+        {QStringLiteral("ours"), [&](const QString& work) { return store.run(work); }, true, {}}};
+    QStringList others{QStringLiteral("pymongo"), QStringLiteral("pymongo-no-md5"),
+                       QStringLiteral("pymongo-checked")};
+    if (!uri.contains(QLatin1Char('@')) && !uri.contains(QStringLiteral("tls=true")))
+        others << QStringLiteral("bare");
+    for (const QString& name : qAsConst(others))
+        contenders.push_back({name,
+                              [&python, name](const QString& work) { return python.run(name, work); },
+                              name != QLatin1String("bare"),
                               {}});
-    }
-    for (int round = 0; round <= rounds; ++round) {
+    const QStringList timed = timedWork(files);
+    for (int round = 0; round <= options.rounds; ++round) {
         for (Contender& contender : contenders)
-            runRound(contender, files, round > 0);
+            runRound(contender, timed, files, options, round);
     }
-    QTextStream(stdout) << megabytes << " MB in one file, " << count << " files of " << smallSize
-                        << " bytes, " << rounds << " rounds, medians\n";
-    for (const char* work : timedWork)
-        print(contenders, work, QByteArray(work).endsWith("large") ? megabytes : count * smallSize / 1e6);
+    for (const QString& work : timed)
+        for (const Contender& contender : contenders)
+            if (!contender.times[work].empty())
+                report(work, contender.name, options.delayMs, QStringLiteral("s"), contender.times[work]);
     return 0;
 }

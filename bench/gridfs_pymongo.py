@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """The peers of the GridFS benchmark: pymongo's gridfs, and a bare socket that only moves the bytes.
 
-Usage: gridfs_pymongo.py PORT FOLDER COUNT
+Usage: gridfs_pymongo.py URI FOLDER COUNT
 Reads lines "CONTENDER WORK" and answers each with the seconds that it took.
 CONTENDER: pymongo, pymongo-no-md5, pymongo-checked, bare. WORK: put-large, get-large, put-many, get-many, remove.
 FOLDER holds the file "large" and the folder "small" with the files 0 to COUNT - 1; "out" is written to.
@@ -25,6 +25,10 @@ _HEADER = struct.Struct("<iiii")
 _INT32 = struct.Struct("<i")
 _INT64 = struct.Struct("<q")
 _OP_MSG = 2013
+# Where the elements of an answer's document begin: behind its header, its flags, the kind of its section, its length.
+_BODY = 16 + 4 + 1 + 4
+# Lengths of the values of BSON's kinds that always have the same: numbers, ids, truth, times, nothing.
+_FIXED = {0x01: 8, 0x07: 12, 0x08: 1, 0x09: 8, 0x0A: 0, 0x10: 4, 0x11: 8, 0x12: 8}
 
 
 def content(path):
@@ -35,10 +39,10 @@ def content(path):
 class Pymongo:
     """pymongo's gridfs, as its manual uses it."""
 
-    def __init__(self, port, folder, count, disable_md5):
+    def __init__(self, uri, folder, count, disable_md5):
         self._folder = folder
         self._count = count
-        self._client = pymongo.MongoClient("127.0.0.1", port)
+        self._client = pymongo.MongoClient(uri)
         database = self._client["bench_pymongo_no_md5" if disable_md5 else "bench_pymongo"]
         self._files = gridfs.GridFS(database, "archives", disable_md5=disable_md5)
 
@@ -75,8 +79,8 @@ class CheckedPymongo(Pymongo):
     """pymongo's gridfs with what the document store promises beside it: SHA-256 kept and checked, a fetched file
     replaced as a whole and on the disk."""
 
-    def __init__(self, port, folder, count):
-        super().__init__(port, folder, count, True)
+    def __init__(self, uri, folder, count):
+        super().__init__(uri, folder, count, True)
         self._files = gridfs.GridFS(self._client["bench_pymongo_checked"], "archives", disable_md5=True)
 
     def _put(self, name, path):
@@ -105,10 +109,10 @@ class CheckedPymongo(Pymongo):
 class Bare:
     """Messages that were encoded before the clock runs, and answers that nobody looks at."""
 
-    def __init__(self, port, folder, count):
+    def __init__(self, uri, folder, count):
         self._folder = folder
-        self._link = socket.create_connection(("127.0.0.1", port))
-        self._link.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self._server = pymongo.uri_parser.parse_uri(uri)["nodelist"][0]
+        self._link = None
         self._buffer = memoryview(bytearray(48_000_000))
         self._large = [bson.ObjectId()]
         self._small = [bson.ObjectId() for _ in range(count)]
@@ -123,6 +127,9 @@ class Bare:
 
     def _exchange(self, message):
         """@return the length of the answer, which is in the buffer"""
+        if not self._link:
+            self._link = socket.create_connection(self._server)
+            self._link.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self._link.sendall(message)
         self._link.recv_into(self._buffer, 4, socket.MSG_WAITALL)
         (size,) = _INT32.unpack_from(self._buffer)
@@ -150,10 +157,30 @@ class Bare:
             ),
         ]
 
+    def _element(self, begin, end, name):
+        """Looks for an element between two places in the buffer, without decoding what lies before it.
+        @return the place of its value; 0 where there is none"""
+        while begin < end and (kind := self._buffer[begin]):
+            after = begin + 1
+            while self._buffer[after]:
+                after += 1
+            if bytes(self._buffer[begin + 1 : after]) == name:
+                return after + 1
+            begin = after + 1
+            if kind in _FIXED:
+                begin += _FIXED[kind]
+            else:
+                # The length of a document counts itself, that of a text or of bytes does not.
+                begin += _INT32.unpack_from(self._buffer, begin)[0] + {2: 4, 5: 5}.get(kind, 0)
+        return 0
+
     def _cursor(self, size):
-        """The cursor at the end of an answer, of which only the tail is decoded."""
-        tail = bytes(self._buffer[max(0, size - 200) : size])
-        return _INT64.unpack_from(tail, tail.rindex(b"\x12id\x00") + 4)[0]
+        """The cursor of the answer in the buffer; 0 where it has been read to its end."""
+        at = self._element(_BODY, size, b"cursor")
+        if not at:
+            raise ValueError("the server refuses: %r" % bson.decode(bytes(self._buffer[_BODY - 4 : size])))
+        (length,) = _INT32.unpack_from(self._buffer, at)
+        return _INT64.unpack_from(self._buffer, self._element(at + 4, at + length, b"id"))[0]
 
     def _timed_puts(self, identifiers, paths):
         messages = [m for identifier, path in zip(identifiers, paths) for m in self._put_messages(identifier, path)]
@@ -166,7 +193,7 @@ class Bare:
         messages = [self._get_messages(identifier) for identifier in identifiers]
         begin = time.perf_counter()
         for look, fetch in messages:
-            self._exchange(look)
+            self._cursor(self._exchange(look))
             cursor = self._cursor(self._exchange(fetch))
             more = {"getMore": bson.Int64(cursor), "collection": "archives.chunks", "batchSize": BATCH}
             while cursor:
@@ -191,12 +218,12 @@ class Bare:
             self._exchange(self._message({"drop": name}))
 
 
-def main(port, folder, count):
+def main(uri, folder, count):
     contenders = {
-        "pymongo": Pymongo(int(port), folder, int(count), False),
-        "pymongo-no-md5": Pymongo(int(port), folder, int(count), True),
-        "pymongo-checked": CheckedPymongo(int(port), folder, int(count)),
-        "bare": Bare(int(port), folder, int(count)),
+        "pymongo": Pymongo(uri, folder, int(count), False),
+        "pymongo-no-md5": Pymongo(uri, folder, int(count), True),
+        "pymongo-checked": CheckedPymongo(uri, folder, int(count)),
+        "bare": Bare(uri, folder, int(count)),
     }
     for line in sys.stdin:
         contender, work = line.split()

@@ -1,41 +1,36 @@
 // The rows of imports on a MariaDB server: through the services, and by the engine's own C library with the
-// same statements, in turns on the same server. Prints times and their ratio.
+// same statements, in turns on the same server. Prints milliseconds an import as JSON. Argument: imports of
+// each.
+
 #include "backend/Site.h"
-#include "backend/SiteCreation.h"
 #include "backend/config/Password.h"
 #include "backend/config/Settings.h"
 #include "backend/database/Database.h"
 #include "backend/records/SiteRecords.h"
 #include "bench/BareClient.h"
+#include "bench/BenchSite.h"
+#include "bench/Report.h"
 #include "services/bll/Odbpp_CompanyBll.h"
 #include "services/bll/Odbpp_JobCompressBll.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/bll/Odbpp_OrigFilesBll.h"
 #include "services/common/Common.h"
-#include "tests/support/MariaDbServer.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QTemporaryDir>
-#include <QTextStream>
 
-#include <algorithm>
 #include <vector>
 
 using namespace KOZAV;
 using namespace KOZAV::Backend;
 using KOZAV::Bench::BareClient;
+using KOZAV::Bench::report;
+using KOZAV::Bench::require;
 
 namespace {
 
 constexpr const char* storedName = "bench.zip";
-
-void require(bool done, const char* what)
-{
-    if (!done)
-        qFatal("%s failed", what);
-}
 
 /// The calls for the rows of one job folder, as the import panel makes them.
 class ServiceImports final
@@ -70,7 +65,7 @@ private:
     DataLib::BLL::Odbpp_JobCompressBll m_compresses;
 };
 
-/// The same statements.
+/// The statements that these calls stand for, one by one.
 class BareImports final
 {
 public:
@@ -126,13 +121,7 @@ double millisecondsOf(Imports& imports, int count)
     timer.start();
     for (int i = 0; i < count; ++i)
         imports.importOne();
-    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
+    return static_cast<double>(timer.nsecsElapsed()) / 1e6 / count;
 }
 
 int addedCompany(const char* code, const char* name)
@@ -144,9 +133,9 @@ int addedCompany(const char* code, const char* name)
     return added->companyId;
 }
 
-void storeBenchFile(const QTemporaryDir& folder)
+void storeBenchFile(const QString& path)
 {
-    QFile file(folder.filePath(QStringLiteral("bench.zip")));
+    QFile file(path);
     require(file.open(QIODevice::WriteOnly) && file.write("bench") == 5 && file.flush(), "writing a file");
     const auto config = Common::commonInterface()->getConfig();
     require(Common::MongodbPut(config.mongoDbName, config.mongoFsName,
@@ -164,19 +153,13 @@ int main(int argc, char* argv[])
     const int imports = argc > 1 ? qMax(importsATurn, QByteArray(argv[1]).toInt()) : 1000;
     const int turns = imports / importsATurn * 5;
 
-    Test::MariaDbServer server;
-    const QTemporaryDir folder;
-    const QString configuration = folder.filePath(QStringLiteral("zav.ini"));
-    require(createDefaultSettings(configuration, folder.filePath(QStringLiteral("data"))).ok(),
-            "configuring");
-    Test::MariaDbServer::writeTo(configuration, server.makeDatabase());
-    require(createSite({configuration}).ok(), "making the site");
-    Site::current().setConfigurationPath(configuration);
+    const Bench::BenchSite site(Bench::BenchSite::Engines::MariaDb, {});
+    Bench::print({{QStringLiteral("servers"), site.serverDescription()}});
     addedCompany("S", "services");
     const int bareId = addedCompany("B", "bare");
-    storeBenchFile(folder);
+    storeBenchFile(site.path(QStringLiteral("bench.zip")));
 
-    const DatabaseSettings settings = loadSettings(configuration).value().database;
+    const DatabaseSettings settings = loadSettings(site.configuration()).value().database;
     BareImports bare(settings, readPassword(settings.passwordFile, databasePasswordVariable).value(), bareId);
     ServiceImports services;
     std::vector<double> bareTimes;
@@ -187,13 +170,9 @@ int main(int argc, char* argv[])
         bareTimes.push_back(millisecondsOf(bare, importsATurn));
         serviceTimes.push_back(millisecondsOf(services, importsATurn));
     }
-    Site::current().close();
 
-    QTextStream out(stdout);
-    const double scale = 1.0 / importsATurn;
-    out << turns * importsATurn << " imports each, in turns of " << importsATurn << "; medians per import\n"
-        << "bare C client: " << median(bareTimes) * scale << " ms\n"
-        << "services:      " << median(serviceTimes) * scale << " ms\n"
-        << "ratio:         " << median(serviceTimes) / median(bareTimes) << '\n';
+    report(QStringLiteral("rows of an import"), QStringLiteral("ours"), 1, QStringLiteral("ms"),
+           serviceTimes);
+    report(QStringLiteral("rows of an import"), QStringLiteral("bare-c"), 1, QStringLiteral("ms"), bareTimes);
     return 0;
 }

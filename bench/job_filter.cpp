@@ -1,10 +1,11 @@
 // Time from a key press in the filter line of the job list panel to the painted table, the fetch of the list
 // from the database included, beside the same rows put into a bare QTableWidget in bulk. Prints milliseconds
-// and their ratio.
+// as JSON. Arguments: numbers of rows, rising.
 
 #include "backend/Site.h"
 #include "backend/SiteCreation.h"
 #include "backend/records/SiteRecords.h"
+#include "bench/Report.h"
 #include "services/bll/Odbpp_JobCompressBll.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/common/Common.h"
@@ -18,9 +19,7 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextStream>
 
-#include <algorithm>
 #include <vector>
 
 using namespace KOZAV;
@@ -28,12 +27,6 @@ using namespace KOZAV;
 namespace {
 
 constexpr int runs = 7;
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 /// Makes jobs from ... to - 1, which all have the same stored file.
 void addJobs(int from, int to, const DataLib::Model::Odbpp_Company& company, const std::string& storedName)
@@ -68,7 +61,7 @@ void paint(QWidget& widget)
 
 /// @param changed  something in the database is changed before every key press, as by another operator's
 /// import
-double timePanel(UI::ZAV_Import_Widget& panel, const std::string& flowGuid, bool changed)
+std::vector<double> timePanel(UI::ZAV_Import_Widget& panel, const std::string& flowGuid, bool changed)
 {
     auto* filter = panel.findChild<QLineEdit*>();
     auto* table = panel.findChild<QTableWidget*>();
@@ -83,7 +76,7 @@ double timePanel(UI::ZAV_Import_Widget& panel, const std::string& flowGuid, bool
         paint(*table->viewport());
         times.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
     }
-    return median(times);
+    return times;
 }
 
 void fill(QTableWidget& table, const std::vector<DataLib::Model::Odbpp_Job_C>& jobs)
@@ -98,7 +91,7 @@ void fill(QTableWidget& table, const std::vector<DataLib::Model::Odbpp_Job_C>& j
     }
 }
 
-double timeBareTable(const std::vector<DataLib::Model::Odbpp_Job_C>& jobs)
+std::vector<double> timeBareTable(const std::vector<DataLib::Model::Odbpp_Job_C>& jobs)
 {
     QTableWidget table(0, 3);
     table.setColumnHidden(0, true);
@@ -114,7 +107,7 @@ double timeBareTable(const std::vector<DataLib::Model::Odbpp_Job_C>& jobs)
         paint(*table.viewport());
         times.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
     }
-    return median(times);
+    return times;
 }
 
 } // namespace
@@ -134,27 +127,22 @@ int main(int argc, char* argv[])
     const auto company = Backend::addCompany(*Backend::Site::current().database().value(),
                                              QStringLiteral("AB"), QStringLiteral("Acme"));
 
-    QTextStream out(stdout);
-    out << "   rows  bare table ms  panel ms  ratio  panel after a change ms  ratio\n";
     int filled = 0;
-    for (const int rows : {1000, 10000, 100000}) {
+    for (const QString& argument : QCoreApplication::arguments().mid(1)) {
+        const int rows = argument.toInt();
         addJobs(filled, rows, company.value(), storedName);
         filled = rows;
         const auto jobs = UI::ZAV_StdCommon::interface()->getInputJobList();
         UI::ZAV_Import_Widget panel(nullptr);
         panel.resize(600, 400);
         panel.show();
-        const double unchanged = timePanel(panel, jobs.front().flowId, false);
-        const double changed = timePanel(panel, jobs.front().flowId, true);
-        const double bare = timeBareTable(jobs);
-        out << QStringLiteral("%1  %2  %3  %4  %5  %6")
-                   .arg(rows, 7)
-                   .arg(bare, 13, 'f', 2)
-                   .arg(unchanged, 8, 'f', 2)
-                   .arg(unchanged / bare, 5, 'f', 2)
-                   .arg(changed, 23, 'f', 2)
-                   .arg(changed / bare, 5, 'f', 2)
-            << Qt::endl;
+        const auto tell = [rows](const char* contender, const std::vector<double>& values) {
+            Bench::report(QStringLiteral("key press"), QLatin1String(contender), rows, QStringLiteral("ms"),
+                          values);
+        };
+        tell("ours", timePanel(panel, jobs.front().flowId, false));
+        tell("ours-after-a-change", timePanel(panel, jobs.front().flowId, true));
+        tell("bare-table", timeBareTable(jobs));
     }
     Backend::Site::current().close();
     return 0;

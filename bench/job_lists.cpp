@@ -1,10 +1,11 @@
 // What a site's number of jobs costs the client: until its window is there with both lists read, its memory,
 // a batch of ten, and the first page of searches; on the engines that $ZAV_TEST_SITE names. Arguments:
-// numbers of jobs. Each measurement is of a process of its own. Prints medians.
+// numbers of jobs. Each measurement is of a process of its own. Prints milliseconds and MB as JSON.
 
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/store/DocumentStore.h"
+#include "bench/Report.h"
 #include "host/MainWindow.h"
 #include "host/ServiceLog.h"
 #include "host/Theme.h"
@@ -29,15 +30,15 @@
 #include <QTest>
 #include <QTextStream>
 
-#include <algorithm>
 #include <map>
 
 using namespace KOZAV;
 using namespace KOZAV::Test;
+using Bench::memory;
 
 namespace {
 
-constexpr int runs = 5;
+constexpr int runs = 3;
 constexpr int batchJobs = 10;
 
 // A company for each of fifty runs of jobs, so that each company's lie together; one job of ten waits.
@@ -110,19 +111,6 @@ void storeNewest(Backend::Database& database, const QString& anyFile)
     for (const std::string& name : names.value())
         if (!store->put(Backend::storeLocation(settings->documentStore), name, anyFile.toStdString()).ok())
             qFatal("a file cannot be stored");
-}
-
-/// A figure of this process's memory in MB.
-double memory(const char* name)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray& line : status.readAll().split('\n'))
-        if (line.startsWith(name))
-            return line.mid(static_cast<int>(qstrlen(name)) + 1).simplified().split(' ').front().toDouble() /
-                   1024;
-    return 0;
 }
 
 void tell(const char* what, double figure)
@@ -277,16 +265,10 @@ void measure(int jobs)
             figures[what].push_back(parts[1].toDouble());
         }
     }
-    QTextStream out(stdout);
-    out << "\n" << jobs << " jobs\n";
     for (const QString& what : order) {
-        auto& values = figures[what];
-        std::sort(values.begin(), values.end());
-        out << QStringLiteral("%1 %2 (%3 .. %4)\n")
-                   .arg(what, -40)
-                   .arg(values[values.size() / 2], 9, 'f', 1)
-                   .arg(values.front(), 0, 'f', 1)
-                   .arg(values.back(), 0, 'f', 1);
+        const QString unit = what.section(QLatin1Char(' '), -1) == QLatin1String("MB") ? QStringLiteral("MB")
+                                                                                       : QStringLiteral("ms");
+        Bench::report(what, QStringLiteral("ours"), jobs, unit, figures[what]);
     }
 }
 
