@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing. Usage: scripts/setup.sh [build|test|long]
+# Installs the Debian packages that are missing. Usage: scripts/setup.sh [build|test|bench|long]
 #   build  what the build and the main job need (default)
 #   test   that, and what the tests and checks need
-#   long   that, and what the checks before a release need
+#   bench  what the build, the tests and the peers of the benchmarks need
+#   long   what the tests need, and what the checks before a release need
 # Can be run again: it asks for nothing that is there. Needs root or sudo only where something is missing.
 set -euo pipefail
 
@@ -22,6 +23,10 @@ test_packages=(
   python3-pymongo python3-gridfs python3-bson python3-mockupdb
 )
 
+bench_packages=(
+  7zip
+)
+
 long_packages=(
   clang libclang-rt-14-dev doxygen
 )
@@ -30,8 +35,9 @@ wanted=("${build_packages[@]}")
 case ${1:-build} in
   build) ;;
   test) wanted+=("${test_packages[@]}") ;;
+  bench) wanted+=("${test_packages[@]}" "${bench_packages[@]}") ;;
   long) wanted+=("${test_packages[@]}" "${long_packages[@]}") ;;
-  *) echo "setup: unknown set of packages $1 (build, test, long)" >&2; exit 2 ;;
+  *) echo "setup: unknown set of packages $1 (build, test, bench, long)" >&2; exit 2 ;;
 esac
 
 missing=()
