@@ -237,8 +237,11 @@ def latency_get(run):
     run.judge(
         times_as_fast(what, ours, found["get-large", "pymongo", delay], Aim(at_least=1)),
         times_as_fast(what, ours, found["get-large", "pymongo-checked", delay], Aim(at_least=1)),
+        times_as_fast("put" + what[len("get"):], found["put-large", "ours", delay],
+                      found["put-large", "pymongo-checked", delay]),
     )
     run.plot("latency-get", "Fetching %d MB from GridFS" % size, "delay each way in ms", "seconds", "get-large", log=False)
+    run.plot("latency-put", "Storing %d MB in GridFS" % size, "delay each way in ms", "seconds", "put-large", log=False)
 
 
 def start(run):
