@@ -72,6 +72,17 @@ ObserverSlot<WaitObserver>& waitSlot()
     return slot;
 }
 
+/// Of the call that the thread carries out; 0: none.
+thread_local quint64 runningCall = 0;
+thread_local quint64 callsSoFar = 0;
+
+/// What hosts do in such a call, for as long as they like, are calls of their own.
+bool emitsOnly(ServiceOperation operation)
+{
+    return operation == ServiceOperation::RefreshOrigFileTable ||
+           operation == ServiceOperation::SendEmitCamImportJobInfo;
+}
+
 qint64 monotonicMs()
 {
     using namespace std::chrono;
@@ -127,10 +138,23 @@ Operation::Operation(ServiceOperation operation)
 {
     event.operation = operation;
     event.startedMs = monotonicMs();
+    if (!emitsOnly(operation))
+        lookAnew();
+}
+
+quint64 Operation::current()
+{
+    return runningCall;
+}
+
+void Operation::lookAnew()
+{
+    runningCall = ++callsSoFar;
 }
 
 void Operation::end(const Status& outcome) noexcept
 {
+    runningCall = 0;
     event.endedMs = monotonicMs();
     event.outcome = outcomeOf(outcome.code());
     event.reason = outcome.code();

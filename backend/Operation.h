@@ -31,6 +31,12 @@ public:
         return outcome;
     }
 
+    /// The number of the call that the calling thread carries out at the moment, a new one after lookAnew();
+    /// 0: none. What was found out under a number need not be found out again.
+    static quint64 current();
+    /// The call has waited: it is to see what has changed meanwhile.
+    static void lookAnew();
+
     /// What the observer will be told. Work fills in the texts and numbers that it knows, before it does
     /// anything that may fail.
     OperationEvent event;

@@ -19,7 +19,8 @@
 #include <optional>
 
 // The service operations are called many times a second and have no object of their own, so every one of them
-// asks the site again: for the settings, which costs one look at the file while it is as it was last seen;
+// asks the site again: for the settings, which costs one look at the file while it is as it was last seen,
+// and none when the same call of an operation asks again (Operation::current);
 // for the database, which is the calling thread's own, since a connection may be used by the thread alone
 // that opened it; for the store, which all threads share. A thread's part goes with the thread. Another
 // configuration file begins a new epoch: whatever a thread holds of the one before is closed by that thread,
@@ -45,6 +46,8 @@ struct ThreadPart
     QString databaseIdentity;  ///< that the open database was compared with
     ServerPause databasePause; ///< after an attempt to open with these settings
     std::shared_ptr<DocumentStore> store;
+    std::optional<Result<Settings>> settings; ///< as they were when the call asked that is under way
+    quint64 settingsCall = 0;
     quint64 epoch = 0;
 };
 
@@ -98,6 +101,7 @@ struct Site::Private
     SiteWatch watch; ///< of the database, where the site is used as long as the process runs
 
     const QString& resolvedPath();
+    Result<Settings> settingsOfCall();
     Result<Settings> settings();
     Result<Settings> load(const FileInfo& found);
     Result<Settings> loadMissing(const Status& why);
@@ -124,6 +128,23 @@ const QString& Site::Private::resolvedPath()
         nativePath = QFile::encodeName(path).toStdString();
     }
     return path;
+}
+
+/// The file is looked at once for all that one call of an operation asks.
+Result<Settings> Site::Private::settingsOfCall()
+{
+    const quint64 call = Operation::current();
+    if (call == 0) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return settings();
+    }
+    ThreadPart& part = threadPart();
+    if (!part.settings || part.settingsCall != call) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        part.settings = settings();
+        part.settingsCall = call;
+    }
+    return *part.settings;
 }
 
 Result<Settings> Site::Private::settings()
@@ -201,6 +222,7 @@ ThreadPart& Site::Private::threadPart()
         part.database.reset();
         part.databasePause = {};
         part.store.reset();
+        part.settings.reset();
         part.epoch = now;
     }
     return part;
@@ -380,8 +402,7 @@ QString Site::configurationPath() const
 
 Result<Settings> Site::settings()
 {
-    const std::lock_guard<std::mutex> lock(d->mutex);
-    return d->settings();
+    return d->settingsOfCall();
 }
 
 Result<Database*> Site::database()

@@ -43,6 +43,14 @@ QVariant bindable(const QVariant& value)
     return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QStringLiteral("")) : value;
 }
 
+QVariantList bindable(const QVariantList& values)
+{
+    QVariantList bound;
+    for (const QVariant& value : values)
+        bound.append(bindable(value));
+    return bound;
+}
+
 bool isLoss(Dialect::FailureKind kind)
 {
     return kind != Dialect::FailureKind::Definite && kind != Dialect::FailureKind::Contended;
@@ -69,6 +77,20 @@ Result<QString> boundText(const QSqlDriver& driver, const char* sql, const QVari
     for (int i = 0; i < values.size(); ++i)
         bound += quoted(driver, values.at(i)) + pieces.at(i + 1);
     return bound;
+}
+
+/// A statement in which the engine runs all of the writes, in one transaction.
+Result<QString> compoundText(const QSqlDriver& driver, const Dialect::CompoundParts& parts,
+                             const std::vector<RowWrite>& writes)
+{
+    QString text = QLatin1String(parts.begin);
+    for (const RowWrite& write : writes) {
+        const auto bound = boundText(driver, write.sql, bindable(write.values));
+        if (!bound.ok())
+            return bound.status();
+        text += bound.value() + QLatin1String(parts.mustHit);
+    }
+    return text + QLatin1String(parts.end);
 }
 
 } // namespace
@@ -129,6 +151,21 @@ Status Connection::execute(const char* sql, const QVariantList& values, Purpose 
     return answer(statement->query());
 }
 
+std::optional<Status> Connection::executeAsOne(const std::vector<RowWrite>& writes)
+{
+    // Which engine it is, is known of a session that has begun: the connection first.
+    if (auto ready = refresh(); !ready.ok())
+        return located(ready);
+    const auto* parts = m_dialect->compoundParts();
+    if (parts == nullptr)
+        return {};
+    const auto text = compoundText(*m_handle.driver(), *parts, writes);
+    if (!text.ok())
+        return text.status();
+    const Attempt outcome = settled(Purpose::Write, [&] { return attemptCompound(text.value()); });
+    return outcome.status.ok() ? Status() : verdict(outcome, Purpose::Write);
+}
+
 /// Runs once, on a connection that is there as far as can be told, and again while that may help.
 Connection::Attempt Connection::settled(Purpose purpose, const std::function<Attempt()>& once)
 {
@@ -165,10 +202,7 @@ Connection::Attempt Connection::attempt(StatementCache::Use& statement, const ch
 Connection::Attempt Connection::attemptText(StatementCache::Use& statement, const char* sql,
                                             const QVariantList& values)
 {
-    QVariantList bound;
-    for (const QVariant& value : values)
-        bound.append(bindable(value));
-    const auto text = boundText(*m_handle.driver(), sql, bound);
+    const auto text = boundText(*m_handle.driver(), sql, bindable(values));
     if (!text.ok())
         return {text.status(), FailureKind::Definite};
     if (!statement.runText(m_handle, text.value()))
@@ -184,6 +218,19 @@ Connection::Attempt Connection::attemptPlain(const char* sql)
         return failed(sql, statement.lastError());
     m_sinceUse.start();
     return {};
+}
+
+Connection::Attempt Connection::attemptCompound(const QString& text)
+{
+    QSqlQuery statement(m_handle);
+    if (statement.exec(text)) {
+        m_sinceUse.start();
+        return {};
+    }
+    Attempt refused = failed("several writes", statement.lastError());
+    if (!m_lost)
+        (void)attemptPlain("ROLLBACK");
+    return refused;
 }
 
 Connection::Attempt Connection::failed(const char* sql, const QSqlError& error)

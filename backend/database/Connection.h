@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace KOZAV::Backend {
 
@@ -34,6 +35,10 @@ public:
     /// Runs a prepared statement and hands its result to answer. OutcomeUnknown for a write whose answer was
     /// lost.
     Status execute(const char* sql, const QVariantList& values, Purpose purpose, const Answer& answer);
+
+    /// Runs writes outside a transaction as one statement, in one exchange: all are carried out or none. One
+    /// that finds no row is refused. Nothing is told where the engine has no such statement.
+    std::optional<Status> executeAsOne(const std::vector<RowWrite>& writes);
 
     /// Has the writes that follow outside a transaction take this durability.
     Status use(Durability wanted);
@@ -89,6 +94,7 @@ private:
     Attempt attempt(StatementCache::Use& statement, const char* sql, const QVariantList& values);
     Attempt attemptText(StatementCache::Use& statement, const char* sql, const QVariantList& values);
     Attempt attemptPlain(const char* sql);
+    Attempt attemptCompound(const QString& text);
     Attempt failed(const char* sql, const QSqlError& error);
     [[nodiscard]] bool mayRepeat(const Attempt& attempt, Purpose purpose) const;
     [[nodiscard]] Status verdict(const Attempt& attempt, Purpose purpose) const;

@@ -1,5 +1,6 @@
 #include "backend/database/Database.h"
 
+#include "backend/Guarded.h"
 #include "backend/Text.h"
 #include "backend/database/Connection.h"
 #include "backend/database/Dialect.h"
@@ -35,15 +36,6 @@ bool keepsItsCharacters(const QString& text)
     if (text.contains(QChar(QChar::Null)))
         return false;
     return !text.startsWith(QChar(QChar::ByteOrderMark)) && !text.startsWith(QChar(QChar::ByteOrderSwapped));
-}
-
-Status checkValues(const QVariantList& values)
-{
-    for (const QVariant& value : values)
-        if (value.userType() == QMetaType::QString && !keepsItsCharacters(value.toString()))
-            return Status::invalidArgument(
-                QStringLiteral("a text holds a NUL character or begins with a byte order mark"));
-    return {};
 }
 
 /// What is damaged is best not written to again before somebody has looked.
@@ -90,20 +82,42 @@ struct Database::Private
     Connection connection;
     quint64 writes = 0; ///< tried by this object, with success or not
     bool closedToWrites = false;
+    std::function<Status(Occasion)> first;
+    bool firstRuns = false;
 
+    Status goFirst(Occasion occasion = Occasion::Statement);
+    Status readyToWrite(Durability durability);
     Status write(const char* sql, const QVariantList& values, Durability durability,
                  const Connection::Answer& answer);
     Status takeSchemaLock(Database& database, const char* takeSql);
 };
 
-Status Database::Private::write(const char* sql, const QVariantList& values, Durability durability,
-                                const Connection::Answer& answer)
+/// To be called before anything is asked of the connection.
+Status Database::Private::goFirst(Occasion occasion)
+{
+    if (!first || firstRuns)
+        return {};
+    firstRuns = true;
+    auto gone = guarded([&] { return first(occasion); });
+    firstRuns = false;
+    return gone;
+}
+
+Status Database::Private::readyToWrite(Durability durability)
 {
     if (closedToWrites)
         return connection.located(Status::configuration(QStringLiteral(
             "the site is a backup, in which nothing is changed; \"zav_admin restore\" makes a site of it")));
+    if (auto status = goFirst(); !status.ok())
+        return status;
     ++writes;
-    if (auto status = connection.use(durability); !status.ok())
+    return connection.use(durability);
+}
+
+Status Database::Private::write(const char* sql, const QVariantList& values, Durability durability,
+                                const Connection::Answer& answer)
+{
+    if (auto status = readyToWrite(durability); !status.ok())
         return status;
     if (auto status = checkValues(values); !status.ok())
         return status;
@@ -131,7 +145,10 @@ Database::Database(std::unique_ptr<Dialect> dialect, const DatabaseSettings& set
 {
 }
 
-Database::~Database() = default;
+Database::~Database()
+{
+    (void)d->goFirst(Occasion::End);
+}
 
 Result<std::unique_ptr<Database>> Database::open(const DatabaseSettings& settings)
 {
@@ -209,6 +226,8 @@ Status Database::start(MissingDatabase missing)
 
 Status Database::query(const char* sql, const QVariantList& values, const RowVisitor& visit)
 {
+    if (auto status = d->goFirst(); !status.ok())
+        return status;
     if (auto status = checkValues(values); !status.ok())
         return status;
     return d->connection.execute(sql, values, Connection::Purpose::Read, [&](QSqlQuery& query) {
@@ -252,8 +271,55 @@ Result<qint64> Database::insert(const char* sql, const QVariantList& values, Dur
     return status.ok() ? Result(number) : status;
 }
 
+TogetherOutcome Database::changeTogether(const std::vector<RowWrite>& writes, Durability durability)
+{
+    TogetherOutcome outcome{d->readyToWrite(durability), writes.size()};
+    for (const RowWrite& write : writes)
+        if (outcome.status.ok())
+            outcome.status = checkValues(write.values);
+    if (!outcome.status.ok())
+        return outcome;
+    if (const auto atOnce = d->connection.executeAsOne(writes)) {
+        outcome.status = *atOnce;
+        if (atOnce->ok() || atOnce->code() == ErrorCode::OutcomeUnknown ||
+            atOnce->code() == ErrorCode::Unavailable)
+            return outcome;
+    }
+    // One after the other, also to know which one is refused, and why.
+    outcome.status = transaction(
+        [&]() -> Status {
+            for (std::size_t i = 0; i < writes.size(); ++i) {
+                const auto changed = change(writes[i].sql, writes[i].values, durability);
+                if (changed.ok() && changed.value() > 0)
+                    continue;
+                outcome.failedAt = i;
+                return changed.ok() ? Status::notFound(QStringLiteral("there is no such row"))
+                                    : changed.status();
+            }
+            return {};
+        },
+        durability);
+    return outcome;
+}
+
+Status Database::checkValues(const QVariantList& values)
+{
+    for (const QVariant& value : values)
+        if (value.userType() == QMetaType::QString && !keepsItsCharacters(value.toString()))
+            return Status::invalidArgument(
+                QStringLiteral("a text holds a NUL character or begins with a byte order mark"));
+    return {};
+}
+
+void Database::runFirst(std::function<Status(Occasion occasion)> work)
+{
+    d->first = std::move(work);
+}
+
 Status Database::transaction(const std::function<Status()>& work, Durability durability)
 {
+    if (auto status = d->goFirst(); !status.ok())
+        return status;
     Connection& connection = d->connection;
     if (connection.inTransaction())
         return connection.located(Status::internal(QStringLiteral("a transaction is open already")));
@@ -268,6 +334,8 @@ Status Database::transaction(const std::function<Status()>& work, Durability dur
 
 Status Database::snapshot(const std::function<Status()>& work)
 {
+    if (auto status = d->goFirst(); !status.ok())
+        return status;
     Connection& connection = d->connection;
     if (connection.inTransaction())
         return connection.located(Status::internal(QStringLiteral("a transaction is open already")));
@@ -279,6 +347,8 @@ Status Database::snapshot(const std::function<Status()>& work)
 
 Status Database::changeSchema(const std::function<Status()>& work)
 {
+    if (auto status = d->goFirst(); !status.ok())
+        return status;
     const Dialect::SchemaLock lock = d->connection.dialect().schemaLock();
     if (!lock.takeSql)
         return transaction(work);

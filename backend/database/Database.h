@@ -27,6 +27,20 @@ enum class Durability {
     Immediate ///< before the call returns
 };
 
+/// A write of one row: an insert, or an update that has to find its row.
+struct RowWrite
+{
+    const char* sql;
+    QVariantList values;
+};
+
+/// How writes ended that are carried out together.
+struct TogetherOutcome
+{
+    Status status;
+    std::size_t failedAt = 0; ///< which one was refused; the number of all where none was by itself
+};
+
 /// Reads the columns of a row one after the other, in the order in which its query names them.
 class RowReader final
 {
@@ -113,6 +127,22 @@ public:
 
     /// Runs an insert of one row. @return the number of the new row
     Result<qint64> insert(const char* sql, const QVariantList& values, Durability durability);
+
+    /// Runs writes in one transaction, outside of any other: all are carried out or none. Costs a server that
+    /// can do so one exchange. NotFound for an update that finds no row.
+    TogetherOutcome changeTogether(const std::vector<RowWrite>& writes, Durability durability);
+
+    /// Whether values are kept as they are: InvalidArgument where a write of them would be refused for that.
+    static Status checkValues(const QVariantList& values);
+
+    /// When what was to be run first is run.
+    enum class Occasion {
+        Statement, ///< before whatever the object is asked for
+        End        ///< before it ends: for the last time
+    };
+    /// Has work run before this object does anything else for anybody, each time from now on; what work
+    /// itself asks for is done at once. Where it fails, what it was to go before fails for the same reason.
+    void runFirst(std::function<Status(Occasion occasion)> work);
 
     /// Runs work in one transaction: committed if work returns success, otherwise rolled back. The writes in
     /// it take the transaction's durability, whatever theirs. Transactions do not nest: Internal.

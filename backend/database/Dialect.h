@@ -45,7 +45,7 @@ public:
     [[nodiscard]] virtual Status identify(const QSqlDatabase& connection) const = 0;
 
     /// Sets the session up; to be called once after every open, before the first write.
-    virtual Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const = 0;
+    virtual Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) = 0;
 
     /// A short look at a database that was just opened: Corrupt where it is damaged. Changes nothing.
     [[nodiscard]] virtual Status checkOpened(const QSqlDatabase& connection) const;
@@ -113,6 +113,17 @@ public:
     /// Whether values travel within the text of a statement, quoted by the driver, and not beside it: for
     /// drivers that ask the server twice to run a prepared statement.
     [[nodiscard]] virtual bool writesValuesIntoText() const { return false; }
+
+    /// What a server runs as one statement, of one exchange.
+    struct CompoundParts
+    {
+        const char* begin;   ///< before the first write; begins a transaction
+        const char* mustHit; ///< after a write that fails unless it has found a row
+        const char* end;     ///< after the last one; commits
+    };
+    /// Null where the engine of the session has no such statements, or does not need them. One that fails
+    /// leaves a transaction, which is to be rolled back.
+    [[nodiscard]] virtual const CompoundParts* compoundParts() const { return nullptr; }
 
     /// Statement that tells whether a connection that was idle is still there; null where it cannot be lost.
     [[nodiscard]] virtual const char* idleProbeSql() const { return nullptr; }

@@ -118,6 +118,7 @@ Status packAndStore(Operation& call, const std::string& folder, const std::strin
         const auto stored = store.adopt(location, storedName, archive.path(), use);
         if (stored.ok()) {
             call.event.storedBytes = stored->length;
+            ImportRoad::ofThisThread().noteStored(location, stored.value());
             keepPackedContent(storedName, packed->content);
         }
         return stored.status();
@@ -226,6 +227,7 @@ int Common::MongodbPut(const std::string& dbName, const std::string& fsName, con
             const auto file = store.put({dbName, fsName}, storedName, localPath, use);
             if (file.ok()) {
                 call.event.storedBytes = file->length;
+                road.noteStored({dbName, fsName}, file.value());
                 road.endStoring(storedName);
             }
             return toldMissingCopy(file.status(), localPath);

@@ -67,6 +67,12 @@ bool mayWorkLater(const Status& failed)
 
 Status withdrawFlow(Operation& call, const FailedFlow& flow, const Status& reason)
 {
+    // What waits of the import beside the flow is written where it can be, and no reason against this.
+    if (HeldRows& held = ImportRoad::ofThisThread().heldRows(); !held.isEmpty())
+        (void)withRows(call, [&held](Database& database) {
+            auto sent = held.send(database);
+            return mayWorkLater(sent) ? sent : Status();
+        });
     const auto withdrawn =
         changeFlow(call, withdrawSql, failedStateOf(flow), flow.guid.toStdString(), Durability::Immediate);
     if (withdrawn.ok() || withdrawn.code() == ErrorCode::NotFound)

@@ -39,6 +39,8 @@ bool ImportRoad::inBatch() const
 
 RoadStep ImportRoad::lookUp(const QString& company)
 {
+    m_companyCode.clear();
+    m_isCounted = false;
     if (std::exchange(m_storedSinceLookUp, false)) {
         if (!m_inBatch)
             m_company = company;
@@ -61,6 +63,8 @@ void ImportRoad::beginStoring()
 {
     m_keptForEntry.reset();
     m_unclaimedFile.clear();
+    m_stored.reset();
+    m_isCounted = false;
     m_storedSinceLookUp = true;
     takeStop();
     if (m_keptForCompany)
@@ -75,15 +79,31 @@ void ImportRoad::endStoring(const std::string& storedName)
         m_keptForCompany->endUse();
 }
 
+void ImportRoad::noteStored(const StoreLocation& location, const StoredFile& file)
+{
+    m_storedAt = location;
+    m_stored = file;
+}
+
+const StoredFile* ImportRoad::justStored(const StoreLocation& location, const std::string& storedName) const
+{
+    const bool isThat = m_stored && m_stored->name == storedName &&
+                        m_storedAt.database == location.database &&
+                        m_storedAt.fileStore == location.fileStore;
+    return isThat ? &*m_stored : nullptr;
+}
+
 void ImportRoad::beginCounting()
 {
+    m_isCounted = false;
     if (m_step == RoadStep::DriverLookUp)
         m_inBatch = false;
     goTo(RoadStep::Counted);
 }
 
-void ImportRoad::endCounting()
+void ImportRoad::endCounting(bool counted)
 {
+    m_isCounted = counted;
     m_keptForEntry.reset();
     if (!m_inBatch)
         m_keptForCompany.reset();
@@ -95,8 +115,20 @@ void ImportRoad::claimFile(const std::string& storedName)
         m_unclaimedFile.clear();
 }
 
+bool ImportRoad::mayHoldOrigFile(const std::string& storedName, const QString& companyCode) const
+{
+    return m_step == RoadStep::Counted && m_isCounted && m_heldRows->isEmpty() && m_stored &&
+           m_stored->name == storedName && !companyCode.isEmpty() && m_companyCode == companyCode;
+}
+
+bool ImportRoad::mayHoldFlow(const QString& guid) const
+{
+    return !guid.isEmpty() && guid == m_flow && m_flowFailure.ok() && !m_heldRows->isEmpty();
+}
+
 void ImportRoad::endEntry()
 {
+    m_stored.reset();
     m_keptForEntry.reset();
     goTo(RoadStep::RowsWritten);
 }
@@ -113,6 +145,7 @@ void ImportRoad::endBatch()
     m_inBatch = m_storedSinceLookUp = m_rowsAreDoubtful = false;
     m_gaveUpFor = m_stop = {};
     m_unclaimedFile.clear();
+    m_stored.reset();
     goTo(RoadStep::None);
 }
 
@@ -120,6 +153,7 @@ void ImportRoad::makeFlow(const QString& guid)
 {
     m_flow = guid;
     m_flowFailure = {};
+    m_heldRows->forgetFailure();
 }
 
 void ImportRoad::failFlow(const QString& guid, const Status& failure)
@@ -130,7 +164,9 @@ void ImportRoad::failFlow(const QString& guid, const Status& failure)
 
 Status ImportRoad::flowFailure(const QString& guid) const
 {
-    return guid == m_flow ? m_flowFailure : Status();
+    if (guid != m_flow)
+        return {};
+    return m_flowFailure.ok() ? m_heldRows->failure() : m_flowFailure;
 }
 
 void ImportRoad::giveUp(const Status& reason)

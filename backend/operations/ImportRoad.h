@@ -1,11 +1,14 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "backend/operations/HeldRows.h"
+#include "backend/store/DocumentStore.h"
 
 #include <QElapsedTimer>
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace KOZAV::Backend {
@@ -40,16 +43,32 @@ public:
     /// A company is looked for by its name alone. @return which look-up this is: the pipeline's where a file
     /// was stored, or tried to be, since the one before; otherwise a driver's
     RoadStep lookUp(const QString& company);
+    /// It was found, with this code.
+    void findCompany(const QString& code) { m_companyCode = code; }
     /// A file begins to be stored: an entry begins.
     void beginStoring();
     /// It was stored by this name; empty: it was not.
     void endStoring(const std::string& storedName);
+    /// What the store has told of the file that was just stored there.
+    void noteStored(const StoreLocation& location, const StoredFile& file);
+    /// What is known of a file without asking its store: of the one that the entry of this thread has stored.
+    [[nodiscard]] const StoredFile* justStored(const StoreLocation& location,
+                                               const std::string& storedName) const;
     /// A number of the company is asked for. Directly after a driver's look-up: it was none of a batch.
     void beginCounting();
-    /// That is over, with whatever result.
-    void endCounting();
+    /// That is over.
+    /// @param counted  whether the entry has the number
+    void endCounting(bool counted = true);
     /// A row names the file that was stored: it is not without one any more.
     void claimFile(const std::string& storedName);
+    /// What waits of the entry's rows for the last one. The road does not send it.
+    [[nodiscard]] HeldRows& heldRows() { return *m_heldRows; }
+    /// Whether the row of an original file may wait: the entry has stored that file, its company has that
+    /// code, and it has its number. Nothing that the row refers to can be missing then.
+    [[nodiscard]] bool mayHoldOrigFile(const std::string& storedName, const QString& companyCode) const;
+    /// Whether an update of that flow may wait: it is the entry's, of which rows wait already.
+    [[nodiscard]] bool mayHoldFlow(const QString& guid) const;
+
     /// The last row of the entry was written or refused.
     void endEntry();
     /// The company has its new batch number.
@@ -103,6 +122,11 @@ private:
     QString m_company;
     QElapsedTimer m_sinceStep;
     std::string m_unclaimedFile;
+    StoreLocation m_storedAt;
+    std::optional<StoredFile> m_stored;
+    QString m_companyCode;
+    bool m_isCounted = false;
+    std::shared_ptr<HeldRows> m_heldRows = std::make_shared<HeldRows>();
     QString m_flow;
     Status m_flowFailure;
     Status m_gaveUpFor;

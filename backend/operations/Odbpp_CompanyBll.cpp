@@ -164,6 +164,7 @@ Status lookUpCompany(Operation& call, const Conditions& conditions, RoadStep ste
     auto selected = selectCompanies(call, conditions, companies);
     if (!selected.ok() || companies.empty())
         return selected;
+    ImportRoad::ofThisThread().findCompany(QString::fromStdString(companies.front().companyCode));
     const auto isNew = holdCompany(call, companies.front(), step);
     if (!isNew.ok())
         return isNew.status();
@@ -296,7 +297,7 @@ bool Odbpp_CompanyBll::inputCompanies(std::string& companyName, int userId, int 
         if (!road.inBatch())
             giveBack(road.keptForCompany());
     }
-    road.endCounting();
+    road.endCounting(counted.ok());
     return counted.ok();
 }
 

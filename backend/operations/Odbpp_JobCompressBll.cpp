@@ -68,7 +68,7 @@ Status insertCompress(Operation& call, const CompressRow& row)
         return stored.status();
     const KeyedRow keyed = {insertCompressRow, "SELECT id FROM job_compress WHERE flow_guid = ?",
                             call.event.flowKey, "there is no such job flow or no such company"};
-    return insertRow(call, keyed, values, Durability::Immediate);
+    return insertLastRow(call, keyed, values);
 }
 
 Status addCompressRow(Operation& call, const CompressRow& row)
@@ -111,6 +111,7 @@ bool Odbpp_JobCompressBll::inputJobCompress(std::string companyName, std::string
                                      {},
                                      {}});
     });
+    sendHeldRows();
     ImportRoad::ofThisThread().endEntry();
     return added.ok();
 }
@@ -127,6 +128,7 @@ bool Odbpp_JobCompressBll::inputJobCompressByFolder(std::string companyName, std
                               {companyName, companyCode, companyId, jobName, flowGuid, storedName, suffix,
                                remark, fsName, userId, jobNumber, resource, customer2, customer3});
     });
+    sendHeldRows();
     ImportRoad::ofThisThread().endEntry();
     return added.ok();
 }

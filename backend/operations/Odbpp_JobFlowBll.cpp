@@ -88,6 +88,24 @@ Status noted(const Operation& call, Status written)
     return written;
 }
 
+/// Carries out an operation that sets columns by which an import completes the flow that it has made.
+/// @param value  gives it, without the flow key
+/// @param depends  the key of a row that it refers to; empty: of none
+template <typename Value>
+bool completeFlow(ServiceOperation operation, const char* sql, const std::string& flowGuid,
+                  const std::string& depends, const Value& value)
+{
+    const auto written = Operation::run(operation, [&](Operation& call) {
+        call.event.subject = call.event.flowKey = QString::fromStdString(flowGuid);
+        ImportRoad& road = ImportRoad::ofThisThread();
+        const QString needed = QString::fromStdString(depends);
+        if (!road.mayHoldFlow(call.event.flowKey) || !(needed.isEmpty() || road.heldRows().holds(needed)))
+            return noted(call, changeFlow(call, sql, value(), flowGuid, Durability::Deferred));
+        return noted(call, holdFlowChange(call, sql, value().text("flow key", flowGuid)));
+    });
+    return written.ok();
+}
+
 /// Carries out an operation that changes columns of the one flow that it is given.
 /// @param values  gives them, without the flow key
 template <typename Values>
@@ -145,6 +163,8 @@ std::string Odbpp_JobFlowBll::insertflowbeforeorigfile(std::string jobName, int 
             "INSERT INTO job_flow (guid, job_name, user_id, flow_no, ko_serial_name, created_time)"
             " VALUES (?, ?, ?, ?, ?, ?)",
             "SELECT id FROM job_flow WHERE guid = ?", flowGuid};
+        // The row of the original file, which may wait already, does without that of the flow.
+        const HeldRows::Waiting others(ImportRoad::ofThisThread().heldRows());
         auto made = insertRow(call, row, values, Durability::Deferred);
         if (made.ok())
             ImportRoad::ofThisThread().makeFlow(flowGuid);
@@ -157,24 +177,23 @@ std::string Odbpp_JobFlowBll::insertflowbeforeorigfile(std::string jobName, int 
 
 bool Odbpp_JobFlowBll::updateUploadBatchNum(int batchNumber, std::string flowGuid)
 {
-    return writeFlow(ServiceOperation::UpdateUploadBatchNum,
-                     "UPDATE job_flow SET upload_batch_number = ? WHERE guid = ?", flowGuid,
-                     Durability::Deferred, [&] { return RowValues().number(batchNumber); });
+    return completeFlow(ServiceOperation::UpdateUploadBatchNum,
+                        "UPDATE job_flow SET upload_batch_number = ? WHERE guid = ?", flowGuid, {},
+                        [&] { return RowValues().number(batchNumber); });
 }
 
 bool Odbpp_JobFlowBll::UpdateOrigFileGuid(std::string origFileGuid, std::string flowGuid)
 {
-    return writeFlow(ServiceOperation::UpdateOrigFileGuid,
-                     "UPDATE job_flow SET orig_file_guid = ? WHERE guid = ?", flowGuid, Durability::Deferred,
-                     [&] { return RowValues().text("original-file key", origFileGuid); });
+    return completeFlow(ServiceOperation::UpdateOrigFileGuid,
+                        "UPDATE job_flow SET orig_file_guid = ? WHERE guid = ?", flowGuid, origFileGuid,
+                        [&] { return RowValues().text("original-file key", origFileGuid); });
 }
 
 bool Odbpp_JobFlowBll::UpdateLastOdbppImportMongoFsGuid(std::string origFileGuid, std::string flowGuid)
 {
-    return writeFlow(ServiceOperation::UpdateLastOdbppImportMongoFsGuid,
-                     "UPDATE job_flow SET last_import_orig_file_guid = ? WHERE guid = ?", flowGuid,
-                     Durability::Deferred,
-                     [&] { return RowValues().text("original-file key", origFileGuid); });
+    return completeFlow(ServiceOperation::UpdateLastOdbppImportMongoFsGuid,
+                        "UPDATE job_flow SET last_import_orig_file_guid = ? WHERE guid = ?", flowGuid,
+                        origFileGuid, [&] { return RowValues().text("original-file key", origFileGuid); });
 }
 
 /// A voided job keeps its state: a client that still shows it does not bring it back.

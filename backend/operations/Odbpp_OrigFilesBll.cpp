@@ -44,10 +44,14 @@ bool Odbpp_OrigFilesBll::inputOrigFile(std::string origFileGuid, std::string job
         values.content(contentOf(stored.value())).content(packedContent(storedName));
         const KeyedRow row = {insertOrigFile, "SELECT id FROM orig_file WHERE guid = ?",
                               values.list().first(), "there is no company of that code"};
-        auto inserted = insertRow(call, row, values, Durability::Deferred);
+        ImportRoad& road = ImportRoad::ofThisThread();
+        const bool waits = road.mayHoldOrigFile(storedName, QString::fromStdString(companyCode)) &&
+                           HeldRows::mayWait(values.list());
+        auto inserted =
+            waits ? holdRow(call, row, values) : insertRow(call, row, values, Durability::Deferred);
         if (inserted.ok()) {
             forgetPackedContent(storedName);
-            ImportRoad::ofThisThread().claimFile(storedName);
+            road.claimFile(storedName);
         }
         return inserted;
     });

@@ -2,6 +2,7 @@
 
 #include "backend/Site.h"
 #include "backend/operations/ImportRoad.h"
+#include "backend/operations/RowWrites.h"
 #include "backend/operations/SiteWork.h"
 #include "backend/operations/ToldWait.h"
 
@@ -134,6 +135,7 @@ Status settle(Operation& call, const Status& failed, const std::function<Status(
             noteOutage(last, patience);
             return unknown.value_or(last);
         }
+        Operation::lookAnew();
         last = attempt();
     }
     call.isRepeated = false;
@@ -142,6 +144,7 @@ Status settle(Operation& call, const Status& failed, const std::function<Status(
 
 Status readyToStore(Operation& call)
 {
+    sendHeldRows(); // of an entry that did not come to its end
     if (auto refused = refusalOf(call); !refused.ok())
         return refused;
     if (!ImportRoad::ofThisThread().rowsAreDoubtful() || !isOfBatch(call))

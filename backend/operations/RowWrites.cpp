@@ -48,6 +48,21 @@ Status insertSettled(Database& database, const KeyedRow& row, const QVariantList
     return late.ok() && late.value() ? Status() : second;
 }
 
+/// Has hold keep a write back, without a question to the server.
+template <typename Hold>
+Status whileTheyWait(Operation& call, const RowValues& values, const Hold& hold)
+{
+    if (!values.status().ok())
+        return values.status();
+    return patiently(call, [&]() -> Status {
+        const auto database = Site::current().database();
+        if (!database.ok())
+            return ofOpening(database.status(), SitePart::Rows);
+        hold(*database.value(), ImportRoad::ofThisThread().heldRows());
+        return {};
+    });
+}
+
 } // namespace
 
 RowValues& RowValues::text(const char* what, const std::string& utf8)
@@ -97,9 +112,51 @@ Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, 
     });
 }
 
+Status insertLastRow(Operation& call, const KeyedRow& row, const RowValues& values)
+{
+    HeldRows& held = ImportRoad::ofThisThread().heldRows();
+    if (held.isEmpty())
+        return insertRow(call, row, values, Durability::Immediate);
+    if (!values.status().ok())
+        return values.status();
+    return withRows(call, [&](Database& database) {
+        return held.sendWith(database, row, values.list(), call.isRepeated);
+    });
+}
+
+Status holdRow(Operation& call, const KeyedRow& row, const RowValues& values)
+{
+    return whileTheyWait(call, values, [&](Database& database, HeldRows& held) {
+        held.hold(database, row, values.list());
+    });
+}
+
+Status holdFlowChange(Operation& call, const char* sql, const RowValues& values)
+{
+    return whileTheyWait(call, values, [&](Database& database, HeldRows& held) {
+        held.hold(database, sql, values.list());
+    });
+}
+
+void sendHeldRows()
+{
+    HeldRows& held = ImportRoad::ofThisThread().heldRows();
+    if (held.isEmpty())
+        return;
+    const auto database = Site::current().database();
+    held.end(database.ok() ? database.value() : nullptr);
+}
+
 Result<StoredFile> requireStoredFile(Operation& call, const std::string& storedName,
                                      const std::optional<std::string>& fileStore)
 {
+    const auto settings = Site::current().settings();
+    if (!settings.ok())
+        return settings.status();
+    StoreLocation place = storeLocation(settings->documentStore);
+    place.fileStore = fileStore.value_or(place.fileStore);
+    if (const StoredFile* known = ImportRoad::ofThisThread().justStored(place, storedName))
+        return *known;
     StoredFile file;
     auto status = withFiles(call, [&](DocumentStore& store, StoreLocation location) {
         location.fileStore = fileStore.value_or(location.fileStore);

@@ -3,6 +3,7 @@
 #include "backend/Operation.h"
 #include "backend/database/Database.h"
 #include "backend/io/FileCopy.h"
+#include "backend/operations/HeldRows.h"
 #include "backend/store/DocumentStore.h"
 
 #include <QVariantList>
@@ -34,21 +35,25 @@ private:
     Status m_status;
 };
 
-/// One row that is told apart from all others by a key that this program made.
-struct KeyedRow
-{
-    const char* insertSql;
-    const char* findSql; ///< selects the row by its key, the one value
-    QVariant key;
-    const char* noReference = nullptr; ///< in words, where the row refers to one that does not exist
-};
-
 /// Inserts a row. Where the answer is lost the database is asked for the row, and the insert repeated if it
 /// is not there: the key keeps it from being there twice. OutcomeUnknown only where nobody can be asked.
 Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, Durability durability);
 
+/// Inserts the row that completes an import, and with it, as one, what is held back of the import (HeldRows).
+Status insertLastRow(Operation& call, const KeyedRow& row, const RowValues& values);
+
+/// Holds a row back on the road of an import, until its last one. Refuses values only for what values can
+/// be refused for.
+Status holdRow(Operation& call, const KeyedRow& row, const RowValues& values);
+
+/// The same for an update of the job flow that the import has made, whose last bound value is the flow key.
+Status holdFlowChange(Operation& call, const char* sql, const RowValues& values);
+
+/// Sends what is still held back where an import ends without its last row. A failure is logged.
+void sendHeldRows();
+
 /// Fails unless the site's document store holds a file of that name: to be asked before a row that points at
-/// it.
+/// it. Where this thread has just stored it the store is not asked again.
 /// @param fileStore  where it lies; the configured file store where none is given
 Result<StoredFile> requireStoredFile(Operation& call, const std::string& storedName,
                                      const std::optional<std::string>& fileStore = {});

@@ -2,6 +2,7 @@
 
 #include "backend/Operation.h"
 #include "backend/operations/ImportRoad.h"
+#include "backend/operations/RowWrites.h"
 
 namespace KOZAV::UI {
 
@@ -23,6 +24,7 @@ ZAV_UICommon* ZAV_UICommon::interface()
 
 void ZAV_UICommon::refreshOrigFileTable()
 {
+    Backend::sendHeldRows();
     ImportRoad::ofThisThread().endBatch();
     (void)Operation::run(ServiceOperation::RefreshOrigFileTable, [this](Operation& /*call*/) {
         Q_EMIT origFileTableRefreshRequested();

@@ -17,6 +17,9 @@ if(ZAV_BUILD_PANELS)
                 LABELS client large TESTS client_together)
   zav_add_tests(client_tests SECONDS 100 ON_MEMORY TIMEOUT 900 ENVIRONMENT QTEST_FUNCTION_TIMEOUT=800000
                 LABELS client large TESTS import_sizes)
+  if(ZAV_MARIADBD)
+    zav_add_tests(client_tests ON_MEMORY ENVIRONMENT ZAV_TEST_SITE=mariadb/local LABELS mariadb TESTS import_exchanges)
+  endif()
   if(ZAV_MARIADBD AND ZAV_WITH_MONGODB)
     zav_add_tests(client_tests SECONDS 15 ON_MEMORY TIMEOUT 900
                   ENVIRONMENT ZAV_TEST_SITE=mariadb/gridfs QTEST_FUNCTION_TIMEOUT=800000

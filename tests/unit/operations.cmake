@@ -4,6 +4,7 @@ zav_add_test_program(operations_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/suppo
                      LIBRARIES zav_site_test_support Qt5::Sql)
 zav_add_tests(operations_tests LABELS operations TESTS operations_events operations_failed_flows operations_fresh_names
                                                      operations_road operations_waits operations_work)
+zav_add_tests(operations_tests SITES ON_MEMORY LABELS operations TESTS operations_held_rows)
 zav_add_test_program(hold_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
                      LIBRARIES zav_database_test_support zav_mariadb_test_support
                      DEFINITIONS $<$<BOOL:${ZAV_MARIADBD}>:ZAV_WITH_MARIADB_SERVER>)

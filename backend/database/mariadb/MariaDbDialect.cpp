@@ -22,6 +22,10 @@
 // time-outs; the wait for a lock ends a second before that for the answer, so that the statement's outcome is
 // known.
 //
+// Writes that belong together are one compound statement, again in one exchange. MariaDB can prepare such a
+// statement too, but the driver would need two exchanges for it; MySQL has none, and runs a transaction of
+// single statements.
+//
 // Texts compare by code points and with their trailing blanks, as in SQLite: the tables say so
 // (MariaDbSchema.cpp), or a job found by one engine would be another one's.
 
@@ -139,7 +143,7 @@ Status MariaDbDialect::identify(const QSqlDatabase& connection) const
     return Status::configuration(QStringLiteral("it holds tables, and they are those of another program"));
 }
 
-Status MariaDbDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const
+Status MariaDbDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings)
 {
     // The driver begins with a character set of three bytes a character.
     if (auto status = run(connection, "SET NAMES utf8mb4"); !status.ok())
@@ -152,11 +156,11 @@ Status MariaDbDialect::startSession(const QSqlDatabase& connection, const Databa
     return checkSession(connection);
 }
 
-Status MariaDbDialect::checkSession(const QSqlDatabase& connection) const
+Status MariaDbDialect::checkSession(const QSqlDatabase& connection)
 {
     QSqlQuery session(connection);
     if (!session.exec(QStringLiteral("SELECT @@SESSION.sql_mode, @@SESSION.character_set_client,"
-                                     " @@GLOBAL.innodb_flush_log_at_trx_commit")) ||
+                                     " @@GLOBAL.innodb_flush_log_at_trx_commit, VERSION()")) ||
         !session.next())
         return failure(session.lastError());
     // The driver quotes a backslash with another one; ANSI quotes would not change what it writes.
@@ -169,6 +173,7 @@ Status MariaDbDialect::checkSession(const QSqlDatabase& connection) const
                            "asks for, and could store other texts than it is given"));
     if (session.value(2).toString() != QLatin1String("1"))
         warnOfDeferredFlush(session.value(2).toString());
+    m_hasCompounds = session.value(3).toString().contains(QLatin1String("MariaDB"));
     return {};
 }
 
@@ -251,6 +256,17 @@ const Dialect::HoldStatements* MariaDbDialect::holdStatements() const
 #undef LEASE_END
 #undef SINCE
     return &statements;
+}
+
+/// A write that was killed leaves the compound's transaction open, which the next START TRANSACTION would
+/// commit: so each begins by undoing what there is.
+const Dialect::CompoundParts* MariaDbDialect::compoundParts() const
+{
+    static const CompoundParts parts = {
+        "BEGIN NOT ATOMIC ROLLBACK; START TRANSACTION; ",
+        "; IF ROW_COUNT() = 0 THEN SIGNAL SQLSTATE '45000' SET MESSAGE_TEXT = 'no row was found'; END IF; ",
+        "COMMIT; END"};
+    return m_hasCompounds ? &parts : nullptr;
 }
 
 const char* MariaDbDialect::engineVersionSql() const

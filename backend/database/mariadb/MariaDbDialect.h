@@ -17,7 +17,7 @@ public:
     [[nodiscard]] Status checkTransport(const QSqlDatabase& connection,
                                         const DatabaseSettings& settings) const override;
     [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;
-    Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const override;
+    Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) override;
     [[nodiscard]] Status examine(const QSqlDatabase& connection, const ExaminationOptions& options,
                                  DatabaseFlaws& flaws) const override;
     Status inspect(const QSqlDatabase& connection, ServiceHealth& health) const override;
@@ -31,6 +31,7 @@ public:
     [[nodiscard]] const char* engineVersionSql() const override;
     [[nodiscard]] const char* dataVersionSql() const override { return nullptr; }
     [[nodiscard]] bool writesValuesIntoText() const override { return true; }
+    [[nodiscard]] const CompoundParts* compoundParts() const override;
     [[nodiscard]] const char* idleProbeSql() const override { return "DO 0"; }
     [[nodiscard]] ErrorCode classify(const QSqlError& error) const override;
     [[nodiscard]] Status failure(const QSqlError& error) const override;
@@ -50,11 +51,13 @@ private:
 
     struct Examination;
 
-    [[nodiscard]] Status checkSession(const QSqlDatabase& connection) const;
+    [[nodiscard]] Status checkSession(const QSqlDatabase& connection);
     [[nodiscard]] Status lookAtSchema(Examination& examination) const;
     [[nodiscard]] Status lookAtRights(Examination& examination) const;
     [[nodiscard]] Status lookAtTable(Examination& examination, const QString& table) const;
     [[nodiscard]] Status lookAtReferences(Examination& examination) const;
+
+    bool m_hasCompounds = false; ///< the server of the session is a MariaDB
 };
 
 } // namespace KOZAV::Backend

@@ -155,7 +155,7 @@ Status SqliteDialect::identify(const QSqlDatabase& connection) const
     return Status::configuration(QStringLiteral("the file is a database of another program"));
 }
 
-Status SqliteDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const
+Status SqliteDialect::startSession(const QSqlDatabase& connection, const DatabaseSettings& settings)
 {
     const bool writes = !connection.connectOptions().contains(QLatin1String(readOnlyOption));
     if (auto status = writes ? switchToWriteAheadLog(connection, settings.busyTimeoutMs) : Status();

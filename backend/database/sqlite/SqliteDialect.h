@@ -26,7 +26,7 @@ public:
     Status prepare(const DatabaseSettings& settings, MissingDatabase missing) const override;
     Status configure(QSqlDatabase& connection, const DatabaseSettings& settings) const override;
     [[nodiscard]] Status identify(const QSqlDatabase& connection) const override;
-    Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) const override;
+    Status startSession(const QSqlDatabase& connection, const DatabaseSettings& settings) override;
     [[nodiscard]] Status checkOpened(const QSqlDatabase& connection) const override;
     [[nodiscard]] Status readThrough(const QSqlDatabase& connection) const override;
     [[nodiscard]] Status examine(const QSqlDatabase& connection, const ExaminationOptions& options,
