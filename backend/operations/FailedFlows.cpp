@@ -68,9 +68,9 @@ bool mayWorkLater(const Status& failed)
 Status withdrawFlow(Operation& call, const FailedFlow& flow, const Status& reason)
 {
     // What waits of the import beside the flow is written where it can be, and no reason against this.
-    if (HeldRows& held = ImportRoad::ofThisThread().heldRows(); !held.isEmpty())
-        (void)withRows(call, [&held](Database& database) {
-            auto sent = held.send(database);
+    if (ImportRoad& road = ImportRoad::ofThisThread(); road.holdsRows())
+        (void)withRows(call, [&road](Database& database) {
+            auto sent = road.heldRows().send(database);
             return mayWorkLater(sent) ? sent : Status();
         });
     const auto withdrawn =

@@ -115,15 +115,22 @@ void ImportRoad::claimFile(const std::string& storedName)
         m_unclaimedFile.clear();
 }
 
+HeldRows& ImportRoad::heldRows()
+{
+    if (!m_heldRows)
+        m_heldRows = std::make_shared<HeldRows>();
+    return *m_heldRows;
+}
+
 bool ImportRoad::mayHoldOrigFile(const std::string& storedName, const QString& companyCode) const
 {
-    return m_step == RoadStep::Counted && m_isCounted && m_heldRows->isEmpty() && m_stored &&
+    return m_step == RoadStep::Counted && m_isCounted && !holdsRows() && m_stored &&
            m_stored->name == storedName && !companyCode.isEmpty() && m_companyCode == companyCode;
 }
 
 bool ImportRoad::mayHoldFlow(const QString& guid) const
 {
-    return !guid.isEmpty() && guid == m_flow && m_flowFailure.ok() && !m_heldRows->isEmpty();
+    return !guid.isEmpty() && guid == m_flow && m_flowFailure.ok() && holdsRows();
 }
 
 void ImportRoad::endEntry()
@@ -153,7 +160,8 @@ void ImportRoad::makeFlow(const QString& guid)
 {
     m_flow = guid;
     m_flowFailure = {};
-    m_heldRows->forgetFailure();
+    if (m_heldRows)
+        m_heldRows->forgetFailure();
 }
 
 void ImportRoad::failFlow(const QString& guid, const Status& failure)
@@ -166,7 +174,7 @@ Status ImportRoad::flowFailure(const QString& guid) const
 {
     if (guid != m_flow)
         return {};
-    return m_flowFailure.ok() ? m_heldRows->failure() : m_flowFailure;
+    return m_flowFailure.ok() && m_heldRows ? m_heldRows->failure() : m_flowFailure;
 }
 
 void ImportRoad::giveUp(const Status& reason)

@@ -62,7 +62,8 @@ public:
     /// A row names the file that was stored: it is not without one any more.
     void claimFile(const std::string& storedName);
     /// What waits of the entry's rows for the last one. The road does not send it.
-    [[nodiscard]] HeldRows& heldRows() { return *m_heldRows; }
+    [[nodiscard]] HeldRows& heldRows();
+    [[nodiscard]] bool holdsRows() const { return m_heldRows && !m_heldRows->isEmpty(); }
     /// Whether the row of an original file may wait: the entry has stored that file, its company has that
     /// code, and it has its number. Nothing that the row refers to can be missing then.
     [[nodiscard]] bool mayHoldOrigFile(const std::string& storedName, const QString& companyCode) const;
@@ -126,7 +127,7 @@ private:
     std::optional<StoredFile> m_stored;
     QString m_companyCode;
     bool m_isCounted = false;
-    std::shared_ptr<HeldRows> m_heldRows = std::make_shared<HeldRows>();
+    std::shared_ptr<HeldRows> m_heldRows; ///< null until a row waits
     QString m_flow;
     Status m_flowFailure;
     Status m_gaveUpFor;

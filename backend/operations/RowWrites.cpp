@@ -114,13 +114,13 @@ Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, 
 
 Status insertLastRow(Operation& call, const KeyedRow& row, const RowValues& values)
 {
-    HeldRows& held = ImportRoad::ofThisThread().heldRows();
-    if (held.isEmpty())
+    ImportRoad& road = ImportRoad::ofThisThread();
+    if (!road.holdsRows())
         return insertRow(call, row, values, Durability::Immediate);
     if (!values.status().ok())
         return values.status();
     return withRows(call, [&](Database& database) {
-        return held.sendWith(database, row, values.list(), call.isRepeated);
+        return road.heldRows().sendWith(database, row, values.list(), call.isRepeated);
     });
 }
 
@@ -140,11 +140,14 @@ Status holdFlowChange(Operation& call, const char* sql, const RowValues& values)
 
 void sendHeldRows()
 {
-    HeldRows& held = ImportRoad::ofThisThread().heldRows();
-    if (held.isEmpty())
+    ImportRoad& road = ImportRoad::ofThisThread();
+    if (!road.holdsRows())
         return;
-    const auto database = Site::current().database();
-    held.end(database.ok() ? database.value() : nullptr);
+    (void)guarded([&road] {
+        const auto database = Site::current().database();
+        road.heldRows().end(database.ok() ? database.value() : nullptr);
+        return Status();
+    });
 }
 
 Result<StoredFile> requireStoredFile(Operation& call, const std::string& storedName,
