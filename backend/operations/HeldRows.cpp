@@ -152,17 +152,16 @@ Result<bool> HeldRows::haveArrived(Database& database, const Held* last, bool is
             return true;
         }
     }
-    const auto asked = std::find_if(m_rows.begin(), m_rows.end(), [](const Held& row) {
-        return row.isDoubtful && row.findSql != nullptr;
-    });
+    const auto asked = std::find_if(m_rows.begin(), m_rows.end(),
+                                    [](const Held& row) { return row.isDoubtful && row.findSql != nullptr; });
     if (asked != m_rows.end()) {
         const auto there = isThere(database, asked->findSql, asked->key);
         if (!there.ok())
             return there.status();
         if (there.value())
-            m_rows.erase(std::remove_if(m_rows.begin(), m_rows.end(),
-                                        [](const Held& row) { return row.isDoubtful; }),
-                         m_rows.end());
+            m_rows.erase(
+                std::remove_if(m_rows.begin(), m_rows.end(), [](const Held& row) { return row.isDoubtful; }),
+                m_rows.end());
     }
     return m_rows.empty() && last == nullptr;
 }

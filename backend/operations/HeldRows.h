@@ -36,7 +36,8 @@ public:
     [[nodiscard]] bool isEmpty() const { return m_rows.empty(); }
     /// Whether a row of that key is kept back.
     [[nodiscard]] bool holds(const QVariant& key) const;
-    /// Whether a write of such values may wait: nothing but the server is to stand against it when it is sent.
+    /// Whether a write of such values may wait: nothing but the server is to stand against it when it is
+    /// sent.
     [[nodiscard]] static bool mayWait(const QVariantList& values);
 
     /// Sends what is held. What is refused is held no more; what has no answer still is.

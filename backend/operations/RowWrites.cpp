@@ -126,16 +126,14 @@ Status insertLastRow(Operation& call, const KeyedRow& row, const RowValues& valu
 
 Status holdRow(Operation& call, const KeyedRow& row, const RowValues& values)
 {
-    return whileTheyWait(call, values, [&](Database& database, HeldRows& held) {
-        held.hold(database, row, values.list());
-    });
+    return whileTheyWait(
+        call, values, [&](Database& database, HeldRows& held) { held.hold(database, row, values.list()); });
 }
 
 Status holdFlowChange(Operation& call, const char* sql, const RowValues& values)
 {
-    return whileTheyWait(call, values, [&](Database& database, HeldRows& held) {
-        held.hold(database, sql, values.list());
-    });
+    return whileTheyWait(
+        call, values, [&](Database& database, HeldRows& held) { held.hold(database, sql, values.list()); });
 }
 
 void sendHeldRows()

@@ -44,6 +44,9 @@ private Q_SLOTS:
     void newConnectionHasAWholeSession();
     void transactionIsUndoneByALoss();
     void commitWithoutAnAnswerIsUnknown();
+    void writesTogetherAreOneStatement();
+    void writesTogetherLeaveNoTransactionOpen();
+    void writesTogetherWithoutAnAnswerAreUnknown();
     void databaseIsMadeOnTheServer();
     void healthTellsTheEngine();
     void knownContentIsFoundByItsIndex();
@@ -333,6 +336,49 @@ void DatabaseMariaDbTest::commitWithoutAnAnswerIsUnknown()
     });
     QCOMPARE(outcome.code(), ErrorCode::OutcomeUnknown);
     QCOMPARE(companies(), 0);
+}
+
+void DatabaseMariaDbTest::writesTogetherAreOneStatement()
+{
+    const char* const asked = "SELECT VARIABLE_VALUE FROM information_schema.SESSION_STATUS"
+                              " WHERE VARIABLE_NAME = 'QUESTIONS'";
+    const QString odd = QStringLiteral("a'; -- \\ \"华兴\U0001F600 ?");
+    const int before = valueOf(*m_database, asked).toInt();
+    const auto outcome =
+        m_database->changeTogether({{insertCompany, company(1)},
+                                    {insertCompany, company(odd)},
+                                    {"UPDATE company SET job_count = 7 WHERE code = ?", {odd}}},
+                                   Durability::Immediate);
+    QVERIFY2(outcome.status.ok(), qPrintable(outcome.status.message()));
+    QCOMPARE(valueOf(*m_database, asked).toInt() - before, 2); // with the question itself
+    QCOMPARE(companies(), 2);
+    QCOMPARE(m_database->value("SELECT job_count FROM company WHERE code = ?", {odd})->toInt(), 7);
+}
+
+void DatabaseMariaDbTest::writesTogetherLeaveNoTransactionOpen()
+{
+    const auto outcome =
+        m_database->changeTogether({{insertCompany, company(1)},
+                                    {"UPDATE company SET job_count = 7 WHERE code = ?", {company(2).at(0)}}},
+                                   Durability::Immediate);
+    QCOMPARE(outcome.status.code(), ErrorCode::NotFound);
+    QCOMPARE(outcome.failedAt, std::size_t(1));
+    QCOMPARE(valueOf(*m_database, "SELECT @@in_transaction").toInt(), 0);
+    QVERIFY(m_database->insert(insertCompany, company(3), Durability::Immediate).ok());
+    const auto other = open();
+    QCOMPARE(valueOf(*other, "SELECT GROUP_CONCAT(code) FROM company").toString(), QStringLiteral("3"));
+}
+
+void DatabaseMariaDbTest::writesTogetherWithoutAnAnswerAreUnknown()
+{
+    QVERIFY(m_database->insert(insertCompany, company(1), Durability::Immediate).ok());
+    const std::vector<RowWrite> writes = {{insertCompany, company(2)}, {insertCompany, company(3)}};
+    server().killConnections();
+    QCOMPARE(m_database->changeTogether(writes, Durability::Immediate).status.code(),
+             ErrorCode::OutcomeUnknown);
+    QCOMPARE(companies(), 1);
+    QVERIFY(m_database->changeTogether(writes, Durability::Immediate).status.ok());
+    QCOMPARE(companies(), 3);
 }
 
 void DatabaseMariaDbTest::databaseIsMadeOnTheServer()

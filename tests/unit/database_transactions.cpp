@@ -20,6 +20,9 @@ private Q_SLOTS:
     void anExceptionRollsBack();
     void transactionsDoNotNest();
     void othersSeeNothingBeforeTheEnd();
+    void writesTogetherAreAllThereOrNone_data();
+    void writesTogetherAreAllThereOrNone();
+    void whatGoesFirstGoesBeforeEverything();
 
 private:
     Result<qint64> add(const char* code);
@@ -111,6 +114,65 @@ void DatabaseTransactionsTest::othersSeeNothingBeforeTheEnd()
     QVERIFY(outcome.ok());
     QCOMPARE(seenInside, 0);
     QCOMPARE(count(*other), 1);
+}
+
+void DatabaseTransactionsTest::writesTogetherAreAllThereOrNone_data()
+{
+    QTest::addColumn<QStringList>("codes");
+    QTest::addColumn<QString>("renamed");
+    QTest::addColumn<ErrorCode>("code");
+    QTest::addColumn<int>("failedAt");
+    QTest::addColumn<int>("companies");
+    const QStringList good = {QStringLiteral("A"), QStringLiteral("B")};
+    const QStringList twice = {QStringLiteral("A"), QStringLiteral("A")};
+    QTest::newRow("whole") << good << QStringLiteral("B") << ErrorCode::None << 3 << 2;
+    QTest::newRow("a key twice") << twice << QStringLiteral("A") << ErrorCode::AlreadyExists << 1 << 0;
+    QTest::newRow("no row to update") << good << QStringLiteral("C") << ErrorCode::NotFound << 2 << 0;
+    QTest::newRow("a text with a NUL")
+        << good << QString(QChar(QChar::Null)) << ErrorCode::InvalidArgument << 3 << 0;
+}
+
+void DatabaseTransactionsTest::writesTogetherAreAllThereOrNone()
+{
+    QFETCH(const QStringList, codes);
+    QFETCH(const QString, renamed);
+    std::vector<RowWrite> writes;
+    for (const QString& code : codes)
+        writes.push_back({"INSERT INTO company (code, name, created_time, updated_time)"
+                          " VALUES (?, ?, 't', 't')",
+                          {code, QString(code + code)}});
+    writes.push_back({"UPDATE company SET name = 'new' WHERE code = ?", {renamed}});
+    const TogetherOutcome outcome = m_database->changeTogether(writes, Durability::Immediate);
+    QTEST(outcome.status.code(), "code");
+    QTEST(int(outcome.failedAt), "failedAt");
+    const auto other = m_place->open();
+    QTEST(count(*other), "companies");
+}
+
+void DatabaseTransactionsTest::whatGoesFirstGoesBeforeEverything()
+{
+    int runs = 0;
+    Status outcome;
+    Database::Occasion last = Database::Occasion::Statement;
+    m_database->runFirst([&](Database::Occasion occasion) {
+        last = occasion;
+        ++runs;
+        return outcome.ok() ? add(qPrintable(QString::number(runs))).status() : outcome;
+    });
+    QCOMPARE(count(*m_database), 1);
+    QVERIFY(m_database->transaction([] { return Status(); }).ok());
+    QVERIFY(m_database->snapshot([] { return Status(); }).ok());
+    QVERIFY(add("A").ok());
+    QCOMPARE(runs, 4);
+    outcome = Status(ErrorCode::NoSpace, QStringLiteral("as the work says"));
+    QCOMPARE(add("B").code(), ErrorCode::NoSpace);
+    QCOMPARE(m_database->value("SELECT 1").status().message(), outcome.message());
+    QCOMPARE(m_database->transaction([] { return Status(); }).code(), ErrorCode::NoSpace);
+    QCOMPARE(last, Database::Occasion::Statement);
+    m_database.reset();
+    QCOMPARE(last, Database::Occasion::End);
+    const auto other = m_place->open();
+    QCOMPARE(count(*other), 5);
 }
 
 ZAV_REGISTER_TEST(database_transactions, DatabaseTransactionsTest, QCoreApplication)
