@@ -24,12 +24,12 @@ namespace {
 /// Longer texts than that may be refused by an engine.
 constexpr int longestText = 255;
 
-bool isWithoutAnswer(const Status& status)
+bool hasNoAnswer(const Status& status)
 {
     return status.code() == ErrorCode::Unavailable || status.code() == ErrorCode::OutcomeUnknown;
 }
 
-Result<bool> isThere(Database& database, const char* findSql, const QVariant& key)
+Result<bool> isInserted(Database& database, const char* findSql, const QVariant& key)
 {
     const auto found = database.value(findSql, {key});
     return found.ok() ? Result(found->isValid()) : found.status();
@@ -106,10 +106,10 @@ Status HeldRows::sendAll(Database& database, const Held* last, bool isRepeated)
     auto outcome = tryAll(database, last, isRepeated);
     if (outcome.code() == ErrorCode::OutcomeUnknown) {
         const auto again = tryAll(database, last, true);
-        if (!isWithoutAnswer(again))
+        if (!hasNoAnswer(again))
             outcome = again;
     }
-    m_isUnanswered = isWithoutAnswer(outcome);
+    m_isUnanswered = hasNoAnswer(outcome);
     return outcome;
 }
 
@@ -129,7 +129,7 @@ Status HeldRows::tryAll(Database& database, const Held* last, bool isRepeated)
     if (outcome.status.code() == ErrorCode::OutcomeUnknown)
         for (Held& row : m_rows)
             row.isDoubtful = true;
-    if (outcome.status.ok() || isWithoutAnswer(outcome.status))
+    if (outcome.status.ok() || hasNoAnswer(outcome.status))
         return outcome.status;
     if (outcome.status.code() == ErrorCode::AlreadyExists) {
         // What was sent without an answer may have been carried out after the question.
@@ -144,7 +144,7 @@ Status HeldRows::tryAll(Database& database, const Held* last, bool isRepeated)
 Result<bool> HeldRows::haveArrived(Database& database, const Held* last, bool isRepeated)
 {
     if (last != nullptr && isRepeated) {
-        const auto there = isThere(database, last->findSql, last->key);
+        const auto there = isInserted(database, last->findSql, last->key);
         if (!there.ok())
             return there.status();
         if (there.value()) {
@@ -155,7 +155,7 @@ Result<bool> HeldRows::haveArrived(Database& database, const Held* last, bool is
     const auto asked = std::find_if(m_rows.begin(), m_rows.end(),
                                     [](const Held& row) { return row.isDoubtful && row.findSql != nullptr; });
     if (asked != m_rows.end()) {
-        const auto there = isThere(database, asked->findSql, asked->key);
+        const auto there = isInserted(database, asked->findSql, asked->key);
         if (!there.ok())
             return there.status();
         if (there.value())
