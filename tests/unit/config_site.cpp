@@ -1,3 +1,4 @@
+#include "backend/Operation.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/records/SiteIdentity.h"
@@ -15,6 +16,7 @@
 
 #include <future>
 #include <thread>
+#include <vector>
 
 using namespace KOZAV::Backend;
 using namespace KOZAV::Test;
@@ -27,6 +29,8 @@ private Q_SLOTS:
     void missingFileIsRefused();
     void foldersAreMade();
     void changesAreSeen();
+    void oneCallSeesOneState();
+    void callsOfAHostSeeChanges();
     void sameSizeSameTimeIsSeen();
     void brokenFileIsLoggedOncePerChange();
     void removedFileIsAFailure();
@@ -140,6 +144,47 @@ void ConfigSiteTest::changesAreSeen()
     }
     QVERIFY(writeSetting(file.path(), QStringLiteral("user/id"), QStringLiteral("9")).ok());
     QCOMPARE(userNow(), 9);
+}
+
+/// The file is looked at once a call, and again where the call has waited.
+void ConfigSiteTest::oneCallSeesOneState()
+{
+    const ConfigurationFile file;
+    file.write(ConfigurationFile::smallestText());
+    useSite(file);
+    std::vector<int> seen;
+    (void)Operation::run(ServiceOperation::GetCurrentUser, [&](Operation& /*call*/) {
+        seen.push_back(userNow());
+        file.writeWith("id = 7", "id = 8");
+        seen.push_back(userNow());
+        std::thread([&] { seen.push_back(userNow()); }).join();
+        Operation::lookAnew();
+        seen.push_back(userNow());
+        file.writeWith("id = 7", "id = 9");
+        return Status();
+    });
+    seen.push_back(userNow());
+    QCOMPARE(seen, std::vector<int>({7, 7, 8, 8, 9}));
+}
+
+/// What a host does when it is asked to refresh or to import may take as long as it likes.
+void ConfigSiteTest::callsOfAHostSeeChanges()
+{
+    const ConfigurationFile file;
+    file.write(ConfigurationFile::smallestText());
+    useSite(file);
+    std::vector<int> seen;
+    for (const auto operation :
+         {ServiceOperation::RefreshOrigFileTable, ServiceOperation::SendEmitCamImportJobInfo}) {
+        file.writeWith("id = 7", "id = 1");
+        (void)Operation::run(operation, [&](Operation& /*call*/) {
+            seen.push_back(userNow());
+            file.writeWith("id = 7", "id = 2");
+            seen.push_back(userNow());
+            return Status();
+        });
+    }
+    QCOMPARE(seen, std::vector<int>({1, 2, 1, 2}));
 }
 
 void ConfigSiteTest::sameSizeSameTimeIsSeen()
