@@ -1,5 +1,6 @@
 // How many requests the operations of the store make: over a network, each takes its latency.
 
+#include "backend/io/GrowingFile.h"
 #include "tests/support/GridFsBox.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/TestProgram.h"
@@ -8,6 +9,7 @@
 #include <QTest>
 
 #include <functional>
+#include <future>
 #include <memory>
 
 using namespace KOZAV::Backend;
@@ -24,6 +26,7 @@ private Q_SLOTS:
     void aFreshNameThatIsTakenIsFoundOut();
     void theSameContentIsConfirmedWhereTheFileLies();
     void aSmallFileIsFetchedByTwoRequests();
+    void aFileIsSentBehindItsWriter();
 
 private:
     Result<StoredFile> put(const QByteArray& content, NameUse use);
@@ -110,6 +113,31 @@ void GridFsExchangesTest::aSmallFileIsFetchedByTwoRequests()
     QCOMPARE(requestsOf([this] { QVERIFY(m_box->get("first").ok()); }), QStringLiteral("2 find"));
     QVERIFY(put(randomBytes(threeChunks, 2), NameUse::Fresh).ok());
     QCOMPARE(requestsOf([this] { QVERIFY(m_box->get("job.zip").ok()); }), QStringLiteral("2 find"));
+}
+
+/// The first batch has arrived before the writer goes on.
+void GridFsExchangesTest::aFileIsSentBehindItsWriter()
+{
+    constexpr int length = 5'000'000; // twenty chunks, sixteen in a batch
+    constexpr qint64 firstPart = 4'500'000;
+    const QByteArray content = randomBytes(length, 4);
+    const std::string source = m_box->beside("source");
+    writeFile(source, content);
+    const int before = m_box->peer().counters()[QStringLiteral("insertedChunks")].toInt();
+    GrowingFile growing;
+    QVERIFY(growing.begin(source, source).ok());
+    growing.advance(firstPart);
+    const auto sent = std::async(std::launch::async, [&] {
+        return m_box->store().adoptGrowing(m_box->location(), "job.zip", source, growing, NameUse::Fresh);
+    });
+    const auto arrived = [&] {
+        return m_box->peer().counters()[QStringLiteral("insertedChunks")].toInt() - before;
+    };
+    const bool sentBefore = QTest::qWaitFor([&] { return arrived() == 16; }, 20'000);
+    growing.finish(length);
+    sent.wait();
+    QVERIFY(sentBefore);
+    QVERIFY(m_box->contentOf("job.zip") == content);
 }
 
 ZAV_REGISTER_TEST(gridfs_exchanges, GridFsExchangesTest, QCoreApplication)

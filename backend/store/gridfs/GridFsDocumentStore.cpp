@@ -133,6 +133,24 @@ Result<StoredFile> GridFsDocumentStore::putFile(const StoreLocation& location, c
     return upload.run(source.value(), use);
 }
 
+Result<StoredFile> GridFsDocumentStore::adoptGrowingFile(const StoreLocation& location,
+                                                         const std::string& name,
+                                                         const std::string& localPath, GrowingFile& growing,
+                                                         NameUse use)
+{
+    auto opened = session(location);
+    if (!opened.ok())
+        return opened.status();
+    if (auto indexed = makeIndexesOnce(opened->bucket()); !indexed.ok())
+        return indexed;
+    GridFsUpload upload(opened.value(), m_clients, m_leftovers, name);
+    auto stored = upload.run(growing, use);
+    if (!stored.ok())
+        return stored;
+    const auto removed = removeFile(localPath);
+    return removed.ok() ? stored : removed;
+}
+
 Status GridFsDocumentStore::getFile(const StoreLocation& location, const std::string& name,
                                     const std::string& localPath)
 {

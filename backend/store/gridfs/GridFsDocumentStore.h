@@ -30,6 +30,9 @@ private:
     [[nodiscard]] Status checkName(const std::string& name) const override;
     Result<StoredFile> putFile(const StoreLocation& location, const std::string& name,
                                const std::string& localPath, NameUse use) override;
+    Result<StoredFile> adoptGrowingFile(const StoreLocation& location, const std::string& name,
+                                        const std::string& localPath, GrowingFile& growing,
+                                        NameUse use) override;
     Status getFile(const StoreLocation& location, const std::string& name,
                    const std::string& localPath) override;
     Result<ContentDigest> verifyFile(const StoreLocation& location, const std::string& name,

@@ -3,6 +3,7 @@
 #include "backend/Guarded.h"
 #include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
+#include "backend/io/GrowingFile.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/gridfs/ChunkBatch.h"
 #include "backend/store/gridfs/GridFsDownload.h"
@@ -18,6 +19,9 @@
 // inserted in batches and the files document after the last of them, under an identifier that no other upload
 // has. Readers begin at the files document, so the file is there as a whole or not at all. A unique index on
 // the names of our files decides between two who store under one name at once; the loser compares contents.
+//
+// A file that is still being written is sent behind its writer, a batch as soon as it is full. Should the
+// writer fail, that is an upload which has failed: its chunks go again, and there was no files document.
 //
 // These are our own inserts because the library's upload cannot be trusted: it says yes where the last chunk
 // or the files document was refused, and tries a refused chunk again without end. Each insert here is
@@ -37,39 +41,48 @@ namespace KOZAV::Backend {
 
 namespace {
 
-/// Reads a local file once, from its start, into chunks, and hashes what it reads. The file has to outlive
-/// it.
-class ChunkSource final
+/// Content that is read once, from its start, into chunks, and hashed on the way.
+class ChunkSource
 {
 public:
-    ChunkSource(File& file, const SourceWatch& watch)
-        : m_file(file)
-        , m_watch(watch)
-    {
-    }
+    virtual ~ChunkSource() = default;
+    ChunkSource() = default;
+    Q_DISABLE_COPY(ChunkSource)
 
-    /// Fills the batch with the next chunks, the last one of the file being shorter. Leaves it empty at the
-    /// end.
+    /// Fills the batch with the next chunks, the last one of the content being shorter. Leaves it empty at
+    /// the end.
     Status fill(ChunkBatch& batch);
 
-    /// Whether all that the file had at the beginning has been read.
-    [[nodiscard]] bool atEnd() const { return m_length >= m_watch.length(); }
-
-    [[nodiscard]] qint64 expectedLength() const { return m_watch.length(); }
-
-    /// What has been read, if the file stayed what it was.
+    /// What has been read, if that was the content as a whole.
     Result<ContentDigest> digest();
 
-    /// Chunks that a batch for the file has to hold.
+    /// Whether all that there is, as far as that is known, has been read.
+    [[nodiscard]] bool atEnd() const { return m_length == expectedLength(); }
+
+    /// -1 as long as that is not known.
+    [[nodiscard]] virtual qint64 expectedLength() const = 0;
+
+    /// Says that nobody reads on.
+    virtual void giveUp() {}
+
+    /// Chunks that a batch for the content has to hold.
     [[nodiscard]] int batchCapacity() const
     {
-        return static_cast<int>(
-            std::clamp<qint64>(m_watch.length() / gridFsChunkSize + 1, 1, gridFsBatchChunks));
+        const qint64 needed = expectedLength() / gridFsChunkSize + 1;
+        return static_cast<int>(expectedLength() < 0 ? gridFsBatchChunks
+                                                     : std::min<qint64>(needed, gridFsBatchChunks));
     }
 
+protected:
+    [[nodiscard]] qint64 readLength() const { return m_length; }
+
 private:
-    File& m_file;
-    const SourceWatch& m_watch;
+    /// Reads a whole chunk, or what is left; 0 bytes at the end.
+    virtual Result<qint64> read(char* data) = 0;
+    /// Fails where what was read is not what is to be stored.
+    [[nodiscard]] virtual Status end() const = 0;
+    [[nodiscard]] virtual const std::string& path() const = 0;
+
     Sha256 m_sha256;
     qint64 m_length = 0;
     int m_chunks = 0;
@@ -80,11 +93,11 @@ Status ChunkSource::fill(ChunkBatch& batch)
     batch.restart(m_chunks);
     while (!batch.isFull() && !atEnd()) {
         char* const data = batch.nextData();
-        const auto size = m_file.read(data, gridFsChunkSize);
+        const auto size = read(data);
         if (!size.ok())
             return size.status();
         if (size.value() == 0)
-            return m_watch.end(m_length); // it has become shorter
+            return end();
         m_sha256.add(data, size.value());
         batch.add(static_cast<int>(size.value()));
         m_length += size.value();
@@ -95,9 +108,81 @@ Status ChunkSource::fill(ChunkBatch& batch)
 
 Result<ContentDigest> ChunkSource::digest()
 {
-    if (auto unchanged = m_watch.end(m_length); !unchanged.ok())
-        return unchanged;
-    return digestOf(m_length, m_sha256, displayPath(m_file.path()));
+    if (auto ended = end(); !ended.ok())
+        return ended;
+    return digestOf(m_length, m_sha256, displayPath(path()));
+}
+
+/// A local file that nobody changes meanwhile. It has to outlive this.
+class WholeFile final : public ChunkSource
+{
+public:
+    WholeFile(File& file, const SourceWatch& watch)
+        : m_file(file)
+        , m_watch(watch)
+    {
+    }
+
+    [[nodiscard]] qint64 expectedLength() const override { return m_watch.length(); }
+
+private:
+    Result<qint64> read(char* data) override
+    {
+        const qint64 most = std::min<qint64>(gridFsChunkSize, m_watch.length() - readLength());
+        return m_file.read(data, most);
+    }
+    [[nodiscard]] Status end() const override { return m_watch.end(readLength()); }
+    [[nodiscard]] const std::string& path() const override { return m_file.path(); }
+
+    File& m_file;
+    const SourceWatch& m_watch;
+};
+
+/// A local file behind its writer.
+class FileInWriting final : public ChunkSource
+{
+public:
+    explicit FileInWriting(GrowingFile& growing)
+        : m_growing(growing)
+    {
+    }
+
+    [[nodiscard]] qint64 expectedLength() const override { return m_isEnded ? m_final : -1; }
+    void giveUp() override { m_growing.giveUp(); }
+
+private:
+    Result<qint64> read(char* data) override;
+    [[nodiscard]] Status end() const override;
+    [[nodiscard]] const std::string& path() const override { return m_growing.file().path(); }
+
+    GrowingFile& m_growing;
+    qint64 m_final = 0; ///< bytes that will not be changed again
+    bool m_isEnded = false;
+};
+
+Result<qint64> FileInWriting::read(char* data)
+{
+    while (!m_isEnded && m_final - readLength() < gridFsChunkSize) {
+        const auto final = m_growing.waitBeyond(m_final);
+        if (!final.ok())
+            return final;
+        m_isEnded = final.value() == m_final;
+        m_final = final.value();
+    }
+    const qint64 size = std::min<qint64>(gridFsChunkSize, m_final - readLength());
+    return size > 0 ? m_growing.file().readAt(data, size, readLength()) : Result<qint64>(0);
+}
+
+/// This process wrote the file: what may have gone wrong is that it is shorter than it should be.
+Status FileInWriting::end() const
+{
+    const auto info = m_growing.file().info();
+    if (!info.ok())
+        return info.status();
+    if (info->length == readLength() && m_final == readLength())
+        return {};
+    return Status::changedWhileRead(
+        QStringLiteral("cannot read %1: it was changed while it was read").arg(displayPath(path())));
 }
 
 /// While one batch is sent, the next one is read and hashed on a second thread. Hands each of them to send,
@@ -115,13 +200,16 @@ Result<ContentDigest> sendAll(ChunkSource& source, const GridFsId& id,
     auto filled = fill(0);
     for (size_t turn = 0; filled.ok() && !batches[turn]->isEmpty(); turn = 1 - turn) {
         std::future<Status> next;
+        const qint64 length = source.expectedLength(); // asked before another thread reads on
         if (!source.atEnd())
             next = std::async(std::launch::async, fill, 1 - turn);
-        if (auto sent = send(*batches[turn]); !sent.ok())
+        if (auto sent = send(*batches[turn]); !sent.ok()) {
+            source.giveUp();
             return sent;
+        }
         sentBytes += static_cast<qint64>(batches[turn]->size()) * gridFsChunkSize;
-        tellWork(WorkProgress::Stage::Sending, std::min(sentBytes, source.expectedLength()),
-                 source.expectedLength());
+        if (length >= 0)
+            tellWork(WorkProgress::Stage::Sending, std::min(sentBytes, length), length);
         if (!next.valid())
             break;
         filled = next.get();
@@ -162,9 +250,24 @@ Result<StoredFile> GridFsUpload::run(File& source, NameUse use)
     if (!existing.ok())
         return existing.status();
     const auto digest = existing.value() ? digestFile(source) : sendChunks(source);
+    return conclude(existing.value(), digest);
+}
+
+Result<StoredFile> GridFsUpload::run(GrowingFile& source, NameUse use)
+{
+    const auto existing = this->existing(use);
+    if (!existing.ok())
+        return existing.status();
+    const auto digest = existing.value() ? digestBehind(source) : sendBehind(source);
+    return conclude(existing.value(), digest);
+}
+
+Result<StoredFile> GridFsUpload::conclude(const std::optional<GridFsFile>& existing,
+                                          const Result<ContentDigest>& digest)
+{
     if (!digest.ok())
         return digest.status();
-    return existing.value() ? acceptSame(*existing.value(), digest.value()) : enter(digest.value());
+    return existing ? acceptSame(*existing, digest.value()) : enter(digest.value());
 }
 
 /// The file that has the name. A fresh one is not looked for: should somebody have it nevertheless, the index
@@ -179,8 +282,20 @@ Result<ContentDigest> GridFsUpload::sendChunks(File& source)
     const auto watch = SourceWatch::begin(source);
     if (!watch.ok())
         return watch.status();
-    ChunkSource chunks(source, watch.value());
+    WholeFile chunks(source, watch.value());
     return sendAll(chunks, m_id, [this](ChunkBatch& batch) { return send(batch); });
+}
+
+Result<ContentDigest> GridFsUpload::sendBehind(GrowingFile& source)
+{
+    FileInWriting chunks(source);
+    return sendAll(chunks, m_id, [this](ChunkBatch& batch) { return send(batch); });
+}
+
+Result<ContentDigest> GridFsUpload::digestBehind(GrowingFile& source)
+{
+    FileInWriting chunks(source);
+    return sendAll(chunks, m_id, [](ChunkBatch&) { return Status(); });
 }
 
 Status GridFsUpload::send(ChunkBatch& batch)

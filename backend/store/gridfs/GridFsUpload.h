@@ -11,6 +11,7 @@
 namespace KOZAV::Backend {
 
 class ChunkBatch;
+class GrowingFile;
 
 /// Stores one local file: its chunks in batches, then the files document, which makes it a stored file. What
 /// an upload has sent is removed again unless it succeeds, or its outcome cannot be known.
@@ -25,11 +26,17 @@ public:
 
     /// To be called once.
     Result<StoredFile> run(File& source, NameUse use);
+    /// The same, behind the writer of the source.
+    Result<StoredFile> run(GrowingFile& source, NameUse use);
 
 private:
     Result<std::optional<GridFsFile>> existing(NameUse use);
     Result<ContentDigest> sendChunks(File& source);
+    Result<ContentDigest> sendBehind(GrowingFile& source);
+    Result<ContentDigest> digestBehind(GrowingFile& source);
     Status send(ChunkBatch& batch);
+    Result<StoredFile> conclude(const std::optional<GridFsFile>& existing,
+                                const Result<ContentDigest>& digest);
     Result<StoredFile> acceptSame(const GridFsFile& existing, const ContentDigest& digest);
     Result<StoredFile> enter(const ContentDigest& digest);
     Result<StoredFile> acceptWinner(const ContentDigest& digest, const Status& lost);
