@@ -145,7 +145,8 @@ void ClientBatchKills::checkIsClean(const FreshSite& site) const
                                QStringLiteral("--settle"), QStringLiteral("0")};
     const QStringList repair = {
         QStringLiteral("--repair"),
-        QStringLiteral("half-import,orig-file-unused,file-orphan,data-missing,temp-leftover,batch-behind")};
+        QStringLiteral(
+            "half-import,orig-file-unused,file-orphan,data-missing,sum-stale,temp-leftover,batch-behind")};
     // Twice: the file of an original-file row that the first removes is an orphan to the second.
     for (const QStringList& arguments : {check + repair, check + repair, check}) {
         QBuffer out;
