@@ -1,6 +1,10 @@
 #include "backend/io/GrowingFile.h"
 
+#include "backend/io/FilePath.h"
+#include "backend/io/Sha256.h"
+
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace KOZAV::Backend {
@@ -61,6 +65,31 @@ Result<qint64> GrowingFile::waitForEnd()
     std::unique_lock<std::mutex> lock(m_mutex);
     m_changed.wait(lock, [&] { return m_ended; });
     return m_failure.ok() ? Result(m_finalBytes) : m_failure;
+}
+
+Result<ContentDigest> digestGrowing(GrowingFile& growing)
+{
+    constexpr qint64 blockSize = 256 << 10;
+    const std::unique_ptr<char[]> block(new char[blockSize]); // NOLINT(modernize-make-unique): left unset
+    Sha256 hash;
+    for (qint64 offset = 0;;) {
+        const auto ready = growing.waitBeyond(offset);
+        if (!ready.ok())
+            return ready.status();
+        if (ready.value() == offset)
+            return digestOf(offset, hash, displayPath(growing.file().path()));
+        while (offset < ready.value()) {
+            const qint64 size = std::min(blockSize, ready.value() - offset);
+            const auto read = growing.file().readAt(block.get(), size, offset);
+            if (!read.ok())
+                return read.status();
+            if (read.value() != size)
+                return Status::changedWhileRead(QStringLiteral("cannot read %1: others cut it off meanwhile")
+                                                    .arg(displayPath(growing.file().path())));
+            hash.add(block.get(), size);
+            offset += size;
+        }
+    }
 }
 
 } // namespace KOZAV::Backend

@@ -2,6 +2,7 @@
 
 #include "backend/Status.h"
 #include "backend/io/File.h"
+#include "backend/io/FileCopy.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -60,5 +61,9 @@ private:
     bool m_ended = false;
     Status m_failure;
 };
+
+/// Reads a growing file behind its writer, to its end, and tells its digest; the writer's failure where that
+/// fails. The file stays one whose digest this is for as long as nobody else writes to it.
+Result<ContentDigest> digestGrowing(GrowingFile& growing);
 
 } // namespace KOZAV::Backend

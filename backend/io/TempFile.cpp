@@ -103,7 +103,7 @@ Status TempFile::publish(qint64 expectedLength, ExistingTarget existing)
     return publishFile(std::exchange(m_path, {}), m_file.path(), existing);
 }
 
-Status TempFile::complete(qint64 expectedLength)
+Status TempFile::close(qint64 expectedLength)
 {
     const auto info = m_file.info();
     if (!info.ok())
@@ -114,6 +114,13 @@ Status TempFile::complete(qint64 expectedLength)
                                    QString::number(expectedLength)));
     if (::fchmod(m_file.descriptor(), m_permissions) != 0)
         return systemFailure(errno, QStringLiteral("set the permissions of"), m_file.path());
+    return {};
+}
+
+Status TempFile::complete(qint64 expectedLength)
+{
+    if (auto closed = close(expectedLength); !closed.ok())
+        return closed;
     if (expectedLength < longToSync)
         return m_file.sync();
     Status synced;

@@ -46,6 +46,8 @@ public:
     // The steps of publish(), for whoever has to do something between them. The name is durable after
     // syncFolder() of the target's folder.
     Status complete(qint64 expectedLength);
+    /// The same without bringing the content to the disk.
+    Status close(qint64 expectedLength);
     Status rename(ExistingTarget existing);
 
 private:

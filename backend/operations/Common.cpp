@@ -3,6 +3,7 @@
 #include "backend/io/File.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
+#include "backend/io/GrowingFile.h"
 #include "backend/io/PrivateFile.h"
 #include "backend/io/SystemError.h"
 #include "backend/operations/FreshNames.h"
@@ -16,6 +17,8 @@
 #include <QFile>
 
 #include <cstdio>
+#include <future>
+#include <optional>
 
 namespace KOZAV {
 
@@ -94,6 +97,101 @@ Status makeStagingFolder(const std::string& stagingDir)
     return makePrivateFolder(QFile::decodeName(stagingDir.c_str())).status();
 }
 
+/// Packs a folder and stores the archive, which begins while it is being written.
+class FolderImport final
+{
+public:
+    FolderImport(Operation& call, const std::string& folder, const std::string& stagingDir,
+                 const std::string& storedName)
+        : m_call(call)
+        , m_storedName(storedName)
+        , m_archive(stagingDir, storedName)
+    {
+        m_request.folder = folder;
+        m_request.target = m_archive.path();
+        m_request.isStaged = true;
+    }
+
+    Status run();
+
+private:
+    Result<StoredFile> store(DocumentStore& store, const StoreLocation& location);
+    Result<StoredFile> packAndStore(DocumentStore& store, const StoreLocation& location, NameUse use);
+    void awaitStoring(const std::future<void>& storing, const GrowingFile& growing) const;
+
+    Operation& m_call;
+    const std::string& m_storedName;
+    const StagedArchive m_archive;
+    PackRequest m_request;
+    std::optional<PackResult> m_packed; ///< once the archive is whole
+    Status m_packFailure;
+};
+
+/// A folder that cannot be packed is no failure of the store.
+Status FolderImport::run()
+{
+    auto ended = withFiles(m_call, [this](DocumentStore& documents, const StoreLocation& location) {
+        const auto stored = store(documents, location);
+        if (stored.ok()) {
+            m_call.event.storedBytes = stored->length;
+            ImportRoad::ofThisThread().noteStored(location, stored.value());
+            keepPackedContent(m_storedName, m_packed->content);
+        }
+        return m_packFailure.ok() ? stored.status() : Status();
+    });
+    return m_packFailure.ok() ? ended : m_packFailure;
+}
+
+/// An archive that is whole needs no second packing where it could not be stored.
+Result<StoredFile> FolderImport::store(DocumentStore& store, const StoreLocation& location)
+{
+    const NameUse use = FreshNames::ofThisProcess().useOf(m_storedName);
+    return m_packed ? store.adopt(location, m_storedName, m_archive.path(), use)
+                    : packAndStore(store, location, use);
+}
+
+/// The store works on a thread of its own: this one packs, and tells the host how far that is. Where the
+/// store fails the packing ends, unless the call waits for a server and stores the archive then.
+Result<StoredFile> FolderImport::packAndStore(DocumentStore& store, const StoreLocation& location,
+                                              NameUse use)
+{
+    const bool waits = isWaitedFor(m_call, SitePart::Files);
+    GrowingFile growing;
+    Result<StoredFile> stored = Status::internal(QStringLiteral("nothing was stored"));
+    std::future<void> storing = std::async(std::launch::async, [&] {
+        stored = store.adoptGrowing(location, m_storedName, m_archive.path(), growing, use);
+        if (!stored.ok() && !waits)
+            growing.giveUp();
+    });
+    m_request.growing = &growing;
+    const auto packed = packFolder(m_request);
+    awaitStoring(storing, growing);
+    storing.get();
+    if (packed.ok())
+        m_packed = packed.value();
+    else if (packed.code() != ErrorCode::Stopped)
+        m_packFailure = packed.status();
+    return stored;
+}
+
+void FolderImport::awaitStoring(const std::future<void>& storing, const GrowingFile& growing) const
+{
+    if (!isWorkWatched())
+        return storing.wait();
+    const auto settings = Site::current().settings();
+    const bool isLocal = settings.ok() && settings->documentStore.kind == DocumentStoreSettings().kind;
+    const auto stage = isLocal ? WorkProgress::Stage::Reading : WorkProgress::Stage::Sending;
+    const auto archive = fileInfo(m_archive.path());
+    const qint64 length = archive.ok() ? archive->length : -1;
+    while (storing.wait_for(workTellInterval) == std::future_status::timeout) {
+        const qint64 done = growing.readBytes();
+        if (done < length)
+            tellWork(stage, done, length);
+        else
+            tellWork(WorkProgress::Stage::Flushing);
+    }
+}
+
 Status packAndStore(Operation& call, const std::string& folder, const std::string& stagingDir,
                     const std::string& storedName)
 {
@@ -105,24 +203,7 @@ Status packAndStore(Operation& call, const std::string& folder, const std::strin
         return opened;
     if (auto staging = makeStagingFolder(stagingDir); !staging.ok())
         return staging;
-    const StagedArchive archive(stagingDir, storedName);
-    PackRequest request;
-    request.folder = folder;
-    request.target = archive.path();
-    request.isStaged = true;
-    const auto packed = packFolder(request);
-    if (!packed.ok())
-        return packed.status();
-    return withFiles(call, [&](DocumentStore& store, const StoreLocation& location) {
-        const NameUse use = FreshNames::ofThisProcess().useOf(storedName);
-        const auto stored = store.adopt(location, storedName, archive.path(), use);
-        if (stored.ok()) {
-            call.event.storedBytes = stored->length;
-            ImportRoad::ofThisThread().noteStored(location, stored.value());
-            keepPackedContent(storedName, packed->content);
-        }
-        return stored.status();
-    });
+    return FolderImport(call, folder, stagingDir, storedName).run();
 }
 
 /// Panels stage copies of archives in the upload cache with the permissions of their sources: such a copy is

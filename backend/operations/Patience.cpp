@@ -115,6 +115,12 @@ Status refusalOf(Operation& call)
         .from(reason.part());
 }
 
+bool isWaitedFor(const Operation& call, SitePart part)
+{
+    const auto settings = Site::current().settings();
+    return isOfBatch(call) && settings.ok() && isServer(part, settings.value());
+}
+
 Status settle(Operation& call, const Status& failed, const std::function<Status()>& attempt)
 {
     if (!isWithoutAnswer(failed) || !isOfBatch(call))

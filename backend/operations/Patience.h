@@ -15,6 +15,9 @@ namespace KOZAV::Backend {
 /// that a batch could not have for itself: it is not to be tried. The call's event says so.
 Status refusalOf(Operation& call);
 
+/// Whether the call is tried again where that part fails for want of an answer.
+bool isWaitedFor(const Operation& call, SitePart part);
+
 /// Settles a call that has failed: where that is for want of an answer, and the call belongs to a batch, it
 /// waits and tries again (Operation::isRepeated), until attempt ends otherwise or the patience is used up;
 /// then the batch has given up. @return what the call came to

@@ -2,6 +2,7 @@
 
 #include "backend/Guarded.h"
 #include "backend/io/FilePath.h"
+#include "backend/io/GrowingFile.h"
 #include "backend/io/TempFile.h"
 #include "backend/pack/FolderListing.h"
 #include "backend/pack/ZipWriter.h"
@@ -61,8 +62,8 @@ Status publish(TempFile& archive, qint64 length, const PackRequest& request)
 {
     if (!request.isStaged)
         return archive.publish(length, ExistingTarget::Keep);
-    if (auto completed = archive.complete(length); !completed.ok())
-        return completed;
+    if (auto closed = archive.close(length); !closed.ok())
+        return closed;
     return archive.rename(ExistingTarget::Keep);
 }
 
@@ -72,7 +73,12 @@ Result<PackResult> packListed(const FolderListing& listing, const PackRequest& r
     auto archive = TempFile::create(request.target, TempFile::Access::AsUserDefault);
     if (!archive.ok())
         return archive.status();
-    const auto written = writeZip(listing, {request.threads, request.level}, archive.value());
+    if (request.growing) {
+        if (auto begun = request.growing->begin(archive->path(), request.target); !begun.ok())
+            return begun;
+    }
+    const ZipOptions options{request.threads, request.level, request.growing};
+    const auto written = writeZip(listing, options, archive.value());
     if (!written.ok())
         return written.status();
     if (const auto unchanged = verifyUnchanged(listing); !unchanged.ok())
@@ -85,7 +91,7 @@ Result<PackResult> packListed(const FolderListing& listing, const PackRequest& r
 
 Result<PackResult> packFolder(const PackRequest& request)
 {
-    return guarded("pack a folder", [&]() -> Result<PackResult> {
+    auto packed = guarded("pack a folder", [&]() -> Result<PackResult> {
         if (const auto accepted = checkRequest(request); !accepted.ok())
             return accepted;
         const auto listing = listFolder(request.folder);
@@ -95,6 +101,11 @@ Result<PackResult> packFolder(const PackRequest& request)
             return placed;
         return packListed(listing.value(), request);
     });
+    if (request.growing && packed.ok())
+        request.growing->finish(packed->archiveBytes);
+    else if (request.growing)
+        request.growing->fail(packed.status());
+    return packed;
 }
 
 } // namespace KOZAV::Backend

@@ -3,14 +3,16 @@
 //
 // All work happens when the archive is closed. For each entry libzip asks for the size, leaves room for the
 // header, copies the compressed pieces as they come, asks for CRC and compressed size, and goes back to write
-// the header. So the archive is written in order but for small steps back, most of which a buffer of one
-// mebibyte catches in memory. libzip itself can only tell a number of what went wrong: the failures of ours
-// are kept beside it, the first one as it was.
+// the header. So the archive is written in order but for small steps back, most of which a buffer catches in
+// memory; and everything before the end is final at the moment at which libzip comes back to it from a
+// header. libzip itself can only tell a number of what went wrong: the failures of ours are kept beside it,
+// the first one as it was.
 
 #include "backend/pack/ZipSources.h"
 
 #include "backend/Guarded.h"
 #include "backend/io/File.h"
+#include "backend/io/GrowingFile.h"
 #include "backend/pack/FolderDigest.h"
 #include "backend/pack/FolderListing.h"
 
@@ -25,7 +27,9 @@ namespace KOZAV::Backend {
 
 namespace {
 
-constexpr qint64 bufferSize = 1 << 20;
+constexpr qint64 bufferSize = 256 << 10;
+/// The system is asked to begin with its writing for so many bytes at once.
+constexpr qint64 writeAtOnce = 1 << 20;
 
 } // namespace
 
@@ -136,8 +140,9 @@ void EntrySource::describe(zip_stat_t* description) const
     description->comp_size = static_cast<zip_uint64_t>(m_compressedSize);
 }
 
-ArchiveFile::ArchiveFile(File& file)
+ArchiveFile::ArchiveFile(File& file, GrowingFile* growing)
     : m_file(file)
+    , m_growing(growing)
     , m_error()
     , m_buffer(bufferSize)
 {
@@ -170,6 +175,7 @@ zip_int64_t ArchiveFile::answer(void* data, zip_uint64_t length, zip_source_cmd_
     case ZIP_SOURCE_TELL_WRITE:
         return m_position;
     case ZIP_SOURCE_COMMIT_WRITE:
+        m_finalLength = m_length;
         m_failure = flush();
         return m_failure.ok() ? 0 : failed(ZIP_ER_WRITE, EIO);
     case ZIP_SOURCE_BEGIN_WRITE:
@@ -183,6 +189,11 @@ zip_int64_t ArchiveFile::answer(void* data, zip_uint64_t length, zip_source_cmd_
 
 zip_int64_t ArchiveFile::write(const char* bytes, qint64 size)
 {
+    if (m_growing && m_growing->isGivenUp()) {
+        m_failure = Status(ErrorCode::Stopped,
+                           QStringLiteral("the packing was stopped, since nobody takes the archive"));
+        return failed(ZIP_ER_WRITE, EIO);
+    }
     for (qint64 done = 0; done < size;) {
         const auto written = writeSome(bytes + done, size - done);
         if (!written.ok()) {
@@ -219,11 +230,23 @@ Result<qint64> ArchiveFile::writeSome(const char* bytes, qint64 size)
 Status ArchiveFile::flush()
 {
     auto written = m_file.writeAt(m_buffer.data(), m_buffered, m_bufferStart);
-    if (written.ok())
-        m_file.startWriting(m_bufferStart, m_buffered);
     m_bufferStart += m_buffered;
     m_buffered = 0;
-    return written;
+    if (!written.ok())
+        return written;
+    if (m_bufferStart - m_writeStarted >= writeAtOnce) {
+        m_file.startWriting(m_writeStarted, m_bufferStart - m_writeStarted);
+        m_writeStarted = m_bufferStart;
+    }
+    tellFinal();
+    return {};
+}
+
+/// What lies before the last header that was gone back to, and is no longer in the buffer.
+void ArchiveFile::tellFinal()
+{
+    if (m_growing)
+        m_growing->advance(std::min(m_finalLength, m_bufferStart));
 }
 
 zip_int64_t ArchiveFile::seek(void* data, zip_uint64_t length)
@@ -232,7 +255,12 @@ zip_int64_t ArchiveFile::seek(void* data, zip_uint64_t length)
         static_cast<zip_uint64_t>(m_position), static_cast<zip_uint64_t>(m_length), data, length, &m_error);
     if (target < 0)
         return -1;
+    const bool completed = m_position < m_length && target == m_length;
     m_position = target;
+    if (completed) {
+        m_finalLength = m_length;
+        tellFinal();
+    }
     return 0;
 }
 

@@ -10,6 +10,7 @@
 namespace KOZAV::Backend {
 
 class File;
+class GrowingFile;
 class ListedFolderDigest;
 struct FolderEntry;
 
@@ -52,8 +53,11 @@ private:
 class ArchiveFile final
 {
 public:
-    /// The file must outlive this object, and this object the archive.
-    explicit ArchiveFile(File& file);
+    /// @param growing  told how much of the file is final, where there is one; writing fails with Stopped
+    /// once
+    ///                 it is given up
+    /// Both must outlive this object, and this object the archive.
+    ArchiveFile(File& file, GrowingFile* growing);
     Q_DISABLE_COPY(ArchiveFile)
 
     /// The target for zip_open_from_source(), which then owns it; nullptr with error set on failure.
@@ -72,9 +76,11 @@ private:
     zip_int64_t seek(void* data, zip_uint64_t length);
     Result<qint64> writeSome(const char* bytes, qint64 size);
     Status flush();
+    void tellFinal();
     zip_int64_t failed(int zipError, int systemError);
 
     File& m_file;
+    GrowingFile* m_growing;
     zip_error_t m_error;
     Status m_failure;
     std::vector<char> m_buffer;
@@ -82,6 +88,8 @@ private:
     qint64 m_buffered = 0;
     qint64 m_position = 0;
     qint64 m_length = 0;
+    qint64 m_finalLength = 0; ///< libzip does not go back behind it
+    qint64 m_writeStarted = 0;
 };
 
 } // namespace KOZAV::Backend

@@ -75,7 +75,7 @@ public:
         , m_file(file)
         , m_pieces(listing, options.threads, options.level)
         , m_digest(listing)
-        , m_target(file.file())
+        , m_target(file.file(), options.growing)
     {
     }
 

@@ -5,13 +5,15 @@
 
 namespace KOZAV::Backend {
 
+class GrowingFile;
 class TempFile;
 struct FolderListing;
 
 struct ZipOptions
 {
-    int threads = 0; ///< compressing threads; 0: one for each core
-    int level = 5;   ///< deflate level, 1 to 9
+    int threads = 0;                ///< compressing threads; 0: one for each core
+    int level = 5;                  ///< deflate level, 1 to 9
+    GrowingFile* growing = nullptr; ///< told how much of the file is final; it has begun
 };
 
 struct WrittenZip

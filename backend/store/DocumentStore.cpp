@@ -111,7 +111,9 @@ Result<StoredFile> DocumentStore::adoptGrowing(const StoreLocation& location, co
         auto removable = requireWritableFolder(parentFolder(localPath));
         return removable.ok() ? adoptGrowingFile(location, name, localPath, growing, use) : removable;
     });
-    if (!stored.ok())
+    const bool isAnswered =
+        stored.code() != ErrorCode::Unavailable && stored.code() != ErrorCode::OutcomeUnknown;
+    if (!stored.ok() && isAnswered)
         growing.giveUp();
     return stored;
 }

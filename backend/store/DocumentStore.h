@@ -99,7 +99,8 @@ public:
 
     /// The same for a file that another thread is still writing, which is found at localPath once it is
     /// finished: storing begins with what is final of it. Where the writer fails nothing is stored, and its
-    /// failure is returned. Returns only after the writer has ended or was told that nobody reads on.
+    /// failure is returned. Where the store fails the file is given up, unless for want of an answer: then
+    /// it can be adopted later.
     Result<StoredFile> adoptGrowing(const StoreLocation& location, const std::string& name,
                                     const std::string& localPath, GrowingFile& growing,
                                     NameUse use = NameUse::MayBeTaken);

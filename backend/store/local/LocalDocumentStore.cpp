@@ -3,6 +3,7 @@
 #include "backend/io/FileCopy.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Folder.h"
+#include "backend/io/GrowingFile.h"
 #include "backend/store/StoreNames.h"
 #include "backend/store/TargetFile.h"
 #include "backend/store/local/LocalIntake.h"
@@ -16,6 +17,16 @@
 namespace KOZAV::Backend {
 
 namespace {
+
+/// What a file was stored as that could be moved; it stays where it was stored already, and then goes.
+Result<StoredFile> endMove(const Result<std::optional<LocalIntake::Addition>>& moved,
+                           const std::string& localPath)
+{
+    if (!moved.ok())
+        return moved.status();
+    const auto removed = moved.value()->isNew ? Status() : removeFile(localPath);
+    return removed.ok() ? Result(moved.value()->file) : removed;
+}
 
 /// Copies the data of a stored file to localPath, which gets the content as a whole or stays as it is.
 Status copyOut(const LocalStoreFolder& folder, const std::string& dataPath, const StoredFile& file,
@@ -76,14 +87,30 @@ Result<StoredFile> LocalDocumentStore::adoptFile(const StoreLocation& location, 
     const auto folder = preparedFolder(location);
     if (!folder.ok())
         return folder.status();
-    const LocalIntake intake(folder.value(), name);
-    auto moved = intake.moveIn(localPath);
-    if (!moved.ok())
-        return moved.status();
-    if (!moved.value())
+    const auto moved = LocalIntake(folder.value(), name).moveIn(localPath);
+    if (moved.ok() && !moved.value())
         return DocumentStore::adoptFile(location, name, localPath, use);
-    const auto removed = moved.value()->isNew ? Status() : removeFile(localPath);
-    return removed.ok() ? Result(moved.value()->file) : removed;
+    return endMove(moved, localPath);
+}
+
+/// Hashes the file behind its writer, so that at its end it has to be moved only.
+Result<StoredFile> LocalDocumentStore::adoptGrowingFile(const StoreLocation& location,
+                                                        const std::string& name, const std::string& localPath,
+                                                        GrowingFile& growing, NameUse use)
+{
+    const auto folder = preparedFolder(location);
+    if (!folder.ok())
+        return folder.status();
+    const auto digest = digestGrowing(growing);
+    if (!digest.ok())
+        return digest.status();
+    const LocalIntake intake(folder.value(), name);
+    if (!intake.canMove(localPath))
+        return DocumentStore::adoptFile(location, name, localPath, use);
+    const auto moved = intake.moveHashed(growing.file(), digest.value());
+    if (moved.ok() && !moved.value())
+        return DocumentStore::adoptFile(location, name, localPath, use);
+    return endMove(moved, localPath);
 }
 
 Status LocalDocumentStore::getFile(const StoreLocation& location, const std::string& name,

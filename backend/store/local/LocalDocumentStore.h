@@ -32,6 +32,9 @@ private:
                                const std::string& localPath, NameUse use) override;
     Result<StoredFile> adoptFile(const StoreLocation& location, const std::string& name,
                                  const std::string& localPath, NameUse use) override;
+    Result<StoredFile> adoptGrowingFile(const StoreLocation& location, const std::string& name,
+                                        const std::string& localPath, GrowingFile& growing,
+                                        NameUse use) override;
     Status getFile(const StoreLocation& location, const std::string& name,
                    const std::string& localPath) override;
     Result<ContentDigest> verifyFile(const StoreLocation& location, const std::string& name,
