@@ -14,8 +14,10 @@
 
 #include "host/PanelReport.h"
 #include "host/PanelRun.h"
+#include "host/core/AllCores.h"
 #include "host/core/ReadAlong.h"
 #include "host/core/RunGate.h"
+#include "host/site/KnownJobs.h"
 #include "host/site/SiteAccess.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
@@ -161,11 +163,17 @@ void SourceWatch::compare()
         m_byPath.insert(QDir::cleanPath(m_sources[i].path), i);
     // A refutation changes the rows.
     const std::vector<BatchReportRow> rows = m_reports.current()->rows();
+    std::vector<Doubt> doubts;
     for (const BatchReportRow& row : rows) {
         const bool mayBeThere = row.result == BatchResult::Imported || row.result == BatchResult::Unknown;
-        if (mayBeThere && !row.storedName.isEmpty() && !row.sourcePath.isEmpty())
-            compareRow(row);
+        if (!mayBeThere || row.storedName.isEmpty() || row.sourcePath.isEmpty())
+            continue;
+        const Source* known = sourceOf(row);
+        const Source unknown = {row.sourcePath, QFileInfo(row.sourcePath).isDir(), {}, {}, row.storedName};
+        const Source& source = known ? *known : unknown;
+        tell(source, row, source.isFolder ? lookAtFolder(source) : lookAtArchive(source, row, doubts));
     }
+    settle(doubts);
     m_current.reset();
     takeRead();
     m_compared = true;
@@ -173,12 +181,8 @@ void SourceWatch::compare()
         Q_EMIT waitingListChanged();
 }
 
-void SourceWatch::compareRow(const BatchReportRow& row)
+void SourceWatch::tell(const Source& source, const BatchReportRow& row, const Finding& finding)
 {
-    const Source* known = sourceOf(row);
-    const Source unknown = {row.sourcePath, QFileInfo(row.sourcePath).isDir(), {}, {}, row.storedName};
-    const Source& source = known ? *known : unknown;
-    const Finding finding = source.isFolder ? lookAtFolder(source) : lookAtArchive(source, row);
     switch (finding.verdict) {
     case Verdict::AsStored:
         break;
@@ -218,7 +222,8 @@ SourceWatch::Finding SourceWatch::lookAtFolder(const Source& source)
     return {Verdict::Changed, QStringLiteral("files in it were changed while it was imported")};
 }
 
-SourceWatch::Finding SourceWatch::lookAtArchive(const Source& source, const BatchReportRow& row) const
+SourceWatch::Finding SourceWatch::lookAtArchive(const Source& source, const BatchReportRow& row,
+                                                std::vector<Doubt>& doubts) const
 {
     const bool stayed = source.before.isThere && source.before.state == source.after.state &&
                         source.after.length == row.bytes && !source.after.isOpenForWriting;
@@ -238,13 +243,37 @@ SourceWatch::Finding SourceWatch::lookAtArchive(const Source& source, const Batc
     const bool sameLooks = stayed && now.state == source.after.state;
     if (sameLooks && source.before.isSettled)
         return {};
-    const auto job = m_site.importedJob(row.flowKey);
-    const auto isStored = job ? isContentOf(*job, source.path) : std::nullopt;
-    if (isStored.value_or(sameLooks))
-        return {};
-    if (now.identity != source.before.identity)
-        return {Verdict::Changed, QStringLiteral("another file took its place while it was imported")};
-    return {Verdict::Changed, QStringLiteral("its content was changed while it was imported")};
+    const bool isOther = now.identity != source.before.identity;
+    doubts.push_back(
+        {&row,
+         source,
+         sameLooks,
+         {Verdict::Changed, isOther ? QStringLiteral("another file took its place while it was imported")
+                                    : QStringLiteral("its content was changed while it was imported")}});
+    return {};
+}
+
+/// The site is asked once for all of them, and they are read by as many threads as there are cores.
+void SourceWatch::settle(const std::vector<Doubt>& doubts)
+{
+    if (doubts.empty())
+        return;
+    QStringList flowKeys;
+    for (const Doubt& doubt : doubts)
+        flowKeys << doubt.row->flowKey;
+    QString failure; // where it cannot be asked their looks decide
+    const auto stored = contentsOfJobs(flowKeys, failure).value_or(QHash<QString, SourceContent>());
+    std::vector<std::optional<bool>> isStored(doubts.size());
+    const auto read = [&](std::size_t number) {
+        const auto content = stored.find(flowKeys.at(static_cast<int>(number)));
+        if (content != stored.end() && !content->sha256.isEmpty())
+            isStored[number] = hasContent(doubts[number].source.path, *content);
+    };
+    forEachOnCores(doubts.size(), 0, read, [] {});
+    for (std::size_t i = 0; i < doubts.size(); ++i) {
+        if (!isStored[i].value_or(doubts[i].sameLooks))
+            tell(doubts[i].source, *doubts[i].row, doubts[i].otherwise);
+    }
 }
 
 void SourceWatch::refute(const Source& source, const BatchReportRow& row, const Finding& finding)

@@ -61,6 +61,14 @@ private:
         Verdict verdict = Verdict::AsStored;
         QString text;
     };
+    /// An archive that is what was stored if its content is, or, where that cannot be told, if its looks are.
+    struct Doubt
+    {
+        const BatchReportRow* row;
+        Source source;
+        bool sameLooks;
+        Finding otherwise;
+    };
 
     void begin(const PanelSource& source);
     void listBatch(const QString& directory);
@@ -69,10 +77,12 @@ private:
     [[nodiscard]] std::size_t nextSource(const Backend::OperationEvent& storing) const;
     void lookAtNext();
     void compare();
-    void compareRow(const BatchReportRow& row);
     [[nodiscard]] const Source* sourceOf(const BatchReportRow& row) const;
     static Finding lookAtFolder(const Source& source);
-    [[nodiscard]] Finding lookAtArchive(const Source& source, const BatchReportRow& row) const;
+    [[nodiscard]] Finding lookAtArchive(const Source& source, const BatchReportRow& row,
+                                        std::vector<Doubt>& doubts) const;
+    void settle(const std::vector<Doubt>& doubts);
+    void tell(const Source& source, const BatchReportRow& row, const Finding& finding);
     void refute(const Source& source, const BatchReportRow& row, const Finding& finding);
     void takeRead();
 

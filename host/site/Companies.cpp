@@ -1,9 +1,9 @@
 #include "host/site/Companies.h"
 
-#include "backend/Site.h"
 #include "backend/io/PrivateFile.h"
 #include "backend/records/CompanyClaim.h"
 #include "backend/records/SiteRecords.h"
+#include "host/site/SiteRows.h"
 
 #include <QHash>
 
@@ -13,18 +13,15 @@ using Backend::Site;
 
 namespace {
 
-Backend::Result<std::vector<CompanyRow>> readCompanies()
+Backend::Result<std::vector<CompanyRow>> readCompanies(Backend::Database& database)
 {
     const auto settings = Site::current().settings();
     if (!settings.ok())
         return settings.status();
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.status();
-    const auto companies = Backend::listCompanies(*database.value());
+    const auto companies = Backend::listCompanies(database);
     if (!companies.ok())
         return companies.status();
-    const auto held = Backend::listHeldCompanies(*database.value(), settings->database);
+    const auto held = Backend::listHeldCompanies(database, settings->database);
     if (!held.ok())
         return held.status();
     QHash<int, QString> holders;
@@ -43,11 +40,7 @@ Backend::Result<std::vector<CompanyRow>> readCompanies()
 
 std::optional<std::vector<CompanyRow>> listCompanyRows(QString& failure)
 {
-    auto rows = readCompanies();
-    if (rows.ok())
-        return std::move(rows.value());
-    failure = rows.message();
-    return std::nullopt;
+    return askRows(readCompanies, failure);
 }
 
 static_assert(longestCompanyCode == Backend::longestCompanyCode);
@@ -62,10 +55,8 @@ CompanyFlaw flawOfCompany(const QString& code, const QString& name)
 
 QString addCompanyRow(const QString& code, const QString& name)
 {
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.message();
-    return Backend::addCompany(*database.value(), code, name).message();
+    return onRows([&](Backend::Database& database) { return Backend::addCompany(database, code, name); })
+        .message();
 }
 
 QString renameCompanyRow(const QString& code, const QString& newName)
@@ -73,11 +64,10 @@ QString renameCompanyRow(const QString& code, const QString& newName)
     const auto settings = Site::current().settings();
     if (!settings.ok())
         return settings.message();
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.message();
-    return Backend::renameCompany(*database.value(), settings->database,
-                                  {code, newName, settings->userId, Backend::loginName()})
+    return onRows([&](Backend::Database& database) {
+               return Backend::renameCompany(database, settings->database,
+                                             {code, newName, settings->userId, Backend::loginName()});
+           })
         .message();
 }
 

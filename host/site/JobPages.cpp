@@ -1,9 +1,9 @@
 #include "host/site/JobPages.h"
 
-#include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/records/JobPages.h"
 #include "backend/records/SiteRecords.h"
+#include "host/site/SiteRows.h"
 
 #include <algorithm>
 #include <tuple>
@@ -19,8 +19,7 @@ constexpr int mostCounted = 100000;
 template <typename Work>
 JobReadFailure ofRows(const Work& work)
 {
-    const auto database = Backend::Site::current().database();
-    const Backend::Status done = database.ok() ? work(*database.value()) : database.status();
+    const Backend::Status done = onRows(work);
     if (done.ok())
         return {};
     return {done.message(), done.code() == Backend::ErrorCode::Unavailable ||

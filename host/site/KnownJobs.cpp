@@ -1,12 +1,12 @@
 #include "host/site/KnownJobs.h"
 
 #include "backend/Guarded.h"
-#include "backend/Site.h"
 #include "backend/database/Database.h"
 #include "backend/io/File.h"
 #include "backend/pack/FolderDigest.h"
 #include "backend/records/KnownContent.h"
 #include "backend/records/SiteRecords.h"
+#include "host/site/SiteRows.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -16,12 +16,9 @@
 #include <map>
 #include <set>
 #include <string>
-#include <type_traits>
 #include <utility>
 
 namespace KOZAV::Host {
-
-using Backend::Site;
 
 namespace {
 
@@ -84,20 +81,27 @@ const JobWithContent* jobBefore(const std::vector<JobWithContent>& jobs, const Q
     return found;
 }
 
+Backend::Result<QHash<QString, SourceContent>> findContents(Backend::Database& database,
+                                                            const QStringList& flowKeys)
+{
+    const auto jobs = Backend::contentsOfJobs(database, flowKeys);
+    if (!jobs.ok())
+        return jobs.status();
+    QHash<QString, SourceContent> contents;
+    for (const Backend::JobContent& job : jobs.value())
+        contents.insert(job.flowGuid,
+                        {job.by == Backend::KnownBy::FolderContent, job.content.length, job.content.sha256});
+    return contents;
+}
+
 Backend::Result<QHash<QString, JobWithContent>> findJobsBefore(Backend::Database& database,
                                                                const QHash<QString, QString>& companies)
 {
-    const auto imported = Backend::contentsOfJobs(database, companies.keys());
+    const auto imported = findContents(database, companies.keys());
     if (!imported.ok())
         return imported.status();
-    QHash<QString, SourceContent> contents;
-    std::set<SourceContent> different;
-    for (const Backend::JobContent& job : imported.value()) {
-        const SourceContent content{job.by == Backend::KnownBy::FolderContent, job.content.length,
-                                    job.content.sha256};
-        contents.insert(job.flowGuid, content);
-        different.insert(content);
-    }
+    const QHash<QString, SourceContent>& contents = imported.value();
+    const std::set<SourceContent> different(contents.begin(), contents.end());
     const auto jobs = findJobs(database, {different.begin(), different.end()});
     if (!jobs.ok())
         return jobs.status();
@@ -110,24 +114,6 @@ Backend::Result<QHash<QString, JobWithContent>> findJobsBefore(Backend::Database
             before.insert(own.key(), *job);
     }
     return before;
-}
-
-/// What work(Database&) says of the site's rows; nothing, and why, where that fails.
-template <typename Work>
-auto askRows(const Work& work, QString& failure)
-    -> std::optional<std::decay_t<decltype(work(std::declval<Backend::Database&>()).value())>>
-{
-    const auto database = Site::current().database();
-    if (!database.ok()) {
-        failure = database.message();
-        return std::nullopt;
-    }
-    auto answer = work(*database.value());
-    if (!answer.ok()) {
-        failure = answer.message();
-        return std::nullopt;
-    }
-    return std::move(answer.value());
 }
 
 } // namespace
@@ -174,6 +160,11 @@ std::optional<std::vector<JobWithContent>> jobsWithContent(const std::vector<Sou
                                                            QString& failure)
 {
     return askRows([&](Backend::Database& database) { return findJobs(database, contents); }, failure);
+}
+
+std::optional<QHash<QString, SourceContent>> contentsOfJobs(const QStringList& flowKeys, QString& failure)
+{
+    return askRows([&](Backend::Database& database) { return findContents(database, flowKeys); }, failure);
 }
 
 std::optional<QHash<QString, JobWithContent>> jobsBefore(const QHash<QString, QString>& companies,

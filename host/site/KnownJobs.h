@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <optional>
@@ -54,6 +55,9 @@ struct JobWithContent
 /// Of each of these contents and each company the oldest job.
 [[nodiscard]] std::optional<std::vector<JobWithContent>>
 jobsWithContent(const std::vector<SourceContent>& contents, QString& failure);
+/// By the flow keys of jobs, their contents, as far as the site knows them: of an archive its stored file's.
+[[nodiscard]] std::optional<QHash<QString, SourceContent>> contentsOfJobs(const QStringList& flowKeys,
+                                                                          QString& failure);
 /// By the flow keys of jobs, given with their companies: a job that had the same content before, of the
 /// same company where there is one.
 [[nodiscard]] std::optional<QHash<QString, JobWithContent>>

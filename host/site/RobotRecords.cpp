@@ -5,6 +5,7 @@
 #include "backend/database/Database.h"
 #include "backend/io/PrivateFile.h"
 #include "backend/records/RobotRequests.h"
+#include "host/site/SiteRows.h"
 #include "robot_call/RobotResending.h"
 
 #include <type_traits>
@@ -173,22 +174,16 @@ QString recordRobotRequests(const std::vector<RobotRequest>& requests)
 
 std::optional<RobotPage> robotRequests(RobotFilter filter, qint64 before, int limit, QString& failure)
 {
-    const OpenRows rows = openRows();
-    if (!rows.database) {
-        failure = rows.failure;
-        return std::nullopt;
-    }
     auto wanted = filterOf(filter);
     wanted.before = before;
     wanted.limit = limit + 1;
-    const auto listed = Backend::listRobotRequests(*rows.database, wanted);
-    if (!listed.ok()) {
-        failure = listed.message();
+    const auto listed = askRows(
+        [&](Backend::Database& database) { return Backend::listRobotRequests(database, wanted); }, failure);
+    if (!listed)
         return std::nullopt;
-    }
     RobotPage page;
     page.hasMore = listed->size() > static_cast<std::size_t>(limit);
-    for (const auto& request : listed.value()) {
+    for (const auto& request : *listed) {
         if (page.rows.size() < static_cast<std::size_t>(limit))
             page.rows.push_back(rowOf(request));
     }

@@ -2,8 +2,8 @@
 
 #include "backend/Site.h"
 #include "backend/Text.h"
-#include "backend/database/Database.h"
 #include "backend/records/ImportRuns.h"
+#include "host/site/SiteRows.h"
 
 #include <QJsonArray>
 #include <QSysInfo>
@@ -59,45 +59,37 @@ QString keepRun(RunRecord& run)
     if (!settings.ok())
         return settings.message();
     run.userName = settings->userName;
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.message();
-    if (const auto kept = addImportRun(*database.value(), rowsOf(run, settings->userId)); !kept.ok())
-        return kept.message();
-    // Those that stay too long are tried again with the next run.
-    if (settings->historyKeepDays > 0)
-        (void)removeImportRuns(*database.value(),
-                               QDateTime::currentDateTimeUtc().addDays(-settings->historyKeepDays));
-    return {};
+    const auto kept = onRows([&](Backend::Database& database) {
+        auto added = addImportRun(database, rowsOf(run, settings->userId));
+        // Those that stay too long are tried again with the next run.
+        if (added.ok() && settings->historyKeepDays > 0)
+            (void)removeImportRuns(database,
+                                   QDateTime::currentDateTimeUtc().addDays(-settings->historyKeepDays));
+        return added;
+    });
+    return kept.message();
 }
 
 std::optional<std::vector<RunSummary>> keptRuns(int limit, qint64 behind, QString& failure)
 {
-    const auto database = Site::current().database();
-    const auto kept = database.ok()
-                          ? listImportRuns(*database.value(), limit, behind)
-                          : Backend::Result<std::vector<Backend::ImportRunSummary>>(database.status());
-    if (!kept.ok()) {
-        failure = kept.message();
+    const auto kept = askRows(
+        [&](Backend::Database& database) { return listImportRuns(database, limit, behind); }, failure);
+    if (!kept)
         return std::nullopt;
-    }
     std::vector<RunSummary> runs;
-    for (const Backend::ImportRunSummary& one : kept.value())
+    for (const Backend::ImportRunSummary& one : *kept)
         runs.push_back(summaryOf(one));
     return runs;
 }
 
 std::optional<RunRecord> keptRun(const QString& guid, QString& failure)
 {
-    const auto database = Site::current().database();
-    const auto kept = database.ok() ? readImportRun(*database.value(), guid)
-                                    : Backend::Result<Backend::ImportRun>(database.status());
-    if (!kept.ok()) {
-        failure = kept.message();
+    const auto kept =
+        askRows([&](Backend::Database& database) { return readImportRun(database, guid); }, failure);
+    if (!kept)
         return std::nullopt;
-    }
     RunRecord run;
-    static_cast<RunSummary&>(run) = summaryOf(kept.value());
+    static_cast<RunSummary&>(run) = summaryOf(*kept);
     run.remarks = remarksFromJson(kept->remarks);
     for (const QJsonValue& entry : kept->entries)
         run.rows.push_back(rowFromJson(entry.toObject()));

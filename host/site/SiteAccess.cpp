@@ -12,6 +12,7 @@
 #include "backend/records/JobListing.h"
 #include "backend/records/SiteRecords.h"
 #include "backend/store/DocumentStore.h"
+#include "host/site/SiteRows.h"
 
 #include <QDir>
 #include <QFile>
@@ -245,15 +246,13 @@ std::optional<ImportedJob> SiteAccess::jobNamed(const QString& generatedName)
 
 std::optional<ImportedJob> SiteAccess::findJob(const QString& flowKey, const QString& generatedName)
 {
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return std::nullopt;
     Backend::JobFilter filter;
     if (flowKey.isEmpty())
         filter.generatedName = generatedName;
     else
         filter.flowGuid = flowKey;
-    const auto jobs = Backend::listJobs(*database.value(), filter);
+    const auto jobs =
+        onRows([&](Backend::Database& database) { return Backend::listJobs(database, filter); });
     if (!jobs.ok() || jobs->empty())
         return std::nullopt;
     const Backend::JobRecord& job = jobs->front();
@@ -267,10 +266,8 @@ std::optional<ImportedJob> SiteAccess::findJob(const QString& flowKey, const QSt
 
 std::optional<bool> SiteAccess::isImported(const QString& storedName)
 {
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return std::nullopt;
-    const auto imported = Backend::isImported(*database.value(), storedName);
+    const auto imported =
+        onRows([&](Backend::Database& database) { return Backend::isImported(database, storedName); });
     return imported.ok() ? std::optional(imported.value()) : std::nullopt;
 }
 
@@ -307,12 +304,11 @@ QString SiteAccess::failImport(const QString& flowKey, const QString& reason)
     const auto settings = Site::current().settings();
     if (!settings.ok())
         return settings.message();
-    const auto database = Site::current().database();
-    if (!database.ok())
-        return database.message();
-    const auto marked = Backend::markImportFailed(*database.value(),
-                                                  {flowKey, reason, settings->userId, Backend::loginName()});
-    return marked.ok() ? QString() : marked.message();
+    return onRows([&](Backend::Database& database) {
+               return Backend::markImportFailed(database,
+                                                {flowKey, reason, settings->userId, Backend::loginName()});
+           })
+        .message();
 }
 
 bool SiteAccess::isAsImported(const ImportedJob& job, const QString& path)

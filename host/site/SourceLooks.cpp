@@ -3,7 +3,7 @@
 #include "backend/io/File.h"
 #include "backend/io/FileCopy.h"
 #include "backend/pack/FolderListing.h"
-#include "host/site/SiteAccess.h"
+#include "host/site/KnownJobs.h"
 
 #include <QCryptographicHash>
 #include <QDataStream>
@@ -93,16 +93,14 @@ PackingLook lookAtPacking(const QString& path, bool takesManifest)
     return look;
 }
 
-std::optional<bool> isContentOf(const ImportedJob& job, const QString& path)
+std::optional<bool> hasContent(const QString& path, const SourceContent& content)
 {
-    if (job.storedSha256.isEmpty())
-        return std::nullopt;
     auto file = Backend::File::openForReading(QFile::encodeName(path).toStdString());
     const auto digest = file.ok() ? Backend::digestFile(file.value())
                                   : Backend::Result<Backend::ContentDigest>(file.status());
     if (!digest.ok())
         return std::nullopt;
-    return digest.value() == Backend::ContentDigest{job.storedLength, job.storedSha256};
+    return digest.value() == Backend::ContentDigest{content.length, content.sha256};
 }
 
 } // namespace KOZAV::Host

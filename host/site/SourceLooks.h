@@ -9,7 +9,7 @@
 
 namespace KOZAV::Host {
 
-struct ImportedJob;
+struct SourceContent;
 
 /// What one look at the source of an import tells, without reading its content.
 struct SourceLook
@@ -40,8 +40,7 @@ struct PackingLook
 /// @param takesManifest  the import takes the job manifest out of it before, as that of a batch does
 [[nodiscard]] PackingLook lookAtPacking(const QString& path, bool takesManifest);
 
-/// Whether a file has the very content that the row of a job's stored file knows; nothing where either
-/// cannot be read, or the row knows none.
-[[nodiscard]] std::optional<bool> isContentOf(const ImportedJob& job, const QString& path);
+/// Whether a file has this very content; nothing where it cannot be read. On any thread.
+[[nodiscard]] std::optional<bool> hasContent(const QString& path, const SourceContent& content);
 
 } // namespace KOZAV::Host

@@ -48,7 +48,7 @@ ARROWS = (
     (r"terminal/.*", (), "terminal includes nothing of ours"),
     (r"backend/.*", (r"services/.*",), "backend includes services only"),
     (
-        r"host/site/.*\.cpp",
+        r"host/site/(.*\.cpp|SiteRows\.h)",
         (r"services/.*", r"backend/.*", r"ui/import_from_file/BatchDirectory\.h", r"robot_call/.*"),
         "the client's doors to its site include services, backend, the rules of a batch directory and what sends the robot requests again",
     ),
@@ -93,6 +93,8 @@ ARROWS = (
 
 # The rooms of the client that have no widgets.
 CLIENT_CORE = re.compile(r"host/(core|odb|site)/")
+# What the sources of the client's doors share, and would hand the backend on to others.
+BEHIND_DOORS = "host/site/SiteRows.h"
 
 # The floors of the backend, the highest first: a file includes its own floor's room and what lies on lower floors.
 # A room is a folder with all below it; the files that lie in backend/ itself are named. What hosts see of the backend is
@@ -152,6 +154,8 @@ def broken_rule(root, source, name, quoted):
         return f"includes {target}: floors of the backend are left downwards only"
     if CLIENT_CORE.match(path) and target.startswith("host/") and not CLIENT_CORE.match(target):
         return f"includes {target}: the client's core knows nothing of its window"
+    if target == BEHIND_DOORS and not re.fullmatch(r"host/site/.*\.cpp", path):
+        return f"includes {target}: it is for the sources of the client's doors to its site alone"
     if target.startswith(folder_of(path)):
         return None
     allowed, rule = next(((a, r) for pattern, a, r in ARROWS if re.fullmatch(pattern, path)))
