@@ -24,11 +24,17 @@ using Backend::Site;
 namespace {
 
 constexpr const char* thisMachine = "127.0.0.1";
+constexpr int mariaDbPort = 3306;
 
 void require(const Backend::Status& status)
 {
     if (!status.ok())
         qFatal("%s", qUtf8Printable(status.message()));
+}
+
+QUrl givenRowServer()
+{
+    return QUrl(qEnvironmentVariable("ZAV_TEST_MARIADB_URI"));
 }
 
 QString freshName()
@@ -57,33 +63,39 @@ UriParts partsOf(const QString& uri)
             match.captured(4)};
 }
 
+/// Has the account of the URL carry out a statement.
+void administer(const QUrl& server, const QString& statement)
+{
+    const QString connection = QStringLiteral("bench-administrator");
+    {
+        auto database = QSqlDatabase::addDatabase(QStringLiteral("QMYSQL"), connection);
+        database.setHostName(server.host());
+        database.setPort(server.port(mariaDbPort));
+        if (!database.open(server.userName(QUrl::FullyDecoded), server.password(QUrl::FullyDecoded)))
+            qFatal("%s", qUtf8Printable(database.lastError().text()));
+        QSqlQuery query(database);
+        if (!query.exec(statement))
+            qFatal("%s", qUtf8Printable(query.lastError().text()));
+    }
+    QSqlDatabase::removeDatabase(connection);
+}
+
 /// Makes an empty database on the server that the URL names. @return the settings of a site there
 Backend::DatabaseSettings makeDatabaseAt(const QUrl& server, const QString& passwordFile)
 {
     Backend::DatabaseSettings settings;
-    settings.driver = QStringLiteral("QMYSQL");
     settings.host = server.host();
-    settings.port = server.port(3306);
+    settings.port = server.port(mariaDbPort);
     settings.user = server.userName(QUrl::FullyDecoded);
     settings.passwordFile = passwordFile;
+    settings.driver = QStringLiteral("QMYSQL");
     settings.name = freshName();
     QFile file(passwordFile);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly) ||
         !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) ||
         file.write(server.password(QUrl::FullyDecoded).toUtf8()) < 0)
         qFatal("%s: %s", qUtf8Printable(passwordFile), qUtf8Printable(file.errorString()));
-    const QString connection = QStringLiteral("bench-administrator");
-    {
-        auto database = QSqlDatabase::addDatabase(settings.driver, connection);
-        database.setHostName(settings.host);
-        database.setPort(settings.port);
-        if (!database.open(settings.user, server.password(QUrl::FullyDecoded)))
-            qFatal("%s", qUtf8Printable(database.lastError().text()));
-        QSqlQuery query(database);
-        if (!query.exec(QStringLiteral("CREATE DATABASE ") + settings.name))
-            qFatal("%s", qUtf8Printable(query.lastError().text()));
-    }
-    QSqlDatabase::removeDatabase(connection);
+    administer(server, QStringLiteral("CREATE DATABASE ") + settings.name);
     return settings;
 }
 
@@ -146,6 +158,8 @@ BenchSite::BenchSite(Engines engines, std::chrono::microseconds delay)
 BenchSite::~BenchSite()
 {
     Site::current().close();
+    if (!m_givenDatabase.isEmpty())
+        administer(givenRowServer(), QStringLiteral("DROP DATABASE ") + m_givenDatabase);
 }
 
 void BenchSite::set(const char* key, const QString& value) const
@@ -156,8 +170,9 @@ void BenchSite::set(const char* key, const QString& value) const
 void BenchSite::nameRowServer(std::chrono::microseconds delay)
 {
     Backend::DatabaseSettings settings;
-    if (const QUrl given(qEnvironmentVariable("ZAV_TEST_MARIADB_URI")); given.isValid() && !given.isEmpty()) {
+    if (const QUrl given = givenRowServer(); !given.isEmpty()) {
         settings = makeDatabaseAt(given, path(QStringLiteral("password")));
+        m_givenDatabase = settings.name;
         m_rowDescription = QStringLiteral("the MariaDB server of ZAV_TEST_MARIADB_URI");
     } else {
         m_rowServer = std::make_unique<Test::MariaDbServer>();

@@ -77,6 +77,7 @@ private:
     std::unique_ptr<DelayingProxy> m_rowProxy;
     std::unique_ptr<DelayingProxy> m_fileProxy;
     QString m_rowDescription;
+    QString m_givenDatabase; ///< on a server that was there before
 };
 
 } // namespace KOZAV::Bench

@@ -245,7 +245,7 @@ def real_job(programs, work, given):
         subprocess.run(["tar", "xzf", given, "-C", folder], check=True)
         kind = "real job"
     else:
-        options = ["--name", "board", "--size", "11M", "--seed", "1", "--steps", "6", "--layers", "12"]
+        options = ["--name", "board", "--size", "11M", "--seed", "1", "--steps", "3", "--layers", "10"]
         subprocess.run([programs.path("zav_samples"), "job", folder, *options], check=True, stdout=subprocess.DEVNULL)
         kind = "job made up by zav_samples"
     (name,) = os.listdir(folder)

@@ -13,6 +13,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import traceback
 
 import plots
 import results
@@ -94,8 +95,10 @@ def run_row(row, options):
         run = Run(programs, work, options.rounds, options.quick, largest_archive(jobs))
         try:
             row.function(run)
-        except (BenchError, OSError, subprocess.SubprocessError, ValueError, KeyError) as failure:
-            result["failure"] = "%s (log: %s)" % (failure, os.path.relpath(log_path, ROOT))
+        except Exception as failure:  # whatever it is, the other rows go on
+            if not isinstance(failure, BenchError):
+                traceback.print_exc(file=log)
+            result["failure"] = "%s: %s (log: %s)" % (type(failure).__name__, failure, log_path)
         finally:
             shutil.rmtree(work, ignore_errors=True)
     result.update(figures=[figure.to_json() for figure in run.figures], judgements=run.judgements,
