@@ -5,6 +5,8 @@
 #include "backend/io/SystemError.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -176,6 +178,11 @@ Status File::writeAt(const char* bytes, qint64 size, qint64 offset)
     return writeAll(size, m_path, -1, [&](qint64 done, size_t remaining) {
         return ::pwrite(m_descriptor, bytes + done, remaining, offset + done);
     });
+}
+
+bool File::shareContent(const File& source)
+{
+    return ::ioctl(m_descriptor, FICLONE, source.descriptor()) == 0;
 }
 
 void File::startWriting(qint64 offset, qint64 size)

@@ -64,6 +64,10 @@ public:
     Status write(const char* bytes, qint64 size, qint64 neededBytes = -1);
     Status writeAt(const char* bytes, qint64 size, qint64 offset);
 
+    /// Makes the content that of another file, without copying it; each is changed on its own from then on.
+    /// False where the file system cannot, or the files are not both on it.
+    [[nodiscard]] bool shareContent(const File& source);
+
     /// Lets the system begin to write this part of the file, so that sync() finds less to do.
     void startWriting(qint64 offset, qint64 size);
 

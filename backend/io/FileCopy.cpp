@@ -1,6 +1,7 @@
-// Hashing costs more than reading and writing from memory, so it goes beside them: while a second thread
-// hashes one block, this one writes it and reads the next. Two buffers are enough: before a block is handed
-// over, the hash of the one before is waited for, and with that the buffer that is filled next is free.
+// Hashing costs more than reading and writing from memory, so it goes beside them: one thread reads the
+// blocks into a ring of buffers and writes them, a second one hashes them in the same order. The ring is
+// small, so that a block is still in the processor's cache when it is hashed. What is written is handed to
+// the disk now and then, so that little is left for the flush at the end. A small file is not worth a thread.
 //
 // A source is copied as it was at one moment or not at all: its state is compared before and after, and its
 // length with what was read. The first byte too many ends the pass, so that a file which grows without end
@@ -14,17 +15,127 @@
 
 #include <algorithm>
 #include <array>
-#include <future>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
+#include <thread>
 
 namespace KOZAV::Backend {
 
 namespace {
 
-constexpr qint64 blockSize = 1 << 20;
+constexpr qint64 blockSize = 256 << 10;
+/// A file from this length on is hashed beside its reading, and shares its content with its copy where the
+/// file system can do that.
+constexpr qint64 longFile = 1 << 20;
+/// So much is handed to the disk at a time.
+constexpr qint64 writtenAtOnce = 8 << 20;
+/// One core reads and hashes by turns: blocks that leave the disk time to read ahead.
+constexpr qint64 readAtOnce = 1 << 20;
 
-/// One pass over a file. While one block is hashed on a second thread, it is written and the next one is
-/// read.
+/// Blocks that are hashed in the order in which they are filled: on a second thread, if that is wanted.
+class BlockHash final
+{
+public:
+    BlockHash(qint64 size, bool beside);
+    ~BlockHash();
+    Q_DISABLE_COPY(BlockHash)
+
+    /// The block that is to be filled next; waits until it is free.
+    char* block();
+    /// Has the first bytes of that block hashed. It may still be read until the next block() returns.
+    void add(qint64 size);
+    /// Waits until all is hashed.
+    Sha256& finish();
+
+private:
+    struct Block
+    {
+        std::unique_ptr<char[]> bytes;
+        qint64 size = 0;
+    };
+
+    void hashAll();
+
+    // One is being filled, one hashed, and two let neither wait for the other.
+    std::array<Block, 4> m_blocks;
+    const qint64 m_blockSize;
+    Sha256 m_sha256;
+    std::mutex m_mutex; ///< guards what follows
+    std::condition_variable m_changed;
+    std::size_t m_filled = 0;
+    std::size_t m_hashed = 0;
+    bool m_ended = false;
+    std::thread m_thread; // last: it uses the others
+};
+
+BlockHash::BlockHash(qint64 size, bool beside)
+    : m_blockSize(size)
+{
+    if (beside)
+        m_thread = std::thread([this] { hashAll(); });
+}
+
+BlockHash::~BlockHash()
+{
+    (void)finish();
+}
+
+char* BlockHash::block()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [this] { return m_filled - m_hashed < m_blocks.size(); });
+    Block& next = m_blocks[m_filled % m_blocks.size()];
+    if (!next.bytes)
+        next.bytes.reset(
+            new char[static_cast<size_t>(m_blockSize)]); // NOLINT(modernize-make-unique): left unset
+    return next.bytes.get();
+}
+
+void BlockHash::add(qint64 size)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    Block& next = m_blocks[m_filled % m_blocks.size()];
+    next.size = size;
+    if (!m_thread.joinable()) {
+        m_sha256.add(next.bytes.get(), size);
+        return;
+    }
+    ++m_filled;
+    lock.unlock();
+    m_changed.notify_one();
+}
+
+void BlockHash::hashAll()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (;;) {
+        m_changed.wait(lock, [this] { return m_filled > m_hashed || m_ended; });
+        if (m_filled == m_hashed)
+            return;
+        const Block& block = m_blocks[m_hashed % m_blocks.size()];
+        lock.unlock();
+        m_sha256.add(block.bytes.get(), block.size);
+        lock.lock();
+        ++m_hashed;
+        m_changed.notify_one();
+    }
+}
+
+Sha256& BlockHash::finish()
+{
+    if (m_thread.joinable()) {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_ended = true;
+        }
+        m_changed.notify_one();
+        m_thread.join();
+    }
+    return m_sha256;
+}
+
+/// One pass over a file, from its beginning.
 class CopyPass final
 {
 public:
@@ -35,70 +146,47 @@ public:
     {
     }
 
-    Result<ContentDigest> run();
+    Result<ContentDigest> run(const SourceWatch& watch);
 
 private:
-    using Buffer = std::unique_ptr<char[]>;
-
-    Status transfer();
+    Status transfer(BlockHash& hash, qint64 bufferSize);
     Status write(const char* block, qint64 size);
-    void hash(const char* block, qint64 size);
 
     File& m_source;
     File* m_target;
-    Sha256 m_sha256;
-    std::array<Buffer, 2> m_buffers;
     qint64 m_expectedLength = 0;
     qint64 m_length = 0;
-    std::future<void> m_hashing; // last: its destructor waits for the thread that uses the others
+    qint64 m_startedLength = 0; ///< what the disk was handed
 };
 
-Result<ContentDigest> CopyPass::run()
+Result<ContentDigest> CopyPass::run(const SourceWatch& watch)
 {
-    const auto watch = SourceWatch::begin(m_source);
-    if (!watch.ok())
-        return watch.status();
-    m_expectedLength = watch->length();
-    if (const auto transferred = transfer(); !transferred.ok())
+    m_expectedLength = watch.length();
+    const qint64 bufferSize = std::min(blockSize, m_expectedLength + 1);
+    BlockHash hash(bufferSize, m_expectedLength >= longFile);
+    if (const auto transferred = transfer(hash, bufferSize); !transferred.ok())
         return transferred;
-    if (const auto unchanged = watch->end(m_length); !unchanged.ok())
+    if (const auto unchanged = watch.end(m_length); !unchanged.ok())
         return unchanged;
-    return digestOf(m_length, m_sha256, displayPath(m_source.path()));
+    return digestOf(m_length, hash.finish(), displayPath(m_source.path()));
 }
 
-Status CopyPass::transfer()
+Status CopyPass::transfer(BlockHash& hash, qint64 bufferSize)
 {
-    const auto bufferSize = static_cast<size_t>(std::min(blockSize, m_expectedLength + 1));
-    for (size_t turn = 0;; turn = 1 - turn) {
-        if (!m_buffers[turn])
-            m_buffers[turn].reset(new char[bufferSize]); // NOLINT(modernize-make-unique): left unset
-        char* const block = m_buffers[turn].get();
-        const auto size = m_source.read(block, static_cast<qint64>(bufferSize));
+    for (qint64 got = bufferSize; got == bufferSize && m_length <= m_expectedLength;) {
+        char* const block = hash.block();
+        const auto size = m_source.read(block, bufferSize);
         if (!size.ok())
             return size.status();
-        hash(block, size.value());
-        if (auto written = write(block, size.value()); !written.ok())
+        got = size.value();
+        hash.add(got);
+        if (auto written = write(block, got); !written.ok())
             return written;
-        m_length += size.value();
+        m_length += got;
         tellWork(m_target ? WorkProgress::Stage::Copying : WorkProgress::Stage::Reading, m_length,
                  m_expectedLength);
-        // A file that grows without end is noticed at the first byte too many.
-        if (size.value() < static_cast<qint64>(bufferSize) || m_length > m_expectedLength)
-            break;
     }
-    if (m_hashing.valid())
-        m_hashing.get();
     return {};
-}
-
-void CopyPass::hash(const char* block, qint64 size)
-{
-    if (m_hashing.valid())
-        m_hashing.get();
-    if (size < blockSize)
-        m_sha256.add(block, size);
-    else
-        m_hashing = std::async(std::launch::async, [this, block, size] { m_sha256.add(block, size); });
 }
 
 Status CopyPass::write(const char* block, qint64 size)
@@ -106,8 +194,11 @@ Status CopyPass::write(const char* block, qint64 size)
     if (!m_target)
         return {};
     auto written = m_target->write(block, size, m_expectedLength);
-    if (written.ok() && size == blockSize)
-        m_target->startWriting(m_length, size);
+    const qint64 length = m_length + size;
+    if (written.ok() && length - m_startedLength >= writtenAtOnce) {
+        m_target->startWriting(m_startedLength, length - m_startedLength);
+        m_startedLength = length;
+    }
     return written;
 }
 
@@ -123,7 +214,8 @@ Result<ContentDigest> digestOf(qint64 length, Sha256& hash, const QString& what)
 
 Result<ContentDigest> digestFile(File& source)
 {
-    return CopyPass(source, nullptr).run();
+    const auto watch = SourceWatch::begin(source);
+    return watch.ok() ? CopyPass(source, nullptr).run(watch.value()) : watch.status();
 }
 
 Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 bytes)>& onBytes)
@@ -132,7 +224,7 @@ Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 
     if (!watch.ok())
         return watch.status();
     source.expectReadingThrough();
-    const qint64 size = std::min(blockSize, watch->length() + 1);
+    const qint64 size = std::min(readAtOnce, watch->length() + 1);
     const std::unique_ptr<char[]> block(new char[static_cast<size_t>(size)]); // left unset
     Sha256 hash;
     qint64 length = 0;
@@ -154,7 +246,17 @@ Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 
 
 Result<ContentDigest> copyFile(File& source, File& target)
 {
-    return CopyPass(source, &target).run();
+    const auto watch = SourceWatch::begin(source);
+    return watch.ok() ? copyFile(source, target, watch.value()) : watch.status();
+}
+
+Result<ContentDigest> copyFile(File& source, File& target, const SourceWatch& watch)
+{
+    if (watch.length() < longFile || !target.shareContent(source))
+        return CopyPass(source, &target).run(watch);
+    const auto digest = digestFile(target);
+    const auto unchanged = digest.ok() ? watch.end(digest->length) : Status();
+    return unchanged.ok() ? digest : unchanged;
 }
 
 Result<SourceWatch> SourceWatch::begin(const File& source)

@@ -37,9 +37,6 @@ Result<ContentDigest> digestFile(File& source);
 /// given, is told of bytes as they are read.
 Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 bytes)>& onBytes);
 
-/// The same as digestFile(), and writes what it reads. The target may be a pipe or a device.
-Result<ContentDigest> copyFile(File& source, File& target);
-
 /// Tells whether a file stayed what it was while it was read. The file has to outlive it.
 class SourceWatch final
 {
@@ -62,5 +59,11 @@ private:
     const File* m_source;
     FileInfo m_before;
 };
+
+/// The same as digestFile(), and gives the target, an empty regular file at its beginning, what it reads: the
+/// digest is that of the target's content.
+Result<ContentDigest> copyFile(File& source, File& target);
+/// The same for a source that is watched already.
+Result<ContentDigest> copyFile(File& source, File& target, const SourceWatch& watch);
 
 } // namespace KOZAV::Backend

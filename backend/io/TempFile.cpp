@@ -68,12 +68,19 @@ Result<TempFile> TempFile::createIn(const std::string& folder, const std::string
     File file = createUnique(folder, creationMode(access), target, &path);
     if (!file.isOpen())
         return systemFailure(errno, QStringLiteral("make a file in"), folder);
-    const auto info = file.info();
-    const unsigned permissions = info.ok() ? info->permissions : S_IRUSR | S_IWUSR;
-    TempFile temp(std::move(file), std::move(path), permissions);
-    if (auto made = temp.file().makePrivate(); !made.ok())
-        return made;
-    return temp;
+    TempFile temp(std::move(file), std::move(path), S_IRUSR | S_IWUSR);
+    const auto made = access == Access::ThisUser ? Status() : temp.hidePermissions();
+    return made.ok() ? Result(std::move(temp)) : made;
+}
+
+/// Keeps what the user's mask has left of the permissions for the time when the file has its name.
+Status TempFile::hidePermissions()
+{
+    const auto info = m_file.info();
+    if (!info.ok())
+        return info.status();
+    m_permissions = info->permissions;
+    return m_file.makePrivate();
 }
 
 TempFile::TempFile(File file, std::string path, unsigned permissions)
@@ -112,7 +119,7 @@ Status TempFile::close(qint64 expectedLength)
         return Status::io(QStringLiteral("cannot write %1: it has %2 bytes instead of %3")
                               .arg(displayPath(m_file.path()), QString::number(info->length),
                                    QString::number(expectedLength)));
-    if (::fchmod(m_file.descriptor(), m_permissions) != 0)
+    if (info->permissions != m_permissions && ::fchmod(m_file.descriptor(), m_permissions) != 0)
         return systemFailure(errno, QStringLiteral("set the permissions of"), m_file.path());
     return {};
 }

@@ -53,6 +53,8 @@ public:
 private:
     TempFile(File file, std::string path, unsigned permissions);
 
+    Status hidePermissions();
+
     File m_file;
     std::string m_path; ///< empty once the file has its name
     unsigned m_permissions;

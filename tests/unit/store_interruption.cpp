@@ -355,7 +355,7 @@ void StoreInterruptionTest::ofMarkingLeavesAMarkOrNone_data()
 {
     QTest::addColumn<QString>("call");
     QTest::addColumn<QString>("what");
-    for (const char* call : {"mkdir", "fsync", "rename", "fchmod", "flock"}) {
+    for (const char* call : {"mkdir", "fsync", "rename", "flock"}) {
         for (const char* what : {"signal=KILL", "error=EIO"})
             QTest::addRow("%s %s", call, what) << QString::fromLatin1(call) << QString::fromLatin1(what);
     }

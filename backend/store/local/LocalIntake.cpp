@@ -12,13 +12,10 @@ namespace KOZAV::Backend {
 
 namespace {
 
-/// A file for the copy of the source, if there is room for it.
-Result<TempFile> tempFileFor(const File& source, const LocalStoreFolder& folder, const std::string& name)
+/// A file for a copy of that length, if there is room for it.
+Result<TempFile> tempFileFor(qint64 length, const LocalStoreFolder& folder, const std::string& name)
 {
-    const auto info = source.info();
-    if (!info.ok())
-        return info.status();
-    if (const auto roomy = requireFreeSpace(folder.tempFolder(), info->length); !roomy.ok())
+    if (const auto roomy = requireFreeSpace(folder.tempFolder(), length); !roomy.ok())
         return roomy;
     return TempFile::createIn(folder.tempFolder(), folder.dataPath(name));
 }
@@ -65,10 +62,13 @@ Result<LocalIntake::Addition> LocalIntake::copyIn(const std::string& sourcePath)
 
 Result<LocalIntake::Addition> LocalIntake::copy(File& source) const
 {
-    auto temp = tempFileFor(source, m_folder, m_name);
+    const auto watch = SourceWatch::begin(source);
+    if (!watch.ok())
+        return watch.status();
+    auto temp = tempFileFor(watch->length(), m_folder, m_name);
     if (!temp.ok())
         return temp.status();
-    const auto digest = copyFile(source, temp->file());
+    const auto digest = copyFile(source, temp->file(), watch.value());
     if (!digest.ok())
         return digest.status();
     LocalStoreFolder::Content content{LocalStoreFolder::describe(m_name, digest.value())};
