@@ -132,6 +132,8 @@ int runStoreRole(const QStringList& arguments)
         return reportRole(store.quarantine(testLocation(), name));
     if (verb == QLatin1String("restore"))
         return reportRole(store.restoreQuarantined(testLocation(), name));
+    if (verb == QLatin1String("remove"))
+        return reportRole(store.remove(testLocation(), name));
     if (verb == QLatin1String("purge"))
         return reportRole(store.purgeQuarantined(testLocation(), name));
     if (verb == QLatin1String("mark"))

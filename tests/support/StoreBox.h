@@ -51,7 +51,7 @@ std::unique_ptr<Backend::DocumentStore> openLocalStore(const std::string& root);
 void detachSum(const std::string& path);
 
 /// Role of another process: "--store put|adopt|get <root> <name> <path>", "--store
-/// quarantine|restore|purge|mark <root> <name>".
+/// remove|quarantine|restore|purge|mark <root> <name>".
 int runStoreRole(const QStringList& arguments);
 
 } // namespace KOZAV::Test

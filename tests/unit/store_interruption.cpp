@@ -280,17 +280,17 @@ void StoreInterruptionTest::ofAMoveByAFailedCall_data()
         QTest::addRow("%s at %s", verb, calls)
             << QString::fromLatin1(verb) << QString::fromLatin1(calls) << leastCalls;
     };
-    row("quarantine", "fsync", 8); // three folders, the note and its folder, both names, the sum's end
+    row("quarantine", "fsync", 7); // three folders, the note and its folder, both names
     row("quarantine", "mkdir", 3);
     row("quarantine", "rename", 1);
     row("quarantine", "renameat2", 1);
     row("quarantine", "unlink", 1);
     row("quarantine", "flock", 1);
-    row("restore", "fsync", 5);
+    row("restore", "fsync", 4);
     row("restore", "rename", 1);
     row("restore", "renameat2", 1);
     row("restore", "unlink", 1);
-    row("purge", "fsync", 2);
+    row("purge", "fsync", 1);
     row("purge", "unlink", 2);
 }
 

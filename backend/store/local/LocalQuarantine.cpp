@@ -30,11 +30,12 @@ Result<std::string> sumText(const LocalStoreFolder& folder, const std::string& n
     return sum.code() == ErrorCode::Corrupt ? Result(unreadableSum) : sum.status();
 }
 
-/// Takes away the sum or note of data that is elsewhere; where that fails it stays and means nothing.
+/// Takes away the sum or note of data that is elsewhere; where it stays, or a crash brings it back, it means
+/// nothing.
 void tidy(const std::string& path, const std::string& dataPath)
 {
-    if (fileInfo(dataPath).code() == ErrorCode::NotFound && removeFile(path).ok())
-        (void)syncFolder(parentFolder(path));
+    if (fileInfo(dataPath).code() == ErrorCode::NotFound)
+        (void)removeFile(path);
 }
 
 } // namespace

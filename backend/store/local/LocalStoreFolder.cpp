@@ -161,7 +161,10 @@ Status LocalStoreFolder::verify(const StoredFile& file) const
     if (auto same = checkDigest(file, digest.value()); !same.ok())
         return same;
     const auto synced = data->sync();
-    return synced.ok() ? sync() : synced;
+    if (!synced.ok())
+        return synced;
+    const auto named = syncFolder(m_sums);
+    return named.ok() ? syncFolder(m_files) : named;
 }
 
 Result<LocalStoreFolder::Addition> LocalStoreFolder::acceptSame(const StoredFile& existing,
@@ -205,12 +208,20 @@ Result<LocalStoreFolder::Addition> LocalStoreFolder::addLocked(const Content& co
             return existing.status();
         if (existing.value())
             return Addition{*existing.value(), false};
-        if (auto cleared = removeFile(dataPath(name)); !cleared.ok()) // of an interrupted put
+        if (auto cleared = clear(name); !cleared.ok())
             return cleared;
     }
     if (const auto entered = enter(content, move); !entered.ok())
         return entered;
     return Addition{content.file, true};
+}
+
+/// Removes what an interrupted put has left, for good: it must not come back beside the sum of another
+/// content.
+Status LocalStoreFolder::clear(const std::string& name) const
+{
+    const auto removed = removeFile(dataPath(name));
+    return removed.ok() ? syncFolder(m_files) : removed;
 }
 
 /// After a failure nothing of the name is left.
@@ -238,25 +249,17 @@ Status LocalStoreFolder::enterWithSum(const StoredFile& file, const DataMove& mo
 Status LocalStoreFolder::enterBesideSum(const StoredFile& file, const DataMove& move) const
 {
     const std::string data = dataPath(file.name);
-    const bool replacesSum = fileInfo(sumPath(file.name)).ok();
     auto entered = writeSmallFile(sumPath(file.name), formatSumLine(file), m_temps);
-    if (entered.ok() && replacesSum)
+    if (entered.ok())
         entered = syncFolder(m_sums);
     if (!entered.ok())
         return entered;
     if (auto moved = move.enter(data); !moved.ok())
         return moved;
-    entered = sync();
+    entered = syncFolder(m_files);
     if (!entered.ok())
         move.undo(data);
     return entered;
-}
-
-/// Both names at once: a file system that keeps a journal writes it once for the two folders.
-Status LocalStoreFolder::sync() const
-{
-    const auto sums = syncFolder(m_sums);
-    return sums.ok() ? syncFolder(m_files) : sums;
 }
 
 Result<QString> LocalStoreFolder::siteMark() const
@@ -305,15 +308,14 @@ Result<bool> LocalStoreFolder::remove(const std::string& name) const
     return removed.ok() ? Result(true) : removed;
 }
 
-/// Data before sum: an interruption leaves a sum alone, which means nothing.
+/// Data before sum: an interruption leaves a sum alone, which means nothing, and need not be gone for good.
 Status LocalStoreFolder::removeLocked(const std::string& name) const
 {
     if (auto removed = removeFile(dataPath(name)); !removed.ok())
         return removed;
     if (auto synced = syncFolder(m_files); !synced.ok())
         return synced;
-    const auto sumRemoved = removeFile(sumPath(name));
-    return sumRemoved.ok() ? syncFolder(m_sums) : sumRemoved;
+    return removeFile(sumPath(name));
 }
 
 } // namespace KOZAV::Backend

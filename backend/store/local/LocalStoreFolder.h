@@ -89,12 +89,12 @@ private:
     [[nodiscard]] std::optional<StoredFile> listed(const std::string& name) const;
     [[nodiscard]] Status corrupt(const std::string& name, const QString& reason) const;
     Result<Addition> addLocked(const Content& content, const DataMove& move) const;
+    Status clear(const std::string& name) const;
     Status enter(const Content& content, const DataMove& move) const;
     Status enterWithSum(const StoredFile& file, const DataMove& move) const;
     Status enterBesideSum(const StoredFile& file, const DataMove& move) const;
     Status verify(const StoredFile& file) const;
     Status removeLocked(const std::string& name) const;
-    Status sync() const;
 
     StoreLocation m_location;
     std::string m_base;
