@@ -187,14 +187,14 @@ class ShellLoop:
 class Floor:
     """bench_floor: read, hash, write, flush file and folder, commit."""
 
-    name = "bare floor"
-
-    def __init__(self, programs, archives, folder):
-        self._programs, self._archives, self._target = programs, archives, os.path.join(folder, "floor")
+    def __init__(self, programs, archives, folder, journal="wal"):
+        self.name = "bare floor" if journal == "wal" else "bare floor, SQLite's own journal"
+        self._programs, self._journal = programs, journal
+        self._archives, self._target = archives, os.path.join(folder, "floor")
 
     def run(self):
         shutil.rmtree(self._target, ignore_errors=True)
-        return self._programs.lines("bench_floor", self._archives, self._target)[0]["seconds"]
+        return self._programs.lines("bench_floor", self._archives, self._target, self._journal)[0]["seconds"]
 
 
 def write_random(path, size):

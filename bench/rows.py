@@ -102,16 +102,19 @@ def many_archives(run):
         source = c.make_archives(run.folder("many-%d" % count), count)
         archives = os.path.join(source, "Bench")
         loop, floor = c.ShellLoop(archives, run.work), c.Floor(run.programs, archives, run.work)
+        floor_of_default = c.Floor(run.programs, archives, run.work, "delete")
         with c.Panel(run.programs) as panel:
             found = run.in_turns({
                 "ours": lambda: panel.run("batch", source, jobs=count),
                 loop.name: loop.run,
                 floor.name: floor.run,
+                floor_of_default.name: floor_of_default.run,
             }, at=count)
     what = "%d archives of 100 KB" % counts[-1]
     run.judge(
         times_as_fast(what, found["ours"], found[loop.name], Aim(at_least=3.5)),
         times_as_long(what, found["ours"], found[floor.name], Aim(at_most=1.5)),
+        times_as_long(what, found["ours"], found[floor_of_default.name]),
     )
     run.plot("archives", "A batch of archives of 100 KB", "archives", "seconds", "time")
 

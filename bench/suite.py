@@ -50,16 +50,18 @@ def machine(work):
         "cores": len(os.sched_getaffinity(0)),
         "memory": "%.0f GB" % memory,
         "kernel": platform.release(),
-        "file system": output_of("stat", "-f", "-c", "%T", work),
+        "file system": output_of("findmnt", "-n", "-o", "FSTYPE", "-T", work),
         "load when the row began": "%.2f" % os.getloadavg()[0],
     }
 
 
 def versions(build):
     pymongo = "import pymongo; print(pymongo.version)"
-    flags = line_of(os.path.join(build, "CMakeCache.txt"), r"^CMAKE_CXX_FLAGS_RELEASE:\w+=(.*)$")
+    cache = os.path.join(build, "CMakeCache.txt")
+    flags = line_of(cache, r"^CMAKE_CXX_FLAGS_RELEASE:\w+=(.*)$")
+    sources = line_of(cache, r"^CMAKE_HOME_DIRECTORY:\w+=(.*)$") or ROOT
     found = {
-        "ours": output_of("git", "-C", ROOT, "describe", "--always", "--dirty"),
+        "ours": output_of("git", "-C", sources, "describe", "--always", "--dirty"),
         "compiler": "%s, %s" % (output_of("c++", "--version"), flags),
         "zip": output_of("dpkg-query", "-W", "-f", "${Version}", "zip"),
         "7z": output_of("7z") or output_of("7zz"),
