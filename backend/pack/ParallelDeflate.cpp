@@ -15,7 +15,7 @@
 //
 // What must stay true: a slot is written by the thread that claimed it alone, until done is set under the
 // mutex; the deque keeps slots where they are while others are added behind and taken in front. A piece is
-// read from a file that is as it was listed, before and after, or it is a failure. The hash of a file takes
+// read from a file that still is as it was listed afterwards, or it is a failure. The hash of a file takes
 // its pieces in their order (PieceHash), which are claimed in it.
 
 #include "backend/pack/ParallelDeflate.h"
@@ -100,25 +100,21 @@ Status PieceWorker::compress(const FolderEntry& entry, qint64 offset, PieceHash:
     return m_compressor.compress(content, size, piece->isLast, &piece->bytes);
 }
 
-/// Reads a part of a file that, before and after, is as it was listed.
+/// Reads a part of a file that is as it was listed: what is so afterwards was never otherwise.
 Status PieceWorker::read(const FolderEntry& entry, qint64 offset, qint64 size, unsigned char* content) const
 {
     const std::string path = m_listing.pathOf(entry);
-    const auto isAsListed = [&entry](const File& file) {
-        const auto info = file.info();
-        return info.ok() && info->isSameState(entry.info);
-    };
     const auto file = File::openForReadingIn(m_listing.root, entry.name);
     if (!file.ok())
         return file.code() == ErrorCode::NotPermitted || file.code() == ErrorCode::Io
                    ? file.status()
                    : changedWhilePacked(path);
-    if (!isAsListed(file.value()))
-        return changedWhilePacked(path);
     const auto length = file->readAt(reinterpret_cast<char*>(content), size, offset);
     if (!length.ok())
         return length.status();
-    return length.value() == size && isAsListed(file.value()) ? Status() : changedWhilePacked(path);
+    const auto info = file->info();
+    const bool isAsListed = info.ok() && info->isSameState(entry.info);
+    return length.value() == size && isAsListed ? Status() : changedWhilePacked(path);
 }
 
 } // namespace

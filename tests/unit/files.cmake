@@ -15,7 +15,7 @@ zav_add_tests(file_tests LABELS store TESTS store_adopting store_behaviour store
                                             store_full_disk store_names store_refusals store_survey)
 zav_add_tests(file_tests PARTS 2 SECONDS 15 ON_MEMORY LABELS store fault TESTS store_interruption)
 zav_add_tests(file_tests SECONDS 10 ON_MEMORY LABELS store fault TESTS store_crashes)
-zav_add_tests(file_tests LABELS pack TESTS pack_changes pack_content pack_digest pack_faults pack_links
+zav_add_tests(file_tests LABELS pack TESTS pack_changes pack_content pack_digest pack_faults pack_growing pack_links
                                            pack_pieces pack_refusals)
 zav_add_tests(file_tests SECONDS 10 LABELS pack TESTS pack_many)
 zav_add_tests(file_tests SECONDS 30 TIMEOUT 600 LABELS pack large TESTS pack_huge)

@@ -10,7 +10,9 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 #include <QSemaphore>
 #include <QTest>
@@ -37,6 +39,8 @@ private Q_SLOTS:
     void oneLongCallIsTold();
     void whatTheObserverThrowsGoesNoFurther();
     void workOutsideOfACallIsNobodys();
+    void aStoreThatFailsEndsThePacking();
+    void aFolderThatCannotBePackedIsNotStored();
     void aStoppedBatchGetsNoFurtherEntry();
     void aStopEndsWithItsBatch();
     void aStopOutsideOfABatchStopsNothing();
@@ -179,6 +183,39 @@ void OperationsWork::workOutsideOfACallIsNobodys()
     tellWork(Stage::Reading, 1, 2);
     QVERIFY(ran);
     QVERIFY(m_told.empty());
+}
+
+/// The folder is large enough to take its time: it is not packed to its end for a store that takes nothing.
+void OperationsWork::aStoreThatFailsEndsThePacking()
+{
+    const QString folder = makeJob(QStringLiteral("job"), 256);
+    const auto config = Common::commonInterface()->getConfig();
+    std::vector<QString> locations;
+    QDirIterator found(m_site->path(QString()), {QStringLiteral("files")}, QDir::Dirs,
+                       QDirIterator::Subdirectories);
+    while (found.hasNext())
+        locations.push_back(QFileInfo(found.next()).path());
+    QCOMPARE(locations.size(), std::size_t(1));
+    QVERIFY(QDir(locations.front()).removeRecursively());
+    listen();
+    QVERIFY(pack(folder) != 0);
+    QCOMPARE(m_events.last().part, SitePart::Files);
+    for (const WorkProgress& work : m_told)
+        QVERIFY(work.stage != Stage::Packing || work.done < work.total);
+    QCOMPARE(QDir(QString::fromStdString(config.uploadCacheDir)).entryList(QDir::Files | QDir::Hidden),
+             QStringList());
+}
+
+void OperationsWork::aFolderThatCannotBePackedIsNotStored()
+{
+    const QString folder = makeJob(QStringLiteral("job"), 8);
+    QVERIFY(QFile::link(QStringLiteral("/etc/hostname"), folder + QStringLiteral("/outside")));
+    const auto config = Common::commonInterface()->getConfig();
+    QVERIFY(pack(folder) != 0);
+    QCOMPARE(m_events.last().reason, ErrorCode::InvalidArgument);
+    QCOMPARE(m_site->storedNames(), QStringList());
+    QCOMPARE(QDir(QString::fromStdString(config.uploadCacheDir)).entryList(QDir::Files | QDir::Hidden),
+             QStringList());
 }
 
 void OperationsWork::aStoppedBatchGetsNoFurtherEntry()
