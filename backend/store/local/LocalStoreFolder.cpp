@@ -160,7 +160,7 @@ Status LocalStoreFolder::verify(const StoredFile& file) const
         return digest.status();
     if (auto same = checkDigest(file, digest.value()); !same.ok())
         return same;
-    const auto synced = data->sync();
+    auto synced = data->sync();
     if (!synced.ok())
         return synced;
     const auto named = syncFolder(m_sums);
