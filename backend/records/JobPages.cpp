@@ -69,10 +69,12 @@ constexpr const char* failedRequests = JOB_COLUMNS
     " event later WHERE later.flow_guid = e.flow_guid AND later.id > e.id"
     " AND +later.kind IN ('robot', 'requeue')) ORDER BY e.id DESC LIMIT ?";
 
-/// So many rows at the beginning of an order are looked at to see whether it is worth to go along it, and so
-/// many of them have to be sought ones.
+/// So many rows at the beginning of an order are looked at to see whether it is worth to go along it; of
+/// twenty-five one has to be a sought one. The newest jobs lie together in their table and, of one batch, are
+/// alike: more of them are looked at than a batch has.
 constexpr int looked = 1000;
-constexpr int fitting = 40;
+constexpr int lookedByNumber = 5000;
+constexpr int rowsOfOneFitting = 25;
 
 /// A condition of a search, with the index that serves it.
 struct Condition
@@ -218,10 +220,11 @@ Result<bool> isWorthGoing(Database& database, const JobPlan& plan, const std::ve
     const QByteArray sql =
         statementOf({"SELECT COUNT(*), COALESCE(SUM(fits), 0) FROM (SELECT (", fits, ") AS fits",
                      tablesOfWays[static_cast<size_t>(plan.way)], orderOf(plan), " LIMIT ?) AS looked"});
+    const int most = plan.way == Way::Number ? lookedByNumber : looked;
     bool isWorth = false;
     const auto read =
-        database.query(sql.constData(), values + QVariantList{looked}, [&isWorth](const QSqlQuery& row) {
-            isWorth = row.value(0).toInt() < looked || row.value(1).toInt() >= fitting;
+        database.query(sql.constData(), values + QVariantList{most}, [&isWorth, most](const QSqlQuery& row) {
+            isWorth = row.value(0).toInt() < most || row.value(1).toInt() * rowsOfOneFitting >= most;
             return false;
         });
     return read.ok() ? Result(isWorth) : read;
