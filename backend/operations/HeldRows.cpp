@@ -88,7 +88,8 @@ Status HeldRows::send(Database& database)
 Status HeldRows::sendWith(Database& database, const KeyedRow& last, const QVariantList& values,
                           bool isRepeated)
 {
-    const Held row = {{last.insertSql, values}, last.findSql, last.key, last.noReference, false};
+    const Held row = {{last.insertSql, values}, last.findSql, last.key,
+                      last.noReference,         false,        last.needsSql};
     return sendAll(database, &row, isRepeated);
 }
 
@@ -121,6 +122,8 @@ Status HeldRows::tryAll(Database& database, const Held* last, bool isRepeated)
     std::vector<RowWrite> writes;
     for (const Held& row : m_rows)
         writes.push_back(row.write);
+    if (last != nullptr && last->needsSql != nullptr)
+        writes.push_back({last->needsSql, {last->key}});
     if (last != nullptr)
         writes.push_back(last->write);
     const auto outcome = database.changeTogether(writes, last ? Durability::Immediate : Durability::Deferred);

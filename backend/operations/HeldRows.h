@@ -17,6 +17,7 @@ struct KeyedRow
     const char* findSql; ///< selects the row by its key, the one value
     QVariant key;
     const char* noReference = nullptr; ///< in words, where the row refers to one that does not exist
+    const char* needsSql = nullptr; ///< of a last row: an update by its key that has to find a row before it
 };
 
 /// Writes of one import that wait on its thread for the row that completes it, to be sent with that row in
@@ -79,6 +80,7 @@ private:
         QVariant key;
         const char* noReference;
         bool isDoubtful; ///< was sent, without an answer
+        const char* needsSql = nullptr;
     };
 
     void hold(Database& database, Held row);

@@ -66,8 +66,12 @@ Status insertCompress(Operation& call, const CompressRow& row)
         return values.status();
     if (const auto stored = requireStoredFile(call, row.storedName, row.fsName); !stored.ok())
         return stored.status();
+    // A job that was voided meanwhile has its stored file in quarantine: its flow is found and locked first,
+    // so that who voids it and who completes it take turns.
     const KeyedRow keyed = {insertCompressRow, "SELECT id FROM job_compress WHERE flow_guid = ?",
-                            call.event.flowKey, "there is no such job flow or no such company"};
+                            call.event.flowKey, "there is no such job flow or company, or the job was voided",
+                            "UPDATE job_flow SET state_user_id = state_user_id"
+                            " WHERE guid = ? AND (state <> -2 OR sub_state <> -2)"};
     return insertLastRow(call, keyed, values);
 }
 

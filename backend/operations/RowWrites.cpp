@@ -114,13 +114,11 @@ Status insertRow(Operation& call, const KeyedRow& row, const RowValues& values, 
 
 Status insertLastRow(Operation& call, const KeyedRow& row, const RowValues& values)
 {
-    ImportRoad& road = ImportRoad::ofThisThread();
-    if (!road.holdsRows())
-        return insertRow(call, row, values, Durability::Immediate);
     if (!values.status().ok())
         return values.status();
     return withRows(call, [&](Database& database) {
-        return road.heldRows().sendWith(database, row, values.list(), call.isRepeated);
+        HeldRows& held = ImportRoad::ofThisThread().heldRows();
+        return held.sendWith(database, row, values.list(), call.isRepeated);
     });
 }
 

@@ -105,6 +105,7 @@ private Q_SLOTS:
     void refusedRowIsToldByWhoSendsIt_data();
     void refusedRowIsToldByWhoSendsIt();
     void lastRowThatIsRefusedTakesNothingAlong();
+    void voidedJobIsNotCompleted();
 
 private:
     /// What another thread finds of the original file and of the flow's link to it.
@@ -342,6 +343,24 @@ void OperationsHeldRows::lastRowThatIsRefusedTakesNothingAlong()
     const auto flow = flowForOthers(steps.flow);
     QCOMPARE(flow.origFileGuid, origFile);
     QCOMPARE(flow.state, -1);
+}
+
+/// Its stored file is in quarantine, for which the store is not asked any more.
+void OperationsHeldRows::voidedJobIsNotCompleted()
+{
+    const CapturedLog log;
+    Steps steps(*m_site);
+    QVERIFY(steps.begin());
+    std::thread([&steps] {
+        const auto voided = Backend::Site::current().database().value()->change(
+            "UPDATE job_flow SET state = -2, sub_state = -2 WHERE guid = ?",
+            {QString::fromStdString(steps.flow)}, Backend::Durability::Immediate);
+        if (!voided.ok())
+            qFatal("%s", qUtf8Printable(voided.message()));
+    }).join();
+    QVERIFY(!steps.complete());
+    QVERIFY(!m_site->jobs().front().complete);
+    QCOMPARE(flowForOthers(steps.flow).state, -2);
 }
 
 ZAV_REGISTER_TEST(operations_held_rows, OperationsHeldRows, QCoreApplication)
