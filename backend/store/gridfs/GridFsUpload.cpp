@@ -165,7 +165,7 @@ Result<qint64> FileInWriting::read(char* data)
     while (!m_isEnded && m_final - readLength() < gridFsChunkSize) {
         const auto final = m_growing.waitBeyond(m_final);
         if (!final.ok())
-            return final;
+            return final.status();
         m_isEnded = final.value() == m_final;
         m_final = final.value();
     }
