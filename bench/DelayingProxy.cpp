@@ -28,8 +28,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t pieceLength = 256 * 1024;
-constexpr std::size_t mostUnderWay = 64 * 1024 * 1024;
+constexpr std::size_t pieceLength = 256UL * 1024;
+constexpr std::size_t mostUnderWay = 64UL * 1024 * 1024;
 
 [[noreturn]] void fail(const char* what)
 {
