@@ -167,7 +167,8 @@ QSet<QString> explainedBy(const Strike& strike)
     if (strike.error == 0) {
         kinds = unfinished;
         kinds << workLeftover << QStringLiteral("temp-leftover") // nobody was left to remove it
-              << QStringLiteral("data-missing");                 // a stored file's sum is there before it
+              << QStringLiteral("sum-stale")                     // a stored file's sum file comes after it
+              << QStringLiteral("data-missing");                 // or before it, without attributes
         return kinds;
     }
     if (strike.onwards || placeOf(strike.point) == Place::Work)
