@@ -72,7 +72,7 @@ constexpr const char* failedRequests = JOB_COLUMNS
 /// So many rows at the beginning of an order are looked at to see whether it is worth to go along it; of
 /// twenty-five one has to be a sought one. The newest jobs lie together in their table and, of one batch, are
 /// alike: more of them are looked at than a batch has.
-constexpr int looked = 1000;
+constexpr int lookedByIndex = 1000;
 constexpr int lookedByNumber = 5000;
 constexpr int rowsOfOneFitting = 25;
 
@@ -220,7 +220,7 @@ Result<bool> isWorthGoing(Database& database, const JobPlan& plan, const std::ve
     const QByteArray sql =
         statementOf({"SELECT COUNT(*), COALESCE(SUM(fits), 0) FROM (SELECT (", fits, ") AS fits",
                      tablesOfWays[static_cast<size_t>(plan.way)], orderOf(plan), " LIMIT ?) AS looked"});
-    const int most = plan.way == Way::Number ? lookedByNumber : looked;
+    const int most = plan.way == Way::Number ? lookedByNumber : lookedByIndex;
     bool isWorth = false;
     const auto read =
         database.query(sql.constData(), values + QVariantList{most}, [&isWorth, most](const QSqlQuery& row) {
