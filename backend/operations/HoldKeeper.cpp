@@ -172,6 +172,9 @@ Clock::time_point HoldKeeper::tendAll(const std::vector<std::shared_ptr<HeldByKe
 
 Status HoldKeeper::tend(HeldByKeeper& held, Clock::time_point& next)
 {
+    // Its import has given it back since the list was taken.
+    if (!held.claim)
+        return {};
     const auto now = Clock::now();
     const bool isOver = held.standing == Standing::Abandoned || held.unusedUntil <= now;
     Status done;
