@@ -62,9 +62,6 @@ public:
     /// -1 as long as that is not known.
     [[nodiscard]] virtual qint64 expectedLength() const = 0;
 
-    /// Says that nobody reads on.
-    virtual void giveUp() {}
-
     /// Chunks that a batch for the content has to hold.
     [[nodiscard]] int batchCapacity() const
     {
@@ -148,7 +145,6 @@ public:
     }
 
     [[nodiscard]] qint64 expectedLength() const override { return m_isEnded ? m_final : -1; }
-    void giveUp() override { m_growing.giveUp(); }
 
 private:
     Result<qint64> read(char* data) override;
@@ -203,10 +199,8 @@ Result<ContentDigest> sendAll(ChunkSource& source, const GridFsId& id,
         const qint64 length = source.expectedLength(); // asked before another thread reads on
         if (!source.atEnd())
             next = std::async(std::launch::async, fill, 1 - turn);
-        if (auto sent = send(*batches[turn]); !sent.ok()) {
-            source.giveUp();
+        if (auto sent = send(*batches[turn]); !sent.ok())
             return sent;
-        }
         sentBytes += static_cast<qint64>(batches[turn]->size()) * gridFsChunkSize;
         if (length >= 0)
             tellWork(WorkProgress::Stage::Sending, std::min(sentBytes, length), length);
