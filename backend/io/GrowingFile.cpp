@@ -33,7 +33,13 @@ void GrowingFile::change(Change&& change)
 
 void GrowingFile::advance(qint64 finalBytes)
 {
-    change([&] { m_finalBytes = std::max(m_finalBytes, finalBytes); });
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_ended || finalBytes <= m_finalBytes) // a reader who wakes up for nothing costs two switches
+            return;
+        m_finalBytes = finalBytes;
+    }
+    m_changed.notify_all();
 }
 
 void GrowingFile::finish(qint64 length)
