@@ -12,6 +12,12 @@ bool isBefore(const NamedFlaw& one, const std::string& name)
     return one.flaw.name < name;
 }
 
+/// What is written beside a file that is whole says nothing of it.
+bool isOfTheFile(const StoreFlaw& flaw)
+{
+    return flaw.kind != StoreFlaw::Kind::SumFileDiffers;
+}
+
 } // namespace
 
 Status Listing::survey(DocumentStore& store)
@@ -50,19 +56,22 @@ Status Listing::fill()
 
 bool Listing::joinFlaws(const std::string& name, const FileRow& row)
 {
-    const bool found = hasFlaw(name);
     for (auto at = std::lower_bound(flaws.begin(), flaws.end(), name, isBefore);
          at != flaws.end() && at->flaw.name == name; ++at) {
         at->job = row.job;
-        at->isNamed = true;
+        at->isNamed = isOfTheFile(at->flaw);
     }
-    return found;
+    return hasFlaw(name);
 }
 
 bool Listing::hasFlaw(const std::string& name) const
 {
-    const auto at = std::lower_bound(flaws.begin(), flaws.end(), name, isBefore);
-    return at != flaws.end() && at->flaw.name == name;
+    for (auto at = std::lower_bound(flaws.begin(), flaws.end(), name, isBefore);
+         at != flaws.end() && at->flaw.name == name; ++at) {
+        if (isOfTheFile(at->flaw))
+            return true;
+    }
+    return false;
 }
 
 FileRows::FileRows(Database& database)

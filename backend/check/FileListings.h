@@ -21,7 +21,7 @@ struct NamedFlaw
 {
     StoreFlaw flaw;
     QString job;
-    bool isNamed = false; ///< a row names the file
+    bool isNamed = false; ///< a row names the file that the flaw is of
 };
 
 /// The stored files of one file store, by name, on their way through the comparison with rows.
@@ -44,8 +44,10 @@ struct Listing
     /// The next file; null behind the last. To be called after fill().
     [[nodiscard]] const StoredFile* file() const { return next < page.size() ? &page[next] : nullptr; }
 
-    /// Marks the flaws of that name as those of a row's file. @return whether there are any
+    /// Marks the flaws of that name with the job of a row, and those of the file itself as named. @return
+    /// hasFlaw()
     bool joinFlaws(const std::string& name, const FileRow& row);
+    /// Whether something is wrong with the file itself.
     [[nodiscard]] bool hasFlaw(const std::string& name) const;
 };
 

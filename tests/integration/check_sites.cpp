@@ -445,7 +445,7 @@ const Damage damages[] = {
      },
      restoreSecond, 2, false, false, Where::Local},
     {"sum file of a job lost", "sum-stale", [](CheckedSite& site) { QVERIFY(QFile::remove(site.sumOf(2))); },
-     nullptr, 0, false, false, Where::Local},
+     nullptr, 2, false, false, Where::Local},
     {"content of a job lost", "data-missing",
      [](CheckedSite& site) { QVERIFY(QFile::remove(site.dataOf(2))); }, restoreSecond, 2, false, false,
      Where::Local},
@@ -628,8 +628,9 @@ void CheckSites::allDamagesAtOnce()
     QSet<QString> kinds;
     // From the last on: the import comes before the job count is set back.
     for (auto damage = std::rbegin(damages); damage != std::rend(damages); ++damage) {
-        // Those of one job's file exclude each other.
-        const bool isOfAFile = damage->job == 1 || damage->job == 2;
+        // Those of one job's file exclude each other; a lost sum file hides nothing of it.
+        const bool isOfAFile =
+            (damage->job == 1 || damage->job == 2) && text(damage->kind) != text("sum-stale");
         const bool isIdentity = text(damage->kind).startsWith(text("identity"));
         if (!canBePlanted(*damage) || isOfAFile || isIdentity || damage->refusesOpening)
             continue;
