@@ -105,12 +105,13 @@ private:
     uint32_t m_number = 1000;
 };
 
-/// A folder that takes a while to pack.
+/// A folder that takes a while to pack: random bytes alone would be stored as they are.
 bool makeBigJob(const QString& folder)
 {
     QFile file(folder + QStringLiteral("/matrix/matrix"));
-    QByteArray block(1 << 20, Qt::Uninitialized);
+    QByteArray block(1 << 19, Qt::Uninitialized);
     QRandomGenerator::global()->fillRange(reinterpret_cast<quint32*>(block.data()), block.size() / 4);
+    block = block.toHex();
     if (!QDir().mkpath(folder + QStringLiteral("/matrix")) || !file.open(QIODevice::WriteOnly))
         return false;
     for (int written = 0; written < bigJobMebibytes; ++written) {
