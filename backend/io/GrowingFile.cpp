@@ -2,6 +2,7 @@
 
 #include "backend/io/FilePath.h"
 #include "backend/io/Sha256.h"
+#include "backend/io/TempFile.h"
 
 #include <algorithm>
 #include <memory>
@@ -16,6 +17,11 @@ Status GrowingFile::begin(const std::string& path, const std::string& name)
         return opened.status();
     m_file = File(opened->release(), name);
     return {};
+}
+
+void GrowingFile::begin(TempFile& file)
+{
+    m_file = file.lend();
 }
 
 /// An end is final: a writer that fails on its way out of a finished file has nothing to add.

@@ -11,6 +11,8 @@
 
 namespace KOZAV::Backend {
 
+class TempFile;
+
 /// A file that one thread of this process is still writing while another one reads what is final of it: one
 /// writer and one reader. It has to outlive both.
 class GrowingFile final
@@ -24,6 +26,9 @@ public:
     /// Opens the file at path for its reader; to be called before the first advance(). The file may be
     /// renamed later. name is what messages call it. Both are local 8-bit.
     Status begin(const std::string& path, const std::string& name);
+    /// The same with the writer's own open file, which is closed with this object: a limit of open files is
+    /// one further away.
+    void begin(TempFile& file);
     /// Says that the bytes below this offset are written and will not be changed again.
     void advance(qint64 finalBytes);
     /// Says that the whole file is there, under the name that it is to have.

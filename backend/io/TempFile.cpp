@@ -94,6 +94,7 @@ TempFile::TempFile(TempFile&& other) noexcept
     : m_file(std::move(other.m_file))
     , m_path(std::exchange(other.m_path, {}))
     , m_permissions(other.m_permissions)
+    , m_isLent(other.m_isLent)
 {
 }
 
@@ -101,6 +102,14 @@ TempFile::~TempFile()
 {
     if (!m_path.empty())
         ::unlink(m_path.c_str());
+    if (m_isLent)
+        (void)m_file.release();
+}
+
+File TempFile::lend()
+{
+    m_isLent = true;
+    return {m_file.descriptor(), m_file.path()};
 }
 
 Status TempFile::publish(qint64 expectedLength, ExistingTarget existing)

@@ -32,6 +32,10 @@ public:
     /// Open for reading and writing.
     [[nodiscard]] File& file() { return m_file; }
 
+    /// Another owner of the open file, who has to live longer than this object and may use it at the same
+    /// time: one descriptor for both.
+    [[nodiscard]] File lend();
+
     /// Where it lies now.
     [[nodiscard]] const std::string& path() const { return m_path; }
 
@@ -58,6 +62,7 @@ private:
     File m_file;
     std::string m_path; ///< empty once the file has its name
     unsigned m_permissions;
+    bool m_isLent = false; ///< somebody else closes it
 };
 
 /// The names of what interrupted programs left in a folder: temporary files of ours that are older than a

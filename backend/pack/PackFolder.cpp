@@ -73,10 +73,8 @@ Result<PackResult> packListed(const FolderListing& listing, const PackRequest& r
     auto archive = TempFile::create(request.target, TempFile::Access::AsUserDefault);
     if (!archive.ok())
         return archive.status();
-    if (request.growing) {
-        if (auto begun = request.growing->begin(archive->path(), request.target); !begun.ok())
-            return begun;
-    }
+    if (request.growing)
+        request.growing->begin(archive.value());
     const ZipOptions options{request.threads, request.level, request.growing};
     const auto written = writeZip(listing, options, archive.value());
     if (!written.ok())
