@@ -91,6 +91,10 @@ struct OperationEvent
     QString storedName;
     qint64 storedBytes = -1; ///< length of the file that this call has stored
 
+    QString resource; ///< of a job folder's last row: the texts that it was to hold of the manifest
+    QString customer2;
+    QString customer3;
+
     QString subject;      ///< what it was called for, in words: a folder, a name, a key
     QString message;      ///< why it did not succeed, for people
     qint64 startedMs = 0; ///< monotonic clock, milliseconds

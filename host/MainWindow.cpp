@@ -255,7 +255,7 @@ void MainWindow::connectManifests()
 {
     connect(m_manifests, &ManifestKeeper::putBack, this, [this](const QString& folder) {
         m_log.add(QtInfoMsg, QStringLiteral("client"),
-                  tr("%1 was not imported; its readme.json has been put back").arg(folder));
+                  tr("The readme.json of %1 has been put back").arg(folder));
     });
     connect(m_manifests, &ManifestKeeper::lost, this, [this](const QString& folder, const QString& reason) {
         m_log.add(QtWarningMsg, QStringLiteral("client"),

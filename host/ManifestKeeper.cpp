@@ -6,6 +6,10 @@
 // lost, the site is asked whether it has a job of that stored name. After a crash of the machine a manifest
 // may come back into the folder of a job that was imported, which loses nothing.
 //
+// The panel removes a manifest that it cannot read, for want of a file descriptor or a permission, and
+// imports the job without its texts. So the texts of the last row are compared with those of the copy, and a
+// copy that says something else is marked as kept, for which no site is asked.
+//
 // A press of the panel's button that does not become a click leaves copies of manifests that are all in their
 // places, which the next press puts aside.
 
@@ -18,6 +22,7 @@
 #include "host/site/SiteAccess.h"
 #include "ui/import_from_file/BatchDirectory.h"
 
+#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -45,6 +50,17 @@ QString journalName(int batch)
 QByteArray line(const QJsonObject& object)
 {
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+/// Of texts as rows hold them, where half a surrogate pair is another character.
+QByteArray digestOf(const QStringList& texts)
+{
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    for (const QString& text : texts) {
+        const QByteArray utf8 = text.toUtf8();
+        hash.addData(QByteArray::number(utf8.size()) + ' ' + utf8);
+    }
+    return hash.result();
 }
 
 /// What became of the copies of a journal, by their numbers.
@@ -101,7 +117,8 @@ void ManifestKeeper::keep(const QString& batchDirectory)
         return;
     const QString work = m_site.workDirectory();
     QSaveFile journal(work + journalName(++m_batches));
-    QStringList folders;
+    QHash<QString, Copy> copies;
+    int lines = 0;
     bool isWritten = !work.isEmpty();
     for (const QFileInfo& company : UI::batchCompanies(batchDirectory)) {
         for (const QFileInfo& job : UI::batchJobs(UI::batchEntryPath(company))) {
@@ -114,7 +131,7 @@ void ManifestKeeper::keep(const QString& batchDirectory)
             const auto& content = manifest.content;
             if (!content)
                 continue;
-            folders << folder;
+            copies.insert(folder, {lines++, digestOf(manifest.texts)});
             const QByteArray copy =
                 line({{QStringLiteral("folder"), folder},
                       {QStringLiteral("content"), QString::fromLatin1(content->toBase64())}});
@@ -122,7 +139,7 @@ void ManifestKeeper::keep(const QString& batchDirectory)
                         journal.write(copy) == copy.size();
         }
     }
-    if (folders.isEmpty())
+    if (copies.isEmpty())
         return;
     m_journal.setFileName(journal.fileName());
     // A commit alone does not tell that the disk was full.
@@ -130,17 +147,16 @@ void ManifestKeeper::keep(const QString& batchDirectory)
         !m_journal.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered)) {
         const QString reason =
             work.isEmpty() ? QStringLiteral("there is no work folder") : journal.errorString();
-        for (const QString& folder : folders)
-            m_reports.current()->warn(folder, manifestNotKept(reason));
+        for (auto copy = copies.cbegin(); copy != copies.cend(); ++copy)
+            m_reports.current()->warn(copy.key(), manifestNotKept(reason));
         return;
     }
-    for (const QString& folder : folders)
-        m_kept.insert(folder, m_kept.size());
+    m_kept = copies;
 }
 
 void ManifestKeeper::keepAgain(const QString& folder)
 {
-    const int number = m_kept.value(folder, -1);
+    const int number = m_kept.value(folder).number;
     if (number >= 0)
         m_journal.write(line({{QStringLiteral("kept"), number}}));
 }
@@ -149,26 +165,40 @@ void ManifestKeeper::serviceCalled(const OperationEvent& event)
 {
     switch (event.operation) {
     case ServiceOperation::FoldersCompressSave2MongoDb:
-        m_current = m_kept.value(event.subject, -1);
+        m_current = m_kept.contains(event.subject) ? event.subject : QString();
         m_storedName = event.storedName;
-        if (m_current >= 0)
-            m_journal.write(
-                line({{QStringLiteral("stored"), m_current}, {QStringLiteral("name"), m_storedName}}));
+        if (!m_current.isEmpty())
+            m_journal.write(line({{QStringLiteral("stored"), m_kept.value(m_current).number},
+                                  {QStringLiteral("name"), m_storedName}}));
         break;
     case ServiceOperation::InputJobCompressByFolder:
-        if (m_current >= 0 && event.outcome == OperationOutcome::Succeeded &&
-            event.storedName == m_storedName)
-            m_journal.write(line({{QStringLiteral("dropped"), m_current}}));
+        if (!m_current.isEmpty() && event.storedName == m_storedName)
+            lastRowCalled(event);
         break;
     default:
         break;
     }
 }
 
+/// Of a row that was not written the copy stays as it is, and goes back.
+void ManifestKeeper::lastRowCalled(const OperationEvent& event)
+{
+    if (event.outcome == OperationOutcome::Failed)
+        return;
+    const Copy copy = m_kept.value(m_current);
+    const QStringList written = {event.resource, event.customer2, event.customer3};
+    if (digestOf(written) != copy.digest) {
+        keepAgain(m_current);
+        m_reports.current()->warn(m_current, manifestNotUsed(written));
+    } else if (event.outcome == OperationOutcome::Succeeded) {
+        m_journal.write(line({{QStringLiteral("dropped"), copy.number}}));
+    }
+}
+
 void ManifestKeeper::restore()
 {
     m_kept.clear();
-    m_current = -1;
+    m_current.clear();
     if (!m_journal.isOpen())
         return;
     m_journal.close();

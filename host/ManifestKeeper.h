@@ -20,9 +20,10 @@ class SiteAccess;
 /// program, the manifest's texts stand nowhere else.
 ///
 /// Before a batch starts, copies of all manifests are written into the work folder. A copy is dropped when
-/// the last row of its job is written. After the batch, and at the next start where the program was ended,
-/// the others go back into their folders; never over anything that is there. A readme.json that is no regular
-/// file is neither followed nor read.
+/// the last row of its job is written with the manifest's texts; of a row with others, which the panel writes
+/// where it could not read the manifest, the report has a warning. After the batch, and at the next start
+/// where the program was ended, the others go back into their folders; never over anything that is there. A
+/// readme.json that is no regular file is neither followed nor read.
 class ManifestKeeper final : public QObject
 {
     Q_OBJECT
@@ -35,7 +36,8 @@ public:
     /// Puts back what programs that were ended have left, and removes their work files.
     void recover();
 
-    /// A job of the batch under way is not imported after all: its manifest goes back as well.
+    /// A job of the batch under way is not imported after all, or not with what its manifest says: the
+    /// manifest goes back as well.
     void keepAgain(const QString& folder);
 
     /// What was told so far, in words.
@@ -48,8 +50,15 @@ Q_SIGNALS:
     void lost(const QString& folder, const QString& reason);
 
 private:
+    struct Copy
+    {
+        int number = -1;   ///< of its line in the journal
+        QByteArray digest; ///< of the manifest's texts, which may be long
+    };
+
     void keep(const QString& batchDirectory);
     void serviceCalled(const Backend::OperationEvent& event);
+    void lastRowCalled(const Backend::OperationEvent& event);
     void restore();
     void restoreFrom(const QString& journal);
     bool restoreOne(const QString& folder, const QByteArray& content, bool mayWait);
@@ -57,10 +66,10 @@ private:
 
     SiteAccess& m_site;
     PanelReport& m_reports;
-    QFile m_journal;            ///< open while there are copies
-    QHash<QString, int> m_kept; ///< numbers of the copies by their job folders
-    int m_current = -1;         ///< number of the folder that was stored last; -1: none that has a copy
-    QString m_storedName;       ///< what it was stored as
+    QFile m_journal;             ///< open while there are copies
+    QHash<QString, Copy> m_kept; ///< by their job folders
+    QString m_current;           ///< the folder that was stored last; empty: none that has a copy
+    QString m_storedName;        ///< what it was stored as
     QStringList m_remarks;
     int m_batches = 0;
 };

@@ -82,6 +82,9 @@ Status addCompressRow(Operation& call, const CompressRow& row)
     event.jobName = QString::fromStdString(row.jobName);
     event.subject = event.flowKey = QString::fromStdString(row.flowGuid);
     event.storedName = QString::fromStdString(row.storedName);
+    event.resource = QString::fromStdString(row.resource);
+    event.customer2 = QString::fromStdString(row.customer2);
+    event.customer3 = QString::fromStdString(row.customer3);
     if (row.flowGuid.empty())
         return Status::invalidArgument(QStringLiteral("the flow key is empty"));
     auto added = insertCompress(call, row);

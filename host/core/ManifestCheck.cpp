@@ -95,14 +95,16 @@ std::vector<Remark> flawsOfTexts(const QJsonObject& manifest)
     return flaws;
 }
 
-/// Tells what the import will not use, or not store as it is, and whether that costs the job.
+/// Tells what the import will take, what it will not use, or not store as it is, and whether that costs the
+/// job.
 void judge(const QByteArray& manifest, ManifestLook& look)
 {
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(manifest, &error);
     for (const char* name : textNames) {
-        const QString refusal = refusalOf(document.object().value(QLatin1String(name)).toString());
-        if (!refusal.isEmpty())
+        const QString text = document.object().value(QLatin1String(name)).toString();
+        look.texts << text;
+        if (const QString refusal = refusalOf(text); !refusal.isEmpty())
             look.refusal = QStringLiteral("\"%1\" in readme.json %2").arg(QLatin1String(name), refusal);
     }
     std::vector<Remark> flaws;
@@ -131,6 +133,14 @@ Remark manifestNotKept(const QString& reason)
     return {
         QStringLiteral("manifest-not-kept"),
         QStringLiteral("no copy of readme.json, which the import uses up, could be kept: %1").arg(reason)};
+}
+
+Remark manifestNotUsed(const QStringList& written)
+{
+    const bool hasNone = written.join(QString()).isEmpty();
+    return {QStringLiteral("manifest-not-used"),
+            hasNone ? QStringLiteral("the row has no texts: the import could not read readme.json")
+                    : QStringLiteral("the row has other texts: the import found another readme.json")};
 }
 
 ManifestLook lookAtManifest(const QString& folder)

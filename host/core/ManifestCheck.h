@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <vector>
@@ -14,6 +15,8 @@ namespace KOZAV::Host {
 struct ManifestLook
 {
     std::optional<QByteArray> content; ///< nothing where there is none, or none that could be kept
+    QStringList texts;                 ///< of the content: resource, customer2 and customer3, empty where
+                                       ///< the import takes none from it
     std::vector<Remark> remarks;       ///< what the import will not use, or not store as it is
     QString refusal;                   ///< why the site takes no job with these texts; empty where it does
 };
@@ -27,5 +30,9 @@ ManifestLook lookAtManifest(const QString& folder);
 
 /// That no copy of a manifest is kept, and why.
 Remark manifestNotKept(const QString& reason);
+
+/// That the row of a job was written with other texts than those of its manifest.
+/// @param written  its texts, in the order of ManifestLook::texts
+Remark manifestNotUsed(const QStringList& written);
 
 } // namespace KOZAV::Host

@@ -163,6 +163,10 @@ std::vector<CodeMeaning> Reasons::table()
         {QLatin1String("manifest-not-storable"), CodeUse::Remark,
          QT_TR_NOOP("A text of the job manifest is one that rows do not hold as it is."),
          QT_TR_NOOP("Mend readme.json.")},
+        {QLatin1String("manifest-not-used"), CodeUse::Remark,
+         QT_TR_NOOP("The job was imported without what its readme.json says."),
+         QT_TR_NOOP("readme.json is put back into its folder: correct the job's texts, or void the job "
+                    "(zav_admin job void) and import it again.")},
         {QLatin1String("manifest"), CodeUse::Remark,
          QT_TR_NOOP("What became of a job manifest that was put aside."), ""},
         {QLatin1String("history-not-kept"), CodeUse::Remark,

@@ -1003,8 +1003,8 @@
         <translation>%1 无法打开：%2</translation>
     </message>
     <message>
-        <source>%1 was not imported; its readme.json has been put back</source>
-        <translation>%1 未导入，readme.json 已放回</translation>
+        <source>The readme.json of %1 has been put back</source>
+        <translation>%1 的 readme.json 已放回</translation>
     </message>
     <message>
         <source>The readme.json of %1 could not be kept: %2</source>
@@ -1555,6 +1555,14 @@
     <message>
         <source>A text of the job manifest is one that rows do not hold as it is.</source>
         <translation>料号清单中的某个文本无法原样存入数据库。</translation>
+    </message>
+    <message>
+        <source>The job was imported without what its readme.json says.</source>
+        <translation>料号已导入，但未采用其 readme.json 中的内容。</translation>
+    </message>
+    <message>
+        <source>readme.json is put back into its folder: correct the job&apos;s texts, or void the job (zav_admin job void) and import it again.</source>
+        <translation>readme.json 会放回其文件夹：请更正料号的文本，或作废该料号（zav_admin job void）后重新导入。</translation>
     </message>
     <message>
         <source>What became of a job manifest that was put aside.</source>

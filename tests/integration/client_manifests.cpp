@@ -160,6 +160,9 @@ private Q_SLOTS:
     void manifestsThatAreNotUsedAsTheyAre_data();
     void manifestsThatAreNotUsedAsTheyAre();
     void noneIsKeptWithoutAWorkFolder();
+    void whatThePanelCouldNotReadComesBack_data();
+    void whatThePanelCouldNotReadComesBack();
+    void whatIsKeptInSpiteOfItsJobComesBackAtTheNextStart();
     void aPressThatIsNoClickChangesNothing();
     void comeBackAtTheNextStart();
     void ofLivingProgramsAreLeftAlone();
@@ -312,6 +315,75 @@ void ClientManifests::noneIsKeptWithoutAWorkFolder()
     QVERIFY2(output.contains(QStringLiteral("Imported: 2")), qPrintable(output));
     for (const char* name : {"one", "two"})
         QVERIFY(client.codes(name).contains(QStringLiteral("manifest-not-kept")));
+}
+
+void ClientManifests::whatThePanelCouldNotReadComesBack_data()
+{
+    QTest::addColumn<QByteArray>("found");
+    QTest::addColumn<QString>("customer2");
+    QTest::addColumn<QString>("told");
+    // A pipe is what the panel does not read, whoever runs the test.
+    QTest::newRow("nothing that can be read")
+        << QByteArray() << QString() << QStringLiteral("the import could not read readme.json");
+    QTest::newRow("another one") << QByteArray(R"({"customer2": "other"})") << QStringLiteral("other")
+                                 << QStringLiteral("the import found another readme.json");
+    QTest::newRow("texts that are dealt out otherwise")
+        << QByteArray(R"({"resource": "r二", "customer3": "三"})") << QString()
+        << QStringLiteral("the import found another readme.json");
+}
+
+/// What the panel finds at its turn is not what was kept before the batch.
+void ClientManifests::whatThePanelCouldNotReadComesBack()
+{
+    QFETCH(QByteArray, found);
+    QFETCH(QString, customer2);
+    QFETCH(QString, told);
+    Client client;
+    const QString job = client.addJob("甲", "one");
+    const QString plain = client.addJob("甲", "two");
+    writeFile(plain + QStringLiteral("/file"), "other content");
+    const QString readme = job + QStringLiteral("/readme.json");
+    bool isReplaced = false;
+    QObject::connect(&client.access(), &SiteAccess::serviceCalled, [&](const Backend::OperationEvent& event) {
+        if (event.operation != Backend::ServiceOperation::SelectCompanies || isReplaced)
+            return;
+        isReplaced = QFile::remove(readme);
+        if (found.isEmpty())
+            QCOMPARE(::mkfifo(QFile::encodeName(readme).constData(), 0600), 0);
+        else
+            writeFile(readme, found);
+    });
+    const QString output = client.importBatch();
+    QVERIFY(isReplaced);
+    QCOMPARE(client.site.jobs().size(), size_t(2));
+    QCOMPARE(client.site.jobs().front().customer2, customer2);
+    QCOMPARE(client.codes("one"), QStringList{QStringLiteral("manifest-not-used")});
+    QCOMPARE(client.codes("two"), QStringList());
+    QVERIFY2(output.contains(told), qPrintable(output));
+    QVERIFY2(output.contains(QStringLiteral("remark: the manifest is back in ") + job), qPrintable(output));
+    QCOMPARE(readmeOf(job), manifest);
+    QVERIFY(!QFileInfo::exists(plain + QStringLiteral("/readme.json")));
+    client.end();
+    QCOMPARE(Client::workFolders(), QStringList());
+}
+
+void ClientManifests::whatIsKeptInSpiteOfItsJobComesBackAtTheNextStart()
+{
+    Client client;
+    const QString used = client.addJob("甲", "one");
+    const QString unused = client.addJob("甲", "two");
+    client.importBatch();
+    const auto jobs = client.site.jobs();
+    QCOMPARE(jobs.size(), size_t(2));
+    const auto stored = [&jobs](size_t number) -> QByteArray {
+        return "{\"stored\":" + QByteArray::number(qulonglong(number)) + ",\"name\":\"" +
+               jobs.at(number).storedName.toUtf8() + "\"}\n";
+    };
+    leaveCopies({used, unused}, stored(0) + stored(1) + "{\"kept\":1}\n");
+    client.start();
+    QVERIFY(!QFileInfo::exists(used + QStringLiteral("/readme.json")));
+    QCOMPARE(readmeOf(unused), manifest);
+    QCOMPARE(Client::workFolders(), QStringList());
 }
 
 void ClientManifests::aPressThatIsNoClickChangesNothing()

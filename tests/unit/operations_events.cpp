@@ -120,6 +120,9 @@ void OperationsEvents::anImportIsToldByItsFields()
     QCOMPARE(last().company, company);
     QCOMPARE(last().flowKey, QString::fromStdString(flow));
     QCOMPARE(last().storedName, QString::fromStdString(stored));
+    QCOMPARE(last().resource, QStringLiteral("r"));
+    QCOMPARE(last().customer2, QStringLiteral("2"));
+    QCOMPARE(last().customer3, QStringLiteral("3"));
     QCOMPARE(last().part, SitePart::Rows);
 }
 
