@@ -118,8 +118,7 @@ QString FileServer::uri() const
 QString FileServer::uriAt(std::uint16_t port) const
 {
     const UriParts parts = partsOf(uri());
-    const QString moved =
-        parts.before + QLatin1String(thisMachine) + QStringLiteral(":%1").arg(port) + parts.after;
+    QString moved = parts.before + QLatin1String(thisMachine) + QStringLiteral(":%1").arg(port) + parts.after;
     // Members of a set would be met at their own addresses, past the proxy.
     if (moved.contains(QStringLiteral("directConnection")))
         return moved;

@@ -35,7 +35,7 @@ struct FreeDigest
 /// Copies the file and flushes it. @return its SHA-256
 QByteArray copyHashed(const QByteArray& from, const QByteArray& to)
 {
-    static std::array<char, 256 * 1024> buffer;
+    static std::array<char, 256UL * 1024> buffer;
     const std::unique_ptr<EVP_MD_CTX, FreeDigest> digest(EVP_MD_CTX_new());
     EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr);
     const int source = open(from.constData(), O_RDONLY | O_CLOEXEC);

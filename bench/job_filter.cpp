@@ -46,7 +46,7 @@ void addJobs(int from, int to, const DataLib::Model::Odbpp_Company& company, con
 std::string storeFile(const QString& localPath)
 {
     const auto config = Common::commonInterface()->getConfig();
-    const std::string name = "board.tgz";
+    std::string name = "board.tgz";
     if (Common::MongodbPut(config.mongoDbName, config.mongoFsName, localPath.toStdString(), name) != 0)
         qFatal("the file of the jobs cannot be stored");
     return name;

@@ -1,5 +1,7 @@
 #include "tests/support/CrashModel.h"
 
+#include "tests/support/StoreBox.h"
+
 #include "tests/support/TestFiles.h"
 
 #include <QDirIterator>
@@ -13,8 +15,6 @@
 namespace KOZAV::Test {
 
 namespace {
-
-constexpr const char* sumAttribute = "user.kozav.sum"; // docs/store-layout.md
 
 std::string folderOf(const std::string& path)
 {

@@ -26,8 +26,6 @@ std::string locationPath(const std::string& root)
     return root + '/' + testLocation().database + '/' + testLocation().fileStore;
 }
 
-constexpr const char* sumAttribute = "user.kozav.sum"; // docs/store-layout.md
-
 } // namespace
 
 void detachSum(const std::string& path)

@@ -6,6 +6,9 @@
 
 namespace KOZAV::Test {
 
+/// In which a stored content carries its sum (docs/store-layout.md).
+constexpr const char* sumAttribute = "user.kozav.sum";
+
 /// An empty local store in a folder of its own, and a folder beside it for what goes in and comes out.
 class StoreBox final
 {
