@@ -1,7 +1,6 @@
 #include "tests/support/CrashModel.h"
 
 #include "tests/support/StoreBox.h"
-
 #include "tests/support/TestFiles.h"
 
 #include <QDirIterator>
