@@ -54,6 +54,14 @@ bool isSavedJobFile(const QString& storedName)
     return storedName.endsWith(QLatin1String(".kos"));
 }
 
+const QString sourceGone = QStringLiteral("source-gone");
+
+bool isToldAsGone(const BatchReportRow& row)
+{
+    return std::any_of(row.warnings.begin(), row.warnings.end(),
+                       [](const Remark& warning) { return warning.code == sourceGone; });
+}
+
 } // namespace
 
 SourceWatch::SourceWatch(SiteAccess& site, const PanelRun& run, PanelReport& reports, QObject* parent)
@@ -187,7 +195,7 @@ void SourceWatch::tell(const Source& source, const BatchReportRow& row, const Fi
     case Verdict::AsStored:
         break;
     case Verdict::Gone:
-        m_reports.current()->warn(row.sourcePath, {QStringLiteral("source-gone"), finding.text});
+        m_reports.current()->warn(row.sourcePath, {sourceGone, finding.text});
         break;
     case Verdict::Changed:
     case Verdict::StillWritten:
@@ -314,6 +322,8 @@ void SourceWatch::takeRead()
             return one.storedName == read.archive.storedName;
         });
         const QString path = row == rows.end() ? read.archive.source : row->sourcePath;
+        if (row != rows.end() && read.flaw.kind == ArchiveFlaw::Kind::Gone && isToldAsGone(*row))
+            continue;
         if (row != rows.end())
             report.warn(path, *remark);
         if (m_compared)

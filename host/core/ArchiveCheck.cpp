@@ -326,6 +326,8 @@ ArchiveFlaw checkRar(const QString& path, const std::atomic<bool>& cancelled)
 
 ArchiveFlaw checkArchive(const QString& path, const std::atomic<bool>& cancelled)
 {
+    if (!QFileInfo::exists(path))
+        return {FlawKind::Gone, QStringLiteral("it is gone")};
     QFile file(path);
     // Opening a pipe would wait for its writer.
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))

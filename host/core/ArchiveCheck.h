@@ -16,6 +16,7 @@ struct ArchiveFlaw
         None,
         CutShort, ///< it ends before its own end
         Damaged,  ///< it is not what it says of itself, or cannot be read
+        Gone,     ///< there is no such file any more
         Unknown   ///< by its content it is none of these kinds
     };
 

@@ -204,7 +204,7 @@ void HostArchiveCheck::whatIsNoArchive()
     QCOMPARE(check(changed({})).kind, Kind::CutShort);
     QCOMPARE(check(changed("text")).kind, Kind::Unknown);
     QCOMPARE(check(changed(QByteArray(100000, '\0'))).kind, Kind::Unknown);
-    QCOMPARE(check(m_folder.filePath(QStringLiteral("absent"))).kind, Kind::Damaged);
+    QCOMPARE(check(m_folder.filePath(QStringLiteral("absent"))).kind, Kind::Gone);
     QCOMPARE(check(m_folder.path()).kind, Kind::Damaged);
 }
 
