@@ -214,19 +214,26 @@ Status LocalSurvey::mend(const StoreFlaw& flaw) const
 
 Status LocalSurvey::removeSum(const std::string& name) const
 {
-    const auto locked = m_folder.lock();
-    if (!locked.ok())
-        return locked.status();
-    const auto flaw = look(name);
-    if (!flaw.ok())
-        return flaw.status();
-    if (!flaw.value() || flaw.value()->kind != StoreFlaw::Kind::SumWithoutData)
-        return {};
-    const auto removed = removeFile(m_folder.sumPath(name));
-    return removed.ok() ? syncFolder(m_folder.sumsFolder()) : removed;
+    return whileFlawed(name, StoreFlaw::Kind::SumWithoutData, [&] {
+        const auto removed = removeFile(m_folder.sumPath(name));
+        return removed.ok() ? syncFolder(m_folder.sumsFolder()) : removed;
+    });
 }
 
 Status LocalSurvey::writeSumFile(const std::string& name) const
+{
+    return whileFlawed(name, StoreFlaw::Kind::SumFileDiffers, [&]() -> Status {
+        const auto known = attachedSum(m_folder.dataPath(name));
+        if (!known.ok() || !known.value())
+            return known.status();
+        const auto written = writeSmallFile(m_folder.sumPath(name), *known.value(), m_folder.tempFolder());
+        return written.ok() ? syncFolder(m_folder.sumsFolder()) : written;
+    });
+}
+
+/// Runs work under the lock if the flaw is still there.
+Status LocalSurvey::whileFlawed(const std::string& name, StoreFlaw::Kind kind,
+                                const std::function<Status()>& work) const
 {
     const auto locked = m_folder.lock();
     if (!locked.ok())
@@ -234,13 +241,7 @@ Status LocalSurvey::writeSumFile(const std::string& name) const
     const auto flaw = look(name);
     if (!flaw.ok())
         return flaw.status();
-    if (!flaw.value() || flaw.value()->kind != StoreFlaw::Kind::SumFileDiffers)
-        return {};
-    const auto known = attachedSum(m_folder.dataPath(name));
-    if (!known.ok() || !known.value())
-        return known.status();
-    const auto written = writeSmallFile(m_folder.sumPath(name), *known.value(), m_folder.tempFolder());
-    return written.ok() ? syncFolder(m_folder.sumsFolder()) : written;
+    return flaw.value() && flaw.value()->kind == kind ? work() : Status();
 }
 
 Status LocalSurvey::removeNote(const std::string& name) const

@@ -4,6 +4,7 @@
 #include "backend/store/local/LocalQuarantine.h"
 #include "backend/store/local/LocalStoreFolder.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,6 +40,8 @@ private:
     [[nodiscard]] std::optional<StoreFlaw> lookAtNote(const std::string& name) const;
     [[nodiscard]] Status removeSum(const std::string& name) const;
     [[nodiscard]] Status writeSumFile(const std::string& name) const;
+    [[nodiscard]] Status whileFlawed(const std::string& name, StoreFlaw::Kind kind,
+                                     const std::function<Status()>& work) const;
     [[nodiscard]] Status removeNote(const std::string& name) const;
     [[nodiscard]] Status removeTemp(const std::string& name) const;
 
