@@ -111,7 +111,7 @@ void AdminMigrateInterruptionTest::killedRunIsContinued_data()
     // The first four bring files, the others rows. Calls are counted for each thread.
     QTest::newRow("rename") << text("rename") << 6;
     QTest::newRow("renameat2") << text("renameat2") << 3;
-    QTest::newRow("fsync") << text("fsync") << 25;
+    QTest::newRow("fsync") << text("fsync") << 15;
     QTest::newRow("unlink") << text("unlink") << 1;
     QTest::newRow("pwrite64") << text("pwrite64") << 10;
     QTest::newRow("fdatasync") << text("fdatasync") << 5;
