@@ -8,7 +8,7 @@
 set -euo pipefail
 
 build_packages=(
-  build-essential cmake ninja-build pkg-config python3
+  build-essential cmake ninja-build pkg-config python3 python3-markdown
   qtbase5-dev qttools5-dev qttools5-dev-tools libqt5sql5-sqlite libqt5sql5-mysql
   libqt5svg5 qttranslations5-l10n
   libzip-dev libdeflate-dev zlib1g-dev libssl-dev libarchive-dev libmongoc-dev
