@@ -196,6 +196,13 @@ void RobotConnection::finish()
     QMetaObject::invokeMethod(this, &RobotConnection::closeWhenAnswered, Qt::QueuedConnection);
 }
 
+// Of one that is finishing already they are what it still waits for.
+void RobotConnection::dropReplies()
+{
+    m_replies.clear();
+    closeWhenAnswered();
+}
+
 void RobotConnection::closeWhenAnswered()
 {
     if (m_state == State::Finishing && m_replies.empty())

@@ -35,6 +35,8 @@ public:
 
     /// Takes no more documents, answers those that it took, and closes.
     void finish();
+    /// Leaves out the answers whose time has not come yet.
+    void dropReplies();
 
 Q_SIGNALS:
     void requestReceived(const KOZAV::Robot::ReceivedRequest& request);

@@ -184,6 +184,14 @@ void RobotServer::stop()
     QMetaObject::invokeMethod(this, &RobotServer::finishWhenAlone, Qt::QueuedConnection);
 }
 
+void RobotServer::stopAtOnce()
+{
+    const auto connections = m_connections; // one that ends is taken out of the list
+    for (RobotConnection* connection : connections)
+        connection->dropReplies();
+    stop();
+}
+
 void RobotServer::onClosed(RobotConnection* connection)
 {
     m_connections.erase(std::remove(m_connections.begin(), m_connections.end(), connection),

@@ -86,6 +86,8 @@ public:
     [[nodiscard]] quint16 start(const RobotServerOptions& options);
     /// Takes nobody and nothing more, answers what it took, closes; finished() follows.
     void stop();
+    /// As stop(), but leaves out the answers whose time has not come yet: ends within seconds.
+    void stopAtOnce();
 
     [[nodiscard]] QString errorString() const { return m_error; }
     [[nodiscard]] int connectionCount() const { return static_cast<int>(m_connections.size()); }

@@ -2,40 +2,33 @@
 #include "robot_server/RequestLog.h"
 #include "robot_server/RobotServer.h"
 #include "terminal/FileSizeLimit.h"
+#include "terminal/Interruption.h"
 #include "terminal/StandardStreams.h"
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QSocketNotifier>
+#include <QTimer>
 
 #include <csignal>
 #include <cstdio>
 
-#ifdef Q_OS_LINUX
-#include <sys/signalfd.h>
-#endif
-
 namespace {
 
 using namespace KOZAV::Robot;
+using KOZAV::Terminal::Interruption;
 
-/// From now on SIGINT and SIGTERM end the event loop. Where they cannot be waited for they keep their default
-/// effect, which ends the program too.
-void quitOnStopSignals(QObject* parent)
+/// Has SIGINT, SIGTERM and SIGHUP end the server: what is being written still goes out, every line is whole.
+void stopOnSignals(RobotServer& server)
 {
-#ifdef Q_OS_LINUX
-    sigset_t stopSignals;
-    ::sigemptyset(&stopSignals);
-    ::sigaddset(&stopSignals, SIGINT);
-    ::sigaddset(&stopSignals, SIGTERM);
-    const int descriptor = ::signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (descriptor < 0 || ::pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr) != 0)
-        return;
-    auto* const notifier = new QSocketNotifier(descriptor, QSocketNotifier::Read, parent);
-    QObject::connect(notifier, &QSocketNotifier::activated, parent, [] { QCoreApplication::quit(); });
-#else
-    Q_UNUSED(parent)
-#endif
+    constexpr int lookMs = 100;
+    auto* const look = new QTimer(&server);
+    QObject::connect(look, &QTimer::timeout, &server, [&server, look] {
+        if (!Interruption::isAskedFor())
+            return;
+        look->stop();
+        server.stopAtOnce();
+    });
+    look->start(lookMs);
 }
 
 /// A pipe whose reader has gone is a failure to write, which is told.
@@ -74,7 +67,7 @@ int serve(const CommandLine& line, QFile& out)
     QObject::connect(&server, &RobotServer::requestReceived, &server, write);
     QObject::connect(&server, &RobotServer::connectionDropped, &server, write);
     QObject::connect(&server, &RobotServer::finished, &server, [] { QCoreApplication::quit(); });
-    quitOnStopSignals(&server);
+    stopOnSignals(server);
 
     const quint16 port = server.start(line.server);
     if (port == 0)
@@ -96,6 +89,7 @@ int main(int argc, char* argv[])
         return complain(line.failure, StartFailure);
 
     surviveClosedPipes();
+    const Interruption interruption;
     QFile out;
     if (!out.open(stdout, QIODevice::WriteOnly))
         return complain(out.errorString(), WriteFailure);

@@ -41,6 +41,8 @@ private Q_SLOTS:
     void endsAfterTheLastRequest();
     void endsOnASignal_data();
     void endsOnASignal();
+    void aSignalEndsTheWaitForTheLastAnswers();
+    void theSecondSignalEndsItAtOnce();
     void refuses();
     void hangsUp();
     void neverAccepts();
@@ -247,6 +249,7 @@ void RobotProgramTest::endsOnASignal_data()
     QTest::addColumn<int>("signal");
     QTest::newRow("SIGTERM") << SIGTERM;
     QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGHUP") << SIGHUP;
 }
 
 void RobotProgramTest::endsOnASignal()
@@ -261,6 +264,33 @@ void RobotProgramTest::endsOnASignal()
     QTRY_VERIFY(!client.isConnected());
     QCOMPARE(program.complaint(), QByteArray());
     QCOMPARE(program.lines().size(), 1);
+}
+
+void RobotProgramTest::aSignalEndsTheWaitForTheLastAnswers()
+{
+    RobotProgram program({QStringLiteral("--max-requests"), QStringLiteral("2"), QStringLiteral("--delay"),
+                          QStringLiteral("60000")});
+    const quint16 port = program.port();
+    RobotClient one(port);
+    one.send(compactRequest(QStringLiteral("one")));
+    QTRY_COMPARE(program.lines().size(), 1);
+    RobotClient two(port);
+    two.send(compactRequest(QStringLiteral("two")));
+    QTRY_COMPARE(program.lines().size(), 2);
+    QVERIFY(program.sendSignal(SIGTERM));
+    QCOMPARE(program.exitCode(), 0);
+    QTRY_VERIFY(!one.isConnected() && !two.isConnected());
+    QCOMPARE(one.answers() + two.answers(), QByteArray());
+}
+
+/// It has both when it goes on, before it could have ended for one.
+void RobotProgramTest::theSecondSignalEndsItAtOnce()
+{
+    RobotProgram program({});
+    QVERIFY(program.port() > 0);
+    QVERIFY(program.sendSignal(SIGSTOP) && program.sendSignal(SIGTERM) && program.sendSignal(SIGINT) &&
+            program.sendSignal(SIGCONT));
+    QCOMPARE(program.exitCode(), -1);
 }
 
 void RobotProgramTest::refuses()
