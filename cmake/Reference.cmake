@@ -18,7 +18,7 @@ set(DOXYGEN_MACRO_EXPANSION YES)
 set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_PREDEFINED KOZAV_SERVICES_API= ZAV_IMPORT_EXPORT= Q_OBJECT= Q_SIGNALS=public "Q_SLOTS="
                        "Q_DECLARE_METATYPE(x)=" "Q_DISABLE_COPY(x)=" "Q_DECL_OVERRIDE=override")
-set(reference_inputs services backend/HostInterface.h ui/import_from_file/ZAV_ImportFromFile_Widget.h
+set(reference_inputs services backend/HostInterface.h ui/PanelTheme.h ui/import_from_file/ZAV_ImportFromFile_Widget.h
                      ui/import_from_file/StyleSheets.h ui/import_from_file/BatchDirectory.h
                      ui/import_list/ZAV_Import_Widget.h)
 doxygen_add_docs(docs ${reference_inputs} WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}"

@@ -1,14 +1,11 @@
 #include "host/Theme.h"
 
 #include "host/RowCopy.h"
+#include "ui/PanelTheme.h"
 
 #include <QApplication>
-#include <QFont>
-#include <QFontDatabase>
 #include <QHeaderView>
 #include <QIcon>
-#include <QPalette>
-#include <QStyleFactory>
 #include <QTableView>
 #include <QTextDocument>
 
@@ -22,44 +19,14 @@ namespace KOZAV::Host {
 
 namespace {
 
-// The greys of the panels' style sheets. Every text stands on each of its backgrounds with a contrast of 4.5
-// to 1 at least, also where it is switched off.
-constexpr QRgb windowColor = 0xff3b3b3b;
-constexpr QRgb baseColor = 0xff444444;
-constexpr QRgb alternateColor = 0xff4c4c4c;
-constexpr QRgb buttonColor = 0xff5e5e5e;
-constexpr QRgb textColor = 0xffeff4ff;
-constexpr QRgb dimTextColor = 0xffbcc2ca;
-constexpr QRgb selectionColor = 0xff1d69cc;
-constexpr QRgb linkColor = 0xff8ab8ff;
+// They can be read on each grey of the panels' theme.
 constexpr QRgb goodColor = 0xff7ddc9a;
 constexpr QRgb warningColor = 0xffffc98f;
 constexpr QRgb badColor = 0xffffada6;
 
-/// A family that holds Chinese and Latin alike, where there is one: fallback glyphs stand higher than the
-/// line that the first family asks for, and are cut off.
-QFont clientFont()
-{
-    QFont font = QApplication::font();
-    const QStringList installed = QFontDatabase().families();
-    for (const char* family :
-         {"Microsoft YaHei", "Noto Sans CJK SC", "Source Han Sans SC", "WenQuanYi Micro Hei"}) {
-        if (installed.contains(QLatin1String(family))) {
-            font.setFamily(QLatin1String(family));
-            break;
-        }
-    }
-    font.setPixelSize(14);
-    return font;
-}
-
+/// What the client has and the panels' theme says nothing of.
 const char* const clientStyle = R"(
-QPushButton { padding: 5px 14px; border-radius: 3px; background: #5e5e5e; border: 1px solid #6e6e6e; }
-QPushButton:hover { background: #6b6b6b; }
-QPushButton:disabled { color: #bcc2ca; background: #484848; border-color: #525252; }
-QPushButton:focus { border: 2px solid #9cc4ff; padding: 4px 13px; }
-QLineEdit, QComboBox { padding: 3px 6px; min-height: 20px; }
-QLineEdit:focus, QTextBrowser:focus, QPlainTextEdit:focus, QSpinBox:focus { border: 1px solid #9cc4ff; }
+QTextBrowser:focus, QPlainTextEdit:focus, QSpinBox:focus { border: 1px solid #9cc4ff; }
 QComboBox { background: #444444; border: 1px solid #6e6e6e; border-radius: 3px; }
 QComboBox:disabled { color: #bcc2ca; background: #484848; }
 QComboBox:focus { border: 1px solid #9cc4ff; }
@@ -99,32 +66,9 @@ QToolTip { color: #eff4ff; background: #444444; border: 1px solid #9cc4ff; }
 
 } // namespace
 
-QPalette clientPalette()
-{
-    QPalette palette;
-    palette.setColor(QPalette::Window, QColor(windowColor));
-    palette.setColor(QPalette::WindowText, QColor(textColor));
-    palette.setColor(QPalette::Base, QColor(baseColor));
-    palette.setColor(QPalette::AlternateBase, QColor(alternateColor));
-    palette.setColor(QPalette::Text, QColor(textColor));
-    palette.setColor(QPalette::PlaceholderText, QColor(dimTextColor));
-    palette.setColor(QPalette::Button, QColor(buttonColor));
-    palette.setColor(QPalette::ButtonText, QColor(textColor));
-    palette.setColor(QPalette::BrightText, Qt::white);
-    palette.setColor(QPalette::ToolTipBase, QColor(baseColor));
-    palette.setColor(QPalette::ToolTipText, QColor(textColor));
-    palette.setColor(QPalette::Highlight, QColor(selectionColor));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::Link, QColor(linkColor));
-    palette.setColor(QPalette::LinkVisited, QColor(linkColor));
-    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-        palette.setColor(QPalette::Disabled, role, QColor(dimTextColor));
-    return palette;
-}
-
 QString clientStyleSheet()
 {
-    return QString::fromLatin1(clientStyle);
+    return UI::panelStyleSheet() + QString::fromLatin1(clientStyle);
 }
 
 QColor goodTextColor()
@@ -145,9 +89,7 @@ QColor badTextColor()
 void applyTheme(QApplication& application)
 {
     initResources();
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    QApplication::setPalette(clientPalette());
-    QApplication::setFont(clientFont());
+    UI::applyPanelTheme(application);
     application.setStyleSheet(clientStyleSheet());
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/client/zav_client.svg")));
 }

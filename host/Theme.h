@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QColor>
-#include <QPalette>
 #include <QString>
 
 #include <vector>
@@ -11,9 +10,9 @@ class QTableView;
 
 namespace KOZAV::Host {
 
-/// Gives the whole client the dark look that goes with the panels' own style sheets.
+/// Gives the whole client the panels' theme, and to all that the panels do not have a look that goes with it.
 void applyTheme(QApplication& application);
-[[nodiscard]] QPalette clientPalette();
+/// The style sheet of both.
 [[nodiscard]] QString clientStyleSheet();
 
 /// Colours of texts that say how something is, to be read on every background of the client.

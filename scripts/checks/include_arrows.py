@@ -45,6 +45,11 @@ ARROWS = (
         (r"services/.*", r"ui/import_from_file/StyleSheets\.h", PANEL_EXPORT),
         "a header of the job list panel includes services and the style sheets only",
     ),
+    (
+        r"ui/PanelTheme\.\w+",
+        (r"ui/PanelTheme\.h", PANEL_EXPORT),
+        "the panels' theme includes nothing of ours: the panels do not know it, and it does not know them",
+    ),
     (r"terminal/.*", (), "terminal includes nothing of ours"),
     (r"backend/.*", (r"services/.*",), "backend includes services only"),
     (

@@ -77,6 +77,8 @@ class IncludeArrowsTest(TreeTest):
         ("ui/import_from_file/P.cpp", "backend/Site.h"),
         ("ui/import_list/L.cpp", PANEL),
         ("ui/import_list/L.h", "robot/Request.h"),
+        ("ui/PanelTheme.cpp", PANEL),
+        ("ui/import_list/L.cpp", "ui/PanelTheme.h"),
         ("backend/store/S.cpp", "import/Rules.h"),
         ("backend/store/local/S.cpp", "backend/database/Database.h"),
         ("backend/store/S.cpp", "backend/Site.h"),
@@ -105,6 +107,7 @@ class IncludeArrowsTest(TreeTest):
         ("backend/store/S.cpp", "tests/support/Double.h"),
     )
     ALONG = (
+        ("host/Theme.cpp", "ui/PanelTheme.h"),
         ("services/bll/B.h", "services/model/M.h"),
         ("robot/R.cpp", PANEL),
         ("import/I.cpp", PANEL),

@@ -2,6 +2,7 @@
 
 #include "host/Theme.h"
 #include "tests/support/TestProgram.h"
+#include "ui/PanelTheme.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -15,6 +16,7 @@
 #include <vector>
 
 using namespace KOZAV::Host;
+using KOZAV::UI::panelPalette;
 
 namespace {
 
@@ -83,7 +85,7 @@ void HostThemeTest::contrastIsThatOfWcag()
 
 void HostThemeTest::paletteIsReadable()
 {
-    const QPalette palette = clientPalette();
+    const QPalette palette = panelPalette();
     using P = QPalette;
     const std::vector<std::pair<P::ColorRole, P::ColorRole>> pairs = {{P::WindowText, P::Window},
                                                                       {P::Text, P::Base},
@@ -115,7 +117,7 @@ void HostThemeTest::paletteIsReadable()
 /// A rule that has a text's colour or a background without the other is read on what it is drawn with else.
 void HostThemeTest::styleSheetIsReadable()
 {
-    const QPalette palette = clientPalette();
+    const QPalette palette = panelPalette();
     int judged = 0;
     for (const Rule& rule : rulesOf(clientStyleSheet())) {
         for (const auto& [text, background] :
@@ -141,7 +143,7 @@ void HostThemeTest::styleSheetIsReadable()
 
 void HostThemeTest::coloursOfStatesAreReadable()
 {
-    const QPalette palette = clientPalette();
+    const QPalette palette = panelPalette();
     const std::vector<QColor> backgrounds = {palette.color(QPalette::Base),
                                              palette.color(QPalette::AlternateBase),
                                              palette.color(QPalette::Window), QColor(0x33, 0x33, 0x33)};
@@ -154,7 +156,7 @@ void HostThemeTest::coloursOfStatesAreReadable()
 
 void HostThemeTest::selectionHasOneColour()
 {
-    const QColor selection = clientPalette().color(QPalette::Highlight);
+    const QColor selection = panelPalette().color(QPalette::Highlight);
     int rules = 0;
     for (const Rule& rule : rulesOf(clientStyleSheet())) {
         const bool isItem = rule.selector.contains(QLatin1String("item:selected"));
@@ -186,7 +188,7 @@ void HostThemeTest::focusIsShown()
             continue;
         const QColor frame(rule.properties.value(QStringLiteral("border")).section(QLatin1Char(' '), -1));
         QVERIFY(frame.isValid());
-        QVERIFY(contrast(frame, clientPalette().color(QPalette::Window)) >= 3.0);
+        QVERIFY(contrast(frame, panelPalette().color(QPalette::Window)) >= 3.0);
         return;
     }
     QFAIL("nothing shows that it has the keyboard");

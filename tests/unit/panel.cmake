@@ -10,7 +10,7 @@ if(ZAV_BUILD_PANELS)
                 TESTS panel_archive_import panel_batch_import panel_batch_progress panel_company_list
                       panel_construction panel_folder_import panel_manifest panel_meta_object panel_retrieval
                       panel_robot_request panel_single_archive_import panel_single_import panel_source_selection
-                      panel_style_sheets)
+                      panel_style_sheets panel_theme)
   zav_add_tests(panel_tests LABELS list
                 TESTS list_connections list_construction list_filter list_flow_update list_import_button
                       list_job_information list_job_table list_messages list_meta_object list_robot_connection
