@@ -146,14 +146,12 @@ ExitCode exitCodeOf(ErrorCode code)
     return ExitCode::Failure;
 }
 
-QString exitCodeHelp()
+std::vector<Terminal::ExitCodeMeaning> exitCodeMeanings()
 {
-    QString help;
+    std::vector<Terminal::ExitCodeMeaning> all;
     for (const Meaning& meaning : meanings)
-        help += QStringLiteral("  %1  %2\n")
-                    .arg(static_cast<int>(meaning.code), 2)
-                    .arg(QLatin1String(meaning.text));
-    return help;
+        all.push_back({static_cast<int>(meaning.code), QLatin1String(meaning.text)});
+    return all;
 }
 
 bool writeWhole(QIODevice& device, const QByteArray& bytes)

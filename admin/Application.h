@@ -1,10 +1,13 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "terminal/CommandDescription.h"
 
 #include <QIODevice>
 #include <QJsonObject>
 #include <QStringList>
+
+#include <vector>
 
 namespace KOZAV::Admin {
 
@@ -25,8 +28,8 @@ enum class ExitCode {
 
 ExitCode exitCodeOf(Backend::ErrorCode code);
 
-/// The table of exit codes for the help, a line each.
-QString exitCodeHelp();
+/// What the exit codes mean, in their order.
+std::vector<Terminal::ExitCodeMeaning> exitCodeMeanings();
 
 /// One line of JSON, with the controls escaped that Qt's writer leaves as they are.
 QByteArray jsonLine(const QJsonObject& object);

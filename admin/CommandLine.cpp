@@ -17,14 +17,6 @@ QString dashed(const QString& name)
     return (name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + name;
 }
 
-QCommandLineOption parserOption(const CommandOption& option)
-{
-    QStringList names = {option.name};
-    if (!option.letter.isEmpty())
-        names << option.letter;
-    return QCommandLineOption(names, option.help, option.valueName);
-}
-
 /// What is wrong with a line of known options: the parser says it in words alone, and those are not ours.
 Status unfitValue(const QStringList& arguments, const std::vector<CommandOption>& known, const QString& words)
 {
@@ -65,7 +57,7 @@ Result<CommandLine> parseCommandLine(const QStringList& arguments, const std::ve
 {
     QCommandLineParser parser;
     for (const CommandOption& option : known)
-        parser.addOption(parserOption(option));
+        parser.addOption(Terminal::parserOption(option));
     // The parser passes over the first word, the program's name.
     const bool parsed = parser.parse(QStringList(QString()) + arguments);
     if (const auto checked = checkOptions(parser, known); !checked.ok())

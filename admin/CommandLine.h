@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backend/Status.h"
+#include "terminal/CommandDescription.h"
 
 #include <QMap>
 #include <QString>
@@ -11,15 +12,7 @@
 
 namespace KOZAV::Admin {
 
-/// An option that a command line may hold.
-struct CommandOption
-{
-    QString name;      ///< without its dashes
-    QString valueName; ///< empty for an option without a value
-    QString help;
-    bool required = false;
-    QString letter = {}; ///< a short form of the name, for a few
-};
+using Terminal::CommandOption;
 
 /// A command line taken apart: options may stand before, between and behind the other words.
 struct CommandLine

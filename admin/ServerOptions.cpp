@@ -64,6 +64,13 @@ QString dashed(const char* name)
     return QStringLiteral("--") + QLatin1String(name);
 }
 
+CommandOption commandOption(const ServerOption& option)
+{
+    CommandOption made{QLatin1String(option.name), QLatin1String(option.valueName), helpOf(option)};
+    made.kind = ruleOf(option).isPath() ? Terminal::ValueKind::File : Terminal::ValueKind::Text;
+    return made;
+}
+
 bool has(const CommandLine& line, const char* name)
 {
     return line.has(QLatin1String(name));
@@ -142,7 +149,7 @@ std::vector<CommandOption> serverOptions()
     std::vector<CommandOption> all;
     for (const Server& server : servers())
         for (const ServerOption& option : server.options)
-            all.push_back({QLatin1String(option.name), QLatin1String(option.valueName), helpOf(option)});
+            all.push_back(commandOption(option));
     all.push_back({QLatin1String(allowPlaintext),
                    {},
                    QStringLiteral("let credentials go over a connection that is not encrypted")});

@@ -4,6 +4,7 @@
 #include "admin/CommandLine.h"
 #include "backend/Site.h"
 #include "backend/Status.h"
+#include "terminal/CommandDescription.h"
 
 #include <QIODevice>
 #include <QJsonObject>
@@ -43,9 +44,9 @@ QIODevice* progressDevice(const Call& call);
 /// One verb of zav_admin.
 struct Verb
 {
-    const char* name;     ///< one or two words: "jobs", "company add"
-    const char* operands; ///< "JOB FILE"; "[KEY]" may be missing, "[WORD...]" may also stand several times
-    const char* summary;
+    const char* name; ///< one or two words: "jobs", "company add"
+    std::vector<Terminal::CommandOperand> operands;
+    const char* summary; ///< begins in lower case, without a full stop
     Backend::Result<Report> (*run)(const Call& call);
     /// An option of the same name takes a value in all verbs or in none.
     std::vector<CommandOption> options = {};
@@ -66,6 +67,9 @@ const std::vector<Verb>& verbs();
 
 /// The options that every verb takes.
 const std::vector<CommandOption>& commonOptions();
+
+/// What zav_admin says of its command line: made of the table of verbs.
+Terminal::CommandDescription commandDescription();
 
 /// Finds the verb that the words begin with and takes it off them; none where there is no such verb.
 const Verb* takeVerb(QStringList& words);
