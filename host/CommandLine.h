@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terminal/CommandDescription.h"
+
 #include <QString>
 
 namespace KOZAV::Host {
@@ -27,6 +29,9 @@ struct CommandLine
 
     [[nodiscard]] bool unattended() const { return task != Task::ShowWindow; }
 };
+
+/// What zav_client says of its command line.
+Terminal::CommandDescription commandDescription();
 
 /// Reads the command line before there is a QApplication, and so without a display. Options of Qt's start-up
 /// are left to it. Ends the program after --help and --version, and where the line cannot be followed: then

@@ -1,5 +1,7 @@
 #include "robot_server/CommandLine.h"
 
+#include "terminal/HelpText.h"
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
@@ -10,6 +12,8 @@ namespace KOZAV::Robot {
 
 namespace {
 
+using Terminal::CommandOption;
+
 struct Option
 {
     const char* name;
@@ -18,7 +22,20 @@ struct Option
     int* number = nullptr; ///< where its value goes, if that is a whole number; holds the default
     int lowest = 0;
     int highest = std::numeric_limits<int>::max();
+    Terminal::ValueKind kind = Terminal::ValueKind::Text;
+    bool repeated = false;
 };
+
+CommandOption described(const Option& option)
+{
+    CommandOption made{QLatin1String(option.name), QLatin1String(option.valueName),
+                       QLatin1String(option.help)};
+    if (option.number)
+        made.help += QStringLiteral("; otherwise %1").arg(*option.number);
+    made.kind = option.kind;
+    made.repeated = option.repeated;
+    return made;
+}
 
 /// Reads a command line step by step; the first failure stays.
 class CommandLineReader final
@@ -26,9 +43,10 @@ class CommandLineReader final
 public:
     CommandLineReader();
     CommandLine read(const QStringList& arguments);
+    /// All options with their defaults, before anything is read.
+    [[nodiscard]] std::vector<CommandOption> options() const;
 
 private:
-    void addToParser(const Option& option);
     void readNumber(const Option& option);
     void readAddresses();
     void readReception();
@@ -46,51 +64,46 @@ private:
 CommandLineReader::CommandLineReader()
 {
     RobotServerOptions& server = m_line.server;
+    constexpr int anyNumber = std::numeric_limits<int>::max();
     m_options = {
-        {"port", "N", "Port to listen on; 0 takes any free one. The port in use is the first line printed.",
-         &m_port, 0, 65535},
-        {"listen", "ADDRESS", "Numeric address to listen on, 0.0.0.0 or :: for all. Default: 127.0.0.1."},
-        {"allow", "ADDRESS[/BITS]", "Take this peer only, or this network; can be given again."},
-        {"log", "FILE", "Append a JSON line for each document to FILE."},
-        {"log-size", "BYTES", "Size beyond which the log is put aside, as FILE.1.", &m_line.log.maxBytes,
+        {"port", "N", "port to listen on, told by the first line printed, or 0 for any free one", &m_port, 0,
+         65535},
+        {"listen", "ADDRESS", "numeric address to listen on, 0.0.0.0 or :: for all; otherwise 127.0.0.1"},
+        {"allow", "ADDRESS[/BITS]", "take this peer only, or this network; can be given again", nullptr, 0,
+         anyNumber, Terminal::ValueKind::Text, true},
+        {"log", "FILE", "append a JSON line for each document to FILE", nullptr, 0, anyNumber,
+         Terminal::ValueKind::File},
+        {"log-size", "BYTES", "size beyond which the log is put aside, as FILE.1", &m_line.log.maxBytes,
          4096},
-        {"log-files", "N", "Logs that were put aside and are kept.", &m_line.log.oldFiles, 1, 1000},
-        {"reply", "TEXT", "Send TEXT as it stands after each document, in place of the robot's own answer."},
-        {"silent", "", "Read and never answer."},
-        {"delay", "MS", "Time from a document to its answer.", &server.replyDelayMs},
-        {"refuse", "", "Hold the port and listen to nobody: connections are refused."},
-        {"hang-up", "", "Accept each connection and close it at once."},
-        {"never-accept", "", "Listen and accept nobody: connections stand, and nothing is read."},
-        {"max-requests", "N", "End after so many documents have been taken and answered; 0: never.",
+        {"log-files", "N", "logs that were put aside and are kept", &m_line.log.oldFiles, 1, 1000},
+        {"reply", "TEXT", "send TEXT as it stands after each document, in place of the robot's own answer"},
+        {"silent", "", "read and never answer"},
+        {"delay", "MS", "time from a document to its answer", &server.replyDelayMs},
+        {"refuse", "", "hold the port and listen to nobody: connections are refused"},
+        {"hang-up", "", "accept each connection and close it at once"},
+        {"never-accept", "", "listen and accept nobody: connections stand, and nothing is read"},
+        {"max-requests", "N", "end after so many documents have been taken and answered, 0 for never",
          &server.maxRequests},
-        {"max-connections", "N", "Most connections at a time.", &server.maxConnections, 1, 10000},
-        {"max-per-peer", "N", "Most connections at a time from one address; of IPv6, from one /64 network.",
+        {"max-connections", "N", "most connections at a time", &server.maxConnections, 1, 10000},
+        {"max-per-peer", "N", "most connections at a time from one address; of IPv6, from one /64 network",
          &server.maxPerPeer, 1, 10000},
-        {"max-bytes", "N", "Most bytes of a document.", &server.json.maxBytes, 2, 1 << 30},
-        {"max-depth", "N", "Most levels of objects and arrays.", &server.json.maxDepth, 1, 1000},
-        {"idle-timeout", "MS", "Time without a byte of a document after which a connection is closed.",
+        {"max-bytes", "N", "most bytes of a document", &server.json.maxBytes, 2, 1 << 30},
+        {"max-depth", "N", "most levels of objects and arrays", &server.json.maxDepth, 1, 1000},
+        {"idle-timeout", "MS", "time without a byte of a document after which a connection is closed",
          &server.idleTimeoutMs, 1},
-        {"document-timeout", "MS", "Time from a document's first byte to its last.",
-         &server.documentTimeoutMs, 1},
+        {"document-timeout", "MS", "time from a document's first byte to its last", &server.documentTimeoutMs,
+         1},
     };
-    m_parser.setApplicationDescription(QStringLiteral("Stand-in for the CAM robot: takes job requests over "
-                                                      "TCP, prints and logs them, processes no job. There is "
-                                                      "no login: listen on a trusted network only."));
-    m_parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Print this help.")});
-    m_parser.addVersionOption();
-    for (const Option& option : m_options)
-        addToParser(option);
+    for (const CommandOption& option : options())
+        m_parser.addOption(Terminal::parserOption(option));
 }
 
-void CommandLineReader::addToParser(const Option& option)
+std::vector<CommandOption> CommandLineReader::options() const
 {
-    QString help = QLatin1String(option.help);
-    QString defaultValue;
-    if (option.number) {
-        defaultValue = QString::number(*option.number);
-        help += QStringLiteral(" Default: %1.").arg(defaultValue);
-    }
-    m_parser.addOption({QLatin1String(option.name), help, QLatin1String(option.valueName), defaultValue});
+    std::vector<CommandOption> all = {Terminal::helpOption(), Terminal::versionOption()};
+    for (const Option& option : m_options)
+        all.push_back(described(option));
+    return all;
 }
 
 CommandLine CommandLineReader::read(const QStringList& arguments)
@@ -98,7 +111,7 @@ CommandLine CommandLineReader::read(const QStringList& arguments)
     if (!m_parser.parse(arguments)) {
         m_line.failure = m_parser.errorText();
     } else if (isSet("help")) {
-        m_line.information = m_parser.helpText();
+        m_line.information = Terminal::programHelp(commandDescription());
     } else if (isSet("version")) {
         m_line.information = QStringLiteral("zav_robot %1\n").arg(QCoreApplication::applicationVersion());
     } else {
@@ -117,7 +130,7 @@ CommandLine CommandLineReader::read(const QStringList& arguments)
 
 void CommandLineReader::readNumber(const Option& option)
 {
-    if (!option.number)
+    if (!option.number || !isSet(option.name))
         return;
     const QString text = value(option.name);
     bool isNumber = false;
@@ -172,6 +185,36 @@ void CommandLineReader::failIf(bool failed, const QString& failure)
 }
 
 } // namespace
+
+Terminal::CommandDescription commandDescription()
+{
+    Terminal::CommandDescription robot;
+    robot.program = QStringLiteral("zav_robot");
+    robot.summary = QStringLiteral("stand-in for the CAM robot");
+    robot.usages.push_back({QStringLiteral("[OPTION...]")});
+    robot.paragraphs = QStringList{
+        QStringLiteral("Takes job requests over TCP as the CAM robot does, prints and logs them, and "
+                       "processes no job. There is no login: listen on a trusted network only."),
+        QStringLiteral("The first line that is printed is the port in use, each one that follows tells of "
+                       "a document. SIGINT, SIGTERM and SIGHUP end it, the second one at once.")};
+    robot.options = CommandLineReader().options();
+    robot.exitCodes = {
+        {EndedAsAskedFor, QStringLiteral("ended as asked for: by a signal or --max-requests")},
+        {WriteFailure, QStringLiteral("a line could not be printed or logged")},
+        {StartFailure, QStringLiteral("not started: wrong option, port taken, log not to be opened, or too "
+                                      "few files may be open")},
+    };
+    robot.environment = {Terminal::colourVariable()};
+    robot.examples = {
+        {QStringLiteral("zav_robot --port 9098 --log requests.log"),
+         QStringLiteral("Takes requests where a new site looks for the robot, and logs them.")},
+        {QStringLiteral("zav_robot --port 9098 --silent"),
+         QStringLiteral("Never answers, for a trial of what the clients do then.")},
+    };
+    robot.seeAlso = QStringList{QStringLiteral("zav_client(1)"), QStringLiteral("zav_admin(1)"),
+                                QStringLiteral("zav_import(7)")};
+    return robot;
+}
 
 CommandLine parseCommandLine(const QStringList& arguments)
 {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "robot_server/RobotServer.h"
+#include "terminal/CommandDescription.h"
 #include "terminal/LogFile.h"
 
 #include <QString>
@@ -24,6 +25,9 @@ struct CommandLine
     QString information; ///< to print instead of serving: the help or the version
     QString failure;     ///< why the command line cannot be taken; empty where it can
 };
+
+/// What zav_robot says of its command line.
+[[nodiscard]] Terminal::CommandDescription commandDescription();
 
 /// @param arguments  with the program's name first
 /// @return the options over their defaults; with a failure they count for nothing

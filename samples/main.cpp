@@ -2,7 +2,9 @@
 // the listings.
 
 #include "samples/BatchGenerator.h"
+#include "samples/CommandLine.h"
 #include "samples/JobGenerator.h"
+#include "terminal/HelpText.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -16,63 +18,48 @@
 
 namespace {
 
+using namespace KOZAV;
 using namespace KOZAV::Samples;
-
-constexpr int kExitDone = 0;
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-
-constexpr const char* kUsage =
-    "usage: zav_samples job DIR --name NAME --size SIZE --seed N [--steps N] [--layers N]\n"
-    "                   [--archive tgz|zip|kos]\n"
-    "       zav_samples batch DIR --seed N [--companies N] [--jobs N] [--size SIZE]\n"
-    "                   [--unknown-company] [--json]\n"
-    "\n"
-    "job    makes up an ODB++-shaped job: the folder DIR/NAME, or an archive of it in DIR\n"
-    "batch  makes up a directory of companies with their jobs in DIR, which must be empty or missing\n"
-    "SIZE   bytes, or a number with K, M or G (multiples of 1024)\n"
-    "The same options give the same bytes on every machine. \"zav_samples VERB --help\" tells of each.\n";
 
 /// Ends the program with what was asked for, or with what is wrong.
 struct Ending
 {
-    int code = kExitDone;
+    int code = Done;
     QString text;
 };
 
 [[noreturn]] void refuse(const QString& reason)
 {
-    throw Ending{kExitUsage, reason};
+    throw Ending{WrongUse, reason};
 }
 
-QCommandLineOption option(const char* name, const char* description, const char* valueName = "")
+/// Parses, and ends the program with the help or the version where these are asked for.
+void parse(QCommandLineParser& parser, const QStringList& arguments, const QString& help)
 {
-    return {QString::fromLatin1(name), QString::fromLatin1(description), QString::fromLatin1(valueName)};
+    if (!parser.parse(arguments))
+        refuse(parser.errorText());
+    if (parser.isSet(QStringLiteral("help")))
+        throw Ending{Done, help};
+    if (parser.isSet(QStringLiteral("version")))
+        throw Ending{Done, QStringLiteral("zav_samples " ZAV_SAMPLES_VERSION "\n")};
 }
 
-/// Adds what every command line takes, and parses. Words that the parser leaves are its positional arguments.
-void parse(QCommandLineParser& options, const QStringList& arguments, const char* usage = nullptr)
+void addOptions(QCommandLineParser& parser, const std::vector<Terminal::CommandOption>& options)
 {
-    options.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Shows this text.")});
-    options.addVersionOption();
-    if (!options.parse(arguments))
-        refuse(options.errorText());
-    if (options.isSet(QStringLiteral("help")))
-        throw Ending{kExitDone, usage ? QString::fromLatin1(usage) : options.helpText()};
-    if (options.isSet(QStringLiteral("version")))
-        throw Ending{kExitDone, QStringLiteral("zav_samples " ZAV_SAMPLES_VERSION "\n")};
+    for (const Terminal::CommandOption& option : options)
+        parser.addOption(Terminal::parserOption(option));
 }
 
 /// The options behind a verb, which is the first of the words.
 class Options final
 {
 public:
-    Options(const QStringList& words, const QList<QCommandLineOption>& options)
+    Options(const Terminal::CommandDescription& program, const Terminal::CommandVerb& verb,
+            const QStringList& words)
     {
-        m_parser.addOptions(options);
-        m_parser.addPositionalArgument(QStringLiteral("DIR"), QStringLiteral("The directory to write to."),
-                                       words.constFirst() + QStringLiteral(" DIR"));
-        parse(m_parser, words);
+        addOptions(m_parser, verb.options);
+        addOptions(m_parser, program.options);
+        parse(m_parser, words, Terminal::verbHelp(program, verb));
         if (m_parser.positionalArguments().size() != 1)
             refuse(QStringLiteral("exactly one directory is wanted"));
     }
@@ -123,14 +110,8 @@ private:
     QCommandLineParser m_parser;
 };
 
-QString runJob(const QStringList& words)
+QString runJob(const Options& options)
 {
-    const Options options(
-        words, {option("name", "Name of the job: 1 to 64 letters, digits, \"_\", \"+\", \"-\".", "NAME"),
-                option("size", "Size of all files together, 100K to 8G.", "SIZE"),
-                option("seed", "0 to 2^64 - 1.", "N"), option("steps", "1 to 20. Default: 1.", "N"),
-                option("layers", "Copper layers, 1 to 64. Default: 4.", "N"),
-                option("archive", "Leaves DIR/NAME.KIND in place of the folder: tgz, zip, kos.", "KIND")});
     JobRequest job;
     job.directory = options.directory();
     job.name = options.text("name");
@@ -144,7 +125,7 @@ QString runJob(const QStringList& words)
         refuse(*error);
     const JobResult result = generateJob(job);
     if (!result.ok())
-        throw Ending{kExitFailed, result.error};
+        throw Ending{Failed, result.error};
     const QString packed =
         job.archive ? QStringLiteral(", packed %1").arg(readableSize(result.archiveBytes)) : QString();
     return QStringLiteral("%1: %2 files, %3%4\n")
@@ -212,14 +193,8 @@ QString textListing(const BatchResult& result)
     return text;
 }
 
-QString runBatch(const QStringList& words)
+QString runBatch(const Options& options)
 {
-    const Options options(
-        words, {option("seed", "0 to 2^64 - 1.", "N"), option("companies", "1 to 100. Default: 5.", "N"),
-                option("jobs", "Jobs of each company, 1 to 1000. Default: 8.", "N"),
-                option("size", "Size of each job, unpacked. Default: 256K.", "SIZE"),
-                option("unknown-company", "Adds a directory that belongs to no company of any site."),
-                option("json", "Prints the listing as JSON.")});
     BatchRequest batch;
     batch.directory = options.directory();
     batch.seed = options.seed();
@@ -232,23 +207,27 @@ QString runBatch(const QStringList& words)
         refuse(*error);
     const BatchResult result = generateBatch(batch);
     if (!result.ok())
-        throw Ending{kExitFailed, result.error};
+        throw Ending{Failed, result.error};
     return options.has("json") ? jsonListing(batch, result) : textListing(result);
 }
 
 QString run(const QStringList& arguments)
 {
-    QCommandLineParser program;
-    program.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
-    parse(program, arguments, kUsage);
-    const QStringList words = program.positionalArguments();
-    const QString verb = words.value(0);
-    if (verb == QLatin1String("job"))
-        return runJob(words);
-    if (verb == QLatin1String("batch"))
-        return runBatch(words);
-    refuse(verb.isEmpty() ? QStringLiteral("\"job\" or \"batch\" is wanted")
-                          : QStringLiteral("\"%1\" is unknown: \"job\" or \"batch\" is wanted").arg(verb));
+    const Terminal::CommandDescription program = commandDescription();
+    QCommandLineParser parser;
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    addOptions(parser, program.options);
+    parse(parser, arguments, Terminal::programHelp(program));
+    const QStringList words = parser.positionalArguments();
+    const QString name = words.value(0);
+    for (const Terminal::CommandVerb& verb : program.verbs) {
+        if (verb.name != name)
+            continue;
+        const Options options(program, verb, words);
+        return name == QLatin1String("job") ? runJob(options) : runBatch(options);
+    }
+    refuse(name.isEmpty() ? QStringLiteral("\"job\" or \"batch\" is wanted")
+                          : QStringLiteral("\"%1\" is unknown: \"job\" or \"batch\" is wanted").arg(name));
 }
 
 } // namespace
@@ -265,18 +244,18 @@ int main(int argc, char* argv[])
     errors.setCodec("UTF-8");
     Ending ending;
     try {
-        ending = {kExitDone, run(QCoreApplication::arguments())};
+        ending = {Done, run(QCoreApplication::arguments())};
     } catch (const Ending& early) {
         ending = early;
     }
-    if (ending.code == kExitDone) {
+    if (ending.code == Done) {
         out << ending.text << Qt::flush;
         if (out.status() == QTextStream::Ok)
-            return kExitDone;
-        ending = {kExitFailed, QStringLiteral("standard output cannot be written")};
+            return Done;
+        ending = {Failed, QStringLiteral("standard output cannot be written")};
     }
     errors << QStringLiteral("zav_samples: ") << ending.text << QLatin1Char('\n');
-    if (ending.code == kExitUsage)
-        errors << QString::fromLatin1(kUsage);
+    if (ending.code == WrongUse)
+        errors << Terminal::programUsage(commandDescription());
     return ending.code;
 }

@@ -362,8 +362,8 @@ void RobotProgramTest::helpAndVersion_data()
 {
     QTest::addColumn<QString>("option");
     QTest::addColumn<QByteArray>("printed");
-    QTest::newRow("-h") << QStringLiteral("-h") << QByteArray("--max-requests <N>");
-    QTest::newRow("--help") << QStringLiteral("--help") << QByteArray("--max-requests <N>");
+    QTest::newRow("-h") << QStringLiteral("-h") << QByteArray("--max-requests N");
+    QTest::newRow("--help") << QStringLiteral("--help") << QByteArray("--max-requests N");
     QTest::newRow("-v") << QStringLiteral("-v") << QByteArray("zav_robot ");
     QTest::newRow("--version") << QStringLiteral("--version") << QByteArray("zav_robot ");
 }

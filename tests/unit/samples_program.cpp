@@ -220,9 +220,9 @@ void SamplesProgramTest::helpNeedsNothing_data()
 {
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<QString>("tells");
-    const QString usage = QStringLiteral("usage: zav_samples job DIR --name NAME --size SIZE --seed N [");
-    const QString archive = QStringLiteral("--archive <KIND>");
-    const QString companies = QStringLiteral("--companies <N>");
+    const QString usage = QStringLiteral("Usage: zav_samples job DIR --name NAME --size SIZE --seed N [");
+    const QString archive = QStringLiteral("--archive KIND");
+    const QString companies = QStringLiteral("--companies N");
     QTest::newRow("--help") << QStringLiteral("--help") << usage;
     QTest::newRow("-h") << QStringLiteral("-h") << usage;
     QTest::newRow("before a verb") << QStringLiteral("--help job DIR") << usage;
@@ -294,7 +294,7 @@ void SamplesProgramTest::wrongUseIsNamed()
     QFETCH(QString, error);
     QCOMPARE(run(arguments), wrongUse);
     QCOMPARE(m_errors.section(QLatin1Char('\n'), 0, 0), QStringLiteral("zav_samples: ") + error);
-    QVERIFY(m_errors.contains(QLatin1String("\nusage: ")));
+    QVERIFY(m_errors.contains(QLatin1String("\nUsage: ")));
     QCOMPARE(m_out, QString());
     QVERIFY(!QFileInfo::exists(path(QStringLiteral("a"))));
 }
