@@ -1478,7 +1478,7 @@
     </message>
     <message>
         <source>Whether the request of a saved job reached the robot is not known.</source>
-        <translation>不清楚已保存料号的请求是否到达机器人。</translation>
+        <translation>不清楚存档料号的请求是否到达机器人。</translation>
     </message>
     <message>
         <source>Look at the robot, and send the request again if it does not have the job.</source>
@@ -1486,7 +1486,7 @@
     </message>
     <message>
         <source>The request of a saved job cannot have reached the robot.</source>
-        <translation>已保存料号的请求未能到达机器人。</translation>
+        <translation>存档料号的请求未能到达机器人。</translation>
     </message>
     <message>
         <source>Send it again when the robot can be reached.</source>
@@ -1794,7 +1794,7 @@
     </message>
     <message>
         <source>Taken back</source>
-        <translation>已撤回</translation>
+        <translation>已作废</translation>
     </message>
     <message>
         <source>Import failed</source>
@@ -1846,7 +1846,7 @@
     </message>
     <message>
         <source>The job was taken back.</source>
-        <translation>料号已撤回。</translation>
+        <translation>料号已作废。</translation>
     </message>
     <message>
         <source>The import of the job has failed.</source>
