@@ -148,6 +148,8 @@ int main(int argc, char* argv[])
     magnify();
     ServiceLog::beginHandling();
     QApplication application(argc, argv);
+    // By it the desktop knows which entry a window belongs to.
+    QApplication::setDesktopFileName(QStringLiteral("zav_client"));
     applyTheme(application);
     const Language language(languageFor(line));
     QTextStream out(stdout);

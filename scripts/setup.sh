@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing. Usage: scripts/setup.sh [build|test|bench|long]
-#   build  what the build and the main job need (default)
-#   test   that, and what the tests and checks need
-#   bench  what the build, the tests and the peers of the benchmarks need
-#   long   what the tests need, and what the checks before a release need
+# Installs the Debian packages that are missing. Usage: scripts/setup.sh [build|test|bench|long|package]
+#   build    what the build and the main job need (default)
+#   test     that, and what the tests and checks need
+#   bench    what the build, the tests and the peers of the benchmarks need
+#   long     what the tests need, and what the checks before a release need
+#   package  what the tests need, and what Debian packages are made, checked and tried with
 # Can be run again: it asks for nothing that is there. Needs root or sudo only where something is missing.
 set -euo pipefail
 
@@ -13,6 +14,8 @@ build_packages=(
   libqt5svg5 qttranslations5-l10n
   libzip-dev libdeflate-dev zlib1g-dev libssl-dev libarchive-dev libmongoc-dev
   fonts-noto-cjk unzip
+  # The manual is built with it.
+  python3-markdown
 )
 test_packages=(
   clang-format clang-tidy git
@@ -21,6 +24,9 @@ test_packages=(
   # The servers of the tests. The core packages are the programs alone: installing them starts no server.
   mariadb-server-core mariadb-client-core libmariadb-dev openssl
   python3-pymongo python3-gridfs python3-bson python3-mockupdb
+  # Validators of what is installed beside the programs: desktop entry, man pages, completions.
+  desktop-file-utils appstream libxml2-utils
+  man-db groff shellcheck bash-completion zsh fish
 )
 
 bench_packages=(
@@ -31,13 +37,18 @@ long_packages=(
   clang libclang-rt-14-dev doxygen
 )
 
+package_packages=(
+  debhelper devscripts dpkg-dev fakeroot lintian abigail-tools debootstrap
+)
+
 wanted=("${build_packages[@]}")
 case ${1:-build} in
   build) ;;
   test) wanted+=("${test_packages[@]}") ;;
   bench) wanted+=("${test_packages[@]}" "${bench_packages[@]}") ;;
   long) wanted+=("${test_packages[@]}" "${long_packages[@]}") ;;
-  *) echo "setup: unknown set of packages $1 (build, test, bench, long)" >&2; exit 2 ;;
+  package) wanted+=("${test_packages[@]}" "${package_packages[@]}") ;;
+  *) echo "setup: unknown set of packages $1 (build, test, bench, long, package)" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -1,12 +1,14 @@
 """Proves the checks: each passes a good tree or listing and finds what is wrong in a bad one."""
 
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
 
+import desktop_files
 import exported_symbols
 import hardened_build
 import house
@@ -383,6 +385,44 @@ class ExportedSymbolsTest(unittest.TestCase):
             exported_symbols.differences(other, listed),
             ["+KOZAV::UI::batchCompanies(int)", "-KOZAV::UI::batchCompanies(QString const&)"],
         )
+
+
+class DesktopFilesTest(TreeTest):
+    NOTES = "# A\n\n## Findings of AppStream\n\n| finding | why |\n|---|---|\n| `listed-tag` | so |\n\n## B\n\n| `other` | no |\n"
+    ENTRY = "[Desktop Entry]\nType=Application\nName=A\nName[zh_CN]=甲\nExec=a_b %F\nIcon=a_b\n"
+
+    def test_the_list_is_exact(self):
+        report = "a.metainfo.xml\n  E: a.desktop:~: listed-tag\n"
+        self.assertEqual(desktop_files.unexpected(report, self.NOTES), [])
+        more = report + "  P: a.desktop:3: new-tag what it is about\n"
+        self.assertEqual(desktop_files.unexpected(more, self.NOTES), ["AppStream finds new-tag, which is not listed"])
+        gone = ["listed-tag is listed, and AppStream does not find it"]
+        self.assertEqual(desktop_files.unexpected("✔ Validation was successful.\n", self.NOTES), gone)
+        with self.assertRaises(ValueError):
+            desktop_files.unexpected(report, "# Packaging\n")
+
+    def test_missing_parts_are_found(self):
+        root = self.tree({"share/icons/hicolor/scalable/apps/a_b.svg": "", "bin/a_b": ""})
+        chinese = "".join(f"{key}[zh_CN]=甲\n" for key in ("GenericName", "Comment", "Keywords"))
+        entry = desktop_files.entry_of(self.ENTRY + chinese)
+        self.assertEqual(list(desktop_files.missing_parts(root, entry)), [f"there is no program {root}/bin/a_b"])
+        (root / "bin/a_b").chmod(0o755)
+        self.assertEqual(list(desktop_files.missing_parts(root, entry)), [])
+        (root / "share/icons/hicolor/scalable/apps/a_b.svg").unlink()
+        entry.pop("Comment[zh_CN]")
+        self.assertEqual(len(list(desktop_files.missing_parts(root, entry))), 2)
+
+    @unittest.skipUnless(all(map(shutil.which, desktop_files.TOOLS)), "validators are missing")
+    def test_validators_are_asked(self):
+        files = {
+            "usr/share/applications/a_b.desktop": self.ENTRY + "Categories=Nonsense;\n",
+            "usr/share/metainfo/a_b.metainfo.xml": '<component type="desktop-application"><id>a_b.desktop</id>\n',
+            "usr/share/icons/hicolor/scalable/apps/a_b.svg": "<svg>\n",
+        }
+        said = "\n".join(desktop_files.faults(self.tree(files), self.NOTES))
+        for fault in ("Nonsense", "metainfo.xml:2: parser error", "svg:2: parser error", "finds xml-markup-invalid"):
+            self.assertIn(fault, said)
+        self.assertEqual(list(desktop_files.faults(self.tree({}), self.NOTES))[0], "no desktop entry is installed")
 
 
 class ProgramTest(TreeTest):

@@ -6,6 +6,8 @@
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
+#include <QSettings>
 #include <QTest>
 
 using namespace KOZAV;
@@ -33,6 +35,7 @@ class DesktopWindowTest : public QObject
 private Q_SLOTS:
     void fits_data();
     void fits();
+    void belongsToItsDesktopEntry();
 };
 
 void DesktopWindowTest::fits_data()
@@ -77,6 +80,23 @@ void DesktopWindowTest::fits()
         QVERIFY2(shown && shown->seen.size() == shown->rect.size(), button);
     }
     client.takePicture(QStringLiteral("window-") + QString::fromLatin1(QTest::currentDataTag()));
+    QCOMPARE(client.quit(), 0);
+}
+
+/// X11 finds the entry by the window's class, Wayland by the entry's own name.
+void DesktopWindowTest::belongsToItsDesktopEntry()
+{
+    const QFileInfo file(QStringLiteral(ZAV_PACKAGING_DIR "/desktop/zav_client.desktop"));
+    QSettings entry(file.filePath(), QSettings::IniFormat);
+    const QString windowClass = entry.value(QStringLiteral("Desktop Entry/StartupWMClass")).toString();
+    QVERIFY(!windowClass.isEmpty());
+    const FreshSite site;
+    const Desktop desktop;
+    DesktopClient client(desktop);
+    QVERIFY(client.start({QStringLiteral("--config"), site.configuration()}));
+    QCOMPARE(client.desktopFile(), file.completeBaseName());
+    QVERIFY(desktop.showsClass(client.processId(), windowClass));
+    QVERIFY(!desktop.showsClass(client.processId(), windowClass + QLatin1Char('s')));
     QCOMPARE(client.quit(), 0);
 }
 

@@ -122,6 +122,16 @@ void Desktop::activate(qint64 processId) const
                &ok);
 }
 
+bool Desktop::showsClass(qint64 processId, const QString& windowClass) const
+{
+    bool found = false;
+    (void)tool({QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("--onlyvisible"),
+                QStringLiteral("--pid"), QString::number(processId), QStringLiteral("--class"),
+                QLatin1Char('^') + windowClass + QLatin1Char('$')},
+               &found);
+    return found;
+}
+
 QImage Desktop::picture() const
 {
     QFile file(m_folder.filePath(QStringLiteral("Xvfb_screen0")));

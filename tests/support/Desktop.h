@@ -33,6 +33,8 @@ public:
     void moveTo(const QPoint& at) const;
     /// Asks the window manager to bring a program's window to the front and give it the keyboard.
     void activate(qint64 processId) const;
+    /// Whether a program shows a window of this class, which is what a desktop knows its entry by.
+    [[nodiscard]] bool showsClass(qint64 processId, const QString& windowClass) const;
 
     /// What is seen on it now.
     [[nodiscard]] QImage picture() const;

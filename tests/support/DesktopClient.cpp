@@ -282,6 +282,12 @@ bool DesktopClient::activate()
         patienceMs);
 }
 
+QString DesktopClient::desktopFile()
+{
+    const auto reply = ask(text("KOZAV::Host::MainWindow"));
+    return reply ? reply->value(text("desktopFile")).toString() : QString();
+}
+
 void DesktopClient::takePicture(const QString& name)
 {
     QImage before;

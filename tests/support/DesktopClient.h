@@ -80,6 +80,8 @@ public:
     /// Types a path into the file dialog that is open, and accepts it.
     bool chooseInDialog(const QString& path);
 
+    /// The desktop entry that its windows belong to, as it says itself.
+    [[nodiscard]] QString desktopFile();
     /// Brings the client to the front and waits until it has the keyboard.
     bool activate();
     /// Waits until nothing moves any more, and keeps the picture as Desktop::takePicture() does.

@@ -2,9 +2,9 @@
 // names it. It only looks; whatever is done to the program comes through the window system. It answers while
 // the program handles events, also in a modal box.
 //
-// A request is a line: a number, a blank, the path of a widget. The answer is a line of JSON with the number
-// and the visible widgets of that path. A path is pieces parted by " > ", each an object name or a class,
-// with
+// A request is a line: a number, a blank, the path of a widget. The answer is a line of JSON with the number,
+// the visible widgets of that path and the desktop entry that the program names. A path is pieces parted by "
+// > ", each an object name or a class, with
 // "=TEXT" behind it where the text counts; the pieces before the last are ancestors, in order.
 
 #include <QAbstractButton>
@@ -183,6 +183,7 @@ QByteArray answer(const QByteArray& request)
     const QWidget* active = QApplication::activeWindow();
     const QJsonObject all{{QStringLiteral("number"), request.left(blank).toInt()},
                           {QStringLiteral("active"), active && active->windowHandle()->isExposed()},
+                          {QStringLiteral("desktopFile"), QGuiApplication::desktopFileName()},
                           {QStringLiteral("found"), found}};
     return QJsonDocument(all).toJson(QJsonDocument::Compact) + '\n';
 }
