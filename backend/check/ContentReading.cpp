@@ -108,6 +108,7 @@ ReadingResult ContentReading::read(ReadingTask task, const std::string& passage)
 
 void ContentReading::work(const std::string& passage)
 {
+    const StoppableWork part(m_mustStop);
     std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
         m_changed.wait(lock, [this] { return m_ended || !m_waiting.empty(); });

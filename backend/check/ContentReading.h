@@ -1,5 +1,6 @@
 #pragma once
 
+#include "backend/SafePoint.h"
 #include "backend/Status.h"
 #include "backend/check/CheckProgress.h"
 #include "backend/io/FileCopy.h"
@@ -61,6 +62,7 @@ private:
 
     DocumentStore& m_store;
     CheckMeter& m_meter;
+    const StoppableWork::Question m_mustStop = StoppableWork::question();
     std::mutex m_mutex; ///< guards what follows
     std::condition_variable m_changed;
     std::deque<ReadingTask> m_waiting;

@@ -11,6 +11,7 @@
 // What the store itself finds (survey) is joined by the name: a damaged file is told once, with the job that
 // it belongs to.
 
+#include "backend/SafePoint.h"
 #include "backend/check/CheckContext.h"
 #include "backend/check/ContentReading.h"
 #include "backend/check/FileListings.h"
@@ -235,6 +236,8 @@ Status FileComparison::readOddJobs()
 {
     qint64 last = std::numeric_limits<qint64>::min();
     for (;;) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto page = listOddJobs(*m_context.database, last, pageRows);
         if (!page.ok())
             return page.status();
@@ -297,6 +300,8 @@ Status FileComparison::countWhatIsToRead()
         for (auto page = pages.value()(); !page.ok() || !page->empty(); page = pages.value()()) {
             if (!page.ok())
                 return page.status();
+            if (auto goOn = safePoint(); !goOn.ok())
+                return goOn;
             for (const StoredFile& file : page.value()) {
                 ++files;
                 if (!m_state->isRead({file.name, listing->location.fileStore}, file.storedAt))
@@ -312,6 +317,8 @@ Status FileComparison::merge()
 {
     FileRows rows(*m_context.database);
     for (;;) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto row = rows.peek();
         if (!row.ok())
             return row.status();

@@ -1,3 +1,4 @@
+#include "backend/SafePoint.h"
 #include "backend/check/CheckContext.h"
 #include "backend/database/Database.h"
 #include "backend/records/JobVoiding.h"
@@ -29,6 +30,8 @@ Status eachOf(Database& database,
 {
     qint64 last = std::numeric_limits<qint64>::min();
     for (;;) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto page = list(database, last, pageRows);
         if (!page.ok())
             return page.status();

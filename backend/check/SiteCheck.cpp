@@ -1,5 +1,6 @@
 #include "backend/check/SiteCheck.h"
 
+#include "backend/SafePoint.h"
 #include "backend/Site.h"
 #include "backend/check/CheckContext.h"
 #include "backend/config/SitePlaces.h"
@@ -27,6 +28,7 @@ bool endsTheCheck(ErrorCode code)
     case ErrorCode::Configuration:
     case ErrorCode::Internal:
     case ErrorCode::NoSpace:
+    case ErrorCode::Stopped:
         return true;
     default:
         return false;
@@ -93,6 +95,8 @@ Status runParts(CheckContext& context)
     for (const PartCheck& part : parts) {
         if (part.needsRows && !context.database)
             continue;
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto checked = part.check(context);
         auto told = asFinding(context, FindingKind::DatabaseDamaged, QLatin1String(part.name), checked);
         if (!told.ok())
@@ -103,18 +107,21 @@ Status runParts(CheckContext& context)
 
 /// A repair of one finding may have settled another: an original-file row that goes leaves its file to the
 /// next check.
-void repairNamed(CheckContext& context)
+Status repairNamed(CheckContext& context)
 {
     if (context.options.repair.empty())
-        return;
+        return {};
     context.meter.enter(CheckProgress::Phase::Repair);
     for (Finding& finding : context.report.findings) {
         if (context.options.repair.count(finding.kind) == 0 || !finding.repair)
             continue;
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto repaired = finding.repair();
         finding.mended = repaired.ok();
         finding.failure = repaired.message();
     }
+    return {};
 }
 
 /// In a backup nothing is noted: its rows stay those of their moment.
@@ -190,7 +197,8 @@ Result<CheckReport> checkSite(Site& site, const CheckOptions& options, const Che
     if (auto checked = runParts(context); !checked.ok())
         return checked;
     sortByKind(report.findings);
-    repairNamed(context);
+    if (auto repaired = repairNamed(context); !repaired.ok())
+        return repaired;
     report.recorded = context.database ? recordCheck(context) : database.status();
     // What mends them works on what ends with this call.
     for (Finding& finding : report.findings)

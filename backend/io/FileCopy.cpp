@@ -9,6 +9,7 @@
 
 #include "backend/io/FileCopy.h"
 
+#include "backend/SafePoint.h"
 #include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/Sha256.h"
@@ -174,6 +175,8 @@ Result<ContentDigest> CopyPass::run(const SourceWatch& watch)
 Status CopyPass::transfer(BlockHash& hash, qint64 bufferSize)
 {
     for (qint64 got = bufferSize; got == bufferSize && m_length <= m_expectedLength;) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         char* const block = hash.block();
         const auto size = m_source.read(block, bufferSize);
         if (!size.ok())
@@ -229,6 +232,8 @@ Result<ContentDigest> readThrough(File& source, const std::function<void(qint64 
     Sha256 hash;
     qint64 length = 0;
     for (qint64 got = size; got == size && length <= watch->length();) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto read = source.read(block.get(), size);
         if (!read.ok())
             return read.status();

@@ -1,6 +1,7 @@
 #include "backend/migrate/FileCrew.h"
 
 #include "backend/Guarded.h"
+#include "backend/SafePoint.h"
 
 #include <algorithm>
 #include <atomic>
@@ -51,6 +52,7 @@ public:
 private:
     void work(std::size_t number)
     {
+        const StoppableWork part(m_mustStop);
         const auto status = guarded("copy stored files", [&] { return bringFiles(number); });
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (!status.ok() && m_failure.ok())
@@ -66,6 +68,8 @@ private:
         if (!copier.ok())
             return copier.status();
         for (std::size_t next = m_next++; next < m_tasks.size() && !m_ended; next = m_next++) {
+            if (auto goOn = safePoint(); !goOn.ok())
+                return goOn;
             const FileTask& task = m_tasks[next];
             const auto outcome = copier.value()->bring(task);
             const std::lock_guard<std::mutex> lock(m_mutex);
@@ -78,6 +82,7 @@ private:
     const FileCrew& m_crew;
     const std::vector<FileTask>& m_tasks;
     const Teller& m_teller;
+    const StoppableWork::Question m_mustStop = StoppableWork::question();
     std::atomic<std::size_t> m_next{0};
     std::atomic<bool> m_ended{false};
     std::mutex m_mutex;

@@ -1,6 +1,7 @@
 #include "backend/migrate/FileRestore.h"
 
 #include "backend/Guarded.h"
+#include "backend/SafePoint.h"
 #include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
 #include "backend/database/Database.h"
@@ -182,6 +183,8 @@ Status FileRestore::addUnreadable(std::set<FileKey>& damaged)
     m_meter.enter(MigrationProgress::Phase::Verifying);
     m_meter.expectRows(static_cast<qint64>(m_claimed.size()));
     for (const ClaimedFile& file : m_claimed) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto read =
             m_target->verify(storeLocation(m_settings.documentStore, file.fileStore), file.name);
         if (read.code() == ErrorCode::Corrupt || read.code() == ErrorCode::Io)

@@ -1,5 +1,6 @@
 #include "backend/migrate/RowMigration.h"
 
+#include "backend/SafePoint.h"
 #include "backend/database/Database.h"
 
 #include <limits>
@@ -114,6 +115,8 @@ Status RowMigration::walk(TableCount& count, Pass pass)
     RowDigest digest(table);
     qint64 last = beforeAll;
     for (;;) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto source = readRows(m_source, table, last, rowsPerBatch);
         if (!source.ok())
             return source.status();

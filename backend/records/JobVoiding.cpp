@@ -1,5 +1,6 @@
 #include "backend/records/JobVoiding.h"
 
+#include "backend/SafePoint.h"
 #include "backend/database/Database.h"
 #include "backend/records/SiteEvents.h"
 #include "backend/store/DocumentStore.h"
@@ -229,6 +230,8 @@ Result<std::vector<VoidedJob>> voidJobs(const VoidingSite& site, const std::vect
     for (VoidedJob& job : done) {
         if (job.job.storedName.isEmpty())
             continue;
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto moved = inUse->contains(job.job.storedName) ? Result(VoidedFile::StillUsed)
                                                                : intoQuarantine(site, job.job, order);
         if (!moved.ok())
@@ -244,6 +247,8 @@ Result<std::vector<VoidedJob>> unvoidJobs(const VoidingSite& site, const std::ve
     std::vector<VoidedJob> done;
     done.reserve(jobs.size());
     for (const JobRecord& job : jobs) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         done.push_back({job, isVoided(job), VoidedFile::None});
         if (!isVoided(job) || job.storedName.isEmpty())
             continue;

@@ -1,5 +1,6 @@
 #include "backend/records/RowTransfer.h"
 
+#include "backend/SafePoint.h"
 #include "backend/database/Database.h"
 
 #include <algorithm>
@@ -411,6 +412,8 @@ Result<TableDigest> digestOfTable(Database& database, const TransferTable& table
     RowDigest digest(table);
     qint64 last = std::numeric_limits<qint64>::min();
     for (;;) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         const auto rows = readRows(database, table, last, rowsPerRead);
         if (!rows.ok())
             return rows.status();

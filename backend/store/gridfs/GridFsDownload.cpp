@@ -1,5 +1,6 @@
 #include "backend/store/gridfs/GridFsDownload.h"
 
+#include "backend/SafePoint.h"
 #include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 #include "backend/store/StoreNames.h"
@@ -106,6 +107,8 @@ Status GridFsDownload::checkChunk(qint64 number, qint64 size) const
 Status GridFsDownload::handOver(Part part)
 {
     awaitHash();
+    if (auto goOn = safePoint(); !goOn.ok())
+        return goOn;
     tellWork(WorkProgress::Stage::Fetching, m_length, m_file.stored().length);
     m_hashed = std::move(part);
     if (m_hashed.size < worthThread)

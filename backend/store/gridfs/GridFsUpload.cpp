@@ -1,6 +1,7 @@
 #include "backend/store/gridfs/GridFsUpload.h"
 
 #include "backend/Guarded.h"
+#include "backend/SafePoint.h"
 #include "backend/WorkWatch.h"
 #include "backend/io/FilePath.h"
 #include "backend/io/GrowingFile.h"
@@ -199,6 +200,8 @@ Result<ContentDigest> sendAll(ChunkSource& source, const GridFsId& id,
         const qint64 length = source.expectedLength(); // asked before another thread reads on
         if (!source.atEnd())
             next = std::async(std::launch::async, fill, 1 - turn);
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         if (auto sent = send(*batches[turn]); !sent.ok())
             return sent;
         sentBytes += static_cast<qint64>(batches[turn]->size()) * gridFsChunkSize;
