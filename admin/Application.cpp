@@ -1,8 +1,10 @@
 #include "admin/Application.h"
 
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Guarded.h"
 #include "backend/config/Redaction.h"
+#include "terminal/Interruption.h"
 #include "terminal/PrintableText.h"
 
 #include <QCoreApplication>
@@ -36,6 +38,9 @@ constexpr Meaning meanings[] = {
     {ExitCode::NoSpace, "no space left"},
     {ExitCode::Corrupt, "stored data is not what was stored"},
     {ExitCode::Findings, "the check has findings: the site is not clean"},
+    {ExitCode::HungUp, "stopped by SIGHUP; it is told which command goes on"},
+    {ExitCode::Interrupted, "the same by SIGINT (Ctrl-C)"},
+    {ExitCode::Terminated, "the same by SIGTERM"},
 };
 
 /// The options of all verbs, each once, so that a line can be taken apart before its verb is known.
@@ -52,7 +57,7 @@ std::vector<CommandOption> allOptions()
     return all;
 }
 
-Result<Report> runVerb(CommandLine line, QIODevice& out, QIODevice& err)
+Result<Report> runVerb(CommandLine line, const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
     const QString words = line.words.join(QLatin1Char(' '));
     const Verb* verb = takeVerb(line.words);
@@ -64,7 +69,7 @@ Result<Report> runVerb(CommandLine line, QIODevice& out, QIODevice& err)
     if (const auto checked = checkLine(*verb, line); !checked.ok())
         return checked;
     Site site(line.options.value(QStringLiteral("config")), verb->use);
-    return verb->run({line, site, out, err});
+    return verb->run({line, site, out, err, arguments});
 }
 
 Report versionReport()
@@ -82,7 +87,7 @@ Result<Report> runLine(const QStringList& arguments, QIODevice& out, QIODevice& 
         return versionReport();
     if (line->has(QStringLiteral("help")))
         return helpReport(line->words);
-    return runVerb(line.value(), out, err);
+    return runVerb(line.value(), arguments, out, err);
 }
 
 QByteArray failureText(const Status& status, bool json)
@@ -163,7 +168,9 @@ bool writeWhole(QIODevice& device, const QByteArray& bytes)
 ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
     const bool json = wantsJson(arguments);
-    const auto report = guarded([&] { return runLine(arguments, out, err); });
+    auto report = guarded([&] { return runLine(arguments, out, err); });
+    if (!report.ok())
+        report = StoppableVerb::ended(report.status(), {});
     if (!report.ok()) {
         writeWhole(err, failureText(report.status(), json));
         return exitCodeOf(report.code());
@@ -172,8 +179,13 @@ ExitCode runCommandLine(const QStringList& arguments, QIODevice& out, QIODevice&
     QIODevice& device = report->besideContent ? err : out;
     if (!report->isWritten && !writeWhole(device, json ? jsonLine(report->json) : report->text.toUtf8()))
         outcome = Status::io(QStringLiteral("the report cannot be written: %1").arg(device.errorString()));
-    if (!outcome.ok())
+    const bool isStopped = outcome.code() == ErrorCode::Stopped;
+    if (isStopped)
+        writeWhole(err, stopText(report->stop, arguments, json));
+    else if (!outcome.ok())
         writeWhole(err, failureText(outcome, json));
+    if (isStopped)
+        return static_cast<ExitCode>(Interruption::exitCode());
     return outcome.ok() ? report->success : exitCodeOf(outcome.code());
 }
 

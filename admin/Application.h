@@ -23,7 +23,10 @@ enum class ExitCode {
     NotPermitted = 7,
     NoSpace = 8,
     Corrupt = 9,
-    Findings = 11
+    Findings = 11,
+    HungUp = 129,
+    Interrupted = 130,
+    Terminated = 143
 };
 
 ExitCode exitCodeOf(Backend::ErrorCode code);

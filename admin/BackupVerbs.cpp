@@ -1,5 +1,6 @@
 #include "admin/MigrationDisplay.h"
 #include "admin/ServerOptions.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/migrate/FileRestore.h"
@@ -155,9 +156,14 @@ Result<int> raisedCounters(const CommandLine& line)
 
 Result<Report> backupVerb(const Call& call)
 {
+    const StoppableVerb stoppable;
     CopyProgress progress(call);
     const auto backup = backupSite(call.site, call.line.words.at(0), progress.observer());
-    return backup.ok() ? Result<Report>(backupReport(backup.value())) : Result<Report>(backup.status());
+    if (backup.ok())
+        return backupReport(backup.value());
+    Stop stop = progress.stop();
+    stop.done += QStringLiteral("; the last complete backup is as it was");
+    return StoppableVerb::ended(backup.status(), stop);
 }
 
 Result<Report> restoreVerb(const Call& call)
@@ -173,20 +179,22 @@ Result<Report> restoreVerb(const Call& call)
     request.site = {call.site.configurationPath(),
                     call.line.value(QStringLiteral("data-root")).value_or(QString()), servers.value()};
     request.raiseCounters = raised.value();
+    const StoppableVerb stoppable;
     CopyProgress progress(call);
     const auto restored = restoreSite(request, progress.observer());
     return restored.ok() ? Result<Report>(restoreReport(restored.value(), request))
-                         : Result<Report>(restored.status());
+                         : StoppableVerb::ended(restored.status(), progress.stop());
 }
 
 Result<Report> restoreFilesVerb(const Call& call)
 {
     FileRestoreOptions options;
     options.readData = call.line.has(QStringLiteral("read-data"));
+    const StoppableVerb stoppable;
     CopyProgress progress(call);
     const auto restored = restoreFiles(call.site, call.line.words.at(0), options, progress.observer());
     if (!restored.ok())
-        return restored.status();
+        return StoppableVerb::ended(restored.status(), progress.stop());
     Report report;
     report.json = {{QStringLiteral("site"), restored->identity},
                    {QStringLiteral("moment"), restored->moment},

@@ -1,4 +1,6 @@
 #include "admin/CheckDisplay.h"
+#include "admin/ProgressText.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/check/SiteCheck.h"
@@ -176,6 +178,26 @@ Report reportOf(const CheckReport& report)
     return shown;
 }
 
+/// How far the check came; what of a reading is done need not be done again.
+Stop stopAt(const CheckProgress& progress, const Call& call)
+{
+    Stop stop;
+    stop.json = {{QStringLiteral("files"), progress.files},
+                 {QStringLiteral("files_total"), progress.filesTotal},
+                 {QStringLiteral("bytes"), progress.bytes},
+                 {QStringLiteral("bytes_total"), progress.bytesTotal}};
+    stop.done = progress.filesTotal == 0
+                    ? QStringLiteral("the stored files had not been looked at yet")
+                    : QStringLiteral("%1 stored files were looked at, and no finding is told")
+                          .arg(countText(progress.files, progress.filesTotal));
+    if (progress.phase == CheckProgress::Phase::Repair)
+        stop.done = QStringLiteral("not everything that was found and named is mended");
+    const QString goOn = QStringLiteral("continue");
+    if (call.line.has(QStringLiteral("read-data")) && !call.line.has(goOn))
+        stop.goOn = QStringList(call.arguments) << QStringLiteral("--") + goOn;
+    return stop;
+}
+
 } // namespace
 
 Result<Report> checkVerb(const Call& call)
@@ -187,10 +209,15 @@ Result<Report> checkVerb(const Call& call)
     clock.start();
     QIODevice* device = progressDevice(call);
     CheckDisplay display(device, ProgressLine::viewOf(device), [&clock] { return clock.elapsed(); });
-    const auto report = checkSite(call.site, options.value(),
-                                  [&display](const CheckProgress& progress) { display.show(progress); });
+    const StoppableVerb stoppable;
+    CheckProgress last;
+    const auto report =
+        checkSite(call.site, options.value(), [&display, &last](const CheckProgress& progress) {
+            last = progress;
+            display.show(progress);
+        });
     if (!report.ok())
-        return report.status();
+        return StoppableVerb::ended(report.status(), stopAt(last, call));
     return reportOf(report.value());
 }
 

@@ -1,4 +1,5 @@
 #include "admin/Application.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/io/FilePath.h"
@@ -113,10 +114,13 @@ Status writeContent(QFile& content, QIODevice& out)
     std::signal(SIGPIPE, SIG_IGN);
 #endif
     constexpr qint64 blockBytes = 1024LL * 1024;
-    for (QByteArray block = content.read(blockBytes); !block.isEmpty(); block = content.read(blockBytes))
+    for (QByteArray block = content.read(blockBytes); !block.isEmpty(); block = content.read(blockBytes)) {
+        if (auto goOn = safePoint(); !goOn.ok())
+            return goOn;
         if (!writeWhole(out, block))
             return Status::io(QStringLiteral("the stored file cannot be written to the standard output: %1")
                                   .arg(out.errorString()));
+    }
     if (content.error() != QFile::NoError || !content.atEnd())
         return Status::io(QStringLiteral("cannot read the fetched file: %1").arg(content.errorString()));
     return {};
@@ -155,12 +159,17 @@ Result<Report> getVerb(const Call& call)
 {
     const QString& path = call.line.words.at(1);
     const bool toOutput = path == QLatin1String("-");
+    const StoppableVerb stoppable;
     const auto job = findJob(call.line.words.at(0), call.site);
     if (!job.ok())
         return job.status();
     const auto stored = toOutput ? fetchToOutput(job.value(), call) : fetchToFile(job.value(), path, call);
     if (!stored.ok())
-        return stored.status();
+        return StoppableVerb::ended(stored.status(),
+                                    {toOutput ? QStringLiteral("not all of the content was written")
+                                              : QStringLiteral("no file was written"),
+                                     {},
+                                     {}});
     const QString sha256 = QString::fromLatin1(stored->sha256);
     const QString place = toOutput ? QStringLiteral("standard output") : printable(path);
     const QString text =

@@ -1,6 +1,7 @@
 // The verbs about single jobs: taking them back, undoing that, and showing what happened to one.
 
 #include "admin/JobChoice.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
@@ -38,12 +39,23 @@ struct Direction
     const char* rowAlready;
     const char* fileDone;
     const char* fileToDo;
+    const char* stopped; ///< what is done where a stop came
 };
 
-constexpr Direction voiding = {voidJobs,        "voided",        "would be voided",
-                               "voided before", "to quarantine", "would go to quarantine"};
-constexpr Direction unvoiding = {unvoidJobs,   "taken back",           "would be taken back",
-                                 "not voided", "back from quarantine", "would come back from quarantine"};
+constexpr Direction voiding = {voidJobs,
+                               "voided",
+                               "would be voided",
+                               "voided before",
+                               "to quarantine",
+                               "would go to quarantine",
+                               "the jobs are voided, but not all of their stored files are in quarantine"};
+constexpr Direction unvoiding = {unvoidJobs,
+                                 "taken back",
+                                 "would be taken back",
+                                 "not voided",
+                                 "back from quarantine",
+                                 "would come back from quarantine",
+                                 "no job is taken back yet, and not all of the stored files are back"};
 
 QString rowText(const VoidedJob& job, const Direction& direction, bool dryRun)
 {
@@ -116,9 +128,10 @@ Result<Report> carryOut(const Call& call, const Direction& direction)
     order.userName = loginName();
     order.force = call.line.has(QStringLiteral("force"));
     order.dryRun = !call.line.has(QStringLiteral("yes"));
+    const StoppableVerb stoppable;
     const auto done = direction.carryOut(forVoiding(parts.value()), jobs.value(), order);
     if (!done.ok())
-        return done.status();
+        return StoppableVerb::ended(done.status(), {QLatin1String(direction.stopped), {}, {}});
     return reportOf(done.value(), direction, order.dryRun);
 }
 

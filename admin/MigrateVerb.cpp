@@ -1,4 +1,5 @@
 #include "admin/MigrationDisplay.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/SitePlaces.h"
@@ -112,10 +113,11 @@ Result<Report> migrateVerb(const Call& call)
     options.dryRun = call.line.has(QStringLiteral("dry-run"));
     options.outdatedRows =
         call.line.has(QStringLiteral("update")) ? OutdatedRows::Update : OutdatedRows::Refuse;
+    const StoppableVerb stoppable;
     CopyProgress progress(call);
     const auto report = migrateSite(call.site, otherSite, options, progress.observer());
     if (!report.ok())
-        return report.status();
+        return StoppableVerb::ended(report.status(), progress.stop());
     return reportOf(report.value(), source.value(), target.value(), options.dryRun);
 }
 

@@ -72,7 +72,30 @@ CopyProgress::CopyProgress(const Call& call)
 
 Backend::MigrationObserver CopyProgress::observer()
 {
-    return [this](const MigrationProgress& progress) { m_display.show(progress); };
+    return [this](const MigrationProgress& progress) {
+        m_last = progress;
+        if (progress.phase == Phase::Rows)
+            m_rows = progress.rows;
+        m_display.show(progress);
+    };
+}
+
+Stop CopyProgress::stop() const
+{
+    Stop stop;
+    stop.json = {{QStringLiteral("files"), m_last.files},
+                 {QStringLiteral("files_total"), m_last.filesTotal},
+                 {QStringLiteral("bytes"), m_last.bytes},
+                 {QStringLiteral("bytes_total"), m_last.bytesTotal},
+                 {QStringLiteral("rows"), m_rows}};
+    if (m_last.files == 0 && m_last.bytes == 0 && m_rows == 0) {
+        stop.done = QStringLiteral("nothing had been copied yet");
+        return stop;
+    }
+    stop.done = QStringLiteral("%1 stored files, %2 of %3, and %4 rows were brought over")
+                    .arg(countText(m_last.files, m_last.filesTotal), sizeText(m_last.bytes),
+                         sizeText(m_last.bytesTotal), QString::number(m_rows));
+    return stop;
 }
 
 } // namespace KOZAV::Admin

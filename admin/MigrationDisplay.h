@@ -37,10 +37,14 @@ public:
 
     /// To be called while this object lives.
     [[nodiscard]] Backend::MigrationObserver observer();
+    /// How far it came, where it was stopped.
+    [[nodiscard]] Stop stop() const;
 
 private:
     QElapsedTimer m_clock;
     MigrationDisplay m_display;
+    Backend::MigrationProgress m_last;
+    qint64 m_rows = 0; ///< copied
 };
 
 } // namespace KOZAV::Admin

@@ -2,6 +2,7 @@
 // it by "job void" and "check --repair".
 
 #include "admin/JobChoice.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
@@ -141,11 +142,14 @@ Status note(const OpenParts& parts, const Entry& entry, QLatin1String kind)
 using Step = Status (DocumentStore::*)(const StoreLocation& location, const std::string& name);
 
 /// Takes the step for one file after the other until one fails. The report tells what was done.
-Report carryOut(const OpenParts& parts, const Entries& entries, Step step, QLatin1String kind)
+Report carryOut(const OpenParts& parts, const Entries& entries, Step step, QLatin1String kind, Entries& done)
 {
-    Entries done;
+    const StoppableVerb stoppable;
     Status outcome;
     for (const Entry& entry : entries) {
+        outcome = safePoint();
+        if (!outcome.ok())
+            break;
         outcome = (parts.store->*step)(entry.location, entry.file.file.name);
         if (!outcome.ok())
             break;
@@ -156,6 +160,10 @@ Report carryOut(const OpenParts& parts, const Entries& entries, Step step, QLati
     }
     Report report = reportOf(done);
     report.outcome = outcome;
+    report.stop.done =
+        QStringLiteral("%1 of %2 files were done, and are told above").arg(done.size()).arg(entries.size());
+    report.stop.json = {{QStringLiteral("files"), static_cast<qint64>(done.size())},
+                        {QStringLiteral("files_total"), static_cast<qint64>(entries.size())}};
     return report;
 }
 
@@ -207,7 +215,14 @@ Result<Report> quarantineRestoreVerb(const Call& call)
     const auto wanted = chosen(entries.value(), names);
     if (!wanted.ok())
         return wanted.status();
-    return carryOut(parts.value(), wanted.value(), &DocumentStore::restoreQuarantined, eventKind::restored);
+    Entries done;
+    Report report = carryOut(parts.value(), wanted.value(), &DocumentStore::restoreQuarantined,
+                             eventKind::restored, done);
+    // A name that is not in quarantine is refused: those that are back are not to be named again.
+    for (const Entry& entry : done)
+        names.removeAll(nameOf(entry));
+    report.stop.goOn = argumentsWith(call, QStringLiteral("quarantine restore"), names);
+    return report;
 }
 
 Result<Report> quarantinePurgeVerb(const Call& call)
@@ -226,9 +241,10 @@ Result<Report> quarantinePurgeVerb(const Call& call)
                        [&newest](const Entry& entry) { return entry.file.since > newest.value(); }),
         entries->end());
     const bool dryRun = !call.line.has(QStringLiteral("yes"));
+    Entries done;
     Report report = dryRun ? reportOf(entries.value())
                            : carryOut(parts.value(), entries.value(), &DocumentStore::purgeQuarantined,
-                                      eventKind::purged);
+                                      eventKind::purged, done);
     report.json.insert(QStringLiteral("dry_run"), dryRun);
     if (dryRun)
         report.outcome = Status::invalidArgument(

@@ -2,6 +2,7 @@
 // requests again.
 
 #include "admin/JobChoice.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/database/Database.h"
 #include "backend/io/PrivateFile.h"
@@ -150,6 +151,22 @@ Report resendReport(const std::vector<ResentRequest>& jobs, const RobotCall& rob
     return report;
 }
 
+/// A request that is sent twice counts twice: only the jobs behind the first ones are to be named again.
+Stop stopAfter(size_t done, const std::vector<JobRecord>& jobs, const Call& call)
+{
+    Stop stop;
+    stop.done = QStringLiteral("the requests of %1 of %2 jobs were sent, and are told above")
+                    .arg(done)
+                    .arg(jobs.size());
+    stop.json = {{QStringLiteral("jobs"), static_cast<qint64>(done)},
+                 {QStringLiteral("jobs_total"), static_cast<qint64>(jobs.size())}};
+    QStringList left;
+    for (size_t i = done; i < jobs.size(); ++i)
+        left << jobs[i].generatedName;
+    stop.goOn = argumentsWith(call, QStringLiteral("job resend"), left);
+    return stop;
+}
+
 } // namespace
 
 Result<Report> jobRequeueVerb(const Call& call)
@@ -188,9 +205,13 @@ Result<Report> jobResendVerb(const Call& call)
         {settings.robotHost, static_cast<quint16>(settings.robotPort), timeout.value()},
         settings.userId,
         loginName()};
+    const StoppableVerb stoppable;
     std::vector<ResentRequest> done;
     Status ended;
     for (const JobRecord& job : jobs.value()) {
+        ended = safePoint();
+        if (!ended.ok())
+            break;
         const auto resent = dryRun ? Robot::plannedRequest(*parts->database, job)
                                    : Robot::resendRequest(*parts->database, job.generatedName, order);
         if (!resent.ok()) {
@@ -204,6 +225,7 @@ Result<Report> jobResendVerb(const Call& call)
     Report report = resendReport(done, order.robot, dryRun);
     if (!ended.ok())
         report.outcome = ended;
+    report.stop = stopAfter(done.size(), jobs.value(), call);
     return report;
 }
 

@@ -4,6 +4,7 @@
 // that the store has lost or damaged, the copy may be the last one.
 
 #include "admin/JobChoice.h"
+#include "admin/Stopping.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/database/Database.h"
@@ -237,12 +238,22 @@ Result<Report> sweepVerb(const Call& call)
                 std::move(cache.value()), newest.value(), call.line.has(QStringLiteral("dry-run"))};
     if (auto listed = listCopies(sweep); !listed.ok())
         return listed;
+    const StoppableVerb stoppable;
     Status outcome;
     size_t looked = 0;
-    for (; outcome.ok() && looked < sweep.copies.size(); ++looked)
-        outcome = judge(sweep.copies[looked], sweep);
+    for (; outcome.ok() && looked < sweep.copies.size(); ++looked) {
+        outcome = safePoint();
+        if (outcome.ok())
+            outcome = judge(sweep.copies[looked], sweep);
+    }
     Report report = reportOf(sweep, outcome.ok() ? looked : looked - 1);
     report.outcome = outcome.ok() ? sweep.damage : outcome;
+    const auto judged = static_cast<qint64>(outcome.ok() ? looked : looked - 1);
+    report.stop.done = QStringLiteral("%1 of %2 staged copies were looked at, and are told above")
+                           .arg(judged)
+                           .arg(sweep.copies.size());
+    report.stop.json = {{QStringLiteral("files"), judged},
+                        {QStringLiteral("files_total"), static_cast<qint64>(sweep.copies.size())}};
     return report;
 }
 

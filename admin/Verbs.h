@@ -14,6 +14,14 @@
 
 namespace KOZAV::Admin {
 
+/// What a verb that was stopped has done, and how it goes on.
+struct Stop
+{
+    QString done;     ///< a clause; empty: there is nothing to say
+    QJsonObject json; ///< the same in numbers
+    QStringList goOn; ///< arguments of the command that goes on; empty: the same command
+};
+
 /// What a verb has to say, in both forms.
 struct Report
 {
@@ -25,6 +33,7 @@ struct Report
     ExitCode success = ExitCode::Success; ///< the exit code where nothing failed
     bool isWritten = false;     ///< the verb has written it to the standard output itself, as it grew
     bool besideContent = false; ///< the standard output holds content: the report goes to the standard error
+    Stop stop = {};             ///< where the outcome is that the verb was stopped
 };
 
 /// What a verb is called with.
@@ -33,8 +42,9 @@ struct Call
     /// Options that the verb has, required ones present; words are the operands, as many as it takes.
     const CommandLine& line;
     Backend::Site& site;
-    QIODevice& out; ///< for content; what the verb has to say it returns
-    QIODevice& err; ///< for progress
+    QIODevice& out;               ///< for content; what the verb has to say it returns
+    QIODevice& err;               ///< for progress
+    const QStringList& arguments; ///< of the program
 };
 
 /// Where progress is shown; null where it is not. With JSON the standard error is for a failure's document,

@@ -23,6 +23,7 @@ zav_add_tests(admin_tests LABELS admin TESTS admin_command_line admin_init admin
                                              check_kinds check_reading_state)
 zav_add_tests(admin_tests SITES LABELS admin TESTS admin_job_voiding admin_robot admin_status admin_store_verbs admin_trial)
 zav_add_tests(admin_tests SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_job_interruption)
+zav_add_tests(admin_tests SECONDS 20 ON_MEMORY LABELS admin fault TESTS admin_stopping)
 zav_add_tests(admin_tests SITES LABELS admin TESTS site_adoption site_refusals)
 zav_add_tests(admin_tests SECONDS 60 ON_MEMORY TIMEOUT 600 LABELS admin fault TESTS admin_migrate_interruption)
 zav_add_tests(admin_tests ON_MEMORY LABELS admin TESTS admin_backup)
