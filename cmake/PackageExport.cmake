@@ -83,6 +83,9 @@ if(TARGET zav_import)
   string(APPEND ZAV_PACKAGE_COMPONENTS " zav_import")
 endif()
 
+# What developers of hosts begin from.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/host" DESTINATION "${CMAKE_INSTALL_DATADIR}/zav_import/examples")
+
 zav_set_install_rpath()
 
 configure_package_config_file(cmake/ZavImportConfig.cmake.in "${PROJECT_BINARY_DIR}/cmake/ZavImportConfig.cmake"

@@ -14,6 +14,7 @@ import hardened_build
 import house
 import include_arrows
 import needed_libraries
+import needed_operations
 import no_bare_waits
 import pinned_tests
 import plain_boxes
@@ -423,6 +424,37 @@ class DesktopFilesTest(TreeTest):
         for fault in ("Nonsense", "metainfo.xml:2: parser error", "svg:2: parser error", "finds xml-markup-invalid"):
             self.assertIn(fault, said)
         self.assertEqual(list(desktop_files.faults(self.tree({}), self.NOTES))[0], "no desktop entry is installed")
+
+
+class NeededOperationsTest(unittest.TestCase):
+    LISTING = (
+        "                 U KOZAV::Common::getGUID[abi:cxx11]()\n"
+        "                 U KOZAV::DataLib::BLL::Odbpp_CompanyBll::~Odbpp_CompanyBll()\n"
+        "                 U KOZAV::DBS_API::upload(std::map<int, std::string> const&)\n"
+        "                 w __cxa_finalize\n"
+        "                 U QWidget::close()\n"
+    )
+    LISTED = {
+        "KOZAV::Common::getGUID[abi:cxx11]()",
+        "KOZAV::DataLib::BLL::Odbpp_CompanyBll::~Odbpp_CompanyBll()",
+        "KOZAV::DBS_API::upload(std::map<int, std::string> const&)",
+    }
+    PAGE = "| `Common::getGUID` | x |\n| `Odbpp_CompanyBll::~Odbpp_CompanyBll` | |\n| `DBS_API::upload` | x |\n"
+
+    def differences(self, listing=LISTING, listed=frozenset(LISTED), page=PAGE):
+        return list(needed_operations.differences(listing, set(listed), page))
+
+    def test_what_is_listed_and_described_passes(self):
+        self.assertEqual(self.differences(), [])
+        self.assertEqual(self.differences(page=self.PAGE + "Text with `Common::other` | and |\n"), [])
+
+    def test_each_difference_is_found(self):
+        more = self.LISTING + "  U KOZAV::Common::more()\n"
+        self.assertEqual(len(self.differences(listing=more)), 2)
+        self.assertEqual(len(self.differences(listed=self.LISTED | {"KOZAV::Common::gone()"})), 1)
+        self.assertEqual(len(self.differences(page=self.PAGE + "| `Common::gone` | x |\n")), 1)
+        self.assertEqual(len(self.differences(page=self.PAGE + "| `Common::getGUID` | x |\n")), 1)
+        self.assertEqual(len(self.differences(page="")), 3)
 
 
 class ProgramTest(TreeTest):
