@@ -42,6 +42,75 @@ def anchor_of(title, separator="-"):
     return re.sub(r"[^\w\- ]", "", title.strip().lower()).replace(" ", separator)
 
 
+class Nesting:
+    """Indents what belongs to an item of a list by four columns for each list, and code there by four more.
+
+    Code forges and editors indent as far as the item's text begins, two or three columns, and fence code there as
+    anywhere. Python's markdown wants four columns, knows no fences within lists, and takes a new item for text where no
+    empty line parts it from a paragraph of the one before.
+    """
+
+    def __init__(self):
+        self._lines = []
+        self._items = []  # of the open items: the column at which the text begins
+        self._loose = False  # whether the innermost item has more than one paragraph
+        self._fence = None
+        self._code_ends = False
+
+    def text(self, source):
+        for line in source.split("\n"):
+            if self._fence:
+                self._code(line)
+            else:
+                self._line(line)
+        return "\n".join(self._lines)
+
+    def _line(self, line):
+        bare = line.lstrip(" ")
+        if not bare:
+            self._lines.append(line)
+            return
+        column = len(line) - len(bare)
+        after_empty = not self._lines or not self._lines[-1].strip()
+        marker = re.match(r"(?:[-*+]|\d+[.)]) +(?=\S)", bare) if self._items or after_empty else None
+        opens = re.match(r"(```+|~~~+)", bare)
+        # A line further left goes on with a paragraph, unless it begins something.
+        if marker or opens or after_empty or bare.startswith("<!--"):
+            while self._items and column < self._items[-1]:
+                self._items.pop()
+        if marker and self._loose and not after_empty:
+            self._lines.append("")
+        self._loose = bool(self._items) and (self._loose or after_empty) and not marker
+        if opens:
+            self._open(opens[1], line)
+            return
+        self._code_ends = False
+        depth = len(self._items)
+        indent = 4 * depth + max(column - self._items[-1], 0) if depth else column
+        self._lines.append(" " * indent + bare)
+        if marker:
+            self._items.append(column + len(marker[0]))
+
+    def _open(self, fence, line):
+        self._fence = fence
+        if not self._items:
+            self._lines.append(line)
+            return
+        # Two blocks with nothing between them would be one.
+        self._lines += ["", " " * (4 * len(self._items)) + "<!-- -->", ""] if self._code_ends else [""]
+        self._loose = True
+
+    def _code(self, line):
+        closes = line.strip() == self._fence
+        if not self._items:
+            self._lines.append(line)
+        elif not closes:
+            self._lines.append(f"{' ' * (4 * len(self._items) + 4)}{line[self._items[-1]:]}".rstrip())
+        if closes:
+            self._fence = None
+            self._code_ends = True
+
+
 class Page:
     """A source, its HTML, and what it is called."""
 
@@ -52,7 +121,7 @@ class Page:
         converter = markdown.Markdown(
             extensions=["tables", "fenced_code", "sane_lists", "attr_list", "toc"],
             extension_configs={"toc": {"slugify": anchor_of}}, output_format="html")
-        self.body = converter.convert(text)
+        self.body = converter.convert(Nesting().text(text))
         self.headings = [(token["level"], token["id"], token["name"]) for token in _flat(converter.toc_tokens)]
         if not self.headings or self.headings[0][0] != 1:
             raise BuildError(f"{source}: does not begin with a title")
