@@ -11,8 +11,6 @@
 #include <QFileDevice>
 #include <QJsonDocument>
 
-#include <algorithm>
-
 namespace KOZAV::Admin {
 
 using namespace Backend;
@@ -43,20 +41,6 @@ constexpr Meaning meanings[] = {
     {ExitCode::Terminated, "the same by SIGTERM"},
 };
 
-/// The options of all verbs, each once, so that a line can be taken apart before its verb is known.
-std::vector<CommandOption> allOptions()
-{
-    std::vector<CommandOption> all = commonOptions();
-    for (const Verb& verb : verbs()) {
-        for (const CommandOption& option : verb.options) {
-            const auto same = [&option](const CommandOption& other) { return other.name == option.name; };
-            if (std::none_of(all.cbegin(), all.cend(), same))
-                all.push_back(option);
-        }
-    }
-    return all;
-}
-
 Result<Report> runVerb(CommandLine line, const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
     const QString words = line.words.join(QLatin1Char(' '));
@@ -80,7 +64,7 @@ Report versionReport()
 
 Result<Report> runLine(const QStringList& arguments, QIODevice& out, QIODevice& err)
 {
-    const auto line = parseCommandLine(arguments, allOptions());
+    const auto line = parseCommandLine(arguments, allOptions(commandDescription()));
     if (!line.ok())
         return line.status();
     if (line->has(QStringLiteral("version")))

@@ -1,5 +1,7 @@
 #include "terminal/CommandDescription.h"
 
+#include <algorithm>
+
 namespace KOZAV::Terminal {
 
 CommandOption helpOption()
@@ -70,6 +72,38 @@ QStringList usagePieces(const CommandVerb& verb)
         pieces << (option.required ? written : QLatin1Char('[') + written + QLatin1Char(']'));
     }
     return pieces;
+}
+
+std::vector<CommandOption> allOptions(const CommandDescription& program)
+{
+    std::vector<CommandOption> all = program.options;
+    for (const CommandVerb& verb : program.verbs) {
+        for (const CommandOption& option : verb.options) {
+            const auto same = [&option](const CommandOption& other) { return other.name == option.name; };
+            if (std::none_of(all.cbegin(), all.cend(), same))
+                all.push_back(option);
+        }
+    }
+    return all;
+}
+
+std::vector<NamedText> verbWords(const CommandDescription& program, const QString& first)
+{
+    std::vector<NamedText> words;
+    for (const CommandVerb& verb : program.verbs) {
+        const QStringList name = verb.name.split(QLatin1Char(' '));
+        const bool isSecond = name.size() > 1;
+        const QString word = first.isEmpty() ? name.front() : name.back();
+        if (!first.isEmpty() && (!isSecond || name.front() != first))
+            continue;
+        const auto same = [&word](const NamedText& other) { return other.name == word; };
+        const auto known = std::find_if(words.begin(), words.end(), same);
+        if (known != words.end())
+            known->text += QStringLiteral(", ") + name.back();
+        else
+            words.push_back({word, first.isEmpty() && isSecond ? name.back() : verb.summary});
+    }
+    return words;
 }
 
 QCommandLineOption parserOption(const CommandOption& option)

@@ -99,6 +99,12 @@ QString writtenOperand(const CommandOperand& operand);
 /// The pieces of a verb's usage, none of which is to be torn: its name, operands and options.
 QStringList usagePieces(const CommandVerb& verb);
 
+/// All options of the program and its verbs, each name once.
+std::vector<CommandOption> allOptions(const CommandDescription& program);
+
+/// What may stand as the first word of a verb, or as the second one behind a first; in their order.
+std::vector<NamedText> verbWords(const CommandDescription& program, const QString& first = {});
+
 /// The option as the parser takes it.
 QCommandLineOption parserOption(const CommandOption& option);
 

@@ -11,6 +11,7 @@ from pathlib import Path
 
 PRODUCT_FOLDERS = (
     "services", "robot", "import", "ui", "backend", "robot_call", "terminal", "host", "admin", "robot_server", "samples",
+    "command_documents",
 )
 
 # Numbers go first: the apostrophe in 1'000 starts no character literal.

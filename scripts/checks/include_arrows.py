@@ -93,6 +93,11 @@ ARROWS = (
         (r"robot/\w+\.h", r"terminal/.*"),
         "robot_server includes nothing of ours but robot's document definition and terminal",
     ),
+    (
+        r"command_documents/.*",
+        (r"\w+/CommandLine\.h", r"admin/Verbs\.h", r"backend/config/SettingRules\.h", r"terminal/.*"),
+        "command_documents includes what the programs say of their command lines, the rules of the configuration and terminal",
+    ),
     (r"samples/.*", (r"terminal/.*",), "samples include nothing of ours but terminal"),
 )
 
