@@ -29,7 +29,7 @@ std::filesystem::path pathOf(const QString& path)
     return QFile::encodeName(path).toStdString();
 }
 
-void copyFolder(const QString& from, const QString& to)
+void replaceFolder(const QString& from, const QString& to)
 {
     std::filesystem::remove_all(pathOf(to));
     std::filesystem::copy(pathOf(from), pathOf(to), std::filesystem::copy_options::recursive);
@@ -108,7 +108,7 @@ ImportTrial::ImportTrial(TrialTally& tally, bool oneWaits)
     }
     m_documentsBefore = documentsReceived();
     Backend::Site::current().close();
-    copyFolder(m_site.path({}), m_template.filePath(QStringLiteral("site")));
+    replaceFolder(m_site.path({}), m_template.filePath(QStringLiteral("site")));
 }
 
 QString ImportTrial::batch() const
@@ -127,7 +127,7 @@ QStringList ImportTrial::arguments() const
 void ImportTrial::restore()
 {
     Backend::Site::current().close();
-    copyFolder(m_template.filePath(QStringLiteral("site")), m_site.path({}));
+    replaceFolder(m_template.filePath(QStringLiteral("site")), m_site.path({}));
     m_documentsBefore = documentsReceived();
     m_faults.clear();
 }

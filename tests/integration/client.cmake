@@ -5,11 +5,12 @@ if(ZAV_BUILD_PANELS)
     SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp" "${PROJECT_SOURCE_DIR}/tests/support/SiteContent.cpp"
     LIBRARIES zav_client_lib zav_operated_panel zav_site_test_support zav_client_test_support zav_file_test_support
               zav_samples_lib zav_admin_lib zav_admin_test_support zav_robot_test_support Qt5::Network Qt5::Sql
-    DEFINITIONS "ZAV_VERSION=\"${PROJECT_VERSION}\"" "ZAV_CLIENT=\"$<TARGET_FILE:zav_client>\"")
+    DEFINITIONS "ZAV_VERSION=\"${PROJECT_VERSION}\"" "ZAV_CLIENT=\"$<TARGET_FILE:zav_client>\""
+                "ZAV_FIXTURES_DIR=\"${PROJECT_SOURCE_DIR}/tests/fixtures\"")
   zav_add_tests(client_tests LABELS client TESTS client_batch client_command_line client_import client_known_batch
                                                client_manifests client_panels client_sites client_sources client_window)
   zav_add_tests(client_tests LABELS client TESTS client_check client_foresight)
-  zav_add_tests(client_tests LABELS client TESTS client_results)
+  zav_add_tests(client_tests LABELS client TESTS client_results release_sites)
   zav_add_tests(client_tests SECONDS 15 LABELS client TESTS import_edges import_real_jobs)
   zav_add_tests(client_tests SECONDS 20 LABELS client TESTS client_robot)
   zav_add_tests(client_tests SITES LABELS client TESTS road)

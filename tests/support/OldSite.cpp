@@ -1,9 +1,8 @@
 #include "tests/support/OldSite.h"
 
 #include "backend/records/RowTransfer.h"
+#include "tests/support/TestFiles.h"
 
-#include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -15,18 +14,6 @@ namespace KOZAV::Test {
 using namespace Backend;
 
 namespace {
-
-void copyFolder(const QString& from, const QString& to)
-{
-    QDirIterator files(from, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        const QString source = files.next();
-        const QString target = to + source.mid(from.size());
-        if (!QDir().mkpath(QFileInfo(target).path()) || !QFile::copy(source, target) ||
-            !QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner))
-            qFatal("cannot copy %s", qUtf8Printable(source));
-    }
-}
 
 QString inWords(const QSqlRecord& row)
 {

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -31,6 +32,18 @@ void makeFolder(const std::string& path)
     struct stat made = {};
     if (::stat(path.c_str(), &made) != 0 || !S_ISDIR(made.st_mode))
         qFatal("cannot make the folder %s", path.c_str());
+}
+
+void copyFolder(const QString& from, const QString& to)
+{
+    QDirIterator files(from, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString source = files.next();
+        const QString target = to + source.mid(from.size());
+        if (!QDir().mkpath(QFileInfo(target).path()) || !QFile::copy(source, target) ||
+            !QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner))
+            qFatal("cannot copy %s", qUtf8Printable(source));
+    }
 }
 
 void writeFile(const std::string& path, const QByteArray& content)

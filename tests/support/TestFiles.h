@@ -22,6 +22,9 @@ QByteArray readFile(const std::string& path);
 
 void makeFolder(const std::string& path);
 
+/// Copies the files of a folder and below, writable for their owner; ends the test program where that fails.
+void copyFolder(const QString& from, const QString& to);
+
 /// Names in a folder, hidden ones included, sorted; as local bytes.
 QStringList namesOf(const QString& folder);
 

@@ -8,7 +8,7 @@ target_link_libraries(zav_database_test_support PUBLIC kozav_backend_core Qt5::S
 add_library(zav_old_site_test_support STATIC "${PROJECT_SOURCE_DIR}/tests/support/OldSite.cpp")
 zav_compile_options(zav_old_site_test_support)
 target_compile_definitions(zav_old_site_test_support PRIVATE "ZAV_FIXTURES_DIR=\"${PROJECT_SOURCE_DIR}/tests/fixtures\"")
-target_link_libraries(zav_old_site_test_support PUBLIC kozav_backend_core Qt5::Sql)
+target_link_libraries(zav_old_site_test_support PUBLIC zav_file_test_support kozav_backend_core Qt5::Sql)
 
 zav_add_test_program(database_tests SOURCES "${PROJECT_SOURCE_DIR}/tests/support/CapturedLog.cpp"
                      LIBRARIES zav_database_test_support zav_mariadb_test_support zav_old_site_test_support
