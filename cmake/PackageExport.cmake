@@ -83,8 +83,15 @@ if(TARGET zav_import)
   string(APPEND ZAV_PACKAGE_COMPONENTS " zav_import")
 endif()
 
-# What developers of hosts begin from.
+# What developers of hosts and of services begin from, and prove their work with. The adapter of this tree, which knows the
+# backend from within, stays here.
+set(ZAV_INSTALL_CONTRACT "${CMAKE_INSTALL_DATADIR}/zav_import/contract")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/host" DESTINATION "${CMAKE_INSTALL_DATADIR}/zav_import/examples")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/tests/contract/" DESTINATION "${ZAV_INSTALL_CONTRACT}"
+        FILES_MATCHING REGEX "/contract/[^/]*\\.(cpp|h|md)$" REGEX "/contract/ContractSite\\.cpp$" EXCLUDE
+        PATTERN project EXCLUDE PATTERN template EXCLUDE)
+install(FILES "${PROJECT_SOURCE_DIR}/tests/contract/project/CMakeLists.txt" DESTINATION "${ZAV_INSTALL_CONTRACT}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/tests/contract/template" DESTINATION "${ZAV_INSTALL_CONTRACT}")
 
 zav_set_install_rpath()
 

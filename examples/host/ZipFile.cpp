@@ -16,6 +16,10 @@ constexpr qint64 pieceBytes = 1 << 16;
 constexpr auto mostEntries = std::numeric_limits<quint16>::max();
 constexpr auto mostBytes = std::numeric_limits<quint32>::max();
 constexpr quint16 version = 20;
+// Of who made it: names and modes are those of a Unix system.
+constexpr quint16 unixSystem = 3U << 8U;
+constexpr quint32 folderMode = 040755U << 16U;
+constexpr quint32 fileMode = 0100644U << 16U;
 constexpr quint16 namesAreUtf8 = 1U << 11U;
 constexpr int localHeaderBytes = 30;
 
@@ -121,8 +125,9 @@ QString ZipFile::finish()
 {
     const qint64 start = m_target.pos();
     for (const Entry& entry : m_entries)
-        write("PK\x01\x02" + number(version, 2) + fields(entry) + QByteArray(10, '\0') +
-              number(entry.offset, 4) + entry.name);
+        write("PK\x01\x02" + number(unixSystem | version, 2) + fields(entry) + QByteArray(6, '\0') +
+              number(entry.name.endsWith('/') ? folderMode : fileMode, 4) + number(entry.offset, 4) +
+              entry.name);
     const auto count = static_cast<quint32>(m_entries.size());
     const qint64 end = m_target.pos();
     if (end > mostBytes)

@@ -1,4 +1,4 @@
-#include "tests/contract/CommonContract.h"
+#include "CommonContract.h"
 
 #include "services/common/Common.h"
 
@@ -45,8 +45,7 @@ void CommonContract::changedConfigurationIsSeen()
 void CommonContract::unusableConfigurationGivesAnEmptyRecord()
 {
     QVERIFY(!Common::commonInterface()->getConfig().mongoDbName.empty());
-    QVERIFY(QFile::remove(m_site->configuration()));
-    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("removed")));
+    m_site->loseConfiguration();
     const DataLib::Model::KOZAV_Config config = Common::commonInterface()->getConfig();
     QVERIFY(config.mongoDbName.empty() && config.uploadCacheDir.empty() && config.robotHost.empty());
 }

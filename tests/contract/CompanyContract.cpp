@@ -1,7 +1,7 @@
-#include "tests/contract/CompanyContract.h"
+#include "CompanyContract.h"
 
+#include "WeirdTexts.h"
 #include "services/bll/Odbpp_CompanyBll.h"
-#include "tests/contract/WeirdTexts.h"
 
 #include <QDateTime>
 #include <QTest>
@@ -135,7 +135,7 @@ void CompanyContract::unknownColumnsAreRefused()
     QFETCH(const TextConditions, texts);
     QFETCH(const IntConditions, numbers);
     addThreeCompanies(*m_site);
-    expectFailure("Odbpp_CompanyBll::select", "condition column");
+    ContractSite::expectFailure("Odbpp_CompanyBll::select", "condition column");
     Companies companies(2);
     QVERIFY(!BLL::Odbpp_CompanyBll().select(texts, numbers, companies));
     QVERIFY(companies.empty());
@@ -209,7 +209,7 @@ void CompanyContract::jobCountGoesOnlyForward()
     m_site->addCompany("B", "Beta");
     QVERIFY(count("Alpha", 41));
     if (!accepted)
-        expectFailure("inputCompanies", "at 41 already");
+        ContractSite::expectFailure("inputCompanies", "at 41 already");
     QCOMPARE(count("Alpha", jobCount), accepted);
     QCOMPARE(named("Alpha").jobCount, accepted ? jobCount : 41);
     QCOMPARE(named("Beta").jobCount, 0);
@@ -219,7 +219,7 @@ void CompanyContract::jobCountOfAnUnknownCompanyIsRefused()
 {
     m_site->addCompany("A", "Alpha");
     for (const char* name : {"Beta", "", "alpha", "Alpha ", "%"}) {
-        expectFailure("inputCompanies", "no company of that name");
+        ContractSite::expectFailure("inputCompanies", "no company of that name");
         QVERIFY(!count(name, 1));
     }
     QCOMPARE(codes(selected({})), QStringLiteral("A"));
@@ -262,7 +262,7 @@ void CompanyContract::batchNumberIsRefused()
     QFETCH(const int, idOffset);
     const int id = m_site->addCompany("A", "Alpha");
     QVERIFY(BLL::Odbpp_CompanyBll().UpdateBatchNumber(1, id));
-    expectFailure("UpdateBatchNumber", "");
+    ContractSite::expectFailure("UpdateBatchNumber", "");
     QVERIFY(!BLL::Odbpp_CompanyBll().UpdateBatchNumber(number, id + idOffset));
     QCOMPARE(named("Alpha").batchNumber, 1);
 }

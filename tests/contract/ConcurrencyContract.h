@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/contract/ContractSite.h"
+#include "ContractSite.h"
 
 #include <QObject>
 
@@ -13,7 +13,7 @@ class ConcurrencyContract final : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init() { m_site = std::make_unique<ContractSite>(); }
+    void init();
     void cleanup() { m_site.reset(); }
 
     void oneOfManyTakesAJobNumber();

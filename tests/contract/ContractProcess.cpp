@@ -1,10 +1,10 @@
-#include "tests/contract/ContractProcess.h"
+#include "ContractProcess.h"
 
+#include "ContractSite.h"
+#include "ImportSteps.h"
 #include "services/bll/Odbpp_CompanyBll.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/common/Common.h"
-#include "tests/contract/ContractSite.h"
-#include "tests/contract/ImportSteps.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -1,4 +1,4 @@
-#include "tests/contract/ContractSite.h"
+#include "ContractSite.h"
 
 #include "backend/Site.h"
 #include "backend/SiteCreation.h"
@@ -11,6 +11,7 @@
 #include "tests/support/SiteEngines.h"
 
 #include <QFile>
+#include <QRegularExpression>
 #include <QTest>
 
 namespace KOZAV::Test {
@@ -32,6 +33,13 @@ T take(Result<T> result)
     return std::move(result.value());
 }
 
+void expectWarning(const char* operation, const QString& reason)
+{
+    const QString pattern = QStringLiteral("^%1 [\\s\\S]*: [\\s\\S]*%2")
+                                .arg(QRegularExpression::escape(QLatin1String(operation)), reason);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(pattern));
+}
+
 QString field(const char* name, const QString& value)
 {
     return QLatin1String(name) + QLatin1Char('=') + value;
@@ -50,9 +58,14 @@ bool ContractSite::isAvailable(QString& reason)
     return reason.isEmpty();
 }
 
+bool ContractSite::gives(Promise /*promise*/)
+{
+    return true;
+}
+
 ContractSite::ContractSite()
 {
-    require(createDefaultSettings(configuration(), folder() + QStringLiteral("/data")));
+    require(createDefaultSettings(configuration(), path(QStringLiteral("site/data"))));
     SiteEngines::applyTo(configuration());
     configure(QStringLiteral("user/id"), QStringLiteral("7"));
     require(createSite({configuration()}).status());
@@ -71,7 +84,7 @@ void ContractSite::join(const QString& configuration)
 
 QString ContractSite::configuration() const
 {
-    return path(QStringLiteral("config/zav.ini"));
+    return path(QStringLiteral("site/zav.ini"));
 }
 
 std::string ContractSite::writeFile(const QString& name, const QByteArray& content) const
@@ -90,6 +103,23 @@ void ContractSite::close()
 void ContractSite::configure(const QString& key, const QString& value) const
 {
     require(writeSetting(configuration(), key, value));
+}
+
+void ContractSite::loseConfiguration() const
+{
+    if (!QFile::remove(configuration()))
+        qFatal("%s cannot be removed", qPrintable(configuration()));
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression(QStringLiteral("removed")));
+}
+
+void ContractSite::expectFailure(const char* operation, const char* words)
+{
+    expectWarning(operation, QRegularExpression::escape(QLatin1String(words)));
+}
+
+void ContractSite::expectTakenKey(const char* operation)
+{
+    expectWarning(operation, QStringLiteral("(UNIQUE constraint failed|Duplicate entry)"));
 }
 
 int ContractSite::addCompany(const char* code, const std::string& name)

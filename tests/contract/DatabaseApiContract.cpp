@@ -1,12 +1,13 @@
-#include "tests/contract/DatabaseApiContract.h"
+#include "DatabaseApiContract.h"
 
+#include "ImportSteps.h"
+#include "WeirdTexts.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/common/Common.h"
 #include "services/dbs_api/DBS_API.h"
-#include "tests/contract/ImportSteps.h"
-#include "tests/contract/WeirdTexts.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
 #include <QTest>
 
@@ -96,7 +97,7 @@ void DatabaseApiContract::preFileOfNoJobIsRefused()
 {
     QFETCH(const std::string, flowGuid);
     importedJob(*m_site);
-    expectFailure("kozav_upload_prefile2mysql", "");
+    ContractSite::expectFailure("kozav_upload_prefile2mysql", "");
     QCOMPARE(DBS_API::kozav_upload_prefile2mysql(flowGuid, "A000001", "", "", "", 4, ""), std::string());
     QVERIFY(ContractSite::preFiles(flowGuid).isEmpty());
 }
@@ -115,8 +116,9 @@ void DatabaseApiContract::robotArchiveIsStoredAndLinked()
     const Model::Odbpp_JobFlow flow = flowNamed(job.generatedName);
     const QString sha256 =
         QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
-    QCOMPARE(ContractSite::contents().front(),
-             added.at(2) + QStringLiteral(" 70000 ") + sha256 + QStringLiteral(" -"));
+    if (ContractSite::gives(Promise::KnownContent))
+        QCOMPARE(ContractSite::contents().front(),
+                 added.at(2) + QStringLiteral(" 70000 ") + sha256 + QStringLiteral(" -"));
     QCOMPARE(added.at(0).toStdString(), flow.lastOdbppImportMongoFsGuid);
     QCOMPARE(added.at(1), QStringLiteral("A000001"));
     QVERIFY(added.at(2).endsWith(QStringLiteral(".tgz")));
@@ -167,7 +169,7 @@ void DatabaseApiContract::robotArchiveIsRefused_data()
     QTest::addColumn<QString>("file");
     QTest::addColumn<std::string>("jobName");
     QTest::newRow("missing file") << QStringLiteral("nothing.tgz") << std::string("A000001");
-    QTest::newRow("folder") << QStringLiteral("config") << std::string("A000001");
+    QTest::newRow("folder") << QStringLiteral("a folder") << std::string("A000001");
     QTest::newRow("unknown job") << QStringLiteral("robot.tgz") << std::string("A000002");
     QTest::newRow("case of the job") << QStringLiteral("robot.tgz") << std::string("a000001");
     QTest::newRow("empty job") << QStringLiteral("robot.tgz") << std::string();
@@ -180,7 +182,8 @@ void DatabaseApiContract::robotArchiveIsRefused()
     QFETCH(const std::string, jobName);
     const ImportedJob job = importedJob(*m_site);
     m_site->writeFile(QStringLiteral("robot.tgz"), "second content");
-    expectFailure("kozav_reupload_robot_tgz", "");
+    QVERIFY(QDir(m_site->folder()).mkdir(QStringLiteral("a folder")));
+    ContractSite::expectFailure("kozav_reupload_robot_tgz", "");
     QVERIFY(!DBS_API::kozav_reupload_robot_tgz(m_site->path(file).toStdString(), jobName, 4, "who"));
     QCOMPARE(ContractSite::origFiles().size(), 1);
     QCOMPARE(ContractSite::storedNames().size(), size_t{1});

@@ -1,7 +1,7 @@
-#include "tests/contract/DocumentStoreContract.h"
+#include "DocumentStoreContract.h"
 
+#include "WeirdTexts.h"
 #include "services/common/Common.h"
-#include "tests/contract/WeirdTexts.h"
 
 #include <QDir>
 #include <QFile>
@@ -114,7 +114,7 @@ void DocumentStoreContract::otherContentUnderATakenNameIsRefused()
 {
     QCOMPARE(put(m_site->writeFile(QStringLiteral("one"), "content"), "name.tgz"), 0);
     for (const char* other : {"CONTENT", "conten", "content ", ""}) {
-        expectFailure("MongodbPut", "");
+        ContractSite::expectFailure("MongodbPut", "");
         QVERIFY(put(m_site->writeFile(QStringLiteral("two"), other), "name.tgz") != 0);
     }
     const QString target = m_site->path(QStringLiteral("target"));
@@ -125,14 +125,14 @@ void DocumentStoreContract::otherContentUnderATakenNameIsRefused()
 
 void DocumentStoreContract::missingSourceIsRefused()
 {
-    expectFailure("MongodbPut", "");
+    ContractSite::expectFailure("MongodbPut", "");
     QVERIFY(put(m_site->path(QStringLiteral("nothing")).toStdString(), "name.tgz") != 0);
     QVERIFY(ContractSite::storedNames().empty());
 }
 
 void DocumentStoreContract::folderAsSourceIsRefused()
 {
-    expectFailure("MongodbPut", "");
+    ContractSite::expectFailure("MongodbPut", "");
     QVERIFY(put(m_site->folder().toStdString(), "name.tgz") != 0);
     QVERIFY(ContractSite::storedNames().empty());
 }
@@ -155,14 +155,14 @@ void DocumentStoreContract::unfitNamesAreRefused()
     QFETCH(const std::string, name);
     const std::string source = m_site->writeFile(QStringLiteral("source"), "content");
     const QString target = QString::fromStdString(m_site->writeFile(QStringLiteral("target"), "before"));
-    expectFailure("MongodbPut", "");
+    ContractSite::expectFailure("MongodbPut", "");
     QVERIFY(put(source, name) != 0);
-    expectFailure("MongodbGet", "");
+    ContractSite::expectFailure("MongodbGet", "");
     QVERIFY(get(target, name) != 0);
     const DataLib::Model::KOZAV_Config config = Common::commonInterface()->getConfig();
-    expectFailure("MongodbPut", "");
+    ContractSite::expectFailure("MongodbPut", "");
     QVERIFY(Common::MongodbPut(name, config.mongoFsName, source, "name") != 0);
-    expectFailure("MongodbPut", "");
+    ContractSite::expectFailure("MongodbPut", "");
     QVERIFY(Common::MongodbPut(config.mongoDbName, name, source, "name") != 0);
     QCOMPARE(content(target), QByteArray("before"));
     QVERIFY(ContractSite::storedNames().empty());
@@ -175,7 +175,7 @@ void DocumentStoreContract::locationsAreApart()
     QCOMPARE(Common::MongodbPut("otherdb", config.mongoFsName, source, "name.tgz"), 0);
     QCOMPARE(Common::MongodbPut(config.mongoDbName, "otherfs", source, "name.tgz"), 0);
     QVERIFY(ContractSite::storedNames().empty());
-    expectFailure("MongodbGet", "");
+    ContractSite::expectFailure("MongodbGet", "");
     QVERIFY(get(m_site->path(QStringLiteral("target")), "name.tgz") != 0);
     QCOMPARE(Common::MongodbGet("otherdb", config.mongoFsName,
                                 m_site->path(QStringLiteral("target")).toStdString(), "name.tgz"),
@@ -188,7 +188,7 @@ void DocumentStoreContract::missingFileLeavesTheTargetAsItWas()
     const QString absent = m_site->path(QStringLiteral("absent"));
     const QStringList files = QDir(m_site->folder()).entryList(QDir::Files | QDir::Hidden);
     for (const QString& target : {present, absent}) {
-        expectFailure("MongodbGet", "");
+        ContractSite::expectFailure("MongodbGet", "");
         QVERIFY(get(target, "nothing.tgz") != 0);
     }
     QCOMPARE(content(present), QByteArray("before"));
@@ -239,9 +239,9 @@ void DocumentStoreContract::fetchingReplacesRegularFilesOnly()
 void DocumentStoreContract::unwritableTargetIsAFailure()
 {
     QCOMPARE(put(m_site->writeFile(QStringLiteral("source"), "content"), "name.tgz"), 0);
-    expectFailure("MongodbGet", "");
+    ContractSite::expectFailure("MongodbGet", "");
     QVERIFY(get(m_site->path(QStringLiteral("no/such/folder/target")), "name.tgz") != 0);
-    expectFailure("MongodbGet", "");
+    ContractSite::expectFailure("MongodbGet", "");
     QVERIFY(get(m_site->folder(), "name.tgz") != 0);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/contract/ContractSite.h"
+#include "ContractSite.h"
 
 #include <QObject>
 

@@ -1,4 +1,4 @@
-#include "tests/contract/ImportSteps.h"
+#include "ImportSteps.h"
 
 #include "services/bll/Odbpp_CompanyBll.h"
 #include "services/bll/Odbpp_JobCompressBll.h"

@@ -1,9 +1,9 @@
-#include "tests/contract/JobFlowContract.h"
+#include "JobFlowContract.h"
 
+#include "ImportSteps.h"
+#include "WeirdTexts.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/bll/Odbpp_OrigFilesBll.h"
-#include "tests/contract/ImportSteps.h"
-#include "tests/contract/WeirdTexts.h"
 
 #include <QDateTime>
 #include <QTest>
@@ -103,7 +103,7 @@ void JobFlowContract::flowKeysAreUnique()
 void JobFlowContract::generatedNameIsUnique()
 {
     const std::string first = makeFlow("A000001");
-    expectTakenKey("insertflowbeforeorigfile");
+    ContractSite::expectTakenKey("insertflowbeforeorigfile");
     QCOMPARE(makeFlow("A000001"), std::string());
     QCOMPARE(selected({}).size(), size_t{1});
     QCOMPARE(selected({}).front().flowGuid, first);
@@ -111,7 +111,7 @@ void JobFlowContract::generatedNameIsUnique()
 
 void JobFlowContract::generatedNameMustNotBeEmpty()
 {
-    expectFailure("insertflowbeforeorigfile", "");
+    ContractSite::expectFailure("insertflowbeforeorigfile", "");
     QCOMPARE(makeFlow(""), std::string());
     QVERIFY(selected({}).empty());
 }
@@ -156,11 +156,11 @@ void JobFlowContract::unknownColumnsAreRefused()
     QVERIFY(!makeFlow("A000001").empty());
     for (const char* column :
          {"ko_serial_name", "koserialname", "CompanyName", "", "1=1; DROP TABLE job_flow;--"}) {
-        expectFailure("Odbpp_JobFlowBll::select", "condition column");
+        ContractSite::expectFailure("Odbpp_JobFlowBll::select", "condition column");
         Flows flows(2);
         QVERIFY(!BLL::Odbpp_JobFlowBll().select({{column, "A000001"}}, {}, flows));
         QVERIFY(flows.empty());
-        expectFailure("Odbpp_JobFlowBll::select", "condition column");
+        ContractSite::expectFailure("Odbpp_JobFlowBll::select", "condition column");
         QVERIFY(!BLL::Odbpp_JobFlowBll().select({}, {{column, 1}}, flows));
     }
     QCOMPARE(selected({}).size(), size_t{1});
@@ -235,9 +235,9 @@ void JobFlowContract::missingOriginalFileIsNotLinked()
 {
     const std::string key = makeFlow("A000001");
     for (const char* guid : {"nowhere", ""}) {
-        expectFailure("UpdateOrigFileGuid", "original file");
+        ContractSite::expectFailure("UpdateOrigFileGuid", "original file");
         QVERIFY(!BLL::Odbpp_JobFlowBll().UpdateOrigFileGuid(guid, key));
-        expectFailure("UpdateLastOdbppImportMongoFsGuid", "original file");
+        ContractSite::expectFailure("UpdateLastOdbppImportMongoFsGuid", "original file");
         QVERIFY(!BLL::Odbpp_JobFlowBll().UpdateLastOdbppImportMongoFsGuid(guid, key));
     }
     QCOMPARE(flow(key).origFileGuid, std::string());
@@ -268,10 +268,10 @@ void JobFlowContract::changesNeedAFlow()
     QFETCH(const Change, change);
     const std::string key = makeFlow("A000001");
     BLL::Odbpp_JobFlowBll bll;
-    expectFailure(operation.constData(), "the flow key is empty");
+    ContractSite::expectFailure(operation.constData(), "the flow key is empty");
     QVERIFY(!change(bll, ""));
     for (const std::string& unknown : {std::string("nowhere"), key + " ", std::string("%")}) {
-        expectFailure(operation.constData(), "no job flow with that key");
+        ContractSite::expectFailure(operation.constData(), "no job flow with that key");
         QVERIFY(!change(bll, unknown));
     }
     const Model::Odbpp_JobFlow untouched = flow(key);
@@ -286,9 +286,9 @@ void JobFlowContract::textThatIsNotUtf8IsRefused()
                                     std::string("\xef\xbb\xbf"
                                                 "a"),
                                     std::string("\xed\xa0\x80")}) {
-        expectFailure("insertflowbeforeorigfile", "");
+        ContractSite::expectFailure("insertflowbeforeorigfile", "");
         QCOMPARE(BLL::Odbpp_JobFlowBll().insertflowbeforeorigfile(text, 1, "F1", "A000001"), std::string());
-        expectFailure("insertflowbeforeorigfile", "");
+        ContractSite::expectFailure("insertflowbeforeorigfile", "");
         QCOMPARE(makeFlow(text), std::string());
     }
     QVERIFY(selected({}).empty());

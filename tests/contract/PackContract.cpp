@@ -1,7 +1,7 @@
-#include "tests/contract/PackContract.h"
+#include "PackContract.h"
 
+#include "WeirdTexts.h"
 #include "services/common/Common.h"
-#include "tests/contract/WeirdTexts.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -131,7 +131,7 @@ void PackContract::failureLeavesNothing()
     m_site->writeFile(QStringLiteral("file"), "content");
     QCOMPARE(QProcess::execute(QStringLiteral("mkfifo"), {m_site->path(QStringLiteral("job/pipe"))}), 0);
     std::string archiveId = "before";
-    expectFailure("FoldersCompressSave2MongoDb", "");
+    ContractSite::expectFailure("FoldersCompressSave2MongoDb", "");
     QVERIFY(pack(*m_site, m_site->path(folder), archiveId) != 0);
     QCOMPARE(archiveId, std::string());
     QVERIFY(ContractSite::storedNames().empty());

@@ -1,9 +1,9 @@
-#include "tests/contract/UiServicesContract.h"
+#include "UiServicesContract.h"
 
+#include "ImportSteps.h"
 #include "services/bll/Odbpp_JobFlowBll.h"
 #include "services/ui/ZAV_StdCommon.h"
 #include "services/ui/ZAV_UICommon.h"
-#include "tests/contract/ImportSteps.h"
 
 #include <QSignalSpy>
 #include <QTest>

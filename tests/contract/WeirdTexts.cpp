@@ -1,6 +1,5 @@
-#include "tests/contract/WeirdTexts.h"
+#include "WeirdTexts.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 namespace KOZAV::Test {
@@ -25,27 +24,6 @@ void addWeirdTexts()
     row("like a number", "007");
     row("word of the language", "NULL");
     row("255 bytes", std::string(255, 'x'));
-}
-
-namespace {
-
-void expectWarning(const char* operation, const QString& reason)
-{
-    const QString pattern = QStringLiteral("^%1 [\\s\\S]*: [\\s\\S]*%2")
-                                .arg(QRegularExpression::escape(QLatin1String(operation)), reason);
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(pattern));
-}
-
-} // namespace
-
-void expectFailure(const char* operation, const char* words)
-{
-    expectWarning(operation, QRegularExpression::escape(QLatin1String(words)));
-}
-
-void expectTakenKey(const char* operation)
-{
-    expectWarning(operation, QStringLiteral("(UNIQUE constraint failed|Duplicate entry)"));
 }
 
 } // namespace KOZAV::Test

@@ -10,12 +10,6 @@ namespace KOZAV::Test {
 /// cut, refuse or run.
 void addWeirdTexts();
 
-/// Has the test fail unless a failure is logged that begins with the operation and holds the words.
-void expectFailure(const char* operation, const char* words);
-
-/// The same for a key that another row has, in the words of the engine.
-void expectTakenKey(const char* operation);
-
 } // namespace KOZAV::Test
 
 Q_DECLARE_METATYPE(std::string)

@@ -1,13 +1,13 @@
-#include "tests/contract/CommonContract.h"
-#include "tests/contract/CompanyContract.h"
-#include "tests/contract/ConcurrencyContract.h"
-#include "tests/contract/ContractProcess.h"
-#include "tests/contract/DatabaseApiContract.h"
-#include "tests/contract/DocumentStoreContract.h"
-#include "tests/contract/ImportRowsContract.h"
-#include "tests/contract/JobFlowContract.h"
-#include "tests/contract/PackContract.h"
-#include "tests/contract/UiServicesContract.h"
+#include "CommonContract.h"
+#include "CompanyContract.h"
+#include "ConcurrencyContract.h"
+#include "ContractProcess.h"
+#include "DatabaseApiContract.h"
+#include "DocumentStoreContract.h"
+#include "ImportRowsContract.h"
+#include "JobFlowContract.h"
+#include "PackContract.h"
+#include "UiServicesContract.h"
 
 #include <QCoreApplication>
 #include <QTest>
@@ -18,17 +18,33 @@ using namespace KOZAV::Test;
 
 namespace {
 
+/// Takes the first argument where it names this suite. @return whether the suite is to run
 template <typename Suite>
-int run(const QStringList& arguments)
+bool isWanted(QStringList& arguments, const QString& named)
 {
+    const QString name =
+        QString::fromLatin1(Suite::staticMetaObject.className()).section(QStringLiteral("::"), -1);
+    if (named == name)
+        arguments.removeAt(1);
+    return named.isEmpty() || named == name;
+}
+
+template <typename Suite>
+int run(QStringList arguments, const QString& named)
+{
+    if (!isWanted<Suite>(arguments, named))
+        return 0;
     Suite suite;
     return QTest::qExec(&suite, arguments);
 }
 
+/// CLASS [options of QtTest] runs the suite of that name, otherwise all run. @return the number of failures
 template <typename... Suites>
 int runAll(const QStringList& arguments)
 {
-    return (run<Suites>(arguments) + ...);
+    const QString named =
+        arguments.value(1).endsWith(QLatin1String("Contract")) ? arguments.at(1) : QString();
+    return (run<Suites>(arguments, named) + ...);
 }
 
 } // namespace

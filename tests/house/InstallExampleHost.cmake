@@ -11,7 +11,7 @@ function(expect_no_backend program)
   endif()
 endfunction()
 
-file(GLOB_RECURSE example "${prefix}/*/zav_import/examples/host/CMakeLists.txt")
+file(GLOB_RECURSE example "${prefix}/HostWindow.cpp")
 cmake_path(GET example PARENT_PATH example)
 build_installed_project("${example}")
 find_built(host example_host)
