@@ -40,7 +40,7 @@ QString storeKey(const DocumentStoreSettings& settings)
 QString storeAdvice(const DocumentStoreSettings& settings)
 {
     return QStringLiteral("mount its disk or name the right one in %1, or bring the site's files back with "
-                          "\"zav_admin restore\"")
+                          "\"zav_admin restore-files\"")
         .arg(storeKey(settings));
 }
 

@@ -204,7 +204,7 @@ Result<ChangedFile> withSettings(const QString& path, const SettingValues& value
     const bool wasBroken = !parseSettings(before.value(), path).ok();
     return Status(
         wasBroken ? ErrorCode::Configuration : ErrorCode::InvalidArgument,
-        QStringLiteral("%1 is not set: %2").arg(keys.join(QStringLiteral(", ")), settings.message()));
+        QStringLiteral("%1 is not changed: %2").arg(keys.join(QStringLiteral(", ")), settings.message()));
 }
 
 bool showsPassword(const Settings& settings)

@@ -56,7 +56,7 @@ Result<std::unique_ptr<DocumentStore>> LocalDocumentStore::open(const std::strin
         const bool absent = usable.code() == ErrorCode::NotFound;
         const QString advice =
             QStringLiteral("; mount its disk or name the right one in document_store/root, bring "
-                           "a lost one back with \"zav_admin restore\", or make a new site "
+                           "lost files back with \"zav_admin restore-files\", or make a new site "
                            "with \"zav_admin init\"");
         return Status(absent ? ErrorCode::Configuration : usable.code(),
                       usable.message() + (absent ? advice : QString()))
@@ -288,7 +288,7 @@ Status LocalDocumentStore::requireSite(const LocalStoreFolder& folder) const
             return {};
     return Status::configuration(
         QStringLiteral("the document store %1 holds no site's files: mount its disk or name the right one in "
-                       "document_store/root, or bring the files back with \"zav_admin restore\"")
+                       "document_store/root, or bring the files back with \"zav_admin restore-files\"")
             .arg(displayPath(m_root)));
 }
 
