@@ -1306,7 +1306,7 @@
     </message>
     <message>
         <source>The import ended before its last row was written.</source>
-        <translation>导入在最后一行写入之前结束。</translation>
+        <translation>导入在最后一条记录写入之前结束。</translation>
     </message>
     <message>
         <source>The import was stopped before it was done.</source>
