@@ -3,7 +3,6 @@
 #include "terminal/PrintableText.h"
 
 #include <QCoreApplication>
-#include <QRegularExpression>
 
 #include <utility>
 
@@ -11,30 +10,6 @@ namespace KOZAV::Admin {
 
 using namespace Backend;
 using namespace Terminal;
-
-namespace {
-
-/// As it is typed into a shell.
-QString quoted(QString argument)
-{
-    static const QRegularExpression plain(QStringLiteral("\\A[\\w@%+=:,./-]+\\z"));
-    if (plain.match(argument).hasMatch())
-        return argument;
-    return QLatin1Char('\'') + argument.replace(QLatin1Char('\''), QStringLiteral("'\\''")) +
-           QLatin1Char('\'');
-}
-
-/// The program as it was called.
-QString commandOf(const QStringList& arguments)
-{
-    QStringList words = {QCoreApplication::arguments().value(0, QStringLiteral("zav_admin"))};
-    words += arguments;
-    for (QString& word : words)
-        word = quoted(word);
-    return words.join(QLatin1Char(' '));
-}
-
-} // namespace
 
 StoppableVerb::StoppableVerb()
     : m_work(&Interruption::isAskedFor)
@@ -69,7 +44,9 @@ QStringList argumentsWith(const Call& call, const QString& verb, const QStringLi
 
 QByteArray stopText(const Stop& stop, const QStringList& arguments, bool json)
 {
-    const QString command = commandOf(stop.goOn.isEmpty() ? arguments : stop.goOn);
+    const QString program = QCoreApplication::arguments().value(0, QStringLiteral("zav_admin"));
+    const QString command =
+        shellCommand(QStringList(program) + (stop.goOn.isEmpty() ? arguments : stop.goOn));
     QString message = QStringLiteral("stopped by %1").arg(Interruption::signalName());
     if (!stop.done.isEmpty())
         message += QStringLiteral(": ") + stop.done;

@@ -14,6 +14,7 @@
 #include "host/core/ReportJson.h"
 #include "host/core/RunReportFile.h"
 #include "host/site/SiteAccess.h"
+#include "terminal/Interruption.h"
 #include "terminal/PrintableText.h"
 #include "terminal/ProgressLine.h"
 #include "terminal/TextTable.h"
@@ -30,6 +31,7 @@
 
 namespace KOZAV::Host {
 
+using Terminal::Interruption;
 using Terminal::printable;
 
 namespace {
@@ -42,6 +44,27 @@ QString waitBegins(const Backend::ServiceWait& wait)
             .arg(wait.company, wait.holder, patience);
     const auto* part = wait.part == Backend::SitePart::Rows ? "database" : "document store";
     return QStringLiteral("waiting for the %1, %2: %3").arg(QLatin1String(part), patience, wait.reason);
+}
+
+/// The command that imports what is left.
+QString commandThatGoesOn()
+{
+    const QString skipKnown = QStringLiteral("--skip-known");
+    QStringList words = QCoreApplication::arguments();
+    if (!words.contains(skipKnown))
+        words << skipKnown;
+    return Terminal::shellCommand(words);
+}
+
+/// What a report tells of where it was made; where the run was stopped, how to go on.
+QJsonObject besideReport(const SiteAccess& site, int exitCode)
+{
+    QJsonObject beside = besideResults(site, exitCode);
+    if (exitCode != 0 && exitCode == Interruption::exitCode()) {
+        beside.insert(QStringLiteral("interrupted"), true);
+        beside.insert(QStringLiteral("go_on"), commandThatGoesOn());
+    }
+    return beside;
 }
 
 QString waitEnds(const Backend::ServiceWait& wait)
@@ -63,6 +86,7 @@ BatchRun::BatchRun(MainWindow& window, SiteAccess& site, BatchOptions options, Q
     , m_operator(std::make_unique<DialogOperator>())
 {
     connect(&site, &SiteAccess::serviceWaits, this, &BatchRun::showWait);
+    connect(&site, &SiteAccess::serviceCalled, this, &BatchRun::stopIfAsked);
     connect(m_operator.get(), &DialogOperator::messageRead, this,
             [this](const QString& title, const QString& text) {
                 m_messages << "message: " << title << ": " << text << '\n';
@@ -75,9 +99,14 @@ BatchRun::~BatchRun() = default;
 int BatchRun::run()
 {
     constexpr int notStarted = 2;
+    const Interruption interruption;
     m_window.runResults().waitForConclusion();
     if (!mayBegin())
         return notStarted;
+    if (Interruption::isAskedFor()) {
+        tellStop();
+        return Interruption::exitCode();
+    }
     screenshot(QStringLiteral("idle"));
     if (!importDirectory())
         return notStarted;
@@ -89,6 +118,9 @@ int BatchRun::run()
     QApplication::processEvents();
     screenshot(QStringLiteral("done"));
     int exitCode = report.isSettled() ? 0 : 1;
+    const bool isStopped = exitCode != 0 && Interruption::isAskedFor();
+    if (isStopped)
+        exitCode = Interruption::exitCode();
     if (!writeReport(results, exitCode))
         exitCode = 1;
     if (m_options.json) {
@@ -97,8 +129,31 @@ int BatchRun::run()
         printTables(report);
         printRemarks(report);
     }
+    if (isStopped)
+        tellStop();
     m_out.flush();
     return exitCode;
+}
+
+/// Heard at each call of the services, also between the entries: the one that is imported goes on to its end.
+void BatchRun::stopIfAsked()
+{
+    if (!Interruption::isAskedFor())
+        return;
+    Backend::refuseImports(QStringLiteral("it got %1").arg(Interruption::signalName()));
+    if (m_stopping)
+        return;
+    m_stopping = true;
+    m_messages << "stopping: the job that is imported is the last one; once more ends at once\n";
+    m_messages.flush();
+}
+
+void BatchRun::tellStop()
+{
+    m_out.flush();
+    m_messages << "stopped by " << Interruption::signalName()
+               << "\nto go on: " << printable(commandThatGoesOn()) << '\n';
+    m_messages.flush();
 }
 
 bool BatchRun::refuse(const QString& reason)
@@ -134,9 +189,11 @@ bool BatchRun::leaveOutKnown()
     Terminal::ProgressLine line(
         device, device ? Terminal::ProgressLine::viewOf(device) : Terminal::ProgressLine::View(),
         [&clock] { return clock.elapsed(); });
-    const QString failure = m_known->compare([&line](double fraction, const QString& details) {
-        line.show(QStringLiteral("comparing with the site"), fraction, details);
-    });
+    const QString failure = m_known->compare(
+        [&line](double fraction, const QString& details) {
+            line.show(QStringLiteral("comparing with the site"), fraction, details);
+        },
+        Interruption::flag());
     if (!failure.isEmpty())
         return refuse(QStringLiteral("what the site has cannot be asked: %1").arg(failure));
     return true;
@@ -248,7 +305,7 @@ void BatchRun::printRemarks(const BatchReport& report)
 void BatchRun::printJson(const RunRecord& run, int exitCode)
 {
     QJsonObject document = reportJson(run);
-    const QJsonObject beside = besideResults(m_site, exitCode);
+    const QJsonObject beside = besideReport(m_site, exitCode);
     for (auto one = beside.begin(); one != beside.end(); ++one)
         document.insert(one.key(), one.value());
     m_out << QString::fromUtf8(QJsonDocument(document).toJson());
@@ -261,7 +318,7 @@ bool BatchRun::writeReport(const RunRecord& run, int exitCode)
         return true;
     // What is printed is for scripts; the file is for people, in the language of their locale.
     const Language language(languageOfLocale());
-    const QString failure = writeReportFile(m_options.report, run, besideResults(m_site, exitCode));
+    const QString failure = writeReportFile(m_options.report, run, besideReport(m_site, exitCode));
     return failure.isEmpty() || refuse(failure);
 }
 

@@ -38,9 +38,11 @@ public:
              QTextStream& messages);
     ~BatchRun() override;
 
+    /// A signal that ends programs has the job that is imported be the last one: the entries that are left
+    /// are told as stopped.
     /// @return exit code: 0 when every entry was imported or left out, 1 when not, or when that is unknown of
     /// one, or the report's file could not be written, 2 when the directory cannot be imported; then there is
-    /// no report
+    /// no report; that of the signal where one came before all was done
     int run();
 
 private:
@@ -48,6 +50,8 @@ private:
     [[nodiscard]] bool leaveOutKnown();
     [[nodiscard]] bool chooseDirectory(const QString& directory);
     [[nodiscard]] bool importDirectory();
+    void stopIfAsked();
+    void tellStop();
     void showProgress(int companiesDone);
     void showWait(const Backend::ServiceWait& wait);
     void printTables(const BatchReport& report);
@@ -66,6 +70,7 @@ private:
     std::unique_ptr<DialogOperator> m_operator;
     std::unique_ptr<KnownBatch> m_known; ///< where it is asked for
     bool m_runningShown = false;
+    bool m_stopping = false;
     bool m_waiting = false; ///< told that the import waits, and not yet that this is over
 };
 

@@ -2,10 +2,12 @@
 
 #include "host/core/Foresight.h"
 #include "host/site/SiteAccess.h"
+#include "terminal/Interruption.h"
 #include "terminal/PrintableText.h"
 #include "terminal/ProgressLine.h"
 #include "terminal/TextTable.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -13,7 +15,6 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <atomic>
 #include <utility>
 
 namespace KOZAV::Host {
@@ -110,14 +111,18 @@ int CheckRun::run()
         return notStarted;
     }
     Foreseen foreseen;
-    look(foreseen);
+    const Terminal::Interruption interruption;
+    const bool isStopped = !look(foreseen);
+    if (isStopped)
+        tellStop(foreseen);
     const bool isRefused = !m_options.allowLinks && leadsOut(foreseen);
     if (isRefused)
         foreseen.remarks.push_back(
             {QStringLiteral("links-out"),
              QStringLiteral("links lead out of the batch directory: --batch imports nothing of it without "
                             "--allow-links")});
-    const int exitCode = foreseen.allImported() && !isRefused ? 0 : 1;
+    const int looked = foreseen.allImported() && !isRefused ? 0 : 1;
+    const int exitCode = isStopped ? Terminal::Interruption::exitCode() : looked;
     if (m_options.json) {
         printJson(foreseen, exitCode);
     } else {
@@ -128,7 +133,8 @@ int CheckRun::run()
     return exitCode;
 }
 
-void CheckRun::look(Foreseen& foreseen)
+/// @return whether the look came to its end
+bool CheckRun::look(Foreseen& foreseen)
 {
     QElapsedTimer clock;
     clock.start();
@@ -137,15 +143,33 @@ void CheckRun::look(Foreseen& foreseen)
     Terminal::ProgressLine line(
         device, device ? Terminal::ProgressLine::viewOf(device) : Terminal::ProgressLine::View(),
         [&clock] { return clock.elapsed(); });
-    const std::atomic<bool> cancelled = false;
     const PanelSource source = {PanelSource::Kind::Batch, m_options.directory, QString()};
-    foresee(source, 0, cancelled, [&](ForesightPiece&& piece) {
+    bool isWhole = false;
+    foresee(source, 0, Terminal::Interruption::flag(), [&](ForesightPiece&& piece) {
+        isWhole = isWhole || piece.isLast;
         piece.addTo(foreseen);
         const double fraction =
             piece.toDo > 0 ? static_cast<double>(piece.done) / static_cast<double>(piece.toDo) : -1;
         line.show(QStringLiteral("looking"), fraction,
                   QStringLiteral("%1 entries").arg(foreseen.entries.size()));
     });
+    return isWhole;
+}
+
+/// What nobody has looked at is told as such.
+void CheckRun::tellStop(Foreseen& foreseen)
+{
+    for (ForeseenEntry& entry : foreseen.entries) {
+        if (entry.outlook != Outlook::Open || !entry.reasonCode.isEmpty())
+            continue;
+        entry.reasonCode = QStringLiteral("stopped");
+        entry.reason = QStringLiteral("not looked at");
+    }
+    foreseen.remarks.push_back(
+        {QStringLiteral("stopped"),
+         QStringLiteral("stopped by %1, not everything was looked at; to look again: %2")
+             .arg(Terminal::Interruption::signalName(),
+                  Terminal::shellCommand(QCoreApplication::arguments()))});
 }
 
 void CheckRun::printTables(const Foreseen& foreseen)
@@ -209,7 +233,7 @@ void CheckRun::printJson(const Foreseen& foreseen, int exitCode)
                              {QStringLiteral("warned"), foreseen.warned()}};
     const QJsonObject site{{QStringLiteral("rows"), m_site.part(Backend::SitePart::Rows).place},
                            {QStringLiteral("files"), m_site.part(Backend::SitePart::Files).place}};
-    const QJsonObject document{
+    QJsonObject document{
         {QStringLiteral("configuration"), m_site.configurationPath()},
         {QStringLiteral("site"), site},
         {QStringLiteral("directory"), m_options.directory},
@@ -221,6 +245,8 @@ void CheckRun::printJson(const Foreseen& foreseen, int exitCode)
         {QStringLiteral("rows"), arrayOf(foreseen.entries)},
         {QStringLiteral("space"), arrayOf(foreseen.spaces)},
         {QStringLiteral("remarks"), jsonOf(foreseen.remarks)}};
+    if (exitCode > 2)
+        document.insert(QStringLiteral("interrupted"), true);
     m_out << QString::fromUtf8(QJsonDocument(document).toJson());
 }
 

@@ -24,12 +24,15 @@ public:
     /// @param messages  takes what is told meanwhile, and why nothing can be looked at; may be out
     CheckRun(const SiteAccess& site, CheckOptions options, QTextStream& out, QTextStream& messages);
 
+    /// A signal that ends programs ends the look: what was found by then is printed, and the rest told as
+    /// not looked at.
     /// @return exit code: 0 where all would be imported, 1 where not, or that is not known, 2 where the
-    /// directory is none; then nothing is printed
+    /// directory is none; then nothing is printed; that of the signal where one came
     int run();
 
 private:
-    void look(Foreseen& foreseen);
+    [[nodiscard]] bool look(Foreseen& foreseen);
+    static void tellStop(Foreseen& foreseen);
     void printTables(const Foreseen& foreseen);
     void printRest(const Foreseen& foreseen);
     void printJson(const Foreseen& foreseen, int exitCode);

@@ -75,6 +75,9 @@ std::vector<Terminal::ExitCodeMeaning> exitCodes()
                            "could not be written")},
         {notStarted, QStringLiteral("not started: the command line, the configuration or the site is at "
                                     "fault, and the reason is told")},
+        {129, QStringLiteral("--batch or --check was stopped by SIGHUP: the rest is told as stopped")},
+        {130, QStringLiteral("the same by SIGINT (Ctrl-C)")},
+        {143, QStringLiteral("the same by SIGTERM")},
     };
 }
 

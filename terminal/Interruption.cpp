@@ -5,7 +5,8 @@
 
 #include "terminal/Interruption.h"
 
-#include <atomic>
+#include <QRegularExpression>
+
 #include <csignal>
 #include <iterator>
 
@@ -31,15 +32,19 @@ constexpr StopSignal stopSignals[] = {
 using Handler = void (*)(int);
 
 std::atomic<int> noted{0};
-static_assert(std::atomic<int>::is_always_lock_free, "a handler may store nothing else");
+std::atomic<bool> isNoted{false};
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "a handler may store nothing else");
 
 /// What the process did before on each of the signals.
 Handler handlersBefore[std::size(stopSignals)] = {};
 
 extern "C" void noteSignal(int number)
 {
-    if (noted.exchange(number) == 0)
+    if (noted.exchange(number) == 0) {
+        isNoted = true;
         return;
+    }
     (void)std::signal(number, SIG_DFL);
     (void)std::raise(number);
 }
@@ -71,9 +76,9 @@ Interruption::~Interruption()
             (void)std::signal(stopSignals[i].number, handlersBefore[i]);
 }
 
-bool Interruption::isAskedFor() noexcept
+const std::atomic<bool>& Interruption::flag() noexcept
 {
-    return noted.load() != 0;
+    return isNoted;
 }
 
 QString Interruption::signalName()
@@ -86,6 +91,19 @@ int Interruption::exitCode() noexcept
 {
     const StopSignal* const signal = notedSignal();
     return signal ? signal->exitCode : 0;
+}
+
+QString shellCommand(const QStringList& words)
+{
+    static const QRegularExpression plain(QStringLiteral("\\A[\\w@%+=:,./-]+\\z"));
+    QStringList typed;
+    for (QString word : words) {
+        if (!plain.match(word).hasMatch())
+            word = QLatin1Char('\'') + word.replace(QLatin1Char('\''), QStringLiteral("'\\''")) +
+                   QLatin1Char('\'');
+        typed << word;
+    }
+    return typed.join(QLatin1Char(' '));
 }
 
 } // namespace KOZAV::Terminal

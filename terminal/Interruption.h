@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
+
+#include <atomic>
 
 namespace KOZAV::Terminal {
 
@@ -17,12 +20,17 @@ public:
     ~Interruption();
     Q_DISABLE_COPY(Interruption)
 
-    [[nodiscard]] static bool isAskedFor() noexcept;
+    [[nodiscard]] static bool isAskedFor() noexcept { return flag(); }
+    /// The same, for work that is given a flag to look at.
+    [[nodiscard]] static const std::atomic<bool>& flag() noexcept;
     /// "SIGINT"; empty where none came.
     [[nodiscard]] static QString signalName();
     /// What a shell says of a program that the signal has ended: 130 for SIGINT, 143 for SIGTERM, 129 for
     /// SIGHUP; 0 where none came.
     [[nodiscard]] static int exitCode() noexcept;
 };
+
+/// The words as they are typed into a shell.
+QString shellCommand(const QStringList& words);
 
 } // namespace KOZAV::Terminal

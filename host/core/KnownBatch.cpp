@@ -37,17 +37,19 @@ KnownBatch::~KnownBatch()
         QDir(m_standIn.directory).removeRecursively();
 }
 
-QString KnownBatch::compare(const Progress& progress)
+QString KnownBatch::compare(const Progress& progress, const std::atomic<bool>& cancelled)
 {
     list();
-    measure(progress);
+    measure(progress, cancelled);
+    if (cancelled)
+        return {};
     std::vector<ComparedSource*> sources;
     for (ComparedSource& source : m_sources)
         sources.push_back(&source);
     if (QString failure = keepWhatMayBeKnown(sources); !failure.isEmpty())
         return failure;
-    read(sources, progress);
-    return leaveOutKnown();
+    read(sources, progress, cancelled);
+    return cancelled ? QString() : leaveOutKnown();
 }
 
 void KnownBatch::list()
@@ -61,7 +63,7 @@ void KnownBatch::list()
     }
 }
 
-void KnownBatch::measure(const Progress& progress)
+void KnownBatch::measure(const Progress& progress, const std::atomic<bool>& cancelled)
 {
     std::atomic<std::size_t> done = 0;
     const auto look = [&] {
@@ -71,6 +73,8 @@ void KnownBatch::measure(const Progress& progress)
     forEachOnCores(
         m_sources.size(), 0,
         [&](std::size_t number) {
+            if (cancelled)
+                return;
             ComparedSource& source = m_sources[number];
             source.content.length = contentLength(source.path, source.content.isFolder);
             ++done;
@@ -78,16 +82,17 @@ void KnownBatch::measure(const Progress& progress)
         look);
 }
 
-void KnownBatch::read(const std::vector<ComparedSource*>& sources, const Progress& progress)
+void KnownBatch::read(const std::vector<ComparedSource*>& sources, const Progress& progress,
+                      const std::atomic<bool>& cancelled)
 {
     qint64 bytes = 1; // a batch of nothing but empty files is no division by zero
     for (const ComparedSource* source : sources)
         bytes += source->content.length;
     std::atomic<qint64> done = 0;
     constexpr double bytesOfAMegabyte = 1e6;
-    const auto count = [&done](qint64 read) {
+    const auto count = [&done, &cancelled](qint64 read) {
         done += read;
-        return true;
+        return !cancelled;
     };
     readContents(sources, 0, count, [&] {
         progress(static_cast<double>(done) / static_cast<double>(bytes),

@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <functional>
 #include <vector>
 
@@ -26,9 +27,10 @@ public:
     ~KnownBatch();
     Q_DISABLE_COPY(KnownBatch)
 
-    /// Reads, with all cores, what may be known, and asks the site. @return why that cannot be asked; empty
-    /// on success
-    [[nodiscard]] QString compare(const Progress& progress);
+    /// Reads, with all cores, what may be known, and asks the site.
+    /// @param cancelled  set by another thread or a signal to have it end early: then it says nothing
+    /// @return why the site cannot be asked; empty on success
+    [[nodiscard]] QString compare(const Progress& progress, const std::atomic<bool>& cancelled);
     /// Whether anything is left to be imported.
     [[nodiscard]] bool isEmpty() const;
     /// Makes a directory for the panel, in the work directory: real company folders, and a link for each
@@ -38,8 +40,9 @@ public:
 
 private:
     void list();
-    void measure(const Progress& progress);
-    static void read(const std::vector<ComparedSource*>& sources, const Progress& progress);
+    void measure(const Progress& progress, const std::atomic<bool>& cancelled);
+    static void read(const std::vector<ComparedSource*>& sources, const Progress& progress,
+                     const std::atomic<bool>& cancelled);
     [[nodiscard]] QString leaveOutKnown();
 
     SiteAccess& m_site;

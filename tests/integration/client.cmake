@@ -9,7 +9,7 @@ if(ZAV_BUILD_PANELS)
                 "ZAV_FIXTURES_DIR=\"${PROJECT_SOURCE_DIR}/tests/fixtures\"")
   zav_add_tests(client_tests LABELS client TESTS client_batch client_command_line client_import client_known_batch
                                                client_manifests client_panels client_sites client_sources client_window)
-  zav_add_tests(client_tests LABELS client TESTS client_check client_foresight)
+  zav_add_tests(client_tests LABELS client TESTS client_check client_foresight client_stopping)
   zav_add_tests(client_tests LABELS client TESTS client_results release_sites)
   zav_add_tests(client_tests SECONDS 15 LABELS client TESTS import_edges import_real_jobs)
   zav_add_tests(client_tests SECONDS 20 LABELS client TESTS client_robot)
