@@ -8,7 +8,7 @@ namespace KOZAV::Terminal {
 
 namespace {
 
-QString quoted(const QString& text)
+QString bashQuoted(const QString& text)
 {
     return QLatin1Char('\'') + text + QLatin1Char('\'');
 }
@@ -21,7 +21,7 @@ QString dashed(const CommandOption& option)
 /// What has bash offer one of the words.
 QString offer(const QString& words)
 {
-    return QStringLiteral("mapfile -t COMPREPLY < <(compgen -W %1 -- \"$cur\")").arg(quoted(words));
+    return QStringLiteral("mapfile -t COMPREPLY < <(compgen -W %1 -- \"$cur\")").arg(bashQuoted(words));
 }
 
 QString offerValue(ValueKind kind, const QStringList& choices)
@@ -39,7 +39,7 @@ QString offerValue(ValueKind kind, const QStringList& choices)
                    "[[ $cur == *,* ]] && list=${cur%,*},\n"
                    "            mapfile -t COMPREPLY < <(compgen -P \"$list\" -W %1 -- \"${cur##*,}\")\n"
                    "            compopt -o nospace")
-            .arg(quoted(words));
+            .arg(bashQuoted(words));
     case ValueKind::Text:
     case ValueKind::Verb:
         break;
@@ -92,9 +92,9 @@ QString verbBranches(const CommandDescription& program)
     QStringList ofOne;
     for (const CommandVerb& verb : program.verbs) {
         if (verb.name.contains(QLatin1Char(' ')))
-            ofTwo << quoted(verb.name);
+            ofTwo << bashQuoted(verb.name);
         else
-            ofOne << quoted(verb.name + QLatin1Char(' ')) + QLatin1Char('*');
+            ofOne << bashQuoted(verb.name + QLatin1Char(' ')) + QLatin1Char('*');
     }
     QString branches;
     const auto add = [&branches](const QStringList& patterns, const char* verb, int taken) {
@@ -115,7 +115,7 @@ QString optionBranches(const CommandDescription& program)
     for (const CommandVerb& verb : program.verbs)
         if (!verb.options.empty())
             branches += QStringLiteral("            %1) options+=%2 ;;\n")
-                            .arg(quoted(verb.name), quoted(QLatin1Char(' ') + names(verb.options)));
+                            .arg(bashQuoted(verb.name), bashQuoted(QLatin1Char(' ') + names(verb.options)));
     return branches;
 }
 
@@ -127,7 +127,7 @@ QString operandBranches(const CommandVerb& verb)
         const QString commands = offerValue(operand.kind, operand.choices);
         const QString at = operand.repeated ? QStringLiteral("*") : QString::number(place);
         if (!commands.isEmpty())
-            branches += QStringLiteral("        %1:%2) %3 ;;\n").arg(quoted(verb.name), at, commands);
+            branches += QStringLiteral("        %1:%2) %3 ;;\n").arg(bashQuoted(verb.name), at, commands);
     }
     return branches;
 }
@@ -201,7 +201,7 @@ QByteArray bashCompletion(const CommandDescription& program)
     if (hasVerbs)
         text += findVerb(program) + QLatin1Char('\n');
     text += QStringLiteral("    if [[ $cur == -* ]]; then\n        local options=%1\n")
-                .arg(quoted(names(program.options)));
+                .arg(bashQuoted(names(program.options)));
     if (hasVerbs)
         text += QStringLiteral("        case $verb in\n%1        esac\n").arg(optionBranches(program));
     text += QStringLiteral("        mapfile -t COMPREPLY < <(compgen -W \"$options\" -- \"$cur\")\n");

@@ -7,7 +7,7 @@ namespace KOZAV::Terminal {
 
 namespace {
 
-QString quoted(QString text)
+QString fishQuoted(QString text)
 {
     text.replace(QLatin1Char('\\'), QStringLiteral("\\\\")).replace(QLatin1Char('\''), QStringLiteral("\\'"));
     return QLatin1Char('\'') + text + QLatin1Char('\'');
@@ -24,10 +24,10 @@ QString offered(ValueKind kind, const QStringList& choices, const char* exclusiv
     case ValueKind::Directory:
         return only + QStringLiteral(" -a '(__fish_complete_directories)'");
     case ValueKind::Choice:
-        return only + QStringLiteral(" -a ") + quoted(words);
+        return only + QStringLiteral(" -a ") + fishQuoted(words);
     case ValueKind::ChoiceList:
         return only + QStringLiteral(" -a ") +
-               quoted(QStringLiteral("(__fish_append , ") + words + QLatin1Char(')'));
+               fishQuoted(QStringLiteral("(__fish_append , ") + words + QLatin1Char(')'));
     case ValueKind::Text:
     case ValueKind::Verb:
         break;
@@ -44,7 +44,7 @@ QString optionLine(const QString& begin, const CommandOption& option)
         line += option.kind == ValueKind::File
                     ? QStringLiteral(" -r -F")
                     : QLatin1Char(' ') + offered(option.kind, option.choices, "-x");
-    return line + QStringLiteral(" -d ") + quoted(option.help) + QLatin1Char('\n');
+    return line + QStringLiteral(" -d ") + fishQuoted(option.help) + QLatin1Char('\n');
 }
 
 /// The functions that the conditions call.
@@ -92,7 +92,7 @@ QString offerWords(const CommandDescription& program, const QString& behind, con
     for (const NamedText& word : verbWords(program, first)) {
         const QString typed = (behind + QLatin1Char(' ') + first).simplified();
         lines += QStringLiteral("complete -c %1 -n '__%1_at 0 %2' -a %3 -d %4\n")
-                     .arg(program.program, typed, word.name, quoted(word.text));
+                     .arg(program.program, typed, word.name, fishQuoted(word.text));
         if (first.isEmpty())
             lines += offerWords(program, behind, word.name);
     }

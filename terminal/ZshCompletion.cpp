@@ -8,13 +8,13 @@ namespace KOZAV::Terminal {
 namespace {
 
 /// A text between single quotes.
-QString quoted(QString text)
+QString zshQuoted(QString text)
 {
     return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QStringLiteral("'\\''")) + QLatin1Char('\'');
 }
 
 /// A text in which colons and brackets end what they stand in.
-QString escaped(const QString& text)
+QString zshEscaped(const QString& text)
 {
     QString made;
     for (const QChar character : text) {
@@ -48,16 +48,16 @@ QString action(ValueKind kind, const QStringList& choices)
 QString optionLine(const CommandOption& option)
 {
     const QString name = QStringLiteral("--") + option.name;
-    const QString text = QLatin1Char('[') + escaped(option.help) + QLatin1Char(']');
+    const QString text = QLatin1Char('[') + zshEscaped(option.help) + QLatin1Char(']');
     QString line;
     if (!option.letter.isEmpty())
-        line = QStringLiteral("'(%1 -%2)'{%1,-%2}%3").arg(name, option.letter, quoted(text));
+        line = QStringLiteral("'(%1 -%2)'{%1,-%2}%3").arg(name, option.letter, zshQuoted(text));
     else if (option.valueName.isEmpty())
-        line = quoted(name + text);
+        line = zshQuoted(name + text);
     else
-        line = quoted((option.repeated ? QStringLiteral("*") : QString()) + name + QLatin1Char('=') + text +
-                      QLatin1Char(':') + escaped(option.valueName) + QLatin1Char(':') +
-                      action(option.kind, option.choices));
+        line = zshQuoted((option.repeated ? QStringLiteral("*") : QString()) + name + QLatin1Char('=') +
+                         text + QLatin1Char(':') + zshEscaped(option.valueName) + QLatin1Char(':') +
+                         action(option.kind, option.choices));
     return line;
 }
 
@@ -76,8 +76,8 @@ QString operandLine(const CommandOperand& operand, std::size_t place, const QStr
         where += QLatin1Char(':');
     if (operand.kind == ValueKind::Verb)
         return QStringLiteral("'1:VERB:%1_words' '2:VERB: %1_words $words[CURRENT-1]'").arg(function);
-    return quoted(where + QLatin1Char(':') + operand.name + QLatin1Char(':') +
-                  action(operand.kind, operand.choices));
+    return zshQuoted(where + QLatin1Char(':') + operand.name + QLatin1Char(':') +
+                     action(operand.kind, operand.choices));
 }
 
 /// The function that offers the words of verbs: the first ones, or those behind a first.
@@ -86,7 +86,7 @@ QString wordsFunction(const CommandDescription& program, const QString& function
     const auto list = [](const std::vector<NamedText>& words, const char* indent) {
         QString lines;
         for (const NamedText& word : words)
-            lines += QLatin1String(indent) + quoted(escaped(word.name) + QLatin1Char(':') + word.text) +
+            lines += QLatin1String(indent) + zshQuoted(zshEscaped(word.name) + QLatin1Char(':') + word.text) +
                      QLatin1Char('\n');
         return lines;
     };
@@ -104,7 +104,7 @@ QString wordsFunction(const CommandDescription& program, const QString& function
 /// Options and operands of a verb.
 QString verbBranch(const CommandDescription& program, const CommandVerb& verb, const QString& function)
 {
-    QString branch = QStringLiteral("  %1)\n    _arguments -S \\\n").arg(quoted(verb.name));
+    QString branch = QStringLiteral("  %1)\n    _arguments -S \\\n").arg(zshQuoted(verb.name));
     branch += optionLines(program.options, "      ") + optionLines(verb.options, "      ");
     for (std::size_t place = 0; place < verb.operands.size(); ++place)
         branch += QStringLiteral("      ") + operandLine(verb.operands[place], place, function) +
