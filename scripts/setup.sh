@@ -4,7 +4,7 @@
 #   test     that, and what the tests and checks need
 #   bench    what the build, the tests and the peers of the benchmarks need
 #   long     what the tests need, and what the checks before a release need
-#   package  what the tests need, and what Debian packages are made, checked and tried with
+#   package  what the build needs, and what Debian packages are made, checked and tried with
 # Can be run again: it asks for nothing that is there. Needs root or sudo only where something is missing.
 set -euo pipefail
 
@@ -14,8 +14,6 @@ build_packages=(
   libqt5svg5 qttranslations5-l10n
   libzip-dev libdeflate-dev zlib1g-dev libssl-dev libarchive-dev libmongoc-dev
   fonts-noto-cjk unzip
-  # The manual is built with it.
-  python3-markdown
 )
 test_packages=(
   clang-format clang-tidy git
@@ -38,7 +36,7 @@ long_packages=(
 )
 
 package_packages=(
-  debhelper devscripts dpkg-dev fakeroot lintian abigail-tools debootstrap
+  git debhelper dpkg-dev lintian abigail-tools debootstrap
 )
 
 wanted=("${build_packages[@]}")
@@ -47,7 +45,7 @@ case ${1:-build} in
   test) wanted+=("${test_packages[@]}") ;;
   bench) wanted+=("${test_packages[@]}" "${bench_packages[@]}") ;;
   long) wanted+=("${test_packages[@]}" "${long_packages[@]}") ;;
-  package) wanted+=("${test_packages[@]}" "${package_packages[@]}") ;;
+  package) wanted+=("${package_packages[@]}") ;;
   *) echo "setup: unknown set of packages $1 (build, test, bench, long, package)" >&2; exit 2 ;;
 esac
 

@@ -6,20 +6,22 @@ cd "$(dirname "$0")/.."
 usage() {
   cat >&2 <<'TEXT'
 Usage: scripts/test.sh            set up, build, run the tests: setup ci
-       scripts/test.sh all        what continuous integration runs: setup format tidy no-panels asan-ubsan ci
-       scripts/test.sh long       what takes too long for that, before a release: setup-long docs clang fuzz loops
+       scripts/test.sh all        what continuous integration runs: setup format tidy no-panels asan-ubsan package ci
+       scripts/test.sh long       what takes too long for that, before a release: setup-long docs clang fuzz loops twice
        scripts/test.sh STAGE...   the stages named, in that order
 Stages: setup       installs what is missing
         format      clang-format of every source
         tidy        clang-tidy of the product's sources, which needs no build
         no-panels   the build without panels and without MongoDB, and its tests
         asan-ubsan  the build with sanitizers, and its tests
+        package     the Debian packages: built, looked at, installed into a fresh tree and used there
         ci          the plain build, and its tests
         setup-long  installs what is missing for docs, clang and fuzz
         docs        the reference of the installed headers, without a warning
         clang       the build by clang without precompiled headers, and its quick tests
         fuzz        each fuzzer for ten minutes, built by clang
         loops       the plain build, and the client disturbed at every single call and piece
+        twice       the Debian packages built two times, which must be the same byte for byte
 TEXT
   exit 2
 }
@@ -72,6 +74,8 @@ run_stage() { # STAGE
       build "$1"
       run_tests "$1" -LE long
       ;;
+    package) scripts/package.sh ;;
+    twice) scripts/package.sh --twice --no-tree ;;
     setup-long) scripts/setup.sh long ;;
     docs)
       configure tidy
@@ -100,12 +104,12 @@ run_stage() { # STAGE
 
 case ${1:-} in
   '') stages=(setup ci) ;;
-  all) stages=(setup format tidy no-panels asan-ubsan ci) ;;
-  long) stages=(setup-long docs clang fuzz loops) ;;
+  all) stages=(setup format tidy no-panels asan-ubsan package ci) ;;
+  long) stages=(setup-long docs clang fuzz loops twice) ;;
   *) stages=("$@") ;;
 esac
 for stage in "${stages[@]}"; do
-  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|ci|setup-long|docs|clang|fuzz|loops)$ ]] || usage
+  [[ $stage =~ ^(setup|format|tidy|no-panels|asan-ubsan|package|ci|setup-long|docs|clang|fuzz|loops|twice)$ ]] || usage
 done
 
 show_summary() {
