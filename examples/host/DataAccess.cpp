@@ -96,7 +96,7 @@ QString selectRows(QLatin1String table, const std::map<std::string, const char*>
     for (const auto& condition : conditions)
         if (columns.count(condition.first) == 0)
             return QStringLiteral("there is no such condition column");
-    for (const QJsonValue& value : FolderSite::current().rows()[table].toArray()) {
+    for (const auto& value : FolderSite::current().rows()[table].toArray()) {
         const QJsonObject row = value.toObject();
         bool meetsAll = true;
         for (const auto& [column, wanted] : conditions) {

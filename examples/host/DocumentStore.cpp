@@ -60,7 +60,7 @@ QString copy(const QString& from, const QString& target, Content& content)
     QSaveFile file(target);
     if (!file.open(QIODevice::WriteOnly))
         return target + QStringLiteral(": ") + file.errorString();
-    if (const QString reason = readThrough(from, &file, content); !reason.isEmpty())
+    if (QString reason = readThrough(from, &file, content); !reason.isEmpty())
         return reason;
     return file.commit() ? QString() : file.errorString();
 }

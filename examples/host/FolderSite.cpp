@@ -88,7 +88,7 @@ QString FolderSite::change(const std::function<QString(QJsonObject& rows)>& chan
     if (!lock.lock())
         return QStringLiteral("the rows cannot be locked");
     QJsonObject changed = rows();
-    const QString reason = change(changed);
+    QString reason = change(changed);
     if (!reason.isEmpty())
         return reason;
     return writeDocument(path(QStringLiteral("rows.json")), changed)

@@ -18,7 +18,7 @@ std::vector<DataLib::Model::Odbpp_Job_C> ZAV_StdCommon::getInputJobList()
     std::vector<DataLib::Model::Odbpp_Job_C> jobs;
     const QJsonObject rows = FolderSite::current().rows();
     const QJsonArray compressed = rows[QStringLiteral("compressed")].toArray();
-    for (const QJsonValue& value : rows[QStringLiteral("flows")].toArray()) {
+    for (const auto& value : rows[QStringLiteral("flows")].toArray()) {
         const QJsonObject flow = value.toObject();
         const bool waits =
             flow[QStringLiteral("state")].toInt() == 0 && flow[QStringLiteral("subState")].toInt() == 0;

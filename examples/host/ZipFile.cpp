@@ -72,8 +72,7 @@ QString ZipFile::addFolder(const QString& folder)
         const QByteArray name = root.relativeFilePath(entry.filePath()).toUtf8();
         if (entry.isSymLink() || (!entry.isFile() && !entry.isDir()))
             return entry.filePath() + QStringLiteral(" is neither file nor folder");
-        const QString reason =
-            entry.isDir() ? addFile(QString(), name + '/') : addFile(entry.filePath(), name);
+        QString reason = entry.isDir() ? addFile(QString(), name + '/') : addFile(entry.filePath(), name);
         if (!reason.isEmpty())
             return reason;
     }

@@ -1,5 +1,5 @@
-# Builds the installed example host against the installation (see Installed.cmake), has it import two job folders, and
-# looks at what its panels show and what lies on the disk.
+# Builds the installed example host against the installation (see Installed.cmake), works its window, has the program
+# import two job folders, and looks at what its panels show and what lies on the disk.
 include("${CMAKE_CURRENT_LIST_DIR}/Installed.cmake")
 
 # Fails where a program needs the backend: this host has services of its own.
@@ -13,8 +13,11 @@ endfunction()
 
 file(GLOB_RECURSE example "${prefix}/HostWindow.cpp")
 cmake_path(GET example PARENT_PATH example)
-build_installed_project("${example}")
-find_built(host example_host)
+build_installed_project("${CMAKE_CURRENT_LIST_DIR}/host_operator" "-DEXAMPLE_HOST=${example}")
+find_built(operator host_operator)
+run("${operator}")
+find_program(host example_host PATHS "${WORK_DIR}/build/example_host" PATH_SUFFIXES "${CONFIG}" REQUIRED NO_DEFAULT_PATH
+             NO_CACHE)
 expect_no_backend("${host}")
 
 set(site "${WORK_DIR}/site")

@@ -144,7 +144,7 @@ QStringList ContractSite::job(const std::string& generatedName)
 QStringList ContractSite::preFiles(const std::string& flowGuid)
 {
     QStringList found;
-    for (const QJsonValue& row : table("preFiles"))
+    for (const auto& row : table("preFiles"))
         if (row.toObject()[QStringLiteral("flow")] == QString::fromStdString(flowGuid))
             found << fields(row.toObject(), {{"guid", "key"},
                                              {"jobName", "jobName"},
@@ -160,7 +160,7 @@ QStringList ContractSite::origFiles()
 {
     const QJsonArray flows = table("flows");
     QStringList files;
-    for (const QJsonValue& value : table("origFiles")) {
+    for (const auto& value : table("origFiles")) {
         const QJsonObject row = value.toObject();
         const QJsonObject flow = rowWith(flows, "key", row[QStringLiteral("flow")]);
         QStringList texts = {row[QStringLiteral("key")].toString(),
