@@ -1,5 +1,6 @@
 #include "admin/Application.h"
 #include "admin/ProgressText.h"
+#include "admin/StatusMetrics.h"
 #include "admin/Verbs.h"
 #include "backend/Site.h"
 #include "backend/config/Redaction.h"
@@ -294,31 +295,45 @@ void tellFiles(StatusReport& report, const FilesState& files)
     report.set("quarantined", jsonOf(files.quarantined));
 }
 
-} // namespace
-
-Result<Report> statusVerb(const Call& call)
+Report statusOf(const Call& call, const Settings& settings)
 {
-    const auto settings = call.site.settings();
-    if (!settings.ok())
-        return settings.status();
     StatusReport report;
     const auto rows = stateOfRows(call.site);
     if (rows.ok())
         tellRows(report, rows.value());
     else
-        report.addFailure("rows", QStringLiteral("rows"), placeOf(settings->database), rows.status());
-    const auto files = stateOfFiles(settings.value(), call.site);
+        report.addFailure("rows", QStringLiteral("rows"), placeOf(settings.database), rows.status());
+    const auto files = stateOfFiles(settings, call.site);
     if (files.ok())
         tellFiles(report, files.value());
     else
-        report.addFailure("files", QStringLiteral("files"), placeOf(settings->documentStore), files.status());
+        report.addFailure("files", QStringLiteral("files"), placeOf(settings.documentStore), files.status());
     if (rows.ok() && files.ok())
         if (const auto same = call.site.compareIdentity(); !same.ok())
             report.addFailure("identity", QStringLiteral("identity"), call.site.configurationPath(), same);
-    const FileHeap staged = stagedCopies(settings.value());
+    const FileHeap staged = stagedCopies(settings);
     report.add(QStringLiteral("staged"), heapText(staged));
     report.set("staged", jsonOf(staged));
     return report.finished();
+}
+
+} // namespace
+
+Result<Report> statusVerb(const Call& call)
+{
+    const bool forPrometheus = call.line.has(QStringLiteral("prometheus"));
+    if (forPrometheus && call.line.has(QStringLiteral("json")))
+        return Status::invalidArgument(QStringLiteral("--prometheus and --json exclude each other"));
+    const auto settings = call.site.settings();
+    if (!settings.ok() && !forPrometheus)
+        return settings.status();
+    Report report;
+    report.outcome = settings.status();
+    if (settings.ok())
+        report = statusOf(call, settings.value());
+    if (forPrometheus)
+        report.text = prometheusText(report.json, QDateTime::currentDateTimeUtc());
+    return report;
 }
 
 } // namespace KOZAV::Admin

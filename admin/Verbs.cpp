@@ -154,7 +154,7 @@ std::vector<Verb> makeVerbs()
          "tell how the site is: companies, jobs by state, bytes stored, quarantined and staged, oldest "
          "waiting job, last import and last check",
          statusVerb,
-         {},
+         {flag("prometheus", "the numbers in the text format of Prometheus")},
          Backend::Site::Use::Inspection},
         {"company add",
          {},

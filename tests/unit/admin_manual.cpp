@@ -1,11 +1,13 @@
 #include "admin/Application.h"
 #include "admin/ServerOptions.h"
+#include "admin/StatusMetrics.h"
 #include "admin/Verbs.h"
 #include "backend/config/SettingRules.h"
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace KOZAV::Admin;
@@ -21,6 +23,8 @@ private Q_SLOTS:
     void everyServerOptionHasItsRow();
     void everyServerOptionSetsItsKey();
     void everyExitCodeHasItsRow();
+    void everyMetricHasItsRow();
+    void alertsNameMetrics();
 
 private:
     /// The rows of the first table below a heading, without head and rule; the last cell is cut off where it
@@ -42,6 +46,13 @@ QString written(const CommandOption& option)
 {
     return QStringLiteral("`--%1`").arg(
         option.valueName.isEmpty() ? option.name : option.name + QLatin1Char(' ') + option.valueName);
+}
+
+/// A page of docs/.
+QString contentOf(const char* page)
+{
+    QFile file(QStringLiteral(ZAV_DOCS_DIR "/") + QLatin1String(page));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 } // namespace
@@ -142,6 +153,46 @@ void AdminManualTest::everyExitCodeHasItsRow()
     QCOMPARE(found.size(), rows.size());
     for (int i = 0; i < rows.size(); ++i)
         QVERIFY2(found.at(i).startsWith(rows.at(i)), qPrintable(rows.at(i)));
+}
+
+void AdminManualTest::everyMetricHasItsRow()
+{
+    QStringList expected;
+    for (const StatusMetric& metric : statusMetrics()) {
+        QStringList labels = QString::fromLatin1(metric.labels).split(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (QString& label : labels)
+            label = QStringLiteral("`%1`").arg(label);
+        const QString cell = labels.isEmpty() ? QStringLiteral(" ")
+                                              : QStringLiteral(" %1 ").arg(labels.join(QStringLiteral(", ")));
+        expected << QStringLiteral("| `%1` |%2| %3 |")
+                        .arg(QLatin1String(metric.name), cell, QLatin1String(metric.help));
+    }
+    QStringList found;
+    for (const QString& line : contentOf("monitoring.md").split(QLatin1Char('\n')))
+        if (line.startsWith(QLatin1String("| `zav_")))
+            found << line;
+    QCOMPARE(found, expected);
+}
+
+void AdminManualTest::alertsNameMetrics()
+{
+    QStringList known;
+    for (const StatusMetric& metric : statusMetrics())
+        known << QLatin1String(metric.name);
+    const QString rules = contentOf("monitoring.md")
+                              .section(QStringLiteral("```yaml\n"), 1)
+                              .section(QStringLiteral("```"), 0, 0);
+    int named = 0;
+    for (const QString& line : rules.split(QLatin1Char('\n'))) {
+        static const QRegularExpression metric(QStringLiteral("zav_[a-z_]+"));
+        if (!line.contains(QLatin1String("expr:")))
+            continue;
+        for (auto found = metric.globalMatch(line); found.hasNext(); ++named) {
+            const QString name = found.next().captured();
+            QVERIFY2(known.contains(name), qPrintable(name));
+        }
+    }
+    QVERIFY(named >= 7);
 }
 
 ZAV_REGISTER_TEST(admin_manual, AdminManualTest, QCoreApplication)

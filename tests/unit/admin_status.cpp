@@ -13,7 +13,10 @@
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QJsonArray>
+#include <QMap>
+#include <QProcess>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QTest>
 
 #include <memory>
@@ -36,6 +39,10 @@ private Q_SLOTS:
     void rowsOfAnEarlierReleaseAreTold();
     void missingPartIsToldBesideTheOther();
     void textShowsTheSame();
+    void metricsOfAFullSite();
+    void metricsOfAnEmptySite();
+    void metricsOfASiteThatIsDown();
+    void metricsAreOneForm();
 
 private:
     [[nodiscard]] AdminOutcome run(const QStringList& line) const;
@@ -56,6 +63,48 @@ Backend::Database& database()
 Backend::Settings settings()
 {
     return Site::current().settings().value();
+}
+
+/// Values by the metric with its labels.
+using Samples = QMap<QString, double>;
+
+/// Reads the text format, as strictly as a scraper may: each metric has its help, its type and then all of
+/// its samples, none twice.
+Samples samplesIn(const QString& exposition)
+{
+    static const QRegularExpression head(text("^# (HELP|TYPE) (zav_[a-z_]+) (.+)$"));
+    static const QRegularExpression line(text("^((zav_[a-z_]+)(\\{[a-z_]+=\"([^\"\\\\\n]|\\\\[\\\\\"n])*\"(,["
+                                              "a-z_]+=\"([^\"\\\\\n]|\\\\[\\\\\"n])*\")*\\})?) "
+                                              "(-?[0-9]+(\\.[0-9]+)?)$"));
+    Samples samples;
+    QStringList heads;
+    QString metric;
+    const auto refuse = [](const QString& bad) { qWarning("not in the format: %s", qPrintable(bad)); };
+    if (!exposition.endsWith(QLatin1Char('\n'))) {
+        refuse(exposition.right(20));
+        return {};
+    }
+    for (const QString& each : exposition.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (const auto found = head.match(each); found.hasMatch()) {
+            const QString kind = found.captured(1);
+            metric = found.captured(2);
+            heads << kind + metric;
+            const bool isGauge = kind != text("TYPE") || found.captured(3) == text("gauge");
+            if (heads.count(kind + metric) > 1 || !isGauge) {
+                refuse(each);
+                return {};
+            }
+        } else if (const auto sample = line.match(each); sample.hasMatch() && sample.captured(2) == metric &&
+                                                         heads.last() == text("TYPE") + metric &&
+                                                         heads.contains(text("HELP") + metric) &&
+                                                         !samples.contains(sample.captured(1))) {
+            samples.insert(sample.captured(1), sample.captured(7).toDouble());
+        } else {
+            refuse(each);
+            return {};
+        }
+    }
+    return samples;
 }
 
 } // namespace
@@ -203,6 +252,94 @@ void AdminStatusTest::textShowsTheSame()
           "staged +1 files, 70 ", "oldest waiting job +HX000001, 2", "last import +HX000003, 2",
           "last check +never\n", ", schema 4, "})
         QVERIFY2(shown.contains(QRegularExpression(text(line))), qPrintable(text(line) + shown));
+}
+
+void AdminStatusTest::metricsOfAFullSite()
+{
+    fill();
+    Backend::SiteEvent check;
+    check.kind = Backend::eventKind::checked;
+    check.outcome = text("findings");
+    check.detail = {{text("file-missing"), 2}};
+    QVERIFY(Backend::addEvent(database(), check).ok());
+    const AdminOutcome outcome = run({text("status"), text("--prometheus")});
+    QCOMPARE(outcome.code, ExitCode::Success);
+    const Samples samples = samplesIn(outcome.out);
+    for (const auto& [sample, value] : std::initializer_list<std::pair<const char*, double>>{
+             {"zav_up", 1},
+             {"zav_part_up{part=\"rows\"}", 1},
+             {"zav_part_up{part=\"files\"}", 1},
+             {"zav_companies", 1},
+             {"zav_jobs{state=\"0\",sub_state=\"0\"}", 3},
+             {"zav_jobs{state=\"1\",sub_state=\"2\"}", 1},
+             {"zav_jobs_waiting", 2},
+             {"zav_jobs_unfinished", 1},
+             {"zav_last_check_clean", 0},
+             {"zav_last_check_findings{kind=\"file-missing\"}", 2},
+             {"zav_stored_files", 4},
+             {"zav_stored_bytes", 650},
+             {"zav_quarantined_files", 1},
+             {"zav_quarantined_bytes", 300},
+             {"zav_staged_files", 1},
+             {"zav_staged_bytes", 70}})
+        QCOMPARE(samples.value(text(sample), -1), value);
+    const QJsonObject status = this->status();
+    const QDateTime lastImport =
+        QDateTime::fromString(status[text("last_import")][text("time")].toString(), Qt::ISODateWithMs);
+    QCOMPARE(samples.value(text("zav_last_import_timestamp_seconds")),
+             static_cast<double>(lastImport.toMSecsSinceEpoch()) / 1000);
+    const double now = samples.value(text("zav_status_timestamp_seconds"));
+    for (const char* time :
+         {"zav_oldest_waiting_job_timestamp_seconds", "zav_last_check_timestamp_seconds",
+          "zav_quarantined_oldest_timestamp_seconds", "zav_staged_oldest_timestamp_seconds"})
+        QVERIFY2(now - samples.value(text(time)) < 3600, time);
+    QVERIFY(QString(outcome.out)
+                .contains(text("zav_site_info{site=\"") + status[text("rows")][text("identity")].toString()));
+    if (const QString tool = QStandardPaths::findExecutable(text("promtool")); !tool.isEmpty()) {
+        QProcess promtool;
+        promtool.start(tool, {text("check"), text("metrics")});
+        promtool.write(outcome.out.toUtf8());
+        promtool.closeWriteChannel();
+        QVERIFY(promtool.waitForFinished());
+        QCOMPARE(promtool.exitCode(), 0);
+    }
+}
+
+void AdminStatusTest::metricsOfAnEmptySite()
+{
+    const Samples samples = samplesIn(run({text("status"), text("--prometheus")}).out);
+    QCOMPARE(samples.value(text("zav_up"), -1), 1.0);
+    QCOMPARE(samples.value(text("zav_stored_bytes"), -1), 0.0);
+    for (const QString& sample : samples.keys())
+        QVERIFY2(!sample.startsWith(text("zav_last_")) && !sample.startsWith(text("zav_oldest_")) &&
+                     !sample.contains(text("_oldest_")),
+                 qPrintable(sample));
+}
+
+void AdminStatusTest::metricsOfASiteThatIsDown()
+{
+    m_site->configure(text("document_store/root"), m_site->path(text("nowhere")));
+    m_site->configure(text("document_store/kind"), text("local"));
+    const AdminOutcome half = run({text("status"), text("--prometheus")});
+    QCOMPARE(half.code, ExitCode::Configuration);
+    QVERIFY(!half.err.isEmpty());
+    const Samples samples = samplesIn(half.out);
+    QCOMPARE(samples.value(text("zav_up"), -1), 0.0);
+    QCOMPARE(samples.value(text("zav_part_up{part=\"rows\"}"), -1), 1.0);
+    QCOMPARE(samples.value(text("zav_part_up{part=\"files\"}"), -1), 0.0);
+    QCOMPARE(samples.value(text("zav_companies"), -1), 1.0);
+
+    const AdminOutcome none = runAdmin(m_site->path(text("no.ini")), {text("status"), text("--prometheus")});
+    QCOMPARE(none.code, ExitCode::Configuration);
+    QCOMPARE(samplesIn(none.out).value(text("zav_up"), -1), 0.0);
+    QCOMPARE(samplesIn(none.out).size(), 4);
+}
+
+void AdminStatusTest::metricsAreOneForm()
+{
+    const AdminOutcome both = run({text("status"), text("--prometheus"), text("--json")});
+    QCOMPARE(both.code, ExitCode::Usage);
+    QVERIFY(both.out.isEmpty());
 }
 
 ZAV_REGISTER_TEST(admin_status, AdminStatusTest, QCoreApplication)
