@@ -13,8 +13,8 @@ Usage: scripts/package.sh [--twice] [--no-tree | --tree DIR]
   --twice     build a second time, at another path, in another time zone and with another umask, and compare both
               byte for byte
   --no-tree   do not install the packages
-  --tree DIR  the fresh tree to install into, made anew; default build/package/tree. Needs root; where the tree cannot be
-              made, that is said and it is left out.
+  --tree DIR  the fresh tree to install into, made anew and kept; without it, one that is removed when all went well.
+              Needs root; where the tree cannot be made, that is said and it is left out.
 TEXT
   exit 2
 }
@@ -39,7 +39,8 @@ while [ $# -gt 0 ]; do
 done
 
 export LC_ALL=C.UTF-8
-export DEB_BUILD_OPTIONS="parallel=$(nproc) terse"
+DEB_BUILD_OPTIONS="parallel=$(nproc) terse"
+export DEB_BUILD_OPTIONS
 say() { printf '\n== %s\n' "$*"; }
 
 # Runs the command and shows its output only where it fails.
@@ -143,6 +144,7 @@ if [ "$with_tree" = yes ]; then
   say "Building the revision that follows"
   build_next_revision "$work"
   scripts/package_trial.sh "$tree" "$work/first" "$work/second" "$work/archives"
+  [ "$tree" != "$work/tree" ] || rm -rf --one-file-system "$tree"
 fi
 
 say "The packages are in build/package/first"

@@ -44,10 +44,14 @@ as_user() { # COMMAND...
     sh -c 'cd; exec "$@"' sh "$@"
 }
 
-# apt in the tree, with few words of its own.
+# apt-get in the tree, with its words in a log that is shown where it fails.
+apt() { # VERB ARGUMENT...
+  in_tree apt-get -q -y -o Dpkg::Use-Pty=0 -o Acquire::Languages=none "$@" >>"$archives/apt.log" 2>&1 ||
+    { tail -n 40 "$archives/apt.log"; fail "apt-get $1 failed"; }
+}
+
 install() { # PACKAGE...
-  in_tree apt-get -q -y -o Dpkg::Use-Pty=0 install --no-install-recommends "$@" >>"$archives/apt.log" 2>&1 ||
-    { tail -n 40 "$archives/apt.log"; fail "apt-get install failed"; }
+  apt install --no-install-recommends "$@"
 }
 
 make_tree() {
@@ -58,8 +62,7 @@ make_tree() {
   mkdir -p "$tree" "$archives"
   touch "$mark"
   # What this machine has downloaded for itself need not be downloaded again.
-  cp --link --no-clobber /var/cache/apt/archives/*.deb "$archives/" 2>/dev/null ||
-    cp --no-clobber /var/cache/apt/archives/*.deb "$archives/" 2>/dev/null || true
+  cp --link --no-clobber /var/cache/apt/archives/*.deb "$archives/" 2>/dev/null || true
   # The packages were built against this machine's libraries: the tree is of its release.
   debootstrap --variant=minbase --cache-dir="$archives" "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$tree" \
     "$mirror" >"$archives/debootstrap.log" 2>&1 || { tail "$archives/debootstrap.log"; fail "debootstrap failed"; }
@@ -67,7 +70,7 @@ make_tree() {
   mount -t tmpfs -o mode=1777 tmpfs "$tree/dev/shm"
   mount --bind "$archives" "$tree/var/cache/apt/archives"
   : >"$archives/apt.log"
-  in_tree apt-get -q -o Acquire::Languages=none update >>"$archives/apt.log" 2>&1 || { cat "$archives/apt.log"; fail "apt-get update failed"; }
+  apt update
   in_tree useradd --create-home importer
   mkdir "$tree/first" "$tree/second"
   cp "$first"/*.deb "$tree/first/"
@@ -147,7 +150,7 @@ upgrade_packages() {
 purge_packages() {
   local site
   site=$(list_site)
-  in_tree apt-get -q -y -o Dpkg::Use-Pty=0 purge $(our_packages) >>"$archives/apt.log" 2>&1
+  apt purge $(our_packages)
   list_files >"$archives/after.txt"
   diff "$archives/before.txt" "$archives/after.txt" || fail "the packages left something behind, or took what was not theirs"
   [ "$site" = "$(list_site)" ] || fail "the packages' removal changed a user's site"
