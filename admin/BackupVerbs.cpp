@@ -82,7 +82,7 @@ QJsonObject filesJson(const FileCount& files, const FileCount& copied)
             {QStringLiteral("copied_bytes"), copied.bytes}};
 }
 
-QString countText(const FileCount& files, const FileCount& copied, const std::vector<TableCount>& tables)
+QString copiedText(const FileCount& files, const FileCount& copied, const std::vector<TableCount>& tables)
 {
     qint64 rows = 0;
     for (const TableCount& count : tables)
@@ -109,7 +109,7 @@ Report backupReport(const BackupReport& backup)
                    {QStringLiteral("tables"), tablesJson(backup.tables)}};
     report.text = QStringLiteral("backup of the site %1 in %2, as it was at %3\n")
                       .arg(backup.identity, printable(backup.folder), backup.moment) +
-                  countText(backup.files, backup.copied, backup.tables) +
+                  copiedText(backup.files, backup.copied, backup.tables) +
                   lossTable(backup.losses, QStringLiteral("the backup has it from an earlier run"));
     report.success = exitCodeOf(backup.losses);
     return report;
@@ -131,7 +131,7 @@ Report restoreReport(const RestoreReport& restored, const RestoreRequest& reques
         QStringLiteral("restored the site %1, as it was at %2\nrows in %3, files in %4\n")
             .arg(restored.identity, restored.moment, printable(restored.rows),
                  printable(restored.documents)) +
-        countText(restored.files, restored.copied, restored.tables) +
+        copiedText(restored.files, restored.copied, restored.tables) +
         QStringLiteral("the job count of every company was raised by %1\n").arg(request.raiseCounters) +
         lossTable(restored.losses, QStringLiteral("the store has it"));
     report.success = exitCodeOf(restored.losses);
