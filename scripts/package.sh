@@ -124,10 +124,8 @@ ls -l "$work/first" | awk 'NR > 1 { printf "%10d  %s\n", $5, $9 }'
 say "Lintian"
 lintian --fail-on error,warning --show-overrides "$work/first/${source}_${full_version}_$(dpkg --print-architecture).changes"
 
-if [ -x scripts/check_abi.sh ]; then
-  say "The libraries' interface against the one promised"
-  scripts/check_abi.sh "$work/$source-$version/obj-$(dpkg-architecture -qDEB_HOST_GNU_TYPE)"
-fi
+say "The libraries' interface against the one promised"
+scripts/check_abi.sh "$work/$source-$version/obj-$(dpkg-architecture -qDEB_HOST_GNU_TYPE)"
 
 if [ "$twice" = yes ]; then
   say "Building a second time"
