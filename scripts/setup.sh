@@ -24,7 +24,7 @@ test_packages=(
   python3-pymongo python3-gridfs python3-bson python3-mockupdb
   # Validators of what is installed beside the programs: desktop entry, man pages, completions.
   desktop-file-utils appstream libxml2-utils
-  man-db groff shellcheck bash-completion zsh fish
+  man-db groff mandoc shellcheck bash-completion zsh fish
 )
 
 bench_packages=(

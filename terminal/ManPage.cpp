@@ -146,6 +146,7 @@ ManPage::ManPage(const QString& name, int section, const QString& manual, const 
 
 void ManPage::line(const QByteArray& macro, const QByteArray& arguments)
 {
+    m_isBelowHeading = macro == ".SH" || macro == ".SS";
     m_source += arguments.isEmpty() ? macro + '\n' : macro + ' ' + arguments + '\n';
 }
 
@@ -175,7 +176,8 @@ void ManPage::subsection(const QString& title)
 
 void ManPage::paragraph(const QString& text)
 {
-    line(".PP");
+    if (!m_isBelowHeading)
+        line(".PP");
     this->text(text);
 }
 

@@ -46,6 +46,7 @@ private:
     void text(const QString& text);
 
     QByteArray m_source;
+    bool m_isBelowHeading = false; ///< a paragraph begins there by itself
 };
 
 /// The page of a program, for section 1.

@@ -76,8 +76,11 @@ QString operandLine(const CommandOperand& operand, std::size_t place, const QStr
         where += QLatin1Char(':');
     if (operand.kind == ValueKind::Verb)
         return QStringLiteral("'1:VERB:%1_words' '2:VERB: %1_words $words[CURRENT-1]'").arg(function);
-    return zshQuoted(where + QLatin1Char(':') + operand.name + QLatin1Char(':') +
-                     action(operand.kind, operand.choices));
+    // The name alone is shown, but not where an option is typed: a message keeps zsh from completing that.
+    const QString shown = operand.kind == ValueKind::Text
+                              ? QStringLiteral("{[[ $PREFIX == -* ]] || _message %1}").arg(operand.name)
+                              : action(operand.kind, operand.choices);
+    return zshQuoted(where + QLatin1Char(':') + operand.name + QLatin1Char(':') + shown);
 }
 
 /// The function that offers the words of verbs: the first ones, or those behind a first.
