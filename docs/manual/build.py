@@ -121,7 +121,11 @@ class Page:
         converter = markdown.Markdown(
             extensions=["tables", "fenced_code", "sane_lists", "attr_list", "toc"],
             extension_configs={"toc": {"slugify": anchor_of}}, output_format="html")
-        self.body = converter.convert(Nesting().text(text))
+        body = converter.convert(Nesting().text(text))
+        # A short name in a cell stays in one line; what is long may break, or it would push the other columns out.
+        body = re.sub(r"<td><code>([^<]{1,24})</code>", r'<td><code class="key">\1</code>', body)
+        # A bar within a cell is written with a backslash, which Python's markdown leaves in code.
+        self.body = re.sub(r"<td>.*?</td>", lambda cell: cell[0].replace(r"\|", "|"), body, flags=re.S)
         self.headings = [(token["level"], token["id"], token["name"]) for token in _flat(converter.toc_tokens)]
         if not self.headings or self.headings[0][0] != 1:
             raise BuildError(f"{source}: does not begin with a title")
