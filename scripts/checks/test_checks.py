@@ -9,6 +9,7 @@ import unittest
 from pathlib import Path
 
 import desktop_files
+import documents
 import exported_symbols
 import hardened_build
 import house
@@ -455,6 +456,99 @@ class NeededOperationsTest(unittest.TestCase):
         self.assertEqual(len(self.differences(page=self.PAGE + "| `Common::gone` | x |\n")), 1)
         self.assertEqual(len(self.differences(page=self.PAGE + "| `Common::getGUID` | x |\n")), 1)
         self.assertEqual(len(self.differences(page="")), 3)
+
+
+class DocumentsTest(TreeTest):
+    PRESETS = '{"configurePresets": [{"name": "dev"}], "buildPresets": [{"name": "dev"}], "testPresets": [{"name": "quick"}]}'
+    ADMIN = (
+        "#!/bin/sh\n"
+        'case "$*" in\n'
+        '--help) printf "  --config FILE\\n  --json\\n  get JOB FILE\\n  company add\\n";;\n'
+        '"get --help") echo "  --force";;\n'
+        '"company add --help") echo "  --code CODE";;\n'
+        "*) exit 2;;\nesac\n"
+    )
+
+    class World:
+        """Takes each command for done, but for those that are to end otherwise."""
+
+        def __init__(self, codes=()):
+            self.ran = []
+            self._codes = dict(codes)
+
+        def run(self, command):
+            self.ran.append(command)
+            return self._codes.get(command, 0), "why"
+
+    def findings(self, files, world=None, helps=None):
+        root = self.tree({"CMakePresets.json": self.PRESETS, **files})
+        return [f"{finding.path}:{finding.line}: {finding.rule}" for finding in documents.check(root, helps, world)]
+
+    def helps(self):
+        programs = self.tree({"zav_admin": self.ADMIN})
+        (programs / "zav_admin").chmod(0o755)
+        return documents.Helps(programs)
+
+    def test_good_links_pass(self):
+        page = "# A b: `c` 批量!\n[x](b.md) [y](b.md#two-words) [z](#a-b-c-批量) [web](https://x.y/z) ![p](p.png) `[no](link)`\n"
+        files = {"docs/a.md": page, "docs/b.md": "## Two words\n", "docs/p.png": "", "docs/manual/c.md": "[a](../a.md)\n"}
+        self.assertEqual(self.findings(files), [])
+
+    def test_links_that_lead_nowhere_are_found(self):
+        said = self.findings({"docs/a.md": "[x](none.md)\n\n[y](b.md#three) ![p](none.png)\n", "docs/b.md": "## Two\n"})
+        self.assertEqual([line.split(": ")[0] for line in said], ["docs/a.md:1", "docs/a.md:3", "docs/a.md:3"])
+        self.assertIn("no heading", said[1])
+
+    def test_scripts_and_presets(self):
+        good = "`scripts/run.sh` and\n\n    cmake --preset dev && cmake --build --preset dev && ctest --preset quick\n"
+        self.assertEqual(self.findings({"README.md": good, "scripts/run.sh": ""}), [])
+        bad = "`scripts/gone.sh`\n\n    cmake --preset fast\n    cmake --build --preset quick\n    ctest --preset dev\n"
+        self.assertEqual(len(self.findings({"README.md": bad})), 4)
+
+    def test_commands_of_blocks_are_found(self):
+        text = (
+            "Text zav_admin none\n\n    build/dev/bin/zav_admin get A b \\\n        --force   # why\n\n- a\n  ```\n  $ zav_admin jobs\n"
+            "  zav_admin: a message\n  ```\n```\n0 4 * * 0  /usr/bin/zav_admin check\nExecStart=/usr/bin/zav_admin ping\n"
+            "sudo -u plant zav_admin status\nnot zav_admin\n```\n"
+        )
+        self.assertEqual(
+            list(documents.Page(text).commands()),
+            [(4, "zav_admin get A b --force"), (8, "zav_admin jobs"), (12, "zav_admin check"), (13, "zav_admin ping"),
+             (14, "zav_admin status")],
+        )  # fmt: skip
+
+    def test_each_command_is_run_once(self):
+        world = self.World()
+        page = "```\nzav_admin get a b --force\n```\n"
+        self.assertEqual(self.findings({"docs/a.md": page, "docs/b.md": page}, world, self.helps()), [])
+        self.assertEqual(world.ran, ["zav_admin get a b --force"])
+
+    def test_a_command_that_fails_is_told_of_each_page(self):
+        page = "\n```\nzav_admin get a b\n```\n"
+        said = self.findings({"docs/a.md": page, "docs/b.md": page}, self.World({"zav_admin get a b": 3}), self.helps())
+        self.assertEqual(said, [f"docs/{name}.md:3: 'zav_admin get a b': ended with 3, not 0: why" for name in "ab"])
+
+    def test_expected_failures_must_fail(self):
+        add = "zav_admin company add --code x"
+        page = f"```\n{add}\n```\n"
+        self.assertEqual(self.findings({"docs/a.md": page}, self.World({add: 4}), self.helps()), [])
+        self.assertEqual(len(self.findings({"docs/a.md": page}, self.World(), self.helps())), 1)
+
+    def test_commands_are_compared_with_the_help(self):
+        for bad in ("zav_admin gte a b", "zav_admin get a b --froce", "zav_admin get a b --code x", "zav_admin get [--froce]"):
+            for page in (f"```\n{bad}\n```\n", f"Text `{bad}`.\n"):
+                self.assertEqual(len(self.findings({"docs/a.md": page}, self.World(), self.helps())), 1, page)
+        world = self.World()
+        page = "`zav_admin get JOB FILE [--force]`, `zav_admin company\nadd --code x`\n\n    zav_admin get JOB FILE [--force]\n"
+        self.assertEqual(self.findings({"docs/a.md": page}, world, self.helps()), [])
+        self.assertEqual(world.ran, [])
+
+    def test_what_is_not_run_is_said(self):
+        for command in ("zav_client --robot", "zav_robot --port 0", "zav_admin init --database-host h", "zav_admin jobs [--json]",
+                        "zav_admin status | no-such-tool-here x"):  # fmt: skip
+            self.assertTrue(documents.comparison_only(command), command)
+        for command in ("zav_client --batch DIR --json", "zav_admin status --json | sort", "zav_admin get HX000001 job.zip"):
+            self.assertEqual(documents.comparison_only(command), "", command)
 
 
 class ProgramTest(TreeTest):
