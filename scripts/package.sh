@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes the Debian packages and tries them: sets up, builds them into build/package, has lintian and abidiff look at them,
-# and installs them into a fresh tree of this machine's Debian release (scripts/package_trial.sh tells what is done there).
+# builds a host with them, and installs them into a fresh tree of this machine's Debian release (scripts/package_trial.sh tells
+# what is done there).
 #
 # What is packaged is what git tracks, as it lies in the working tree. The build goes through a source package, as a
 # distributor's does, and takes nothing else from here. Can be run again; each run starts from nothing.
@@ -110,6 +111,22 @@ compare_builds() { # FOLDER OTHER
   echo "package: $count files are the same byte for byte"
 }
 
+# What libzav-import-dev is for: its example host is built with these packages, and shows its window to a picture.
+build_host() { # FOLDER
+  local host=$1/host package
+  rm -rf "$host"
+  mkdir -p "$host/root"
+  for package in "$1"/first/{libzav-import0,libkozav-backend0,libzav-import-dev}_*.deb; do
+    dpkg-deb --extract "$package" "$host/root"
+  done
+  quietly "$1/host.log" cmake -G Ninja -S "$host/root/usr/share/zav_import/examples/host" -B "$host/build" \
+    -DCMAKE_PREFIX_PATH="$host/root/usr"
+  quietly "$1/host.log" cmake --build "$host/build"
+  quietly "$1/host.log" env QT_QPA_PLATFORM=offscreen "$host/build/example_host" --picture "$host/window.png" "$host/site"
+  [ -s "$host/window.png" ]
+  echo "package: the example host is built with the packages, and shows the panels"
+}
+
 say "Setting up"
 scripts/setup.sh package
 source=$(field Source)
@@ -126,6 +143,9 @@ lintian --fail-on error,warning --show-overrides "$work/first/${source}_${full_v
 
 say "The libraries' interface against the one promised"
 scripts/check_abi.sh "$work/$source-$version/obj-$(dpkg-architecture -qDEB_HOST_GNU_TYPE)"
+
+say "A host built with the packages"
+build_host "$work"
 
 if [ "$twice" = yes ]; then
   say "Building a second time"
