@@ -81,8 +81,8 @@ Result<qint64> GrowingFile::waitForEnd()
 
 Result<ContentDigest> digestGrowing(GrowingFile& growing)
 {
-    constexpr qint64 readAtOnce = 256 << 10;
-    const std::unique_ptr<char[]> block(new char[readAtOnce]); // NOLINT(modernize-make-unique): left unset
+    constexpr qint64 hashedAtOnce = 256 << 10;
+    const std::unique_ptr<char[]> block(new char[hashedAtOnce]); // NOLINT(modernize-make-unique): left unset
     Sha256 hash;
     for (qint64 offset = 0;;) {
         const auto ready = growing.waitBeyond(offset);
@@ -91,7 +91,7 @@ Result<ContentDigest> digestGrowing(GrowingFile& growing)
         if (ready.value() == offset)
             return digestOf(offset, hash, displayPath(growing.file().path()));
         while (offset < ready.value()) {
-            const qint64 size = std::min(readAtOnce, ready.value() - offset);
+            const qint64 size = std::min(hashedAtOnce, ready.value() - offset);
             const auto read = growing.file().readAt(block.get(), size, offset);
             if (!read.ok())
                 return read.status();
