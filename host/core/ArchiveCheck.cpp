@@ -93,7 +93,7 @@ qint64 findEnd(QFile& file)
     const QByteArray tail = bytesAt(file, file.size() - tailSize, tailSize);
     for (int at = tail.lastIndexOf(endMark); at >= 0; at = at == 0 ? -1 : tail.lastIndexOf(endMark, at - 1)) {
         if (at + endLength <= tail.size() &&
-            at + endLength + numberAt<quint16>(tail, at + 20) == quint64(tail.size()))
+            at + endLength + qint64(numberAt<quint16>(tail, at + 20)) == tail.size())
             return file.size() - tailSize + at;
     }
     return -1;
