@@ -22,6 +22,7 @@ std::vector<QStringList> together(const ContractSite& site, const QString& role,
                                   const std::vector<QStringList>& arguments)
 {
     std::vector<std::unique_ptr<ContractProcess>> processes;
+    processes.reserve(arguments.size());
     for (const QStringList& own : arguments)
         processes.push_back(std::make_unique<ContractProcess>(role, site.configuration(), own));
     return ContractProcess::runTogether(processes);
@@ -80,7 +81,7 @@ void ConcurrencyContract::manyCountWithoutGapOrRepeat()
         for (const QString& line : lines)
             numbers.push_back(line.toInt());
     std::sort(numbers.begin(), numbers.end());
-    QCOMPARE(numbers.size(), size_t{processCount * each});
+    QCOMPARE(numbers.size(), size_t{processCount} * each);
     for (size_t i = 0; i < numbers.size(); ++i)
         QCOMPARE(numbers[i], static_cast<int>(i) + 1);
     QCOMPARE(jobCount(), processCount * each);
