@@ -501,7 +501,7 @@ void Foresight::look(const PanelSource& source)
                 Qt::QueuedConnection);
         };
         // An operator who goes on working is not to notice it.
-        const unsigned threads = std::max(1, QThread::idealThreadCount() / 2);
+        const auto threads = static_cast<unsigned>(std::max(1, QThread::idealThreadCount() / 2));
         foresee(source, threads, run.cancelled, tell);
     }));
     run.thread->start(QThread::LowPriority);
