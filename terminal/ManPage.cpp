@@ -72,14 +72,16 @@ QByteArray markedUsage(const QString& piece)
     return source;
 }
 
-/// A word of a text: options stand out.
+/// A word of a text: options stand out, and what may be typed is not hyphenated.
 QByteArray markedWord(const QString& word)
 {
     static const QRegularExpression option(QStringLiteral("^(\\W*?)(--[a-z][a-z-]*)(.*)$"));
+    static const QRegularExpression typed(QStringLiteral("[-/_.$].*\\w"));
     const QRegularExpressionMatch match = option.match(word);
+    const QByteArray whole = typed.match(word).hasMatch() ? "\\%" : "";
     if (!match.hasMatch())
-        return escaped(word);
-    return escaped(match.captured(1)) + bold(match.captured(2)) + escaped(match.captured(3));
+        return whole + escaped(word);
+    return whole + escaped(match.captured(1)) + bold(match.captured(2)) + escaped(match.captured(3));
 }
 
 QString sentence(const QString& text)
@@ -137,8 +139,6 @@ ManPage::ManPage(const QString& name, int section, const QString& manual, const 
     const auto quoted = [](const QString& text) { return '"' + escaped(text) + '"'; };
     line(".TH", escaped(name.toUpper()) + ' ' + QByteArray::number(section) + ' ' + quoted(edition.date) +
                     ' ' + quoted(QStringLiteral("zav_import ") + edition.version) + ' ' + quoted(manual));
-    // Names that are typed are not hyphenated.
-    line(".nh");
     line(".ad l");
     this->section(QStringLiteral("NAME"));
     line(escaped(name + QStringLiteral(" - ") + summary));
