@@ -307,7 +307,8 @@ bool names(const std::vector<CommandOption>& options, const QString& name)
 
 Terminal::CommandVerb described(const Verb& verb)
 {
-    return {QLatin1String(verb.name), verb.operands, QLatin1String(verb.summary), verb.options};
+    return {QLatin1String(verb.name), verb.operands, QLatin1String(verb.summary), verb.options,
+            detailsOf(verb)};
 }
 
 Status misused(const QString& message)

@@ -84,6 +84,9 @@ Terminal::CommandDescription commandDescription();
 /// Finds the verb that the words begin with and takes it off them; none where there is no such verb.
 const Verb* takeVerb(QStringList& words);
 
+/// What is to be known before the verb is run, in sentences; empty for most.
+QString detailsOf(const Verb& verb);
+
 /// How the verb is called: "get JOB FILE [--force]".
 QString usageOf(const Verb& verb);
 

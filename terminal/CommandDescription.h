@@ -51,6 +51,7 @@ struct CommandVerb
     std::vector<CommandOperand> operands;
     QString summary; ///< begins in lower case, without a full stop
     std::vector<CommandOption> options;
+    QString details = {}; ///< what is to be known before it is used, in sentences; may be empty
 };
 
 struct ExitCodeMeaning

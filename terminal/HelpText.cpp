@@ -130,6 +130,8 @@ QString verbHelp(const CommandDescription& program, const CommandVerb& verb)
 {
     QString help = usageLines(QStringLiteral("Usage: "), program.program, usagePieces(verb)) +
                    QLatin1Char('\n') + filledText(0, verb.summary);
+    if (!verb.details.isEmpty())
+        help += QLatin1Char('\n') + filledText(0, verb.details);
     if (!verb.options.empty())
         help += QStringLiteral("\nOptions:\n") + optionLines(verb.options);
     help += QStringLiteral("\nOptions that every verb takes:\n") + optionLines(program.options);

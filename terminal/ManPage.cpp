@@ -118,6 +118,8 @@ void addVerbs(ManPage& page, const CommandDescription& program)
         page.subsection(verb.name);
         page.synopsis(program.program, usagePieces(verb));
         page.paragraph(sentence(verb.summary));
+        if (!verb.details.isEmpty())
+            page.paragraph(verb.details);
         addOptions(page, verb.options);
     }
 }
