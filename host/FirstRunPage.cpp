@@ -1,5 +1,6 @@
 #include "host/FirstRunPage.h"
 
+#include "host/HelpWindow.h"
 #include "host/core/BehindWindow.h"
 
 #include <QCheckBox>
@@ -14,6 +15,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QShortcut>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
@@ -60,6 +62,8 @@ FirstRunPage::FirstRunPage(QWidget* parent)
     m_details->addWidget(buildEmbedded());
     m_details->addWidget(buildServers());
     m_details->addWidget(buildExisting());
+    connect(new QShortcut(QKeySequence::HelpContents, this), &QShortcut::activated, this,
+            [this] { showHelp(*this, manualPageOf(objectName())); });
     resize(720, 640);
     showChoice();
 }

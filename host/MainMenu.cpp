@@ -110,8 +110,20 @@ void MainMenu::buildView(const MainDocks& docks)
 
 void MainMenu::buildHelp()
 {
-    QAction* help = m_help->addAction(tr("&How it works"), this, [this] { showHelp(m_window); });
+    QAction* help = m_help->addAction(tr("&How it works"), this,
+                                      [this] { showHelp(m_window, manualPageOf(partInFront())); });
     help->setShortcut(QKeySequence::HelpContents);
+}
+
+/// The dock that has the keyboard, else the page that is seen.
+QString MainMenu::partInFront() const
+{
+    for (const QWidget* part : m_parts) {
+        if (part != &m_pages && part->isAncestorOf(QApplication::focusWidget()))
+            return part->objectName();
+    }
+    const QWidget* page = m_pages.current();
+    return page ? page->objectName() : QString();
 }
 
 void MainMenu::copy()

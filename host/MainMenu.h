@@ -33,6 +33,7 @@ private:
     void buildEdit();
     void buildView(const MainDocks& docks);
     void buildHelp();
+    [[nodiscard]] QString partInFront() const;
     void copy();
     void find();
     void goToNextPart(int step);

@@ -248,7 +248,7 @@ def neighbours(page, parts, words):
             other = order[at + step]
             links.append(f'<a class="{rel}" rel="{rel[:4]}" title="{words[rel]}" href="{other.name}.html">'
                          f"{arrow.format(other.title)}</a>")
-    return "\n".join(links)
+    return '<nav class="neighbours">\n' + "\n".join(links) + "\n</nav>" if links else ""
 
 
 def languages(page, manuals):

@@ -655,12 +655,32 @@
         <translation>重新读取全部内容</translation>
     </message>
     <message>
-        <source>this page</source>
-        <translation>本页说明</translation>
-    </message>
-    <message>
         <source>ends the program</source>
         <translation>退出程序</translation>
+    </message>
+    <message>
+        <source>help on what is in front</source>
+        <translation>关于当前内容的使用说明</translation>
+    </message>
+    <message>
+        <source>← &amp;Back</source>
+        <translation>← 后退(&amp;B)</translation>
+    </message>
+    <message>
+        <source>&amp;Forward →</source>
+        <translation>前进(&amp;F) →</translation>
+    </message>
+    <message>
+        <source>&amp;Contents</source>
+        <translation>目录(&amp;C)</translation>
+    </message>
+    <message>
+        <source>&amp;Keys</source>
+        <translation>按键(&amp;K)</translation>
+    </message>
+    <message>
+        <source>&amp;Open in the browser</source>
+        <translation>在浏览器中打开(&amp;O)</translation>
     </message>
 </context>
 <context>

@@ -10,7 +10,7 @@ if(ZAV_BUILD_PANELS)
                                              host_matrix host_panel_run host_panel_tidying host_plain_text host_publishing
                                              host_robot_probe host_run_gate host_run_record host_service_log host_unpacker)
   zav_add_tests(host_tests LABELS host TESTS host_archive_check host_foresight)
-  zav_add_tests(host_tests LABELS host TESTS host_about_dialog host_language host_manual host_theme host_translations)
+  zav_add_tests(host_tests LABELS host TESTS host_about_dialog host_help_window host_language host_manual host_theme host_translations)
   if(TARGET Qt5::DBus)
     zav_add_tests(host_tests LABELS host TESTS host_desktop_notice)
     target_link_libraries(host_tests PRIVATE Qt5::DBus)
