@@ -14,6 +14,7 @@ import exported_symbols
 import hardened_build
 import house
 import include_arrows
+import manual_pages
 import needed_libraries
 import needed_operations
 import no_bare_waits
@@ -568,6 +569,49 @@ class ProgramTest(TreeTest):
 
     def test_wrong_root_is_an_error(self):
         self.assertEqual(self.run_check("no_bare_waits", self.tree({"a/b.cpp": ""})).returncode, 2)
+
+
+class ManualPagesTest(TreeTest):
+    """A manual of one page in two languages with one picture, and what is made wrong of it."""
+
+    def findings(self, **changed):
+        files = {
+            "docs/manual/zh/a.md": "# 一\n\n## 二\n\n```\n# code\n```\n\n![图](../pictures/zh/one.png)\n",
+            "docs/manual/en/a.md": "# One\n\n## Two\n\n![picture](../pictures/en/one.png)\n",
+            "docs/manual/pictures/zh/one.png": "",
+            "docs/manual/pictures/en/one.png": "",
+            "tests/desktop/desktop_manual.cpp": 'road.picture(QStringLiteral("one"));\n',
+        }
+        files.update(changed.get("files", {}))
+        for path in changed.get("without", ()):
+            del files[path]
+        return [str(finding) for finding in manual_pages.check(self.tree(files))]
+
+    def test_whole_manual(self):
+        self.assertEqual(self.findings(), [])
+
+    def test_page_in_one_language(self):
+        found = self.findings(files={"docs/manual/en/b.md": "# B\n"})
+        self.assertEqual(found, ["docs/manual/zh/b.md:1: the page is missing in this language"])
+
+    def test_headings_differ(self):
+        found = self.findings(files={"docs/manual/en/a.md": "# One\n\n### Two\n\n![p](../pictures/en/one.png)\n"})
+        self.assertEqual(len(found), 1)
+        self.assertIn("zh [1, 2], en [1, 3]", found[0])
+
+    def test_picture_missing(self):
+        found = self.findings(without=["docs/manual/pictures/en/one.png"], files={"docs/manual/pictures/en/two.png": ""})
+        self.assertEqual(found, ["docs/manual/en/a.md:5: ../pictures/en/one.png is not there",
+                                 "docs/manual/pictures/en/two.png:1: no page shows it"])
+
+    def test_picture_that_no_test_takes(self):
+        found = self.findings(files={"tests/desktop/desktop_manual.cpp": ""})
+        self.assertEqual(len(found), 2)
+        self.assertIn("is not taken by tests/desktop/desktop_manual.cpp", found[0])
+
+    def test_picture_of_the_other_language(self):
+        found = self.findings(files={"docs/manual/en/a.md": "# One\n\n## Two\n\n![p](../pictures/zh/one.png)\n"})
+        self.assertEqual(found[0], "docs/manual/en/a.md:5: ../pictures/zh/one.png is no picture of this language")
 
 
 if __name__ == "__main__":

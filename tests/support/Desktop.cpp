@@ -6,9 +6,12 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcessEnvironment>
 #include <QTest>
 #include <QtEndian>
+
+#include <algorithm>
 
 namespace KOZAV::Test {
 
@@ -25,6 +28,24 @@ QProcessEnvironment environmentOn(const QString& display, const QString& home)
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
         environment.insert(QString::fromLatin1(name), home + QStringLiteral("/xdg"));
     return environment;
+}
+
+/// The desktop beside the windows is black.
+QImage withoutEmptyEdges(const QImage& picture)
+{
+    QRect filled;
+    for (int y = 0; y < picture.height(); ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(picture.constScanLine(y));
+        const auto isFilled = [](QRgb pixel) { return (pixel & RGB_MASK) != 0; };
+        const auto first = std::find_if(line, line + picture.width(), isFilled);
+        if (first == line + picture.width())
+            continue;
+        int last = picture.width() - 1;
+        while (!isFilled(line[last]))
+            --last;
+        filled |= QRect(QPoint(static_cast<int>(first - line), y), QPoint(last, y));
+    }
+    return picture.copy(filled);
 }
 
 } // namespace
@@ -161,7 +182,8 @@ void Desktop::takePicture(const QString& name) const
     const QString folder = QFile::decodeName(qgetenv("ZAV_TEST_PICTURES"));
     if (folder.isEmpty())
         return;
-    if (!QDir().mkpath(folder) || !picture().save(QStringLiteral("%1/%2.png").arg(folder, name)))
+    const QString file = QStringLiteral("%1/%2.png").arg(folder, name);
+    if (!QDir().mkpath(QFileInfo(file).path()) || !withoutEmptyEdges(picture()).save(file))
         qWarning("the picture %s cannot be kept in %s", qUtf8Printable(name), qUtf8Printable(folder));
 }
 

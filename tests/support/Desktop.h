@@ -38,7 +38,9 @@ public:
 
     /// What is seen on it now.
     [[nodiscard]] QImage picture() const;
-    /// Keeps the picture as NAME.png in the folder that $ZAV_TEST_PICTURES names, where it does.
+    /// Keeps the picture, as far as windows stand on it, as NAME.png in the folder that $ZAV_TEST_PICTURES
+    /// names, where it does.
+    /// @param name  may lead through folders below that one
     void takePicture(const QString& name) const;
 
 private:

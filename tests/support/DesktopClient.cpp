@@ -99,7 +99,8 @@ bool DesktopClient::startBy(const QStringList& tool, const QStringList& argument
             if (m_probe.state() == QLocalSocket::UnconnectedState)
                 m_probe.connectToServer(socket);
             return m_process.state() == QProcess::NotRunning ||
-                   (m_probe.waitForConnected(answerMs) && shows(text("KOZAV::Host::MainWindow")));
+                   (m_probe.waitForConnected(answerMs) &&
+                    (shows(text("KOZAV::Host::MainWindow")) || shows(text("firstRunPage"))));
         },
         patienceMs);
     if (!there || m_process.state() == QProcess::NotRunning) {
@@ -237,21 +238,29 @@ QString DesktopClient::answer(const QString& button)
     return {};
 }
 
-/// The list of completions may take the first Return for itself.
+/// The dialog completes what is typed, and may put what it selects in the place of it: then it is typed
+/// again. The list of completions may take the first Return for itself.
 bool DesktopClient::chooseInDialog(const QString& path)
 {
     const QString field = text("QFileDialog > fileNameEdit");
     if (!click(field))
         return false;
-    m_desktop.press(text("ctrl+a"));
-    m_desktop.type(path);
-    if (!find(field, [&](const SeenWidget& seen) { return seen.text == path; }))
-        return false;
-    for (int times = 0; times < 5; ++times) {
+    const auto isTyped = [&] {
+        const auto seen = look(field);
+        return !seen.empty() && seen.front().text == path;
+    };
+    for (int times = 0; times < 10; ++times) {
+        if (!isTyped()) {
+            m_desktop.press(text("ctrl+a"));
+            m_desktop.type(path);
+        }
+        if (!QTest::qWaitFor(isTyped, goneMs))
+            continue;
         m_desktop.press(text("Return"));
         if (waitUntilGone(text("QFileDialog"), goneMs))
             return true;
     }
+    qWarning("the dialog does not take %s", qUtf8Printable(path));
     return false;
 }
 

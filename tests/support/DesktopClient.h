@@ -52,7 +52,8 @@ public:
     explicit DesktopClient(const Desktop& desktop);
     ~DesktopClient();
 
-    /// Starts the client and waits until its window, or a box before it, has the keyboard. A variable without
+    /// Starts the client and waits until its window, or a box before it, or what it asks at its first start,
+    /// has the keyboard. A variable without
     /// a value is taken out of the environment.
     bool start(const QStringList& arguments, const QMap<QString, QString>& environment = {});
     /// Runs the client by another program, such as unshare.

@@ -31,11 +31,11 @@ bool DesktopOperator::pressImport()
     return m_client.click(batchButton(QStringLiteral("导入")));
 }
 
-QStringList DesktopOperator::answerBatch()
+QStringList DesktopOperator::answerBatch(const QString& button)
 {
     QStringList texts;
     for (;;) {
-        const QString text = m_client.answer(QStringLiteral("OK"));
+        const QString text = m_client.answer(button);
         if (text.isNull())
             return {};
         texts << text;

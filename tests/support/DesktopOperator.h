@@ -20,9 +20,10 @@ public:
     /// Chooses the directory with the panel's button and its dialog.
     bool chooseBatch(const QString& directory);
     bool pressImport();
-    /// Presses Ok in each box of the batch until the last one. @return the texts of all of them; empty where
-    /// the last one did not come
-    QStringList answerBatch();
+    /// Presses Ok in each box of the batch until the last one.
+    /// @param button  how Ok is called in the client's language
+    /// @return the texts of all of them; empty where the last one did not come
+    QStringList answerBatch(const QString& button = QStringLiteral("OK"));
     /// All of these.
     QStringList importBatch(const QString& directory);
 
