@@ -18,6 +18,8 @@ set -euo pipefail
 tree=$1 first=$2 second=$3 archives=$4
 mark=$tree/.zav-package-trial
 mirror=${ZAV_DEBIAN_MIRROR:-http://deb.debian.org/debian}
+# The packages were built against this machine's libraries: the tree is of its release.
+suite=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
 here=$(dirname "$(realpath "$0")")
 
 if [ -z "${ZAV_TRIAL_MOUNTS:-}" ]; then
@@ -25,8 +27,14 @@ if [ -z "${ZAV_TRIAL_MOUNTS:-}" ]; then
     echo "package: the packages are not installed into a tree: that needs root"
     exit 0
   fi
-  if ! unshare --mount sh -c 'mount -t tmpfs none /mnt' 2>/dev/null; then
-    echo "package: the packages are not installed into a tree: nothing can be mounted here"
+  if ! unshare --mount sh -c 'mount -t tmpfs none /mnt && mknod /mnt/null c 1 3' 2>/dev/null; then
+    echo "package: the packages are not installed into a tree: nothing can be mounted here, or no devices made"
+    exit 0
+  fi
+  mkdir -p "$archives"
+  rm -f "$archives/Release"
+  if ! /usr/lib/apt/apt-helper download-file "$mirror/dists/$suite/Release" "$archives/Release" >/dev/null 2>&1; then
+    echo "package: the packages are not installed into a tree: $mirror has no $suite, or cannot be reached"
     exit 0
   fi
   exec env ZAV_TRIAL_MOUNTS=private unshare --mount "$0" "$@"
@@ -46,7 +54,7 @@ as_user() { # COMMAND...
 
 # apt-get in the tree, with its words in a log that is shown where it fails.
 apt() { # VERB ARGUMENT...
-  in_tree apt-get -q -y -o Dpkg::Use-Pty=0 -o Acquire::Languages=none "$@" >>"$archives/apt.log" 2>&1 ||
+  in_tree apt-get -q -y -o Dpkg::Use-Pty=0 -o Acquire::Languages=none -o Acquire::Retries=3 "$@" >>"$archives/apt.log" 2>&1 ||
     { tail -n 40 "$archives/apt.log"; fail "apt-get $1 failed"; }
 }
 
@@ -59,13 +67,19 @@ make_tree() {
     [ -e "$mark" ] || [ -z "$(ls -A "$tree")" ] || fail "$tree is there and is no tree of a trial"
     rm -rf --one-file-system "$tree"
   fi
-  mkdir -p "$tree" "$archives"
+  mkdir -p "$tree"
   touch "$mark"
   # What this machine has downloaded for itself need not be downloaded again.
   cp --link --no-clobber /var/cache/apt/archives/*.deb "$archives/" 2>/dev/null || true
-  # The packages were built against this machine's libraries: the tree is of its release.
-  debootstrap --variant=minbase --cache-dir="$archives" "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$tree" \
-    "$mirror" >"$archives/debootstrap.log" 2>&1 || { tail "$archives/debootstrap.log"; fail "debootstrap failed"; }
+  local proxy=''
+  eval "$(apt-config shell proxy Acquire::http::Proxy)"
+  env ${proxy:+http_proxy="$proxy"} debootstrap --variant=minbase --cache-dir="$archives" "$suite" "$tree" "$mirror" \
+    >"$archives/debootstrap.log" 2>&1 || { tail "$archives/debootstrap.log"; fail "debootstrap failed"; }
+  # How this machine reaches a mirror, and what it makes of a mirror's dates.
+  {
+    apt-config dump | grep -E '^Acquire::(https?::Proxy|Check-)' || true
+    [ -z "${http_proxy:-}" ] || printf 'Acquire::http::Proxy "%s";\n' "$http_proxy"
+  } >"$tree/etc/apt/apt.conf.d/90trial"
   mount -t proc proc "$tree/proc"
   mount -t tmpfs -o mode=1777 tmpfs "$tree/dev/shm"
   mount --bind "$archives" "$tree/var/cache/apt/archives"
