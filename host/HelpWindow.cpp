@@ -106,6 +106,8 @@ ManualBrowser::ManualBrowser(QWidget* parent)
 {
     setObjectName(QStringLiteral("helpText"));
     setOpenExternalLinks(true);
+    // The pictures take the room that is left beside it, so it is there from the beginning.
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     const QString line = palette().color(QPalette::Mid).name();
     const QString ground = palette().color(QPalette::AlternateBase).name();
     document()->setDefaultStyleSheet(
