@@ -16,7 +16,7 @@ QString fishQuoted(QString text)
 /// The flags of "complete" that offer a value. @param exclusive  the flag where files are not offered
 QString offered(ValueKind kind, const QStringList& choices, const char* exclusive)
 {
-    const QString only = QLatin1String(exclusive);
+    QString only = QLatin1String(exclusive);
     const QString words = choices.join(QLatin1Char(' '));
     switch (kind) {
     case ValueKind::File:

@@ -71,6 +71,7 @@ QString exitCodeLines(const std::vector<ExitCodeMeaning>& exitCodes)
 {
     constexpr int digits = 3;
     std::vector<NamedText> pairs;
+    pairs.reserve(exitCodes.size());
     for (const ExitCodeMeaning& exitCode : exitCodes)
         pairs.push_back({QString::number(exitCode.code).rightJustified(digits), exitCode.meaning});
     return columns(pairs);
