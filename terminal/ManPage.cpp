@@ -139,8 +139,10 @@ ManPage::ManPage(const QString& name, int section, const QString& manual, const 
                  const ManEdition& edition)
 {
     const auto quoted = [](const QString& text) { return '"' + escaped(text) + '"'; };
-    line(".TH", escaped(name.toUpper()) + ' ' + QByteArray::number(section) + ' ' + quoted(edition.date) +
-                    ' ' + quoted(QStringLiteral("zav_import ") + edition.version) + ' ' + quoted(manual));
+    // The date stands as it is: readers of pages parse it.
+    line(".TH", escaped(name.toUpper()) + ' ' + QByteArray::number(section) + " \"" +
+                    edition.date.toLatin1() + "\" " +
+                    quoted(QStringLiteral("zav_import ") + edition.version) + ' ' + quoted(manual));
     line(".ad l");
     this->section(QStringLiteral("NAME"));
     line(escaped(name + QStringLiteral(" - ") + summary));

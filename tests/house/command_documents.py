@@ -183,6 +183,17 @@ class Pages(unittest.TestCase):
             # A page of a tree that is no release has no date.
             self.assertEqual([line for line in said if "missing date" not in line], [], page)
 
+    def test_a_release_is_written_alike_with_its_date(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ("one", "other"):
+                made = run(BUILD / "bin/zav_command_documents", f"{folder}/{name}", "1.2.3", "2026-01-31")
+                self.assertEqual((made.returncode, made.stderr), (0, ""))
+            self.assertEqual(run("diff", "-r", f"{folder}/one", f"{folder}/other").stdout, "")
+            for page in Path(folder, "one/man").glob("man*/*"):
+                self.assertRegex(page.read_text(encoding="ascii"), r'^\.TH \S+ \d "2026-01-31" "zav_import 1\.2\.3" ')
+                if shutil.which("mandoc"):
+                    self.assertEqual(run("mandoc", "-Tlint", "-W", "warning", page).stdout, "")
+
     def test_every_page_can_be_looked_up(self):
         need(self, "lexgrog")
         for page in self.pages():
