@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 export LC_ALL=C.UTF-8
 preset=${1:-ci}
 for tool in pngquant optipng; do
-  command -v "$tool" >/dev/null || { echo "manual_pictures: $tool is missing: apt-get install pngquant optipng" >&2; exit 1; }
+  command -v "$tool" >/dev/null || { echo "manual_pictures: $tool is missing: scripts/setup.sh long installs it" >&2; exit 1; }
 done
 unshare -m true || { echo "manual_pictures: mounting is not permitted, so the pictures would show paths of this machine" >&2; exit 1; }
 

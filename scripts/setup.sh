@@ -32,7 +32,7 @@ bench_packages=(
 )
 
 long_packages=(
-  clang libclang-rt-14-dev doxygen
+  clang libclang-rt-14-dev doxygen pngquant optipng
 )
 
 package_packages=(
