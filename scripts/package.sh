@@ -139,7 +139,7 @@ build_packages "$work"
 ls -l "$work/first" | awk 'NR > 1 { printf "%10d  %s\n", $5, $9 }'
 
 say "Lintian"
-lintian --fail-on error,warning --show-overrides "$work/first/${source}_${full_version}_$(dpkg --print-architecture).changes"
+lintian --fail-on error,warning "$work/first/${source}_${full_version}_$(dpkg --print-architecture).changes"
 
 say "The libraries' interface against the one promised"
 scripts/check_abi.sh "$work/$source-$version/obj-$(dpkg-architecture -qDEB_HOST_GNU_TYPE)"
