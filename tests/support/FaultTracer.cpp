@@ -283,8 +283,10 @@ void Tracer::look(pid_t thread)
         const bool isDue = m_orders.at > 0 && m_count >= m_orders.at && m_orders.kind == kind &&
                            (!m_struck || m_orders.onwards);
         if (m_orders.at == 0 || isDue) {
+            // A file without a name is asked for by the flag of directories too.
+            constexpr std::uint64_t making = (O_CREAT | O_TMPFILE) & ~O_DIRECTORY;
             std::fprintf(m_log, "%d %s %s %s %s\n", m_count, kind, call.name,
-                         (flags & (O_CREAT | O_TMPFILE) & ~O_DIRECTORY) != 0 ? "new" : "-", what.c_str());
+                         (flags & making) != 0 ? "new" : "-", what.c_str());
             std::fflush(m_log);
         }
         if (isDue) {
