@@ -43,7 +43,7 @@ inline bool refuseOpenat2()
             qWarning("this system has no openat2(): only what stands in for it is tested");
         return true;
     }
-    const auto answer = static_cast<unsigned>(SECCOMP_RET_ERRNO | (error & SECCOMP_RET_DATA));
+    const unsigned answer = SECCOMP_RET_ERRNO | (static_cast<unsigned>(error) & SECCOMP_RET_DATA);
     std::array<sock_filter, 4> filter = {{
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat2, 0, 1),

@@ -51,8 +51,8 @@ const char* const siteRows[] = {
     " suffix, remark, file_store, user_id, job_number, created_time)"
     " SELECT f.guid, 'Alpha then', 'A', 1, f.job_name, o.stored_name, o.suffix, '', 'older', 5, f.id, 't'"
     " FROM job_flow f JOIN orig_file o ON o.guid = f.orig_file_guid WHERE f.guid <> 'f4'",
-    "INSERT INTO orig_file (guid, job_name, stored_name, suffix, user_id, flow_guid, created_time) VALUES"
-    " ('r1', 'one', 'r1', '', 5, 'f1', 't9')",
+    ("INSERT INTO orig_file (guid, job_name, stored_name, suffix, user_id, flow_guid, created_time) VALUES"
+     " ('r1', 'one', 'r1', '', 5, 'f1', 't9')"),
 };
 
 QStringList namesOf(const Result<std::vector<KnownJob>>& jobs)
