@@ -122,7 +122,7 @@ bool isWhole()
 /// A part of each stretch of the plan.
 std::vector<Strike> sampleOf(const std::vector<Strike>& plan)
 {
-    QRandomGenerator chance(qEnvironmentVariableIntValue("ZAV_FAULT_SEED") + 1U);
+    QRandomGenerator chance(static_cast<quint32>(qEnvironmentVariableIntValue("ZAV_FAULT_SEED")) + 1U);
     std::vector<Strike> sample;
     for (size_t i = 0; i < pointsOfSample; ++i) {
         const size_t begin = plan.size() * i / pointsOfSample;

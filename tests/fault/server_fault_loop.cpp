@@ -198,7 +198,7 @@ void ServerFaultLoop::makePlan()
                 for (const Fault fault : {Fault::Cut, Fault::Gone, Fault::Silent, Fault::Killed})
                     plan.push_back({server, piece, number, fault});
     qInfo("%zu trials", plan.size());
-    QRandomGenerator chance(qEnvironmentVariableIntValue("ZAV_FAULT_SEED") + 1U);
+    QRandomGenerator chance(static_cast<quint32>(qEnvironmentVariableIntValue("ZAV_FAULT_SEED")) + 1U);
     const size_t stretches = isWhole() ? plan.size() : pointsOfSample;
     for (size_t i = 0; i < stretches; ++i) {
         const size_t begin = plan.size() * i / stretches;
