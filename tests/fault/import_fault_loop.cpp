@@ -30,7 +30,6 @@ using namespace KOZAV::Test;
 
 namespace {
 
-constexpr int cannotTrace = 77;
 constexpr int longestRunMs = 20'000;
 /// The plan is dealt out to so many rows of the test.
 constexpr int slices = 48;
