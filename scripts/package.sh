@@ -91,7 +91,7 @@ build_next_revision() { # FOLDER
   { printf '%s (%s) %s; urgency=medium\n\n  * The same again, to try an upgrade.\n\n -- %s  %s\n\n' "$source" "$next" \
     "$(field Distribution)" "$(field Maintainer)" "$(field Date)"
     cat packaging/debian/changelog; } >"$sources/debian/changelog"
-  rm -rf "$sources/debian/.debhelper" "$1/second"
+  rm -rf "$sources"/debian/{.debhelper,files} "$1/second"
   (cd "$sources" && export DEB_BUILD_OPTIONS="$DEB_BUILD_OPTIONS noautodbgsym" &&
     quietly "$1/build-next.log" dpkg-buildpackage --build=binary --no-pre-clean --no-sign)
   mkdir "$1/second"
