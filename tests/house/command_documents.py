@@ -208,6 +208,8 @@ class Pages(unittest.TestCase):
 
     def test_pages_that_are_referred_to_exist(self):
         there = {page.name for page in self.pages()}
+        # A build without panels has no client; the pages of the others refer to it all the same.
+        there |= {"zav_client.1"} - {f"{program}.1" for program in programs()}
         for page in self.pages():
             text = page.read_text(encoding="ascii")
             for name, section in re.findall(r"^\.BR (\S+) \((\d)\)", text, re.M):
@@ -243,7 +245,8 @@ class Programs(unittest.TestCase):
             "zav_robot": ("robot-messages.md", "## The program"),
             "zav_samples": ("samples.md", "# Sample jobs"),
         }
-        for program, (document, heading) in documents.items():
+        for program in programs():
+            document, heading = documents[program]
             text = (SOURCES / "docs" / document).read_text(encoding="utf-8")
             table = re.split(r"^\| (?:exit )?code \|", text[text.index(heading) :], 1, re.M)[1].split("\n\n")[0]
             told = set(re.findall(r"\d+", " ".join(re.findall(r"^\| ([\d, ]+) \|", table, re.M))))
