@@ -108,10 +108,12 @@ void AdminMigrateInterruptionTest::killedRunIsContinued_data()
 {
     QTest::addColumn<QString>("calls");
     QTest::addColumn<int>("leastCalls");
-    // The first four bring files, the others rows. Calls are counted for each thread.
-    QTest::newRow("rename") << text("rename") << 6;
+    // The first four bring files, the others rows. Calls are counted for each thread, and which of four
+    // threads brings which of the eleven files is chance: the busiest one brings three at least, with two
+    // flushes each.
+    QTest::newRow("rename") << text("rename") << 4;
     QTest::newRow("renameat2") << text("renameat2") << 3;
-    QTest::newRow("fsync") << text("fsync") << 15;
+    QTest::newRow("fsync") << text("fsync") << 7;
     QTest::newRow("unlink") << text("unlink") << 1;
     QTest::newRow("pwrite64") << text("pwrite64") << 10;
     QTest::newRow("fdatasync") << text("fdatasync") << 5;
